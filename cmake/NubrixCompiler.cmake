@@ -1,0 +1,30 @@
+# How everything here is compiled: language, warnings, visibility, sanitizers.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+
+option(NUBRIX_WERROR "Make warnings errors" OFF)
+set(NUBRIX_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
+
+add_compile_options(-Wall -Wextra -Wshadow -Wformat=2 -Wconversion -Wcast-align=strict
+                    -ffp-contract=off)
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+if(NUBRIX_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+# RUNPATH, not RPATH: a folder in the library path comes first (this is how an unmodified
+# application gets the virtual camera).
+add_link_options(-Wl,--enable-new-dtags -Wl,--no-undefined)
+
+if(NUBRIX_SANITIZE)
+  add_compile_options(-fsanitize=${NUBRIX_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${NUBRIX_SANITIZE})
+endif()

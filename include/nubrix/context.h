@@ -1,0 +1,211 @@
+// The context: the one object through which an application uses the library.
+#pragma once
+
+#include <string>
+
+#include "nubrix/export.h"
+#include "nubrix/types.h"
+
+namespace nubrix {
+class NubrixBaseDriver;
+}
+
+/// All operations of the library.
+///
+/// Get it from ContextFactory, call initialize, and at the end destroy and deleteContext.
+///
+/// An operation that returns int gives 0 for success or a negative status, and then usually stores
+/// a NubrixErrorCode in the error number (ErrnoLocal) and logs a message:
+///
+/// | status | meaning |
+/// |---|---|
+/// | -1 | general failure |
+/// | -2 | the context is not initialized, or the stream not started |
+/// | -3 | no such open device |
+/// | -4 | not found, or a bad argument |
+/// | -5 | a limit is reached |
+/// | -8 | not supported |
+/// | -9 | none of the streams' cameras is connected |
+/// | -10 | the camera does not answer any more |
+/// | -11 | time-out, or no frame |
+/// | -12 | no driver for this camera |
+/// | -13 | no such stream or recorder |
+///
+/// What a driver answers is passed on unchanged. Before initialize every operation gives -2 (or
+/// null) unless it says otherwise.
+///
+/// Thread-safe: any thread may call any operation; where one may block, it says so. From within a
+/// frame callback every operation may be called except destroy and those that stop or destroy the
+/// callback's own stream or close its device; while another thread runs destroy, they give -2.
+class NubrixBaseContext {
+public:
+    NubrixBaseContext() = default;
+    NubrixBaseContext(const NubrixBaseContext &) = delete;
+    NubrixBaseContext &operator=(const NubrixBaseContext &) = delete;
+    virtual ~NubrixBaseContext() = default;
+
+    /// Loads the driver plug-ins that lie beside the library and lists their cameras. A plug-in
+    /// that is missing is no error; a driver that fails is: its status is returned, or -1 when it
+    /// cannot list its cameras. A second call does nothing and returns 0.
+    virtual int initialize() = 0;
+    /// Stops and frees everything: streams, devices, drivers, registered callbacks. All handles are
+    /// invalid afterwards; frames that the application still holds stay readable but can no longer
+    /// be given back. May block until callbacks that are running have returned. initialize may be
+    /// called again.
+    virtual int destroy() = 0;
+
+    /// Sets the folder of the log files (null keeps it), and reads the log settings from
+    /// nubrixLog.ini beside the library, which is created with defaults if it is missing. Needs no
+    /// initialize. Returns what the log plug-in answers, 0 without one.
+    virtual int setLogFileSavePath(const char *path) = 0;
+
+    /// Adds a callback for cameras that come and go. The same function is added once only, whatever
+    /// `user` is. There is no removal; destroy forgets all.
+    virtual int setDeviceStateCallback(NubrixDeviceStateCallback callback, void *user) = 0;
+    /// Hands out the context's own table of attached cameras, which changes when one comes or goes.
+    virtual int nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned int *count) = 0;
+    /// The same for cameras on GMSL links; list is null when there is no driver for them.
+    virtual int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) = 0;
+    /// The record of the camera with this URI in the context's own table, null if there is none.
+    virtual typedefNubrixeviceAttribute *getDeviceAttributeByUri(const char *uri) = 0;
+
+    /// Opens the camera with this URI, the first of the list for null, or a GMSL node for a URI
+    /// with
+    /// "/dev/video" in it. -4 when there is no such camera, -12 when no driver serves it. Opening a
+    /// camera that is open returns 0 and leaves `*device` alone.
+    virtual int openDevice(const char *uri, NubrixDevice **device) = 0;
+    /// Opens a camera by a file descriptor that the application opened and keeps. -1 when the USB
+    /// identifiers are not known or no driver serves them.
+    virtual int openDevice2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path,
+                            NubrixDevice **device) = 0;
+    /// Passes a new descriptor to the upgrade that is running.
+    virtual int setDufDeviceFd(unsigned int a, unsigned int b, unsigned int c, const char *d) = 0;
+    /// Closes the streams of the camera and the camera. May block until its callbacks have
+    /// returned.
+    virtual int closeDevice(NubrixDevice *device) = 0;
+
+    /// Hands out the driver's table of modes of a stream type; valid until the device is closed.
+    virtual int getSupportFrameMode(NubrixDevice *device, unsigned int streamType,
+                                    const typedefNubrixFrameMode **modes, unsigned int *count) = 0;
+    virtual int setFrameMode(NubrixDevice *device, unsigned int streamType,
+                             typedefNubrixFrameMode &mode) = 0;
+    /// The driver's record of the mode in force, null if there is none or on failure.
+    virtual typedefNubrixFrameMode *getCurrentFrameMode(NubrixDevice *device,
+                                                        unsigned int streamType) = 0;
+
+    /// Creates a stream and starts it. With a callback, every frame goes there (the newest, when
+    /// the callback is slower than the camera) and waiting for the stream gives nothing. On failure
+    /// `*stream` is null, or untouched if no stream could be made. -4 for an unknown type.
+    virtual int openStream(NubrixDevice *device, unsigned int streamType, NubrixStream **stream,
+                           NubrixFrameCallback callback, void *user) = 0;
+    /// Stops and destroys a stream. When it returns, the callback is not called any more. The
+    /// handle must be valid: it is used before it is checked.
+    virtual int closeStream(NubrixStream *stream) = 0;
+    /// Waits until one of `count` streams has a new frame and writes that stream to `ready[0]`
+    /// (`ready` may be null). `timeoutMs` in milliseconds, -1 for ever. -11 when it ran out; -9
+    /// when no camera of the streams is connected, -10 when the last stream's camera does not
+    /// answer. May block; each thread has a listener of its own.
+    virtual int waitForStreams(NubrixStream **streams, int count, NubrixStream **ready,
+                               int timeoutMs) = 0;
+    /// Takes the newest frame of a stream, waiting for one if need be; other results as of
+    /// waitForStreams. `*frame` is null without one. The caller owns a reference and gives it back
+    /// with releaseFrame. Readers are served in turn, each when the one before it is done.
+    virtual int readFrame(NubrixStream *stream, typedefNubrixFrame **frame, int timeoutMs) = 0;
+    /// Gives a frame back; never blocks. The pointer must come from readFrame or a callback.
+    virtual int releaseFrame(typedefNubrixFrame *frame) = 0;
+
+    /// Properties are the driver's business; sizes are in bytes, and `*size` holds the room on
+    /// entry and what was written on return.
+    virtual int setDeviceProperty(NubrixDevice *device, unsigned int id, const void *data,
+                                  unsigned int size) = 0;
+    virtual int getDeviceProperty(NubrixDevice *device, unsigned int id, void *data,
+                                  unsigned int *size) = 0;
+    virtual int propertyTranspraentTransmission(NubrixDevice *device, unsigned char *in,
+                                                unsigned int inSize, unsigned char *out,
+                                                unsigned int *outSize) = 0;
+    /// Sets property 75; -1 for a mode outside 1 to 4.
+    virtual int setStreamFlagMode(NubrixDevice *device, unsigned int mode) = 0;
+
+    virtual int createRecorder(const char *path, NubrixRecord **recorder) = 0;
+    virtual int recorderAttachStream(NubrixRecord *recorder, NubrixStream *stream) = 0;
+    virtual int recorderStart(NubrixRecord *recorder) = 0;
+    virtual int recorderStop(NubrixRecord *recorder) = 0;
+    virtual int destroyRecorder(NubrixRecord *recorder) = 0;
+
+    virtual int setTemperatureParamsFilePath(NubrixDevice *device, const char *path) = 0;
+    /// Sets the threshold of the log plug-in, 0 to 4; -1 above. Needs no initialize.
+    virtual int setLogLevel(unsigned int level) = 0;
+    /// Sets the folder of the log files. Needs no initialize.
+    virtual int setLogFolder(const char *folder) = 0;
+    /// Reads property 72.
+    virtual int getVersion(NubrixDevice *device, NubrixVersions *versions) = 0;
+    /// Stores a code in the error number. Needs no initialize.
+    virtual void setErrorCode(NubrixErrorCode code) = 0;
+    /// Does nothing and returns 0.
+    virtual int logInfo(NubrixLogLevel level, const char *format, ...) = 0;
+    virtual int takePhoto(const char *path) = 0;
+
+    virtual int convertDepthToPointCloud(const unsigned short *depth, unsigned int width,
+                                         unsigned int height, float s, float fx, float fy, float cx,
+                                         float cy, typedefNubrixPoint3D *points,
+                                         unsigned int pixelType, bool limitRange) = 0;
+    virtual int convertDepthToPointCloud2(NubrixDevice *device, const unsigned short *depth,
+                                          unsigned int width, unsigned int height, float s,
+                                          float fx, float fy, float cx, float cy,
+                                          typedefNubrixPoint3D *points, unsigned int pixelType,
+                                          bool limitRange) = 0;
+    virtual int convertDepthToPointCloudWithRGBA(const unsigned short *depth, unsigned int width,
+                                                 unsigned int height, float s, float fx, float fy,
+                                                 float cx, float cy, typedefNubrixPoint3D *points,
+                                                 typedefNubrixRGBA *colours, unsigned int pixelType,
+                                                 bool limitRange) = 0;
+
+    virtual int deviceStartUpgradeOffLine(NubrixDevice *device,
+                                          const typedefNubrixUpgradeCallbacks *callbacks,
+                                          const char *file) = 0;
+    virtual int setDeviceStatusChange(int a, int b, const char *path, unsigned int d) = 0;
+
+    /// Sets or changes the callback of a stream, before or after its start. After a stop the
+    /// callback must be set again to be called again.
+    virtual int setStreamCallback(NubrixStream *stream, NubrixFrameCallback callback,
+                                  void *user) = 0;
+
+    virtual int setGmslI2CStats(bool on) = 0;
+    virtual int setGmslI2CAddress(std::string address) = 0;
+};
+
+/// The process-wide error number: one for all threads, set by the last operation that failed.
+class NUBRIX_API NubrixErrorNumber {
+public:
+    /// The same address as ErrnoLocal().
+    static unsigned int *getErrnoLocation();
+};
+
+extern "C" {
+
+/// The one context of the process, made on the first call. The library owns it until deleteContext.
+/// Call it first from one thread.
+NUBRIX_API NubrixBaseContext *ContextFactory();
+/// Frees a context; call its destroy before. Null does nothing.
+NUBRIX_API void deleteContext(NubrixBaseContext *context);
+
+/// Where the error number is kept. Thread-safe.
+NUBRIX_API unsigned int *ErrnoLocal();
+/// Always null: no table of texts is kept, the log says what went wrong.
+NUBRIX_API const char *errorGetErrorCodeString(int code);
+
+/// The folder of the library with a "/" at its end; set by setLogFileSavePath, empty before.
+extern NUBRIX_API std::string NUBRIX_WORKING_PATH;
+/// The path of nubrixLog.ini; set by setLogFileSavePath, empty before.
+extern NUBRIX_API char NUBRIX_INI_FILE_PATH[256];
+
+/// The loaded driver plug-ins and their "driverDestroy" functions; null without one. For
+/// diagnosis: they are the library's to change.
+extern NUBRIX_API void *libUvcDriverHandle;
+extern NUBRIX_API void *libNetDriverHandle;
+extern NUBRIX_API void *libMiniDriverHandle;
+extern NUBRIX_API void (*delUvcDriver)(nubrix::NubrixBaseDriver *driver);
+extern NUBRIX_API void (*delNetDriver)(nubrix::NubrixBaseDriver *driver);
+extern NUBRIX_API void (*delMiniDriver)(nubrix::NubrixBaseDriver *driver);
+
+}  // extern "C"

@@ -1,0 +1,24 @@
+// Everything an application needs.
+#pragma once
+
+#include "nubrix/context.h"
+#include "nubrix/ini.h"
+#include "nubrix/types.h"
+
+// Either spelling compiles.
+namespace nubrix {
+using ::NubrixBaseContext;
+using ::NubrixDevice;
+using ::NubrixErrorCode;
+using ::NubrixErrorNumber;
+using ::NubrixLogLevel;
+using ::NubrixRecord;
+using ::NubrixStream;
+using ::NubrixVersions;
+using ::typedefNubrixeviceAttribute;
+using ::typedefNubrixFrame;
+using ::typedefNubrixFrameMode;
+using ::typedefNubrixPoint3D;
+using ::typedefNubrixRGBA;
+using ::typedefNubrixUpgradeCallbacks;
+}  // namespace nubrix
