@@ -1,0 +1,25 @@
+#include <atomic>
+
+#include "context/Context.h"
+
+// A plain pointer, not a local static: after deleteContext the next call makes a new context.
+extern "C" {
+NUBRIX_API std::atomic<nubrix::Context *> g_nubrixContext{nullptr};
+
+NubrixBaseContext *ContextFactory()
+{
+    nubrix::Context *context = g_nubrixContext;
+    if (!context) {
+        context = new nubrix::Context;
+        g_nubrixContext = context;
+    }
+    return context;
+}
+
+void deleteContext(NubrixBaseContext *context)
+{
+    if (context == g_nubrixContext)
+        g_nubrixContext = nullptr;
+    delete context;
+}
+}

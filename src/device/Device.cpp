@@ -1,0 +1,200 @@
+#include "device/Device.h"
+
+#include "base/ErrorNumber.h"
+#include "base/LogCall.h"
+#include "stream/VideoStream.h"
+
+namespace nubrix {
+
+Device::Device(NubrixBaseDriver &driver) : m_driver(driver)
+{
+}
+
+Device::~Device() = default;
+
+int Device::open(const char *uri)
+{
+    logPrint(kLogInfo, "open device %s", uri);
+    NubrixBaseDevice *driverDevice = nullptr;
+    if (const int failed = m_driver.openDevice(uri, &driverDevice))
+        return failed;
+    if (!driverDevice)  // a driver that says yes and gives nothing
+        return -1;
+    m_deviceId = uri;
+    opened(driverDevice);
+    return 0;
+}
+
+int Device::open2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path)
+{
+    const int signedFd = static_cast<int>(fd);
+    logPrint(kLogInfo, "open device %s, fd:%d ", path, signedFd);
+    NubrixBaseDevice *driverDevice = nullptr;
+    int failed = m_driver.openDeviceByFd(vid, pid, signedFd, path, &driverDevice);
+    if (failed == 0 && !driverDevice)  // a driver that says yes and gives nothing
+        failed = -1;
+    if (failed != 0) {
+        logPrint(kLogMilestone, "Open Device(%s) Failed, fd(%d), Return Code:%d", path, signedFd,
+                 failed);
+        return failed;
+    }
+    const char *const id = driverDevice->getDeviceId();
+    m_deviceId = id ? id : "";
+    logPrint(kLogInfo, "open2 m_deviceId = %s", m_deviceId.c_str());
+    opened(driverDevice);
+    logPrint(kLogInfo, "open device %s, fd:%d, successfull ", path, signedFd);
+    return 0;
+}
+
+void Device::opened(NubrixBaseDevice *driverDevice)
+{
+    m_deviceKind = driverDevice->getDeviceKind();
+    m_driverDevice = driverDevice;
+    m_opened = true;
+}
+
+int Device::close()
+{
+    if (!m_opened) {
+        logPrint(kLogInfo, "Device not open");
+        return 0;
+    }
+    NubrixBaseDevice *driverDevice = m_driverDevice.exchange(nullptr);
+    const int result = m_driver.closeDevice(&driverDevice);
+    m_opened = false;
+    return result;
+}
+
+VideoStream *Device::createStream(unsigned int streamType)
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    if (driverDevice && driverDevice->deviceState() == NUBRIX_DEVICE_DISCONNECTED) {
+        logPrint(kLogInfo, "Device disconnected, please check it");
+        setErrorNumber(NUBRIX_ERR_DEVICE_NOT_FOUND);
+        return nullptr;
+    }
+    if (!m_opened) {
+        logPrint(kLogInfo, "Device not open");
+        setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
+        return nullptr;
+    }
+    if (isConflictWithOpenedStreams(streamType)) {
+        setErrorNumber(NUBRIX_ERR_STREAM_CREATE);
+        return nullptr;
+    }
+    std::unique_ptr<Sensor> &sensor = m_sensors[streamType];
+    if (!sensor)
+        sensor = std::make_unique<Sensor>(*this, streamType);
+    return new VideoStream(*this, *sensor);
+}
+
+void Device::destroyStream(VideoStream *stream)
+{
+    delete stream;
+}
+
+bool Device::isConflictWithOpenedStreams(unsigned int /*streamType*/) const
+{
+    // Kept: every combination of streams is admitted; the check is a hook.
+    return false;
+}
+
+void Device::stopSensors()
+{
+    for (const auto &sensor : m_sensors) {
+        if (sensor)
+            sensor->stop();
+    }
+}
+
+void Device::closeAllStreams()
+{
+    if (NubrixBaseDevice *const driverDevice = m_driverDevice)
+        driverDevice->closeAllStreams();
+}
+
+NubrixBaseStream *Device::createDriverStream(unsigned int streamType)
+{
+    NubrixBaseStream *stream = nullptr;
+    if (NubrixBaseDevice *const driverDevice = m_driverDevice)
+        driverDevice->createStream(streamType, &stream);
+    return stream;
+}
+
+void Device::destroyDriverStream(NubrixBaseStream *stream)
+{
+    if (NubrixBaseDevice *const driverDevice = m_driverDevice)
+        driverDevice->destroyStream(&stream);
+}
+
+void Device::setStreamOpenedState(unsigned int streamType, bool opened)
+{
+    m_streamOpened[streamType] = opened ? 1 : 0;
+}
+
+NubrixBaseDevice *Device::requireOpen() const
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    if (!driverDevice)
+        setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
+    return driverDevice;
+}
+
+int Device::setProperty(unsigned int id, const void *data, unsigned int size)
+{
+    NubrixBaseDevice *const driverDevice = requireOpen();
+    return driverDevice ? driverDevice->setProperty(id, data, size) : -3;
+}
+
+int Device::getProperty(unsigned int id, void *data, unsigned int *size)
+{
+    NubrixBaseDevice *const driverDevice = requireOpen();
+    return driverDevice ? driverDevice->getProperty(id, data, size) : -3;
+}
+
+int Device::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
+                                            unsigned char *out, unsigned int *outSize)
+{
+    NubrixBaseDevice *const driverDevice = requireOpen();
+    return driverDevice ? driverDevice->propertyTranspraentTransmission(in, inSize, out, outSize)
+                        : -3;
+}
+
+int Device::setTemperatureParamsFilePath(const char *path)
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return driverDevice ? driverDevice->setTemperatureParamsFilePath(path) : -3;
+}
+
+int Device::getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                                unsigned int *count)
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return driverDevice ? driverDevice->getSupportFrameMode(streamType, modes, count) : -3;
+}
+
+int Device::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart)
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return driverDevice ? driverDevice->setFrameMode(streamType, mode, restart) : -3;
+}
+
+typedefNubrixFrameMode *Device::getCurrentFrameMode(unsigned int &streamType)
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return driverDevice ? driverDevice->getCurrentFrameMode(streamType) : nullptr;
+}
+
+int Device::deviceState() const
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return driverDevice ? driverDevice->deviceState() : int{NUBRIX_DEVICE_DISCONNECTED};
+}
+
+int Device::keepLiveState() const
+{
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return driverDevice ? driverDevice->keepLiveState() : 0;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,103 @@
+#include "stream/FrameAllocator.h"
+
+#include "base/CriticalSectionScoped.h"
+#include "base/LogCall.h"
+
+namespace nubrix {
+
+FrameAllocator::FrameAllocator(unsigned int bufferSize, unsigned int reuseThreshold,
+                               unsigned int maxFrames)
+    : m_reuseThreshold(reuseThreshold),
+      m_maxFrames(maxFrames),
+      m_lock(std::make_shared<CriticalSectionImpl>()),
+      m_frameBufferSize(bufferSize)
+{
+}
+
+FrameAllocator::~FrameAllocator()
+{
+    releaseAllFrame();
+}
+
+InternalFrame *FrameAllocator::allocOneFrame()
+{
+    bool exhausted = false;
+    InternalFrame *const frame = takeFrame(exhausted);
+    if (exhausted)
+        logPrint(kLogError, "no available Frame!!!");
+    return frame;
+}
+
+InternalFrame *FrameAllocator::takeFrame(bool &exhausted)
+{
+    const CriticalSectionScoped guard(*m_lock);
+    // Kept: with fewer spare frames than that none is reused, even when no more may be created; and
+    // unsigned, so that a threshold of 0 never reuses. See docs/oddities.md.
+    if (!m_free.empty() && m_free.size() >= m_reuseThreshold - 1U) {
+        m_used.splice(m_used.end(), m_free, m_free.begin());
+    } else if (m_createdCount >= m_maxFrames) {
+        exhausted = true;
+        return nullptr;
+    } else {
+        ++m_createdCount;
+        InternalFrame *const created = createOneInterFrame();
+        if (!created)
+            return nullptr;
+        m_detach.connect(created, &InternalFrame::onDetachFromAllocator);
+        created->m_place = m_used.insert(m_used.end(), created);
+    }
+    InternalFrame *const frame = m_used.back();
+    frame->adopt();
+    return frame;
+}
+
+InternalFrame *FrameAllocator::createOneInterFrame()
+{
+    auto *const frame = new InternalFrame(*this, m_lock);
+    if (frame->allocateBuffer(m_frameBufferSize))
+        return frame;
+    logPrint(kLogError, "can not alloc  size[%d]!!!", static_cast<int>(m_frameBufferSize));
+    delete frame;
+    return nullptr;
+}
+
+unsigned int FrameAllocator::getFrameBufferSize() const
+{
+    const CriticalSectionScoped guard(*m_lock);
+    return m_frameBufferSize;
+}
+
+void FrameAllocator::setFrameBufferSize(unsigned int size)
+{
+    const unsigned int old = getFrameBufferSize();
+    if (size == old) {
+        logPrint(kLogInfo, "Buffer Size do not need change[%d]", static_cast<int>(size));
+        return;
+    }
+    logPrint(kLogInfo, "Change buffer Size from [%d] to [%d]", static_cast<int>(old),
+             static_cast<int>(size));
+    const CriticalSectionScoped guard(*m_lock);
+    releaseAllFrame();
+    m_frameBufferSize = size;
+}
+
+void FrameAllocator::releaseAllFrame()
+{
+    const CriticalSectionScoped guard(*m_lock);
+    m_detach.emit();
+    // From here on a frame that is still held has no tie to this pool but the shared lock.
+    m_detach.disconnect_all();
+    m_used.clear();
+    for (InternalFrame *frame : m_free)
+        delete frame;
+    m_free.clear();
+    m_createdCount = 0;
+}
+
+void FrameAllocator::releaseBackFrame(InternalFrame *frame)
+{
+    const CriticalSectionScoped guard(*m_lock);
+    m_free.splice(m_free.end(), m_used, frame->m_place);
+}
+
+}  // namespace nubrix

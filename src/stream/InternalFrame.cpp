@@ -1,0 +1,48 @@
+#include "stream/InternalFrame.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include "base/CriticalSectionScoped.h"
+#include "stream/FrameAllocator.h"
+
+namespace nubrix {
+
+InternalFrame::InternalFrame(FrameAllocator &allocator,
+                             std::shared_ptr<CriticalSectionImpl> poolLock)
+    : m_allocator(allocator), m_poolLock(std::move(poolLock))
+{
+}
+
+bool InternalFrame::allocateBuffer(unsigned int size)
+{
+    if (size == 0)
+        return true;
+    m_frame.data = std::calloc(1, size);
+    if (!m_frame.data)
+        return false;
+    m_bufferSize = size;
+    return true;
+}
+
+int InternalFrame::release()
+{
+    // Who holds the only reference needs no atomic step: nobody else can reach the frame.
+    if (__atomic_load_n(&m_count, __ATOMIC_ACQUIRE) == 1)
+        __atomic_store_n(&m_count, 0, __ATOMIC_RELAXED);
+    else if (const int left = __atomic_sub_fetch(&m_count, 1, __ATOMIC_SEQ_CST))
+        return left;
+
+    bool orphan = false;
+    {
+        const CriticalSectionScoped guard(*m_poolLock);
+        orphan = m_detached;
+        if (!orphan)
+            m_allocator.releaseBackFrame(this);
+    }
+    if (orphan)
+        delete this;
+    return 0;
+}
+
+}  // namespace nubrix

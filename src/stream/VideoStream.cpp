@@ -1,0 +1,230 @@
+#include "stream/VideoStream.h"
+
+#include "base/Clock.h"
+#include "base/CriticalSectionScoped.h"
+#include "base/ErrorNumber.h"
+#include "base/LogCall.h"
+#include "stream/Sensor.h"
+#include "stream/StreamFrameBaseListener.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr int kPassMs = 100;
+constexpr int kGetFrameMs = 1000;
+constexpr int kBeforeStopMs = 20;
+
+thread_local bool t_callbackThread = false;
+
+}  // namespace
+
+VideoStream::VideoStream(Device &device, Sensor &sensor) : m_device(device), m_sensor(sensor)
+{
+    logPrint(kLogInfo, "Create newFrameThreadFunc");
+    m_streamWorker.reset(ThreadWrapper::createThread(newFrameThreadFunc, this, "Stream Thread"));
+    m_callbackWorker.reset(
+        ThreadWrapper::createThread(newFrameCallBackThreadFunc, this, "Stream CallBack"));
+    readConfigeMaxFrameSize();
+}
+
+VideoStream::~VideoStream()
+{
+    stop();
+    disconnect_all();
+}
+
+void VideoStream::readConfigeMaxFrameSize()
+{
+    // Kept: nothing is read, despite the name; a slow reader sees the newest frame, never a
+    // backlog.
+    const CriticalSectionScoped guard(m_queueLock);
+    m_maxFrameSize = 1;
+    m_queue.reserve(m_maxFrameSize);
+}
+
+int VideoStream::start()
+{
+    logEmptyLine();
+    if (m_started)
+        return 0;
+    b_NewFrameThreadStarted = true;
+    if (const int failed = m_streamWorker->start()) {
+        b_NewFrameThreadStarted = false;
+        logPrint(kLogError, "start stream thread failed[%d]", failed);
+        return failed;
+    }
+    m_sensor.newFrameSignal().connect(this, &VideoStream::onNewSensorFrame);
+    m_started = true;
+    return m_sensor.start();
+}
+
+void VideoStream::stop()
+{
+    logEmptyLine();
+    if (m_started) {
+        stopCallbackWorker();
+        m_sensor.newFrameSignal().disconnect(this);
+        b_NewFrameThreadStarted = false;
+        m_streamEvent.set();
+        m_streamWorker->stop();
+        m_sensor.stop();
+    }
+    const CriticalSectionScoped guard(m_queueLock);
+    for (NubrixFrameRef *frame : m_queue)
+        frame->release();
+    m_queue.clear();
+    m_started = false;
+}
+
+void VideoStream::stopCallbackWorker()
+{
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        if (!m_callback)
+            return;
+    }
+    m_callbackRunning = false;
+    sleepMs(kBeforeStopMs);
+    m_callbackEvent.set();
+    m_callbackWorker->stop();
+}
+
+void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
+{
+    if (!m_started)
+        return;
+    const CriticalSectionScoped guard(m_queueLock);
+    while (m_queue.size() >= m_maxFrameSize) {
+        m_queue.front()->release();
+        m_queue.erase(m_queue.begin());
+    }
+    m_queue.push_back(frame);
+    frame->incRef();
+    // Kept: with a callback the listeners are not told.
+    if (m_callback)
+        m_callbackEvent.set();
+    else
+        m_streamEvent.set();
+}
+
+bool VideoStream::newFrameProcess()
+{
+    const int waited = m_streamEvent.wait(kPassMs);
+    if (waited == -11)
+        return true;
+    if (waited != 0 || !b_NewFrameThreadStarted)
+        return false;
+    m_newFrame.emit(this);
+    return true;
+}
+
+bool VideoStream::newFrameCallFrameBackProcess()
+{
+    const int waited = m_callbackEvent.wait(kPassMs);
+    if (waited == -11)
+        return true;
+    if (waited != 0)
+        return false;
+    if (!m_callbackRunning) {
+        logPrint(kLogMilestone, "stop NewCallFrameBackProcess Thread succeed!");
+        return false;
+    }
+    xp<NubrixFrameRef> frame;
+    if (readFrame(frame, true) != 0)
+        return true;
+    NubrixFrameCallback callback = nullptr;
+    void *userData = nullptr;
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        callback = m_callback;
+        userData = m_userData;
+    }
+    if (callback) {
+        frame->incRef();  // the application's, given back with releaseFrame
+        callback(handle(), &frame->frame(), userData);
+    }
+    return true;
+}
+
+int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
+{
+    if (!m_started) {
+        logPrint(kLogWarning, "Stream Not Stared");
+        return -2;
+    }
+    const CriticalSectionScoped guard(m_queueLock);
+    if (m_queue.empty())
+        return -5;
+    out = m_queue.front();
+    if (pop) {
+        m_queue.front()->release();
+        m_queue.erase(m_queue.begin());
+    }
+    return 0;
+}
+
+int VideoStream::getFrame(xp<NubrixFrameRef> &out)
+{
+    if (!m_started) {
+        logPrint(kLogWarning, "Stream Not Stared");
+        return -2;
+    }
+    if (queueIsEmpty()) {
+        const int waited = m_streamEvent.wait(kGetFrameMs);
+        if (waited == -11)
+            setErrorNumber(NUBRIX_ERR_FRAME_UNAVAILABLE);
+        if (waited != 0)
+            return -1;
+        if (!b_NewFrameThreadStarted) {
+            logPrint(kLogMilestone, "b_NewFrameThreadStarted is false, Thread is Stop");
+            return -1;
+        }
+    }
+    const CriticalSectionScoped guard(m_queueLock);
+    if (m_queue.empty())
+        return -1;
+    out = m_queue.front();
+    return 0;
+}
+
+bool VideoStream::queueIsEmpty()
+{
+    const CriticalSectionScoped guard(m_queueLock);
+    return m_queue.empty();
+}
+
+void VideoStream::setStreamCallback(NubrixFrameCallback callback, void *userData)
+{
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        m_callback = callback;
+        m_userData = userData;
+        m_maxFrameSize = 1;
+    }
+    m_callbackRunning = true;  // before the thread looks at it
+    m_callbackWorker->start();
+}
+
+unsigned int VideoStream::getFrameType() const
+{
+    return m_sensor.type();
+}
+
+bool VideoStream::onCallbackThread()
+{
+    return t_callbackThread;
+}
+
+bool VideoStream::newFrameThreadFunc(void *self)
+{
+    return static_cast<VideoStream *>(self)->newFrameProcess();
+}
+
+bool VideoStream::newFrameCallBackThreadFunc(void *self)
+{
+    t_callbackThread = true;
+    return static_cast<VideoStream *>(self)->newFrameCallFrameBackProcess();
+}
+
+}  // namespace nubrix

@@ -1,0 +1,22 @@
+// The recursive lock on a POSIX mutex.
+#pragma once
+
+#include <pthread.h>
+
+#include "base/CriticalSectionWrapper.h"
+
+namespace nubrix {
+
+class CriticalSectionImpl final : public CriticalSectionWrapper {
+public:
+    CriticalSectionImpl();
+    ~CriticalSectionImpl() override;
+
+    int enter() override { return pthread_mutex_lock(&m_mutex); }
+    int leave() override { return pthread_mutex_unlock(&m_mutex); }
+
+private:
+    pthread_mutex_t m_mutex;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,26 @@
+// An event that one thread sets and another waits for.
+#pragma once
+
+namespace nubrix {
+
+/// An auto-reset event: set() is remembered until one wait has taken it. Thread-safe.
+class EventWrapper {
+public:
+    EventWrapper() = default;
+    EventWrapper(const EventWrapper &) = delete;
+    EventWrapper &operator=(const EventWrapper &) = delete;
+    virtual ~EventWrapper() = default;
+
+    /// The caller owns the result. It must outlive every wait.
+    static EventWrapper *create();
+
+    /// Forgets a set() that nobody has taken. Returns 0, or -1 when locking fails.
+    virtual int reset() = 0;
+    /// Wakes one waiter, or the next to come. Returns 0, or -1 when locking or waking fails.
+    virtual int set() = 0;
+    /// Waits `ms` milliseconds, -1 for ever. Returns 0 when the event was set (and takes it), -11
+    /// on time-out, -1 on another failure.
+    virtual int wait(int ms) = 0;
+};
+
+}  // namespace nubrix

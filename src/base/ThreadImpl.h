@@ -1,0 +1,44 @@
+// The thread on POSIX threads.
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "base/CriticalSectionWrapper.h"
+#include "base/EventWrapper.h"
+#include "base/ThreadWrapper.h"
+
+namespace nubrix {
+
+class ThreadImpl final : public ThreadWrapper {
+public:
+    ThreadImpl(bool (*run)(void *), void *argument, const char *name);
+    ~ThreadImpl() override;
+
+    int start() override;
+    int stop() override;
+    int setPriority(ThreadPriority priority) override;
+
+private:
+    static void *startThread(void *self);
+    bool announce();
+    void loop();
+    void Run();
+
+    bool (*const m_run)(void *);
+    void *const m_argument;
+    bool m_running = false;  // under m_lock, as is the next
+    bool m_started = false;
+    const std::unique_ptr<EventWrapper> m_startEvent;
+    const std::unique_ptr<CriticalSectionWrapper> m_lock;
+    std::atomic<int> m_threadId{-1};
+    pthread_attr_t m_attributes = {};
+    bool m_attributesMade = false;  // these three belong to whoever starts and stops
+    pthread_t m_handle = 0;
+    const std::string m_name;
+};
+
+}  // namespace nubrix

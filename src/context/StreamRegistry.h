@@ -1,0 +1,80 @@
+// The streams of a context: which handles are valid, and who is using one right now.
+#pragma once
+
+#include <condition_variable>
+#include <list>
+
+#include "base/CriticalSectionWrapper.h"
+#include "nubrix/types.h"
+
+namespace nubrix {
+
+class Device;
+class VideoStream;
+
+/// A list of at most kMaxStreams streams in the order they were created. Thread-safe; nothing is
+/// called while its lock is held.
+class StreamRegistry final {
+public:
+    static constexpr std::size_t kMaxStreams = 60;
+
+private:
+    struct Entry {
+        VideoStream *stream;
+        int pins;
+    };
+
+public:
+    /// Keeps a stream from being deleted for as long as it lives.
+    class Pin final {
+    public:
+        Pin() = default;
+        Pin(StreamRegistry &registry, Entry &entry) : m_registry(&registry), m_entry(&entry) {}
+        ~Pin();
+        Pin(Pin &&other) noexcept;
+        Pin &operator=(Pin &&) = delete;
+
+        VideoStream *get() const { return m_entry ? m_entry->stream : nullptr; }
+        VideoStream *operator->() const { return get(); }
+        explicit operator bool() const { return m_entry != nullptr; }
+
+    private:
+        StreamRegistry *m_registry = nullptr;
+        Entry *m_entry = nullptr;
+    };
+
+    /// `lock` outlives the registry.
+    explicit StreamRegistry(CriticalSectionWrapper &lock) : m_lock(lock) {}
+
+    void add(VideoStream *stream);
+    /// Pins a stream, nothing if it is not in the list.
+    Pin pin(const NubrixStream *handle);
+    bool isFull() { return size() >= kMaxStreams; }
+    std::size_t size();
+    /// The first stream in the list, null if it is empty.
+    VideoStream *first();
+    /// The first stream of a device, null if there is none.
+    VideoStream *firstOf(const Device &device);
+    /// Takes a stream off the list. waitUnpinned then says when it may be deleted.
+    using Removed = std::list<Entry>;
+    Removed remove(const NubrixStream *handle);
+    /// Waits until nobody uses what was removed. May block, for as long as its users do.
+    void waitUnpinned(const Removed &removed);
+
+private:
+    // What a condition variable needs to wait under the context's own kind of lock.
+    struct Lockable {
+        CriticalSectionWrapper &section;
+        void lock() { section.enter(); }
+        void unlock() { section.leave(); }
+    };
+
+    void unpin(Entry &entry);
+    std::list<Entry>::iterator find(const NubrixStream *handle);
+
+    CriticalSectionWrapper &m_lock;
+    std::condition_variable_any m_unpinned;
+    std::list<Entry> m_entries;  // under m_lock
+};
+
+}  // namespace nubrix

@@ -1,0 +1,76 @@
+// One opened camera: the object behind a device handle.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "nubrix/driver.h"
+#include "stream/Sensor.h"
+
+namespace nubrix {
+
+class VideoStream;
+
+/// Wraps the driver's device and keeps one sensor for each stream type. Used under the context's
+/// API lock, but for deviceState, keepLiveState and what sensors call. Statuses of the driver are
+/// passed on unchanged; -3 where the driver's device is gone.
+class Device {
+public:
+    explicit Device(NubrixBaseDriver &driver);
+    Device(const Device &) = delete;
+    Device &operator=(const Device &) = delete;
+    /// Close it before: the driver's streams are given back only while it is open.
+    virtual ~Device();
+
+    int open(const char *uri);
+    int open2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path);
+    /// 0 when it was not open, else what the driver returned; closed either way.
+    int close();
+
+    /// A new stream on the sensor of a type (not above 63), null when the camera is disconnected or
+    /// not open (the error number says so). The caller owns it.
+    VideoStream *createStream(unsigned int streamType);
+    void destroyStream(VideoStream *stream);
+    void stopSensors();
+    void closeAllStreams();
+
+    NubrixBaseStream *createDriverStream(unsigned int streamType);
+    void destroyDriverStream(NubrixBaseStream *stream);
+    void setStreamOpenedState(unsigned int streamType, bool opened);
+
+    int setProperty(unsigned int id, const void *data, unsigned int size);
+    int getProperty(unsigned int id, void *data, unsigned int *size);
+    int propertyTranspraentTransmission(unsigned char *in, unsigned int inSize, unsigned char *out,
+                                        unsigned int *outSize);
+    int setTemperatureParamsFilePath(const char *path);
+    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                            unsigned int *count);
+    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart);
+    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int &streamType);
+
+    /// A NubrixDeviceState; disconnected when closed.
+    int deviceState() const;
+    /// Non-zero while the camera answers; 0 when closed.
+    int keepLiveState() const;
+    /// What the application holds: this object's address.
+    NubrixDevice *handle() { return reinterpret_cast<NubrixDevice *>(this); }
+    const std::string &deviceId() const { return m_deviceId; }
+    int deviceKind() const { return m_deviceKind; }
+
+private:
+    bool isConflictWithOpenedStreams(unsigned int streamType) const;
+    void opened(NubrixBaseDevice *driverDevice);
+    NubrixBaseDevice *requireOpen() const;
+
+    std::string m_deviceId;
+    int m_deviceKind = 255;
+    bool m_opened = false;
+    std::array<std::unique_ptr<Sensor>, 64> m_sensors;  // by stream type, made on first use
+    NubrixBaseDriver &m_driver;
+    std::atomic<NubrixBaseDevice *> m_driverDevice{nullptr};  // the driver's
+    std::array<unsigned char, 255> m_streamOpened = {};       // by stream type
+};
+
+}  // namespace nubrix

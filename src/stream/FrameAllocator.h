@@ -1,0 +1,51 @@
+// The pool of frames of one sensor.
+#pragma once
+
+#include <list>
+#include <memory>
+
+#include "base/CriticalSectionImpl.h"
+#include "base/sigslot.h"
+#include "nubrix/driver.h"
+#include "stream/InternalFrame.h"
+
+namespace nubrix {
+
+/// Hands out frames of one buffer size and takes them back. It keeps creating frames until
+/// reuseThreshold - 1 of them lie spare, and from then on reuses the one that came back first; it
+/// never creates more than maxFrames. Thread-safe.
+class FrameAllocator final : public FrameAllocatorInterfaceBase {
+public:
+    /// Sizes in bytes.
+    FrameAllocator(unsigned int bufferSize, unsigned int reuseThreshold, unsigned int maxFrames);
+    ~FrameAllocator();
+    FrameAllocator(const FrameAllocator &) = delete;
+    FrameAllocator &operator=(const FrameAllocator &) = delete;
+
+    /// A frame of getFrameBufferSize() bytes with one reference taken for the caller, or null when
+    /// the pool is exhausted or there is no memory (both logged as errors).
+    InternalFrame *allocOneFrame() override;
+    unsigned int getFrameBufferSize() const override;
+    /// Forgets all frames if the size changes; those still held die with their last reference.
+    void setFrameBufferSize(unsigned int size) override;
+    void releaseAllFrame();
+
+    /// Takes back a frame without references. For InternalFrame, which holds the pool's lock.
+    void releaseBackFrame(InternalFrame *frame);
+
+private:
+    InternalFrame *createOneInterFrame();
+    InternalFrame *takeFrame(bool &exhausted);
+
+    const unsigned int m_reuseThreshold;
+    const unsigned int m_maxFrames;
+    const std::shared_ptr<CriticalSectionImpl> m_lock;  // shared with the frames, which outlive it
+
+    sigslot::signal0<sigslot::single_threaded> m_detach;  // everything below is under m_lock
+    unsigned int m_frameBufferSize;
+    unsigned int m_createdCount = 0;  // since the pool last forgot its frames
+    std::list<InternalFrame *> m_free;
+    std::list<InternalFrame *> m_used;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,51 @@
+// The pooled frame behind every record that an application or a driver holds.
+#pragma once
+
+#include <list>
+#include <memory>
+
+#include "base/CriticalSectionImpl.h"
+#include "base/sigslot.h"
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+class FrameAllocator;
+
+/// A frame that goes back to its pool when its last reference is dropped, or dies if the pool has
+/// forgotten it meanwhile. References may be taken and dropped on any thread.
+class InternalFrame final : public NubrixFrameRef,
+                            public sigslot::has_slots<sigslot::single_threaded> {
+public:
+    /// `poolLock` guards what the pool does with its frames; it outlives the pool.
+    InternalFrame(FrameAllocator &allocator, std::shared_ptr<CriticalSectionImpl> poolLock);
+
+    int release() override;
+    unsigned int bufferSize() const override { return m_bufferSize; }
+
+    /// Gives the frame a zeroed buffer. False when there is no memory for it.
+    bool allocateBuffer(unsigned int size);
+    /// Called by the pool, under its lock, when it forgets its frames.
+    void onDetachFromAllocator() { m_detached = true; }
+    /// Takes the first reference of a frame that nobody else holds.
+    void adopt() { __atomic_store_n(&m_count, 1, __ATOMIC_RELAXED); }
+
+    /// The frame whose record this is.
+    static NubrixFrameRef *fromRecord(typedefNubrixFrame *record)
+    {
+        return static_cast<NubrixFrameRef *>(reinterpret_cast<FrameRecord *>(record));
+    }
+
+private:
+    friend class FrameAllocator;
+
+    ~InternalFrame() override = default;
+
+    unsigned int m_bufferSize = 0;
+    FrameAllocator &m_allocator;  // valid while not detached
+    const std::shared_ptr<CriticalSectionImpl> m_poolLock;
+    bool m_detached = false;                       // under the pool's lock, as is the next
+    std::list<InternalFrame *>::iterator m_place;  // in the pool's list of used frames
+};
+
+}  // namespace nubrix

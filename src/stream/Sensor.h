@@ -1,0 +1,53 @@
+// One picture source of a camera: the driver's stream, its frame pool, and who listens.
+#pragma once
+
+#include "base/CriticalSectionImpl.h"
+#include "base/sigslot.h"
+#include "nubrix/driver.h"
+#include "stream/DataPreProcess.h"
+#include "stream/FrameAllocator.h"
+
+namespace nubrix {
+
+class Device;
+
+/// Shared by all video streams of one type of one device: the first start and the last stop act on
+/// the driver. Any thread; start and stop may block in the driver.
+class Sensor final {
+public:
+    using NewFrameSignal = sigslot::signal1<NubrixFrameRef *, sigslot::multi_threaded_local>;
+
+    /// `type` is a NubrixStreamType.
+    Sensor(Device &device, unsigned int type);
+    ~Sensor();
+    Sensor(const Sensor &) = delete;
+    Sensor &operator=(const Sensor &) = delete;
+
+    /// 0; -8 when the device gives no driver stream; or what the driver's start returned. The start
+    /// counts even when it failed.
+    int start();
+    void stop();
+
+    /// Hands a frame to every connected stream, on this thread. Takes no reference.
+    void onNewFrame(NubrixFrameRef *frame) { m_newFrame.emit(frame); }
+    static void onNewFrameCallBackFunc(NubrixFrameRef *frame, void *context);
+
+    NewFrameSignal &newFrameSignal() { return m_newFrame; }
+    unsigned int type() const { return m_type; }
+
+private:
+    bool prepareDriverStream();
+
+    NewFrameSignal m_newFrame;  // first, so that it dies last
+    Device &m_device;
+    const unsigned int m_type;
+    CriticalSectionImpl m_lock;
+    NubrixBaseStream *m_driverStream = nullptr;  // the driver's; these three are under m_lock
+    bool m_started = false;
+    unsigned int m_startCount = 0;
+    FrameAllocator m_pool;
+    const bool m_usePreProcess = false;  // frames go straight from the driver to the streams
+    DataPreProcess m_preProcess;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,23 @@
+// What can be told that a stream has a new frame.
+#pragma once
+
+#include "base/sigslot.h"
+
+namespace nubrix {
+
+class VideoStream;
+
+/// onNewFrame is called on the stream's own thread, for every frame, while connected. It must not
+/// connect to or disconnect from that stream.
+class StreamFrameBaseListener : public sigslot::has_slots<sigslot::multi_threaded_local> {
+public:
+    virtual void onNewFrame(VideoStream *stream) = 0;
+};
+
+/// A listener of the application's own making; it takes no notice.
+class UserStreamFrameListener final : public StreamFrameBaseListener {
+public:
+    void onNewFrame(VideoStream * /*stream*/) override {}
+};
+
+}  // namespace nubrix

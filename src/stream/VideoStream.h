@@ -1,0 +1,84 @@
+// The object behind a stream handle: keeps the newest frame of a sensor and delivers it.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "base/CriticalSectionImpl.h"
+#include "base/EventImpl.h"
+#include "base/ThreadWrapper.h"
+#include "base/sigslot.h"
+#include "base/xp.h"
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+class Device;
+class Sensor;
+class UserStreamFrameListener;
+
+/// Keeps one frame, the newest. With a callback a thread of the stream pops each frame and calls
+/// it; without one another thread tells the listeners, who pull the frame themselves. Any thread,
+/// but stop waits for both threads and must not be called on them.
+class VideoStream final : public sigslot::has_slots<sigslot::single_threaded> {
+public:
+    using NewFrameSignal = sigslot::signal1<VideoStream *, sigslot::multi_threaded_local>;
+
+    VideoStream(Device &device, Sensor &sensor);
+    ~VideoStream() override;
+
+    /// 0 (also when started already), or why the worker or the sensor did not start; the stream
+    /// then counts as started all the same.
+    int start();
+    void stop();
+    /// Slot of the sensor's signal, on the driver's thread.
+    void onNewSensorFrame(NubrixFrameRef *frame);
+    /// The newest frame, left in the queue unless `pop`. -2 when not started, -5 without a frame.
+    int readFrame(xp<NubrixFrameRef> &out, bool pop);
+    /// The newest frame, left in the queue; waits up to 1 s for one. -2 when not started, -1
+    /// without.
+    int getFrame(xp<NubrixFrameRef> &out);
+    /// Sets the callback and starts its thread, also for null. Kept until the next call.
+    void setStreamCallback(NubrixFrameCallback callback, void *userData);
+
+    /// What the application holds: this object's address.
+    NubrixStream *handle() { return reinterpret_cast<NubrixStream *>(this); }
+    unsigned int getFrameType() const;
+    Device &device() const { return m_device; }
+    NewFrameSignal &newFrameSignal() { return m_newFrame; }
+
+    /// Whether this thread is the callback thread of a stream.
+    static bool onCallbackThread();
+
+private:
+    static bool newFrameThreadFunc(void *self);
+    static bool newFrameCallBackThreadFunc(void *self);
+    bool newFrameProcess();
+    bool newFrameCallFrameBackProcess();
+    void readConfigeMaxFrameSize();
+    bool queueIsEmpty();
+    void stopCallbackWorker();
+
+    NewFrameSignal m_newFrame;
+    Device &m_device;
+    Sensor &m_sensor;
+    std::atomic<bool> m_started{false};
+    std::atomic<bool> b_NewFrameThreadStarted{false};
+    std::atomic<bool> m_callbackRunning{false};
+    EventImpl m_streamEvent;
+    EventImpl m_callbackEvent;
+    std::unique_ptr<UserStreamFrameListener> m_userListener;  // null until used
+
+    CriticalSectionImpl m_queueLock;
+    std::vector<NubrixFrameRef *> m_queue;  // each entry holds a reference; all under m_queueLock
+    unsigned int m_maxFrameSize = 0;
+    NubrixFrameCallback m_callback = nullptr;
+    void *m_userData = nullptr;
+
+    // Last: they end before what they use.
+    std::unique_ptr<ThreadWrapper> m_streamWorker;
+    std::unique_ptr<ThreadWrapper> m_callbackWorker;
+};
+
+}  // namespace nubrix
