@@ -1,0 +1,132 @@
+// The functions that the library calls, on one writer for the process.
+#include <atomic>
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "log/LogSettings.h"
+#include "log/LogWriter.h"
+#include "nubrix/log_driver.h"
+
+namespace {
+
+using nubrix::LogWriter;
+
+constexpr int kInfo = 1;
+
+std::mutex g_lock;
+LogWriter *g_writer = nullptr;  // under g_lock
+std::atomic<int> g_level{3};
+
+// What is loaded before and destroyed after everything else may log until the very end: no static
+// object with a destructor here.
+__attribute__((constructor)) void load()
+{
+    try {
+        const nubrix::LogSettings settings = nubrix::readLogSettings();
+        g_level = settings.level;
+        g_writer = new LogWriter(settings);
+    } catch (const std::exception &) {
+        g_writer = nullptr;
+    }
+}
+
+__attribute__((destructor)) void unload()
+{
+    // A thread that is still writing while the process ends keeps the writer.
+    const std::unique_lock<std::mutex> lock(g_lock, std::try_to_lock);
+    if (!lock.owns_lock())
+        return;
+    delete g_writer;
+    g_writer = nullptr;
+}
+
+// Nothing is thrown at the library, and a caller's errno stays what it was.
+template <typename Operation>
+int onWriter(Operation operation)
+{
+    const int callersErrno = errno;
+    int result = 0;
+    try {
+        const std::lock_guard<std::mutex> lock(g_lock);
+        result = g_writer ? operation(*g_writer) : 0;
+    } catch (const std::exception &) {
+        result = -1;
+    }
+    errno = callersErrno;
+    return result;
+}
+
+int writeMessage(const char *module, int level, const std::string &text)
+{
+    return onWriter(
+        [&](LogWriter &writer) { return writer.write(module ? module : "", level, text); });
+}
+
+}  // namespace
+
+int nubrixLogSimplify(const char *module, int level, const char *text)
+{
+    if (!text)
+        return -1;
+    return level < g_level ? 0 : writeMessage(module, level, text);
+}
+
+int nubrixLogWrite(const char *module, int w1, int w2, int w3, int w4, const char *text)
+{
+    if (!text)
+        return -1;
+    if (kInfo < g_level)
+        return 0;
+    std::string words;
+    for (const int word : {w1, w2, w3, w4})
+        words += std::to_string(word) + " ";
+    return writeMessage(module, kInfo, words + text);
+}
+
+int nubrixLogErrno()
+{
+    return onWriter([](const LogWriter &writer) { return writer.lastError(); });
+}
+
+int nubrixLogConfigFileWriter(int enable)
+{
+    return onWriter([&](LogWriter &writer) {
+        writer.setFile(enable != 0);
+        return 0;
+    });
+}
+
+int nubrixLogConfigConsoleWriter(int enable)
+{
+    return onWriter([&](LogWriter &writer) {
+        writer.setConsole(enable != 0);
+        return 0;
+    });
+}
+
+int nubrixLogSetFilePathEntry(const char *folder)
+{
+    if (!folder || !*folder)
+        return -1;
+    return onWriter([&](LogWriter &writer) { return writer.setFolder(folder); });
+}
+
+int nubrixLogSetlogLevel(int level)
+{
+    if (level < nubrix::kLowestLogLevel || level > nubrix::kHighestLogLevel)
+        return -1;
+    g_level = level;
+    return 0;
+}
+
+int nubrixLogSetMaxSize(unsigned int megabytes)
+{
+    return onWriter([&](LogWriter &writer) { return writer.setMaxSize(megabytes); });
+}
+
+int nubrixLogGetGlobalLevel()
+{
+    return g_level;
+}

@@ -1,0 +1,128 @@
+#include "log/LogSettings.h"
+
+#include <dlfcn.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace nubrix {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The file beside this plug-in, under the name by which it was loaded.
+std::string iniPath()
+{
+    Dl_info info = {};
+    if (dladdr(reinterpret_cast<const void *>(&readLogSettings), &info) == 0 || !info.dli_fname)
+        return {};
+    return (fs::path(info.dli_fname).parent_path() / "nubrixLog.ini").string();
+}
+
+void applyIniFile(const std::string &path, LogSettings &settings)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (file)
+        applyIniText({std::istreambuf_iterator<char>(file), {}}, settings);
+}
+
+// As the library reads the same file: found as plain text, no blanks trimmed, no number is 0.
+std::optional<int> iniNumber(const std::string &section, const std::string &key)
+{
+    std::size_t at = section.find(key);
+    if (at == std::string::npos)
+        return std::nullopt;
+    at += key.size();
+    if (at < section.size() && section[at] == '"')
+        ++at;
+    const std::string value = section.substr(at, section.find('\n', at) - at);
+    return static_cast<int>(std::strtol(value.c_str(), nullptr, 10));
+}
+
+void refuse(const char *name, const char *value, const char *allowed)
+{
+    std::fprintf(stderr, "nubrix log: %s is \"%s\"; it must be %s. Ignored.\n", name, value,
+                 allowed);
+}
+
+// The digit in the environment variable, when it is one of 0 to highest.
+std::optional<int> digitFromEnvironment(const char *name, int highest, const char *allowed)
+{
+    const char *value = std::getenv(name);
+    if (!value || !*value)
+        return std::nullopt;
+    if (value[1] == '\0' && value[0] >= '0' && value[0] <= '0' + highest)
+        return value[0] - '0';
+    refuse(name, value, allowed);
+    return std::nullopt;
+}
+
+void applyFilePath(const std::string &value, LogSettings &settings)
+{
+    std::error_code error;
+    const fs::path path = fs::absolute(value, error);
+    if (error) {
+        refuse("NUBRIX_LOG_FILE", value.c_str(), "0, 1, a folder or a file");
+        return;
+    }
+    settings.file = true;
+    if (!path.has_filename() || fs::is_directory(path, error)) {
+        settings.folder = path.string();
+    } else {
+        settings.folder = path.parent_path().string();
+        settings.fileName = path.filename().string();
+    }
+}
+
+void applyEnvironment(LogSettings &settings)
+{
+    if (const auto level = digitFromEnvironment("NUBRIX_LOG_LEVEL", kHighestLogLevel, "0 to 4"))
+        settings.level = *level;
+    if (const auto console = digitFromEnvironment("NUBRIX_LOG_CONSOLE", 1, "0 or 1"))
+        settings.console = *console == 1;
+    const char *file = std::getenv("NUBRIX_LOG_FILE");
+    if (!file || !*file)
+        return;
+    if (std::strcmp(file, "0") == 0 || std::strcmp(file, "1") == 0)
+        settings.file = *file == '1';
+    else
+        applyFilePath(file, settings);
+}
+
+}  // namespace
+
+LogSettings readLogSettings()
+{
+    LogSettings settings;
+    std::error_code ignored;
+    settings.folder = fs::current_path(ignored).string();
+    settings.fileName = std::string("nubrix-") + program_invocation_short_name + ".log";
+    applyIniFile(iniPath(), settings);
+    applyEnvironment(settings);
+    return settings;
+}
+
+void applyIniText(const std::string &text, LogSettings &settings)
+{
+    const std::string tag = "[Log]";
+    const std::size_t start = text.find(tag);
+    if (start == std::string::npos)
+        return;
+    const std::string rest = text.substr(start + tag.size());
+    const std::string section = rest.substr(0, rest.find("\n["));
+
+    if (const auto console = iniNumber(section, "LogConsole="))
+        settings.console = *console >= 1;
+    if (const auto level = iniNumber(section, "LogLevel="))
+        settings.level = *level < kLowestLogLevel || *level > kHighestLogLevel ? 3 : *level;
+    if (const auto file = iniNumber(section, "LogFile="))
+        settings.file = *file >= 1;
+}
+
+}  // namespace nubrix
