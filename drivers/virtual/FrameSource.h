@@ -1,0 +1,58 @@
+// Where the pictures of a virtual camera come from.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "nubrix/types.h"
+#include "virtual/PinholeCamera.h"
+
+namespace nubrix {
+
+/// A source of pictures for each stream type. Shared by all cameras. Thread-safe.
+class FrameSource {
+public:
+    enum class Result {
+        kFilled,
+        kLost,  ///< this picture cannot be had
+        kEnd,   ///< there are no pictures from here on
+    };
+
+    FrameSource() = default;
+    FrameSource(const FrameSource &) = delete;
+    FrameSource &operator=(const FrameSource &) = delete;
+    virtual ~FrameSource() = default;
+
+    /// The modes of a stream type, the default one at defaultMode(); empty: no such stream.
+    virtual const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const = 0;
+    virtual std::size_t defaultMode(unsigned int streamType) const = 0;
+
+    /// Does what takes long before the first picture of a mode.
+    virtual void prepare(unsigned int streamType, const typedefNubrixFrameMode &mode) = 0;
+
+    /// Writes the picture of a frame index, framePayload(mode) bytes.
+    virtual Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                        std::uint32_t frameIndex, std::uint8_t *data) = 0;
+
+    /// Empty when they are not known.
+    virtual std::optional<Intrinsics> intrinsics(unsigned int streamType,
+                                                 const typedefNubrixFrameMode &mode) const = 0;
+
+    /// True depth in millimetres of a pixel of a depth picture; empty when it is not known.
+    virtual std::optional<double> trueDepth(const typedefNubrixFrameMode &mode,
+                                            std::uint32_t frameIndex, unsigned int x,
+                                            unsigned int y) const = 0;
+};
+
+/// Bytes of one picture in a mode of the formats that the virtual camera delivers.
+inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
+{
+    const unsigned int pixels = static_cast<unsigned int>(mode.width) * mode.height;
+    if (mode.pixelFormat == NUBRIX_PIXEL_RGB888)
+        return pixels * 3;
+    return mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? pixels : pixels * 2;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,75 @@
+// What the virtual camera looks at: a room with a ball and a box that move with the frame index.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "virtual/Vec3.h"
+
+namespace nubrix {
+
+/// The scene at one frame index. World: x to the right, y downwards, z ahead, millimetres, the
+/// camera at the origin. Only + - * / and square roots are used, in double precision and fixed
+/// order, so that every machine computes the same bits. Thread-safe (immutable).
+class Scene {
+public:
+    enum class Surface { kFloor, kCeiling, kLeftWall, kRightWall, kBackWall, kBall, kBox };
+
+    /// Where a ray ends.
+    struct Hit {
+        Surface surface;
+        double depth;  ///< factor of the ray's direction
+        Vec3 point;
+        Vec3 normal;  ///< unit length, towards the camera's side
+    };
+
+    struct Ball {
+        Vec3 centre;
+        double radius;
+    };
+
+    /// A box that stands upright, turned about the vertical axis.
+    struct Box {
+        Vec3 centre;
+        Vec3 half;  ///< half of each edge
+        double turnCos;
+        double turnSin;
+
+        Vec3 toLocal(const Vec3 &direction) const;
+        Vec3 toWorld(const Vec3 &direction) const;
+    };
+
+    static constexpr double kFloor = 1100.0;
+    static constexpr double kCeiling = -1300.0;
+    static constexpr double kWall = 1600.0;
+    static constexpr double kBack = 3500.0;
+    static constexpr Vec3 kLamp = {150.0, -1150.0, 2100.0};
+
+    /// Frames after which the scene repeats.
+    static constexpr std::uint32_t kPeriod = 720;
+
+    explicit Scene(std::uint32_t frameIndex);
+
+    /// What a ray from the camera meets; its z must be positive.
+    Hit trace(const Vec3 &ray) const;
+    /// The same for the empty room, and for the moving things only.
+    static Hit traceRoom(const Vec3 &ray);
+    std::optional<Hit> traceBall(const Vec3 &ray) const;
+    std::optional<Hit> traceBox(const Vec3 &ray) const;
+
+    /// True unless the ball or the box stands between the point and the lamp.
+    bool isLit(const Hit &hit) const;
+
+    const Ball &ball() const { return m_ball; }
+    const Box &box() const { return m_box; }
+
+private:
+    Ball m_ball;
+    Box m_box;
+};
+
+/// The truth: the depth in millimetres along the optical axis at the centre of a pixel of a picture
+/// of that size. A depth pixel (12.4) is this times 16, rounded to the nearest, halves up.
+double sceneDepthMm(int width, int height, std::uint32_t frameIndex, int x, int y);
+
+}  // namespace nubrix

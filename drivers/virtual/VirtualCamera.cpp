@@ -1,0 +1,105 @@
+#include "virtual/VirtualCamera.h"
+
+#include <cstdio>
+
+#include "virtual/VirtualDevice.h"
+
+namespace nubrix {
+
+VirtualCamera::VirtualCamera(const CameraSetup &setup, unsigned int ordinal, const Shared &shared)
+    : m_shared(shared),
+      m_serial(setup.serial),
+      m_uri(kUriStart + setup.serial),
+      m_location("virtual-" + std::to_string(ordinal)),
+      m_faults(setup.faults),
+      m_plugged(setup.plugged)
+{
+}
+
+VirtualCamera::~VirtualCamera() = default;
+
+void VirtualCamera::describe(typedefNubrixeviceAttribute &record) const
+{
+    record = {};
+    record.vendorId = kVendorId;
+    record.productId = kProductId;
+    record.transport = 1;
+    record.deviceState = NUBRIX_DEVICE_CONNECTED;
+    std::snprintf(record.serialNumber, sizeof record.serialNumber, "%s", m_serial.c_str());
+    std::snprintf(record.uri, sizeof record.uri, "%s", m_uri.c_str());
+    std::snprintf(record.location, sizeof record.location, "%s", m_location.c_str());
+    std::snprintf(record.productName, sizeof record.productName, "Nubrix Virtual Camera");
+}
+
+bool VirtualCamera::isPlugged() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_plugged;
+}
+
+bool VirtualCamera::isFree() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_plugged && m_device == nullptr;
+}
+
+std::uint64_t VirtualCamera::msAt(HotPlug::Time moment) const
+{
+    const auto since =
+        std::chrono::duration_cast<std::chrono::milliseconds>(moment - m_shared.start);
+    return since.count() < 0 ? 0 : static_cast<std::uint64_t>(since.count());
+}
+
+int VirtualCamera::open(std::unique_ptr<VirtualDevice> &device)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (!m_plugged)
+        return -4;
+    if (m_device != nullptr)
+        return -2;
+    if (const int status = m_faults.openAttempt(msAt(std::chrono::steady_clock::now())))
+        return status;
+    device = std::make_unique<VirtualDevice>(*this);
+    m_device = device.get();
+    return 0;
+}
+
+void VirtualCamera::detach(const VirtualDevice &device)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_device == &device)
+        m_device = nullptr;
+}
+
+void VirtualCamera::plug()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (m_plugged)
+            return;
+        m_plugged = true;
+    }
+    m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
+                              HotPlug::Action::kTellConnected);
+}
+
+void VirtualCamera::unplug()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (!m_plugged)
+            return;
+        m_plugged = false;
+        if (m_device != nullptr)
+            m_device->disconnect();
+        m_device = nullptr;
+    }
+    const HotPlug::Time now = std::chrono::steady_clock::now();
+    m_shared.hotPlug.schedule(now, *this, HotPlug::Action::kTellDisconnected);
+    if (const auto delay = m_faults.nextPlugAfterMs()) {
+        m_shared.hotPlug.schedule(now + std::chrono::milliseconds(*delay), *this,
+                                  HotPlug::Action::kPlug);
+    }
+}
+
+}  // namespace nubrix

@@ -1,0 +1,77 @@
+// One camera that is attached, or not, whether somebody has opened it or not.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "nubrix/driver.h"
+#include "virtual/FaultPlan.h"
+#include "virtual/FrameSource.h"
+#include "virtual/HotPlug.h"
+#include "virtual/Scenario.h"
+
+namespace nubrix {
+
+class VirtualDevice;
+
+/// Lives as long as the driver. Thread-safe.
+class VirtualCamera {
+public:
+    static constexpr unsigned int kVendorId = 0x1209;
+    static constexpr unsigned int kProductId = 0x0001;
+    static constexpr const char *kUriStart = "usb:virtual-";
+
+    /// What all cameras of a driver share.
+    struct Shared {
+        Pacing pacing;
+        HotPlug::Time start;  ///< what times of faults count from
+        std::shared_ptr<FrameSource> source;
+        HotPlug &hotPlug;
+    };
+
+    /// `ordinal` counts the cameras from 1.
+    VirtualCamera(const CameraSetup &setup, unsigned int ordinal, const Shared &shared);
+    VirtualCamera(const VirtualCamera &) = delete;
+    VirtualCamera &operator=(const VirtualCamera &) = delete;
+    ~VirtualCamera();
+
+    const std::string &serial() const { return m_serial; }
+    const std::string &uri() const { return m_uri; }
+    const std::string &location() const { return m_location; }
+    Pacing pacing() const { return m_shared.pacing; }
+    FrameSource &source() const { return *m_shared.source; }
+    FaultPlan &faults() { return m_faults; }
+
+    void describe(typedefNubrixeviceAttribute &record) const;
+    bool isPlugged() const;
+    /// Plugged in, and no live device is open on it.
+    bool isFree() const;
+    /// Milliseconds from the driver's start to a moment, 0 before it.
+    std::uint64_t msAt(HotPlug::Time moment) const;
+
+    /// Opens the camera: -4 when it is not plugged in, -2 when it is open already, or what a fault
+    /// says. The driver owns the device.
+    int open(std::unique_ptr<VirtualDevice> &device);
+    /// The device is about to go.
+    void detach(const VirtualDevice &device);
+
+    /// Changes the state and has the library told by the hot-plug thread; nothing if it is so
+    /// already. Unplugging disconnects the device that is open.
+    void plug();
+    void unplug();
+
+private:
+    const Shared m_shared;  // fixed after construction
+    const std::string m_serial;
+    const std::string m_uri;
+    const std::string m_location;
+    FaultPlan m_faults;
+    mutable std::mutex m_lock;
+    bool m_plugged;                     // everything below is under m_lock
+    VirtualDevice *m_device = nullptr;  // the live one
+};
+
+}  // namespace nubrix

@@ -1,0 +1,239 @@
+#include "virtual/VirtualDevice.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "virtual/VirtualCamera.h"
+#include "virtual/VirtualProperties.h"
+#include "virtual/VirtualStream.h"
+
+namespace nubrix {
+
+namespace {
+
+bool isSame(const typedefNubrixFrameMode &a, const typedefNubrixFrameMode &b)
+{
+    return a.pixelFormat == b.pixelFormat && a.width == b.width && a.height == b.height &&
+           a.frameRate == b.frameRate;
+}
+
+/// Copies a property out. `size` always tells how much there is.
+int giveOut(const void *value, unsigned int valueSize, void *data, unsigned int *size)
+{
+    const unsigned int room = std::exchange(*size, valueSize);
+    if (room < valueSize)
+        return -4;
+    std::memcpy(data, value, valueSize);
+    return 0;
+}
+
+NubrixVersions versionsOf(const VirtualCamera &camera)
+{
+    NubrixVersions versions = {{2, 0, 182}, {1, 0, 0}, {1, 0, 0}, {}};
+    std::snprintf(versions.serialNumber, sizeof versions.serialNumber, "%s",
+                  camera.serial().c_str());
+    return versions;
+}
+
+}  // namespace
+
+VirtualDevice::VirtualDevice(VirtualCamera &camera)
+    : m_camera(camera),
+      m_slots{{{NUBRIX_STREAM_COLOR, {}, nullptr},
+               {NUBRIX_STREAM_DEPTH, {}, nullptr},
+               {NUBRIX_STREAM_IR, {}, nullptr},
+               {NUBRIX_STREAM_LIGHT_IR, {}, nullptr}}}
+{
+    const FrameSource &source = camera.source();
+    for (Slot &slot : m_slots) {
+        if (const auto &modes = source.modes(slot.type); !modes.empty())
+            slot.mode = modes[source.defaultMode(slot.type)];
+    }
+}
+
+VirtualDevice::~VirtualDevice()
+{
+    m_camera.detach(*this);
+    VirtualDevice::closeAllStreams();
+}
+
+int VirtualDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
+{
+    Slot *slot = slotOf(streamType);
+    if (slot == nullptr || stream == nullptr)
+        return -4;
+    if (m_gone)
+        return -9;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (slot->stream)
+        return -2;
+    slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
+    if (!slot->stream)
+        return -1;
+    *stream = slot->stream.get();
+    return 0;
+}
+
+int VirtualDevice::destroyStream(NubrixBaseStream **stream)
+{
+    if (stream == nullptr || *stream == nullptr)
+        return -4;
+    std::unique_ptr<VirtualStream> gone;  // stops, and so waits, without the lock
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
+            return candidate.stream.get() == *stream;
+        });
+        if (slot == m_slots.end())
+            return -4;
+        gone = std::move(slot->stream);
+    }
+    *stream = nullptr;
+    return 0;
+}
+
+int VirtualDevice::closeAllStreams()
+{
+    std::array<std::unique_ptr<VirtualStream>, 4> gone;  // outlives the lock
+    const std::lock_guard<std::mutex> lock(m_lock);
+    for (std::size_t i = 0; i < m_slots.size(); ++i)
+        gone[i] = std::move(m_slots[i].stream);
+    return 0;
+}
+
+int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int size)
+{
+    if (m_gone)
+        return -9;
+    if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE)
+        return -8;
+    unsigned int mode = 0;
+    if (data == nullptr || size != sizeof mode)
+        return -4;
+    std::memcpy(&mode, data, sizeof mode);
+    if (mode < 1 || mode > 4)
+        return -4;
+    m_streamFlagMode = mode;
+    return 0;
+}
+
+int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
+{
+    if (m_gone)
+        return -9;
+    if (data == nullptr || size == nullptr)
+        return -4;
+    if (id == NUBRIX_PROPERTY_VERSION) {
+        const NubrixVersions versions = versionsOf(m_camera);
+        return giveOut(&versions, sizeof versions, data, size);
+    }
+    if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE) {
+        const unsigned int mode = m_streamFlagMode;
+        return giveOut(&mode, sizeof mode, data, size);
+    }
+    if (id == kPropertyTruth) {
+        const unsigned int room = std::exchange(*size, sizeof(VirtualTruth));
+        return room < sizeof(VirtualTruth) ? -4 : getTruth(data);
+    }
+    if (id < kPropertyIntrinsics || slotOf(id - kPropertyIntrinsics) == nullptr)
+        return -8;
+    const unsigned int streamType = id - kPropertyIntrinsics;
+    const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
+    if (!known)
+        return -8;
+    const VirtualIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
+    return giveOut(&intrinsics, sizeof intrinsics, data, size);
+}
+
+int VirtualDevice::getTruth(void *data)
+{
+    VirtualTruth truth;
+    std::memcpy(&truth, data, sizeof truth);
+    const typedefNubrixFrameMode depthMode = mode(NUBRIX_STREAM_DEPTH);
+    if (truth.x >= depthMode.width || truth.y >= depthMode.height)
+        return -4;
+    const auto depth = m_camera.source().trueDepth(depthMode, truth.frameIndex, truth.x, truth.y);
+    if (!depth)
+        return -8;
+    truth.depthMm = *depth;
+    std::memcpy(data, &truth, sizeof truth);
+    return 0;
+}
+
+int VirtualDevice::deviceState()
+{
+    return m_gone ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
+}
+
+int VirtualDevice::keepLiveState()
+{
+    const auto now = m_camera.msAt(std::chrono::steady_clock::now());
+    return !m_gone && m_camera.faults().keepsAlive(now) ? 1 : 0;
+}
+
+int VirtualDevice::getSupportFrameMode(unsigned int streamType,
+                                       const typedefNubrixFrameMode **modes, unsigned int *count)
+{
+    if (slotOf(streamType) == nullptr || modes == nullptr || count == nullptr)
+        return -4;
+    const auto &table = m_camera.source().modes(streamType);
+    *modes = table.data();
+    *count = static_cast<unsigned int>(table.size());
+    return 0;
+}
+
+int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                                bool /*restart*/)
+{
+    Slot *slot = slotOf(streamType);
+    if (slot == nullptr)
+        return -4;
+    if (m_gone)
+        return -9;
+    const auto &table = m_camera.source().modes(streamType);
+    if (std::none_of(table.begin(), table.end(),
+                     [&](const typedefNubrixFrameMode &entry) { return isSame(entry, mode); }))
+        return -4;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (slot->stream && slot->stream->isRunning())
+        return -2;
+    slot->mode = mode;
+    return 0;
+}
+
+typedefNubrixFrameMode *VirtualDevice::getCurrentFrameMode(unsigned int streamType)
+{
+    Slot *slot = slotOf(streamType);
+    return slot == nullptr ? nullptr : &slot->mode;
+}
+
+const char *VirtualDevice::getDeviceId()
+{
+    return m_camera.uri().c_str();
+}
+
+typedefNubrixFrameMode VirtualDevice::mode(unsigned int streamType) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return slotOf(streamType)->mode;
+}
+
+VirtualDevice::Slot *VirtualDevice::slotOf(unsigned int streamType)
+{
+    return const_cast<Slot *>(std::as_const(*this).slotOf(streamType));
+}
+
+const VirtualDevice::Slot *VirtualDevice::slotOf(unsigned int streamType) const
+{
+    const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
+        return candidate.type == streamType;
+    });
+    if (slot == m_slots.end() || m_camera.source().modes(streamType).empty())
+        return nullptr;
+    return &*slot;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,72 @@
+// A virtual camera that is open: its modes, properties and streams.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+
+#include "nubrix/driver.h"
+#include "virtual/CameraClock.h"
+#include "virtual/FrameSource.h"
+
+namespace nubrix {
+
+class VirtualCamera;
+class VirtualStream;
+
+/// Made by VirtualCamera::open. Thread-safe, as long as each stream is used by one at a time.
+class VirtualDevice final : public NubrixBaseDevice {
+public:
+    static constexpr int kKind = 1;
+
+    explicit VirtualDevice(VirtualCamera &camera);
+    ~VirtualDevice() override;
+
+    /// -4 for a type that the camera does not have, -2 when its stream is there already, -9 when
+    /// the camera has been unplugged.
+    int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
+    int destroyStream(NubrixBaseStream **stream) override;
+    int closeAllStreams() override;
+    int setProperty(unsigned int id, const void *data, unsigned int size) override;
+    int getProperty(unsigned int id, void *data, unsigned int *size) override;
+    int deviceState() override;
+    int keepLiveState() override;
+    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                            unsigned int *count) override;
+    /// -4 for a mode that is not in the table, -2 while the stream runs.
+    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                     bool restart) override;
+    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
+    const char *getDeviceId() override;
+    int getDeviceKind() override { return kKind; }
+
+    VirtualCamera &camera() { return m_camera; }
+    CameraClock &clock() { return m_clock; }
+    typedefNubrixFrameMode mode(unsigned int streamType) const;
+
+    /// The cable has been pulled; for good. Any thread.
+    void disconnect() { m_gone = true; }
+    bool isGone() const { return m_gone; }
+
+private:
+    struct Slot {
+        unsigned int type;
+        typedefNubrixFrameMode mode;
+        std::unique_ptr<VirtualStream> stream;
+    };
+
+    Slot *slotOf(unsigned int streamType);
+    const Slot *slotOf(unsigned int streamType) const;
+    int getTruth(void *data);
+
+    VirtualCamera &m_camera;
+    CameraClock m_clock;
+    std::atomic<bool> m_gone{false};
+    std::atomic<unsigned int> m_streamFlagMode{1};
+    mutable std::mutex m_lock;
+    std::array<Slot, 4> m_slots;  // modes and streams under m_lock
+};
+
+}  // namespace nubrix

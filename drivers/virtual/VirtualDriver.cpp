@@ -1,0 +1,148 @@
+#include "virtual/VirtualDriver.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "virtual/SceneSource.h"
+
+namespace nubrix {
+
+namespace {
+
+void complain(const std::string &text)
+{
+    std::fprintf(stderr, "nubrix virtual camera: %s\n", text.c_str());
+}
+
+}  // namespace
+
+VirtualDriver::~VirtualDriver()
+{
+    m_devices.clear();
+    m_hotPlug.stop();
+}
+
+int VirtualDriver::initialize()
+try {
+    const char *file = std::getenv("NUBRIX_VIRTUAL_SCENARIO");
+    if (file == nullptr || *file == '\0')
+        return initializeWith(Scenario());
+    complain("scenarios cannot be read yet");
+    return -4;
+} catch (const std::exception &error) {
+    complain(error.what());
+    return -1;
+}
+
+int VirtualDriver::initializeWith(const Scenario &scenario)
+try {
+    if (!m_cameras.empty())
+        return -2;
+    const HotPlug::Time start = std::chrono::steady_clock::now();
+    const VirtualCamera::Shared shared = {
+        scenario.pacing, start, std::make_shared<SceneSource>(scenario.frameRate), m_hotPlug};
+    unsigned int ordinal = 0;
+    for (const CameraSetup &setup : scenario.cameras) {
+        m_cameras.push_back(std::make_unique<VirtualCamera>(setup, ++ordinal, shared));
+        scheduleFaults(*m_cameras.back(), start);
+    }
+    m_hotPlug.start();
+    return 0;
+} catch (const std::exception &error) {
+    complain(error.what());
+    return -1;
+}
+
+int VirtualDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
+{
+    m_hotPlug.setCallback(callback, user);
+    return 0;
+}
+
+int VirtualDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
+{
+    if (records == nullptr || count == nullptr)
+        return -4;
+    const unsigned int capacity = std::exchange(*count, 0U);
+    for (const auto &camera : m_cameras) {
+        if (*count < capacity && camera->isPlugged())
+            camera->describe(records[(*count)++]);
+    }
+    return 0;
+}
+
+int VirtualDriver::openDevice(const char *uri, NubrixBaseDevice **device)
+{
+    VirtualCamera *camera = uri == nullptr ? nullptr : find(uri);
+    return camera == nullptr || device == nullptr ? -4 : open(*camera, device);
+}
+
+int VirtualDriver::openDeviceByFd(unsigned int vid, unsigned int pid, int /*fd*/, const char *path,
+                                  NubrixBaseDevice **device)
+{
+    if (vid != VirtualCamera::kVendorId || pid != VirtualCamera::kProductId || device == nullptr)
+        return -4;
+    const char *start = VirtualCamera::kUriStart;
+    if (path != nullptr && std::strncmp(path, start, std::strlen(start)) == 0)
+        return openDevice(path, device);
+    const auto free = std::find_if(m_cameras.begin(), m_cameras.end(),
+                                   [](const auto &camera) { return camera->isFree(); });
+    return free == m_cameras.end() ? -4 : open(**free, device);
+}
+
+int VirtualDriver::closeDevice(NubrixBaseDevice **device)
+{
+    if (device == nullptr || *device == nullptr)
+        return -4;
+    std::unique_ptr<VirtualDevice> gone;  // stops its streams without the lock
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const auto found = std::find_if(m_devices.begin(), m_devices.end(),
+                                        [&](const auto &open) { return open.get() == *device; });
+        if (found == m_devices.end())
+            return -4;
+        gone = std::move(*found);
+        m_devices.erase(found);
+    }
+    *device = nullptr;
+    return 0;
+}
+
+VirtualCamera *VirtualDriver::find(const char *uri)
+{
+    const auto found = std::find_if(m_cameras.begin(), m_cameras.end(),
+                                    [&](const auto &camera) { return camera->uri() == uri; });
+    return found == m_cameras.end() ? nullptr : found->get();
+}
+
+int VirtualDriver::open(VirtualCamera &camera, NubrixBaseDevice **device)
+try {
+    std::unique_ptr<VirtualDevice> opened;
+    if (const int status = camera.open(opened))
+        return status;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_devices.push_back(std::move(opened));
+    *device = m_devices.back().get();
+    return 0;
+} catch (const std::exception &) {
+    return -1;
+}
+
+void VirtualDriver::scheduleFaults(VirtualCamera &camera, HotPlug::Time start)
+{
+    for (const Fault &fault : camera.faults().faults()) {
+        if (!fault.atMs)
+            continue;
+        const HotPlug::Time when = start + std::chrono::milliseconds(*fault.atMs);
+        if (fault.type == FaultType::kUnplug)
+            m_hotPlug.schedule(when, camera, HotPlug::Action::kUnplug);
+        else if (fault.type == FaultType::kPlug)
+            m_hotPlug.schedule(when, camera, HotPlug::Action::kPlug);
+    }
+}
+
+}  // namespace nubrix

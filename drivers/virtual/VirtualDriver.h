@@ -1,0 +1,50 @@
+// The driver plug-in of the virtual cameras.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "nubrix/driver.h"
+#include "virtual/HotPlug.h"
+#include "virtual/Scenario.h"
+#include "virtual/VirtualCamera.h"
+#include "virtual/VirtualDevice.h"
+
+namespace nubrix {
+
+/// Thread-safe, except that initialize comes first and the destruction last.
+class VirtualDriver final : public NubrixBaseDriver {
+public:
+    VirtualDriver() = default;
+    ~VirtualDriver() override;
+
+    /// Reads the scenario that NUBRIX_VIRTUAL_SCENARIO names; without one there is one camera. A
+    /// bad scenario is told on stderr in one line: -4. -2 when it has been called already.
+    int initialize() override;
+    int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
+    int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
+    /// -4 for a camera that is not there, -2 for one that is open, or what a fault says.
+    int openDevice(const char *uri, NubrixBaseDevice **device) override;
+    /// Opens the camera whose URI `path` is; any other path that does not look like one opens the
+    /// first camera that is free. -4 when there is none. The descriptor is not used.
+    int openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
+                       NubrixBaseDevice **device) override;
+    int closeDevice(NubrixBaseDevice **device) override;
+
+    /// initialize with a scenario of the caller's. Returns as initialize.
+    int initializeWith(const Scenario &scenario);
+
+private:
+    VirtualCamera *find(const char *uri);
+    int open(VirtualCamera &camera, NubrixBaseDevice **device);
+    void scheduleFaults(VirtualCamera &camera, HotPlug::Time start);
+
+    std::vector<std::unique_ptr<VirtualCamera>> m_cameras;  // fixed after initialize
+    std::mutex m_lock;
+    std::vector<std::unique_ptr<VirtualDevice>> m_devices;  // under m_lock
+    HotPlug m_hotPlug;                                      // ends before the cameras
+};
+
+}  // namespace nubrix

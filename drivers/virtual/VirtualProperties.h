@@ -1,0 +1,31 @@
+// The properties that the virtual camera has besides those of the library; README.md explains them.
+#pragma once
+
+namespace nubrix {
+
+/// Plus a stream type: a VirtualIntrinsics record of the stream's current mode. Read only.
+constexpr unsigned int kPropertyIntrinsics = 0x5600;
+
+/// A VirtualTruth record: the caller writes which pixel of which frame of a depth picture in the
+/// current mode, the camera writes its true depth. Read only.
+constexpr unsigned int kPropertyTruth = 0x5700;
+
+struct VirtualIntrinsics {
+    float fx;
+    float fy;
+    float cx;
+    float cy;
+};
+
+struct VirtualTruth {
+    unsigned int frameIndex;
+    unsigned int x;
+    unsigned int y;
+    unsigned int reserved;
+    double depthMm;
+};
+
+static_assert(sizeof(VirtualIntrinsics) == 16, "intrinsics record");
+static_assert(sizeof(VirtualTruth) == 24, "truth record");
+
+}  // namespace nubrix

@@ -1,0 +1,243 @@
+#include "virtual/VirtualStream.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "virtual/VirtualCamera.h"
+#include "virtual/VirtualDevice.h"
+
+namespace nubrix {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::microseconds kShortestNap(50);
+constexpr std::chrono::microseconds kLongestNap(1000);
+constexpr std::chrono::milliseconds kPoolRetry(5);
+
+}  // namespace
+
+VirtualStream::VirtualStream(VirtualDevice &device, unsigned int streamType)
+    : m_device(device), m_streamType(streamType)
+{
+}
+
+VirtualStream::~VirtualStream()
+{
+    VirtualStream::stop();
+}
+
+unsigned int VirtualStream::getFrameBufferSize()
+{
+    return framePayload(m_device.mode(m_streamType)) +
+           m_device.camera().faults().extraBufferBytes(m_streamType);
+}
+
+int VirtualStream::setFrameAllocator(FrameAllocatorInterfaceBase *allocator)
+{
+    if (m_running)
+        return -2;
+    m_allocator = allocator;
+    return 0;
+}
+
+int VirtualStream::setFrameCallback(DriverFrameCallback callback, void *user)
+{
+    if (m_running)
+        return -2;
+    m_callback = callback;
+    m_user = user;
+    return 0;
+}
+
+int VirtualStream::start()
+try {
+    if (m_running || m_allocator == nullptr || m_callback == nullptr)
+        return -2;
+    if (m_device.isGone())
+        return -9;
+    VirtualCamera &camera = m_device.camera();
+    if (const int status =
+            camera.faults().startAttempt(m_streamType, camera.msAt(steady_clock::now())))
+        return status;
+    m_mode = m_device.mode(m_streamType);
+    camera.source().prepare(m_streamType, m_mode);
+    camera.faults().beginRun(m_streamType);
+    m_stopping = false;
+    m_epoch = m_device.clock().begin();
+    m_running = true;
+    try {
+        m_thread = std::thread(&VirtualStream::run, this);
+    } catch (const std::exception &) {
+        m_device.clock().end();
+        m_running = false;
+        return -1;
+    }
+    return 0;
+} catch (const std::exception &) {
+    return -1;
+}
+
+int VirtualStream::stop()
+{
+    if (!m_running)
+        return 0;
+    if (m_thread.get_id() == std::this_thread::get_id())
+        return -2;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_stopping = true;
+        m_wake.notify_all();
+    }
+    m_thread.join();
+    m_device.clock().end();
+    m_running = false;
+    return 0;
+}
+
+void VirtualStream::run()
+{
+    VirtualCamera &camera = m_device.camera();
+    std::uint32_t index = 0;
+    if (!isFree())
+        index = CameraClock::indexAt(m_epoch, steady_clock::now(),
+                                     static_cast<unsigned int>(m_mode.frameRate));
+    while (true) {
+        Time capture;
+        index = awaitFrame(index, capture);
+        if (isEnding())
+            return;
+        const FrameOrders orders =
+            camera.faults().ordersFor(m_streamType, index, camera.msAt(capture));
+        if (orders.unplug) {
+            camera.unplug();
+            return;
+        }
+        if (orders.stall) {
+            const Time end =
+                steady_clock::now() + std::chrono::milliseconds(orders.stallMs.value_or(0));
+            sleepUntil(orders.stallMs ? &end : nullptr);
+            continue;
+        }
+        if (!orders.drop && !deliver(index, capture, orders))
+            return;
+        ++index;
+    }
+}
+
+std::uint32_t VirtualStream::awaitFrame(std::uint32_t frameIndex, Time &capture)
+{
+    capture = steady_clock::now();
+    if (isFree())
+        return frameIndex;
+    // Frames that have passed meanwhile are lost.
+    const auto rate = static_cast<unsigned int>(m_mode.frameRate);
+    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_epoch, capture, rate));
+    capture = CameraClock::captureTime(m_epoch, frameIndex, rate);
+    sleepUntil(&capture);
+    return frameIndex;
+}
+
+bool VirtualStream::deliver(std::uint32_t frameIndex, Time capture, const FrameOrders &orders)
+{
+    NubrixFrameRef *frame = takeFrame();
+    if (frame == nullptr)
+        return true;
+    FrameSource::Result result = FrameSource::Result::kLost;
+    if (frame->frame().data != nullptr && frame->bufferSize() >= framePayload(m_mode)) {
+        auto *data = static_cast<std::uint8_t *>(frame->frame().data);
+        result = m_device.camera().source().fill(m_streamType, m_mode, frameIndex, data);
+    }
+    if (result == FrameSource::Result::kFilled && !isEnding()) {
+        describe(frame->frame(), frameIndex, capture, orders);
+        m_callback(frame, m_user);
+        if (isFree())
+            awaitReturn(frame);
+    }
+    frame->release();
+    return result != FrameSource::Result::kEnd;
+}
+
+NubrixFrameRef *VirtualStream::takeFrame()
+{
+    NubrixFrameRef *frame = m_allocator->allocOneFrame();
+    while (frame == nullptr && isFree() && !isEnding()) {
+        const Time retry = steady_clock::now() + kPoolRetry;
+        sleepUntil(&retry);
+        frame = m_allocator->allocOneFrame();
+    }
+    return frame;
+}
+
+void VirtualStream::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
+                             const FrameOrders &orders) const
+{
+    const auto us =
+        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count() +
+        orders.clockOffsetUs;
+    const auto stamp = static_cast<std::uint64_t>(us);
+    record.pixelFormat = m_mode.pixelFormat;
+    record.streamType = m_streamType;
+    record.frameIndex = frameIndex;
+    record.timestampLow = static_cast<unsigned int>(stamp);
+    record.timestampHigh = static_cast<unsigned int>(stamp >> 32U);
+    record.flags = 0;
+    record.width = m_mode.width;
+    record.height = m_mode.height;
+    record.dataSize = framePayload(m_mode);
+    record.reserved = 0;
+    if (orders.shortened) {
+        record.dataSize = std::min(record.dataSize, orders.bytes.value_or(record.dataSize / 2));
+        record.flags |= kFrameFlagShort;
+    }
+    if (orders.empty) {
+        record.dataSize = 0;
+        record.flags |= kFrameFlagEmpty;
+    }
+    if (orders.wrongType) {
+        const unsigned int other =
+            m_streamType == NUBRIX_STREAM_DEPTH ? NUBRIX_STREAM_COLOR : NUBRIX_STREAM_DEPTH;
+        record.streamType = orders.asType == 0 ? other : orders.asType;
+        record.flags |= kFrameFlagWrongType;
+    }
+}
+
+void VirtualStream::awaitReturn(NubrixFrameRef *frame)
+{
+    // Nobody tells when a frame is given back, so its count is looked at: ours alone is 1.
+    auto nap = kShortestNap;
+    while (!isEnding()) {
+        frame->incRef();
+        if (frame->release() == 1)
+            return;
+        const Time next = steady_clock::now() + nap;
+        sleepUntil(&next);
+        nap = std::min(nap * 2, kLongestNap);
+    }
+}
+
+void VirtualStream::sleepUntil(const Time *until)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    const auto ending = [this] { return m_stopping; };
+    if (until == nullptr)
+        m_wake.wait(lock, ending);
+    else
+        m_wake.wait_until(lock, *until, ending);
+}
+
+bool VirtualStream::isEnding() const
+{
+    if (m_device.isGone())
+        return true;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_stopping;
+}
+
+bool VirtualStream::isFree() const
+{
+    return m_device.camera().pacing() == Pacing::kFree;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,69 @@
+// One stream of an opened virtual camera and the thread that delivers its frames.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+#include "nubrix/driver.h"
+#include "virtual/FaultPlan.h"
+
+namespace nubrix {
+
+class VirtualDevice;
+
+/// Bits of typedefNubrixFrame::flags of frames that a fault has spoilt.
+constexpr unsigned int kFrameFlagShort = 1;
+constexpr unsigned int kFrameFlagEmpty = 2;
+constexpr unsigned int kFrameFlagWrongType = 4;
+
+/// The operations come one at a time; isRunning may be asked on any thread.
+class VirtualStream final : public NubrixBaseStream {
+public:
+    VirtualStream(VirtualDevice &device, unsigned int streamType);
+    ~VirtualStream() override;
+
+    unsigned int getFrameBufferSize() override;
+    int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override;
+    int setFrameCallback(DriverFrameCallback callback, void *user) override;
+    /// -2 when it runs or lacks allocator or callback, -9 when the camera has been unplugged, -1
+    /// when there is no thread or memory to be had, or what a fault says.
+    int start() override;
+    /// 0 also when it does not run; -2 from within the frame callback.
+    int stop() override;
+
+    bool isRunning() const { return m_running; }
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    void run();
+    std::uint32_t awaitFrame(std::uint32_t frameIndex, Time &capture);
+    bool deliver(std::uint32_t frameIndex, Time capture, const FrameOrders &orders);
+    NubrixFrameRef *takeFrame();
+    void describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
+                  const FrameOrders &orders) const;
+    void awaitReturn(NubrixFrameRef *frame);
+    /// Sleeps; returns at once when the stream is to end. A null `until` is for ever.
+    void sleepUntil(const Time *until);
+    bool isEnding() const;
+    bool isFree() const;
+
+    VirtualDevice &m_device;
+    const unsigned int m_streamType;
+    FrameAllocatorInterfaceBase *m_allocator = nullptr;  // changed only while no thread runs
+    DriverFrameCallback m_callback = nullptr;
+    void *m_user = nullptr;
+    typedefNubrixFrameMode m_mode = {};
+    Time m_epoch;
+    std::thread m_thread;
+    std::atomic<bool> m_running{false};
+    mutable std::mutex m_lock;
+    std::condition_variable m_wake;
+    bool m_stopping = false;  // under m_lock
+};
+
+}  // namespace nubrix
