@@ -1,0 +1,117 @@
+#include "ModeRequest.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <set>
+#include <tuple>
+
+namespace nubrix {
+
+namespace {
+
+using Modes = std::vector<typedefNubrixFrameMode>;
+
+/// Reads one number that is followed by `end` ('\0': by nothing), and moves `text` behind it.
+bool takeNumber(const char *&text, const char *last, char end, unsigned int &number)
+{
+    const auto [stop, error] = std::from_chars(text, last, number);
+    if (error != std::errc() || number == 0 || number > 65535)
+        return false;
+    if (end == '\0')
+        return stop == last;
+    if (stop == last || *stop != end)
+        return false;
+    text = stop + 1;
+    return true;
+}
+
+std::string sizeText(unsigned int width, unsigned int height)
+{
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
+std::string join(const std::set<int> &numbers)
+{
+    std::string text;
+    for (const int number : numbers)
+        text += (text.empty() ? "" : ", ") + std::to_string(number);
+    return text;
+}
+
+const typedefNubrixFrameMode &nearest(const Modes &offered, const ModeRequest &wanted)
+{
+    const auto distance = [&](const typedefNubrixFrameMode &mode) {
+        return std::make_tuple(std::abs(mode.width - static_cast<int>(wanted.width)) +
+                                   std::abs(mode.height - static_cast<int>(wanted.height)),
+                               std::abs(mode.frameRate - static_cast<int>(wanted.frameRate)));
+    };
+    return *std::min_element(offered.begin(), offered.end(), [&](const auto &a, const auto &b) {
+        return distance(a) < distance(b);
+    });
+}
+
+/// The field that rules the request out, and what could stand there.
+std::string wrongField(const Modes &offered, const ModeRequest &wanted)
+{
+    std::set<int> widths;
+    std::set<int> heights;
+    std::set<int> rates;
+    for (const typedefNubrixFrameMode &mode : offered) {
+        widths.insert(mode.width);
+        if (mode.width != wanted.width)
+            continue;
+        heights.insert(mode.height);
+        if (mode.height == wanted.height)
+            rates.insert(mode.frameRate);
+    }
+    if (!rates.empty())
+        return "frame rate " + std::to_string(wanted.frameRate) + " is not offered at " +
+               sizeText(wanted.width, wanted.height) + " (offered: " + join(rates) + ")";
+    if (!heights.empty())
+        return "height " + std::to_string(wanted.height) + " is not offered with width " +
+               std::to_string(wanted.width) + " (offered: " + join(heights) + ")";
+    return "width " + std::to_string(wanted.width) + " is not offered (offered: " + join(widths) +
+           ")";
+}
+
+}  // namespace
+
+std::optional<ModeRequest> parseMode(const std::string &text)
+{
+    const char *next = text.data();
+    const char *last = next + text.size();
+    ModeRequest mode = {};
+    if (!takeNumber(next, last, 'x', mode.width) || !takeNumber(next, last, '@', mode.height) ||
+        !takeNumber(next, last, '\0', mode.frameRate))
+        return std::nullopt;
+    return mode;
+}
+
+std::string modeText(const typedefNubrixFrameMode &mode)
+{
+    return sizeText(mode.width, mode.height) + "@" + std::to_string(mode.frameRate);
+}
+
+std::optional<typedefNubrixFrameMode> findMode(const Modes &offered, const ModeRequest &wanted,
+                                               unsigned int pixelFormat)
+{
+    std::optional<typedefNubrixFrameMode> found;
+    for (const typedefNubrixFrameMode &mode : offered) {
+        if (mode.width != wanted.width || mode.height != wanted.height ||
+            mode.frameRate != static_cast<int>(wanted.frameRate))
+            continue;
+        if (!found || mode.pixelFormat == pixelFormat)
+            found = mode;
+        if (mode.pixelFormat == pixelFormat)
+            break;
+    }
+    return found;
+}
+
+std::string explainMissingMode(const Modes &offered, const ModeRequest &wanted)
+{
+    return wrongField(offered, wanted) + "; nearest mode: " + modeText(nearest(offered, wanted));
+}
+
+}  // namespace nubrix

@@ -1,0 +1,56 @@
+#include "Names.h"
+
+#include <algorithm>
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::array<const char *, 12> kPixelFormats = {
+    "RGB888",  "depth 12.4", "depth 13.3", "depth 14.2", "depth mm", "grey 8",
+    "grey 16", "YUYV",       "UYVY",       "NV21",       "I420",     "JPEG"};
+
+}  // namespace
+
+const StreamKind *streamKind(const std::string &name)
+{
+    const auto *kind = std::find_if(kStreamKinds.begin(), kStreamKinds.end(),
+                                    [&](const StreamKind &each) { return name == each.name; });
+    return kind == kStreamKinds.end() ? nullptr : kind;
+}
+
+std::string pixelFormatName(unsigned int pixelFormat)
+{
+    if (pixelFormat < kPixelFormats.size())
+        return kPixelFormats[pixelFormat];
+    return "format " + std::to_string(pixelFormat);
+}
+
+std::string transportName(int transport)
+{
+    switch (transport) {
+        case 1:
+            return "usb";
+        case 2:
+        case 3:
+            return "network";
+        case 4:
+            return "mini";
+        default:
+            return "transport " + std::to_string(transport);
+    }
+}
+
+std::string deviceStateName(unsigned int state)
+{
+    switch (state) {
+        case NUBRIX_DEVICE_CONNECTED:
+            return "connected";
+        case NUBRIX_DEVICE_DISCONNECTED:
+            return "disconnected";
+        default:
+            return "state " + std::to_string(state);
+    }
+}
+
+}  // namespace nubrix

@@ -1,0 +1,90 @@
+// The command line of the tool: which command, and the exit status: 0 done, 1 failed, 2 wrong use.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <iostream>
+
+#include "Failure.h"
+#include "ListCommand.h"
+#include "ModesCommand.h"
+#include "PropsCommand.h"
+#include "StreamCommand.h"
+#include "VirtualLauncher.h"
+
+namespace {
+
+using namespace nubrix;
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+/// The library's log: silent unless it is asked for, or the user has set it up for himself.
+void setUpLog(bool verbose)
+{
+    setenv("NUBRIX_LOG_CONSOLE", verbose ? "1" : "0", verbose ? 1 : 0);
+    if (verbose)
+        setenv("NUBRIX_LOG_LEVEL", "1", 1);
+}
+
+int report(const std::exception &exception)
+{
+    std::cout << std::flush;
+    std::cerr << "nubrix: " << exception.what() << '\n';
+    return kFailed;
+}
+
+int run(int argc, char **argv)
+{
+    CLI::App app("Lists depth cameras, shows what they can do, and lets them stream.", "nubrix");
+    app.set_version_flag("--version", "nubrix " NUBRIX_TOOL_VERSION);
+    app.require_subcommand(0, 1);
+    app.failure_message(CLI::FailureMessage::simple);
+    bool verbose = false;
+    bool onVirtual = false;
+    std::string scenario;
+    app.add_flag("--verbose", verbose, "Show the library's log");
+    CLI::Option *option =
+        app.add_flag("--virtual", onVirtual, "Run the command on the virtual camera");
+    app.add_option("--scenario", scenario, "What the virtual camera does; see its documentation")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile)
+        ->needs(option);
+    app.footer("'nubrix COMMAND --help' tells more. Exit status: 0 done, 1 failed, 2 wrong use.");
+
+    ListCommand list(app);
+    ModesCommand modes(app);
+    StreamCommand stream(app);
+    PropsCommand props(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? kDone : kWrongUse;
+    }
+    const std::array<Command *, 4> commands = {&list, &modes, &stream, &props};
+    const auto chosen = std::find_if(commands.begin(), commands.end(),
+                                     [](const Command *command) { return command->chosen(); });
+    if (chosen == commands.end()) {
+        std::cerr << "a command is missing\n\n" << app.help();
+        return kWrongUse;
+    }
+    if (onVirtual)
+        runOnVirtualCamera(scenario, {argv + 1, argv + argc});
+    setUpLog(verbose);
+    (*chosen)->run();
+    if (!std::cout.flush())
+        throw Failure("cannot write to standard output");
+    return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &exception) {
+        return report(exception);
+    }
+}
