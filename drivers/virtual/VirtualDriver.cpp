@@ -7,6 +7,8 @@
 #include <exception>
 #include <utility>
 
+#include "virtual/ImageSource.h"
+#include "virtual/ScenarioFile.h"
 #include "virtual/SceneSource.h"
 
 namespace nubrix {
@@ -30,21 +32,36 @@ int VirtualDriver::initialize()
 try {
     const char *file = std::getenv("NUBRIX_VIRTUAL_SCENARIO");
     if (file == nullptr || *file == '\0')
-        return initializeWith(Scenario());
-    complain("scenarios cannot be read yet");
-    return -4;
+        return initializeWith(Scenario(), "");
+    const auto read = readScenarioFile(file);
+    if (const auto *error = std::get_if<ScenarioError>(&read)) {
+        complain(error->text(file));
+        return -4;
+    }
+    return initializeWith(std::get<Scenario>(read), file);
 } catch (const std::exception &error) {
     complain(error.what());
     return -1;
 }
 
-int VirtualDriver::initializeWith(const Scenario &scenario)
+int VirtualDriver::initializeWith(const Scenario &scenario, const std::string &file)
 try {
-    if (!m_cameras.empty())
+    if (m_initialized)
         return -2;
+    std::shared_ptr<FrameSource> source;
+    if (scenario.images) {
+        auto made = ImageSource::create(*scenario.images, scenario.frameRate);
+        if (const auto *error = std::get_if<ScenarioError>(&made)) {
+            complain(error->text(file));
+            return -4;
+        }
+        source = std::get<std::shared_ptr<ImageSource>>(made);
+    } else {
+        source = std::make_shared<SceneSource>(scenario.frameRate);
+    }
+    m_initialized = true;
     const HotPlug::Time start = std::chrono::steady_clock::now();
-    const VirtualCamera::Shared shared = {
-        scenario.pacing, start, std::make_shared<SceneSource>(scenario.frameRate), m_hotPlug};
+    const VirtualCamera::Shared shared = {scenario.pacing, start, source, m_hotPlug};
     unsigned int ordinal = 0;
     for (const CameraSetup &setup : scenario.cameras) {
         m_cameras.push_back(std::make_unique<VirtualCamera>(setup, ++ordinal, shared));

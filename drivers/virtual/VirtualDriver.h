@@ -33,15 +33,16 @@ public:
                        NubrixBaseDevice **device) override;
     int closeDevice(NubrixBaseDevice **device) override;
 
-    /// initialize with a scenario of the caller's. Returns as initialize.
-    int initializeWith(const Scenario &scenario);
+    /// initialize with a scenario of the caller's; messages call it `file`. Returns as initialize.
+    int initializeWith(const Scenario &scenario, const std::string &file);
 
 private:
     VirtualCamera *find(const char *uri);
     int open(VirtualCamera &camera, NubrixBaseDevice **device);
     void scheduleFaults(VirtualCamera &camera, HotPlug::Time start);
 
-    std::vector<std::unique_ptr<VirtualCamera>> m_cameras;  // fixed after initialize
+    bool m_initialized = false;  // the first two: fixed after initialize
+    std::vector<std::unique_ptr<VirtualCamera>> m_cameras;
     std::mutex m_lock;
     std::vector<std::unique_ptr<VirtualDevice>> m_devices;  // under m_lock
     HotPlug m_hotPlug;                                      // ends before the cameras

@@ -1,0 +1,60 @@
+// A folder of colour and depth images as a source of pictures.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "virtual/FrameSource.h"
+#include "virtual/ImageFile.h"
+#include "virtual/Scenario.h"
+
+namespace nubrix {
+
+/// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png in the order of the names'
+/// bytes. Every image is read once to see that it can be; as many as fit 64 MiB are kept.
+class ImageSource final : public FrameSource {
+public:
+    /// Fails with the key and line that name the folder.
+    static std::variant<std::shared_ptr<ImageSource>, ScenarioError> create(
+        const ImagesSetup &setup, int frameRate);
+
+    const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
+    std::size_t defaultMode(unsigned int /*streamType*/) const override { return 0; }
+    void prepare(unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) override {}
+    Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                std::uint32_t frameIndex, std::uint8_t *data) override;
+    std::optional<Intrinsics> intrinsics(unsigned int streamType,
+                                         const typedefNubrixFrameMode &mode) const override;
+    std::optional<double> trueDepth(const typedefNubrixFrameMode &mode, std::uint32_t frameIndex,
+                                    unsigned int x, unsigned int y) const override;
+
+private:
+    struct Entry {
+        std::string path;
+        std::vector<std::uint8_t> pixels;  // empty: to be read when it is wanted
+    };
+
+    /// The images of one stream, in their order.
+    struct Series {
+        std::vector<Entry> entries;
+        std::vector<typedefNubrixFrameMode> modes;  // one, or none without entries
+    };
+
+    explicit ImageSource(const ImagesSetup &setup) : m_setup(setup) {}
+
+    // What is wrong, or an empty text.
+    std::string findImages();
+    std::string readAll(Series &series, bool isDepth, int frameRate);
+
+    const ImagesSetup m_setup;  // all is fixed after create
+    Series m_color;
+    Series m_depth;
+    std::size_t m_room = std::size_t{64} << 20U;  // bytes that may still be kept
+};
+
+/// The pixel format for depth values of a unit: 1, 1/4, 1/8 and 1/16 mm have codes of their own,
+/// values of any other unit are raw 16-bit grey.
+unsigned int depthFormatOf(double unitMm);
+
+}  // namespace nubrix

@@ -1,0 +1,67 @@
+// A JSON text whose values know their path and line, for messages about what is wrong with them.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "virtual/Scenario.h"
+
+namespace nubrix {
+
+/// One value of a document, which must outlive it. The readers throw ScenarioError, with the
+/// value's path and line, when the value is not what they ask for.
+class JsonValue {
+public:
+    using Lines = std::map<std::string, int>;
+
+    JsonValue(const nlohmann::json &value, std::string path, const Lines &lines)
+        : m_value(&value), m_path(std::move(path)), m_lines(&lines)
+    {
+    }
+
+    /// As in cameras[1].serial; empty for the whole document.
+    const std::string &path() const { return m_path; }
+    /// Of the value, or of its key when it has one.
+    int line() const { return m_lines->at(m_path); }
+
+    bool isInteger() const { return m_value->is_number_integer(); }
+    bool isObject() const { return m_value->is_object(); }
+    bool isString() const { return m_value->is_string(); }
+
+    std::string text() const;
+    bool flag() const;
+    std::int64_t integer(std::int64_t least, std::int64_t most) const;
+    /// Within least and most.
+    double number(double least, double most) const;
+    std::vector<JsonValue> items() const;
+    std::vector<std::pair<std::string, JsonValue>> members() const;
+    std::optional<JsonValue> member(const std::string &name) const;
+
+    [[noreturn]] void fail(const std::string &message) const;
+
+private:
+    const nlohmann::json *m_value;
+    std::string m_path;
+    const Lines *m_lines;
+};
+
+/// Owns what its values refer to.
+class JsonDocument {
+public:
+    /// Throws ScenarioError when the text is no JSON, names a key twice, or nests too deeply.
+    explicit JsonDocument(const std::string &text);
+
+    JsonValue root() const { return {m_json, "", m_lines}; }
+
+private:
+    JsonValue::Lines m_lines;
+    nlohmann::json m_json;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,179 @@
+#include "virtual/Scenario.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "virtual/JsonDocument.h"
+#include "virtual/ScenarioFaults.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::int64_t kMostCameras = 16;
+constexpr std::size_t kLongestSerial = 32;
+
+std::string serialOf(std::size_t ordinal)
+{
+    char serial[16];
+    std::snprintf(serial, sizeof serial, "VIRT%04u", static_cast<unsigned int>(ordinal));
+    return serial;
+}
+
+std::string readSerial(const JsonValue &value)
+{
+    const std::string serial = value.text();
+    const auto isAllowed = [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+               c == '-' || c == '_' || c == '.';
+    };
+    if (serial.empty() || serial.size() > kLongestSerial ||
+        !std::all_of(serial.begin(), serial.end(), isAllowed))
+        value.fail("must be 1 to 32 letters, digits, '-', '_' or '.'");
+    return serial;
+}
+
+/// A serial number, or an object.
+CameraSetup readCamera(const JsonValue &value, std::size_t ordinal)
+{
+    CameraSetup camera;
+    camera.serial = serialOf(ordinal);
+    if (value.isString()) {
+        camera.serial = readSerial(value);
+        return camera;
+    }
+    if (!value.isObject())
+        value.fail("must be a serial number or an object");
+    requireKnownKeys(value, {"serial", "plugged", "faults"});
+    if (const auto serial = value.member("serial"))
+        camera.serial = readSerial(*serial);
+    if (const auto plugged = value.member("plugged"))
+        camera.plugged = plugged->flag();
+    if (const auto faults = value.member("faults"))
+        camera.faults = readFaults(*faults);
+    return camera;
+}
+
+/// A number of cameras, or a list.
+std::vector<CameraSetup> readCameras(const JsonValue &value)
+{
+    std::vector<CameraSetup> cameras;
+    if (value.isInteger()) {
+        const auto count = static_cast<std::size_t>(value.integer(0, kMostCameras));
+        while (cameras.size() < count)
+            cameras.push_back({serialOf(cameras.size() + 1), true, {}});
+        return cameras;
+    }
+    for (const JsonValue &item : value.items()) {
+        if (cameras.size() == static_cast<std::size_t>(kMostCameras))
+            value.fail("there may be no more than 16 cameras");
+        CameraSetup camera = readCamera(item, cameras.size() + 1);
+        for (const CameraSetup &other : cameras) {
+            if (other.serial == camera.serial)
+                item.fail("there is another camera " + camera.serial);
+        }
+        cameras.push_back(std::move(camera));
+    }
+    return cameras;
+}
+
+/// One of two texts: true for the first.
+bool readChoice(const JsonValue &value, const std::string &first, const std::string &second)
+{
+    const std::string text = value.text();
+    if (text != first && text != second)
+        value.fail("must be \"" + first + "\" or \"" + second + "\"");
+    return text == first;
+}
+
+Intrinsics readIntrinsics(const JsonValue &value)
+{
+    requireKnownKeys(value, {"fx", "fy", "cx", "cy"});
+    const auto read = [&](const char *name, double least) {
+        const auto member = value.member(name);
+        if (!member)
+            value.fail(std::string("the key ") + name + " is missing");
+        return static_cast<float>(member->number(least, 100000.0));
+    };
+    return {read("fx", 0.001), read("fy", 0.001), read("cx", -100000.0), read("cy", -100000.0)};
+}
+
+ImagesSetup readImages(const JsonValue &value, const std::string &folder)
+{
+    requireKnownKeys(value, {"folder", "repeat", "depth_unit_mm", "intrinsics"});
+    ImagesSetup images;
+    const auto path = value.member("folder");
+    if (!path)
+        value.fail("the key folder is missing");
+    images.folder = path->text();
+    images.folderLine = path->line();
+    if (images.folder.empty())
+        path->fail("must not be empty");
+    if (images.folder.front() != '/')
+        images.folder = folder + "/" + images.folder;
+    if (const auto repeat = value.member("repeat"))
+        images.loop = readChoice(*repeat, "loop", "once");
+    if (const auto unit = value.member("depth_unit_mm"))
+        images.depthUnitMm = unit->number(0.000001, 1000.0);
+    if (const auto intrinsics = value.member("intrinsics"))
+        images.intrinsics = readIntrinsics(*intrinsics);
+    return images;
+}
+
+void readSource(const JsonValue &root, const std::string &folder, Scenario &scenario)
+{
+    const auto source = root.member("source");
+    const auto images = root.member("images");
+    if (source && !readChoice(*source, "scene", "images")) {
+        if (!images)
+            source->fail("the key images is missing");
+        scenario.images = readImages(*images, folder);
+    } else if (images) {
+        images->fail("only goes with \"source\": \"images\"");
+    }
+}
+
+Scenario readScenario(const JsonValue &root, const std::string &folder)
+{
+    requireKnownKeys(root, {"cameras", "pacing", "source", "images", "frame_rate", "faults"});
+    Scenario scenario;
+    if (const auto cameras = root.member("cameras"))
+        scenario.cameras = readCameras(*cameras);
+    if (const auto pacing = root.member("pacing"))
+        scenario.pacing =
+            readChoice(*pacing, "realtime", "free") ? Pacing::kRealtime : Pacing::kFree;
+    if (const auto rate = root.member("frame_rate"))
+        scenario.frameRate = static_cast<int>(rate->integer(1, 120));
+    readSource(root, folder, scenario);
+    if (const auto faults = root.member("faults")) {
+        const std::vector<Fault> all = readFaults(*faults);
+        for (CameraSetup &camera : scenario.cameras)
+            camera.faults.insert(camera.faults.begin(), all.begin(), all.end());
+    }
+    return scenario;
+}
+
+}  // namespace
+
+std::string ScenarioError::text(const std::string &file) const
+{
+    std::string whole = file + ":" + (line > 0 ? std::to_string(line) + ": " : " ") +
+                        (key.empty() ? "" : key + ": ") + message;
+    const auto breaksLines = [](char c) { return static_cast<unsigned char>(c) < 0x20; };
+    std::replace_if(whole.begin(), whole.end(), breaksLines, '?');
+    return whole;
+}
+
+std::variant<Scenario, ScenarioError> parseScenario(const std::string &text,
+                                                    const std::string &folder)
+{
+    try {
+        const JsonDocument document(text);
+        return readScenario(document.root(), folder);
+    } catch (const ScenarioError &error) {
+        return error;
+    }
+}
+
+}  // namespace nubrix
