@@ -96,7 +96,6 @@ void FrameAllocator::releaseAllFrame()
 
 void FrameAllocator::releaseBackFrame(InternalFrame *frame)
 {
-    const CriticalSectionScoped guard(*m_lock);
     m_free.splice(m_free.end(), m_used, frame->m_place);
 }
 

@@ -30,7 +30,7 @@ public:
     void setFrameBufferSize(unsigned int size) override;
     void releaseAllFrame();
 
-    /// Takes back a frame without references. For InternalFrame, which holds the pool's lock.
+    /// Takes back a frame without references. For InternalFrame: the caller holds the pool's lock.
     void releaseBackFrame(InternalFrame *frame);
 
 private:
