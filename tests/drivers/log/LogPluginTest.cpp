@@ -40,7 +40,8 @@ TEST_F(LogPluginTest, ALineTellsTimeLevelModuleAndThread)
     EXPECT_THAT(line, MatchesRegex("\\[[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"
                                    "\\.[0-9]{6}\\] \\[error\\] \\[Module\\] \\[[0-9]+\\] "
                                    "some text\n"));
-    EXPECT_THAT(line, HasSubstr("[" + std::to_string(gettid()) + "]"));
+    const std::string thread = std::to_string(gettid());
+    EXPECT_THAT(line, HasSubstr("[" + thread + "] some text"));
 }
 
 TEST_F(LogPluginTest, EachLevelHasItsWord)

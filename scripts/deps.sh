@@ -1,0 +1,48 @@
+#!/bin/sh
+# deps.sh GROUP...    installs the Debian packages of the groups, and only what is missing.
+#   build    compiler, CMake and the libraries of the plug-ins and the tool
+#   test     what the tests need besides
+#   bench    the benchmarks
+#   armhf    cross compiler and emulator for 32-bit ARM
+#   lint     clang, clang-format and clang-tidy
+set -eu
+
+packages_of() {
+    case $1 in
+    build) echo g++ cmake ninja-build pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
+        nlohmann-json3-dev libcli11-dev ;;
+    test) echo libgtest-dev libgmock-dev python3 ;;
+    bench) echo libbenchmark-dev ;;
+    armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
+    lint) echo clang clang-format clang-tidy ;;
+    *) return 1 ;;
+    esac
+}
+
+if [ $# -eq 0 ]; then
+    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2
+    exit 2
+fi
+
+missing=
+for group in "$@"; do
+    packages=$(packages_of "$group") || { echo "deps.sh: no such group: $group" >&2; exit 2; }
+    for package in $packages; do
+        case $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) in
+        installed) ;;
+        *) missing="$missing $package" ;;
+        esac
+    done
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "deps.sh: as root, please install$missing" >&2; exit 1; }
+    as_root=sudo
+fi
+echo "deps.sh: installing$missing"
+$as_root apt-get update -qq
+# shellcheck disable=SC2086  # a list of words
+$as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends $missing >/dev/null

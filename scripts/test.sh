@@ -1,0 +1,9 @@
+#!/bin/sh
+# test.sh [CTEST OPTION...]    installs what is missing, builds everything and runs the tests.
+set -eu
+cd "$(dirname "$0")/.."
+
+scripts/deps.sh build test bench
+cmake --preset dev >/dev/null
+cmake --build --preset dev
+ctest --preset dev --parallel "$(nproc)" "$@"
