@@ -1,0 +1,175 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "PngFile.h"
+#include "TemporaryFolder.h"
+#include "ToolProcess.h"
+
+namespace nubrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+nlohmann::json streamsOf(const ToolResult &result)
+{
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    return result.json()["streams"];
+}
+
+std::vector<std::string> typesOf(const nlohmann::json &streams)
+{
+    std::vector<std::string> types;
+    for (const nlohmann::json &stream : streams)
+        types.push_back(stream["type"]);
+    return types;
+}
+
+/// Both ways to take frames.
+class StreamDeliveryTest : public testing::TestWithParam<const char *> {};
+
+TEST_P(StreamDeliveryTest, EveryStreamGivesAsManyFramesAsAskedFor)
+{
+    const nlohmann::json streams =
+        streamsOf(runVirtual({"stream", GetParam(), "--frames", "10", "--json"}));
+    EXPECT_THAT(typesOf(streams), ElementsAre("color", "depth", "ir"));
+    for (const nlohmann::json &stream : streams) {
+        EXPECT_EQ(stream["frames"], 10);
+        EXPECT_EQ(stream["damaged"], 0);
+        EXPECT_GE(stream["lost"], stream["gaps"]);
+        EXPECT_GT(stream["fps"], 0);
+        EXPECT_LT(stream["fps"], 300);
+        EXPECT_GT(stream["age_us"]["p50"], 0);
+        EXPECT_GE(stream["age_us"]["p99"], stream["age_us"]["p50"]);
+        EXPECT_FALSE(stream.contains("saved"));
+    }
+}
+
+TEST_P(StreamDeliveryTest, TheStreamsAreTheOnesThatWereNamed)
+{
+    const nlohmann::json streams = streamsOf(runVirtual(
+        {"stream", GetParam(), "--streams", "light-ir,depth", "--frames", "2", "--json"}));
+    EXPECT_THAT(typesOf(streams), ElementsAre("depth", "light-ir"));
+}
+
+TEST_P(StreamDeliveryTest, ItEndsAfterTheTimeThatWasAskedFor)
+{
+    const nlohmann::json streams =
+        streamsOf(runVirtual({"stream", GetParam(), "--streams", "ir", "--mode", "320x240@60",
+                              "--seconds", "2.5", "--json"}));
+    EXPECT_GE(streams[0]["frames"], 2);
+    EXPECT_LE(streams[0]["frames"], 200);
+}
+
+TEST_P(StreamDeliveryTest, TheFirstAndTheLastFrameAreSavedAsPictures)
+{
+    const TemporaryFolder folder;
+    const std::string target = folder.path() / "new" / "pictures";
+    const nlohmann::json streams =
+        streamsOf(runVirtual({"stream", GetParam(), "--mode", "320x240@30", "--frames", "5",
+                              "--json", "--save", target}));
+    ASSERT_EQ(streams.size(), 3U);
+    const auto paths = [&](const Words &names) {
+        Words all;
+        for (const std::string &name : names)
+            all.push_back(target + "/" + name + ".png");
+        return nlohmann::json(all);
+    };
+    EXPECT_EQ(streams[0]["saved"], paths({"color-first", "color-last"}));
+    EXPECT_EQ(streams[1]["saved"],
+              paths({"depth-first", "depth-first-color", "depth-last", "depth-last-color"}));
+    EXPECT_EQ(streams[2]["saved"], paths({"ir-first", "ir-last"}));
+    for (const char *which : {"first", "last"}) {
+        const PngFile color = readPng(target + "/color-" + which + ".png");
+        const PngFile depth = readPng(target + "/depth-" + which + ".png");
+        const PngFile ir = readPng(target + "/ir-" + which + ".png");
+        EXPECT_TRUE(color.isRgb8() && depth.isGrey16() && ir.isGrey8());
+        EXPECT_TRUE(readPng(target + "/depth-" + which + "-color.png").isRgb8());
+        for (const PngFile &file : {color, depth, ir}) {
+            EXPECT_EQ(file.width, 320U);
+            EXPECT_EQ(file.height, 240U);
+        }
+    }
+}
+
+TEST_P(StreamDeliveryTest, ACameraCanBeNamed)
+{
+    const nlohmann::json streams =
+        streamsOf(runVirtual({"stream", "usb:virtual-VIRT0001", GetParam(), "--streams", "color",
+                              "--frames", "1", "--json"}));
+    EXPECT_EQ(streams[0]["frames"], 1);
+    EXPECT_EQ(streams[0]["fps"], 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothWays, StreamDeliveryTest, testing::Values("--callback", "--poll"),
+                         [](const auto &way) { return std::string(way.param).substr(2); });
+
+TEST(StreamCommandTest, WithoutATerminalItPrintsOneSummary)
+{
+    const ToolResult result = runVirtual({"stream", "--streams", "color,ir", "--frames", "20"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, testing::StartsWith("stream "));
+    EXPECT_THAT(result.out, HasSubstr("\ncolor           20 "));
+    EXPECT_THAT(result.out, HasSubstr("\nir              20 "));
+    EXPECT_THAT(result.out, Not(HasSubstr("\033")));
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 3);
+}
+
+TEST(StreamCommandTest, TheSavedPathsArePrinted)
+{
+    const TemporaryFolder folder;
+    const std::string target = folder.path();
+    const ToolResult result =
+        runVirtual({"stream", "--streams", "depth", "--frames", "1", "--save", target});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out,
+                testing::EndsWith("saved " + target + "/depth-first.png\nsaved " + target +
+                                  "/depth-first-color.png\nsaved " + target +
+                                  "/depth-last.png\nsaved " + target + "/depth-last-color.png\n"));
+}
+
+TEST(StreamCommandTest, AModeThatCannotBeHadIsToldByFieldWithTheNearestOne)
+{
+    struct Case {
+        const char *mode;
+        const char *text;
+    };
+    for (const Case &each :
+         {Case{"640x480@25",
+               "mode 640x480@25 cannot be had for color: frame rate 25 is not offered at 640x480 "
+               "(offered: 5, 15, 30, 60); nearest mode: 640x480@30"},
+          Case{"640x481@30", "height 481 is not offered with width 640 (offered: 400, 480)"},
+          Case{"1920x1080@30", "nearest mode: 1280x800@30"}}) {
+        const ToolResult result = runVirtual({"stream", "--mode", each.mode, "--frames", "1"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(result.err, HasSubstr(each.text));
+    }
+}
+
+TEST(StreamCommandTest, ACameraThatIsNotThereIsAFailureInWords)
+{
+    const ToolResult result = runVirtual({"stream", "usb:nobody", "--frames", "1", "--json"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "nubrix: openDevice: no such camera (status -4, error 0x80300208); "
+              "run 'nubrix list'\n");
+}
+
+TEST(StreamCommandTest, AFolderThatCannotBeMadeIsToldBeforeAnythingRuns)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.file("file", "");
+    const ToolResult result = runVirtual({"stream", "--frames", "1", "--save", file + "/under"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("cannot make the folder " + file + "/under"));
+}
+
+}  // namespace
+}  // namespace nubrix

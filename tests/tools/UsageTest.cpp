@@ -1,0 +1,111 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TemporaryFolder.h"
+#include "ToolProcess.h"
+
+namespace nubrix {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(UsageTest, TheVersionIsToldWithStatus0)
+{
+    const ToolResult result = runTool({"--version"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "nubrix " NUBRIX_TEST_VERSION "\n");
+}
+
+TEST(UsageTest, HelpIsGivenWithStatus0)
+{
+    const ToolResult result = runTool({"--help"});
+    EXPECT_EQ(result.status, 0);
+    for (const char *word : {"list", "modes", "stream", "props", "--virtual", "--scenario FILE",
+                             "--verbose", "Exit status: 0 done, 1 failed, 2 wrong use"})
+        EXPECT_THAT(result.out, HasSubstr(word));
+    EXPECT_EQ(result.err, "");
+}
+
+TEST(UsageTest, EveryCommandHasHelpOfItsOwn)
+{
+    const std::vector<std::pair<std::string, Words>> commands = {
+        {"list", {"--json"}},
+        {"modes", {"URI", "--json"}},
+        {"stream",
+         {"URI", "--json", "--streams LIST", "--mode WxH@FPS", "--seconds N", "--frames N",
+          "--callback", "--poll", "--save DIR", "Ctrl-C"}},
+        {"props", {"URI", "--json", "--flag-mode N"}}};
+    for (const auto &[command, words] : commands) {
+        const ToolResult result = runTool({command, "--help"});
+        EXPECT_EQ(result.status, 0);
+        for (const std::string &word : words)
+            EXPECT_THAT(result.out, HasSubstr(word)) << command;
+    }
+}
+
+TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
+{
+    struct Case {
+        Words words;
+        const char *text;
+    };
+    const std::vector<Case> cases = {
+        {{}, "a command is missing"},
+        {{"fly"}, "fly"},
+        {{"list", "modes"}, "modes"},
+        {{"list", "--fast"}, "--fast"},
+        {{"modes", "a", "b"}, "b"},
+        {{"--scenario", "/dev/null", "list"}, "--virtual"},
+        {{"--virtual", "--scenario", "/nowhere/x.json", "list"}, "/nowhere/x.json"},
+        {{"stream", "--streams", "color,sound"}, "there is no stream 'sound'"},
+        {{"stream", "--streams", "color,"}, "missing"},
+        {{"stream", "--streams", ""}, "missing"},
+        {{"stream", "--mode", "640x480"}, "640x480@30"},
+        {{"stream", "--mode", "big"}, "'big' is not a mode"},
+        {{"stream", "--seconds", "0"}, "--seconds"},
+        {{"stream", "--seconds", "-1"}, "--seconds"},
+        {{"stream", "--seconds", "soon"}, "--seconds"},
+        {{"stream", "--seconds", "nan"}, "--seconds"},
+        {{"stream", "--seconds", "inf"}, "--seconds"},
+        {{"stream", "--frames", "0"}, "--frames"},
+        {{"stream", "--frames", "-5"}, "--frames"},
+        {{"stream", "--frames", "1.5"}, "--frames"},
+        {{"stream", "--frames", "1", "--seconds", "1"}, "excludes"},
+        {{"stream", "--poll", "--callback"}, "excludes"},
+        {{"stream", "--save"}, "--save"},
+    };
+    for (const Case &each : cases) {
+        const ToolResult result = runTool(each.words);
+        EXPECT_EQ(result.status, 2) << each.text;
+        EXPECT_THAT(result.err, HasSubstr(each.text));
+        EXPECT_THAT(result.out, IsEmpty());
+    }
+}
+
+TEST(UsageTest, WithoutACameraEveryCommandButListFails)
+{
+    const TemporaryFolder empty;
+    std::filesystem::copy_file(NUBRIX_TEST_LIB "/libNubrix.so.2", empty.path() / "libNubrix.so.2");
+    ToolProcess::Options run;
+    run.environment = {"LD_LIBRARY_PATH=" + empty.path().string()};
+    for (const char *command : {"modes", "stream", "props"}) {
+        const ToolResult result = ToolProcess(toolCommand({command}), run).finish();
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err,
+                  "nubrix: openDevice: no camera is attached (status -4, error 0x80300104); "
+                  "run 'nubrix list'\n");
+    }
+}
+
+TEST(UsageTest, AReportThatCannotBeWrittenIsAFailure)
+{
+    ToolProcess::Options run;
+    run.output = "/dev/full";
+    const ToolResult result = ToolProcess(toolCommand({"list"}), run).finish();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "nubrix: cannot write to standard output\n");
+}
+
+}  // namespace
+}  // namespace nubrix
