@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "Failure.h"
-#include "PngFile.h"
+#include "ImageFile.h"
 #include "TemporaryFolder.h"
 
 namespace nubrix {
@@ -16,11 +16,11 @@ using testing::HasSubstr;
 
 class PngWriterTest : public testing::Test {
 protected:
-    PngFile writeAndRead(const Image &image) const
+    ImageFile writeAndRead(const Image &image) const
     {
         const std::string path = m_folder.path() / "image.png";
         PngWriter::write(path, image);
-        return readPng(path);
+        return readImage(path);
     }
 
     std::string failureOf(const std::string &path) const
@@ -41,7 +41,7 @@ TEST_F(PngWriterTest, ColourComesBackUnchanged)
     Image image{5, 3, 3, 8, {}};
     for (unsigned int i = 0; i < 5 * 3 * 3; ++i)
         image.samples.push_back(static_cast<std::uint8_t>(i * 37));
-    const PngFile file = writeAndRead(image);
+    const ImageFile file = writeAndRead(image);
     ASSERT_TRUE(file.isRgb8());
     EXPECT_EQ(file.width, 5U);
     EXPECT_EQ(file.height, 3U);
@@ -51,7 +51,7 @@ TEST_F(PngWriterTest, ColourComesBackUnchanged)
 TEST_F(PngWriterTest, GreyComesBackUnchanged)
 {
     const Image image{4, 2, 1, 8, {0, 1, 127, 128, 254, 255, 3, 4}};
-    const PngFile file = writeAndRead(image);
+    const ImageFile file = writeAndRead(image);
     ASSERT_TRUE(file.isGrey8());
     EXPECT_EQ(file.width, 4U);
     EXPECT_THAT(file.samples, testing::ElementsAreArray(image.samples));
@@ -61,7 +61,7 @@ TEST_F(PngWriterTest, SamplesOf16BitsComeBackUnchanged)
 {
     const Image image{
         3, 2, 1, 16, {0x00, 0x00, 0x01, 0x00, 0x00, 0x01, 0xff, 0xff, 0x34, 0x12, 0x10, 0x27}};
-    const PngFile file = writeAndRead(image);
+    const ImageFile file = writeAndRead(image);
     ASSERT_TRUE(file.isGrey16());
     EXPECT_THAT(file.samples, testing::ElementsAre(0, 1, 256, 65535, 0x1234, 10000));
 }

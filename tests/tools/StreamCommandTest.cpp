@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "PngFile.h"
+#include "ImageFile.h"
 #include "TemporaryFolder.h"
 #include "ToolProcess.h"
 
@@ -84,12 +84,12 @@ TEST_P(StreamDeliveryTest, TheFirstAndTheLastFrameAreSavedAsPictures)
               paths({"depth-first", "depth-first-color", "depth-last", "depth-last-color"}));
     EXPECT_EQ(streams[2]["saved"], paths({"ir-first", "ir-last"}));
     for (const char *which : {"first", "last"}) {
-        const PngFile color = readPng(target + "/color-" + which + ".png");
-        const PngFile depth = readPng(target + "/depth-" + which + ".png");
-        const PngFile ir = readPng(target + "/ir-" + which + ".png");
+        const ImageFile color = readImage(target + "/color-" + which + ".png");
+        const ImageFile depth = readImage(target + "/depth-" + which + ".png");
+        const ImageFile ir = readImage(target + "/ir-" + which + ".png");
         EXPECT_TRUE(color.isRgb8() && depth.isGrey16() && ir.isGrey8());
-        EXPECT_TRUE(readPng(target + "/depth-" + which + "-color.png").isRgb8());
-        for (const PngFile &file : {color, depth, ir}) {
+        EXPECT_TRUE(readImage(target + "/depth-" + which + "-color.png").isRgb8());
+        for (const ImageFile &file : {color, depth, ir}) {
             EXPECT_EQ(file.width, 320U);
             EXPECT_EQ(file.height, 240U);
         }

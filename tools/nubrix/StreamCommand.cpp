@@ -121,19 +121,21 @@ std::vector<StreamKind> StreamCommand::chooseKinds(Camera &camera) const
     for (const StreamKind &kind : kStreamKinds)
         if (!camera.modes(kind).empty())
             offered.push_back(kind);
-    const std::vector<std::string> wanted = split(m_streams.empty() ? kUsualStreams : m_streams);
+    const bool usual = m_streams.empty();
+    const std::vector<std::string> wanted = split(usual ? kUsualStreams : m_streams);
+    for (const std::string &name : wanted) {
+        const bool found = std::any_of(offered.begin(), offered.end(),
+                                       [&](const StreamKind &kind) { return name == kind.name; });
+        if (!found && !usual)
+            throw Failure("the camera has no stream '" + name + "'; it has: " + join(offered));
+    }
     std::vector<StreamKind> chosen;
     for (const StreamKind &kind : offered)
         if (std::find(wanted.begin(), wanted.end(), kind.name) != wanted.end())
             chosen.push_back(kind);
     if (chosen.empty())
-        throw Failure("the camera has none of these streams; it has: " + join(offered));
-    for (const std::string &name : wanted) {
-        const bool found = std::any_of(chosen.begin(), chosen.end(),
-                                       [&](const StreamKind &kind) { return name == kind.name; });
-        if (!found && !m_streams.empty())
-            throw Failure("the camera has no stream '" + name + "'; it has: " + join(offered));
-    }
+        throw Failure("the camera has none of " + std::string(kUsualStreams) +
+                      "; it has: " + join(offered));
     return chosen;
 }
 
