@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Bad includes of every kind are found, and nothing else is."""
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+GOOD = {
+    "include/nubrix/api.h": '#include "nubrix/types.h"\n#include <string>\n',
+    "include/nubrix/types.h": "",
+    "src/base/Lock.h": '#include "nubrix/types.h"\n',
+    "src/base/Lock.cpp": '#include "base/Lock.h"\n',
+    "src/device/Device.h": '#include "base/Lock.h"\n',
+    "drivers/common/Shared.h": "",
+    "drivers/one/One.cpp": '#include "one/One.h"\n#include "common/Shared.h"\n',
+    "drivers/one/One.h": '#include "nubrix/api.h"\n',
+    "drivers/two/Two.h": "",
+    "tools/tool/main.cpp": '#include "Command.h"\n#include "nubrix/api.h"\n',
+    "tools/tool/Command.h": "",
+}
+RULES = ["base:", "device:base"]
+
+
+class LayeringTest(unittest.TestCase):
+    def run_on(self, changes, rules=None):
+        """The exit status and what is said about GOOD with these changes."""
+        with tempfile.TemporaryDirectory() as root:
+            for name, content in {**GOOD, **changes}.items():
+                file = pathlib.Path(root, name)
+                file.parent.mkdir(parents=True, exist_ok=True)
+                file.write_text(content)
+            script = pathlib.Path(__file__).with_name("layering.py")
+            done = subprocess.run(
+                [sys.executable, script, root, *(rules or RULES)],
+                stdout=subprocess.PIPE,
+                text=True,
+                check=False,
+            )
+            return done.returncode, done.stdout
+
+    def assert_found(self, where, include):
+        file, number = where.split(":")
+        content = "\n" * (int(number) - 1) + f'#include "{include}"\n'
+        status, said = self.run_on({file: content})
+        self.assertEqual(status, 1, said)
+        self.assertIn(f'{where}: "{include}"', said)
+        self.assertIn("1 bad includes", said)
+
+    def test_good_includes_pass(self):
+        self.assertEqual(self.run_on({}), (0, "0 bad includes of 9\n"))
+
+    def test_a_lower_floor_may_not_use_a_higher_one(self):
+        self.assert_found("src/base/Clock.cpp:3", "device/Device.h")
+
+    def test_an_include_without_its_folder_is_found(self):
+        self.assert_found("src/base/Clock.cpp:1", "Lock.h")
+
+    def test_an_include_that_leaves_its_folder_is_found(self):
+        self.assert_found("src/base/Clock.cpp:1", "../device/Device.h")
+
+    def test_a_missing_header_is_found(self):
+        self.assert_found("src/device/Other.cpp:1", "base/Missing.h")
+
+    def test_a_public_header_may_not_use_the_inside(self):
+        self.assert_found("include/nubrix/more.h:2", "base/Lock.h")
+
+    def test_a_driver_may_not_use_the_inside(self):
+        self.assert_found("drivers/one/More.cpp:1", "base/Lock.h")
+
+    def test_a_driver_may_not_use_another_driver(self):
+        self.assert_found("drivers/one/More.cpp:1", "two/Two.h")
+
+    def test_a_tool_may_not_use_the_inside_or_a_driver(self):
+        self.assert_found("tools/tool/More.cpp:1", "base/Lock.h")
+        self.assert_found("tools/tool/More.cpp:1", "one/One.h")
+
+    def test_a_folder_without_a_rule_is_found(self):
+        status, said = self.run_on({}, ["base:"])
+        self.assertEqual(status, 1)
+        self.assertIn("src/device: no rule", said)
+
+
+if __name__ == "__main__":
+    unittest.main()
