@@ -38,11 +38,13 @@ int EventImpl::set()
     if (pthread_mutex_lock(&m_mutex) != 0)
         return -1;
     m_signalled = 1;
-    // Kept: when waking fails the mutex stays held. See docs/oddities.md.
-    if (pthread_cond_broadcast(&m_condition) != 0)
-        return -1;
     pthread_mutex_unlock(&m_mutex);
-    return 0;
+    // Woken after the unlock, or the waiter would wake only to wait for the mutex.
+    if (pthread_cond_broadcast(&m_condition) == 0)
+        return 0;
+    // Kept: when waking fails the mutex stays held. See docs/oddities.md.
+    pthread_mutex_lock(&m_mutex);
+    return -1;
 }
 
 int EventImpl::wait(int ms)

@@ -33,21 +33,28 @@ InternalFrame *FrameAllocator::takeFrame(bool &exhausted)
     const CriticalSectionScoped guard(*m_lock);
     // Kept: with fewer spare frames than that none is reused, even when no more may be created; and
     // unsigned, so that a threshold of 0 never reuses. See docs/oddities.md.
-    if (!m_free.empty() && m_free.size() >= m_reuseThreshold - 1U) {
-        m_used.splice(m_used.end(), m_free, m_free.begin());
+    InternalFrame *frame = nullptr;
+    if (m_freeCount != 0 && m_freeCount >= m_reuseThreshold - 1U) {
+        frame = takeFreeFrame();
     } else if (m_createdCount >= m_maxFrames) {
         exhausted = true;
         return nullptr;
     } else {
         ++m_createdCount;
-        InternalFrame *const created = createOneInterFrame();
-        if (!created)
+        frame = createOneInterFrame();
+        if (!frame)
             return nullptr;
-        m_detach.connect(created, &InternalFrame::onDetachFromAllocator);
-        created->m_place = m_used.insert(m_used.end(), created);
+        m_detach.connect(frame, &InternalFrame::onDetachFromAllocator);
     }
-    InternalFrame *const frame = m_used.back();
     frame->adopt();
+    return frame;
+}
+
+InternalFrame *FrameAllocator::takeFreeFrame()
+{
+    InternalFrame *const frame = m_firstFree;
+    m_firstFree = frame->m_nextFree;
+    --m_freeCount;
     return frame;
 }
 
@@ -87,16 +94,19 @@ void FrameAllocator::releaseAllFrame()
     m_detach.emit();
     // From here on a frame that is still held has no tie to this pool but the shared lock.
     m_detach.disconnect_all();
-    m_used.clear();
-    for (InternalFrame *frame : m_free)
-        delete frame;
-    m_free.clear();
+    while (m_freeCount != 0)
+        delete takeFreeFrame();
     m_createdCount = 0;
 }
 
 void FrameAllocator::releaseBackFrame(InternalFrame *frame)
 {
-    m_free.splice(m_free.end(), m_used, frame->m_place);
+    frame->m_nextFree = nullptr;
+    if (m_freeCount++ == 0)
+        m_firstFree = frame;
+    else
+        m_lastFree->m_nextFree = frame;
+    m_lastFree = frame;
 }
 
 }  // namespace nubrix

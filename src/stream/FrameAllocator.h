@@ -1,7 +1,6 @@
 // The pool of frames of one sensor.
 #pragma once
 
-#include <list>
 #include <memory>
 
 #include "base/CriticalSectionImpl.h"
@@ -36,6 +35,7 @@ public:
 private:
     InternalFrame *createOneInterFrame();
     InternalFrame *takeFrame(bool &exhausted);
+    InternalFrame *takeFreeFrame();
 
     const unsigned int m_reuseThreshold;
     const unsigned int m_maxFrames;
@@ -43,9 +43,10 @@ private:
 
     sigslot::signal0<sigslot::single_threaded> m_detach;  // everything below is under m_lock
     unsigned int m_frameBufferSize;
-    unsigned int m_createdCount = 0;  // since the pool last forgot its frames
-    std::list<InternalFrame *> m_free;
-    std::list<InternalFrame *> m_used;
+    unsigned int m_createdCount = 0;       // since the pool last forgot its frames
+    InternalFrame *m_firstFree = nullptr;  // the one that came back first; each knows the next
+    InternalFrame *m_lastFree = nullptr;
+    unsigned int m_freeCount = 0;
 };
 
 }  // namespace nubrix

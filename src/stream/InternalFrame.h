@@ -1,7 +1,6 @@
 // The pooled frame behind every record that an application or a driver holds.
 #pragma once
 
-#include <list>
 #include <memory>
 
 #include "base/CriticalSectionImpl.h"
@@ -44,8 +43,8 @@ private:
     unsigned int m_bufferSize = 0;
     FrameAllocator &m_allocator;  // valid while not detached
     const std::shared_ptr<CriticalSectionImpl> m_poolLock;
-    bool m_detached = false;                       // under the pool's lock, as is the next
-    std::list<InternalFrame *>::iterator m_place;  // in the pool's list of used frames
+    bool m_detached = false;              // under the pool's lock, as is the next
+    InternalFrame *m_nextFree = nullptr;  // while it waits in the pool
 };
 
 }  // namespace nubrix

@@ -94,18 +94,19 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
 {
     if (!m_started)
         return;
-    const CriticalSectionScoped guard(m_queueLock);
-    while (m_queue.size() >= m_maxFrameSize) {
-        m_queue.front()->release();
-        m_queue.erase(m_queue.begin());
+    bool withCallback = false;
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        while (m_queue.size() >= m_maxFrameSize) {
+            m_queue.front()->release();
+            m_queue.erase(m_queue.begin());
+        }
+        m_queue.push_back(frame);
+        frame->incRef();
+        withCallback = m_callback != nullptr;
     }
-    m_queue.push_back(frame);
-    frame->incRef();
     // Kept: with a callback the listeners are not told.
-    if (m_callback)
-        m_callbackEvent.set();
-    else
-        m_streamEvent.set();
+    (withCallback ? m_callbackEvent : m_streamEvent).set();
 }
 
 bool VideoStream::newFrameProcess()
