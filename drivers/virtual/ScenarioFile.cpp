@@ -29,7 +29,7 @@ std::variant<Scenario, ScenarioError> readScenarioFile(const std::string &path)
     if (text.size() > kLongest)
         return ScenarioError{"", 0, "is longer than 1 MiB"};
     const auto slash = path.find_last_of('/');
-    return parseScenario(text, slash == std::string::npos ? "." : path.substr(0, slash + 1));
+    return parseScenario(text, slash == std::string::npos ? "." : path.substr(0, slash));
 }
 
 }  // namespace nubrix

@@ -17,8 +17,7 @@ constexpr Vec3 kPlank = {0.42, 0.24, 0.12};
 constexpr Vec3 kRug = {0.30, 0.05, 0.06};
 constexpr Vec3 kRugRing = {0.72, 0.62, 0.42};
 constexpr Vec3 kCeilingPaint = {0.80, 0.80, 0.78};
-constexpr Vec3 kLeftPaint = {0.62, 0.46, 0.30};
-constexpr Vec3 kRightPaint = {0.62, 0.46, 0.30};
+constexpr Vec3 kSidePaint = {0.62, 0.46, 0.30};
 constexpr Vec3 kBackPaint = {0.16, 0.30, 0.36};
 constexpr Vec3 kSkirting = {0.75, 0.74, 0.70};
 constexpr Vec3 kFrame = {0.10, 0.06, 0.03};
@@ -71,10 +70,8 @@ Vec3 wallColour(const Scene::Hit &hit)
     const Vec3 &p = hit.point;
     if (p.y > Scene::kFloor - 110.0)
         return kSkirting;
-    if (hit.surface == Surface::kLeftWall)
-        return kLeftPaint;
-    if (hit.surface == Surface::kRightWall)
-        return kRightPaint;
+    if (hit.surface != Surface::kBackWall)
+        return kSidePaint;
     const double u = (p.x - 250.0) / 620.0;
     const double v = (p.y + 130.0) / 400.0;
     return std::max(std::abs(u), std::abs(v)) < 1.0 ? wallPicture(u, v) : kBackPaint;
@@ -86,14 +83,16 @@ Vec3 boxColour(const Scene::Box &box, const Scene::Hit &hit)
     const Vec3 normal = box.toLocal(hit.normal);
     double u = local.x / box.half.x;
     double v = local.y / box.half.y;
-    if (std::abs(normal.y) > 0.5)
+    const bool isTop = std::abs(normal.y) > 0.5;
+    if (isTop)
         v = local.z / box.half.z;
     else if (std::abs(normal.x) > 0.5)
         u = local.z / box.half.z;
     if (std::max(std::abs(u), std::abs(v)) > 0.80 || std::abs(u - v) < 0.20)
         return kBoxEdge;
     const double slat = 2.0 * (v + 1.0);
-    return kBoxWood * (slat - static_cast<int>(slat) < 0.06 ? 0.5 : 1.0);
+    const bool isGap = !isTop && slat - static_cast<int>(slat) < 0.06;
+    return kBoxWood * (isGap ? 0.5 : 1.0);
 }
 
 Vec3 colourOf(const Scene &scene, const Scene::Hit &hit)

@@ -83,7 +83,7 @@ int VirtualStream::stop()
 {
     if (!m_running)
         return 0;
-    if (m_thread.get_id() == std::this_thread::get_id())
+    if (m_runner.load() == std::this_thread::get_id())
         return -2;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -98,6 +98,7 @@ int VirtualStream::stop()
 
 void VirtualStream::run()
 {
+    m_runner = std::this_thread::get_id();
     VirtualCamera &camera = m_device.camera();
     std::uint32_t index = 0;
     if (!isFree())

@@ -60,6 +60,7 @@ private:
     typedefNubrixFrameMode m_mode = {};
     Time m_epoch;
     std::thread m_thread;
+    std::atomic<std::thread::id> m_runner{};  // the thread itself
     std::atomic<bool> m_running{false};
     mutable std::mutex m_lock;
     std::condition_variable m_wake;

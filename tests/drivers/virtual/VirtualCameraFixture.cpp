@@ -1,0 +1,76 @@
+#include "tests/drivers/virtual/VirtualCameraFixture.h"
+
+#include <utility>
+
+namespace nubrix {
+
+TestStream::TestStream(NubrixBaseDevice &device, unsigned int type, int poolLimit)
+    : m_device(device), m_pool(0, poolLimit)
+{
+    EXPECT_EQ(device.createStream(type, &m_stream), 0);
+}
+
+TestStream::~TestStream()
+{
+    EXPECT_EQ(m_stream->stop(), 0);
+    EXPECT_EQ(m_device.destroyStream(&m_stream), 0);
+    EXPECT_EQ(m_stream, nullptr);
+    EXPECT_EQ(m_pool.inUse(), 0);
+}
+
+int TestStream::start()
+{
+    EXPECT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
+    m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
+    EXPECT_EQ(m_stream->setFrameAllocator(&m_pool), 0);
+    return m_stream->start();
+}
+
+void VirtualCameraTest::useScenario(const std::string &json)
+{
+    const auto parsed = parseScenario(json, ".");
+    const auto *error = std::get_if<ScenarioError>(&parsed);
+    ASSERT_EQ(error, nullptr) << error->text("scenario");
+    m_driver = std::make_unique<VirtualDriver>();
+    ASSERT_EQ(m_driver->initializeWith(std::get<Scenario>(parsed), "scenario"), 0);
+}
+
+void VirtualCameraTest::useDefault()
+{
+    m_driver = std::make_unique<VirtualDriver>();
+    ASSERT_EQ(m_driver->initializeWith(Scenario(), ""), 0);
+}
+
+NubrixBaseDevice *VirtualCameraTest::open(const std::string &uri)
+{
+    NubrixBaseDevice *device = nullptr;
+    EXPECT_EQ(m_driver->openDevice(uri.c_str(), &device), 0);
+    return device;
+}
+
+std::vector<typedefNubrixeviceAttribute> VirtualCameraTest::list()
+{
+    std::vector<typedefNubrixeviceAttribute> records(60);
+    auto count = static_cast<unsigned int>(records.size());
+    EXPECT_EQ(m_driver->getDeviceList(records.data(), &count), 0);
+    records.resize(count);
+    return records;
+}
+
+void VirtualCameraTest::setMode(NubrixBaseDevice &device, unsigned int type, int width, int height,
+                                int frameRate)
+{
+    const typedefNubrixFrameMode *modes = nullptr;
+    unsigned int count = 0;
+    ASSERT_EQ(device.getSupportFrameMode(type, &modes, &count), 0);
+    for (unsigned int i = 0; i < count; ++i) {
+        if (modes[i].width == width && modes[i].height == height &&
+            modes[i].frameRate == frameRate) {
+            ASSERT_EQ(device.setFrameMode(type, modes[i], false), 0);
+            return;
+        }
+    }
+    FAIL() << "there is no mode " << width << "x" << height << "@" << frameRate;
+}
+
+}  // namespace nubrix
