@@ -66,7 +66,7 @@ void Context::loadDriverOf(DRIVER_TYPE type, const char *success)
 
 int Context::initializeDrivers()
 {
-    const std::lock_guard<std::mutex> table(m_tableLock);
+    const std::lock_guard<std::recursive_mutex> table(m_tableLock);
     m_deviceCount = 0;
     for (const auto &[type, driver] : drivers()) {
         driver->setDeviceStateCallback(&Context::deviceStateCallback, this);

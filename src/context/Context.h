@@ -217,9 +217,9 @@ private:
     std::map<DRIVER_TYPE, NubrixBaseDriver *> m_drivers;
 
     // The application reads these tables in place.
-    std::mutex m_tableLock;  // serialises rebuilding and looking up
+    std::recursive_mutex m_tableLock;  // serialises rebuilding and looking up
     typedefNubrixeviceAttribute m_deviceTable[kMaxDevices] = {};
-    unsigned int m_deviceCount = 0;
+    std::atomic<unsigned int> m_deviceCount{0};
     _NubrixGmslDeviceInfo m_gmslTable[kMaxDevices] = {};
     unsigned int m_gmslCount = 0;
 };

@@ -76,7 +76,6 @@ int Context::nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned in
     const ApiLock lock(*this);
     if (const int refused = requireInitialized(lock))
         return refused;
-    const std::lock_guard<std::mutex> table(m_tableLock);
     *list = m_deviceTable;
     *count = m_deviceCount;
     return 0;
@@ -93,7 +92,7 @@ typedefNubrixeviceAttribute *Context::getDeviceAttributeByUri(const char *uri)
     }
     typedefNubrixeviceAttribute *record = nullptr;
     {
-        const std::lock_guard<std::mutex> table(m_tableLock);
+        const std::lock_guard<std::recursive_mutex> table(m_tableLock);
         record = findRecord(uri);
     }
     if (!record) {
@@ -150,7 +149,7 @@ int Context::resolveUri(const char *uri, std::string &path, NubrixBaseDriver *&d
     const bool gmsl = uri && contains(uri, "/dev/video");
     int transport = 1;
     {
-        const std::lock_guard<std::mutex> table(m_tableLock);
+        const std::lock_guard<std::recursive_mutex> table(m_tableLock);
         if (gmsl) {
             if (!isGmslPath(uri))
                 return refuseAddress();
@@ -329,7 +328,7 @@ void Context::logAdvice(const char *deviceAddr)
 
 void Context::rebuildDeviceTable()
 {
-    const std::lock_guard<std::mutex> table(m_tableLock);
+    const std::lock_guard<std::recursive_mutex> table(m_tableLock);
     m_deviceCount = 0;
     for (const auto &[type, driver] : drivers()) {
         logPrint(kLogInfo, "get device list");
