@@ -56,6 +56,11 @@ void InstalledLibrary::remove(const std::string &name)
 FakeDriver &InstalledLibrary::installDriver(const std::string &name, const std::string &plugin)
 {
     install(plugin, name);
+    return driverOf(name);
+}
+
+FakeDriver &InstalledLibrary::driverOf(const std::string &name)
+{
     return *reinterpret_cast<FakeDriver *(*)()>(symbol(keepLoaded(name), "nubrixTestDriver"))();
 }
 

@@ -34,6 +34,8 @@ public:
     /// Installs a plug-in, loads it and keeps it loaded until the end, so that its driver or log
     /// can be scripted beforehand and asked afterwards.
     FakeDriver &installDriver(const std::string &name, const std::string &plugin = "GoodDriver");
+    /// The same for a driver plug-in that is there, and loaded, already.
+    FakeDriver &driverOf(const std::string &name);
     FakeLog &installLog();
     /// Whether a file of the folder is loaded at this moment.
     bool isLoaded(const std::string &name) const;

@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "base/LogCall.h"
+#include "tests/fakes/Waiting.h"
 
 namespace nubrix {
 
@@ -75,11 +75,11 @@ public:
         const std::lock_guard<std::mutex> guard(state().mutex);
         return std::exchange(state().lines, {});
     }
-    /// Waits until the line has been logged since the last take. False after 30 s.
-    bool waitFor(const LogLine &line)
+    /// Waits until such a line has been logged since the last take. False when it was not in time.
+    bool waitFor(const testing::Matcher<const LogLine &> &line)
     {
         std::unique_lock<std::mutex> guard(state().mutex);
-        return state().logged.wait_for(guard, std::chrono::seconds(30), [&] {
+        return state().logged.wait_for(guard, kTestDeadline, [&] {
             return testing::Matches(testing::Contains(line))(state().lines);
         });
     }
