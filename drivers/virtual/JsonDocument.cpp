@@ -91,9 +91,11 @@ public:
                      const json::exception &exception) override
     {
         // "[json.exception...] parse error at line 1, column 2: what is wrong"
-        const std::string whole = exception.what();
-        const auto colon = whole.find(": ");
-        error = {"", m_place.line(), colon == std::string::npos ? whole : whole.substr(colon + 2)};
+        std::string what = exception.what();
+        what.erase(0, what.find("] ") + 2);
+        if (what.rfind("parse error", 0) == 0)
+            what.erase(0, what.find(": ") + 2);
+        error = {"", m_place.line(), what};
         return false;
     }
 

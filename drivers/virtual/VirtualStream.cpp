@@ -174,10 +174,10 @@ NubrixFrameRef *VirtualStream::takeFrame()
 void VirtualStream::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
                              const FrameOrders &orders) const
 {
-    const auto us =
-        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count() +
-        orders.clockOffsetUs;
-    const auto stamp = static_cast<std::uint64_t>(us);
+    const std::int64_t us =
+        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count();
+    const auto stamp =
+        static_cast<std::uint64_t>(std::max<std::int64_t>(us + orders.clockOffsetUs, 0));
     record.pixelFormat = m_mode.pixelFormat;
     record.streamType = m_streamType;
     record.frameIndex = frameIndex;

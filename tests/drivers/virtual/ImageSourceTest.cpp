@@ -1,0 +1,389 @@
+#include "virtual/ImageSource.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include <png.h>
+
+#include "tests/drivers/virtual/ImageWriter.h"
+#include "tests/drivers/virtual/TempFolder.h"
+#include "tests/drivers/virtual/VirtualCameraFixture.h"
+#include "virtual/VirtualProperties.h"
+
+namespace nubrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr unsigned int kWidth = 48;
+constexpr unsigned int kHeight = 20;
+
+class ImageSourceTest : public VirtualCameraTest {
+protected:
+    std::string at(const std::string &name) { return m_folder.path() + "/" + name; }
+
+    void writeColor(const std::string &name, unsigned int seed)
+    {
+        writePng(at(name), kWidth, kHeight, 8, 2, colorPattern(kWidth, kHeight, seed));
+    }
+    void writeDepth(const std::string &name, unsigned int seed)
+    {
+        writePng(at(name), kWidth, kHeight, 16, 0, depthPattern(kWidth, kHeight, seed));
+    }
+    void writePairs(unsigned int count)
+    {
+        for (unsigned int i = 0; i < count; ++i) {
+            writeColor("p" + std::to_string(i) + ".color.png", i);
+            writeDepth("p" + std::to_string(i) + ".depth.png", i);
+        }
+    }
+
+    /// Uses the folder; `more` goes into the images object.
+    void useImages(const std::string &more = "", const std::string &pacing = "free")
+    {
+        useScenario(R"({"pacing": ")" + pacing + R"(", "frame_rate": 25, "source": "images",
+            "images": {"folder": ")" +
+                    m_folder.path() + "\"" + more + "}}");
+    }
+
+    /// The pictures of the first `count` frames of a stream.
+    std::vector<std::vector<unsigned char>> play(NubrixBaseDevice &device, unsigned int streamType,
+                                                 std::size_t count)
+    {
+        TestStream stream(device, streamType);
+        stream.sink().keepPixels = true;
+        EXPECT_EQ(stream.start(), 0);
+        EXPECT_TRUE(stream.sink().await(count));
+        EXPECT_EQ(stream.stop(), 0);
+        std::vector<std::vector<unsigned char>> pictures;
+        for (const Received &frame : stream.sink().frames())
+            pictures.push_back(frame.pixels);
+        pictures.resize(count);
+        return pictures;
+    }
+
+    /// What is said about the folder.
+    std::string wrongWith()
+    {
+        ImagesSetup setup;
+        setup.folder = m_folder.path();
+        setup.folderLine = 12;
+        const auto made = ImageSource::create(setup, 30);
+        const auto *error = std::get_if<ScenarioError>(&made);
+        if (error == nullptr)
+            return "";
+        EXPECT_EQ(error->key, "images.folder");
+        EXPECT_EQ(error->line, 12);
+        return error->message;
+    }
+
+    TempFolder m_folder;
+};
+
+TEST_F(ImageSourceTest, DeliversTheImagesPixelByPixelInTheOrderOfTheirNames)
+{
+    const unsigned int seeds[] = {3, 1, 2};
+    const char *names[] = {"c", "a", "b-10"};
+    for (int i = 0; i < 3; ++i) {
+        writeColor(std::string(names[i]) + ".color.png", seeds[i]);
+        writeDepth(std::string(names[i]) + ".depth.png", seeds[i]);
+    }
+    std::ofstream(at("README.txt")) << "not an image";
+    useImages();
+    NubrixBaseDevice &device = *open();
+    const auto colors = play(device, NUBRIX_STREAM_COLOR, 3);
+    const auto depths = play(device, NUBRIX_STREAM_DEPTH, 3);
+    for (unsigned int i = 0; i < 3; ++i) {
+        EXPECT_EQ(colors[i], colorPattern(kWidth, kHeight, i + 1)) << i;
+        EXPECT_EQ(depths[i], depthPattern(kWidth, kHeight, i + 1)) << i;
+    }
+}
+
+TEST_F(ImageSourceTest, TheOnlyModeIsTheSizeOfTheImages)
+{
+    writePairs(1);
+    useImages();
+    NubrixBaseDevice &device = *open();
+    for (const auto &[streamType, format] :
+         {std::pair(NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888),
+          std::pair(NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_MM)}) {
+        const typedefNubrixFrameMode *modes = nullptr;
+        unsigned int count = 0;
+        ASSERT_EQ(device.getSupportFrameMode(streamType, &modes, &count), 0);
+        ASSERT_EQ(count, 1U);
+        EXPECT_EQ(modes[0].pixelFormat, format);
+        EXPECT_EQ(modes[0].width, kWidth);
+        EXPECT_EQ(modes[0].height, kHeight);
+        EXPECT_EQ(modes[0].frameRate, 25);
+        EXPECT_EQ(device.getCurrentFrameMode(streamType)->width, kWidth);
+    }
+    NubrixBaseStream *stream = nullptr;
+    EXPECT_EQ(device.createStream(NUBRIX_STREAM_IR, &stream), -4);
+    EXPECT_EQ(device.createStream(NUBRIX_STREAM_LIGHT_IR, &stream), -4);
+}
+
+TEST_F(ImageSourceTest, LoopsUnlessToldOtherwise)
+{
+    writePairs(2);
+    useImages();
+    const auto pictures = play(*open(), NUBRIX_STREAM_DEPTH, 5);
+    for (unsigned int i = 0; i < 5; ++i)
+        EXPECT_EQ(pictures[i], depthPattern(kWidth, kHeight, i % 2)) << i;
+}
+
+TEST_F(ImageSourceTest, OnceEndsAfterTheLastImageAndTheCameraStays)
+{
+    writePairs(3);
+    useImages(R"(, "repeat": "once")");
+    NubrixBaseDevice &device = *open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    for (int run = 0; run < 2; ++run) {
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.pool().awaitHandedOut(4 * (run + 1)));  // one to find the end
+        EXPECT_EQ(device.deviceState(), 0);
+        EXPECT_NE(device.keepLiveState(), 0);
+        ASSERT_EQ(stream.stop(), 0);
+        EXPECT_THAT(stream.sink().indices(), ElementsAre(0, 1, 2));
+        stream.sink().clear();
+    }
+}
+
+TEST_F(ImageSourceTest, InRealTimeTheIndexTellsTheImage)
+{
+    writePairs(3);
+    useImages("", "realtime");
+    TestStream stream(*open(), NUBRIX_STREAM_DEPTH);
+    stream.sink().keepPixels = true;
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(5));
+    ASSERT_EQ(stream.stop(), 0);
+    for (const Received &frame : stream.sink().frames())
+        EXPECT_EQ(frame.pixels, depthPattern(kWidth, kHeight, frame.record.frameIndex % 3));
+}
+
+TEST_F(ImageSourceTest, JpegsAreColourImagesToo)
+{
+    writeJpeg(at("a.color.jpg"), kWidth, kHeight, 3,
+              std::vector<std::uint8_t>(std::size_t{kWidth} * kHeight * 3, 90));
+    writeJpeg(at("b.color.jpeg"), kWidth, kHeight, 3,
+              std::vector<std::uint8_t>(std::size_t{kWidth} * kHeight * 3, 120));
+    useImages();
+    const auto pictures = play(*open(), NUBRIX_STREAM_COLOR, 2);
+    EXPECT_NEAR(pictures[0][100], 90, 2);
+    EXPECT_NEAR(pictures[1][100], 120, 2);
+}
+
+TEST_F(ImageSourceTest, OneKindOfImagesIsEnough)
+{
+    writeDepth("a.depth.png", 1);
+    useImages();
+    NubrixBaseDevice &device = *open();
+    NubrixBaseStream *stream = nullptr;
+    EXPECT_EQ(device.createStream(NUBRIX_STREAM_COLOR, &stream), -4);
+    EXPECT_EQ(play(device, NUBRIX_STREAM_DEPTH, 1)[0], depthPattern(kWidth, kHeight, 1));
+}
+
+TEST_F(ImageSourceTest, ColourAndDepthMayDifferInSize)
+{
+    writeDepth("a.depth.png", 1);
+    writePng(at("a.color.png"), 3, 2, 8, 2, colorPattern(3, 2, 4));
+    useImages();
+    NubrixBaseDevice &device = *open();
+    EXPECT_EQ(play(device, NUBRIX_STREAM_COLOR, 1)[0], colorPattern(3, 2, 4));
+    EXPECT_EQ(play(device, NUBRIX_STREAM_DEPTH, 1)[0], depthPattern(kWidth, kHeight, 1));
+}
+
+TEST_F(ImageSourceTest, TheUnitOfDepthDecidesTheFormatAndNotTheValues)
+{
+    EXPECT_EQ(depthFormatOf(1.0), NUBRIX_PIXEL_DEPTH_MM);
+    EXPECT_EQ(depthFormatOf(0.25), NUBRIX_PIXEL_DEPTH_14_2);
+    EXPECT_EQ(depthFormatOf(0.125), NUBRIX_PIXEL_DEPTH_13_3);
+    EXPECT_EQ(depthFormatOf(0.0625), NUBRIX_PIXEL_DEPTH_12_4);
+    EXPECT_EQ(depthFormatOf(0.2), NUBRIX_PIXEL_GREY16);
+    EXPECT_EQ(depthFormatOf(10.0), NUBRIX_PIXEL_GREY16);
+    writePairs(1);
+    useImages(R"(, "depth_unit_mm": 0.2)");
+    NubrixBaseDevice &device = *open();
+    EXPECT_EQ(device.getCurrentFrameMode(NUBRIX_STREAM_DEPTH)->pixelFormat, NUBRIX_PIXEL_GREY16);
+    EXPECT_EQ(play(device, NUBRIX_STREAM_DEPTH, 1)[0], depthPattern(kWidth, kHeight, 0));
+}
+
+TEST_F(ImageSourceTest, TheIntrinsicsAreThoseOfTheScenario)
+{
+    writePairs(1);
+    useImages(R"(, "intrinsics": {"fx": 525, "fy": 526, "cx": 319.5, "cy": 239.5})");
+    NubrixBaseDevice &device = *open();
+    VirtualIntrinsics intrinsics = {};
+    unsigned int size = sizeof intrinsics;
+    ASSERT_EQ(device.getProperty(kPropertyIntrinsics + NUBRIX_STREAM_DEPTH, &intrinsics, &size), 0);
+    EXPECT_EQ(intrinsics.fx, 525.0F);
+    EXPECT_EQ(intrinsics.fy, 526.0F);
+    EXPECT_EQ(intrinsics.cx, 319.5F);
+    EXPECT_EQ(intrinsics.cy, 239.5F);
+}
+
+TEST_F(ImageSourceTest, WhatIsNotKnownOfImagesIsNotSupported)
+{
+    writePairs(1);
+    useImages();
+    NubrixBaseDevice &device = *open();
+    VirtualIntrinsics intrinsics = {};
+    unsigned int size = sizeof intrinsics;
+    EXPECT_EQ(device.getProperty(kPropertyIntrinsics + NUBRIX_STREAM_DEPTH, &intrinsics, &size),
+              -8);
+    VirtualTruth truth = {};
+    size = sizeof truth;
+    EXPECT_EQ(device.getProperty(kPropertyTruth, &truth, &size), -8);
+}
+
+TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
+{
+    // 12 images of 6 MB exceed the 64 MiB that are kept.
+    constexpr unsigned int kSide = 1450;
+    std::vector<std::vector<std::uint8_t>> all;
+    for (unsigned int i = 0; i < 12; ++i) {
+        all.emplace_back(std::size_t{kSide} * kSide * 3, static_cast<std::uint8_t>(i));
+        all.back()[i] = 250;
+        writePng(at("p" + std::string(1, static_cast<char>('a' + i)) + ".color.png"), kSide, kSide,
+                 8, 2, all.back());
+    }
+    useImages();
+    EXPECT_EQ(play(*open(), NUBRIX_STREAM_COLOR, 12), all);
+}
+
+TEST_F(ImageSourceTest, AnImageThatGetsLostIsALostFrame)
+{
+    constexpr unsigned int kSide = 1450;
+    for (unsigned int i = 0; i < 12; ++i) {
+        writePng(at("p" + std::string(1, static_cast<char>('a' + i)) + ".color.png"), kSide, kSide,
+                 8, 0, std::vector<std::uint8_t>(std::size_t{kSide} * kSide, 7));
+    }
+    useImages(R"(, "repeat": "once")");
+    std::filesystem::remove(at("pl.color.png"));
+    TestStream stream(*open(), NUBRIX_STREAM_COLOR);
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.pool().awaitHandedOut(13));
+    ASSERT_EQ(stream.stop(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "nubrix virtual camera: the image \"" + at("pl.color.png") +
+                  "\" has changed: No such file or directory\n");
+    EXPECT_EQ(stream.sink().indices().back(), 10U);
+}
+
+TEST_F(ImageSourceTest, AMissingFolderIsTold)
+{
+    ImagesSetup setup;
+    setup.folder = at("none");
+    setup.folderLine = 4;
+    const auto made = ImageSource::create(setup, 30);
+    ASSERT_TRUE(std::holds_alternative<ScenarioError>(made));
+    EXPECT_EQ(std::get<ScenarioError>(made).text("f"),
+              "f:4: images.folder: the folder \"" + at("none") +
+                  "\" cannot be read: No such file or directory");
+}
+
+TEST_F(ImageSourceTest, AnEmptyFolderIsTold)
+{
+    EXPECT_THAT(wrongWith(), HasSubstr("holds no images"));
+    std::ofstream(at("picture.png")) << "x";
+    std::ofstream(at(".color.png")) << "x";
+    EXPECT_THAT(wrongWith(), HasSubstr("holds no images"));
+}
+
+TEST_F(ImageSourceTest, AnUnreadableImageIsTold)
+{
+    writePairs(2);
+    std::ofstream(at("p1.depth.png")) << "x";
+    EXPECT_EQ(wrongWith(), "the image \"" + at("p1.depth.png") +
+                               "\" cannot be read: it is not a 16-bit grey PNG");
+    writePng(at("p1.depth.png"), kWidth, kHeight, 16, 0, depthPattern(kWidth, kHeight, 1));
+    std::filesystem::resize_file(at("p0.color.png"),
+                                 std::filesystem::file_size(at("p0.color.png")) / 2);
+    EXPECT_THAT(wrongWith(), HasSubstr("the image \"" + at("p0.color.png") + "\" cannot be read"));
+}
+
+TEST_F(ImageSourceTest, AnImageOfAnotherSizeIsTold)
+{
+    writePairs(2);
+    writePng(at("p1.depth.png"), kWidth, kHeight + 1, 16, 0, depthPattern(kWidth, kHeight + 1, 1));
+    EXPECT_EQ(wrongWith(),
+              "the image \"" + at("p1.depth.png") + "\" differs in size from those before it");
+}
+
+TEST_F(ImageSourceTest, AnImageWithoutItsPartnerIsTold)
+{
+    writePairs(2);
+    writeDepth("q.depth.png", 1);
+    EXPECT_EQ(wrongWith(), "the image \"" + at("q.depth.png") + "\" has no colour image beside it");
+    std::filesystem::remove(at("q.depth.png"));
+    writeColor("q.color.png", 1);
+    EXPECT_EQ(wrongWith(), "the image \"" + at("q.color.png") + "\" has no depth image beside it");
+}
+
+TEST_F(ImageSourceTest, TwoColourImagesOfOneNameAreTold)
+{
+    writePairs(1);
+    writeColor("p0.color.jpg", 1);
+    EXPECT_EQ(wrongWith(), "there are two colour images \"p0\"");
+}
+
+/// A reader of its own kind, to compare with.
+std::vector<std::uint8_t> readSimply(const std::string &path, unsigned int format)
+{
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_NE(png_image_begin_read_from_file(&image, path.c_str()), 0) << path;
+    image.format = format;
+    std::vector<std::uint8_t> pixels(PNG_IMAGE_SIZE(image));
+    EXPECT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0) << path;
+    return pixels;
+}
+
+/// With a folder of other people's images, named by NUBRIX_TEST_IMAGES; skipped without.
+class ForeignImagesTest : public ImageSourceTest {};
+
+TEST_F(ForeignImagesTest, AreDeliveredPixelByPixel)
+{
+    const char *folder = std::getenv("NUBRIX_TEST_IMAGES");
+    if (folder == nullptr)
+        GTEST_SKIP() << "NUBRIX_TEST_IMAGES names no folder";
+    std::map<std::string, std::string> colors;
+    std::map<std::string, std::string> depths;
+    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name.find(".color.") != std::string::npos)
+            colors[name.substr(0, name.find(".color."))] = entry.path().string();
+        else if (name.find(".depth.png") != std::string::npos)
+            depths[name.substr(0, name.find(".depth.png"))] = entry.path().string();
+    }
+    ASSERT_FALSE(depths.empty());
+    useScenario(R"({"pacing": "free", "source": "images", "images": {"repeat": "once",
+        "folder": ")" +
+                std::string(folder) + "\"}}");
+    NubrixBaseDevice &device = *open();
+    const auto depthPictures = play(device, NUBRIX_STREAM_DEPTH, depths.size());
+    const auto colorPictures = play(device, NUBRIX_STREAM_COLOR, colors.size());
+    std::size_t i = 0;
+    for (const auto &[name, path] : depths)
+        EXPECT_EQ(depthPictures[i++], readSimply(path, PNG_FORMAT_LINEAR_Y)) << path;
+    i = 0;
+    for (const auto &[name, path] : colors) {
+        const auto &picture = colorPictures[i++];
+        if (path.find(".png") != std::string::npos) {
+            EXPECT_EQ(picture, readSimply(path, PNG_FORMAT_RGB)) << path;
+        } else {
+            EXPECT_EQ(picture, readColorImage(path).pixels) << path;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace nubrix
