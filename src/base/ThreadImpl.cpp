@@ -69,6 +69,7 @@ int ThreadImpl::start()
         const CriticalSectionScoped guard(*m_lock);
         if (m_running || m_started)
             return -5;
+        m_givenUp = false;
     }
     if (!m_attributesMade && pthread_attr_init(&m_attributes) != 0)
         return -1;
@@ -83,9 +84,9 @@ int ThreadImpl::start()
     const bool begun = m_startEvent->wait(kStartTimeoutMs) == 0;
     {
         const CriticalSectionScoped guard(*m_lock);
-        if (begun)
-            m_started = true;
-        else
+        m_started = begun;
+        m_givenUp = !begun;
+        if (m_givenUp)
             m_running = false;
     }
     if (begun)
@@ -150,7 +151,7 @@ bool ThreadImpl::announce()
 {
     {
         const CriticalSectionScoped guard(*m_lock);
-        m_running = true;
+        m_running = !m_givenUp;  // a thread that comes too late must not run on: start() joins it
     }
     if (!m_name.empty())
         prctl(PR_SET_NAME, m_name.c_str());

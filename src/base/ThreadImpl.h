@@ -30,8 +30,9 @@ private:
 
     bool (*const m_run)(void *);
     void *const m_argument;
-    bool m_running = false;  // under m_lock, as is the next
+    bool m_running = false;  // under m_lock, as are the next two
     bool m_started = false;
+    bool m_givenUp = false;  // start() waited in vain
     const std::unique_ptr<EventWrapper> m_startEvent;
     const std::unique_ptr<CriticalSectionWrapper> m_lock;
     std::atomic<int> m_threadId{-1};
