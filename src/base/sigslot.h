@@ -131,7 +131,8 @@ public:
     }
     void disconnect(receiver_base *target)
     {
-        m_core->forget(target);
+        const lock_block<Policy> guard(*m_core);
+        m_core->erase(target);
         target->signal_disconnect(m_core.get());
     }
     void disconnect_all()
@@ -175,6 +176,10 @@ private:
         void forget(receiver_base *receiver) override
         {
             const lock_block<Policy> guard(*this);
+            erase(receiver);
+        }
+        void erase(receiver_base *receiver)
+        {
             std::erase_if(m_connections,
                           [&](const connection &each) { return each.receiver == receiver; });
         }
