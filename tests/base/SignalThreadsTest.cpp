@@ -1,0 +1,226 @@
+// Signals that are used, and destroyed, by several threads at once.
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <barrier>
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "base/sigslot.h"
+#include "tests/fakes/SystemCalls.h"
+#include "tests/fakes/Waiting.h"
+
+namespace nubrix {
+namespace {
+
+using Policy = sigslot::multi_threaded_local;
+using Signal = sigslot::signal1<int, Policy>;
+
+class Receiver final : public sigslot::has_slots<Policy> {
+public:
+    explicit Receiver(std::function<void()> slot = {}) : m_slot(std::move(slot)) {}
+    ~Receiver() override { disconnect_all(); }
+    void onValue(int /*value*/)
+    {
+        if (m_slot)
+            m_slot();
+    }
+
+private:
+    const std::function<void()> m_slot;
+};
+
+thread_local pthread_mutex_t *t_lastLocked = nullptr;
+
+// A slot that stays in its call until another thread stands before the signal's lock, or has gone
+// past it unhindered.
+class RunningEmissionTest : public testing::Test {
+protected:
+    RunningEmissionTest()
+    {
+        m_calls.mutexLock = [this](pthread_mutex_t *mutex) {
+            t_lastLocked = mutex;
+            if (mutex == m_signalMutex.load() && !m_inLockHook.exchange(true))
+                m_atTheLock.open();
+            return RealCalls::mutexLock(mutex);
+        };
+    }
+    std::unique_ptr<Receiver> makeReceiver()
+    {
+        return std::make_unique<Receiver>([this] {
+            m_signalMutex = t_lastLocked;
+            m_running.open();
+            EXPECT_TRUE(m_atTheLock.pass());
+            m_done = true;
+        });
+    }
+    void whileASlotRuns(const std::function<void()> &action)
+    {
+        const SystemCallsInForce inForce(m_calls);
+        std::thread emitter([this] { m_signal->emit(1); });
+        ASSERT_TRUE(m_running.pass());
+        action();
+        m_doneAtReturn = m_done.load();
+        m_atTheLock.open();
+        emitter.join();
+    }
+
+    std::unique_ptr<Signal> m_signal = std::make_unique<Signal>();
+    std::atomic<pthread_mutex_t *> m_signalMutex{nullptr};
+    std::atomic<bool> m_inLockHook{false};
+    Gate m_running;
+    Gate m_atTheLock;
+    std::atomic<bool> m_done{false};
+    bool m_doneAtReturn = false;
+    SystemCalls m_calls;
+};
+
+TEST_F(RunningEmissionTest, DisconnectingAReceiverWaitsForIt)
+{
+    const auto receiver = makeReceiver();
+    m_signal->connect(receiver.get(), &Receiver::onValue);
+    whileASlotRuns([&] { m_signal->disconnect(receiver.get()); });
+    EXPECT_TRUE(m_doneAtReturn);
+}
+
+TEST_F(RunningEmissionTest, AReceiverThatLeavesItsSignalsWaitsForIt)
+{
+    const auto receiver = makeReceiver();
+    m_signal->connect(receiver.get(), &Receiver::onValue);
+    whileASlotRuns([&] { receiver->disconnect_all(); });
+    EXPECT_TRUE(m_doneAtReturn);
+}
+
+TEST_F(RunningEmissionTest, DestroyingAReceiverWaitsForIt)
+{
+    auto receiver = makeReceiver();
+    m_signal->connect(receiver.get(), &Receiver::onValue);
+    whileASlotRuns([&] { receiver.reset(); });
+    EXPECT_TRUE(m_doneAtReturn);
+}
+
+TEST_F(RunningEmissionTest, ConnectingAnotherReceiverWaitsForIt)
+{
+    const auto receiver = makeReceiver();
+    std::atomic<int> calls{0};
+    Receiver late([&] { ++calls; });
+    m_signal->connect(receiver.get(), &Receiver::onValue);
+    whileASlotRuns([&] { m_signal->connect(&late, &Receiver::onValue); });
+    EXPECT_TRUE(m_doneAtReturn);
+    EXPECT_EQ(calls, 0);
+}
+
+// Two threads that meet at the start of each round.
+template <class First, class Second>
+void race(int rounds, First first, Second second)
+{
+    std::barrier<> meeting(2);
+    std::thread other([&] {
+        for (int i = 0; i < rounds; ++i) {
+            meeting.arrive_and_wait();
+            second();
+            meeting.arrive_and_wait();
+        }
+    });
+    for (int i = 0; i < rounds; ++i) {
+        first.before();
+        meeting.arrive_and_wait();
+        first();
+        meeting.arrive_and_wait();
+        first.after();
+    }
+    other.join();
+}
+
+struct Pair {
+    std::unique_ptr<Signal> signal;
+    std::unique_ptr<Receiver> receiver;
+    std::atomic<int> calls{0};
+
+    void make()
+    {
+        signal = std::make_unique<Signal>();
+        receiver = std::make_unique<Receiver>([this] { ++calls; });
+        signal->connect(receiver.get(), &Receiver::onValue);
+    }
+};
+
+constexpr int kRounds = 500;
+
+struct OnFirstThread {
+    std::function<void()> before = [] {};
+    std::function<void()> action = [] {};
+    std::function<void()> after = [] {};
+    void operator()() const { action(); }
+};
+
+TEST(SignalRaceTest, ASignalAndItsReceiverMayDieAtTheSameTime)
+{
+    Pair pair;
+    race(kRounds,
+         OnFirstThread{[&] { pair.make(); }, [&] { pair.signal.reset(); },
+                       [&] { ASSERT_EQ(pair.receiver, nullptr); }},
+         [&] { pair.receiver.reset(); });
+    EXPECT_EQ(pair.calls, 0);
+}
+
+TEST(SignalRaceTest, AReceiverMayDieWhileTheSignalIsEmitted)
+{
+    Pair pair;
+    race(kRounds,
+         OnFirstThread{[&] { pair.make(); }, [&] { pair.signal->emit(1); },
+                       [&] {
+                           const int calls = pair.calls;
+                           pair.signal->emit(2);
+                           EXPECT_EQ(pair.calls, calls);
+                       }},
+         [&] { pair.receiver.reset(); });
+    EXPECT_LE(pair.calls, kRounds);
+}
+
+// The two orders in which locks could be taken: signal then receiver, and receiver then signal.
+TEST(SignalRaceTest, LeavingFromBothEndsDoesNotLockUp)
+{
+    Pair pair;
+    pair.make();
+    Signal second;
+    race(kRounds,
+         OnFirstThread{[&] {
+                           pair.signal->connect(pair.receiver.get(), &Receiver::onValue);
+                           second.connect(pair.receiver.get(), &Receiver::onValue);
+                       },
+                       [&] {
+                           pair.signal->disconnect_all();
+                           second.disconnect(pair.receiver.get());
+                       },
+                       [&] {
+                           pair.signal->emit(1);
+                           second.emit(1);
+                       }},
+         [&] { pair.receiver->disconnect_all(); });
+    EXPECT_EQ(pair.calls, 0);
+}
+
+TEST(SignalRaceTest, ManyMayConnectAndEmitAtOnce)
+{
+    Signal signal;
+    std::atomic<int> calls{0};
+    const auto useIt = [&] {
+        for (int i = 0; i < kRounds; ++i) {
+            Receiver receiver([&] { ++calls; });
+            signal.connect(&receiver, &Receiver::onValue);
+            signal.emit(i);
+        }
+    };
+    std::thread other(useIt);
+    useIt();
+    other.join();
+    const int before = calls;
+    EXPECT_GE(before, 2 * kRounds);
+    signal.emit(0);
+    EXPECT_EQ(calls, before);
+}
+
+}  // namespace
+}  // namespace nubrix
