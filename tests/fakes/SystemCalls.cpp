@@ -112,6 +112,24 @@ int __wrap_dladdr(const void *address, Dl_info *info)
     return dispatch(&SystemCalls::dladdr, __real_dladdr, address, info);
 }
 
+void *__real_dlopen(const char *, int);
+void *__wrap_dlopen(const char *path, int mode)
+{
+    return dispatch(&SystemCalls::dlopen, __real_dlopen, path, mode);
+}
+
+void *__real_dlsym(void *, const char *);
+void *__wrap_dlsym(void *library, const char *name)
+{
+    return dispatch(&SystemCalls::dlsym, __real_dlsym, library, name);
+}
+
+int __real_dlclose(void *);
+int __wrap_dlclose(void *library)
+{
+    return dispatch(&SystemCalls::dlclose, __real_dlclose, library);
+}
+
 int __real_nanosleep(const timespec *, timespec *);
 int __wrap_nanosleep(const timespec *length, timespec *rest)
 {

@@ -26,6 +26,9 @@ struct SystemCalls {
     std::function<int(int)> priorityMax;
     std::function<void *(std::size_t, std::size_t)> calloc;
     std::function<int(const void *, Dl_info *)> dladdr;
+    std::function<void *(const char *, int)> dlopen;
+    std::function<void *(void *, const char *)> dlsym;
+    std::function<int(void *)> dlclose;
     std::function<int(const timespec *, timespec *)> nanosleep;
     std::function<int(timeval *)> gettimeofday;
 };
