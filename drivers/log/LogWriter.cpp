@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMegabyte = 1024 * 1024;
+constexpr std::size_t kMegabyte = 1U << 20;
 constexpr std::size_t kDefaultMaxSize = 10 * kMegabyte;
 constexpr std::size_t kOldFiles = 3;
 constexpr unsigned int kHighestMaxSize = 2047;
