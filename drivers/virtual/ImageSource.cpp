@@ -55,9 +55,9 @@ unsigned int depthFormatOf(double unitMm)
 }
 
 std::variant<std::shared_ptr<ImageSource>, ScenarioError> ImageSource::create(
-    const ImagesSetup &setup, int frameRate)
+    const ImagesSetup &setup, int frameRate, std::size_t keptBytes)
 {
-    std::shared_ptr<ImageSource> source(new ImageSource(setup));
+    std::shared_ptr<ImageSource> source(new ImageSource(setup, keptBytes));
     std::string wrong = source->findImages();
     if (wrong.empty())
         wrong = source->readAll(source->m_color, false, frameRate);
@@ -148,9 +148,10 @@ FrameSource::Result ImageSource::fill(unsigned int streamType, const typedefNubr
         return Result::kFilled;
     }
     const Image image = isDepth ? readDepthImage(entry.path) : readColorImage(entry.path);
-    if (!image.error.empty() || image.pixels.size() != framePayload(mode)) {
-        std::fprintf(stderr, "nubrix virtual camera: the image \"%s\" has changed: %s\n",
-                     entry.path.c_str(), image.error.c_str());
+    if (!image.error.empty() || image.width != mode.width || image.height != mode.height) {
+        std::fprintf(stderr, "nubrix virtual camera: the image \"%s\" is lost: %s\n",
+                     entry.path.c_str(),
+                     image.error.empty() ? "its size has changed" : image.error.c_str());
         return Result::kLost;
     }
     std::memcpy(data, image.pixels.data(), image.pixels.size());

@@ -12,12 +12,14 @@
 namespace nubrix {
 
 /// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png in the order of the names'
-/// bytes. Every image is read once to see that it can be; as many as fit 64 MiB are kept.
+/// bytes. Every image is read once to see that it can be; as many as fit are kept.
 class ImageSource final : public FrameSource {
 public:
+    static constexpr std::size_t kKeptBytes = std::size_t{64} << 20U;
+
     /// Fails with the key and line that name the folder.
     static std::variant<std::shared_ptr<ImageSource>, ScenarioError> create(
-        const ImagesSetup &setup, int frameRate);
+        const ImagesSetup &setup, int frameRate, std::size_t keptBytes = kKeptBytes);
 
     const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
     std::size_t defaultMode(unsigned int /*streamType*/) const override { return 0; }
@@ -41,7 +43,7 @@ private:
         std::vector<typedefNubrixFrameMode> modes;  // one, or none without entries
     };
 
-    explicit ImageSource(const ImagesSetup &setup) : m_setup(setup) {}
+    ImageSource(const ImagesSetup &setup, std::size_t room) : m_setup(setup), m_room(room) {}
 
     // What is wrong, or an empty text.
     std::string findImages();
@@ -50,7 +52,7 @@ private:
     const ImagesSetup m_setup;  // all is fixed after create
     Series m_color;
     Series m_depth;
-    std::size_t m_room = std::size_t{64} << 20U;  // bytes that may still be kept
+    std::size_t m_room;  // bytes that may still be kept
 };
 
 /// The pixel format for depth values of a unit: 1, 1/4, 1/8 and 1/16 mm have codes of their own,

@@ -23,7 +23,7 @@ std::string serialOf(std::size_t ordinal)
 
 std::string readSerial(const JsonValue &value)
 {
-    const std::string serial = value.text();
+    std::string serial = value.text();
     const auto isAllowed = [](char c) {
         return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
                c == '-' || c == '_' || c == '.';

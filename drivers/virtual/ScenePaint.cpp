@@ -156,9 +156,15 @@ Light lightAt(const Scene::Hit &hit, bool lit)
     return light;
 }
 
+/// To the nearest whole number, halves up.
+unsigned int rounded(double value)
+{
+    return (static_cast<unsigned int>(value * 2.0) + 1U) / 2U;
+}
+
 std::uint8_t pictureValue(double linear)
 {
-    return static_cast<std::uint8_t>(std::sqrt(std::min(linear, 1.0)) * 255.0 + 0.5);
+    return static_cast<std::uint8_t>(rounded(std::sqrt(std::min(linear, 1.0)) * 255.0));
 }
 
 /// What an illuminator beside the lens gives back: it fades with the square of the distance.
@@ -183,7 +189,7 @@ void paintScenePixel(unsigned int streamType, const Scene &scene, const Scene::H
                      std::uint8_t *pixel)
 {
     if (streamType == NUBRIX_STREAM_DEPTH) {
-        const auto depth = static_cast<std::uint16_t>(hit.depth * 16.0 + 0.5);
+        const auto depth = static_cast<std::uint16_t>(rounded(hit.depth * 16.0));
         std::memcpy(pixel, &depth, sizeof depth);
         return;
     }

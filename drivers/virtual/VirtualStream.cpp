@@ -62,6 +62,7 @@ try {
             camera.faults().startAttempt(m_streamType, camera.msAt(steady_clock::now())))
         return status;
     m_mode = m_device.mode(m_streamType);
+    m_frameRate = static_cast<unsigned char>(m_mode.frameRate);
     camera.source().prepare(m_streamType, m_mode);
     camera.faults().beginRun(m_streamType);
     m_stopping = false;
@@ -102,8 +103,7 @@ void VirtualStream::run()
     VirtualCamera &camera = m_device.camera();
     std::uint32_t index = 0;
     if (!isFree())
-        index = CameraClock::indexAt(m_epoch, steady_clock::now(),
-                                     static_cast<unsigned int>(m_mode.frameRate));
+        index = CameraClock::indexAt(m_epoch, steady_clock::now(), m_frameRate);
     while (true) {
         Time capture;
         index = awaitFrame(index, capture);
@@ -133,9 +133,8 @@ std::uint32_t VirtualStream::awaitFrame(std::uint32_t frameIndex, Time &capture)
     if (isFree())
         return frameIndex;
     // Frames that have passed meanwhile are lost.
-    const auto rate = static_cast<unsigned int>(m_mode.frameRate);
-    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_epoch, capture, rate));
-    capture = CameraClock::captureTime(m_epoch, frameIndex, rate);
+    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_epoch, capture, m_frameRate));
+    capture = CameraClock::captureTime(m_epoch, frameIndex, m_frameRate);
     sleepUntil(&capture);
     return frameIndex;
 }

@@ -58,6 +58,7 @@ private:
     DriverFrameCallback m_callback = nullptr;
     void *m_user = nullptr;
     typedefNubrixFrameMode m_mode = {};
+    unsigned int m_frameRate = 0;
     Time m_epoch;
     std::thread m_thread;
     std::atomic<std::thread::id> m_runner{};  // the thread itself

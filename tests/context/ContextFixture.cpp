@@ -46,6 +46,12 @@ ContextFixture::ContextFixture()
     m_net.takeCalls();
 }
 
+ContextFixture::~ContextFixture()
+{
+    m_usb.setHook({});
+    m_net.setHook({});
+}
+
 NubrixDevice *ContextFixture::open(const char *uri)
 {
     NubrixDevice *device = nullptr;

@@ -74,6 +74,7 @@ private:
 class ContextFixture : public LibraryFixture {
 protected:
     ContextFixture();
+    ~ContextFixture() override;
 
     /// Opens a camera that must open.
     NubrixDevice *open(const char *uri = "usb:1");

@@ -218,20 +218,19 @@ bool FakeDriver::waitForAnnouncements()
 void FakeDriver::shutDown()
 {
     std::vector<std::unique_ptr<FakeDevice>> devices;
-    std::thread thread;
-    {
-        const std::lock_guard<std::mutex> guard(m_mutex);
-        m_ending = true;
-        m_eventsChanged.notify_all();
-        thread = std::move(m_eventThread);
-        devices.swap(m_devices);
-    }
-    if (thread.joinable())
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_ending = true;
+    m_eventsChanged.notify_all();
+    // Another thread may announce an event meanwhile.
+    while (m_eventThread.joinable()) {
+        std::thread thread = std::move(m_eventThread);
+        lock.unlock();
         thread.join();
-    devices.clear();
-    const std::lock_guard<std::mutex> guard(m_mutex);
-    m_ending = false;
+        lock.lock();
+    }
+    devices.swap(m_devices);
     m_stateCallback = nullptr;
+    m_ending = false;
 }
 
 // --- NubrixBaseDriver

@@ -174,5 +174,10 @@ int RealCalls::join(pthread_t thread, void **result)
     return __real_pthread_join(thread, result);
 }
 
+void *RealCalls::calloc(std::size_t count, std::size_t size)
+{
+    return __real_calloc(count, size);
+}
+
 }  // namespace nubrix
 // NOLINTEND(bugprone-reserved-identifier)

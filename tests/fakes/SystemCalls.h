@@ -42,6 +42,7 @@ struct RealCalls {
     static int create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *),
                       void *argument);
     static int join(pthread_t thread, void **result);
+    static void *calloc(std::size_t count, std::size_t size);
 };
 
 /// Puts `calls` in force for its own lifetime. One at a time; both must outlive the threads that

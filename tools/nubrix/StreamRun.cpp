@@ -45,10 +45,11 @@ std::string StreamRun::run()
     } catch (const Failure &failure) {
         return failure.what();
     }
-    if (!m_stop.requested())
-        for (const auto &reader : m_readers)
-            if (reader->figures().frames == 0)
-                return std::string("no frame of ") + reader->kind().name + " came in this time";
+    if (m_stop.requested())
+        return {};
+    for (const auto &reader : m_readers)
+        if (reader->figures().frames == 0)
+            return std::string("no frame of ") + reader->kind().name + " came in this time";
     return {};
 }
 

@@ -17,10 +17,11 @@ void StreamTable::drawLive(const std::vector<StreamRow> &rows, std::uint64_t now
     std::vector<StreamRow> shown = rows;
     if (!m_past.empty() && nowUs > m_past.front().timeUs) {
         const Snapshot &before = m_past.front();
-        for (std::size_t i = 0; i < rows.size(); ++i)
-            shown[i].figures.framesPerSecond =
-                static_cast<double>(rows[i].figures.frames - before.rows[i].figures.frames) * 1e6 /
-                static_cast<double>(nowUs - before.timeUs);
+        const auto passedUs = static_cast<double>(nowUs - before.timeUs);
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const std::uint64_t frames = rows[i].figures.frames - before.rows[i].figures.frames;
+            shown[i].figures.framesPerSecond = static_cast<double>(frames) * 1e6 / passedUs;
+        }
     }
     m_past.push_back({nowUs, rows});
     if (m_past.size() > kSnapshotsOfASecond)

@@ -42,6 +42,7 @@ void runOnVirtualCamera(const std::string &scenario, const std::vector<std::stri
     command.insert(command.end(), kept.begin(), kept.end());
 
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string &word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -243,39 +243,58 @@ TEST_F(ImageSourceTest, WhatIsNotKnownOfImagesIsNotSupported)
     EXPECT_EQ(device.getProperty(kPropertyTruth, &truth, &size), -8);
 }
 
-TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
+/// A source that keeps so many of the folder's images.
+std::shared_ptr<ImageSource> sourceKeeping(const std::string &folder, std::size_t bytes)
 {
-    // 12 images of 6 MB exceed the 64 MiB that are kept.
-    constexpr unsigned int kSide = 1450;
-    std::vector<std::vector<std::uint8_t>> all;
-    for (unsigned int i = 0; i < 12; ++i) {
-        all.emplace_back(std::size_t{kSide} * kSide * 3, static_cast<std::uint8_t>(i));
-        all.back()[i] = 250;
-        writePng(at("p" + std::string(1, static_cast<char>('a' + i)) + ".color.png"), kSide, kSide,
-                 8, 2, all.back());
-    }
-    useImages();
-    EXPECT_EQ(play(*open(), NUBRIX_STREAM_COLOR, 12), all);
+    ImagesSetup setup;
+    setup.folder = folder;
+    setup.loop = false;
+    auto made = ImageSource::create(setup, 30, bytes);
+    return std::get<std::shared_ptr<ImageSource>>(made);
 }
 
-TEST_F(ImageSourceTest, AnImageThatGetsLostIsALostFrame)
+TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
 {
-    constexpr unsigned int kSide = 1450;
-    for (unsigned int i = 0; i < 12; ++i) {
-        writePng(at("p" + std::string(1, static_cast<char>('a' + i)) + ".color.png"), kSide, kSide,
-                 8, 0, std::vector<std::uint8_t>(std::size_t{kSide} * kSide, 7));
+    writePairs(4);
+    for (const std::size_t kept : {0U, 2U, 100U}) {
+        const auto source = sourceKeeping(m_folder.path(), kept * kWidth * kHeight * 3);
+        for (const std::uint32_t index : {3U, 0U, 1U, 2U, 3U}) {
+            const typedefNubrixFrameMode colorMode = source->modes(NUBRIX_STREAM_COLOR)[0];
+            std::vector<std::uint8_t> color(framePayload(colorMode));
+            ASSERT_EQ(source->fill(NUBRIX_STREAM_COLOR, colorMode, index, color.data()),
+                      FrameSource::Result::kFilled);
+            EXPECT_EQ(color, colorPattern(kWidth, kHeight, index));
+            const typedefNubrixFrameMode depthMode = source->modes(NUBRIX_STREAM_DEPTH)[0];
+            std::vector<std::uint8_t> depth(framePayload(depthMode));
+            ASSERT_EQ(source->fill(NUBRIX_STREAM_DEPTH, depthMode, index, depth.data()),
+                      FrameSource::Result::kFilled);
+            EXPECT_EQ(depth, depthPattern(kWidth, kHeight, index));
+        }
     }
-    useImages(R"(, "repeat": "once")");
-    std::filesystem::remove(at("pl.color.png"));
-    TestStream stream(*open(), NUBRIX_STREAM_COLOR);
+}
+
+TEST_F(ImageSourceTest, AnImageThatGetsLostIsALostFrameAndTold)
+{
+    writePairs(4);
+    const auto source = sourceKeeping(m_folder.path(), kWidth * kHeight * 3);
+    std::filesystem::remove(at("p2.color.png"));
+    writePng(at("p3.color.png"), kWidth, kHeight - 1, 8, 2, colorPattern(kWidth, kHeight - 1, 0));
+    const typedefNubrixFrameMode mode = source->modes(NUBRIX_STREAM_COLOR)[0];
+    std::vector<std::uint8_t> picture(framePayload(mode));
+    const auto fill = [&](std::uint32_t index) {
+        return source->fill(NUBRIX_STREAM_COLOR, mode, index, picture.data());
+    };
     testing::internal::CaptureStderr();
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.pool().awaitHandedOut(13));
-    ASSERT_EQ(stream.stop(), 0);
+    EXPECT_EQ(fill(0), FrameSource::Result::kFilled);
+    EXPECT_EQ(fill(1), FrameSource::Result::kFilled);
+    EXPECT_EQ(fill(2), FrameSource::Result::kLost);
+    EXPECT_EQ(fill(3), FrameSource::Result::kLost);
+    EXPECT_EQ(fill(4), FrameSource::Result::kEnd);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "nubrix virtual camera: the image \"" + at("pl.color.png") +
-                  "\" has changed: No such file or directory\n");
-    EXPECT_EQ(stream.sink().indices().back(), 10U);
+              "nubrix virtual camera: the image \"" + at("p2.color.png") +
+                  "\" is lost: No such file or directory\n"
+                  "nubrix virtual camera: the image \"" +
+                  at("p3.color.png") + "\" is lost: its size has changed\n");
 }
 
 TEST_F(ImageSourceTest, AMissingFolderIsTold)

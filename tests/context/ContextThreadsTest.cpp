@@ -1,0 +1,293 @@
+// What must not deadlock, crash or race, whoever calls what meanwhile.
+#include <algorithm>
+#include <atomic>
+#include <functional>
+
+#include "tests/context/ContextFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::AnyOf;
+
+constexpr unsigned int kTypes[] = {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR,
+                                   NUBRIX_STREAM_LIGHT_IR};
+
+class Threads : public DeviceFixture {
+protected:
+    NubrixStream *openWith(NubrixFrameCallback callback, void *user)
+    {
+        NubrixStream *stream = nullptr;
+        EXPECT_EQ(context().openStream(m_device, NUBRIX_STREAM_COLOR, &stream, callback, user), 0);
+        return stream;
+    }
+};
+
+void give(NubrixStream *, typedefNubrixFrame *frame, void *user)
+{
+    EXPECT_EQ(static_cast<NubrixBaseContext *>(user)->releaseFrame(frame), 0);
+}
+
+// --- who waits and reads
+
+/// What ends a wait from outside.
+struct End {
+    const char *name;
+    std::function<int(NubrixBaseContext &, NubrixDevice *, NubrixStream *)> call;
+};
+
+class EndOfAWait : public Threads, public testing::WithParamInterface<End> {
+protected:
+    /// Waits in slices for ever, ends it from outside in the middle of one, and gives the result.
+    template <class Wait>
+    int ended(Wait wait)
+    {
+        Moment waiting;
+        m_usb.setHook([&](const std::string &call) {
+            if (call == "usb:1 keepLiveState")
+                waiting.happen();
+        });
+        int result = 0;
+        std::thread waiter([&] { result = wait(); });
+        EXPECT_TRUE(waiting.await());
+        EXPECT_EQ(GetParam().call(context(), m_device, m_stream), 0);
+        waiter.join();
+        m_usb.setHook({});
+        return result;
+    }
+
+    NubrixStream *const m_stream = opened(NUBRIX_STREAM_COLOR);
+};
+
+TEST_P(EndOfAWait, EndsWaitForStreams)
+{
+    EXPECT_EQ(ended([&] {
+                  NubrixStream *stream = m_stream;
+                  return context().waitForStreams(&stream, 1, nullptr, -1);
+              }),
+              -9);
+}
+
+TEST_P(EndOfAWait, EndsReadFrame)
+{
+    typedefNubrixFrame *frame = nullptr;
+    EXPECT_EQ(ended([&] { return context().readFrame(m_stream, &frame, -1); }), -9);
+    EXPECT_EQ(frame, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Context, EndOfAWait,
+    testing::Values(End{"destroy", [](NubrixBaseContext &context, NubrixDevice *,
+                                      NubrixStream *) { return context.destroy(); }},
+                    End{"closeDevice", [](NubrixBaseContext &context, NubrixDevice *device,
+                                          NubrixStream *) { return context.closeDevice(device); }},
+                    End{"closeStream",
+                        [](NubrixBaseContext &context, NubrixDevice *, NubrixStream *stream) {
+                            return context.closeStream(stream);
+                        }}),
+    [](const auto &tested) { return std::string(tested.param.name); });
+
+TEST_F(Threads, ReadersAreServedInTurnAndEachFrameOnce)
+{
+    m_usb.freeRunning = true;
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    std::mutex mutex;
+    std::vector<unsigned int> indices;
+    std::vector<std::thread> readers;
+    for (int reader = 0; reader < 3; ++reader) {
+        readers.emplace_back([&] {
+            for (int taken = 0; taken < 30;) {
+                typedefNubrixFrame *frame = nullptr;
+                const int result = context().readFrame(stream, &frame, 1000);
+                ASSERT_THAT(result, AnyOf(0, -11));
+                if (result != 0)
+                    continue;
+                ++taken;
+                const std::lock_guard<std::mutex> guard(mutex);
+                indices.push_back(frame->frameIndex);
+                EXPECT_EQ(context().releaseFrame(frame), 0);
+            }
+        });
+    }
+    for (std::thread &reader : readers)
+        reader.join();
+    EXPECT_EQ(indices.size(), 90U);
+    std::sort(indices.begin(), indices.end());
+    EXPECT_EQ(std::adjacent_find(indices.begin(), indices.end()), indices.end());
+}
+
+// --- streams that come and go
+
+TEST_F(Threads, StreamsOpenAndCloseOnSeveralThreads)
+{
+    m_usb.freeRunning = true;
+    std::vector<std::thread> threads;
+    for (const unsigned int type : kTypes) {
+        threads.emplace_back([this, type] {
+            for (int i = 0; i < 10; ++i) {
+                NubrixStream *stream = nullptr;
+                typedefNubrixFrame *frame = nullptr;
+                const bool byCallback = i % 2 == 0;
+                ASSERT_EQ(context().openStream(m_device, type, &stream,
+                                               byCallback ? &give : nullptr, &context()),
+                          0);
+                if (!byCallback && context().readFrame(stream, &frame, 1000) == 0) {
+                    EXPECT_EQ(context().releaseFrame(frame), 0);
+                }
+                ASSERT_EQ(context().closeStream(stream), 0);
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+TEST_F(Threads, CamerasOpenAndCloseOnSeveralThreads)
+{
+    m_usb.freeRunning = true;
+    m_net.freeRunning = true;
+    std::vector<typedefNubrixeviceAttribute> records;
+    for (int i = 0; i < 3; ++i)
+        records.push_back(cameraRecord("usb:" + std::to_string(i)));
+    m_usb.setDevices(records);
+    m_usb.raise("usb:0", "SN", "0", NUBRIX_DEVICE_CONNECTED);
+    ASSERT_EQ(context().closeDevice(m_device), 0);
+    std::vector<std::thread> threads;
+    for (const std::string uri : {"usb:0", "usb:1", "usb:2", "net:1"}) {
+        threads.emplace_back([this, uri] {
+            for (int i = 0; i < 10; ++i) {
+                NubrixDevice *device = nullptr;
+                NubrixStream *stream = nullptr;
+                ASSERT_EQ(context().openDevice(uri.c_str(), &device), 0);
+                ASSERT_EQ(context().openStream(device, 1, &stream, &give, &context()), 0);
+                ASSERT_EQ(context().openStream(device, 2, &stream, nullptr, nullptr), 0);
+                ASSERT_EQ(context().closeDevice(device), 0);
+            }
+        });
+    }
+    for (int i = 0; i < 20; ++i)
+        m_usb.announce("usb:0", "SN", "0", NUBRIX_DEVICE_CONNECTED);
+    for (std::thread &thread : threads)
+        thread.join();
+    ASSERT_TRUE(m_usb.waitForAnnouncements());
+}
+
+TEST_F(Threads, AStreamAndItsCameraAreClosedAtOnce)
+{
+    m_usb.freeRunning = true;
+    for (int i = 0; i < 30; ++i) {
+        NubrixDevice *const device = i == 0 ? m_device : open();
+        NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR, device);
+        opened(NUBRIX_STREAM_DEPTH, device);
+        std::thread closer([&] { EXPECT_THAT(context().closeStream(stream), AnyOf(0, -13)); });
+        EXPECT_EQ(context().closeDevice(device), 0);
+        closer.join();
+        EXPECT_EQ(m_usb.device(), nullptr);
+    }
+}
+
+TEST_F(Threads, AStreamIsDestroyedWhileItsCameraIsClosed)
+{
+    m_usb.freeRunning = true;
+    for (int i = 0; i < 30; ++i) {
+        NubrixDevice *const device = i == 0 ? m_device : open();
+        NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR, device);
+        std::thread destroyer([&] { EXPECT_THAT(destroyStream(stream), AnyOf(0, -13)); });
+        EXPECT_EQ(context().closeDevice(device), 0);
+        destroyer.join();
+    }
+}
+
+TEST_F(Threads, StartsAndStopsOfOneStreamOnSeveralThreads)
+{
+    m_usb.freeRunning = true;
+    NubrixStream *const stream = created(NUBRIX_STREAM_COLOR);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 3; ++thread) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 20; ++i) {
+                EXPECT_THAT(startStream(stream), AnyOf(0, -5));
+                EXPECT_EQ(stopStream(stream), 0);
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(context().closeStream(stream), 0);
+}
+
+// --- callbacks that change
+
+struct Pair {
+    NubrixBaseContext *context;
+    int function;
+    Moment called;
+};
+
+template <int Number>
+void check(NubrixStream *, typedefNubrixFrame *frame, void *user)
+{
+    auto &pair = *static_cast<Pair *>(user);
+    EXPECT_EQ(pair.function, Number) << "one function with the other's data";
+    EXPECT_EQ(pair.context->releaseFrame(frame), 0);
+    pair.called.happen();
+}
+
+TEST_F(Threads, ACallbackIsChangedTogetherWithItsData)
+{
+    m_usb.freeRunning = true;
+    Pair one = {&context(), 1, {}};
+    Pair two = {&context(), 2, {}};
+    NubrixStream *const stream = openWith(&check<1>, &one);
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_EQ(context().setStreamCallback(stream, &check<2>, &two), 0);
+        ASSERT_EQ(context().setStreamCallback(stream, &check<1>, &one), 0);
+    }
+    ASSERT_TRUE(one.called.await(one.called.count() + 3));
+    ASSERT_EQ(context().setStreamCallback(stream, &check<2>, &two), 0);
+    ASSERT_TRUE(two.called.await(two.called.count() + 3));
+    ASSERT_EQ(context().closeStream(stream), 0);
+}
+
+TEST_F(Threads, FramesAreGivenBackOnAnyThread)
+{
+    m_usb.freeRunning = true;
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    for (int i = 0; i < 30; ++i) {
+        typedefNubrixFrame *frame = nullptr;
+        while (context().readFrame(stream, &frame, 1000) != 0) {
+        }
+        std::thread([&] { EXPECT_EQ(context().releaseFrame(frame), 0); }).join();
+    }
+}
+
+// --- everything at once
+
+TEST_F(Threads, EventsOfTwoDriversLeaveOneGoodTable)
+{
+    std::thread reader([&] {
+        for (int i = 0; i < 200; ++i) {
+            typedefNubrixeviceAttribute *list = nullptr;
+            unsigned int count = 0;
+            EXPECT_EQ(context().nubrixGetDeviceList(&list, &count), 0);
+            EXPECT_LE(count, 2U);
+            context().getDeviceAttributeByUri("net:1");
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+        m_net.announce("net:1", "SN2", "2-1", NUBRIX_DEVICE_CONNECTED);
+    }
+    reader.join();
+    ASSERT_TRUE(m_usb.waitForAnnouncements());
+    ASSERT_TRUE(m_net.waitForAnnouncements());
+    typedefNubrixeviceAttribute *list = nullptr;
+    unsigned int count = 0;
+    ASSERT_EQ(context().nubrixGetDeviceList(&list, &count), 0);
+    ASSERT_EQ(count, 2U);
+    EXPECT_STREQ(list[0].uri, "usb:1");
+    EXPECT_STREQ(list[1].uri, "net:1");
+}
+
+}  // namespace
+}  // namespace nubrix
