@@ -122,9 +122,12 @@ void Context::releaseStreams()
     while (VideoStream *const stream = m_streams.first()) {
         logPrint(kLogTrace, "begin release:stop stream");
         stopStream(stream->handle());
-        m_streams.waitUnpinned(m_streams.remove(stream->handle()));
+        const StreamRegistry::Removed removed = m_streams.remove(stream->handle());
+        m_streams.waitUnpinned(removed);
         delete stream;
+        m_streams.forget(removed);
     }
+    m_streams.waitForgotten(nullptr);  // those that another thread is destroying
 }
 
 void Context::releaseStateCallbacks()

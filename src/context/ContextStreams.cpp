@@ -118,10 +118,11 @@ unsigned int Context::frameTypeOf(NubrixStream *handle)
 int Context::closeStreamsOfDevice(Device *device)
 {
     while (VideoStream *const stream = m_streams.firstOf(*device)) {
-        // One that cannot be closed would be found again for ever.
-        if (closeStream(stream->handle()) != 0)
+        // One that cannot be closed would be found again for ever; one that is gone is not.
+        if (closeStream(stream->handle()) != 0 && m_streams.firstOf(*device) == stream)
             break;
     }
+    m_streams.waitForgotten(device);  // those that another thread is destroying
     return 0;
 }
 
@@ -131,7 +132,7 @@ int Context::destroyStream(NubrixStream *handle)
         return refused;
     if (!requireStream(handle))
         return -13;
-    StreamRegistry::Removed removed;
+    StreamRegistry::Removed removed = nullptr;
     {
         const ApiLock lock(*this);
         if (const int refused = requireInitialized(lock))
@@ -139,10 +140,12 @@ int Context::destroyStream(NubrixStream *handle)
         removed = m_streams.remove(handle);
     }
     logPrint(kLogInfo, "After remove stream, the size=%d", static_cast<int>(m_streams.size()));
+    if (!removed)  // another thread was faster
+        return 0;
     m_streams.waitUnpinned(removed);
     const std::lock_guard<ReentrantLock> afterReaders(m_frameReadLock);
-    for (const auto &entry : removed)
-        delete entry.stream;
+    delete removed->stream;
+    m_streams.forget(removed);
     return 0;
 }
 

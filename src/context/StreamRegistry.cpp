@@ -28,7 +28,7 @@ std::list<StreamRegistry::Entry>::iterator StreamRegistry::find(const NubrixStre
 void StreamRegistry::add(VideoStream *stream)
 {
     const CriticalSectionScoped guard(m_lock);
-    m_entries.push_back({stream, 0});
+    m_entries.push_back({stream, &stream->device(), 0});
 }
 
 StreamRegistry::Pin StreamRegistry::pin(const NubrixStream *handle)
@@ -45,7 +45,7 @@ void StreamRegistry::unpin(Entry &entry)
 {
     const CriticalSectionScoped guard(m_lock);
     if (--entry.pins == 0)
-        m_unpinned.notify_all();
+        m_changed.notify_all();
 }
 
 std::size_t StreamRegistry::size()
@@ -63,29 +63,46 @@ VideoStream *StreamRegistry::first()
 VideoStream *StreamRegistry::firstOf(const Device &device)
 {
     const CriticalSectionScoped guard(m_lock);
-    const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry &entry) {
-        return &entry.stream->device() == &device;
-    });
+    const auto found = std::find_if(m_entries.begin(), m_entries.end(),
+                                    [&](const Entry &entry) { return entry.device == &device; });
     return found == m_entries.end() ? nullptr : found->stream;
 }
 
 StreamRegistry::Removed StreamRegistry::remove(const NubrixStream *handle)
 {
     const CriticalSectionScoped guard(m_lock);
-    Removed removed;
     const auto found = find(handle);
-    if (found != m_entries.end())
-        removed.splice(removed.end(), m_entries, found);
-    return removed;
+    if (found == m_entries.end())
+        return nullptr;
+    m_removed.splice(m_removed.end(), m_entries, found);
+    return &*found;
 }
 
-void StreamRegistry::waitUnpinned(const Removed &removed)
+template <class Condition>
+void StreamRegistry::waitUntil(Condition condition)
 {
     Lockable lockable{m_lock};
     std::unique_lock<Lockable> guard(lockable);
-    m_unpinned.wait(guard, [&] {
-        return std::all_of(removed.begin(), removed.end(),
-                           [](const Entry &entry) { return entry.pins == 0; });
+    m_changed.wait(guard, condition);
+}
+
+void StreamRegistry::waitUnpinned(Removed removed)
+{
+    waitUntil([&] { return removed->pins == 0; });
+}
+
+void StreamRegistry::forget(Removed removed)
+{
+    const CriticalSectionScoped guard(m_lock);
+    m_removed.remove_if([&](const Entry &entry) { return &entry == removed; });
+    m_changed.notify_all();
+}
+
+void StreamRegistry::waitForgotten(const Device *device)
+{
+    waitUntil([&] {
+        return std::none_of(m_removed.begin(), m_removed.end(),
+                            [&](const Entry &entry) { return !device || entry.device == device; });
     });
 }
 

@@ -21,6 +21,7 @@ public:
 private:
     struct Entry {
         VideoStream *stream;
+        const Device *device;
         int pins;
     };
 
@@ -55,11 +56,16 @@ public:
     VideoStream *first();
     /// The first stream of a device, null if there is none.
     VideoStream *firstOf(const Device &device);
-    /// Takes a stream off the list. waitUnpinned then says when it may be deleted.
-    using Removed = std::list<Entry>;
+    using Removed = const Entry *;
+    /// Takes a stream off the list, for the caller to delete; null when it is not in the list.
     Removed remove(const NubrixStream *handle);
     /// Waits until nobody uses what was removed. May block, for as long as its users do.
-    void waitUnpinned(const Removed &removed);
+    void waitUnpinned(Removed removed);
+    /// Says that what was removed is deleted.
+    void forget(Removed removed);
+    /// Waits until every removed stream of a device, or of all for null, is deleted. May block, for
+    /// as long as those who delete them do.
+    void waitForgotten(const Device *device);
 
 private:
     // What a condition variable needs to wait under the context's own kind of lock.
@@ -71,10 +77,13 @@ private:
 
     void unpin(Entry &entry);
     std::list<Entry>::iterator find(const NubrixStream *handle);
+    template <class Condition>
+    void waitUntil(Condition condition);
 
     CriticalSectionWrapper &m_lock;
-    std::condition_variable_any m_unpinned;
-    std::list<Entry> m_entries;  // under m_lock
+    std::condition_variable_any m_changed;
+    std::list<Entry> m_entries;  // both under m_lock
+    std::list<Entry> m_removed;
 };
 
 }  // namespace nubrix
