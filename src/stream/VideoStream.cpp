@@ -17,6 +17,28 @@ constexpr int kBeforeStopMs = 20;
 
 thread_local bool t_callbackThread = false;
 
+// One start or stop at a time. A second one does not wait for it, since it may run on a thread that
+// the first one waits for.
+class Change final {
+public:
+    explicit Change(std::atomic<bool> &underWay) : m_underWay(underWay)
+    {
+        m_mine = !m_underWay.exchange(true);
+    }
+    ~Change()
+    {
+        if (m_mine)
+            m_underWay = false;
+    }
+    Change(const Change &) = delete;
+    Change &operator=(const Change &) = delete;
+    bool mine() const { return m_mine; }
+
+private:
+    std::atomic<bool> &m_underWay;
+    bool m_mine = false;
+};
+
 }  // namespace
 
 VideoStream::VideoStream(Device &device, Sensor &sensor) : m_device(device), m_sensor(sensor)
@@ -46,7 +68,8 @@ void VideoStream::readConfigeMaxFrameSize()
 int VideoStream::start()
 {
     logEmptyLine();
-    if (m_started)
+    const Change change(m_changing);
+    if (m_started || !change.mine())
         return 0;
     b_NewFrameThreadStarted = true;
     if (const int failed = m_streamWorker->start()) {
@@ -62,6 +85,9 @@ int VideoStream::start()
 void VideoStream::stop()
 {
     logEmptyLine();
+    const Change change(m_changing);
+    if (!change.mine())
+        return;
     if (m_started) {
         stopCallbackWorker();
         m_sensor.newFrameSignal().disconnect(this);

@@ -28,8 +28,8 @@ public:
     VideoStream(Device &device, Sensor &sensor);
     ~VideoStream() override;
 
-    /// 0 (also when started already), or why the worker or the sensor did not start; the stream
-    /// then counts as started all the same.
+    /// 0 (also when started already, or while another thread starts or stops it), or why the worker
+    /// or the sensor did not start; the stream then counts as started all the same.
     int start();
     void stop();
     /// Slot of the sensor's signal, on the driver's thread.
@@ -63,6 +63,7 @@ private:
     NewFrameSignal m_newFrame;
     Device &m_device;
     Sensor &m_sensor;
+    std::atomic<bool> m_changing{false};  // a start or a stop is under way
     std::atomic<bool> m_started{false};
     std::atomic<bool> b_NewFrameThreadStarted{false};
     std::atomic<bool> m_callbackRunning{false};
