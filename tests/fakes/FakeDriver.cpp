@@ -228,6 +228,8 @@ void FakeDriver::shutDown()
         thread.join();
         lock.lock();
     }
+    m_events.clear();
+    m_eventsChanged.notify_all();
     devices.swap(m_devices);
     m_stateCallback = nullptr;
     m_ending = false;
