@@ -40,8 +40,10 @@ protected:
     void writePairs(unsigned int count)
     {
         for (unsigned int i = 0; i < count; ++i) {
-            writeColor("p" + std::to_string(i) + ".color.png", i);
-            writeDepth("p" + std::to_string(i) + ".depth.png", i);
+            std::string name = "p";
+            name += std::to_string(i);
+            writeColor(name + ".color.png", i);
+            writeDepth(name + ".depth.png", i);
         }
     }
 

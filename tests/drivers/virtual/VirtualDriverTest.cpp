@@ -258,7 +258,10 @@ TEST_F(ScenarioVariableTest, ABadFolderIsToldWithKeyAndLine)
 
 TEST_F(ScenarioVariableTest, AScenarioOfMoreThanOneMebibyteIsRefused)
 {
-    const std::string file = write("{" + std::string(1 << 20, ' ') + "}");
+    std::string text((1 << 20) + 1, ' ');
+    text.front() = '{';
+    text.back() = '}';
+    const std::string file = write(text);
     EXPECT_THAT(initializeWithFile(file, m_status), HasSubstr("is longer than 1 MiB"));
     EXPECT_EQ(m_status, -4);
 }
