@@ -67,10 +67,11 @@ private:
     std::string m_deviceId;
     int m_deviceKind = 255;
     bool m_opened = false;
-    std::array<std::unique_ptr<Sensor>, 64> m_sensors;  // by stream type, made on first use
     NubrixBaseDriver &m_driver;
     std::atomic<NubrixBaseDevice *> m_driverDevice{nullptr};  // the driver's
     std::array<unsigned char, 255> m_streamOpened = {};       // by stream type
+    // By stream type, made on first use. Last: dying sensors give their streams back.
+    std::array<std::unique_ptr<Sensor>, 64> m_sensors;
 };
 
 }  // namespace nubrix
