@@ -67,32 +67,40 @@ int ThreadImpl::start()
 {
     {
         const CriticalSectionScoped guard(*m_lock);
-        if (m_running || m_started)
+        if (m_running || m_started || m_changing)
             return -5;
+        m_changing = true;
         m_givenUp = false;
     }
+    const int result = launch();
+    const CriticalSectionScoped guard(*m_lock);
+    m_changing = false;
+    m_started = result == 0;
+    return result;
+}
+
+int ThreadImpl::launch()
+{
     if (!m_attributesMade && pthread_attr_init(&m_attributes) != 0)
         return -1;
     m_attributesMade = true;
     m_startEvent->reset();
-    if (pthread_create(&m_handle, &m_attributes, &ThreadImpl::startThread, this) != 0) {
-        m_handle = 0;
+    pthread_t handle = 0;
+    if (pthread_create(&handle, &m_attributes, &ThreadImpl::startThread, this) != 0) {
         setErrorNumber(NUBRIX_ERR_THREAD_START);
         logPrint(kLogError, "Start Thread[%s] Failed", m_name.c_str());
         return -1;
     }
-    const bool begun = m_startEvent->wait(kStartTimeoutMs) == 0;
+    if (m_startEvent->wait(kStartTimeoutMs) == 0) {
+        m_handle = handle;
+        return 0;
+    }
     {
         const CriticalSectionScoped guard(*m_lock);
-        m_started = begun;
-        m_givenUp = !begun;
-        if (m_givenUp)
-            m_running = false;
+        m_givenUp = true;
+        m_running = false;
     }
-    if (begun)
-        return 0;
-    pthread_join(m_handle, nullptr);
-    m_handle = 0;
+    pthread_join(handle, nullptr);
     return -11;
 }
 
@@ -104,10 +112,17 @@ int ThreadImpl::stop()
             return -5;
         m_running = false;
         m_started = false;
+        m_changing = true;
     }
-    if (pthread_join(m_handle, nullptr) != 0)
+    const int failed = pthread_join(m_handle, nullptr);
+    if (failed == 0)
+        m_handle = 0;
+    {
+        const CriticalSectionScoped guard(*m_lock);
+        m_changing = false;
+    }
+    if (failed != 0)
         return -1;
-    m_handle = 0;
     logPrint(kLogInfo, "Thread[%s] Stoped", m_name.c_str());
     return 0;
 }

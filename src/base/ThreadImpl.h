@@ -24,21 +24,23 @@ public:
 
 private:
     static void *startThread(void *self);
+    int launch();
     bool announce();
     void loop();
     void Run();
 
     bool (*const m_run)(void *);
     void *const m_argument;
-    bool m_running = false;  // under m_lock, as are the next two
+    bool m_running = false;  // under m_lock, as are the next three
     bool m_started = false;
-    bool m_givenUp = false;  // start() waited in vain
+    bool m_changing = false;  // a start() or a stop() is under way
+    bool m_givenUp = false;   // start() waited in vain
     const std::unique_ptr<EventWrapper> m_startEvent;
     const std::unique_ptr<CriticalSectionWrapper> m_lock;
     std::atomic<int> m_threadId{-1};
     pthread_attr_t m_attributes = {};
-    bool m_attributesMade = false;  // these three belong to whoever starts and stops
-    pthread_t m_handle = 0;
+    bool m_attributesMade = false;  // these three belong to the start() or stop() under way
+    std::atomic<pthread_t> m_handle{0};
     const std::string m_name;
 };
 
