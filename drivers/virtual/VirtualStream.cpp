@@ -1,7 +1,9 @@
 #include "virtual/VirtualStream.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <exception>
+#include <utility>
 
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualDevice.h"
@@ -98,64 +100,72 @@ int VirtualStream::stop()
 }
 
 void VirtualStream::run()
-{
+try {
     m_runner = std::this_thread::get_id();
-    VirtualCamera &camera = m_device.camera();
     std::uint32_t index = 0;
     if (!isFree())
         index = CameraClock::indexAt(m_epoch, steady_clock::now(), m_frameRate);
-    while (true) {
-        Time capture;
-        index = awaitFrame(index, capture);
-        if (isEnding())
-            return;
-        const FrameOrders orders =
-            camera.faults().ordersFor(m_streamType, index, camera.msAt(capture));
-        if (orders.unplug) {
-            camera.unplug();
-            return;
-        }
-        if (orders.stall) {
-            const Time end =
-                steady_clock::now() + std::chrono::milliseconds(orders.stallMs.value_or(0));
-            sleepUntil(orders.stallMs ? &end : nullptr);
-            continue;
-        }
-        if (!orders.drop && !deliver(index, capture, orders))
-            return;
-        ++index;
+    while (runFrame(index)) {
     }
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "nubrix virtual camera: a stream has ended: %s\n", error.what());
 }
 
-std::uint32_t VirtualStream::awaitFrame(std::uint32_t frameIndex, Time &capture)
+bool VirtualStream::runFrame(std::uint32_t &frameIndex)
 {
-    capture = steady_clock::now();
-    if (isFree())
-        return frameIndex;
-    // Frames that have passed meanwhile are lost.
-    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_epoch, capture, m_frameRate));
-    capture = CameraClock::captureTime(m_epoch, frameIndex, m_frameRate);
+    VirtualCamera &camera = m_device.camera();
+    const Time capture = nextCapture(frameIndex);
+    // In real time a picture is ready before its time, so that it can be delivered in time.
+    FramePtr frame;
+    if (!isFree() && !render(frameIndex, frame))
+        return false;
     sleepUntil(&capture);
-    return frameIndex;
+    if (isEnding())
+        return false;
+    const FrameOrders orders =
+        camera.faults().ordersFor(m_streamType, frameIndex, camera.msAt(capture));
+    if (orders.unplug) {
+        camera.unplug();
+        return false;
+    }
+    if (orders.stall) {
+        frame.reset();
+        const Time end =
+            steady_clock::now() + std::chrono::milliseconds(orders.stallMs.value_or(0));
+        sleepUntil(orders.stallMs ? &end : nullptr);
+        return true;
+    }
+    if (isFree() && !orders.drop && !render(frameIndex, frame))
+        return false;
+    if (frame && !orders.drop && !isEnding()) {
+        describe(frame->frame(), frameIndex, capture, orders);
+        m_callback(frame.get(), m_user);
+        if (isFree())
+            awaitReturn(*frame);
+    }
+    ++frameIndex;
+    return true;
 }
 
-bool VirtualStream::deliver(std::uint32_t frameIndex, Time capture, const FrameOrders &orders)
+VirtualStream::Time VirtualStream::nextCapture(std::uint32_t &frameIndex) const
 {
-    NubrixFrameRef *frame = takeFrame();
-    if (frame == nullptr)
+    const Time now = steady_clock::now();
+    if (isFree())
+        return now;
+    // Frames that have passed meanwhile are lost.
+    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_epoch, now, m_frameRate));
+    return CameraClock::captureTime(m_epoch, frameIndex, m_frameRate);
+}
+
+bool VirtualStream::render(std::uint32_t frameIndex, FramePtr &frame)
+{
+    FramePtr taken(takeFrame());
+    if (!taken || taken->frame().data == nullptr || taken->bufferSize() < framePayload(m_mode))
         return true;
-    FrameSource::Result result = FrameSource::Result::kLost;
-    if (frame->frame().data != nullptr && frame->bufferSize() >= framePayload(m_mode)) {
-        auto *data = static_cast<std::uint8_t *>(frame->frame().data);
-        result = m_device.camera().source().fill(m_streamType, m_mode, frameIndex, data);
-    }
-    if (result == FrameSource::Result::kFilled && !isEnding()) {
-        describe(frame->frame(), frameIndex, capture, orders);
-        m_callback(frame, m_user);
-        if (isFree())
-            awaitReturn(frame);
-    }
-    frame->release();
+    auto *data = static_cast<std::uint8_t *>(taken->frame().data);
+    const auto result = m_device.camera().source().fill(m_streamType, m_mode, frameIndex, data);
+    if (result == FrameSource::Result::kFilled)
+        frame = std::move(taken);
     return result != FrameSource::Result::kEnd;
 }
 
@@ -203,13 +213,13 @@ void VirtualStream::describe(typedefNubrixFrame &record, std::uint32_t frameInde
     }
 }
 
-void VirtualStream::awaitReturn(NubrixFrameRef *frame)
+void VirtualStream::awaitReturn(NubrixFrameRef &frame)
 {
     // Nobody tells when a frame is given back, so its count is looked at: ours alone is 1.
     auto nap = kShortestNap;
     while (!isEnding()) {
-        frame->incRef();
-        if (frame->release() == 1)
+        frame.incRef();
+        if (frame.release() == 1)
             return;
         const Time next = steady_clock::now() + nap;
         sleepUntil(&next);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -40,13 +41,21 @@ public:
 private:
     using Time = std::chrono::steady_clock::time_point;
 
+    struct Releaser {
+        void operator()(NubrixFrameRef *frame) const { frame->release(); }
+    };
+    using FramePtr = std::unique_ptr<NubrixFrameRef, Releaser>;
+
     void run();
-    std::uint32_t awaitFrame(std::uint32_t frameIndex, Time &capture);
-    bool deliver(std::uint32_t frameIndex, Time capture, const FrameOrders &orders);
+    /// Delivers the next frame from `frameIndex` on, or does not, and counts it. False at the end.
+    bool runFrame(std::uint32_t &frameIndex);
+    Time nextCapture(std::uint32_t &frameIndex) const;
+    /// Leaves `frame` empty when there is no room or no picture. False when there are no more.
+    bool render(std::uint32_t frameIndex, FramePtr &frame);
     NubrixFrameRef *takeFrame();
     void describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
                   const FrameOrders &orders) const;
-    void awaitReturn(NubrixFrameRef *frame);
+    void awaitReturn(NubrixFrameRef &frame);
     /// Sleeps; returns at once when the stream is to end. A null `until` is for ever.
     void sleepUntil(const Time *until);
     bool isEnding() const;

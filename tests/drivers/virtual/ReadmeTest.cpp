@@ -1,0 +1,31 @@
+// What the README of the virtual camera shows must work.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "virtual/Scenario.h"
+
+namespace nubrix {
+namespace {
+
+TEST(ReadmeTest, ItsScenariosAreGood)
+{
+    std::ifstream file(NUBRIX_VIRTUAL_README);
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    const std::string fence = "```json\n";
+    int found = 0;
+    for (auto at = text.find(fence); at != std::string::npos; at = text.find(fence, at)) {
+        at += fence.size();
+        const auto end = text.find("```", at);
+        ASSERT_NE(end, std::string::npos);
+        const auto parsed = parseScenario(text.substr(at, end - at), ".");
+        const auto *error = std::get_if<ScenarioError>(&parsed);
+        EXPECT_EQ(error, nullptr) << error->text("example " + std::to_string(found + 1));
+        ++found;
+    }
+    EXPECT_EQ(found, 3);
+}
+
+}  // namespace
+}  // namespace nubrix
