@@ -25,11 +25,11 @@ public:
     /// Waits for a number of frames since the beginning, and gives their indices.
     std::vector<unsigned int> await(int frames)
     {
-        EXPECT_TRUE(m_taken.await(frames));
+        EXPECT_TRUE(m_taken.reaches(frames));
         const std::lock_guard<std::mutex> guard(m_mutex);
         return m_indices;
     }
-    int count() { return m_taken.count(); }
+    int count() { return m_taken.value(); }
     NubrixStream *stream()
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
@@ -54,11 +54,11 @@ private:
             onFrame(frame);
         else
             EXPECT_EQ(m_context.releaseFrame(frame), 0);
-        m_taken.happen();
+        m_taken.add();
     }
 
     NubrixBaseContext &m_context;
-    Moment m_taken;
+    Counter m_taken;
     std::mutex m_mutex;  // guards everything below
     NubrixStream *m_stream = nullptr;
     std::thread::id m_thread;
@@ -126,10 +126,10 @@ TEST_F(Callbacks, OwnTheirFramesUntilTheyGiveThemBack)
 
 TEST_F(Callbacks, ThatAreSlowGetTheNewestFrame)
 {
-    Moment goOn;
+    Counter goOn;
     m_receiver.onFrame = [&](typedefNubrixFrame *frame) {
         if (frame->frameIndex == 0) {
-            EXPECT_TRUE(goOn.await());
+            EXPECT_TRUE(goOn.reaches(1));
         }
         EXPECT_EQ(context().releaseFrame(frame), 0);
     };
@@ -138,7 +138,7 @@ TEST_F(Callbacks, ThatAreSlowGetTheNewestFrame)
     ASSERT_TRUE(eventually([&] { return m_receiver.stream() != nullptr; }));
     for (unsigned int i = 1; i < 100; ++i)
         deliver(i);
-    goOn.happen();
+    goOn.add();
     EXPECT_THAT(m_receiver.await(2), ElementsAre(0, 99));
 }
 

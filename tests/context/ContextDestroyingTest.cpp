@@ -20,9 +20,9 @@ protected:
     std::thread destroying()
     {
         return std::thread([this] {
-            m_log.setHook([this, self = std::this_thread::get_id()](const LogLine &line) {
+            m_log.setHook([this, self = std::this_thread::get_id()](const RecordedLine &line) {
                 if (line.thread == self)
-                    m_destroyBegun.happen();
+                    m_destroyBegun.add();
             });
             EXPECT_EQ(context().destroy(), 0);
             m_destroyed = true;
@@ -33,8 +33,8 @@ protected:
     {
         m_usb.setHook([this, operation](const std::string &call) {
             if (call == operation) {
-                m_heldUp.happen();
-                EXPECT_TRUE(m_destroyBegun.await());
+                m_heldUp.add();
+                EXPECT_TRUE(m_destroyBegun.reaches(1));
             }
         });
     }
@@ -46,9 +46,9 @@ protected:
         return stream;
     }
 
-    Moment m_destroyBegun;
+    Counter m_destroyBegun;
     std::atomic<bool> m_destroyed{false};
-    Moment m_heldUp;
+    Counter m_heldUp;
 };
 
 void give(NubrixStream *, typedefNubrixFrame *frame, void *user)
@@ -65,10 +65,10 @@ void onState(const char *, const char *, unsigned int, void *)
 
 TEST_F(Destroying, DestroyWaitsForAnEventThatTheApplicationHandles)
 {
-    Moment inCallback;
+    Counter inCallback;
     g_onState = [&] {
-        inCallback.happen();
-        EXPECT_TRUE(m_destroyBegun.await());
+        inCallback.add();
+        EXPECT_TRUE(m_destroyBegun.reaches(1));
         typedefNubrixeviceAttribute *list = nullptr;
         unsigned int count = 0;
         EXPECT_EQ(context().nubrixGetDeviceList(&list, &count), 0) << "it is not destroyed yet";
@@ -77,7 +77,7 @@ TEST_F(Destroying, DestroyWaitsForAnEventThatTheApplicationHandles)
     };
     ASSERT_EQ(context().setDeviceStateCallback(&onState, nullptr), 0);
     m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_DISCONNECTED);
-    ASSERT_TRUE(inCallback.await());
+    ASSERT_TRUE(inCallback.reaches(1));
     m_usb.takeCalls();
     destroying().join();
     EXPECT_THAT(m_usb.calls(),
@@ -88,7 +88,7 @@ TEST_F(Destroying, DestroyWaitsForAnEventThatADriverIsAskedAbout)
 {
     holdUp("getDeviceList 60");
     m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
-    ASSERT_TRUE(m_heldUp.await());
+    ASSERT_TRUE(m_heldUp.reaches(1));
     destroying().join();
 }
 
@@ -116,7 +116,7 @@ TEST_F(Destroying, DestroyWaitsForACameraThatIsBeingOpened)
     ASSERT_EQ(context().closeDevice(m_device), 0);
     NubrixDevice *device = nullptr;
     std::thread opener([&] { EXPECT_EQ(context().openDevice("usb:1", &device), 0); });
-    ASSERT_TRUE(m_heldUp.await());
+    ASSERT_TRUE(m_heldUp.reaches(1));
     destroying().join();
     opener.join();
     EXPECT_EQ(m_usb.countCalls("closeDevice usb:1"), 2U) << "nothing stays open";
@@ -126,7 +126,7 @@ TEST_F(Destroying, DestroyWaitsForACameraThatIsBeingClosed)
 {
     holdUp("closeDevice usb:1");
     std::thread closer([&] { EXPECT_EQ(context().closeDevice(m_device), 0); });
-    ASSERT_TRUE(m_heldUp.await());
+    ASSERT_TRUE(m_heldUp.reaches(1));
     destroying().join();
     closer.join();
     EXPECT_EQ(m_usb.countCalls("closeDevice usb:1"), 1U);
@@ -136,7 +136,7 @@ TEST_F(Destroying, OperationsOnOtherThreadsWaitForDestroyAndAreRefused)
 {
     holdUp("closeDevice usb:1");
     std::thread destroyer = destroying();
-    ASSERT_TRUE(m_heldUp.await());
+    ASSERT_TRUE(m_heldUp.reaches(1));
     typedefNubrixeviceAttribute *list = nullptr;
     unsigned int count = 0;
     EXPECT_EQ(context().nubrixGetDeviceList(&list, &count), -2);
@@ -182,8 +182,8 @@ struct OtherStream {
     NubrixBaseContext *context;
     std::function<int(NubrixStream *)> destroyStream;
     NubrixStream *stream;
-    Moment inCallback;
-    Moment goOn;
+    Counter inCallback;
+    Counter goOn;
 };
 
 TEST_F(Destroying, ACallbackCannotDestroyAStreamOnceDestroyHasBegun)
@@ -196,17 +196,17 @@ TEST_F(Destroying, ACallbackCannotDestroyAStreamOnceDestroyHasBegun)
     openWith(
         [](NubrixStream *, typedefNubrixFrame *frame, void *user) {
             auto &given = *static_cast<OtherStream *>(user);
-            given.inCallback.happen();
-            EXPECT_TRUE(given.goOn.await());
+            given.inCallback.add();
+            EXPECT_TRUE(given.goOn.reaches(1));
             EXPECT_EQ(given.destroyStream(given.stream), -2);
             EXPECT_EQ(given.context->releaseFrame(frame), 0);
         },
         &other);
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, {}));
-    ASSERT_TRUE(other.inCallback.await());
+    ASSERT_TRUE(other.inCallback.reaches(1));
     std::thread destroyer = destroying();
-    ASSERT_TRUE(m_destroyBegun.await());
-    other.goOn.happen();
+    ASSERT_TRUE(m_destroyBegun.reaches(1));
+    other.goOn.add();
     destroyer.join();
 }
 

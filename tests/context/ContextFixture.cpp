@@ -20,7 +20,7 @@ constexpr std::size_t kStopStream = 48;
 
 }  // namespace
 
-LibraryFixture::LibraryFixture() : m_log(m_library.installLog()), m_hangGuard(testName())
+LibraryFixture::LibraryFixture() : m_hangGuard(testName()), m_log(m_library.installLog())
 {
 }
 

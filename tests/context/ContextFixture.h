@@ -12,8 +12,8 @@
 #include "nubrix/nubrix.h"
 #include "tests/fakes/FakeDriver.h"
 #include "tests/fakes/FakeLog.h"
+#include "tests/fakes/HangGuard.h"
 #include "tests/fakes/InstalledLibrary.h"
-#include "tests/fakes/Moment.h"
 #include "tests/fakes/Outcome.h"
 
 namespace nubrix {
@@ -47,6 +47,7 @@ protected:
         return linesFrom(before);
     }
 
+    HangGuard m_hangGuard;  // first, so that it sees the tear-down, too
     InstalledLibrary m_library;
     FakeLog &m_log;
 
@@ -66,8 +67,6 @@ private:
     }
     std::vector<std::string> ownLines() const { return m_log.linesOf(std::this_thread::get_id()); }
     std::vector<std::string> linesFrom(std::size_t first) const;
-
-    HangGuard m_hangGuard;
 };
 
 /// An initialized context with a USB and a network driver that list one camera each.

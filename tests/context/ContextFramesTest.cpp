@@ -119,13 +119,13 @@ TEST_F(Frames, AFrameThatIsGoneAfterTheWakeUpIsAnError)
         if (call != "usb:1 keepLiveState")
             return;
         if (++waiters == 1) {
-            Moment told;
+            Counter told;
             NubrixStream *stream = m_stream;
             witness = std::thread([&] {
                 EXPECT_EQ(context().waitForStreams(&stream, 1, nullptr, -1), 0);
-                told.happen();
+                told.add();
             });
-            ASSERT_TRUE(told.await());
+            ASSERT_TRUE(told.reaches(1));
             ASSERT_EQ(stopStream(m_stream), 0);
             ASSERT_EQ(startStream(m_stream), 0);
         } else {

@@ -130,7 +130,7 @@ protected:
     }
     void callBack(typedefNubrixFrame *frame)
     {
-        m_inCallback.happen();
+        m_inCallback.add();
         typedefNubrixeviceAttribute *list = nullptr;
         unsigned int count = 0;
         EXPECT_TRUE(
@@ -140,7 +140,7 @@ protected:
     }
 
     NubrixBaseContext *m_context = &context();
-    Moment m_inCallback;
+    Counter m_inCallback;
     Outcome m_outcome;
 };
 
@@ -152,7 +152,7 @@ TEST_P(OnACallbackThreadWhileDestroying, IsRefused)
     ASSERT_EQ(m_context->openDevice("usb:1", &device), 0);
     ASSERT_EQ(m_context->openStream(device, NUBRIX_STREAM_DEPTH, &stream, &onFrame, this), 0);
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_DEPTH, {}));
-    ASSERT_TRUE(m_inCallback.await());
+    ASSERT_TRUE(m_inCallback.reaches(1));
     EXPECT_EQ(m_context->destroy(), 0);
     EXPECT_EQ(m_outcome, GetParam().uninitialized);
 }

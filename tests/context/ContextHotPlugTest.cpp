@@ -262,19 +262,19 @@ TEST_F(HotPlug, DestroyForgetsTheCallbacks)
 
 TEST_F(HotPlug, ADriverSlowToListItsCamerasHoldsNobodyUp)
 {
-    Moment listing;
-    Moment goOn;
+    Counter listing;
+    Counter goOn;
     m_usb.setHook([&](const std::string &call) {
         if (call == "getDeviceList 60") {
-            listing.happen();
-            EXPECT_TRUE(goOn.await());
+            listing.add();
+            EXPECT_TRUE(goOn.reaches(1));
         }
     });
     m_usb.announce("usb:1", "SN1", "1-1", kOn);
-    ASSERT_TRUE(listing.await());
+    ASSERT_TRUE(listing.reaches(1));
     EXPECT_LE(listed().size(), 2U) << "the table may be half built";
     EXPECT_EQ(registering(&first).status, 0);
-    goOn.happen();
+    goOn.add();
     ASSERT_TRUE(m_usb.waitForAnnouncements());
     EXPECT_THAT(listed(), ElementsAre("usb:1", "net:1"));
 }

@@ -310,19 +310,19 @@ TEST_F(Factory, APlugInThatIsGoneInTheNextLifeIsNotUsed)
 
 TEST_F(LifeCycle, OperationsOnOtherThreadsWaitForASlowDriver)
 {
-    Moment initializing;
-    Moment goOn;
+    Counter initializing;
+    Counter goOn;
     m_usb.setHook([&](const std::string &call) {
         if (call == "initialize") {
-            initializing.happen();
-            EXPECT_TRUE(goOn.await());
+            initializing.add();
+            EXPECT_TRUE(goOn.reaches(1));
         }
     });
     std::thread starter([&] { EXPECT_EQ(context().initialize(), 0); });
-    ASSERT_TRUE(initializing.await());
+    ASSERT_TRUE(initializing.reaches(1));
     std::vector<std::string> seen;
     std::thread reader([&] { seen = listed(); });
-    goOn.happen();
+    goOn.add();
     starter.join();
     reader.join();
     EXPECT_THAT(seen, ElementsAre("usb:1", "net:1"));

@@ -42,14 +42,14 @@ protected:
     template <class Wait>
     int ended(Wait wait)
     {
-        Moment waiting;
+        Counter waiting;
         m_usb.setHook([&](const std::string &call) {
             if (call == "usb:1 keepLiveState")
-                waiting.happen();
+                waiting.add();
         });
         int result = 0;
         std::thread waiter([&] { result = wait(); });
-        EXPECT_TRUE(waiting.await());
+        EXPECT_TRUE(waiting.reaches(1));
         EXPECT_EQ(GetParam().call(context(), m_device, m_stream), 0);
         waiter.join();
         m_usb.setHook({});
@@ -221,7 +221,7 @@ TEST_F(Threads, StartsAndStopsOfOneStreamOnSeveralThreads)
 struct Pair {
     NubrixBaseContext *context;
     int function;
-    Moment called;
+    Counter called;
 };
 
 template <int Number>
@@ -230,7 +230,7 @@ void check(NubrixStream *, typedefNubrixFrame *frame, void *user)
     auto &pair = *static_cast<Pair *>(user);
     EXPECT_EQ(pair.function, Number) << "one function with the other's data";
     EXPECT_EQ(pair.context->releaseFrame(frame), 0);
-    pair.called.happen();
+    pair.called.add();
 }
 
 TEST_F(Threads, ACallbackIsChangedTogetherWithItsData)
@@ -243,9 +243,9 @@ TEST_F(Threads, ACallbackIsChangedTogetherWithItsData)
         ASSERT_EQ(context().setStreamCallback(stream, &check<2>, &two), 0);
         ASSERT_EQ(context().setStreamCallback(stream, &check<1>, &one), 0);
     }
-    ASSERT_TRUE(one.called.await(one.called.count() + 3));
+    ASSERT_TRUE(one.called.reaches(one.called.value() + 3));
     ASSERT_EQ(context().setStreamCallback(stream, &check<2>, &two), 0);
-    ASSERT_TRUE(two.called.await(two.called.count() + 3));
+    ASSERT_TRUE(two.called.reaches(two.called.value() + 3));
     ASSERT_EQ(context().closeStream(stream), 0);
 }
 

@@ -111,20 +111,20 @@ TEST_F(Waiting, IsToldTheLastOfTwo)
     // Both frames come before the wait begins, and witnesses say that they have been announced.
     std::vector<std::thread> witnesses;
     const auto announce = [&](FakeDriver &driver, NubrixStream *stream) {
-        Moment told;
-        Moment listening;
+        Counter told;
+        Counter listening;
         driver.setHook([&](const std::string &call) {
             if (call.find("keepLiveState") != std::string::npos)
-                listening.happen();
+                listening.add();
         });
         witnesses.emplace_back([&told, this, stream] {
             NubrixStream *own = stream;
             EXPECT_EQ(context().waitForStreams(&own, 1, nullptr, -1), 0);
-            told.happen();
+            told.add();
         });
-        EXPECT_TRUE(listening.await());
+        EXPECT_TRUE(listening.reaches(1));
         EXPECT_TRUE(driver.deliver(NUBRIX_STREAM_COLOR, {}));
-        EXPECT_TRUE(told.await());
+        EXPECT_TRUE(told.reaches(1));
         driver.setHook({});
     };
     m_net.setHook([&](const std::string &) {
@@ -251,10 +251,10 @@ TEST_F(Waiting, AnyOtherNegativeTimeIsAVeryLongOne)
 TEST_F(Waiting, SeveralThreadsAreToldOfOneFrame)
 {
     constexpr int kThreads = 4;
-    Moment listening;
+    Counter listening;
     m_usb.setHook([&](const std::string &call) {
         if (call == "usb:1 keepLiveState")
-            listening.happen();
+            listening.add();
     });
     std::vector<std::thread> threads;
     for (int i = 0; i < kThreads; ++i) {
@@ -265,7 +265,7 @@ TEST_F(Waiting, SeveralThreadsAreToldOfOneFrame)
             EXPECT_EQ(ready, m_stream);
         });
     }
-    ASSERT_TRUE(listening.await(kThreads));
+    ASSERT_TRUE(listening.reaches(kThreads));
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, {}));
     for (std::thread &thread : threads)
         thread.join();

@@ -7,7 +7,7 @@ namespace nubrix {
 
 namespace {
 
-std::string shown(const LogLine &line)
+std::string shown(const RecordedLine &line)
 {
     return std::to_string(line.level) + " " + line.text;
 }
@@ -16,8 +16,8 @@ std::string shown(const LogLine &line)
 
 void FakeLog::add(const char *module, int level, const char *text)
 {
-    const LogLine line = {module, level, text, std::this_thread::get_id()};
-    std::function<void(const LogLine &)> hook;
+    const RecordedLine line = {module, level, text, std::this_thread::get_id()};
+    std::function<void(const RecordedLine &)> hook;
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
         m_lines.push_back(line);
@@ -33,13 +33,13 @@ void FakeLog::addSetting(const std::string &setting)
     m_settings.push_back(setting);
 }
 
-void FakeLog::setHook(std::function<void(const LogLine &)> hook)
+void FakeLog::setHook(std::function<void(const RecordedLine &)> hook)
 {
     const std::lock_guard<std::mutex> guard(m_mutex);
     m_hook = std::move(hook);
 }
 
-std::vector<LogLine> FakeLog::lines() const
+std::vector<RecordedLine> FakeLog::lines() const
 {
     const std::lock_guard<std::mutex> guard(m_mutex);
     return m_lines;
@@ -49,7 +49,7 @@ std::vector<std::string> FakeLog::linesOf(std::thread::id thread) const
 {
     const std::lock_guard<std::mutex> guard(m_mutex);
     std::vector<std::string> found;
-    for (const LogLine &line : m_lines) {
+    for (const RecordedLine &line : m_lines) {
         if (line.thread == thread)
             found.push_back(shown(line));
     }
@@ -59,8 +59,9 @@ std::vector<std::string> FakeLog::linesOf(std::thread::id thread) const
 std::size_t FakeLog::count(const std::string &line) const
 {
     const std::lock_guard<std::mutex> guard(m_mutex);
-    return static_cast<std::size_t>(std::count_if(
-        m_lines.begin(), m_lines.end(), [&](const LogLine &each) { return shown(each) == line; }));
+    return static_cast<std::size_t>(
+        std::count_if(m_lines.begin(), m_lines.end(),
+                      [&](const RecordedLine &each) { return shown(each) == line; }));
 }
 
 std::vector<std::string> FakeLog::settings() const

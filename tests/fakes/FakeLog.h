@@ -10,7 +10,7 @@
 
 namespace nubrix {
 
-struct LogLine {
+struct RecordedLine {
     std::string module;
     int level;
     std::string text;
@@ -25,9 +25,9 @@ public:
     void add(const char *module, int level, const char *text);
     void addSetting(const std::string &setting);
     /// Called, with each line, on the thread that logs it.
-    void setHook(std::function<void(const LogLine &)> hook);
+    void setHook(std::function<void(const RecordedLine &)> hook);
 
-    std::vector<LogLine> lines() const;
+    std::vector<RecordedLine> lines() const;
     /// "LEVEL TEXT" of the lines of one thread, in order.
     std::vector<std::string> linesOf(std::thread::id thread) const;
     /// How many lines of any thread are "LEVEL TEXT".
@@ -38,9 +38,9 @@ public:
 
 private:
     mutable std::mutex m_mutex;  // guards everything below; never held while calling out
-    std::vector<LogLine> m_lines;
+    std::vector<RecordedLine> m_lines;
     std::vector<std::string> m_settings;
-    std::function<void(const LogLine &)> m_hook;
+    std::function<void(const RecordedLine &)> m_hook;
 };
 
 }  // namespace nubrix

@@ -1,4 +1,4 @@
-// How tests wait: for something to happen on another thread, and not for ever.
+// Tests do not hang: they end, and say where.
 #pragma once
 
 #include <chrono>
@@ -8,43 +8,16 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
+
+#include "tests/fakes/Waiting.h"
 
 namespace nubrix {
-
-/// Generous, because machines are slow and sanitizers slower; only a failing test waits that long.
-constexpr std::chrono::seconds kPatience{20};
-
-/// Something that happens, once or several times, and that other threads wait for.
-class Moment {
-public:
-    void happen()
-    {
-        const std::lock_guard<std::mutex> guard(m_mutex);
-        ++m_count;
-        m_changed.notify_all();
-    }
-    /// Waits until it has happened `times` times; false when patience ran out.
-    bool await(int times = 1)
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        return m_changed.wait_for(lock, kPatience, [&] { return m_count >= times; });
-    }
-    int count()
-    {
-        const std::lock_guard<std::mutex> guard(m_mutex);
-        return m_count;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    int m_count = 0;
-};
 
 /// Ends the process with a message when a test hangs: a deadlock then names itself.
 class HangGuard {
 public:
-    explicit HangGuard(std::string what, std::chrono::seconds limit = 3 * kPatience)
+    explicit HangGuard(std::string what, std::chrono::seconds limit = 3 * kTestDeadline)
         : m_thread([this, what = std::move(what), limit] {
               std::unique_lock<std::mutex> lock(m_mutex);
               if (!m_changed.wait_for(lock, limit, [this] { return m_done; })) {
@@ -77,7 +50,7 @@ private:
 template <class Condition>
 bool eventually(Condition condition)
 {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kTestDeadline;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;
