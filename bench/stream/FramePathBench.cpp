@@ -1,5 +1,5 @@
-// The way of a frame from the driver's thread to the application, beside a bare hand-over between two
-// threads; and what a frame costs with one stream and with sixty.
+// The way of a frame from the driver's thread to the application, beside a bare hand-over between
+// two threads; and what a frame costs with one stream and with sixty.
 #include <dlfcn.h>
 #include <sys/resource.h>
 
