@@ -170,6 +170,20 @@ TEST_F(DriverLoading, ButTearsItDownLikeTheOthers)
     EXPECT_EQ(handle("delMiniDriver"), nullptr);
 }
 
+TEST_F(DriverLoading, ADriverOfTheOldLanguageAndWithoutTheLibraryDelivers)
+{
+    m_library.install("Cxx11Driver", kUvcDriver);
+    initializing();
+    NubrixDevice *device = nullptr;
+    NubrixStream *stream = nullptr;
+    typedefNubrixFrame *frame = nullptr;
+    ASSERT_EQ(context().openDevice("x", &device), 0);
+    ASSERT_EQ(context().openStream(device, NUBRIX_STREAM_COLOR, &stream, nullptr, nullptr), 0);
+    ASSERT_EQ(context().readFrame(stream, &frame, 0), 0);
+    EXPECT_EQ(frame->dataSize, 4U);
+    EXPECT_EQ(context().releaseFrame(frame), 0);
+}
+
 // The sanitizers end the process on the flag that makes a plug-in prefer its own symbols.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 extern "C" __attribute__((visibility("default"))) const char *nubrixTestWho()
