@@ -128,6 +128,9 @@ int Context::closeStreamsOfDevice(Device *device)
 
 int Context::destroyStream(NubrixStream *handle)
 {
+    // On a callback thread the API lock below would be refused: say so before the stream is gone.
+    if (m_destroying && VideoStream::onCallbackThread())
+        return refuseUninitialized();
     if (const int refused = requireInitialized())
         return refused;
     if (!requireStream(handle))
