@@ -133,6 +133,32 @@ TEST_F(ThreadImplTest, DeletingARunningThreadStopsIt)
                 ElementsAre(enterLine("worker"), exitLine("worker"), stoppedLine("worker")));
 }
 
+TEST_F(ThreadImplTest, ManyThreadsMayStartAndStopItAndEachStartHasOneStop)
+{
+    std::atomic<int> running{0};
+    makeThread([] { return true; });
+    const auto startAndStop = [&] {
+        for (int i = 0; i < 100; ++i) {
+            const int started = m_thread->start();
+            EXPECT_TRUE(started == 0 || started == -5) << started;
+            if (started == 0)
+                ++running;
+            const int stopped = m_thread->stop();
+            EXPECT_TRUE(stopped == 0 || stopped == -5) << stopped;
+            if (stopped == 0)
+                --running;
+        }
+    };
+    std::thread other(startAndStop);
+    startAndStop();
+    other.join();
+    if (m_thread->stop() == 0)
+        --running;
+    EXPECT_EQ(running, 0);
+    EXPECT_EQ(m_thread->start(), 0);
+    EXPECT_EQ(m_thread->stop(), 0);
+}
+
 TEST_F(ThreadImplTest, EveryThreadHasAnIdOfTheKernel)
 {
     EXPECT_EQ(ThreadWrapper::getThreadId(), static_cast<int>(syscall(SYS_gettid)));

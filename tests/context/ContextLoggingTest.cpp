@@ -174,8 +174,9 @@ TEST_F(Logging, ThreadsLogSideBySide)
     }
     for (std::thread &thread : threads)
         thread.join();
-    for (int thread = 0; thread < 4; ++thread)
-        EXPECT_EQ(m_log.count("3 Log level set error : 1" + std::to_string(thread) + "\n"), 100U);
+    for (const char *line : {"3 Log level set error : 10\n", "3 Log level set error : 11\n",
+                             "3 Log level set error : 12\n", "3 Log level set error : 13\n"})
+        EXPECT_EQ(m_log.count(line), 100U);
 }
 
 TEST_F(Logging, ThreeFunctionsAreNeededAndNeverCalled)
@@ -240,9 +241,9 @@ TEST_F(WithoutLog, AFileThatIsNoLibraryIsNone)
 
 TEST_F(WithoutLog, OneFunctionMissingIsAllMissing)
 {
-    for (int missing = 0; missing < 9; ++missing) {
+    for (const char missing : std::string("012345678")) {
         SCOPED_TRACE(missing);
-        m_library.install("IncompleteLog" + std::to_string(missing), kLogDriver);
+        m_library.install(std::string("IncompleteLog") + missing, kLogDriver);
         expectSilence();
         m_library.remove(kLogDriver);
     }

@@ -36,6 +36,11 @@ struct End {
     std::function<int(NubrixBaseContext &, NubrixDevice *, NubrixStream *)> call;
 };
 
+void PrintTo(const End &end, std::ostream *stream)
+{
+    *stream << end.name;
+}
+
 class EndOfAWait : public Threads, public testing::WithParamInterface<End> {
 protected:
     /// Waits in slices for ever, ends it from outside in the middle of one, and gives the result.

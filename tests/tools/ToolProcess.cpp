@@ -180,7 +180,7 @@ ToolResult ToolProcess::finish()
 
 Words toolCommand(const Words &words)
 {
-    Words command = split(NUBRIX_TEST_EMULATOR, ';');
+    Words command = split(NUBRIX_TEST_EMULATOR, '|');
     command.push_back(NUBRIX_TEST_BIN "/nubrix");
     command.insert(command.end(), words.begin(), words.end());
     return command;
