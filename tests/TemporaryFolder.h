@@ -32,6 +32,12 @@ public:
 
     const std::filesystem::path &path() const { return m_path; }
     std::string file(const std::string &name) const { return (m_path / name).string(); }
+    /// Writes a file and returns its path.
+    std::string file(const std::string &name, const std::string &content) const
+    {
+        std::ofstream(m_path / name, std::ios::binary) << content;
+        return file(name);
+    }
 
 private:
     std::filesystem::path m_path;

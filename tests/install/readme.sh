@@ -10,9 +10,7 @@ shift 3
 
 rm -rf "$folder"
 mkdir -p "$folder"
-awk '/^```cpp$/ { inside = 1; next } inside && /^```$/ { ended = 1; exit } inside
-     END { exit !ended }' "$readme" >"$folder/first.cpp" ||
-    { echo "readme.sh: no C++ block in $readme" >&2; exit 1; }
+"$(dirname "$0")/first_block.sh" "$readme" >"$folder/first.cpp"
 
 "$@" "$folder/first.cpp" "$folder/first" "$launcher" "$folder/first" >"$folder/output"
 head -n 5 "$folder/output"

@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "TemporaryFolder.h"
 #include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "Failure.h"
 #include "ImageFile.h"
-#include "TemporaryFolder.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {

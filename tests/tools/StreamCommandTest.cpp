@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "ImageFile.h"
-#include "TemporaryFolder.h"
 #include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <csignal>
 
-#include "TemporaryFolder.h"
 #include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {

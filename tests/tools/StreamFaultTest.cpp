@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "ImageFile.h"
-#include "TemporaryFolder.h"
 #include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "TemporaryFolder.h"
 #include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {
