@@ -12,8 +12,8 @@ find_package(Threads REQUIRED)
 option(NUBRIX_WERROR "Make warnings errors" OFF)
 set(NUBRIX_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
 
-add_compile_options(-Wall -Wextra -Wshadow -Wformat=2 -Wconversion -Wcast-align=strict
-                    -ffp-contract=off)
+add_compile_options(-Wall -Wextra -Wshadow -Wformat=2 -Wconversion
+                    -Wcast-align$<$<CXX_COMPILER_ID:GNU>:=strict> -ffp-contract=off)
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 if(NUBRIX_WERROR)
   add_compile_options(-Werror)

@@ -4,6 +4,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)  # no notes on how GCC 6 passed parameters
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 
 # A cache entry, because an environment variable is lost when CMake runs again by itself.

@@ -226,6 +226,7 @@ public:
     virtual int closeDevice(NubrixBaseDevice **device) = 0;
     virtual int setUpgradeStatus(bool /*upgrading*/) { return 0; }
     virtual int setGmslI2CStats(bool /*on*/) { return 0; }
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): drivers are built for this signature
     virtual int setGmslI2CAddress(std::string /*address*/) { return 0; }
 };
 

@@ -88,7 +88,7 @@ public:
         const lock_block<Policy> guard(*this);
         std::erase_if(m_senders, [&](const auto &known) { return known.get() == sender; });
     }
-    virtual ~has_slots() { has_slots::disconnect_all(); }
+    ~has_slots() override { has_slots::disconnect_all(); }
 
     /// Leaves every signal. Afterwards none of them is calling this object. A class whose methods
     /// run on other threads calls it first thing in its own destructor.

@@ -26,7 +26,7 @@ void ListCommand::run()
 void ListCommand::reportJson(const Cameras &cameras, const Plugins &plugins)
 {
     Json report = {{"cameras", Json::array()}, {"drivers", Json::array()}};
-    for (const CameraInfo &camera : cameras)
+    for (const CameraInfo &camera : cameras) {
         report["cameras"].push_back({{"uri", camera.uri},
                                      {"serial_number", camera.serialNumber},
                                      {"product", camera.productName},
@@ -35,20 +35,23 @@ void ListCommand::reportJson(const Cameras &cameras, const Plugins &plugins)
                                      {"vendor_id", camera.vendorId},
                                      {"product_id", camera.productId},
                                      {"location", camera.location}});
-    for (const PluginState &plugin : plugins)
+    }
+    for (const PluginState &plugin : plugins) {
         report["drivers"].push_back({{"name", plugin.name},
                                      {"loaded", plugin.loaded},
                                      {plugin.loaded ? "path" : "reason", plugin.detail}});
+    }
     printJson(report);
 }
 
 void ListCommand::reportText(const Cameras &cameras, const Plugins &plugins)
 {
-    for (const CameraInfo &camera : cameras)
+    for (const CameraInfo &camera : cameras) {
         std::cout << camera.uri << "\n  serial number  " << camera.serialNumber
                   << "\n  product        " << camera.productName << "\n  transport      "
                   << transportName(camera.transport) << "\n  state          "
                   << deviceStateName(camera.state) << '\n';
+    }
     if (!cameras.empty())
         return;
     std::cout << "no camera found\n";

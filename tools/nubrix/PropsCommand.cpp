@@ -66,15 +66,17 @@ void PropsCommand::run()
         camera.setFlagMode(m_flagMode);
     const Json version = jsonOf(camera.versions());
     const std::optional<unsigned int> flagMode = camera.flagMode();
-    if (json())
+    if (json()) {
         printJson({{"uri", camera.uri()},
                    {"version", version},
                    {"stream_flag_mode", flagMode ? Json(*flagMode) : Json()}});
-    else
+    } else {
         reportText(camera.uri(), version, flagMode);
-    if (m_flagMode != 0 && flagMode && *flagMode != m_flagMode)
+    }
+    if (m_flagMode != 0 && flagMode && *flagMode != m_flagMode) {
         throw Failure("the camera took stream flag mode " + std::to_string(m_flagMode) +
                       ", but shows " + std::to_string(*flagMode));
+    }
 }
 
 }  // namespace nubrix
