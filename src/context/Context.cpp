@@ -212,6 +212,11 @@ int Context::requireDevice(const ApiLock &lock, NubrixDevice *handle, Device *&d
             return 0;
         }
     }
+    return refuseDevice();
+}
+
+int Context::refuseDevice()
+{
     setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
     logPrint(kLogError, "Invalid Device!");
     return -3;

@@ -152,6 +152,7 @@ private:
 
     // The guards. Each says everything about a refusal and returns its status, 0 to go on.
     static int refuseUninitialized();
+    static int refuseDevice();
     int requireInitialized() const;
     int requireInitialized(const ApiLock &lock) const;
     int requireDevice(const ApiLock &lock, NubrixDevice *handle, Device *&device) const;

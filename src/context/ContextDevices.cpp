@@ -240,6 +240,8 @@ int Context::closeDevice(NubrixDevice *handle)
         const ApiLock lock(*this);
         if (const int refused = requireDevice(lock, handle, device))
             return refused;
+        if (!device->beginClose())  // another thread closes it: gone for this one
+            return refuseDevice();
     }
     closeStreamsOfDevice(device);
     device->close();

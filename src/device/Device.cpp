@@ -53,13 +53,22 @@ void Device::opened(NubrixBaseDevice *driverDevice)
     m_opened = true;
 }
 
+bool Device::beginClose()
+{
+    return !m_closing.exchange(true);
+}
+
 int Device::close()
 {
     if (!m_opened) {
         logPrint(kLogInfo, "Device not open");
         return 0;
     }
-    NubrixBaseDevice *driverDevice = m_driverDevice.exchange(nullptr);
+    NubrixBaseDevice *driverDevice = nullptr;
+    {
+        const std::lock_guard<std::shared_mutex> unused(m_driverLock);
+        std::swap(driverDevice, m_driverDevice);
+    }
     const int result = m_driver.closeDevice(&driverDevice);
     m_opened = false;
     return result;
@@ -67,13 +76,12 @@ int Device::close()
 
 VideoStream *Device::createStream(unsigned int streamType)
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
-    if (driverDevice && driverDevice->deviceState() == NUBRIX_DEVICE_DISCONNECTED) {
+    if (isDisconnected()) {
         logPrint(kLogInfo, "Device disconnected, please check it");
         setErrorNumber(NUBRIX_ERR_DEVICE_NOT_FOUND);
         return nullptr;
     }
-    if (!m_opened) {
+    if (!m_opened || m_closing) {
         logPrint(kLogInfo, "Device not open");
         setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
         return nullptr;
@@ -93,6 +101,12 @@ void Device::destroyStream(VideoStream *stream)
     delete stream;
 }
 
+bool Device::isDisconnected() const
+{
+    const InUse driverDevice = inUse();
+    return driverDevice && driverDevice->deviceState() == NUBRIX_DEVICE_DISCONNECTED;
+}
+
 bool Device::isConflictWithOpenedStreams(unsigned int /*streamType*/) const
 {
     // Kept: every combination of streams is admitted; the check is a hook.
@@ -109,21 +123,21 @@ void Device::stopSensors()
 
 void Device::closeAllStreams()
 {
-    if (NubrixBaseDevice *const driverDevice = m_driverDevice)
+    if (const InUse driverDevice = inUse())
         driverDevice->closeAllStreams();
 }
 
 NubrixBaseStream *Device::createDriverStream(unsigned int streamType)
 {
     NubrixBaseStream *stream = nullptr;
-    if (NubrixBaseDevice *const driverDevice = m_driverDevice)
+    if (const InUse driverDevice = inUse())
         driverDevice->createStream(streamType, &stream);
     return stream;
 }
 
 void Device::destroyDriverStream(NubrixBaseStream *stream)
 {
-    if (NubrixBaseDevice *const driverDevice = m_driverDevice)
+    if (const InUse driverDevice = inUse())
         driverDevice->destroyStream(&stream);
 }
 
@@ -132,9 +146,14 @@ void Device::setStreamOpenedState(unsigned int streamType, bool opened)
     m_streamOpened[streamType] = opened ? 1 : 0;
 }
 
-NubrixBaseDevice *Device::requireOpen() const
+Device::InUse Device::inUse() const
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    return {std::shared_lock<std::shared_mutex>(m_driverLock), m_driverDevice};
+}
+
+Device::InUse Device::requireOpen() const
+{
+    InUse driverDevice = inUse();
     if (!driverDevice)
         setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
     return driverDevice;
@@ -142,58 +161,58 @@ NubrixBaseDevice *Device::requireOpen() const
 
 int Device::setProperty(unsigned int id, const void *data, unsigned int size)
 {
-    NubrixBaseDevice *const driverDevice = requireOpen();
+    const InUse driverDevice = requireOpen();
     return driverDevice ? driverDevice->setProperty(id, data, size) : -3;
 }
 
 int Device::getProperty(unsigned int id, void *data, unsigned int *size)
 {
-    NubrixBaseDevice *const driverDevice = requireOpen();
+    const InUse driverDevice = requireOpen();
     return driverDevice ? driverDevice->getProperty(id, data, size) : -3;
 }
 
 int Device::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
                                             unsigned char *out, unsigned int *outSize)
 {
-    NubrixBaseDevice *const driverDevice = requireOpen();
+    const InUse driverDevice = requireOpen();
     return driverDevice ? driverDevice->propertyTranspraentTransmission(in, inSize, out, outSize)
                         : -3;
 }
 
 int Device::setTemperatureParamsFilePath(const char *path)
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->setTemperatureParamsFilePath(path) : -3;
 }
 
 int Device::getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
                                 unsigned int *count)
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->getSupportFrameMode(streamType, modes, count) : -3;
 }
 
 int Device::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart)
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->setFrameMode(streamType, mode, restart) : -3;
 }
 
 typedefNubrixFrameMode *Device::getCurrentFrameMode(unsigned int &streamType)
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->getCurrentFrameMode(streamType) : nullptr;
 }
 
 int Device::deviceState() const
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->deviceState() : int{NUBRIX_DEVICE_DISCONNECTED};
 }
 
 int Device::keepLiveState() const
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->keepLiveState() : 0;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <shared_mutex>
 #include <string>
 
 #include "nubrix/driver.h"
@@ -26,7 +27,10 @@ public:
 
     int open(const char *uri);
     int open2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path);
-    /// 0 when it was not open, else what the driver returned; closed either way.
+    /// True for the one who may close the device. From then on it makes no streams. Thread-safe.
+    bool beginClose();
+    /// 0 when it was not open, else what the driver returned; closed either way. Waits for calls
+    /// into the driver's device; later ones find it gone.
     int close();
 
     /// A new stream on the sensor of a type (not above 63), null when the camera is disconnected or
@@ -60,16 +64,36 @@ public:
     int deviceKind() const { return m_deviceKind; }
 
 private:
+    // The driver's device, which is not closed while this exists; null when it is gone.
+    class InUse final {
+    public:
+        InUse(std::shared_lock<std::shared_mutex> lock, NubrixBaseDevice *device)
+            : m_lock(std::move(lock)), m_device(device)
+        {
+        }
+        NubrixBaseDevice *operator->() const { return m_device; }
+        explicit operator bool() const { return m_device != nullptr; }
+
+    private:
+        std::shared_lock<std::shared_mutex> m_lock;
+        NubrixBaseDevice *m_device;
+    };
+
+    bool isDisconnected() const;
     bool isConflictWithOpenedStreams(unsigned int streamType) const;
     void opened(NubrixBaseDevice *driverDevice);
-    NubrixBaseDevice *requireOpen() const;
+    InUse inUse() const;
+    /// As inUse, and sets the error number when it is gone.
+    InUse requireOpen() const;
 
     std::string m_deviceId;
     int m_deviceKind = 255;
-    bool m_opened = false;
+    std::atomic<bool> m_opened{false};
+    std::atomic<bool> m_closing{false};
     NubrixBaseDriver &m_driver;
-    std::atomic<NubrixBaseDevice *> m_driverDevice{nullptr};  // the driver's
-    std::array<unsigned char, 255> m_streamOpened = {};       // by stream type
+    mutable std::shared_mutex m_driverLock;              // shared while the driver's device is used
+    NubrixBaseDevice *m_driverDevice = nullptr;          // the driver's
+    std::array<unsigned char, 255> m_streamOpened = {};  // by stream type
     // By stream type, made on first use. Last: dying sensors give their streams back.
     std::array<std::unique_ptr<Sensor>, 64> m_sensors;
 };

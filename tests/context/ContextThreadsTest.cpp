@@ -177,6 +177,27 @@ TEST_F(Threads, CamerasOpenAndCloseOnSeveralThreads)
     ASSERT_TRUE(m_usb.waitForAnnouncements());
 }
 
+TEST_F(Threads, OneOfTwoWhoCloseACameraIsRefusedAndItGetsNoMoreStreams)
+{
+    Counter closing;
+    Gate mayClose;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "closeDevice usb:1") {
+            closing.add();
+            EXPECT_TRUE(mayClose.pass());
+        }
+    });
+    std::thread closer([&] { EXPECT_EQ(context().closeDevice(m_device), 0); });
+    EXPECT_TRUE(closing.reaches(1));
+    EXPECT_EQ(outcome([&] { return context().closeDevice(m_device); }),
+              (Outcome{-3, NUBRIX_ERR_INVALID_DEVICE, {"3 Invalid Device!"}}));
+    NubrixStream *stream = nullptr;
+    EXPECT_EQ(context().openStream(m_device, NUBRIX_STREAM_COLOR, &stream, nullptr, nullptr), -1);
+    mayClose.open();
+    closer.join();
+    EXPECT_EQ(m_usb.countCalls("closeDevice usb:1"), 1U);
+}
+
 TEST_F(Threads, AStreamAndItsCameraAreClosedAtOnce)
 {
     m_usb.freeRunning = true;

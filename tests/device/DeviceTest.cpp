@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/ErrorNumber.h"
@@ -297,6 +299,28 @@ TEST_F(DeviceTest, PropertiesOfAClosedDeviceAreRefusedWithAnErrorNumber)
     EXPECT_EQ(m_device->propertyTranspraentTransmission(data, 4, data, &size), -3);
     EXPECT_EQ(g_nubrixErrno, 0x80300102U);
     EXPECT_THAT(m_log.take(), IsEmpty());
+}
+
+TEST_F(DeviceTest, ADriversDeviceIsNotClosedWhileItIsAsked)
+{
+    for (int life = 0; life < 50; ++life) {
+        open();
+        std::atomic<bool> asked{false};
+        std::thread asker([&] {
+            unsigned char data[4] = {};
+            unsigned int size = sizeof(data);
+            int result = 0;
+            do {
+                result = m_device->getProperty(72, data, &size);
+                asked = true;
+            } while (result == 0);
+            EXPECT_EQ(result, -3);
+        });
+        while (!asked)
+            std::this_thread::yield();
+        EXPECT_EQ(m_device->close(), 0);  // sanitizers see the driver's device die too early
+        asker.join();
+    }
 }
 
 TEST_F(DeviceTest, PropertiesReachTheDriverWithAllTheirArguments)
