@@ -67,7 +67,7 @@ int Device::close()
     NubrixBaseDevice *driverDevice = nullptr;
     {
         const std::lock_guard<std::shared_mutex> unused(m_driverLock);
-        std::swap(driverDevice, m_driverDevice);
+        driverDevice = m_driverDevice.exchange(nullptr);
     }
     const int result = m_driver.closeDevice(&driverDevice);
     m_opened = false;
@@ -206,13 +206,13 @@ typedefNubrixFrameMode *Device::getCurrentFrameMode(unsigned int &streamType)
 
 int Device::deviceState() const
 {
-    const InUse driverDevice = inUse();
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
     return driverDevice ? driverDevice->deviceState() : int{NUBRIX_DEVICE_DISCONNECTED};
 }
 
 int Device::keepLiveState() const
 {
-    const InUse driverDevice = inUse();
+    NubrixBaseDevice *const driverDevice = m_driverDevice;
     return driverDevice ? driverDevice->keepLiveState() : 0;
 }
 

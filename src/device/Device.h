@@ -54,7 +54,8 @@ public:
     int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart);
     typedefNubrixFrameMode *getCurrentFrameMode(unsigned int &streamType);
 
-    /// A NubrixDeviceState; disconnected when closed.
+    /// A NubrixDeviceState; disconnected when closed. This and the next are asked on behalf of a
+    /// stream, and streams are gone before the device is closed: they hold no lock.
     int deviceState() const;
     /// Non-zero while the camera answers; 0 when closed.
     int keepLiveState() const;
@@ -91,9 +92,9 @@ private:
     std::atomic<bool> m_opened{false};
     std::atomic<bool> m_closing{false};
     NubrixBaseDriver &m_driver;
-    mutable std::shared_mutex m_driverLock;              // shared while the driver's device is used
-    NubrixBaseDevice *m_driverDevice = nullptr;          // the driver's
-    std::array<unsigned char, 255> m_streamOpened = {};  // by stream type
+    mutable std::shared_mutex m_driverLock;  // shared while the driver's device is used
+    std::atomic<NubrixBaseDevice *> m_driverDevice{nullptr};  // the driver's
+    std::array<unsigned char, 255> m_streamOpened = {};       // by stream type
     // By stream type, made on first use. Last: dying sensors give their streams back.
     std::array<std::unique_ptr<Sensor>, 64> m_sensors;
 };
