@@ -1,19 +1,40 @@
 #!/bin/sh
 # demo.sh [FOLDER]    builds Nubrix and shows a camera that needs no hardware: the list, three
-# streams for three seconds, and their first and last pictures in FOLDER (build/demo/pictures).
+# streams for three seconds with their first and last pictures, a recording of three seconds, a photo
+# and point clouds. The results lie in FOLDER (build/demo/results).
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-pictures=${1:-$root/build/demo/pictures}
+results=${1:-$root/build/demo/results}
 
 "$root/scripts/deps.sh" build
 cd "$root"
 cmake --preset release -B build/demo -DNUBRIX_BUILD_TESTS=OFF -DNUBRIX_BUILD_BENCH=OFF >/dev/null
 cmake --build build/demo --parallel
 cd "$OLDPWD"
-mkdir -p "$pictures"
+mkdir -p "$results"
 nubrix=$root/build/demo/bin/nubrix
 
-echo
-"$nubrix" --virtual list
-echo
-"$nubrix" --virtual stream --streams color,depth,ir --seconds 3 --save "$pictures"
+show() {
+    echo
+    echo "\$ nubrix $*"
+    "$nubrix" "$@"
+}
+
+show --virtual list
+show --virtual stream --streams color,depth,ir --seconds 3 --save "$results"
+# A busy machine may miss a frame; the command says so, and the rest goes on.
+show --virtual record --out "$results/room.bin" --seconds 3 || true
+show inspect "$results/room.bin"
+show --virtual photo --out "$results/photo.bmp"
+show --virtual cloud --out "$results/room.ply"
+show --virtual cloud --rgba --out "$results/room-coloured.ply"
+
+cat <<END
+
+what                      where
+pictures of the streams   $results/*.png
+recording                 $results/room.bin
+photo                     $results/photo.bmp
+point cloud, metres       $results/room.ply
+coloured by depth         $results/room-coloured.ply
+END

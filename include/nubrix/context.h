@@ -145,15 +145,48 @@ public:
     virtual int logInfo(NubrixLogLevel level, const char *format, ...) = 0;
     virtual int takePhoto(const char *path) = 0;
 
+    /// Makes a point of each pixel of a depth image. docs/pointcloud.md sets the three conversions
+    /// side by side.
+    ///
+    /// depth: width * height values, row after row; pixelType says how many of the lower bits are
+    /// fractions: 1 four, 2 three, any other value two. points: as many records, in the same order,
+    /// provided by the caller. s divides depths (1000 turns millimetres into metres); fx, fy, cx and
+    /// cy are the focal lengths and the principal point of a pinhole camera, in pixels:
+    ///
+    ///     z = depth / s, x = z * (u - cx) / fx, y = z * (v - cy) / fy
+    ///
+    /// u and v are a pixel's column and row from 0; images that are 284, 568 or 1136 wide begin at
+    /// (25, 12), (50, 25) and (100, 50). Where depth is 0 the point is (0, 0, 0), and with
+    /// limitRange also where depth is at least 4095 (type 1), 8191 (type 2) or 16383 (others).
+    ///
+    /// If one of s, fx, fy, cx, cy is not above 0 (or is not a number), all five are replaced by
+    /// 1000, 425, 425, 200 and 320. Nothing else is checked. Always 0. Needs no initialize. Results
+    /// are the same to the bit on every processor. Thread-safe.
     virtual int convertDepthToPointCloud(const unsigned short *depth, unsigned int width,
                                          unsigned int height, float s, float fx, float fy, float cx,
                                          float cy, typedefNubrixPoint3D *points,
                                          unsigned int pixelType, bool limitRange) = 0;
+    /// The same arguments for the driver of an open device, which converts by its own means (with
+    /// the camera's calibration, say), and what it answers. -2 before initialize, -3 for an unknown
+    /// device, -8 by drivers that have no conversion. Any thread; may block: it waits for other
+    /// operations.
     virtual int convertDepthToPointCloud2(NubrixDevice *device, const unsigned short *depth,
                                           unsigned int width, unsigned int height, float s,
                                           float fx, float fy, float cx, float cy,
                                           typedefNubrixPoint3D *points, unsigned int pixelType,
                                           bool limitRange) = 0;
+    /// Makes a point and a colour of each pixel of a depth image, in two threads of its own.
+    ///
+    /// Shapes and pixelType are as in convertDepthToPointCloud, and colours holds width * height
+    /// records too. What differs: fractions of a depth are dropped; y and z are negated, so y grows
+    /// upwards and z towards the camera; there are no offsets by the width; limitRange, fx, fy, cx
+    /// and cy are not used. The camera is a built-in one, for images up to 640 wide or wider ones,
+    /// and s is taken as it is. Depths that are no points: 0, 4095 (type 1), from 4000 on (type 2),
+    /// 16383 (others); they give (0, 0, 0) in black. Colours run from blue (near) through green to
+    /// red; depths above 4094 are red; alpha is 1.
+    ///
+    /// The first call of the process logs "creat color bar succed!" at level 4. Always 0. Needs no
+    /// initialize. Thread-safe.
     virtual int convertDepthToPointCloudWithRGBA(const unsigned short *depth, unsigned int width,
                                                  unsigned int height, float s, float fx, float fy,
                                                  float cx, float cy, typedefNubrixPoint3D *points,

@@ -7,6 +7,7 @@
 #include "device/Device.h"
 #include "device/DriverLoader.h"
 #include "log/LogDriver.h"
+#include "record/StreamRecorder.h"
 #include "stream/MultiStreamsListener.h"
 #include "stream/VideoStream.h"
 
@@ -108,6 +109,7 @@ int Context::releaseAllResoures()
         const CriticalSectionScoped guard(*m_leafLock);
         listeners.swap(m_listeners);
     }
+    releaseRecorders();
     releaseStreams();
     releaseStateCallbacks();
     releaseDevices();
@@ -115,6 +117,17 @@ int Context::releaseAllResoures()
     releaseUpgraders();
     m_thirdLock.reset();
     return 0;
+}
+
+void Context::releaseRecorders()
+{
+    for (const auto &recorder : recorders()) {
+        recorderStop(recorder->handle());
+        destroyRecorder(recorder->handle());
+    }
+    std::list<std::shared_ptr<StreamRecorder>> left;  // by an override that keeps them
+    const CriticalSectionScoped guard(*m_leafLock);
+    left.swap(m_recorders);
 }
 
 void Context::releaseStreams()
@@ -206,6 +219,11 @@ int Context::requireDevice(const ApiLock &lock, NubrixDevice *handle, Device *&d
 {
     if (const int refused = requireInitialized(lock))
         return refused;
+    return requireOpenDevice(handle, device);
+}
+
+int Context::requireOpenDevice(NubrixDevice *handle, Device *&device) const
+{
     for (Device *each : m_devices) {
         if (each->handle() == handle) {
             device = each;

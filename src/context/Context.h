@@ -21,6 +21,7 @@
 namespace nubrix {
 
 class MultiStreamsListener;
+class StreamRecorder;
 
 class Context : public NubrixBaseContext {
 public:
@@ -72,7 +73,7 @@ public:
                                         unsigned int *outSize) override;
     int setStreamFlagMode(NubrixDevice *handle, unsigned int mode) override;
 
-    // ContextPending.cpp
+    // ContextRecording.cpp
     int createRecorder(const char *path, NubrixRecord **recorder) override;
     int recorderAttachStream(NubrixRecord *recorder, NubrixStream *stream) override;
     int recorderStart(NubrixRecord *recorder) override;
@@ -87,7 +88,7 @@ public:
     void setErrorCode(NubrixErrorCode code) override;
     int logInfo(NubrixLogLevel level, const char *format, ...) override;
 
-    // ContextPending.cpp
+    // ContextPhoto.cpp, ContextPointCloud.cpp, ContextUpgrade.cpp
     int takePhoto(const char *path) override;
     int convertDepthToPointCloud(const unsigned short *depth, unsigned int width,
                                  unsigned int height, float s, float fx, float fy, float cx,
@@ -156,10 +157,13 @@ private:
     int requireInitialized() const;
     int requireInitialized(const ApiLock &lock) const;
     int requireDevice(const ApiLock &lock, NubrixDevice *handle, Device *&device) const;
+    int requireOpenDevice(NubrixDevice *handle, Device *&device) const;
+    std::shared_ptr<StreamRecorder> requireRecorder(NubrixRecord *handle);
     // Nothing when the handle is unknown, which is reported; the operation then returns -13.
     StreamRegistry::Pin requireStream(NubrixStream *handle);
 
     int releaseAllResoures();
+    void releaseRecorders();
     void releaseStreams();
     void releaseStateCallbacks();
     void releaseDevices();
@@ -183,7 +187,9 @@ private:
     void rebuildDeviceTable();
     void notifyApplication(const char *deviceAddr, const char *serial, unsigned int state);
 
+    std::list<std::shared_ptr<StreamRecorder>> recorders();
     unsigned int frameTypeOf(NubrixStream *handle);
+    void detachFromRecorders(NubrixStream *handle);
     int closeStreamsOfDevice(Device *device);
     typedefNubrixFrame *internalReadStreamFrame(VideoStream *stream);
     std::shared_ptr<MultiStreamsListener> listenerOfThisThread();
@@ -214,6 +220,7 @@ private:
     using Registration = std::pair<NubrixDeviceStateCallback, void *>;
     std::list<Registration> m_stateCallbacks;
     StreamRegistry m_streams;
+    std::list<std::shared_ptr<StreamRecorder>> m_recorders;
     std::map<unsigned int, std::shared_ptr<MultiStreamsListener>> m_listeners;  // by thread
     std::map<DRIVER_TYPE, NubrixBaseDriver *> m_drivers;
 

@@ -7,6 +7,7 @@
 #include "base/xp.h"
 #include "context/Context.h"
 #include "device/Device.h"
+#include "record/StreamRecorder.h"
 #include "stream/InternalFrame.h"
 #include "stream/VideoStream.h"
 
@@ -102,11 +103,21 @@ int Context::closeStream(NubrixStream *handle)
     const auto name = m_streamNames.find(frameTypeOf(handle));
     if (name != m_streamNames.end())
         logPrint(kLogMilestone, "Start stop %s stream ", name->second.c_str());
+    detachFromRecorders(handle);
     int result = stopStream(handle);
     if (result == 0)
         result = destroyStream(handle);
     logPrint(kLogMilestone, "Finish stop stream");
     return result;
+}
+
+void Context::detachFromRecorders(NubrixStream *handle)
+{
+    const StreamRegistry::Pin stream = m_streams.pin(handle);
+    if (!stream)
+        return;
+    for (const auto &recorder : recorders())
+        recorder->DeAttachStream(stream.get());
 }
 
 unsigned int Context::frameTypeOf(NubrixStream *handle)

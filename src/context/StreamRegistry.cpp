@@ -41,6 +41,18 @@ StreamRegistry::Pin StreamRegistry::pin(const NubrixStream *handle)
     return {*this, *found};
 }
 
+StreamRegistry::Pin StreamRegistry::pinFirstOf(unsigned int type)
+{
+    const CriticalSectionScoped guard(m_lock);
+    const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry &entry) {
+        return entry.stream->getFrameType() == type;
+    });
+    if (found == m_entries.end())
+        return {};
+    ++found->pins;
+    return {*this, *found};
+}
+
 void StreamRegistry::unpin(Entry &entry)
 {
     const CriticalSectionScoped guard(m_lock);

@@ -50,6 +50,8 @@ public:
     void add(VideoStream *stream);
     /// Pins a stream, nothing if it is not in the list.
     Pin pin(const NubrixStream *handle);
+    /// Pins the first stream of a type (a NubrixStreamType), nothing if there is none.
+    Pin pinFirstOf(unsigned int type);
     bool isFull() { return size() >= kMaxStreams; }
     std::size_t size();
     /// The first stream in the list, null if it is empty.

@@ -204,6 +204,25 @@ typedefNubrixFrameMode *Device::getCurrentFrameMode(unsigned int &streamType)
     return driverDevice ? driverDevice->getCurrentFrameMode(streamType) : nullptr;
 }
 
+int Device::convertDepthToPointCloud2(const unsigned short *depth, unsigned int width,
+                                      unsigned int height, float s, float fx, float fy, float cx,
+                                      float cy, typedefNubrixPoint3D *points,
+                                      unsigned int pixelType, bool limitRange)
+{
+    const InUse driverDevice = inUse();
+    // Kept: a success without a driver's device. See docs/oddities.md.
+    return driverDevice
+               ? driverDevice->convertDepthToPointCloud2(depth, width, height, s, fx, fy, cx, cy,
+                                                         points, pixelType, limitRange)
+               : 0;
+}
+
+NubrixBaseUpgrade *Device::createUpgradeIntance()
+{
+    const InUse driverDevice = inUse();
+    return driverDevice ? driverDevice->createUpgradeIntance() : nullptr;
+}
+
 int Device::deviceState() const
 {
     NubrixBaseDevice *const driverDevice = m_driverDevice;

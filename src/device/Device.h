@@ -53,6 +53,14 @@ public:
                             unsigned int *count);
     int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart);
     typedefNubrixFrameMode *getCurrentFrameMode(unsigned int &streamType);
+    /// What the driver's device makes of it; 0, and nothing is written, when that is gone.
+    int convertDepthToPointCloud2(const unsigned short *depth, unsigned int width,
+                                  unsigned int height, float s, float fx, float fy, float cx,
+                                  float cy, typedefNubrixPoint3D *points, unsigned int pixelType,
+                                  bool limitRange);
+
+    /// What the driver's device makes; null when it cannot be upgraded. The caller owns it.
+    NubrixBaseUpgrade *createUpgradeIntance();
 
     /// A NubrixDeviceState; disconnected when closed. This and the next are asked on behalf of a
     /// stream, and streams are gone before the device is closed: they hold no lock.

@@ -183,7 +183,9 @@ int FakeDevice::getDeviceKind()
 NubrixBaseUpgrade *FakeDevice::createUpgradeIntance()
 {
     record("createUpgradeIntance");
-    return m_driver.hasUpgrader ? new FakeUpgrade(m_driver, m_id, false) : nullptr;
+    if (m_driver.hasPlainUpgrader)
+        return new NubrixBaseUpgrade;
+    return m_driver.hasUpgrader ? new FakeUpgrade(m_driver, m_id, m_driver.upgrading) : nullptr;
 }
 
 }  // namespace nubrix

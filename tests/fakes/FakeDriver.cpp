@@ -267,6 +267,42 @@ int FakeDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int
     return results.getDeviceList;
 }
 
+void FakeDriver::setGmslPaths(std::vector<std::string> paths)
+{
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_gmslPaths = std::move(paths);
+}
+
+int FakeDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count)
+{
+    record("getGmslDeviceList " + std::to_string(*count));
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    for (std::size_t i = 0; i < m_gmslPaths.size(); ++i) {
+        records[i] = {};
+        m_gmslPaths[i].copy(records[i].devicePath, sizeof(records[i].devicePath) - 1);
+    }
+    *count = static_cast<unsigned int>(m_gmslPaths.size());
+    return results.getDeviceList;
+}
+
+int FakeDriver::setUpgradeStatus(bool on)
+{
+    record("setUpgradeStatus " + std::to_string(on));
+    return 0;
+}
+
+int FakeDriver::setGmslI2CStats(bool on)
+{
+    record("setGmslI2CStats " + std::to_string(on));
+    return 0;
+}
+
+int FakeDriver::setGmslI2CAddress(std::string address)
+{
+    record("setGmslI2CAddress " + address);
+    return 0;
+}
+
 int FakeDriver::openDevice(const char *uri, NubrixBaseDevice **device)
 {
     record("openDevice " + orNull(uri));

@@ -58,6 +58,7 @@ public:
         std::atomic<int> setFrameMode{0};
         std::atomic<int> start{0};
         std::atomic<int> stop{0};
+        std::atomic<int> upgradeStart{0};
     };
 
     FakeDriver();
@@ -66,15 +67,18 @@ public:
     // --- what it is told
 
     Results results;
-    std::atomic<bool> opensByFd{true};         // off: openDeviceByFd as if it were not overridden
-    std::atomic<bool> givesNullDevice{false};  // opening succeeds and writes no device
-    std::atomic<bool> givesNullStream{false};  // createStream succeeds and writes no stream
-    std::atomic<bool> hasUpgrader{false};      // createUpgradeIntance gives a FakeUpgrade
+    std::atomic<bool> opensByFd{true};          // off: openDeviceByFd as if it were not overridden
+    std::atomic<bool> givesNullDevice{false};   // opening succeeds and writes no device
+    std::atomic<bool> givesNullStream{false};   // createStream succeeds and writes no stream
+    std::atomic<bool> hasUpgrader{false};       // createUpgradeIntance gives a FakeUpgrade
+    std::atomic<bool> hasPlainUpgrader{false};  // or one that overrides nothing
+    std::atomic<bool> upgrading{false};         // what that FakeUpgrade says of itself
     std::atomic<int> deviceKind{7};
     std::atomic<unsigned int> frameBufferSize{64};  // bytes, of every stream
     std::atomic<bool> freeRunning{false};  // started streams deliver frame after frame, every ms
 
     void setDevices(std::vector<typedefNubrixeviceAttribute> records);
+    void setGmslPaths(std::vector<std::string> paths);
     void setDeviceId(const std::string &id);  // of devices opened by descriptor; "fd-device" before
     void setModes(std::vector<typedefNubrixFrameMode> modes);
     /// Until then, and before a setFrameMode, there is no current mode.
@@ -118,10 +122,14 @@ public:
     int uninitialize() override;
     int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
     int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
+    int getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count) override;
     int openDevice(const char *uri, NubrixBaseDevice **device) override;
     int openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
                        NubrixBaseDevice **device) override;
     int closeDevice(NubrixBaseDevice **device) override;
+    int setUpgradeStatus(bool on) override;
+    int setGmslI2CStats(bool on) override;
+    int setGmslI2CAddress(std::string address) override;
 
 private:
     friend class FakeDevice;
@@ -141,6 +149,7 @@ private:
     std::vector<std::string> m_calls;
     std::function<void(const std::string &)> m_hook;
     std::vector<typedefNubrixeviceAttribute> m_records;
+    std::vector<std::string> m_gmslPaths;
     std::string m_deviceId = "fd-device";
     std::vector<typedefNubrixFrameMode> m_modes;
     std::map<unsigned int, typedefNubrixFrameMode> m_currentModes;  // by stream type

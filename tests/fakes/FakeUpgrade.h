@@ -9,13 +9,17 @@ namespace nubrix {
 
 class FakeDriver;
 
-/// Remembers hot-plug events in the calls of its driver: "upgrader LOCATION event ADDR STATE".
+/// Remembers what it is asked in the calls of its driver: "upgrader LOCATION event ADDR STATE",
+/// "... start FILE", "... fd A B C D", "... status PATH A B D".
 class FakeUpgrade final : public NubrixBaseUpgrade {
 public:
     FakeUpgrade(FakeDriver &driver, std::string location, bool upgrading);
     ~FakeUpgrade() override;
 
-    using NubrixBaseUpgrade::onDeviceStateChange;
+    int deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallbacks *callbacks,
+                                  const char *file) override;
+    void onDeviceStateChange(const char *path, int a, int b, unsigned int d) override;
+    void setDufDeviceFd(unsigned int a, unsigned int b, unsigned int c, const char *d) override;
     void onDeviceStateChange(const char *deviceAddr, const char *serial, const char *location,
                              unsigned int state) override;
     bool isUpgradeState() override { return m_upgrading; }

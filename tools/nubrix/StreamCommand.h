@@ -1,13 +1,13 @@
 // nubrix stream: lets streams of a camera run and tells how they do.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "Camera.h"
 #include "Command.h"
 #include "StreamRun.h"
+#include "StreamSelection.h"
 #include "StreamTable.h"
 
 namespace nubrix {
@@ -24,8 +24,6 @@ private:
         std::string problem;                          // empty if all went well
     };
 
-    std::vector<StreamKind> chooseKinds(Camera &camera) const;
-    void setModes(Camera &camera, const std::vector<StreamKind> &kinds) const;
     StreamRun::Readers openStreams(Camera &camera, const StopSignal &stop) const;
     Result stream(Camera &camera, const StopSignal &stop) const;
     void save(const StreamRun::Readers &readers, Result &result) const;
@@ -34,10 +32,7 @@ private:
     static std::vector<StreamRow> rowsOf(const StreamRun::Readers &readers);
 
     std::string m_uri;
-    std::string m_streams;  // empty: those of the usual three that the camera has
-    std::string m_mode;     // empty: as it is
-    double m_seconds = 0;   // 0: no limit
-    std::uint64_t m_frames = 0;
+    StreamSelection m_selection;
     bool m_byCallback = false;
     bool m_byPolling = false;
     std::string m_folder;  // empty: save nothing

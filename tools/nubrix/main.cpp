@@ -5,10 +5,15 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "CloudCommand.h"
 #include "Failure.h"
+#include "InspectCommand.h"
 #include "ListCommand.h"
 #include "ModesCommand.h"
+#include "PhotoCommand.h"
 #include "PropsCommand.h"
+#include "RecordCommand.h"
+#include "RepairCommand.h"
 #include "StreamCommand.h"
 #include "VirtualLauncher.h"
 
@@ -37,7 +42,8 @@ int report(const std::exception &exception)
 
 int run(int argc, char **argv)
 {
-    CLI::App app("Lists depth cameras, shows what they can do, and lets them stream.", "nubrix");
+    CLI::App app("Lists depth cameras, shows what they can do, lets them stream and records them.",
+                 "nubrix");
     app.set_version_flag("--version", "nubrix " NUBRIX_TOOL_VERSION);
     app.require_subcommand(0, 1);
     app.failure_message(CLI::FailureMessage::simple);
@@ -57,12 +63,18 @@ int run(int argc, char **argv)
     ModesCommand modes(app);
     StreamCommand stream(app);
     PropsCommand props(app);
+    RecordCommand record(app);
+    InspectCommand inspect(app);
+    RepairCommand repair(app);
+    PhotoCommand photo(app);
+    CloudCommand cloud(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::array<Command *, 4> commands = {&list, &modes, &stream, &props};
+    const std::array<Command *, 9> commands = {&list,    &modes,  &stream, &props, &record,
+                                               &inspect, &repair, &photo,  &cloud};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {

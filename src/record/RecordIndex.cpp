@@ -1,0 +1,171 @@
+#include "record/RecordIndex.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <system_error>
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::size_t kBlockSize = 4096;
+constexpr std::size_t kSearchBlockSize = 65536;
+constexpr std::uint64_t kSearchLimit = 64 << 20;
+
+std::string cutTag(std::uint64_t sizeBytes)
+{
+    return "a tag of 26 bytes is cut after " + std::to_string(sizeBytes);
+}
+
+}  // namespace
+
+RecordIndex::RecordIndex(const char *path) : m_file(path), m_size(m_file.size())
+{
+    std::uint64_t offset = 0;
+    try {
+        walk(offset);
+    } catch (const std::system_error &failure) {
+        note(NUBRIX_RECORD_DAMAGED, offset, failure.what());
+    }
+    m_trailingBytes = m_size - offset;
+}
+
+const std::deque<std::uint32_t> *RecordIndex::recordsOf(unsigned int streamType) const
+{
+    const auto found = m_recordsOfType.find(streamType);
+    return found == m_recordsOfType.end() ? nullptr : &found->second;
+}
+
+/// Moves `offset` behind what it has dealt with.
+void RecordIndex::walk(std::uint64_t &offset)
+{
+    offset = skipHeader();
+    while (offset < m_size) {
+        const Finding finding = lookAt(offset);
+        if (finding.kind == Kind::kRecord) {
+            add(offset, finding.tag);
+            offset = finding.end;
+            continue;
+        }
+        const std::optional<std::uint64_t> next = findRecord(offset + 1);
+        if (next && finding.kind == Kind::kAstray && isPieceOfTag(finding.end, *next)) {
+            add(offset, finding.tag);
+            offset = finding.end;
+            note(NUBRIX_RECORD_DAMAGED, offset, cutTag(*next - offset));
+        } else {
+            note(finding.kind == Kind::kCut && !next ? NUBRIX_RECORD_CUT : NUBRIX_RECORD_DAMAGED,
+                 offset, describe(offset, finding));
+        }
+        if (!next)
+            return;
+        m_skippedBytes += *next - offset;
+        offset = *next;
+    }
+}
+
+std::uint64_t RecordIndex::skipHeader()
+{
+    if (m_size < kRecordHeaderSize || lookAt(0).kind != Kind::kNothing)
+        return 0;
+    unsigned char head[kRecordHeaderSize] = {};
+    m_file.read(0, head, sizeof(head));
+    m_hasHeader = isRecordHeader(head);
+    if (!m_hasHeader)
+        return 0;
+    if (m_size == kRecordHeaderSize)
+        return kRecordHeaderSize;
+    const Kind kind = lookAt(kRecordHeaderSize).kind;
+    if (kind == Kind::kRecord || kind == Kind::kCut)
+        return kRecordHeaderSize;
+    note(NUBRIX_RECORD_DAMAGED, 0, "a header of 70 bytes lies over the first records");
+    return 0;
+}
+
+void RecordIndex::add(std::uint64_t offset, const RecordTag &tag)
+{
+    if (m_records.size() == UINT32_MAX)
+        throw std::bad_alloc();
+    m_recordsOfType[tag.streamType].push_back(static_cast<std::uint32_t>(m_records.size()));
+    m_records.push_back({offset, tag.timestampUs});
+}
+
+RecordIndex::Finding RecordIndex::lookAt(std::uint64_t offset)
+{
+    const RecordTag tag = readTag(offset, m_size);
+    const std::uint64_t end = offset + kRecordTagSize + tag.dataSize;
+    if (!tag.isSound())
+        return {Kind::kNothing, tag, end};
+    if (end > m_size)
+        return {Kind::kCut, tag, end};
+    const bool follows = end == m_size || readTag(end, m_size).isSound();
+    return {follows ? Kind::kRecord : Kind::kAstray, tag, end};
+}
+
+std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
+{
+    const std::uint64_t limit = std::min(m_size, offset + kSearchLimit);
+    std::vector<unsigned char> bytes(kSearchBlockSize);
+    while (offset < limit) {
+        const std::size_t got = m_file.read(offset, bytes.data(), bytes.size());
+        if (got <= kRecordTagSize)
+            return {};
+        const std::size_t tags = got - kRecordTagSize;
+        for (std::size_t i = 0; i < tags; ++i) {
+            if (bytes[i] == 0 || bytes[i + 1] != 0)  // most bytes are no stream type
+                continue;
+            if (RecordTag::read(&bytes[i]).isSound() && lookAt(offset + i).kind == Kind::kRecord)
+                return offset + i;
+        }
+        offset += tags;
+    }
+    return {};
+}
+
+bool RecordIndex::isPieceOfTag(std::uint64_t offset, std::uint64_t end)
+{
+    return offset < end && end - offset < kRecordTagSize && readTag(offset, end).isSound();
+}
+
+RecordTag RecordIndex::readTag(std::uint64_t offset, std::uint64_t end)
+{
+    const auto size =
+        static_cast<std::size_t>(std::min<std::uint64_t>(kRecordTagSize, end - offset));
+    if (offset < m_blockOffset || offset + size > m_blockOffset + m_block.size()) {
+        m_block.resize(kBlockSize);
+        m_block.resize(m_file.read(offset, m_block.data(), m_block.size()));
+        m_blockOffset = offset;
+        if (m_block.size() < size)
+            throw std::system_error(EIO, std::generic_category(), "the file has become shorter");
+    }
+    return RecordTag::readPrefix(&m_block[static_cast<std::size_t>(offset - m_blockOffset)], size);
+}
+
+void RecordIndex::note(NubrixRecordCondition condition, std::uint64_t offset,
+                       const std::string &text)
+{
+    m_condition = std::max(m_condition, condition);
+    if (m_problem.empty())
+        m_problem = "byte " + std::to_string(offset) + ": " + text;
+}
+
+std::string RecordIndex::describe(std::uint64_t offset, const Finding &finding) const
+{
+    const std::uint64_t left = m_size - offset;
+    switch (finding.kind) {
+        case Kind::kCut:
+            if (left < kRecordTagSize)
+                return cutTag(left);
+            return "a record of " + std::to_string(finding.end - offset) + " bytes is cut after " +
+                   std::to_string(left);
+        case Kind::kAstray:
+            return "a record of " + std::to_string(finding.end - offset) +
+                   " bytes is not followed by another";
+        case Kind::kNothing:
+        case Kind::kRecord:
+            break;
+    }
+    return "no record: " + finding.tag.fault();
+}
+
+}  // namespace nubrix

@@ -1,0 +1,112 @@
+#include "utils/CpuFeatures.h"
+
+#ifdef __arm__
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace nubrix {
+
+namespace {
+
+struct NamedSet {
+    const char *name;
+    InstructionSet set;
+};
+
+// The best comes first.
+constexpr NamedSet kSets[] = {
+    {"avx512", InstructionSet::kAvx512},
+    {"avx2", InstructionSet::kAvx2},
+    {"neon", InstructionSet::kNeon},
+    {"scalar", InstructionSet::kScalar},
+};
+
+bool hasAvx2()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+    return false;
+#endif
+}
+
+bool hasAvx512()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+#else
+    return false;
+#endif
+}
+
+bool hasNeon()
+{
+#ifdef __arm__
+    constexpr unsigned long kNeeded = HWCAP_NEON | HWCAP_VFPv4;
+    return (getauxval(AT_HWCAP) & kNeeded) == kNeeded;
+#else
+    return false;
+#endif
+}
+
+}  // namespace
+
+bool supports(InstructionSet set)
+{
+    switch (set) {
+        case InstructionSet::kScalar:
+            return true;
+        case InstructionSet::kAvx2:
+            return hasAvx2();
+        case InstructionSet::kAvx512:
+            return hasAvx512();
+        case InstructionSet::kNeon:
+            return hasNeon();
+    }
+    return false;
+}
+
+const char *nameOf(InstructionSet set)
+{
+    for (const NamedSet &each : kSets) {
+        if (each.set == set)
+            return each.name;
+    }
+    return "";
+}
+
+InstructionSet chooseInstructionSet(const char *name)
+{
+    for (const NamedSet &each : kSets) {
+        if (name && std::strcmp(name, each.name) == 0 && supports(each.set))
+            return each.set;
+    }
+    for (const NamedSet &each : kSets) {
+        if (supports(each.set))
+            return each.set;
+    }
+    return InstructionSet::kScalar;
+}
+
+InstructionSet instructionSet()
+{
+    static const InstructionSet kChosen = chooseInstructionSet(std::getenv("NUBRIX_CPU"));
+    return kChosen;
+}
+
+std::size_t streamingThreshold()
+{
+    constexpr long kLeast = 8L << 20;
+    static const long kThreshold = std::max(kLeast, sysconf(_SC_LEVEL3_CACHE_SIZE));
+    return static_cast<std::size_t>(kThreshold);
+}
+
+}  // namespace nubrix

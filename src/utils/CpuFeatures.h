@@ -1,0 +1,32 @@
+// Which instruction set the vectorised functions use.
+#pragma once
+
+#include <cstddef>
+
+namespace nubrix {
+
+enum class InstructionSet {
+    kScalar,  // plain C++, on every processor
+    kAvx2,    // with FMA
+    kAvx512,  // F, BW, DQ and VL
+    kNeon,    // of 32-bit ARM, with the fused multiply-add of VFPv4
+};
+
+/// Whether this processor, its system and this build have it. Thread-safe.
+bool supports(InstructionSet set);
+
+/// "scalar", "avx2", "avx512" or "neon". Thread-safe.
+const char *nameOf(InstructionSet set);
+
+/// The set of a name if it is supported; else, and for null, the best one that is. Thread-safe.
+InstructionSet chooseInstructionSet(const char *name);
+
+/// What to use in this process: chosen on the first call from the environment variable NUBRIX_CPU.
+/// Thread-safe.
+InstructionSet instructionSet();
+
+/// How large an output must be to be written past the caches: 8 MB, or the last cache if that is
+/// larger. Thread-safe.
+std::size_t streamingThreshold();
+
+}  // namespace nubrix

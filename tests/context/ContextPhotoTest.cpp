@@ -1,0 +1,200 @@
+// Photos: the newest colour frame as a bitmap.
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <filesystem>
+#include <numeric>
+
+#include "tests/TemporaryFolder.h"
+#include "tests/context/ContextFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr int kWidth = 4;
+constexpr int kHeight = 3;
+
+class Photo : public DeviceFixture {
+protected:
+    Photo() { m_usb.frameBufferSize = kWidth * kHeight * 3; }
+
+    static FakeFrame picture()
+    {
+        FakeFrame frame;
+        frame.width = kWidth;
+        frame.height = kHeight;
+        frame.pixels.resize(kWidth * kHeight * 3);
+        std::iota(frame.pixels.begin(), frame.pixels.end(), static_cast<unsigned char>(1));
+        return frame;
+    }
+    Outcome taking(const std::string &path)
+    {
+        return outcome([&] { return context().takePhoto(path.c_str()); });
+    }
+    static std::string header(unsigned int pixelBytes)
+    {
+        const std::array<unsigned char, 54> bytes = {'B',
+                                                     'M',
+                                                     static_cast<unsigned char>(pixelBytes + 54),
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     54,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     40,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     kWidth,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     kHeight,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     1,
+                                                     0,
+                                                     24,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     0,
+                                                     static_cast<unsigned char>(pixelBytes)};
+        return {bytes.begin(), bytes.end()};
+    }
+    static std::string bottomUpBgr(const FakeFrame &frame)
+    {
+        std::string pixels;
+        for (int row = kHeight - 1; row >= 0; --row) {
+            for (int column = 0; column < kWidth; ++column) {
+                for (int component = 2; component >= 0; --component) {
+                    const int place = (row * kWidth + column) * 3 + component;
+                    pixels += static_cast<char>(frame.pixels[static_cast<std::size_t>(place)]);
+                }
+            }
+        }
+        return pixels;
+    }
+
+    TemporaryFolder m_folder;
+    const std::string m_path = m_folder.file("photo.bmp");
+};
+
+TEST_F(Photo, IsTheNewestColourFrameByteByByte)
+{
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    EXPECT_EQ(taking(m_path), (Outcome{0, 0, {}}));
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+    typedefNubrixFrame *frame = nullptr;
+    EXPECT_EQ(context().readFrame(stream, &frame, 0), 0) << "it stays in the stream";
+    context().releaseFrame(frame);
+}
+
+TEST_F(Photo, IsReadBackByAnotherProgram)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    const FakeFrame sent = picture();
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, sent));
+    ASSERT_EQ(taking(m_path).status, 0);
+    const std::string command =
+        std::string(NUBRIX_TEST_READ_BITMAP) + " " + m_path + " > " + m_folder.file("text");
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    std::string expected = "4 3 ";
+    for (const unsigned char byte : sent.pixels) {
+        char hex[3];
+        std::snprintf(hex, sizeof(hex), "%02x", byte);
+        expected += hex;
+    }
+    EXPECT_EQ(readFile(m_folder.file("text")), expected + "\n");
+}
+
+TEST_F(Photo, WaitsForAFrame)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    std::thread camera([&] {
+        while (!std::filesystem::exists(m_path))
+            ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    });
+    int result = -1;
+    for (int tries = 0; result != 0 && tries < 100; ++tries)
+        result = context().takePhoto(m_path.c_str());  // the wake-up may go to the stream's thread
+    EXPECT_EQ(result, 0);
+    camera.join();
+}
+
+TEST_F(Photo, WithoutAColourStreamThereIsNone)
+{
+    opened(NUBRIX_STREAM_DEPTH);
+    EXPECT_EQ(taking(m_path), (Outcome{-8, NUBRIX_ERR_INVALID_STREAM, {}}));
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
+TEST_F(Photo, WithoutAFrameTheStreamsResultIsTheAnswer)
+{
+    created(NUBRIX_STREAM_COLOR);
+    EXPECT_EQ(taking(m_path), (Outcome{-2, 0, {"2 Stream Not Stared"}}));
+}
+
+TEST_F(Photo, OtherPixelsThanRgbAreRefused)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    FakeFrame grey = picture();
+    grey.pixelFormat = NUBRIX_PIXEL_GREY8;
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, grey));
+    EXPECT_EQ(taking(m_path), (Outcome{-8, 0, {}}));
+    FakeFrame tooShort = picture();
+    tooShort.pixels.pop_back();
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, tooShort));
+    EXPECT_EQ(taking(m_path), (Outcome{-8, 0, {}})) << "the frame has fewer pixels than it says";
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
+TEST_F(Photo, AFileThatCannotBeMadeIsAnError)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    EXPECT_EQ(taking(m_folder.file("missing/photo.bmp")),
+              (Outcome{-4, NUBRIX_ERR_URI_NOT_FOUND, {}}));
+    EXPECT_EQ(taking("/dev/full"), (Outcome{-4, NUBRIX_ERR_URI_NOT_FOUND, {}}));
+}
+
+TEST_F(Photo, WithoutANameItIsCalledAfterTheTimeInTheCurrentFolder)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder.path());
+    const auto nameOfNow = [] {
+        const std::time_t now = std::time(nullptr);
+        char text[32];
+        std::strftime(text, sizeof(text), "%Y%m%d%H%M%S.bmp", std::localtime(&now));
+        return std::string(text);
+    };
+    const std::string earliest = nameOfNow();
+    EXPECT_EQ(taking("").status, 0);
+    EXPECT_EQ(context().takePhoto(nullptr), 0);
+    const std::string latest = nameOfNow();
+    std::filesystem::current_path(before);
+    int photos = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(m_folder.path())) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_GE(name, earliest);
+        EXPECT_LE(name, latest);
+        ++photos;
+    }
+    EXPECT_THAT(photos, testing::AnyOf(1, 2));
+}
+
+}  // namespace
+}  // namespace nubrix

@@ -1,0 +1,217 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/record/RecordBytes.h"
+
+namespace nubrix {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// Pictures that are quickly made, also where programs are run under an emulator.
+constexpr const char *kSmall = "320x240@5";
+
+class RecordCommandTest : public testing::Test {
+protected:
+    ToolResult record(Words words, const std::string &scenario = "")
+    {
+        const Words first = {"record", "--out", m_file, "--mode", kSmall};
+        words.insert(words.begin(), first.begin(), first.end());
+        return runVirtual(words, scenario);
+    }
+    nlohmann::json inspected(const std::string &file)
+    {
+        const ToolResult result = runTool({"inspect", file, "--json"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        return result.json();
+    }
+
+    TemporaryFolder m_folder;
+    const std::string m_file = m_folder.file("new/records.bin");
+};
+
+TEST_F(RecordCommandTest, EveryStreamIsInTheFileWithAtLeastTheFramesAskedFor)
+{
+    const ToolResult result = record({"--frames", "4", "--json"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    const nlohmann::json report = result.json();
+    EXPECT_EQ(report["file"], m_file);
+    EXPECT_EQ(report["truncated_bytes"], 0);
+    EXPECT_TRUE(report["problem"].is_null());
+    ASSERT_EQ(report["streams"].size(), 3U);
+    std::uint64_t sum = 0;
+    for (const char *name : {"color", "depth", "ir"}) {
+        const nlohmann::json &stream = report["streams"][name];
+        EXPECT_GE(stream["records"], 4) << name;
+        EXPECT_EQ(stream["missing"], 0) << name;
+        EXPECT_NEAR(stream["fps"], 5, 0.1) << name;
+        sum += stream["records"].get<std::uint64_t>();
+    }
+    EXPECT_EQ(report["streams"]["depth"]["gaps"], 0);
+    EXPECT_TRUE(report["streams"]["ir"]["gaps"].is_null()) << "it has no index";
+    EXPECT_EQ(report["records"], sum);
+    const nlohmann::json again = inspected(m_file);
+    EXPECT_EQ(again["records"], sum);
+    EXPECT_EQ(again["streams"], report["streams"]);
+}
+
+TEST_F(RecordCommandTest, ItEndsAfterTheTimeAskedForAndSaysWhatItHas)
+{
+    const ToolResult result = record({"--streams", "depth", "--seconds", "1"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, AllOf(StartsWith("stream "), HasSubstr("\ndepth "),
+                                  HasSubstr(" records, "), HasSubstr("recorded " + m_file)));
+}
+
+TEST_F(RecordCommandTest, CtrlCEndsItCleanly)
+{
+    ToolProcess process(
+        virtualCommand({"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"}),
+        {true, {}, {}});
+    ASSERT_TRUE(process.waitForOutput("1 s, "));
+    process.signal(SIGINT);
+    const ToolResult result = process.finish();
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_GE(inspected(m_file)["records"], 2);
+}
+
+TEST_F(RecordCommandTest, AnUnpluggedCameraEndsItAndTheFileIsWhole)
+{
+    const std::string scenario = m_folder.file(
+        "unplug.json", R"({"faults": [{"type": "unplug", "at_frame": 4, "stream": "depth"}]})");
+    const ToolResult result = record({"--streams", "depth"}, scenario);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("status -9"));
+    const nlohmann::json report = inspected(m_file);
+    EXPECT_TRUE(report["problem"].is_null());
+    // The stream runs before the recorder does: the first picture may be missing.
+    EXPECT_THAT(report["records"].get<int>(), testing::AnyOf(3, 4));
+}
+
+TEST_F(RecordCommandTest, MissingFramesAreAFailure)
+{
+    const std::string scenario =
+        m_folder.file("drop.json", R"({"faults": [{"type": "drop", "at_frame": 3, "count": 2}]})");
+    const ToolResult result = record({"--streams", "depth", "--frames", "6", "--json"}, scenario);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "nubrix: frames of depth are missing\n");
+    EXPECT_EQ(result.json()["streams"]["depth"]["missing"], 2);
+}
+
+TEST_F(RecordCommandTest, AFullDiskIsSaid)
+{
+    const ToolResult result =
+        runVirtual({"record", "--out", "/dev/full", "--mode", kSmall, "--streams", "depth"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("/dev/full"));
+}
+
+TEST_F(RecordCommandTest, AFileThatMayNotGrowKeepsItsWholeRecords)
+{
+    Words command = {"sh", "-c", R"(ulimit -f 1000; exec "$@")", "sh"};
+    const Words recording =
+        virtualCommand({"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"});
+    command.insert(command.end(), recording.begin(), recording.end());
+    const ToolResult result = ToolProcess(command).finish();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr(m_file + " has not grown for 5 s"));
+    const nlohmann::json report = inspected(m_file);
+    EXPECT_EQ(report["records"], 3);
+    EXPECT_EQ(report["truncated_bytes"], 1000 * 512 - 3 * (26 + 320 * 240 * 2));
+}
+
+TEST_F(RecordCommandTest, WhatWasWholeWhenItWasKilledIsWhatAnUndisturbedRecordingHas)
+{
+    const Words words = {"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"};
+    ToolProcess process(virtualCommand(words), {true, {}, {}});
+    ASSERT_TRUE(process.waitForOutput("2 s, "));
+    process.signal(SIGKILL);
+    EXPECT_EQ(process.finish().status, 128 + SIGKILL);
+    const std::string killed = m_folder.file("killed.bin");
+    ASSERT_EQ(std::rename(m_file.c_str(), killed.c_str()), 0);
+    const unsigned int frames = inspected(killed)["records"];
+    EXPECT_GE(frames, 2U);
+    ASSERT_EQ(
+        record({"--streams", "depth", "--frames", std::to_string(frames + 2), "--json"}).status, 0);
+
+    RecordReader first;
+    RecordReader second;
+    ASSERT_EQ(first.open(killed.c_str()), 0);
+    ASSERT_EQ(second.open(m_file.c_str()), 0);
+    const SentRecord start = readBack(first, 0);
+    unsigned int shift = 0;  // the streams run before the recorder does: one may miss a picture
+    while (shift < 2 && readBack(second, shift).pixels != start.pixels)
+        ++shift;
+    for (unsigned int i = 0; i < frames; ++i)
+        EXPECT_EQ(readBack(first, i).pixels, readBack(second, i + shift).pixels) << i;
+}
+
+TEST_F(RecordCommandTest, AFileThatCannotBeMadeIsAFailureInWords)
+{
+    const ToolResult result = runVirtual({"record", "--out", "/proc/none/records.bin"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("createRecorder (/proc/none/records.bin)"));
+}
+
+TEST_F(RecordCommandTest, WithoutAFileItIsWrongUse)
+{
+    EXPECT_EQ(runVirtual({"record"}).status, 2);
+}
+
+// --- files that are not whole
+
+class DamagedRecordTest : public RecordCommandTest {
+protected:
+    DamagedRecordTest()
+    {
+        EXPECT_EQ(record({"--streams", "depth", "--frames", "3"}).status, 0);
+        m_whole = readFile(m_file);
+    }
+    std::string m_whole;
+};
+
+TEST_F(DamagedRecordTest, InspectSaysWhereAFileIsCutAndRepairKeepsTheRest)
+{
+    const std::size_t record = 26 + 320 * 240 * 2;
+    const std::string cut = m_folder.file("cut.bin", m_whole.substr(0, 2 * record + 1000));
+    const nlohmann::json report = inspected(cut);
+    EXPECT_EQ(report["records"], 2);
+    EXPECT_EQ(report["truncated_bytes"], 1000);
+    EXPECT_THAT(report["problem"].get<std::string>(),
+                StartsWith("byte " + std::to_string(2 * record) + ": "));
+    const std::string fixed = m_folder.file("fixed.bin");
+    const ToolResult repaired = runTool({"repair", cut, "--out", fixed});
+    EXPECT_EQ(repaired.status, 0) << repaired.err;
+    EXPECT_EQ(repaired.out, "kept 2 records, left out 1000 bytes\n");
+    EXPECT_EQ(readFile(fixed), m_whole.substr(0, 2 * record));
+    EXPECT_EQ(readFile(cut).size(), 2 * record + 1000) << "the source is not touched";
+}
+
+TEST_F(DamagedRecordTest, RepairDoesNotOverwriteItsSource)
+{
+    const ToolResult result = runTool({"repair", m_file, "--out", m_file});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("--out names the file itself"));
+    EXPECT_EQ(readFile(m_file), m_whole);
+}
+
+TEST_F(DamagedRecordTest, WhatCannotBeReadOrWrittenIsAFailure)
+{
+    const ToolResult missing = runTool({"inspect", m_folder.file("missing")});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.err, HasSubstr("No such file"));
+    const ToolResult full = runTool({"repair", m_file, "--out", "/dev/full"});
+    EXPECT_EQ(full.status, 1);
+    EXPECT_THAT(full.err, HasSubstr("cannot write /dev/full: No space left on device"));
+}
+
+}  // namespace
+}  // namespace nubrix

@@ -1,0 +1,66 @@
+#include "PlyFile.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+
+#include "Failure.h"
+
+namespace nubrix {
+
+namespace {
+
+void putFloat(std::string &bytes, float value)
+{
+    unsigned int word = 0;
+    std::memcpy(&word, &value, sizeof(word));
+    for (int shift = 0; shift < 32; shift += 8)
+        bytes += static_cast<char>(word >> shift & 0xff);
+}
+
+char byteOf(float component)
+{
+    return static_cast<char>(static_cast<unsigned char>(std::lround(component * 255)));
+}
+
+std::string headerOf(const PointCloudFile &cloud, std::size_t count)
+{
+    std::string header = "ply\nformat binary_little_endian 1.0\n";
+    for (const std::string &comment : cloud.comments)
+        header += "comment " + comment + '\n';
+    header += "element vertex " + std::to_string(count) +
+              "\nproperty float x\nproperty float y\nproperty float z\n";
+    if (!cloud.colours.empty())
+        header += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
+    return header + "end_header\n";
+}
+
+}  // namespace
+
+std::size_t writePly(const std::string &path, const PointCloudFile &cloud)
+{
+    std::string body;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < cloud.points.size(); ++i) {
+        const typedefNubrixPoint3D &point = cloud.points[i];
+        if (point.x == 0 && point.y == 0 && point.z == 0)
+            continue;
+        ++count;
+        putFloat(body, point.x);
+        putFloat(body, point.y);
+        putFloat(body, point.z);
+        if (!cloud.colours.empty()) {
+            const typedefNubrixRGBA &colour = cloud.colours[i];
+            body += {byteOf(colour.r), byteOf(colour.g), byteOf(colour.b)};
+        }
+    }
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << headerOf(cloud, count) << body;
+    file.close();
+    if (!file)
+        throw Failure("cannot write " + path + ": " + std::strerror(errno));
+    return count;
+}
+
+}  // namespace nubrix

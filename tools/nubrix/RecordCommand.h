@@ -1,0 +1,34 @@
+// nubrix record: records streams of a camera into a file.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Camera.h"
+#include "Command.h"
+#include "RecordSummary.h"
+#include "StopSignal.h"
+#include "StreamSelection.h"
+
+namespace nubrix {
+
+class RecordCommand final : public Command {
+public:
+    explicit RecordCommand(CLI::App &parent);
+    void run() override;
+
+private:
+    /// Returns why it ended early, empty if it did not.
+    std::string record(Camera &camera, const std::vector<StreamKind> &kinds,
+                       const StopSignal &stop) const;
+    std::string watch(Camera &camera, const std::vector<NubrixStream *> &streams,
+                      const std::vector<StreamKind> &kinds, const StopSignal &stop) const;
+    bool complete(const RecordSummary &summary, const std::vector<StreamKind> &kinds) const;
+    void report(const RecordSummary &summary, const std::string &problem) const;
+
+    StreamSelection m_selection;
+    std::string m_uri;
+    std::string m_out;
+};
+
+}  // namespace nubrix

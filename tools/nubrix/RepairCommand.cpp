@@ -1,0 +1,72 @@
+#include "RepairCommand.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "Failure.h"
+#include "RecordSummary.h"
+
+namespace nubrix {
+
+namespace {
+
+void put(std::string &bytes, unsigned long long value, int count)
+{
+    for (int i = 0; i < count; ++i)
+        bytes += static_cast<char>(value >> (8 * i) & 0xff);
+}
+
+// docs/recording.md tells the format.
+std::string tagOf(const RecordInfo &info)
+{
+    std::string tag;
+    put(tag, info.streamType, 2);
+    put(tag, info.index, 4);
+    put(tag, info.timestampUs, 8);
+    put(tag, info.dataSize, 4);
+    put(tag, info.width, 4);
+    put(tag, info.height, 4);
+    return tag;
+}
+
+}  // namespace
+
+RepairCommand::RepairCommand(CLI::App &parent)
+    : Command(parent, "repair", "Copy the whole records of a record file to another file")
+{
+    app().add_option("FILE", m_file, "The record file; it is not changed")->required();
+    app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
+}
+
+void RepairCommand::run()
+{
+    RecordReader reader;
+    openRecords(reader, m_file);
+    std::error_code error;
+    if (std::filesystem::equivalent(m_file, m_out, error))
+        throw Failure("--out names the file itself; give another one");
+    std::ofstream out(m_out, std::ios::binary | std::ios::trunc);
+    if (!out)
+        throw Failure("cannot write " + m_out + ": " + std::strerror(errno));
+    for (unsigned int i = 0; i < reader.count(); ++i) {
+        RecordFrame frame;
+        if (reader.frame(i, &frame) != 0)
+            throw Failure(m_file + ": " + reader.errorText());
+        const std::string tag = tagOf(frame.info());
+        out.write(tag.data(), static_cast<std::streamsize>(tag.size()));
+        out.write(reinterpret_cast<const char *>(frame.data()), frame.info().dataSize);
+    }
+    out.close();
+    if (!out)
+        throw Failure("cannot write " + m_out + ": " + std::strerror(errno));
+    const unsigned long long left = reader.trailingBytes() + reader.skippedBytes();
+    if (json())
+        printJson({{"records", reader.count()}, {"left_out_bytes", left}});
+    else
+        std::cout << "kept " << reader.count() << " records, left out " << left << " bytes\n";
+}
+
+}  // namespace nubrix
