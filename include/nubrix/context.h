@@ -150,8 +150,8 @@ public:
     ///
     /// depth: width * height values, row after row; pixelType says how many of the lower bits are
     /// fractions: 1 four, 2 three, any other value two. points: as many records, in the same order,
-    /// provided by the caller. s divides depths (1000 turns millimetres into metres); fx, fy, cx and
-    /// cy are the focal lengths and the principal point of a pinhole camera, in pixels:
+    /// provided by the caller. s divides depths (1000 turns millimetres into metres); fx, fy, cx
+    /// and cy are the focal lengths and the principal point of a pinhole camera, in pixels:
     ///
     ///     z = depth / s, x = z * (u - cx) / fx, y = z * (v - cy) / fy
     ///

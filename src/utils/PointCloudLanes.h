@@ -61,7 +61,7 @@ struct VectorLanes {
         z = spread<2>(z, kIndices);
         store<kStreaming>(to, blend<0>(x, y, z, kIndices));
         store<kStreaming>(to + N, blend<1>(x, y, z, kIndices));
-        store<kStreaming>(to + 2 * N, blend<2>(x, y, z, kIndices));
+        store<kStreaming>(to + N + N, blend<2>(x, y, z, kIndices));
     }
 
 private:

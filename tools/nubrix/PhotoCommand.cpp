@@ -36,11 +36,12 @@ void PhotoCommand::run()
     }
     if (status != 0)
         throw Failure(problem);
-    if (json())
+    if (json()) {
         printJson(
             {{"file", m_out}, {"width", first.frame().width}, {"height", first.frame().height}});
-    else
+    } else {
         std::cout << "saved " << m_out << '\n';
+    }
 }
 
 }  // namespace nubrix
