@@ -1,11 +1,13 @@
 // What the reader makes of files that are cut, damaged or no recordings at all.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <numeric>
@@ -361,6 +363,24 @@ private:
     off_t m_end = 0;
 };
 
+// Whether the system maps the bytes that it reads at a place. Emulators of 32-bit machines may cut
+// the offset of a mapping to 32 bits.
+bool mapsWhatItReads(const std::string &path, unsigned long long offset)
+{
+    const auto page = static_cast<unsigned long long>(sysconf(_SC_PAGESIZE));
+    const int file = ::open(path.c_str(), O_RDONLY);
+    void *const mapped = mmap(nullptr, static_cast<std::size_t>(2 * page), PROT_READ, MAP_SHARED,
+                              file, static_cast<off_t>(offset - offset % page));
+    char read[kTagBytes] = {};
+    const bool same =
+        mapped != MAP_FAILED &&
+        pread(file, read, sizeof(read), static_cast<off_t>(offset)) == ssize_t{sizeof(read)} &&
+        std::memcmp(static_cast<char *>(mapped) + offset % page, read, sizeof(read)) == 0;
+    munmap(mapped, static_cast<std::size_t>(2 * page));
+    ::close(file);
+    return same;
+}
+
 TEST_F(RecordReaderDamageTest, FilesPastFourGigabytesAreReadToTheirEnd)
 {
     const Records sent = someRecords(5);
@@ -377,16 +397,22 @@ TEST_F(RecordReaderDamageTest, FilesPastFourGigabytesAreReadToTheirEnd)
     ASSERT_EQ(m_reader.count(), 5U);
     EXPECT_EQ(m_reader.condition(), NUBRIX_RECORD_COMPLETE);
     EXPECT_EQ(readBack(m_reader, 0), sent[0]);
-    EXPECT_EQ(readBack(m_reader, 3), sent[3]);
-    EXPECT_EQ(readBack(m_reader, 4), sent[4]);
     RecordInfo info = {};
     ASSERT_EQ(m_reader.info(4, &info), 0);
     EXPECT_GT(info.offset, 4ULL << 30);
+    EXPECT_EQ(info.timestampUs, sent[4].timestampUs);
+    const bool maps = mapsWhatItReads(m_path, info.offset);
+    if (maps) {
+        EXPECT_EQ(readBack(m_reader, 3), sent[3]);
+        EXPECT_EQ(readBack(m_reader, 4), sent[4]);
+    }
 
     std::filesystem::resize_file(m_path, std::filesystem::file_size(m_path) - 1);
     ASSERT_EQ(m_reader.open(m_path.c_str()), 0);
     EXPECT_EQ(m_reader.count(), 4U);
     EXPECT_EQ(m_reader.trailingBytes(), bytesOf(sent[4]).size() - 1);
+    if (!maps)
+        GTEST_SKIP() << "this emulator maps the wrong place past 4 GiB: pixels were not compared";
 }
 
 // Leaves 256 MiB of address space to map into. (Under emulation the limit is not kept, but there
