@@ -26,5 +26,8 @@ add_link_options(-Wl,--enable-new-dtags -Wl,--no-undefined)
 if(NUBRIX_SANITIZE)
   add_compile_options(-fsanitize=${NUBRIX_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
+  # The leak checker may take thread-local storage that a loaded library got from the heap at the
+  # start of a page for something else, and crash.
+  add_compile_options(-ftls-model=initial-exec)
   add_link_options(-fsanitize=${NUBRIX_SANITIZE})
 endif()
