@@ -74,13 +74,14 @@ void CloudCommand::run()
     const typedefNubrixFrame &frame = wait.frame();
     const std::size_t points =
         writePly(m_out, m_rgba ? colouredCloudOf(camera, frame) : cloudOf(camera, frame));
-    if (json())
+    if (json()) {
         printJson({{"file", m_out},
                    {"points", points},
                    {"width", frame.width},
                    {"height", frame.height}});
-    else
+    } else {
         std::cout << "saved " << m_out << ", " << points << " points\n";
+    }
 }
 
 }  // namespace nubrix
