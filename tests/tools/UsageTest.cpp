@@ -35,7 +35,10 @@ TEST(UsageTest, EveryCommandHasHelpOfItsOwn)
         {"stream",
          {"URI", "--json", "--streams LIST", "--mode WxH@FPS", "--seconds N", "--frames N",
           "--callback", "--poll", "--save DIR", "Ctrl-C"}},
-        {"props", {"URI", "--json", "--flag-mode N"}}};
+        {"props", {"URI", "--json", "--flag-mode N"}},
+        {"export",
+         {"FILE", "--out DIR", "--png", "--ply", "--bmp", "--every N", "--json", "--depth-unit MM",
+          "--color-format NAME", "--fx PIXELS", "timestamps.csv"}}};
     for (const auto &[command, words] : commands) {
         const ToolResult result = runTool({command, "--help"});
         EXPECT_EQ(result.status, 0);

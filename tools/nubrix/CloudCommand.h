@@ -1,11 +1,11 @@
 // nubrix cloud: one depth picture as a point cloud.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "Camera.h"
 #include "Command.h"
+#include "PinholeCloud.h"
 
 namespace nubrix {
 
@@ -15,23 +15,14 @@ public:
     void run() override;
 
 private:
-    struct Intrinsics {
-        float fx;
-        float fy;
-        float cx;
-        float cy;
-    };
-
-    Intrinsics intrinsicsOf(Camera &camera) const;
+    PointCloudFile cloudOf(Camera &camera, const typedefNubrixFrame &frame) const;
+    PointCloudFile colouredCloudOf(Camera &camera, const typedefNubrixFrame &frame) const;
+    Pinhole pinholeOf(Camera &camera) const;
 
     std::string m_uri;
     std::string m_out;
     bool m_rgba = false;
-    float m_scale = 1000;
-    std::optional<float> m_fx;
-    std::optional<float> m_fy;
-    std::optional<float> m_cx;
-    std::optional<float> m_cy;
+    PinholeOptions m_pinhole;
 };
 
 }  // namespace nubrix

@@ -6,38 +6,13 @@
 #include <string>
 
 #include "Failure.h"
+#include "Names.h"
 
 namespace nubrix {
 
 namespace {
 
 using Colour = std::array<std::uint8_t, 3>;
-
-/// Bytes of a picture; 1 where the format does not tell.
-std::uint64_t pictureBytes(unsigned int pixelFormat, std::uint64_t width, std::uint64_t height)
-{
-    const std::uint64_t pixels = width * height;
-    switch (pixelFormat) {
-        case NUBRIX_PIXEL_RGB888:
-            return pixels * 3;
-        case NUBRIX_PIXEL_DEPTH_12_4:
-        case NUBRIX_PIXEL_DEPTH_13_3:
-        case NUBRIX_PIXEL_DEPTH_14_2:
-        case NUBRIX_PIXEL_DEPTH_MM:
-        case NUBRIX_PIXEL_GREY16:
-            return pixels * 2;
-        case NUBRIX_PIXEL_GREY8:
-            return pixels;
-        case NUBRIX_PIXEL_YUYV:
-        case NUBRIX_PIXEL_UYVY:
-            return (width + 1) / 2 * 4 * height;
-        case NUBRIX_PIXEL_NV21:
-        case NUBRIX_PIXEL_I420:
-            return pixels + (width + 1) / 2 * ((height + 1) / 2) * 2;
-        default:
-            return 1;
-    }
-}
 
 /// Luminance and the two colour differences of a pixel, each 0 to 255.
 struct Yuv {
@@ -131,6 +106,31 @@ Colour rainbow(double position)
 
 }  // namespace
 
+std::uint64_t pictureBytes(unsigned int pixelFormat, std::uint64_t width, std::uint64_t height)
+{
+    const std::uint64_t pixels = width * height;
+    switch (pixelFormat) {
+        case NUBRIX_PIXEL_RGB888:
+            return pixels * 3;
+        case NUBRIX_PIXEL_DEPTH_12_4:
+        case NUBRIX_PIXEL_DEPTH_13_3:
+        case NUBRIX_PIXEL_DEPTH_14_2:
+        case NUBRIX_PIXEL_DEPTH_MM:
+        case NUBRIX_PIXEL_GREY16:
+            return pixels * 2;
+        case NUBRIX_PIXEL_GREY8:
+            return pixels;
+        case NUBRIX_PIXEL_YUYV:
+        case NUBRIX_PIXEL_UYVY:
+            return (width + 1) / 2 * 4 * height;
+        case NUBRIX_PIXEL_NV21:
+        case NUBRIX_PIXEL_I420:
+            return pixels + (width + 1) / 2 * ((height + 1) / 2) * 2;
+        default:
+            return 1;
+    }
+}
+
 bool isWhole(const typedefNubrixFrame &frame)
 {
     if (frame.width <= 0 || frame.height <= 0 || frame.data == nullptr)
@@ -164,8 +164,8 @@ Image imageOf(const FrameCopy &frame)
         case NUBRIX_PIXEL_I420:
             return colourImage(frame);
         default:
-            throw Failure("frames of pixel format " + std::to_string(frame.pixelFormat) +
-                          " cannot be saved as PNG");
+            throw Failure("pictures of the pixel format " + pixelFormatName(frame.pixelFormat) +
+                          " cannot be converted");
     }
 }
 

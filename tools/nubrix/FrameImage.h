@@ -26,6 +26,9 @@ struct Image {
     std::vector<std::uint8_t> samples;
 };
 
+/// Bytes of a picture; 1 where the format does not tell.
+std::uint64_t pictureBytes(unsigned int pixelFormat, std::uint64_t width, std::uint64_t height);
+
 /// Whether the record's data hold a whole picture of its size and format.
 bool isWhole(const typedefNubrixFrame &frame);
 

@@ -1,43 +1,8 @@
 #include "FrameKeeper.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-
-#include "Failure.h"
-#include "PngWriter.h"
+#include "FrameFile.h"
 
 namespace nubrix {
-
-namespace {
-
-void writeFile(const std::string &path, const std::vector<std::uint8_t> &data)
-{
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char *>(data.data()),
-               static_cast<std::streamsize>(data.size()));
-    file.close();
-    if (!file)
-        throw Failure("cannot write " + path + ": " + std::strerror(errno));
-}
-
-void saveFrame(const FrameCopy &frame, const std::string &base, std::vector<std::string> &paths)
-{
-    if (frame.pixelFormat == NUBRIX_PIXEL_JPEG) {
-        paths.push_back(base + ".jpg");
-        writeFile(paths.back(), frame.data);
-        return;
-    }
-    const Image image = imageOf(frame);
-    paths.push_back(base + ".png");
-    PngWriter::write(paths.back(), image);
-    if (isDepth(frame.pixelFormat)) {
-        paths.push_back(base + "-color.png");
-        PngWriter::write(paths.back(), falseColour(image));
-    }
-}
-
-}  // namespace
 
 void FrameKeeper::keep(const typedefNubrixFrame &frame)
 {
@@ -54,8 +19,9 @@ std::vector<std::string> FrameKeeper::save(const std::string &folder, const std:
 {
     std::vector<std::string> paths;
     if (m_first) {
-        saveFrame(*m_first, folder + "/" + name + "-first", paths);
-        saveFrame(m_last, folder + "/" + name + "-last", paths);
+        paths = saveFrame(*m_first, folder + "/" + name + "-first");
+        const std::vector<std::string> last = saveFrame(m_last, folder + "/" + name + "-last");
+        paths.insert(paths.end(), last.begin(), last.end());
     }
     return paths;
 }

@@ -19,6 +19,15 @@ const StreamKind *streamKind(const std::string &name)
     return kind == kStreamKinds.end() ? nullptr : kind;
 }
 
+std::string streamName(unsigned int streamType)
+{
+    for (const StreamKind &kind : kStreamKinds) {
+        if (kind.type == streamType)
+            return kind.name;
+    }
+    return "type " + std::to_string(streamType);
+}
+
 std::string pixelFormatName(unsigned int pixelFormat)
 {
     if (pixelFormat < kPixelFormats.size())

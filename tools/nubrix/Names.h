@@ -22,6 +22,9 @@ constexpr std::array<StreamKind, 4> kStreamKinds = {{{NUBRIX_STREAM_COLOR, "colo
 /// The kind of this name, null if there is none.
 const StreamKind *streamKind(const std::string &name);
 
+/// The name of a stream type; "type 7" for one that has none.
+std::string streamName(unsigned int streamType);
+
 std::string pixelFormatName(unsigned int pixelFormat);
 std::string transportName(int transport);
 std::string deviceStateName(unsigned int state);

@@ -1,11 +1,10 @@
 #include "PlyFile.h"
 
-#include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 
-#include "Failure.h"
+#include "LittleEndian.h"
+#include "OutputFile.h"
 
 namespace nubrix {
 
@@ -15,8 +14,7 @@ void putFloat(std::string &bytes, float value)
 {
     unsigned int word = 0;
     std::memcpy(&word, &value, sizeof(word));
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes += static_cast<char>(word >> shift & 0xff);
+    putLittle(bytes, word, 4);
 }
 
 char byteOf(float component)
@@ -55,11 +53,7 @@ std::size_t writePly(const std::string &path, const PointCloudFile &cloud)
             body += {byteOf(colour.r), byteOf(colour.g), byteOf(colour.b)};
         }
     }
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << headerOf(cloud, count) << body;
-    file.close();
-    if (!file)
-        throw Failure("cannot write " + path + ": " + std::strerror(errno));
+    writeFile(path, headerOf(cloud, count) + body);
     return count;
 }
 

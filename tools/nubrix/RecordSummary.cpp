@@ -13,15 +13,6 @@ namespace nubrix {
 
 namespace {
 
-std::string nameOf(unsigned int streamType)
-{
-    for (const StreamKind &kind : kStreamKinds) {
-        if (kind.type == streamType)
-            return kind.name;
-    }
-    return "type " + std::to_string(streamType);
-}
-
 bool hasIndex(unsigned int streamType)
 {
     return streamType == NUBRIX_STREAM_COLOR || streamType == NUBRIX_STREAM_DEPTH;
@@ -56,7 +47,7 @@ RecordedStreamFigures figuresOf(const std::vector<RecordInfo> &records)
 {
     RecordedStreamFigures figures;
     figures.streamType = records.front().streamType;
-    figures.name = nameOf(figures.streamType);
+    figures.name = streamName(figures.streamType);
     figures.records = records.size();
     if (hasIndex(figures.streamType))
         figures.gaps = 0;
@@ -119,7 +110,7 @@ RecordedStreamFigures RecordSummary::stream(unsigned int streamType) const
     }
     RecordedStreamFigures none;
     none.streamType = streamType;
-    none.name = nameOf(streamType);
+    none.name = streamName(streamType);
     return none;
 }
 

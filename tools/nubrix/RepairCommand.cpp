@@ -7,28 +7,23 @@
 #include <iostream>
 
 #include "Failure.h"
+#include "LittleEndian.h"
 #include "RecordSummary.h"
 
 namespace nubrix {
 
 namespace {
 
-void put(std::string &bytes, unsigned long long value, int count)
-{
-    for (int i = 0; i < count; ++i)
-        bytes += static_cast<char>(value >> (8 * i) & 0xff);
-}
-
 // docs/recording.md tells the format.
 std::string tagOf(const RecordInfo &info)
 {
     std::string tag;
-    put(tag, info.streamType, 2);
-    put(tag, info.index, 4);
-    put(tag, info.timestampUs, 8);
-    put(tag, info.dataSize, 4);
-    put(tag, info.width, 4);
-    put(tag, info.height, 4);
+    putLittle(tag, info.streamType, 2);
+    putLittle(tag, info.index, 4);
+    putLittle(tag, info.timestampUs, 8);
+    putLittle(tag, info.dataSize, 4);
+    putLittle(tag, info.width, 4);
+    putLittle(tag, info.height, 4);
     return tag;
 }
 

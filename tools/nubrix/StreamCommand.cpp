@@ -3,27 +3,13 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <filesystem>
 #include <iostream>
 
 #include "Failure.h"
 #include "MonotonicClock.h"
+#include "OutputFile.h"
 
 namespace nubrix {
-
-namespace {
-
-void makeFolder(const std::string &folder)
-{
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error)
-        throw Failure("cannot make the folder " + folder + ": " + error.message());
-    if (access(folder.c_str(), W_OK | X_OK) != 0)
-        throw Failure("cannot write to the folder " + folder);
-}
-
-}  // namespace
 
 StreamCommand::StreamCommand(CLI::App &parent)
     : Command(parent, "stream",

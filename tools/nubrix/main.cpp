@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "CloudCommand.h"
+#include "ExportCommand.h"
 #include "Failure.h"
 #include "InspectCommand.h"
 #include "ListCommand.h"
@@ -66,6 +67,7 @@ int run(int argc, char **argv)
     RecordCommand record(app);
     InspectCommand inspect(app);
     RepairCommand repair(app);
+    ExportCommand exporter(app);
     PhotoCommand photo(app);
     CloudCommand cloud(app);
     try {
@@ -73,8 +75,8 @@ int run(int argc, char **argv)
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::array<Command *, 9> commands = {&list,    &modes,  &stream, &props, &record,
-                                               &inspect, &repair, &photo,  &cloud};
+    const std::array<Command *, 10> commands = {&list,    &modes,  &stream,   &props, &record,
+                                                &inspect, &repair, &exporter, &photo, &cloud};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {

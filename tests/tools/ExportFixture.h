@@ -1,0 +1,82 @@
+// What the tests of nubrix export share: running it, and reading what it wrote.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "ToolProcess.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/record/RecordBytes.h"
+
+namespace nubrix {
+
+constexpr const char *kTableHead = "stream,record,index,timestamp_us,width,height,bytes,files";
+
+inline std::string hexOf(const std::string &bytes)
+{
+    static const char *const kDigits = "0123456789abcdef";
+    std::string hex;
+    for (const char each : bytes) {
+        const auto byte = static_cast<unsigned char>(each);
+        hex += {kDigits[byte >> 4], kDigits[byte & 15]};
+    }
+    return hex;
+}
+
+inline std::vector<std::string> linesOf(const std::string &text)
+{
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+/// A file to export, and what comes of it.
+class ExportFixture : public testing::Test {
+protected:
+    std::string fileOf(const std::vector<SentRecord> &records) const
+    {
+        return m_folder.file("records.bin", bytesOf(records));
+    }
+    ToolResult exported(const std::string &file, const Words &words = {}) const
+    {
+        Words all = {"export", file, "--out", m_out};
+        all.insert(all.end(), words.begin(), words.end());
+        return runTool(all);
+    }
+    std::vector<std::string> table() const { return linesOf(readFile(m_out + "/timestamps.csv")); }
+    /// The names in the folder, but for the table.
+    std::vector<std::string> files() const
+    {
+        std::vector<std::string> names;
+        for (const auto &entry : std::filesystem::directory_iterator(m_out)) {
+            if (entry.path().filename() != "timestamps.csv")
+                names.push_back(entry.path().filename());
+        }
+        return names;
+    }
+    /// What a program that is not ours says of a file that was written.
+    std::string readBy(const std::string &program, const std::string &name) const
+    {
+        const std::string text = m_folder.file("text");
+        const std::string command = program + " " + m_out + "/" + name + " > " + text;
+        EXPECT_EQ(std::system(command.c_str()), 0) << command;
+        return readFile(text);
+    }
+    std::string image(const std::string &name) const
+    {
+        return readBy(NUBRIX_TEST_READ_IMAGE, name);
+    }
+    std::vector<std::string> points(const std::string &name) const
+    {
+        return linesOf(readBy(NUBRIX_TEST_READ_POINTS, name));
+    }
+
+    TemporaryFolder m_folder;
+    const std::string m_out = m_folder.file("new/pictures");
+};
+
+}  // namespace nubrix

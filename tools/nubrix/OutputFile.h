@@ -1,0 +1,17 @@
+// Files and folders that commands write.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace nubrix {
+
+/// Makes a folder and those it lies in, unless they are there. Throws a Failure that names the
+/// folder and the cause.
+void makeFolder(const std::string &folder);
+
+/// Writes a file, in place of the one that may be there. Throws a Failure that names the file and
+/// the cause; what was written then stays.
+void writeFile(const std::string &path, std::string_view content);
+
+}  // namespace nubrix
