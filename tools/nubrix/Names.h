@@ -25,5 +25,7 @@ const StreamKind *streamKind(const std::string &name);
 std::string pixelFormatName(unsigned int pixelFormat);
 std::string transportName(int transport);
 std::string deviceStateName(unsigned int state);
+/// "2.0.182".
+std::string versionText(const unsigned short (&version)[3]);
 
 }  // namespace nubrix
