@@ -8,18 +8,39 @@
 namespace nubrix {
 
 /// Runs while streams run and begins anew when the first of them starts, so that all streams of
-/// one rate have the same index at the same time. Thread-safe.
+/// one rate have the same index at the same time. A recording is played from the moment on that was
+/// sought last. Thread-safe.
 class CameraClock {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A stream starts. Gives the moment of frame 0 for this run.
-    Time begin()
+    /// Where playing began.
+    struct Place {
+        Time epoch;            ///< the moment of frame 0, or of ...
+        std::uint64_t us = 0;  ///< ... this time in a recording
+        unsigned int seeks = 0;
+    };
+
+    /// A stream starts.
+    Place begin()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (m_running++ == 0)
-            m_epoch = std::chrono::steady_clock::now();
-        return m_epoch;
+            m_place.epoch = std::chrono::steady_clock::now();
+        return m_place;
+    }
+
+    /// All streams go on from a time in the recording, now or when they start.
+    void seek(std::uint64_t us)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_place = {std::chrono::steady_clock::now(), us, m_place.seeks + 1};
+    }
+
+    Place place() const
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_place;
     }
 
     void end()
@@ -46,9 +67,9 @@ public:
     }
 
 private:
-    std::mutex m_lock;
+    mutable std::mutex m_lock;
     unsigned int m_running = 0;  // everything below is under m_lock
-    Time m_epoch;
+    Place m_place;
 };
 
 }  // namespace nubrix

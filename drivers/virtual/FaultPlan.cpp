@@ -92,6 +92,20 @@ FrameOrders FaultPlan::ordersFor(unsigned int streamType, std::uint32_t frameInd
     return orders;
 }
 
+bool FaultPlan::cutsUpgrade(std::uint32_t block)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    for (std::size_t i = 0; i < m_faults.size(); ++i) {
+        const Fault &fault = m_faults[i];
+        if (fault.type == FaultType::kUpgradeCut && fault.atBlock == block &&
+            m_progress[Key(i, 0)].used < fault.count) {
+            ++m_progress[Key(i, 0)].used;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool FaultPlan::keepsAlive(std::uint64_t nowMs) const
 {
     const std::lock_guard<std::mutex> lock(m_lock);

@@ -45,6 +45,9 @@ public:
     /// Asked once for each frame, and again for the same frame after a stall.
     FrameOrders ordersFor(unsigned int streamType, std::uint32_t frameIndex, std::uint64_t nowMs);
 
+    /// Whether an upgrade is cut before it writes a block, counted from 0. Asked once for each.
+    bool cutsUpgrade(std::uint32_t block);
+
     bool keepsAlive(std::uint64_t nowMs) const;
     /// When a camera that has just been unplugged comes back by itself.
     std::optional<std::uint32_t> nextPlugAfterMs();

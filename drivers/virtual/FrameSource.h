@@ -11,6 +11,16 @@
 
 namespace nubrix {
 
+/// What a recorded picture has that a mode and a clock do not tell.
+struct RecordedPicture {
+    std::uint64_t us;  ///< since the start of the recording; never less than the one before
+    std::uint64_t timestampUs;
+    std::uint32_t frameIndex;
+    unsigned int bytes;
+    unsigned short width;
+    unsigned short height;
+};
+
 /// A source of pictures for each stream type. Shared by all cameras. Thread-safe.
 class FrameSource {
 public:
@@ -36,6 +46,24 @@ public:
     virtual Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                         std::uint32_t frameIndex, std::uint8_t *data) = 0;
 
+    /// Bytes that every picture of a mode fits in.
+    virtual unsigned int largestPicture(unsigned int streamType,
+                                        const typedefNubrixFrameMode &mode) const;
+
+    /// Whether pictures bring their own times along.
+    virtual bool isRecorded() const { return false; }
+    /// What a recorded picture brings along; empty at the end.
+    virtual std::optional<RecordedPicture> recorded(unsigned int /*streamType*/,
+                                                    std::uint32_t /*frameIndex*/)
+    {
+        return std::nullopt;
+    }
+    /// The first recorded picture of a stream at or after a time since the start of the recording.
+    virtual std::uint32_t firstFrom(unsigned int /*streamType*/, std::uint64_t /*us*/) const
+    {
+        return 0;
+    }
+
     /// Empty when they are not known.
     virtual std::optional<Intrinsics> intrinsics(unsigned int streamType,
                                                  const typedefNubrixFrameMode &mode) const = 0;
@@ -53,6 +81,12 @@ inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
     if (mode.pixelFormat == NUBRIX_PIXEL_RGB888)
         return pixels * 3;
     return mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? pixels : pixels * 2;
+}
+
+inline unsigned int FrameSource::largestPicture(unsigned int /*streamType*/,
+                                                const typedefNubrixFrameMode &mode) const
+{
+    return framePayload(mode);
 }
 
 }  // namespace nubrix

@@ -99,6 +99,15 @@ Intrinsics readIntrinsics(const JsonValue &value)
     return {read("fx", 0.001), read("fy", 0.001), read("cx", -100000.0), read("cy", -100000.0)};
 }
 
+/// Relative to the scenario's folder.
+std::string readPath(const JsonValue &value, const std::string &folder)
+{
+    std::string path = value.text();
+    if (path.empty())
+        value.fail("must not be empty");
+    return path.front() == '/' ? path : folder + "/" + path;
+}
+
 ImagesSetup readImages(const JsonValue &value, const std::string &folder)
 {
     requireKnownKeys(value, {"folder", "repeat", "depth_unit_mm", "intrinsics"});
@@ -106,12 +115,8 @@ ImagesSetup readImages(const JsonValue &value, const std::string &folder)
     const auto path = value.member("folder");
     if (!path)
         value.fail("the key folder is missing");
-    images.folder = path->text();
+    images.folder = readPath(*path, folder);
     images.folderLine = path->line();
-    if (images.folder.empty())
-        path->fail("must not be empty");
-    if (images.folder.front() != '/')
-        images.folder = folder + "/" + images.folder;
     if (const auto repeat = value.member("repeat"))
         images.loop = readChoice(*repeat, "loop", "once");
     if (const auto unit = value.member("depth_unit_mm"))
@@ -121,22 +126,47 @@ ImagesSetup readImages(const JsonValue &value, const std::string &folder)
     return images;
 }
 
+RecordingSetup readRecording(const JsonValue &value, const std::string &folder)
+{
+    requireKnownKeys(value, {"file", "repeat", "depth_unit_mm", "intrinsics"});
+    RecordingSetup recording;
+    const auto path = value.member("file");
+    if (!path)
+        value.fail("the key file is missing");
+    recording.file = readPath(*path, folder);
+    recording.fileLine = path->line();
+    if (const auto repeat = value.member("repeat"))
+        recording.loop = readChoice(*repeat, "loop", "once");
+    if (const auto unit = value.member("depth_unit_mm"))
+        recording.depthUnitMm = unit->number(0.000001, 1000.0);
+    if (const auto intrinsics = value.member("intrinsics"))
+        recording.intrinsics = readIntrinsics(*intrinsics);
+    return recording;
+}
+
 void readSource(const JsonValue &root, const std::string &folder, Scenario &scenario)
 {
     const auto source = root.member("source");
-    const auto images = root.member("images");
-    if (source && !readChoice(*source, "scene", "images")) {
-        if (!images)
-            source->fail("the key images is missing");
-        scenario.images = readImages(*images, folder);
-    } else if (images) {
-        images->fail("only goes with \"source\": \"images\"");
+    const std::string name = source ? source->text() : "scene";
+    if (name != "scene" && name != "images" && name != "recording")
+        source->fail("must be \"scene\", \"images\" or \"recording\"");
+    for (const char *kind : {"images", "recording"}) {
+        const auto setup = root.member(kind);
+        if (setup && name != kind)
+            setup->fail(std::string("only goes with \"source\": \"") + kind + "\"");
+        if (!setup && name == kind)
+            source->fail(std::string("the key ") + kind + " is missing");
     }
+    if (name == "images")
+        scenario.images = readImages(*root.member("images"), folder);
+    else if (name == "recording")
+        scenario.recording = readRecording(*root.member("recording"), folder);
 }
 
 Scenario readScenario(const JsonValue &root, const std::string &folder)
 {
-    requireKnownKeys(root, {"cameras", "pacing", "source", "images", "frame_rate", "faults"});
+    requireKnownKeys(
+        root, {"cameras", "pacing", "source", "images", "recording", "frame_rate", "faults"});
     Scenario scenario;
     if (const auto cameras = root.member("cameras"))
         scenario.cameras = readCameras(*cameras);

@@ -29,6 +29,7 @@ enum class FaultType {
     kOpenFail,
     kStartFail,
     kBufferSizeChange,
+    kUpgradeCut,
 };
 
 /// One fault of one camera. README.md tells which members go with which type.
@@ -45,6 +46,7 @@ struct Fault {
     int status = -1;                        ///< open_fail, start_fail
     int jumpMs = 0;                         ///< clock_jump
     unsigned int asType = 0;                ///< wrong_type; 0: depth, and colour for depth
+    std::uint32_t atBlock = 0;              ///< upgrade_cut: from 0
 };
 
 struct CameraSetup {
@@ -61,10 +63,19 @@ struct ImagesSetup {
     std::optional<Intrinsics> intrinsics;
 };
 
+struct RecordingSetup {
+    std::string file;  ///< absolute, or relative to the working folder
+    int fileLine = 0;  ///< where the scenario names it
+    bool loop = false;
+    double depthUnitMm = 0.0625;
+    std::optional<Intrinsics> intrinsics;
+};
+
 struct Scenario {
     std::vector<CameraSetup> cameras = {{"VIRT0001", true, {}}};
     Pacing pacing = Pacing::kRealtime;
-    std::optional<ImagesSetup> images;  ///< empty: the scene
+    std::optional<ImagesSetup> images;  ///< at most one of these two; neither: the scene
+    std::optional<RecordingSetup> recording;
     int frameRate = 30;
 };
 

@@ -48,6 +48,7 @@ const std::vector<Kind> &kinds()
          FaultType::kBufferSizeChange,
          false,
          {"stream", "start", "count", "bytes"}},
+        {"upgrade_cut", FaultType::kUpgradeCut, false, {"at_block", "count"}},
     };
     return all;
 }
@@ -136,6 +137,12 @@ void readDetails(const JsonValue &object, Fault &fault)
     if (isBuffer) {
         fault.attempt = readCount(object, "start", 1, kMostFrames).value_or(2);
         fault.bytes = fault.bytes.value_or(4096);
+    }
+    if (fault.type == FaultType::kUpgradeCut) {
+        const auto block = readCount(object, "at_block", 0, kMostFrames);
+        if (!block)
+            object.fail("the key at_block is missing");
+        fault.atBlock = *block;
     }
     if (const auto status = object.member("status"))
         fault.status = readNonZero(*status, 1000000);

@@ -1,8 +1,10 @@
 #include "virtual/VirtualCamera.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "virtual/VirtualDevice.h"
+#include "virtual/VirtualUpgrade.h"
 
 namespace nubrix {
 
@@ -81,6 +83,66 @@ void VirtualCamera::plug()
     }
     m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
                               HotPlug::Action::kTellConnected);
+}
+
+VirtualCamera::Version VirtualCamera::firmware() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_firmware;
+}
+
+void VirtualCamera::setFirmware(const Version &version)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_firmware = version;
+}
+
+void VirtualCamera::beginUpgrade()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_upgrading = true;
+    ++m_upgrades;
+    if (m_device != nullptr)
+        m_device->wakeStreams();
+}
+
+void VirtualCamera::endUpgrade()
+{
+    m_upgrading = false;
+}
+
+void VirtualCamera::leaveForReboot()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_plugged = false;
+    }
+    m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
+                              HotPlug::Action::kTellDisconnected);
+}
+
+void VirtualCamera::addUpgrade(VirtualUpgrade &upgrade)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_upgraders.push_back(&upgrade);
+}
+
+void VirtualCamera::removeUpgrade(VirtualUpgrade &upgrade)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_upgraders.erase(std::remove(m_upgraders.begin(), m_upgraders.end(), &upgrade),
+                      m_upgraders.end());
+}
+
+void VirtualCamera::abandonUpgrades()
+{
+    std::vector<VirtualUpgrade *> left;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        left.swap(m_upgraders);
+    }
+    for (VirtualUpgrade *upgrade : left)
+        upgrade->abandon();
 }
 
 void VirtualCamera::unplug()

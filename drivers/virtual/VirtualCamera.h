@@ -1,11 +1,14 @@
 // One camera that is attached, or not, whether somebody has opened it or not.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "nubrix/driver.h"
 #include "virtual/FaultPlan.h"
@@ -16,6 +19,7 @@
 namespace nubrix {
 
 class VirtualDevice;
+class VirtualUpgrade;
 
 /// Lives as long as the driver. Thread-safe.
 class VirtualCamera {
@@ -63,6 +67,25 @@ public:
     void plug();
     void unplug();
 
+    using Version = std::array<unsigned short, 3>;
+    /// Kept as long as the driver lives.
+    Version firmware() const;
+    void setFirmware(const Version &version);
+
+    /// From the one to the other no stream starts; those that run end.
+    void beginUpgrade();
+    void endUpgrade();
+    bool isUpgrading() const { return m_upgrading; }
+    /// Counts the upgrades that have begun.
+    unsigned int upgrades() const { return m_upgrades; }
+    /// Looks unplugged until plug(), to all but the device that is open.
+    void leaveForReboot();
+    /// An upgrader of this camera comes and goes; those that are left are to be abandoned.
+    void addUpgrade(VirtualUpgrade &upgrade);
+    void removeUpgrade(VirtualUpgrade &upgrade);
+    /// To be called before the camera goes.
+    void abandonUpgrades();
+
 private:
     const Shared m_shared;  // fixed after construction
     const std::string m_serial;
@@ -72,6 +95,10 @@ private:
     mutable std::mutex m_lock;
     bool m_plugged;                     // everything below is under m_lock
     VirtualDevice *m_device = nullptr;  // the live one
+    std::vector<VirtualUpgrade *> m_upgraders;
+    Version m_firmware = {1, 0, 0};
+    std::atomic<bool> m_upgrading{false};  // the last two: read without it as well
+    std::atomic<unsigned int> m_upgrades{0};
 };
 
 }  // namespace nubrix

@@ -9,6 +9,7 @@
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualProperties.h"
 #include "virtual/VirtualStream.h"
+#include "virtual/VirtualUpgrade.h"
 
 namespace nubrix {
 
@@ -32,7 +33,8 @@ int giveOut(const void *value, unsigned int valueSize, void *data, unsigned int 
 
 NubrixVersions versionsOf(const VirtualCamera &camera)
 {
-    NubrixVersions versions = {{2, 0, 182}, {1, 0, 0}, {1, 0, 0}, {}};
+    const VirtualCamera::Version firmware = camera.firmware();
+    NubrixVersions versions = {{2, 0, 182}, {firmware[0], firmware[1], firmware[2]}, {1, 0, 0}, {}};
     std::snprintf(versions.serialNumber, sizeof versions.serialNumber, "%s",
                   camera.serial().c_str());
     return versions;
@@ -108,6 +110,8 @@ int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int s
 {
     if (m_gone)
         return -9;
+    if (isPlace(id))
+        return seek(id, data, size);
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE)
         return -8;
     unsigned int mode = 0;
@@ -138,6 +142,8 @@ int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
         const unsigned int room = std::exchange(*size, sizeof(VirtualTruth));
         return room < sizeof(VirtualTruth) ? -4 : getTruth(data);
     }
+    if (isPlace(id))
+        return getPlace(id, data, size);
     if (id < kPropertyIntrinsics || slotOf(id - kPropertyIntrinsics) == nullptr)
         return -8;
     const unsigned int streamType = id - kPropertyIntrinsics;
@@ -161,6 +167,76 @@ int VirtualDevice::getTruth(void *data)
     truth.depthMm = *depth;
     std::memcpy(data, &truth, sizeof truth);
     return 0;
+}
+
+bool VirtualDevice::isPlace(unsigned int id) const
+{
+    return m_camera.source().isRecorded() &&
+           (id == kPropertyPlayTime ||
+            (id > kPropertyPlayFrame && slotOf(id - kPropertyPlayFrame) != nullptr));
+}
+
+std::uint32_t VirtualDevice::nextFrame(const Slot &slot) const
+{
+    if (slot.stream && slot.stream->isRunning())
+        return slot.stream->nextFrame();
+    return m_camera.source().firstFrom(slot.type, m_clock.place().us);
+}
+
+int VirtualDevice::getPlace(unsigned int id, void *data, unsigned int *size)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (id != kPropertyPlayTime) {
+        const std::uint32_t next = nextFrame(*slotOf(id - kPropertyPlayFrame));
+        return giveOut(&next, sizeof next, data, size);
+    }
+    std::uint64_t us = m_clock.place().us;
+    bool first = true;
+    for (const Slot &slot : m_slots) {
+        if (!slot.stream || !slot.stream->isRunning())
+            continue;
+        if (const auto next = m_camera.source().recorded(slot.type, slot.stream->nextFrame())) {
+            us = first ? next->us : std::min(us, next->us);
+            first = false;
+        }
+    }
+    return giveOut(&us, sizeof us, data, size);
+}
+
+int VirtualDevice::seek(unsigned int id, const void *data, unsigned int size)
+{
+    std::uint64_t us = 0;
+    if (id == kPropertyPlayTime) {
+        if (data == nullptr || size != sizeof us)
+            return -4;
+        std::memcpy(&us, data, sizeof us);
+    } else {
+        std::uint32_t frame = 0;
+        if (data == nullptr || size != sizeof frame)
+            return -4;
+        std::memcpy(&frame, data, sizeof frame);
+        const auto recorded = m_camera.source().recorded(id - kPropertyPlayFrame, frame);
+        if (!recorded)
+            return -4;
+        us = recorded->us;
+    }
+    m_clock.seek(us);
+    wakeStreams();
+    return 0;
+}
+
+void VirtualDevice::wakeStreams()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    for (const Slot &slot : m_slots) {
+        if (slot.stream)
+            slot.stream->wake();
+    }
+}
+
+NubrixBaseUpgrade *VirtualDevice::createUpgradeIntance()
+{
+    return new (std::nothrow) VirtualUpgrade(m_camera);
 }
 
 int VirtualDevice::deviceState()

@@ -40,6 +40,7 @@ public:
                      bool restart) override;
     typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
     const char *getDeviceId() override;
+    NubrixBaseUpgrade *createUpgradeIntance() override;
     int getDeviceKind() override { return kKind; }
 
     VirtualCamera &camera() { return m_camera; }
@@ -49,6 +50,8 @@ public:
     /// The cable has been pulled; for good. Any thread.
     void disconnect() { m_gone = true; }
     bool isGone() const { return m_gone; }
+    /// Has the streams look at once whether they are to end or to be elsewhere. Any thread.
+    void wakeStreams();
 
 private:
     struct Slot {
@@ -60,6 +63,10 @@ private:
     Slot *slotOf(unsigned int streamType);
     const Slot *slotOf(unsigned int streamType) const;
     int getTruth(void *data);
+    bool isPlace(unsigned int id) const;
+    std::uint32_t nextFrame(const Slot &slot) const;
+    int getPlace(unsigned int id, void *data, unsigned int *size);
+    int seek(unsigned int id, const void *data, unsigned int size);
 
     VirtualCamera &m_camera;
     CameraClock m_clock;

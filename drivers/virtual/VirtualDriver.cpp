@@ -6,8 +6,10 @@
 #include <cstring>
 #include <exception>
 #include <utility>
+#include <variant>
 
 #include "virtual/ImageSource.h"
+#include "virtual/RecordingSource.h"
 #include "virtual/ScenarioFile.h"
 #include "virtual/SceneSource.h"
 
@@ -20,11 +22,28 @@ void complain(const std::string &text)
     std::fprintf(stderr, "nubrix virtual camera: %s\n", text.c_str());
 }
 
+/// A source, or what is wrong with what the scenario says of it.
+std::variant<std::shared_ptr<FrameSource>, ScenarioError> makeSource(const Scenario &scenario)
+{
+    const auto widen = [](auto made) -> std::variant<std::shared_ptr<FrameSource>, ScenarioError> {
+        if (const auto *error = std::get_if<ScenarioError>(&made))
+            return *error;
+        return std::get<0>(made);
+    };
+    if (scenario.images)
+        return widen(ImageSource::create(*scenario.images, scenario.frameRate));
+    if (scenario.recording)
+        return widen(RecordingSource::create(*scenario.recording));
+    return std::make_shared<SceneSource>(scenario.frameRate);
+}
+
 }  // namespace
 
 VirtualDriver::~VirtualDriver()
 {
     m_devices.clear();
+    for (const auto &camera : m_cameras)
+        camera->abandonUpgrades();
     m_hotPlug.stop();
 }
 
@@ -48,17 +67,12 @@ int VirtualDriver::initializeWith(const Scenario &scenario, const std::string &f
 try {
     if (m_initialized)
         return -2;
-    std::shared_ptr<FrameSource> source;
-    if (scenario.images) {
-        auto made = ImageSource::create(*scenario.images, scenario.frameRate);
-        if (const auto *error = std::get_if<ScenarioError>(&made)) {
-            complain(error->text(file));
-            return -4;
-        }
-        source = std::get<std::shared_ptr<ImageSource>>(made);
-    } else {
-        source = std::make_shared<SceneSource>(scenario.frameRate);
+    const auto made = makeSource(scenario);
+    if (const auto *error = std::get_if<ScenarioError>(&made)) {
+        complain(error->text(file));
+        return -4;
     }
+    const auto &source = std::get<std::shared_ptr<FrameSource>>(made);
     m_initialized = true;
     const HotPlug::Time start = std::chrono::steady_clock::now();
     const VirtualCamera::Shared shared = {scenario.pacing, start, source, m_hotPlug};

@@ -10,6 +10,14 @@ constexpr unsigned int kPropertyIntrinsics = 0x5600;
 /// current mode, the camera writes its true depth. Read only.
 constexpr unsigned int kPropertyTruth = 0x5700;
 
+/// 8 bytes: how far a recording has been played, in microseconds since its first frame; of the
+/// frame that comes next. Writing it goes there with all streams.
+constexpr unsigned int kPropertyPlayTime = 0x5800;
+
+/// Plus a stream type: 4 bytes, the place among the frames of that stream of the one that comes
+/// next. Writing it goes to that frame's time with all streams.
+constexpr unsigned int kPropertyPlayFrame = 0x5900;
+
 struct VirtualIntrinsics {
     float fx;
     float fy;

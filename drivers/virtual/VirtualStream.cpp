@@ -32,7 +32,7 @@ VirtualStream::~VirtualStream()
 
 unsigned int VirtualStream::getFrameBufferSize()
 {
-    return framePayload(m_device.mode(m_streamType)) +
+    return m_device.camera().source().largestPicture(m_streamType, m_device.mode(m_streamType)) +
            m_device.camera().faults().extraBufferBytes(m_streamType);
 }
 
@@ -60,6 +60,9 @@ try {
     if (m_device.isGone())
         return -9;
     VirtualCamera &camera = m_device.camera();
+    m_upgrades = camera.upgrades();
+    if (camera.isUpgrading())
+        return -2;
     if (const int status =
             camera.faults().startAttempt(m_streamType, camera.msAt(steady_clock::now())))
         return status;
@@ -68,7 +71,7 @@ try {
     camera.source().prepare(m_streamType, m_mode);
     camera.faults().beginRun(m_streamType);
     m_stopping = false;
-    m_epoch = m_device.clock().begin();
+    m_place = m_device.clock().begin();
     m_running = true;
     try {
         m_thread = std::thread(&VirtualStream::run, this);
@@ -102,18 +105,41 @@ int VirtualStream::stop()
 void VirtualStream::run()
 try {
     m_runner = std::this_thread::get_id();
-    std::uint32_t index = 0;
-    if (!isFree())
-        index = CameraClock::indexAt(m_epoch, steady_clock::now(), m_frameRate);
+    std::uint32_t index = firstFrame();
     while (runFrame(index)) {
     }
 } catch (const std::exception &error) {
     std::fprintf(stderr, "nubrix virtual camera: a stream has ended: %s\n", error.what());
 }
 
+std::uint32_t VirtualStream::firstFrame() const
+{
+    // A stream that starts after others catches up with them: nothing of a recording is left out.
+    if (isRecorded())
+        return m_device.camera().source().firstFrom(m_streamType, m_place.us);
+    return isFree() ? 0 : CameraClock::indexAt(m_place.epoch, steady_clock::now(), m_frameRate);
+}
+
+void VirtualStream::lookUpRecorded(std::uint32_t &frameIndex)
+{
+    FrameSource &source = m_device.camera().source();
+    if (isSought()) {
+        m_place = m_device.clock().place();
+        frameIndex = source.firstFrom(m_streamType, m_place.us);
+    }
+    m_recorded = source.recorded(m_streamType, frameIndex);
+}
+
 bool VirtualStream::runFrame(std::uint32_t &frameIndex)
 {
     VirtualCamera &camera = m_device.camera();
+    if (isRecorded())
+        lookUpRecorded(frameIndex);
+    m_next = frameIndex;
+    if (isRecorded() && !m_recorded) {  // the end, until another place is sought
+        sleepUntil(nullptr);
+        return !isEnding();
+    }
     const Time capture = nextCapture(frameIndex);
     // In real time a picture is ready before its time, so that it can be delivered in time.
     FramePtr frame;
@@ -122,6 +148,8 @@ bool VirtualStream::runFrame(std::uint32_t &frameIndex)
     sleepUntil(&capture);
     if (isEnding())
         return false;
+    if (isSought())
+        return true;
     const FrameOrders orders =
         camera.faults().ordersFor(m_streamType, frameIndex, camera.msAt(capture));
     if (orders.unplug) {
@@ -152,18 +180,22 @@ VirtualStream::Time VirtualStream::nextCapture(std::uint32_t &frameIndex) const
     const Time now = steady_clock::now();
     if (isFree())
         return now;
+    if (isRecorded())
+        return m_place.epoch + std::chrono::microseconds(m_recorded->us - m_place.us);
     // Frames that have passed meanwhile are lost.
-    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_epoch, now, m_frameRate));
-    return CameraClock::captureTime(m_epoch, frameIndex, m_frameRate);
+    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_place.epoch, now, m_frameRate));
+    return CameraClock::captureTime(m_place.epoch, frameIndex, m_frameRate);
 }
 
 bool VirtualStream::render(std::uint32_t frameIndex, FramePtr &frame)
 {
     FramePtr taken(takeFrame());
-    if (!taken || taken->frame().data == nullptr || taken->bufferSize() < framePayload(m_mode))
+    FrameSource &source = m_device.camera().source();
+    if (!taken || taken->frame().data == nullptr ||
+        taken->bufferSize() < source.largestPicture(m_streamType, m_mode))
         return true;
     auto *data = static_cast<std::uint8_t *>(taken->frame().data);
-    const auto result = m_device.camera().source().fill(m_streamType, m_mode, frameIndex, data);
+    const auto result = source.fill(m_streamType, m_mode, frameIndex, data);
     if (result == FrameSource::Result::kFilled)
         frame = std::move(taken);
     return result != FrameSource::Result::kEnd;
@@ -172,7 +204,8 @@ bool VirtualStream::render(std::uint32_t frameIndex, FramePtr &frame)
 NubrixFrameRef *VirtualStream::takeFrame()
 {
     NubrixFrameRef *frame = m_allocator->allocOneFrame();
-    while (frame == nullptr && isFree() && !isEnding()) {
+    // A recording is played in full, however slowly its frames are taken.
+    while (frame == nullptr && (isFree() || isRecorded()) && !isEnding() && !isSought()) {
         const Time retry = steady_clock::now() + kPoolRetry;
         sleepUntil(&retry);
         frame = m_allocator->allocOneFrame();
@@ -183,10 +216,12 @@ NubrixFrameRef *VirtualStream::takeFrame()
 void VirtualStream::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
                              const FrameOrders &orders) const
 {
-    const std::int64_t us =
-        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count();
-    const auto stamp =
-        static_cast<std::uint64_t>(std::max<std::int64_t>(us + orders.clockOffsetUs, 0));
+    auto stamp = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count());
+    if (m_recorded)
+        stamp = m_recorded->timestampUs;
+    const auto offset = static_cast<std::uint64_t>(orders.clockOffsetUs);
+    stamp = orders.clockOffsetUs < 0 && stamp < 0 - offset ? 0 : stamp + offset;
     record.pixelFormat = m_mode.pixelFormat;
     record.streamType = m_streamType;
     record.frameIndex = frameIndex;
@@ -197,6 +232,12 @@ void VirtualStream::describe(typedefNubrixFrame &record, std::uint32_t frameInde
     record.height = m_mode.height;
     record.dataSize = framePayload(m_mode);
     record.reserved = 0;
+    if (m_recorded) {
+        record.frameIndex = m_recorded->frameIndex;
+        record.width = m_recorded->width;
+        record.height = m_recorded->height;
+        record.dataSize = m_recorded->bytes;
+    }
     if (orders.shortened) {
         record.dataSize = std::min(record.dataSize, orders.bytes.value_or(record.dataSize / 2));
         record.flags |= kFrameFlagShort;
@@ -217,7 +258,7 @@ void VirtualStream::awaitReturn(NubrixFrameRef &frame)
 {
     // Nobody tells when a frame is given back, so its count is looked at: ours alone is 1.
     auto nap = kShortestNap;
-    while (!isEnding()) {
+    while (!isEnding() && !isSought()) {
         frame.incRef();
         if (frame.release() == 1)
             return;
@@ -230,7 +271,7 @@ void VirtualStream::awaitReturn(NubrixFrameRef &frame)
 void VirtualStream::sleepUntil(const Time *until)
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    const auto ending = [this] { return m_stopping; };
+    const auto ending = [this] { return m_stopping || isUpgraded() || isSought(); };
     if (until == nullptr)
         m_wake.wait(lock, ending);
     else
@@ -239,10 +280,31 @@ void VirtualStream::sleepUntil(const Time *until)
 
 bool VirtualStream::isEnding() const
 {
-    if (m_device.isGone())
+    if (m_device.isGone() || isUpgraded())
         return true;
     const std::lock_guard<std::mutex> lock(m_lock);
     return m_stopping;
+}
+
+bool VirtualStream::isUpgraded() const
+{
+    return m_device.camera().upgrades() != m_upgrades;
+}
+
+bool VirtualStream::isSought() const
+{
+    return isRecorded() && m_device.clock().place().seeks != m_place.seeks;
+}
+
+void VirtualStream::wake()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_wake.notify_all();
+}
+
+bool VirtualStream::isRecorded() const
+{
+    return m_device.camera().source().isRecorded();
 }
 
 bool VirtualStream::isFree() const

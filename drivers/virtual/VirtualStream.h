@@ -7,10 +7,13 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "nubrix/driver.h"
+#include "virtual/CameraClock.h"
 #include "virtual/FaultPlan.h"
+#include "virtual/FrameSource.h"
 
 namespace nubrix {
 
@@ -21,7 +24,7 @@ constexpr unsigned int kFrameFlagShort = 1;
 constexpr unsigned int kFrameFlagEmpty = 2;
 constexpr unsigned int kFrameFlagWrongType = 4;
 
-/// The operations come one at a time; isRunning may be asked on any thread.
+/// The operations come one at a time; the queries and wake may be used on any thread.
 class VirtualStream final : public NubrixBaseStream {
 public:
     VirtualStream(VirtualDevice &device, unsigned int streamType);
@@ -30,13 +33,18 @@ public:
     unsigned int getFrameBufferSize() override;
     int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override;
     int setFrameCallback(DriverFrameCallback callback, void *user) override;
-    /// -2 when it runs or lacks allocator or callback, -9 when the camera has been unplugged, -1
-    /// when there is no thread or memory to be had, or what a fault says.
+    /// -2 when it runs, lacks allocator or callback, or the camera is being upgraded, -9 when the
+    /// camera has been unplugged, -1 when there is no thread or memory to be had, or what a fault
+    /// says.
     int start() override;
     /// 0 also when it does not run; -2 from within the frame callback.
     int stop() override;
 
     bool isRunning() const { return m_running; }
+    /// The frame that comes next while it runs.
+    std::uint32_t nextFrame() const { return m_next; }
+    /// Has it look at once whether another place was sought or the camera is being upgraded.
+    void wake();
 
 private:
     using Time = std::chrono::steady_clock::time_point;
@@ -47,6 +55,9 @@ private:
     using FramePtr = std::unique_ptr<NubrixFrameRef, Releaser>;
 
     void run();
+    std::uint32_t firstFrame() const;
+    /// Goes where a seek wants it to, and reads what is recorded of the frame there.
+    void lookUpRecorded(std::uint32_t &frameIndex);
     /// Delivers the next frame from `frameIndex` on, or does not, and counts it. False at the end.
     bool runFrame(std::uint32_t &frameIndex);
     Time nextCapture(std::uint32_t &frameIndex) const;
@@ -56,10 +67,14 @@ private:
     void describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
                   const FrameOrders &orders) const;
     void awaitReturn(NubrixFrameRef &frame);
-    /// Sleeps; returns at once when the stream is to end. A null `until` is for ever.
+    /// Sleeps; returns at once when the stream is to end or to be elsewhere. A null `until` is for
+    /// ever.
     void sleepUntil(const Time *until);
     bool isEnding() const;
+    bool isUpgraded() const;
+    bool isSought() const;
     bool isFree() const;
+    bool isRecorded() const;
 
     VirtualDevice &m_device;
     const unsigned int m_streamType;
@@ -68,7 +83,10 @@ private:
     void *m_user = nullptr;
     typedefNubrixFrameMode m_mode = {};
     unsigned int m_frameRate = 0;
-    Time m_epoch;
+    CameraClock::Place m_place;
+    unsigned int m_upgrades = 0;  // of the camera when it was started
+    std::optional<RecordedPicture> m_recorded;
+    std::atomic<std::uint32_t> m_next{0};
     std::thread m_thread;
     std::atomic<std::thread::id> m_runner{};  // the thread itself
     std::atomic<bool> m_running{false};

@@ -182,7 +182,7 @@ private:
     bool isOpen(const std::string &path) const;
     bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
                        unsigned int state);
-    void deleteUpgraderOf(NubrixDevice *handle);
+    std::unique_ptr<NubrixBaseUpgrade> takeUpgraderOf(NubrixDevice *handle);
     static void logAdvice(const char *deviceAddr);
     void rebuildDeviceTable();
     void notifyApplication(const char *deviceAddr, const char *serial, unsigned int state);

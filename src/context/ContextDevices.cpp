@@ -245,25 +245,28 @@ int Context::closeDevice(NubrixDevice *handle)
     }
     closeStreamsOfDevice(device);
     device->close();
+    std::unique_ptr<NubrixBaseUpgrade> upgrader;
     {
         const CriticalSectionScoped lock(*m_apiLock);
-        deleteUpgraderOf(handle);
+        upgrader = takeUpgraderOf(handle);
         m_devices.remove(device);
         delete device;
     }
+    upgrader.reset();  // may wait for a thread that calls the application
     logPrint(kLogMilestone, "Finish close device");
     return 0;
 }
 
-void Context::deleteUpgraderOf(NubrixDevice *handle)
+std::unique_ptr<NubrixBaseUpgrade> Context::takeUpgraderOf(NubrixDevice *handle)
 {
     const auto found = m_upgraders.find(handle);
     if (found == m_upgraders.end())
-        return;
+        return nullptr;
+    std::unique_ptr<NubrixBaseUpgrade> upgrader(found->second);
     if (m_activeUpgrader == found->second)
         m_activeUpgrader = nullptr;
-    delete found->second;
     m_upgraders.erase(found);
+    return upgrader;
 }
 
 // --- coming and going

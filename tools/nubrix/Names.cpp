@@ -62,4 +62,10 @@ std::string deviceStateName(unsigned int state)
     }
 }
 
+std::string versionText(const unsigned short (&version)[3])
+{
+    return std::to_string(version[0]) + "." + std::to_string(version[1]) + "." +
+           std::to_string(version[2]);
+}
+
 }  // namespace nubrix

@@ -28,5 +28,7 @@ std::string streamName(unsigned int streamType);
 std::string pixelFormatName(unsigned int pixelFormat);
 std::string transportName(int transport);
 std::string deviceStateName(unsigned int state);
+/// "2.0.182".
+std::string versionText(const unsigned short (&version)[3]);
 
 }  // namespace nubrix

@@ -14,12 +14,6 @@ namespace {
 
 constexpr const char *kNotSupported = "not supported by this camera";
 
-std::string versionText(const unsigned short *version)
-{
-    return std::to_string(version[0]) + "." + std::to_string(version[1]) + "." +
-           std::to_string(version[2]);
-}
-
 /// The three versions and the serial number; null where there are none.
 Command::Json jsonOf(const std::optional<NubrixVersions> &versions)
 {

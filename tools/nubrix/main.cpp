@@ -1,9 +1,9 @@
 // The command line of the tool: which command, and the exit status: 0 done, 1 failed, 2 wrong use.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <iostream>
+#include <vector>
 
 #include "CloudCommand.h"
 #include "ExportCommand.h"
@@ -16,6 +16,7 @@
 #include "RecordCommand.h"
 #include "RepairCommand.h"
 #include "StreamCommand.h"
+#include "UpgradeCommand.h"
 #include "VirtualLauncher.h"
 
 namespace {
@@ -70,13 +71,14 @@ int run(int argc, char **argv)
     ExportCommand exporter(app);
     PhotoCommand photo(app);
     CloudCommand cloud(app);
+    UpgradeCommand upgrade(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::array<Command *, 10> commands = {&list,    &modes,  &stream,   &props, &record,
-                                                &inspect, &repair, &exporter, &photo, &cloud};
+    const std::vector<Command *> commands = {&list,   &modes,    &stream, &props, &record, &inspect,
+                                             &repair, &exporter, &photo,  &cloud, &upgrade};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {

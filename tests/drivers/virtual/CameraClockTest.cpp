@@ -40,14 +40,14 @@ TEST(CameraClockTest, BeforeTheFirstFrameTheIndexIsZero)
 TEST(CameraClockTest, RunsOnWhileAStreamRunsAndBeginsAnewAfterwards)
 {
     CameraClock clock;
-    const auto first = clock.begin();
-    EXPECT_EQ(clock.begin(), first);
+    const auto first = clock.begin().epoch;
+    EXPECT_EQ(clock.begin().epoch, first);
     clock.end();
-    EXPECT_EQ(clock.begin(), first);
+    EXPECT_EQ(clock.begin().epoch, first);
     clock.end();
     clock.end();
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_GE(clock.begin(), before);
+    EXPECT_GE(clock.begin().epoch, before);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "tests/drivers/virtual/ImageWriter.h"
-#include "tests/drivers/virtual/TempFolder.h"
+#include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 namespace {
@@ -19,9 +19,9 @@ constexpr unsigned int kHeight = 23;
 
 class ImageFileTest : public testing::Test {
 protected:
-    std::string at(const std::string &name) { return m_folder.path() + "/" + name; }
+    std::string at(const std::string &name) { return m_folder.file(name); }
 
-    TempFolder m_folder;
+    TemporaryFolder m_folder;
 };
 
 TEST_F(ImageFileTest, AColourPngIsReadAsItIs)
@@ -118,7 +118,7 @@ TEST_F(ImageFileTest, WhatIsNoImageIsRefused)
         EXPECT_EQ(readDepthImage(at(name)).error, "it is not a 16-bit grey PNG") << name;
     }
     EXPECT_EQ(readColorImage(at("none.png")).error, "No such file or directory");
-    EXPECT_NE(readColorImage(m_folder.path()).error, "");
+    EXPECT_NE(readColorImage(m_folder.path().string()).error, "");
 }
 
 TEST_F(ImageFileTest, ATruncatedImageIsRefusedWhereverItEnds)

@@ -12,7 +12,7 @@
 #include <png.h>
 
 #include "tests/drivers/virtual/ImageWriter.h"
-#include "tests/drivers/virtual/TempFolder.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "virtual/VirtualProperties.h"
 
@@ -27,7 +27,7 @@ constexpr unsigned int kHeight = 20;
 
 class ImageSourceTest : public VirtualCameraTest {
 protected:
-    std::string at(const std::string &name) { return m_folder.path() + "/" + name; }
+    std::string at(const std::string &name) { return m_folder.file(name); }
 
     void writeColor(const std::string &name, unsigned int seed)
     {
@@ -52,7 +52,7 @@ protected:
     {
         useScenario(R"({"pacing": ")" + pacing + R"(", "frame_rate": 25, "source": "images",
             "images": {"folder": ")" +
-                    m_folder.path() + "\"" + more + "}}");
+                    m_folder.path().string() + "\"" + more + "}}");
     }
 
     /// The pictures of the first `count` frames of a stream.
@@ -75,7 +75,7 @@ protected:
     std::string wrongWith()
     {
         ImagesSetup setup;
-        setup.folder = m_folder.path();
+        setup.folder = m_folder.path().string();
         setup.folderLine = 12;
         const auto made = ImageSource::create(setup, 30);
         const auto *error = std::get_if<ScenarioError>(&made);
@@ -86,7 +86,7 @@ protected:
         return error->message;
     }
 
-    TempFolder m_folder;
+    TemporaryFolder m_folder;
 };
 
 TEST_F(ImageSourceTest, DeliversTheImagesPixelByPixelInTheOrderOfTheirNames)
@@ -259,7 +259,7 @@ TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
 {
     writePairs(4);
     for (const std::size_t kept : {0U, 2U, 100U}) {
-        const auto source = sourceKeeping(m_folder.path(), kept * kWidth * kHeight * 3);
+        const auto source = sourceKeeping(m_folder.path().string(), kept * kWidth * kHeight * 3);
         for (const std::uint32_t index : {3U, 0U, 1U, 2U, 3U}) {
             const typedefNubrixFrameMode colorMode = source->modes(NUBRIX_STREAM_COLOR)[0];
             std::vector<std::uint8_t> color(framePayload(colorMode));
@@ -278,7 +278,7 @@ TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
 TEST_F(ImageSourceTest, AnImageThatGetsLostIsALostFrameAndTold)
 {
     writePairs(4);
-    const auto source = sourceKeeping(m_folder.path(), kWidth * kHeight * 3);
+    const auto source = sourceKeeping(m_folder.path().string(), kWidth * kHeight * 3);
     std::filesystem::remove(at("p2.color.png"));
     writePng(at("p3.color.png"), kWidth, kHeight - 1, 8, 2, colorPattern(kWidth, kHeight - 1, 0));
     const typedefNubrixFrameMode mode = source->modes(NUBRIX_STREAM_COLOR)[0];

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <thread>
 
-#include "tests/drivers/virtual/TempFolder.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
 namespace nubrix {
@@ -203,12 +203,12 @@ protected:
 
     std::string write(const std::string &text)
     {
-        const std::string file = m_folder.path() + "/scenario.json";
+        const std::string file = m_folder.path().string() + "/scenario.json";
         std::ofstream(file) << text;
         return file;
     }
 
-    TempFolder m_folder;
+    TemporaryFolder m_folder;
     int m_status = 1;
 };
 
@@ -229,7 +229,7 @@ TEST_F(ScenarioVariableTest, AnEmptyVariableIsNoScenario)
 
 TEST_F(ScenarioVariableTest, AMissingFileIsNamed)
 {
-    const std::string file = m_folder.path() + "/none.json";
+    const std::string file = m_folder.path().string() + "/none.json";
     EXPECT_EQ(initializeWithFile(file, m_status),
               "nubrix virtual camera: " + file + ": cannot be read: No such file or directory\n");
     EXPECT_EQ(m_status, -4);
@@ -252,7 +252,7 @@ TEST_F(ScenarioVariableTest, ABadFolderIsToldWithKeyAndLine)
         write("{\n\"source\": \"images\",\n\"images\": {\n\"folder\": \"none\"}}");
     EXPECT_EQ(initializeWithFile(file, m_status),
               "nubrix virtual camera: " + file + ":4: images.folder: the folder \"" +
-                  m_folder.path() + "/none\" cannot be read: No such file or directory\n");
+                  m_folder.path().string() + "/none\" cannot be read: No such file or directory\n");
     EXPECT_EQ(m_status, -4);
 }
 
@@ -268,7 +268,7 @@ TEST_F(ScenarioVariableTest, AScenarioOfMoreThanOneMebibyteIsRefused)
 
 TEST_F(ScenarioVariableTest, AFolderInPlaceOfTheFileIsRefused)
 {
-    EXPECT_THAT(initializeWithFile(m_folder.path(), m_status), HasSubstr("cannot be read"));
+    EXPECT_THAT(initializeWithFile(m_folder.path().string(), m_status), HasSubstr("cannot be read"));
     EXPECT_EQ(m_status, -4);
 }
 
