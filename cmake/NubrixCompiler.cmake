@@ -31,3 +31,12 @@ if(NUBRIX_SANITIZE)
   add_compile_options(-ftls-model=initial-exec)
   add_link_options(-fsanitize=${NUBRIX_SANITIZE})
 endif()
+
+# What the fuzzer watches; tests/fuzz links it.
+option(NUBRIX_FUZZ "Build the fuzz targets with libFuzzer in place of the tests (clang)" OFF)
+if(NUBRIX_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    message(FATAL_ERROR "NUBRIX_FUZZ needs clang++")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -5,6 +5,7 @@
 #   bench    the benchmarks
 #   armhf    cross compiler and emulator for 32-bit ARM
 #   lint     clang, clang-format and clang-tidy
+#   fuzz     clang and libFuzzer
 set -eu
 
 packages_of() {
@@ -15,6 +16,7 @@ packages_of() {
     bench) echo libbenchmark-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
     lint) echo clang clang-format clang-tidy ;;
+    fuzz) echo clang libclang-rt-14-dev ;;
     *) return 1 ;;
     esac
 }

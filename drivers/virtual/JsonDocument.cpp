@@ -11,10 +11,10 @@ using nlohmann::json;
 
 constexpr std::size_t kDeepest = 16;
 
-/// The path of a member. A name that could be taken for a path is quoted.
+/// The path of a member. A name that could be taken for a path, or for none, is quoted.
 std::string pathOf(const std::string &object, const std::string &name)
 {
-    const bool isPlain = name.find_first_of(".[\"") == std::string::npos;
+    const bool isPlain = !name.empty() && name.find_first_of(".[\"") == std::string::npos;
     const std::string step = isPlain ? name : "\"" + name + "\"";
     return object.empty() ? step : object + "." + step;
 }

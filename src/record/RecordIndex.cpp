@@ -10,7 +10,8 @@ namespace nubrix {
 namespace {
 
 constexpr std::size_t kBlockSize = 4096;
-constexpr std::size_t kSearchBlockSize = 65536;
+constexpr std::size_t kFirstSearchSize = 256;  // the next record is mostly near
+constexpr std::size_t kSearchSize = 65536;
 constexpr std::uint64_t kSearchLimit = 64 << 20;
 
 std::string cutTag(std::uint64_t sizeBytes)
@@ -92,7 +93,11 @@ void RecordIndex::add(std::uint64_t offset, const RecordTag &tag)
 
 RecordIndex::Finding RecordIndex::lookAt(std::uint64_t offset)
 {
-    const RecordTag tag = readTag(offset, m_size);
+    return judge(offset, readTag(offset, m_size));
+}
+
+RecordIndex::Finding RecordIndex::judge(std::uint64_t offset, const RecordTag &tag)
+{
     const std::uint64_t end = offset + kRecordTagSize + tag.dataSize;
     if (!tag.isSound())
         return {Kind::kNothing, tag, end};
@@ -105,7 +110,7 @@ RecordIndex::Finding RecordIndex::lookAt(std::uint64_t offset)
 std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
 {
     const std::uint64_t limit = std::min(m_size, offset + kSearchLimit);
-    std::vector<unsigned char> bytes(kSearchBlockSize);
+    std::vector<unsigned char> bytes(kFirstSearchSize);
     while (offset < limit) {
         const std::size_t got = m_file.read(offset, bytes.data(), bytes.size());
         if (got <= kRecordTagSize)
@@ -114,10 +119,13 @@ std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
         for (std::size_t i = 0; i < tags; ++i) {
             if (bytes[i] == 0 || bytes[i + 1] != 0)  // most bytes are no stream type
                 continue;
-            if (RecordTag::read(&bytes[i]).isSound() && lookAt(offset + i).kind == Kind::kRecord)
+            // Not lookAt: m_block keeps the bytes behind the pixels, near those of the last try.
+            const RecordTag tag = RecordTag::read(&bytes[i]);
+            if (tag.isSound() && judge(offset + i, tag).kind == Kind::kRecord)
                 return offset + i;
         }
         offset += tags;
+        bytes.resize(std::min(2 * bytes.size(), kSearchSize));
     }
     return {};
 }

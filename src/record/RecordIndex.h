@@ -57,6 +57,7 @@ private:
     std::uint64_t skipHeader();
     void add(std::uint64_t offset, const RecordTag &tag);
     Finding lookAt(std::uint64_t offset);
+    Finding judge(std::uint64_t offset, const RecordTag &tag);
     std::optional<std::uint64_t> findRecord(std::uint64_t offset);
     bool isPieceOfTag(std::uint64_t offset, std::uint64_t end);
     RecordTag readTag(std::uint64_t offset, std::uint64_t end);

@@ -64,6 +64,15 @@ TEST(JsonDocumentTest, KeysThatLookLikePathsDoNotClashWithPaths)
     EXPECT_EQ(document.root().member("a.b")->line(), 2);
 }
 
+TEST(JsonDocumentTest, AKeyWithoutANameDoesNotClashWithTheWholeDocument)
+{
+    const JsonDocument document("{\n\"\": 1,\n\"a\": {\"\": 2}}");
+    EXPECT_EQ(document.root().line(), 1);
+    EXPECT_EQ(document.root().member("")->path(), "\"\"");
+    EXPECT_EQ(document.root().member("")->line(), 2);
+    EXPECT_EQ(document.root().member("a")->member("")->path(), "a.\"\"");
+}
+
 TEST(JsonDocumentTest, MissingMembersAreEmpty)
 {
     const JsonDocument document("{}");

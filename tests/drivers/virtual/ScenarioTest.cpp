@@ -229,6 +229,7 @@ const Bad kGeneral[] = {
     {"List", "\n[]", "", 2, "must be an object"},
     {"Number", "1", "", 1, "must be an object"},
     {"UnknownKey", "{\n\"cameras\": 1,\n\n\"colour\": 2\n}", "colour", 4, "no such key"},
+    {"KeyWithoutAName", "{\n\"\": 1\n}", "\"\"", 2, "no such key"},
     {"UnknownKeyOfPaths", "{\n\"a.b\": {}\n}", "\"a.b\"", 2, "no such key"},
     {"CamerasText", "{\n\"cameras\":\n\"2\"}", "cameras", 2, "must be a list"},
     {"CamerasTooMany", "{\"cameras\": 17}", "cameras", 1, "from 0 to 16"},

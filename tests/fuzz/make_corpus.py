@@ -1,0 +1,209 @@
+#!/usr/bin/env python3
+"""Writes the inputs in corpus/ that are made by hand; others there are left alone.
+
+Inputs that a fuzzer has found are kept beside them, under the name of what they show.
+"""
+import pathlib
+import struct
+
+CORPUS = pathlib.Path(__file__).parent / "corpus"
+
+
+def record(kind=2, index=0, time=0x12345000, pixels=b"\x81" * 12, size=None, width=3, height=2):
+    size = len(pixels) if size is None else size
+    tag = struct.pack("<HIQIII", kind, index, time, size, width, height)
+    return tag + pixels
+
+
+def header(colour=(1, 3, 2, 30, 640, 480), depth=(2, 3, 1, 30, 320, 240)):
+    return struct.pack("<HIHHHH", *colour) + struct.pack("<HIHHHH", *depth) + bytes(42)
+
+
+def records():
+    """Colour, depth and light infrared in turn."""
+    return [record(kind, i // 3, 0x1234500000 + i * 33333, bytes([0x80 + i]) * (10 + i), width=i)
+            for i, kind in enumerate([1, 2, 32] * 3)]
+
+
+def record_files():
+    nine = b"".join(records())
+    first, second, third = records()[:3]
+    inside = record(pixels=record(pixels=b"\x01\0") + b"\x7f" * 5)
+    yield "empty", b""
+    yield "one", record()
+    yield "one_pixel", record(pixels=b"\0")
+    yield "nine", nine
+    yield "every_type", b"".join(record(kind, time=kind) for kind in range(1, 64))
+    yield "time_backwards", b"".join(record(time=2 ** 64 - 1 - i * 2 ** 62) for i in range(4))
+    yield "same_times", record(time=7) + record(kind=1, time=7) + record(time=9)
+    yield "largest_picture", record(width=65535, height=65535)
+    yield "larger_than_a_block", record(pixels=b"\x90" * 5000) + first
+    yield "cut_type", nine + b"\2"
+    yield "cut_tag", nine + record()[:17]
+    yield "cut_before_pixels", nine + record()[:26]
+    yield "cut_pixels", nine[:-1]
+    yield "cut_record_inside", first + record(pixels=second + third + b"\xff" * 9)[:-4]
+    yield "cut_between", first + second[:20] + third + first
+    yield "cut_pixels_between", first + second[:-3] + third + first
+    yield "no_size", first + record(size=0) + second
+    yield "largest_size", first + record(size=2 ** 31 - 1) + second
+    yield "too_large_size", first + record(size=2 ** 31) + second
+    yield "size_wraps", first + record(size=2 ** 32 - 26) + second
+    yield "size_one_short", first + record(size=11) + second
+    yield "size_one_long", first + record(size=13) + second
+    yield "no_type", first + record(kind=0) + second
+    yield "type_64", first + record(kind=64) + second
+    yield "type_256", first + record(kind=256) + second
+    yield "too_wide", first + record(width=65536) + second
+    yield "too_high", first + record(height=2 ** 31) + second
+    yield "record_in_pixels", inside + first
+    yield "header_alone", header()
+    yield "header_before", header() + nine
+    yield "header_depth_only", header(colour=(0,) * 6) + nine
+    yield "header_over", header() + nine[70:]
+    yield "header_cut_record", header() + first[:30]
+    yield "header_cut", header()[:69]
+    yield "zeros", bytes(4096)
+    yield "ones", b"\1" * 300
+    yield "ones_and_zeros", b"\1\0" * 100
+    yield "high_bytes", b"\xff" * 300
+    yield "text", b"[Log]\nLogLevel=3\n" * 5
+
+
+def ini_files():
+    def entry(content, section=b"A", key=b"K", value=b"new"):
+        return section + b"\0" + key + b"\0" + value + b"\0" + content
+
+    log = b"[Log]\nLogFile=0\nLogLevel=3\nLogConsole=1\n"
+    yield "empty", b""
+    yield "no_file", entry(b"")
+    yield "log", entry(log, b"Log", b"LogLevel", b"4")
+    yield "new_section", entry(log, b"Other", b"LogLevel", b"4")
+    yield "new_key", entry(log, b"Log", b"New", b"true")
+    yield "string", entry(b'[A]\nK="text"\n')
+    yield "bare", entry(b"[A]\nK=-12\n", value=b"-2147483648")
+    yield "too_large", entry(b"[A]\nK=99999999999999999999\n", value=b"2147483648")
+    yield "double", entry(b"[A]\nK=-1.5e3\n", value=b"0.0000004")
+    yield "infinite", entry(b"[A]\nK=-inf\n", value=b"1e308")
+    yield "not_a_number", entry(b"[A]\nK=nan\n", value=b"nan")
+    yield "bool", entry(b"[A]\nK=TRUE\n", value=b"0")
+    yield "no_bool", entry(b"[A]\nK=yes\n")
+    yield "carriage_returns", entry(b'[A]\r\nK="5"\r\n[B]\r\nK=6\r\n', b"B")
+    yield "only_carriage_return", entry(b"[A]\nK=\r", value=b"a\rb")
+    yield "quotes", entry(b'[A]\nK="\n', value=b'""')
+    yield "no_line_end", entry(b"[A]\nK=1")
+    yield "no_value", entry(b"[A]\nK=")
+    yield "tag_alone", entry(b"[A]")
+    yield "many_line_ends", entry(b"\n\n[A]\n\nK=1\n\n\n\n")
+    yield "only_line_ends", entry(b"\n\n\n")
+    yield "text_after_tag", entry(b"[A] comment\n[B]\nK=1\n")
+    yield "key_after_tag", entry(b"[A]K=1\n")
+    yield "tag_in_comment", entry(b"; [A] K=1\n[A]\nK=2\n")
+    yield "key_in_longer_key", entry(b"[A]\nLogK=4\nK=5\n")
+    yield "key_in_next_section", entry(b"[A]\n[B]\nK=1\n")
+    yield "equal_signs", entry(b"[A]\n=K=a=b=\n", key=b"")
+    yield "empty_names", entry(b"[]\n=1\n", b"", b"", b"")
+    yield "key_like_section", entry(b"[A]\n[K=1\n", key=b"[K")
+    yield "line_in_names", entry(b"[A\n[B]\nK\nL=1\n", b"A\n[B", b"K\nL", b"x\n[A]\ny")
+    yield "bracket_in_section", entry(b"[[A]]\nK=1\n", b"[A]")
+    yield "nul_in_file", entry(b"[A]\nK=1\0\nK=2\n")
+    yield "nul_in_first_chunk", entry(b"#" * 100 + b"\0" + b"#" * 154 + b"[A]\nK=1\n")
+    yield "tag_over_chunks", entry(b"#" * 253 + b"[A]\nK=1\n")
+    yield "nul_ends_chunk", entry(b"#" * 254 + b"\0[A]\nK=1\n")
+    yield "long_value", entry(b"[A]\nK=" + b"7" * 600 + b"\n", value=b"8" * 300)
+    yield "long_zeros", entry(b"[A]\nK=" + b"0" * 253 + b"12\n")
+    yield "high_bytes", entry(b"[\xff\xfe]\n\x80=\xc3\x28\n", b"\xff\xfe", b"\x80", b"\xed\xa0\x80")
+
+
+FAULTS = """{"faults": [
+  {"type": "unplug", "at_frame": 3, "stream": "depth"}, {"type": "plug", "after_ms": 20},
+  {"type": "plug", "at_ms": 0}, {"type": "stall", "at_ms": 5, "duration_ms": 1000000000},
+  {"type": "drop", "at_frame": 10, "count": 3, "stream": "ir"},
+  {"type": "short_frame", "at_frame": 0, "bytes": 16777216},
+  {"type": "empty_frame", "at_ms": 9, "stream": "color"},
+  {"type": "wrong_type", "at_frame": 1, "as": "light-ir", "count": 1000000000},
+  {"type": "clock_jump", "at_ms": 1, "by_ms": -1000000000},
+  {"type": "keep_alive_fail", "at_frame": 2, "stream": "ir"},
+  {"type": "open_fail", "attempt": 2, "count": 2, "status": -1000000},
+  {"type": "start_fail", "stream": "depth", "at_ms": 7},
+  {"type": "buffer_size_change", "start": 3, "bytes": 1}]}
+"""
+
+IMAGES = """{
+    "source": "images",
+    "images": {
+        "folder": "pictures", "repeat": "once", "depth_unit_mm": 0.2,
+        "intrinsics": {"fx": 525.0, "fy": 525.0, "cx": 319.5, "cy": -1e5}
+    }
+}
+"""
+
+CAMERAS = """{
+    "cameras": ["LEFT", {"serial": "RIGHT", "plugged": false,
+                         "faults": [{"type": "plug", "at_ms": 2000}]}],
+    "pacing": "free",
+    "frame_rate": 15,
+    "faults": [{"type": "drop", "at_frame": 10, "count": 3, "stream": "depth"}]
+}
+"""
+
+
+def scenario_files():
+    yield "empty", ""
+    yield "blank", " \r\n\t"
+    yield "nothing", "{}"
+    yield "cameras", CAMERAS
+    yield "carriage_returns", CAMERAS.replace("\n", "\r\n")
+    yield "cut", CAMERAS[:len(CAMERAS) // 2]
+    yield "cut_text", '{"pacing": "fre'
+    yield "two_values", "{} {}"
+    yield "images", IMAGES
+    yield "absolute_folder", IMAGES.replace("pictures", "/pictures")
+    yield "no_folder", IMAGES.replace("pictures", "")
+    yield "no_images", '{"source": "images"}'
+    yield "images_of_scene", '{"images":\n{}}'
+    yield "unit_too_small", IMAGES.replace("0.2", "1e-300")
+    yield "lens_too_short", IMAGES.replace("525.0", "-0.0")
+    yield "faults", FAULTS
+    yield "unknown_fault", FAULTS.replace("clock_jump", "clock")
+    yield "no_jump", FAULTS.replace("-1000000000", "0")
+    yield "two_moments", FAULTS.replace('"at_ms": 1,', '"at_ms": 1, "at_frame": 1,')
+    yield "count_too_large", FAULTS.replace("1000000000}", "1000000001}")
+    yield "count_of_64_bits", FAULTS.replace("1000000000}", "18446744073709551615}")
+    yield "count_is_real", FAULTS.replace("1000000000}", "1e9}")
+    yield "count_below", FAULTS.replace("1000000000}", "-9223372036854775808}")
+    yield "number_overflows", '{"images": {"depth_unit_mm":\n1e999}}'
+    yield "no_camera", '{"cameras": 0}'
+    yield "sixteen", '{"cameras": 16, "faults": [{"type": "drop", "at_frame": 1}]}'
+    yield "seventeen", '{"cameras": [' + ",\n".join(f'"C{i}"' for i in range(17)) + "]}"
+    yield "same_serial", '{"cameras": ["VIRT0002",\n{}]}'
+    yield "odd_serial", '{"cameras": ["a b"]}'
+    yield "long_serial", '{"cameras": ["%s"]}' % ("x" * 33)
+    yield "key_twice", '{"pacing": "free",\n"pacing": "free"}'
+    yield "empty_key", '{"": 1}'
+    yield "key_like_path", '{"cameras[0]": 1, "cameras": [{"a.b": 1, "a": {"b": 2}}]}'
+    yield "control_in_key", '{"\\u0000\\n\\u001f": 1}'
+    yield "surrogate", '{"\\ud83d\\ude00": "\\ud83d"}'
+    yield "list", "[1, 2, [3]]"
+    yield "number", "-0"
+    yield "deep_enough", "[" * 16 + "]" * 16
+    yield "too_deep", "[" * 17
+    yield "too_deep_objects", '{"a":' * 17
+    yield "comment", "// none\n{}"
+    yield "byte_order_mark", b"\xef\xbb\xbf{\n}"
+    yield "byte_order_mark_cut", b"\xef\xbb{}"
+    yield "no_utf8", b'{"\xff\xc0\x80": 1}'
+    yield "nul", b"{\0}"
+    yield "nul_after", b"{}\0"
+
+
+def main():
+    for target, inputs in (("record_reader", record_files()), ("ini", ini_files()),
+                           ("scenario", scenario_files())):
+        folder = CORPUS / target
+        folder.mkdir(parents=True, exist_ok=True)
+        for name, content in inputs:
+            (folder / name).write_bytes(content if isinstance(content, bytes) else content.encode())
+
+
+main()
