@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -22,10 +23,20 @@ constexpr std::size_t kLongest = 4200;
 
 using Digest = std::vector<unsigned char>;
 
+std::array<std::uint32_t, 64> sines()
+{
+    std::array<std::uint32_t, 64> sines;
+    for (int i = 0; i < 64; ++i)
+        sines[static_cast<std::size_t>(i)] =
+            static_cast<std::uint32_t>(std::fabs(std::sin(i + 1)) * 0x1p32);
+    return sines;
+}
+
 void addDefinedBlock(std::uint32_t (&state)[4], const unsigned char *block)
 {
     constexpr int kTurns[4][4] = {
         {7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+    static const std::array<std::uint32_t, 64> kSines = sines();
     auto [a, b, c, d] = state;
     for (int i = 0; i < 64; ++i) {
         std::uint32_t mixed;
@@ -49,8 +60,7 @@ void addDefinedBlock(std::uint32_t (&state)[4], const unsigned char *block)
         }
         std::uint32_t input;
         std::memcpy(&input, block + 4 * word, sizeof(input));
-        const auto sine = static_cast<std::uint32_t>(std::fabs(std::sin(i + 1)) * 0x1p32);
-        const std::uint32_t sum = a + mixed + input + sine;
+        const std::uint32_t sum = a + mixed + input + kSines[static_cast<std::size_t>(i)];
         a = d;
         d = c;
         c = b;
