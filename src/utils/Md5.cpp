@@ -25,10 +25,10 @@ constexpr unsigned int kSines[64] = {
 
 constexpr int kTurns[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
-constexpr int wordOf(int step)
+constexpr std::size_t wordOf(std::size_t step)
 {
-    constexpr int kFactor[] = {1, 5, 3, 7};
-    constexpr int kOffset[] = {0, 1, 5, 0};
+    constexpr std::size_t kFactor[] = {1, 5, 3, 7};
+    constexpr std::size_t kOffset[] = {0, 1, 5, 0};
     return (kFactor[step / 16] * step + kOffset[step / 16]) % 16;
 }
 
