@@ -39,6 +39,6 @@ NUBRIX_API int calculateCRC32(const std::string &path, unsigned int &crc);
 /// left out. Any thread; may block.
 NUBRIX_API char *MD5File(const std::string &path, unsigned char length);
 
-/// MD5 of the bytes of `input`, as MD5File writes it, into `out`; empty for a length other than 16
-/// and 32. Thread-safe.
+/// MD5 of the bytes of `input`, fewer than 2^32, as MD5File writes it, into `out`; empty for a
+/// length other than 16 and 32. Thread-safe.
 NUBRIX_API void MD5String(std::string input, unsigned char length, std::string &out);
