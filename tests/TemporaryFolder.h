@@ -15,9 +15,10 @@ namespace nubrix {
 /// Made empty, removed with everything in it at the end.
 class TemporaryFolder {
 public:
-    TemporaryFolder()
+    TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path()) {}
+    explicit TemporaryFolder(const std::filesystem::path &parent)
     {
-        std::string name = (std::filesystem::temp_directory_path() / "nubrix-test-XXXXXX").string();
+        std::string name = (parent / "nubrix-test-XXXXXX").string();
         if (!mkdtemp(name.data()))
             throw std::runtime_error("cannot make " + name);
         m_path = name;

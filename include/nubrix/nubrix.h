@@ -1,12 +1,14 @@
 // Everything an application needs.
 #pragma once
 
+#include "nubrix/checksum.h"
 #include "nubrix/context.h"
 #include "nubrix/ini.h"
 #include "nubrix/types.h"
 
 // Either spelling compiles.
 namespace nubrix {
+using ::MD5_CTX;
 using ::NubrixBaseContext;
 using ::NubrixDevice;
 using ::NubrixErrorCode;

@@ -57,6 +57,27 @@ bool hasNeon()
 #endif
 }
 
+// Carry-less multiplication of 16 bytes, and of whole vectors.
+bool hasCarryless()
+{
+#if defined(__x86_64__)
+    return __builtin_cpu_supports("pclmul");
+#elif defined(__arm__)
+    return (getauxval(AT_HWCAP2) & HWCAP2_PMULL) != 0;
+#else
+    return false;
+#endif
+}
+
+bool hasWideCarryless()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("vpclmulqdq");
+#else
+    return false;
+#endif
+}
+
 }  // namespace
 
 bool supports(InstructionSet set)
@@ -100,6 +121,15 @@ InstructionSet instructionSet()
 {
     static const InstructionSet kChosen = chooseInstructionSet(std::getenv("NUBRIX_CPU"));
     return kChosen;
+}
+
+std::size_t carrylessBytes(InstructionSet set)
+{
+    if (set == InstructionSet::kScalar || !supports(set) || !hasCarryless())
+        return 0;
+    if (set == InstructionSet::kNeon || !hasWideCarryless())
+        return 16;
+    return set == InstructionSet::kAvx512 ? 64 : 32;
 }
 
 std::size_t streamingThreshold()

@@ -25,6 +25,10 @@ InstructionSet chooseInstructionSet(const char *name);
 /// Thread-safe.
 InstructionSet instructionSet();
 
+/// How many bytes one carry-less multiplication takes (half of them for each of two products) when
+/// no more than this set is used: 64, 32, 16; 0 where there is none. Thread-safe.
+std::size_t carrylessBytes(InstructionSet set);
+
 /// How large an output must be to be written past the caches: 8 MB, or the last cache if that is
 /// larger. Thread-safe.
 std::size_t streamingThreshold();

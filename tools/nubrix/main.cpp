@@ -5,6 +5,7 @@
 #include <iostream>
 #include <vector>
 
+#include "ChecksumCommand.h"
 #include "CloudCommand.h"
 #include "ExportCommand.h"
 #include "Failure.h"
@@ -72,13 +73,15 @@ int run(int argc, char **argv)
     PhotoCommand photo(app);
     CloudCommand cloud(app);
     UpgradeCommand upgrade(app);
+    ChecksumCommand checksum(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::vector<Command *> commands = {&list,   &modes,    &stream, &props, &record, &inspect,
-                                             &repair, &exporter, &photo,  &cloud, &upgrade};
+    const std::vector<Command *> commands = {&list,   &modes,   &stream,  &props,
+                                             &record, &inspect, &repair,  &exporter,
+                                             &photo,  &cloud,   &upgrade, &checksum};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {
