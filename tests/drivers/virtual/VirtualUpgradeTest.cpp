@@ -94,6 +94,11 @@ protected:
         std::unique_lock<std::mutex> lock(m_lock);
         return m_changed.wait_for(lock, kDeadline, [&] { return m_passedOn.size() >= count; });
     }
+    bool awaitKept(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_changed.wait_for(lock, kDeadline, [&] { return m_kept.size() >= count; });
+    }
     std::vector<unsigned int> passedOn()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -175,6 +180,7 @@ TEST_F(VirtualUpgradeTest, KeepsTheEventsOfItsRebootAndNoOthers)
     begin();
     ASSERT_EQ(start(imageOf(firmware())), 0);
     ASSERT_EQ(awaitFinished(), 0);
+    ASSERT_TRUE(awaitKept(2));
     EXPECT_THAT(kept(), ElementsAre(NUBRIX_DEVICE_DISCONNECTED, NUBRIX_DEVICE_CONNECTED));
     EXPECT_TRUE(passedOn().empty());
     EXPECT_EQ(list().size(), 1U);
