@@ -18,6 +18,7 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "tests/record/RecordBytes.h"
+#include "virtual/FirmwareImage.h"
 
 namespace nubrix {
 namespace {
@@ -330,7 +331,7 @@ TEST_F(VirtualUpgradeTest, IsBrokenOffWhenItsDriverGoes)
     m_driver.reset();
     EXPECT_EQ(awaitFinished(), -1);
     GetCapturedStderr();
-    EXPECT_EQ(startFile("any"), -9);
+    EXPECT_EQ(start(imageOf(firmware())), -9);
 }
 
 TEST_F(VirtualUpgradeTest, MayEndItselfWhenItHasFinished)
@@ -340,6 +341,39 @@ TEST_F(VirtualUpgradeTest, MayEndItselfWhenItHasFinished)
     ASSERT_EQ(start(imageOf(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(m_upgrader, nullptr);
+}
+
+TEST_F(VirtualUpgradeTest, MayEndItselfWhileItRuns)
+{
+    begin();
+    m_atProgress = [this](int percent) {
+        if (percent == 31)
+            m_upgrader.reset();
+    };
+    CaptureStderr();
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    EXPECT_EQ(awaitFinished(), -1);
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("it was broken off"));
+    EXPECT_EQ(version(), "1.0.0");
+}
+
+TEST_F(VirtualUpgradeTest, MayBeStartedAgainWhenItHasFinished)
+{
+    begin();
+    int again = 12345;
+    bool first = true;
+    m_atFinish = [&] {
+        if (std::exchange(first, false))
+            again = start(imageOf(firmware(), 3));
+    };
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    EXPECT_EQ(awaitFinished(), 0);
+    EXPECT_EQ(again, 0);
+    for (const auto until = std::chrono::steady_clock::now() + kDeadline;
+         version() != "3.5.7" && std::chrono::steady_clock::now() < until;)
+        std::this_thread::yield();
+    EXPECT_EQ(version(), "3.5.7");
+    m_upgrader.reset();  // waits for the second
 }
 
 TEST_F(VirtualUpgradeTest, NeedsNoCallbacks)
