@@ -2,6 +2,7 @@
 #pragma once
 
 #include "nubrix/context.h"
+#include "nubrix/image.h"
 #include "nubrix/ini.h"
 #include "nubrix/types.h"
 
@@ -15,6 +16,7 @@ using ::NubrixLogLevel;
 using ::NubrixRecord;
 using ::NubrixStream;
 using ::NubrixVersions;
+using ::RGB888Pixel;
 using ::typedefNubrixeviceAttribute;
 using ::typedefNubrixFrame;
 using ::typedefNubrixFrameMode;
