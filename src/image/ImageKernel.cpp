@@ -38,13 +38,13 @@ const ImageKernel *imageKernelOf(InstructionSet set)
     switch (set) {
         case InstructionSet::kScalar:
             return &kImagePlain;
-#ifdef NUBRIX_KERNELS
+#ifdef __x86_64__
         case InstructionSet::kAvx2:
             return &kImageAvx2;
         case InstructionSet::kAvx512:
             return &kImageAvx512;
 #endif
-#ifdef NUBRIX_KERNELS
+#ifdef __arm__
         case InstructionSet::kNeon:
             return &kImageNeon;
 #endif

@@ -72,9 +72,9 @@ inline BytePair *pairsAt(unsigned char *plane)
 }
 
 extern const ImageKernel kImagePlain;
-// Xextern const ImageKernel kImageAvx2;
-// Xextern const ImageKernel kImageAvx512;
-// Xextern const ImageKernel kImageNeon;
+extern const ImageKernel kImageAvx2;
+extern const ImageKernel kImageAvx512;
+extern const ImageKernel kImageNeon;
 
 /// The kernel of an instruction set; null when this build has none. Thread-safe.
 const ImageKernel *imageKernelOf(InstructionSet set);

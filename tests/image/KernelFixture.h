@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "image/ImageKernel.h"
+#include "tests/image/WideLanes.h"
 
 namespace nubrix {
 
@@ -33,7 +34,9 @@ struct NamedKernel {
 
 inline std::vector<NamedKernel> allKernels()
 {
-    std::vector<NamedKernel> kernels;
+    std::vector<NamedKernel> kernels = {{"of16Bytes", &kImageOf16Bytes},
+                                        {"of32Bytes", &kImageOf32Bytes},
+                                        {"of64Bytes", &kImageOf64Bytes}};
     for (const InstructionSet set : {InstructionSet::kScalar, InstructionSet::kAvx2,
                                      InstructionSet::kAvx512, InstructionSet::kNeon}) {
         if (const ImageKernel *const kernel = imageKernelOf(set))
