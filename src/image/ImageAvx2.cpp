@@ -8,6 +8,10 @@ namespace nubrix {
 namespace {
 
 struct Avx2Lanes : ByteLanes<Avx2Lanes, 32> {
+    NUBRIX_LANES_INLINE Words widen(HalfBytes bytes)
+    {
+        return reinterpret_cast<Words>(_mm256_cvtepu8_epi16(reinterpret_cast<__m128i>(bytes)));
+    }
     NUBRIX_LANES_INLINE Words addSaturated(Words a, Words b)
     {
         return reinterpret_cast<Words>(

@@ -8,6 +8,10 @@ namespace nubrix {
 namespace {
 
 struct Avx512Lanes : ByteLanes<Avx512Lanes, 64> {
+    NUBRIX_LANES_INLINE Words widen(HalfBytes bytes)
+    {
+        return reinterpret_cast<Words>(_mm512_cvtepu8_epi16(reinterpret_cast<__m256i>(bytes)));
+    }
     NUBRIX_LANES_INLINE Words addSaturated(Words a, Words b)
     {
         return reinterpret_cast<Words>(

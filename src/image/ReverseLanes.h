@@ -48,53 +48,78 @@ private:
     }
 };
 
-/// Pixels of 3 bytes: five of them in a block of 16 bytes, whose last or first byte is a
-/// neighbour's.
+/// Pixels of 3 bytes: 16 of them are three blocks of 16 bytes.
 template <class Lanes>
 class ReversedRgb {
 public:
     static void reverse(const RGB888Pixel *source, std::size_t count, RGB888Pixel *destination)
     {
         std::size_t i = 0;
-        // The byte too much is written over by the next pixels; so there must be some.
-        for (; i + kPixels < count; i += kPixels) {
-            const auto pixels =
-                Lanes::template load<Block>(bytes(source + count - kPixels - i) - 1);
-            Lanes::store(destination + i, Lanes::template shuffle<Last, Block>(pixels, pixels));
-        }
+        for (; i + kPixels <= count; i += kPixels)
+            store(destination + i, reversed(source + count - kPixels - i));
         plainReverse(source, count - i, destination + i);
     }
     static void mirrorRow(RGB888Pixel *row, std::size_t width)
     {
-        constexpr std::size_t kApart = 2 * kPixels + 1;
-        for (; width >= kApart; row += kPixels, width -= 2 * kPixels) {
-            unsigned char *const left = reinterpret_cast<unsigned char *>(row);
-            unsigned char *const right = left + 3 * (width - kPixels) - 1;
-            const auto first = Lanes::template load<Block>(left);
-            const auto last = Lanes::template load<Block>(right);
-            Lanes::store(left, Lanes::template shuffle<Last, Block>(last, first));
-            Lanes::store(right, Lanes::template shuffle<First, Block>(first, last));
+        for (; width >= 2 * kPixels; row += kPixels, width -= 2 * kPixels) {
+            RGB888Pixel *const last = row + width - kPixels;
+            const Pixels left = reversed(row);
+            const Pixels right = reversed(last);
+            store(row, right);
+            store(last, left);
         }
         plainMirrorRow(row, width);
     }
 
 private:
     using Block = typename Lanes::Block;
-
-    static constexpr std::size_t kPixels = 5;
-
-    // The pixels in bytes 1 to 15 of a block go to 0 to 14, with the neighbour of the other, or
-    // the other way round.
-    struct Last {
-        static constexpr int of(int i) { return i == 15 ? 16 + 15 : 13 - i / 3 * 3 + i % 3; }
-    };
-    struct First {
-        static constexpr int of(int i) { return i == 0 ? 16 : 12 - (i - 1) / 3 * 3 + (i - 1) % 3; }
+    struct Pixels {
+        Block blocks[3];
     };
 
-    NUBRIX_LANES_INLINE const unsigned char *bytes(const RGB888Pixel *pixels)
+    static constexpr std::size_t kPixels = 16;
+
+    // Where byte i of the block kTo comes from, counted in all three.
+    template <int kTo>
+    static constexpr int source(int i)
     {
-        return reinterpret_cast<const unsigned char *>(pixels);
+        const int byte = 16 * kTo + i;
+        return 45 - byte / 3 * 3 + byte % 3;
+    }
+    // What the block kTo gets from two blocks in a row.
+    template <int kTo, int kFrom>
+    struct FromTwo {
+        static constexpr int of(int i)
+        {
+            const int byte = source<kTo>(i) - 16 * kFrom;
+            return byte >= 0 && byte < 32 ? byte : 0;
+        }
+    };
+    // ... and in the middle from the third.
+    struct FromThird {
+        static constexpr int of(int i)
+        {
+            const int byte = source<1>(i);
+            return byte >= 32 ? byte - 32 + 16 : i;
+        }
+    };
+
+    NUBRIX_LANES_INLINE Pixels reversed(const RGB888Pixel *pixels)
+    {
+        const auto *const bytes = reinterpret_cast<const unsigned char *>(pixels);
+        const auto a = Lanes::template load<Block>(bytes);
+        const auto b = Lanes::template load<Block>(bytes + 16);
+        const auto c = Lanes::template load<Block>(bytes + 32);
+        const auto middle = Lanes::template shuffle<FromTwo<1, 0>, Block>(a, b);
+        return {{Lanes::template shuffle<FromTwo<0, 1>, Block>(b, c),
+                 Lanes::template shuffle<FromThird, Block>(middle, c),
+                 Lanes::template shuffle<FromTwo<2, 0>, Block>(a, b)}};
+    }
+    NUBRIX_LANES_INLINE void store(RGB888Pixel *to, const Pixels &pixels)
+    {
+        auto *const bytes = reinterpret_cast<unsigned char *>(to);
+        for (int i = 0; i < 3; ++i)
+            Lanes::store(bytes + 16 * i, pixels.blocks[i]);
     }
 };
 
