@@ -12,7 +12,7 @@ packages_of() {
     build) echo g++ cmake ninja-build pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
         nlohmann-json3-dev libcli11-dev ;;
     test) echo libgtest-dev libgmock-dev python3 python3-pil python3-meshio ;;
-    bench) echo libbenchmark-dev ;;
+    bench) echo libbenchmark-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
     lint) echo clang clang-format clang-tidy ;;
     *) return 1 ;;

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "image/ByteOrders.h"
+
 #define NUBRIX_LANES_INLINE [[gnu::always_inline]] static inline
 
 namespace nubrix {
@@ -71,7 +73,7 @@ struct ByteLanes {
     /// The words, clamped to bytes: in each block those of `a`, then those of `b`.
     NUBRIX_LANES_INLINE Bytes pack(Words a, Words b)
     {
-        return shuffle<Packed>(clamped(a), clamped(b));
+        return shuffle<typename Orders::Packed>(clamped(a), clamped(b));
     }
 
     /// Lane i of the result is lane Order::of(i) of a (below the number of lanes) or b.
@@ -85,8 +87,9 @@ struct ByteLanes {
     template <class Order>
     NUBRIX_LANES_INLINE Bytes shuffleBlocks(Bytes a, Bytes b)
     {
-        return __builtin_bit_cast(Bytes, shuffle<HalfBlocks<Order>>(__builtin_bit_cast(Quads, a),
-                                                                    __builtin_bit_cast(Quads, b)));
+        return __builtin_bit_cast(Bytes,
+                                  shuffle<typename Orders::template HalfBlocks<Order>>(
+                                      __builtin_bit_cast(Quads, a), __builtin_bit_cast(Quads, b)));
     }
 
     /// The elements of a block of `a` and those of `b` in turn: of the first halves of the blocks,
@@ -105,8 +108,8 @@ struct ByteLanes {
     template <int kPixelBytes>
     NUBRIX_LANES_INLINE Bytes reverse(Bytes values)
     {
-        values = shuffleBlocks<ReverseBlocks>(values, values);
-        return shuffle<ReversePixels<kPixelBytes>>(values, values);
+        values = shuffleBlocks<typename Orders::ReverseBlocks>(values, values);
+        return shuffle<typename Orders::template ReversePixels<kPixelBytes>>(values, values);
     }
 
     /// One block each from `from`, `from + step`, ...
@@ -133,92 +136,37 @@ struct ByteLanes {
         // Neither 16 nor the number of blocks is a multiple of 3: the places of one colour in the
         // three vectors are all different. So each is put in its places once, and the rest is
         // blending; first for the bytes of a block, then for the blocks.
-        r = shuffle<SpreadColour<0>>(r, r);
-        g = shuffle<SpreadColour<1>>(g, g);
-        b = shuffle<SpreadColour<2>>(b, b);
-        Bytes first = blend<BlendBytes, 0>(r, g, b);
-        Bytes second = blend<BlendBytes, 1>(r, g, b);
-        Bytes third = blend<BlendBytes, 2>(r, g, b);
-        first = shuffleBlocks<SpreadBlocks<0>>(first, first);
-        second = shuffleBlocks<SpreadBlocks<1>>(second, second);
-        third = shuffleBlocks<SpreadBlocks<2>>(third, third);
-        store(to, blend<BlendBlocks, 0>(first, second, third));
-        store(to + N, blend<BlendBlocks, 1>(first, second, third));
-        store(to + N + N, blend<BlendBlocks, 2>(first, second, third));
+        r = shuffle<typename Orders::template SpreadColour<0>>(r, r);
+        g = shuffle<typename Orders::template SpreadColour<1>>(g, g);
+        b = shuffle<typename Orders::template SpreadColour<2>>(b, b);
+        Bytes first = blend<Orders::template BlendBytes, 0>(r, g, b);
+        Bytes second = blend<Orders::template BlendBytes, 1>(r, g, b);
+        Bytes third = blend<Orders::template BlendBytes, 2>(r, g, b);
+        first = shuffleBlocks<typename Orders::template SpreadBlocks<0>>(first, first);
+        second = shuffleBlocks<typename Orders::template SpreadBlocks<1>>(second, second);
+        third = shuffleBlocks<typename Orders::template SpreadBlocks<2>>(third, third);
+        store(to, blend<Orders::template BlendBlocks, 0>(first, second, third));
+        store(to + N, blend<Orders::template BlendBlocks, 1>(first, second, third));
+        store(to + N + N, blend<Orders::template BlendBlocks, 2>(first, second, third));
     }
 
 private:
-    struct Packed {  // of the bytes of two vectors of words, the lower ones
-        static constexpr int of(int i) { return i / 16 * 16 + i % 8 * 2 + (i % 16 < 8 ? 0 : N); }
-    };
-    template <int kColour>
-    struct SpreadColour {
-        static constexpr int of(int i)
-        {
-            int pixel = 0;
-            while ((3 * pixel + kColour) % 16 != i % 16)
-                ++pixel;
-            return i / 16 * 16 + pixel / 2 + pixel % 2 * 8;
-        }
-    };
-    template <int kPart>
-    struct SpreadBlocks {
-        static constexpr int of(int i)
-        {
-            int block = 0;
-            while ((3 * block + kPart) % kBlocks != i)
-                ++block;
-            return block;
-        }
-    };
-    template <int kElements, int kHalf>
-    struct Interleaved {  // kElements are in a block
-        static constexpr int of(int i)
-        {
-            const int element = (i % kElements + kHalf * kElements) / 2;
-            return i / kElements * kElements + element + i % 2 * kElements * kBlocks;
-        }
-    };
-    struct ReverseBlocks {
-        static constexpr int of(int i) { return kBlocks - 1 - i; }
-    };
-    template <int kPixelBytes>
-    struct ReversePixels {
-        static constexpr int of(int i)
-        {
-            return i / 16 * 16 + 16 - kPixelBytes - i % 16 / kPixelBytes * kPixelBytes +
-                   i % kPixelBytes;
-        }
-    };
-    template <int kVector>
-    struct BlendBytes {  // which colour it is
-        static constexpr int of(int i) { return (16 * kVector + i % 16) % 3; }
-    };
-    template <int kVector>
-    struct BlendBlocks {  // which part of the block it is
-        static constexpr int of(int i) { return (kBlocks * kVector + i / 16) % 3; }
-    };
-    template <class Which, int kThat>
-    struct Where {  // lanes of the second vector where it is kThat
-        static constexpr int of(int i) { return Which::of(i) == kThat ? N + i : i; }
-    };
-    template <class Order>
-    struct HalfBlocks {
-        static constexpr int of(int i) { return 2 * Order::of(i / 2) + i % 2; }
-    };
+    using Orders = ByteOrders<N>;
 
     template <template <int> class Which, int kVector>
     NUBRIX_LANES_INLINE Bytes blend(Bytes a, Bytes b, Bytes c)
     {
-        return shuffle<Where<Which<kVector>, 2>>(shuffle<Where<Which<kVector>, 1>>(a, b), c);
+        using Second = typename Orders::template Where<Which<kVector>, 1>;
+        using Third = typename Orders::template Where<Which<kVector>, 2>;
+        return shuffle<Third>(shuffle<Second>(a, b), c);
     }
     template <class Vector, int kHalf>
     NUBRIX_LANES_INLINE Bytes interleave(Bytes a, Bytes b)
     {
         constexpr int kElements = static_cast<int>(16 / sizeof(Vector{}[0]));
         return __builtin_bit_cast(
-            Bytes, shuffle<Interleaved<kElements, kHalf>>(__builtin_bit_cast(Vector, a),
-                                                          __builtin_bit_cast(Vector, b)));
+            Bytes, shuffle<typename Orders::template Interleaved<kElements, kHalf>>(
+                       __builtin_bit_cast(Vector, a), __builtin_bit_cast(Vector, b)));
     }
     template <class Order, class Vector, int... kIndices>
     NUBRIX_LANES_INLINE Vector shuffle(Vector a, Vector b, std::integer_sequence<int, kIndices...>)

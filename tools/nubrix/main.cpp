@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "CloudCommand.h"
+#include "ConvertCommand.h"
 #include "Failure.h"
 #include "InspectCommand.h"
 #include "ListCommand.h"
@@ -68,13 +69,14 @@ int run(int argc, char **argv)
     RepairCommand repair(app);
     PhotoCommand photo(app);
     CloudCommand cloud(app);
+    ConvertCommand convert(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::array<Command *, 9> commands = {&list,    &modes,  &stream, &props, &record,
-                                               &inspect, &repair, &photo,  &cloud};
+    const std::array<Command *, 10> commands = {&list,    &modes,  &stream, &props, &record,
+                                                &inspect, &repair, &photo,  &cloud, &convert};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {
