@@ -13,12 +13,15 @@
 namespace nubrix {
 
 // Sanitizers and the emulator of 32-bit ARM are 10 to 50 times slower: there only every 13th of
-// the sizes is tried, and every 5th of the values of U. A plain build tries them all.
+// the small sizes is tried, every 5th of the large ones and every 5th of the values of U. A plain
+// build tries them all.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
 inline constexpr unsigned int kEverySize = 13;
+inline constexpr unsigned int kEveryLargeSize = 5;
 inline constexpr int kEveryU = 5;
 #else
 inline constexpr unsigned int kEverySize = 1;
+inline constexpr unsigned int kEveryLargeSize = 1;
 inline constexpr int kEveryU = 1;
 #endif
 
@@ -35,7 +38,6 @@ struct NamedKernel {
 inline std::vector<NamedKernel> allKernels()
 {
     std::vector<NamedKernel> kernels = {{"of16Bytes", &kImageOf16Bytes},
-                                        {"of32Bytes", &kImageOf32Bytes},
                                         {"of64Bytes", &kImageOf64Bytes}};
     for (const InstructionSet set : {InstructionSet::kScalar, InstructionSet::kAvx2,
                                      InstructionSet::kAvx512, InstructionSet::kNeon}) {

@@ -13,7 +13,6 @@ struct LanesOf64 : ByteLanes<LanesOf64, 64> {};
 }  // namespace
 
 const ImageKernel kImageOf16Bytes = kImageKernelOf<LanesOf16>;
-const ImageKernel kImageOf32Bytes = kImageKernelOf<LanesOf32>;
 const ImageKernel kImageOf64Bytes = kImageKernelOf<LanesOf64, LanesOf32>;
 
 }  // namespace nubrix

@@ -7,7 +7,6 @@ namespace nubrix {
 
 /// They run on every processor.
 extern const ImageKernel kImageOf16Bytes;
-extern const ImageKernel kImageOf32Bytes;
 extern const ImageKernel kImageOf64Bytes;
 
 }  // namespace nubrix
