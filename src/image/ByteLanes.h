@@ -133,9 +133,8 @@ struct ByteLanes {
     /// pack(pixels 0, 2, 4 ..., pixels 1, 3, 5 ...).
     NUBRIX_LANES_INLINE void storeRgb(unsigned char *to, Bytes r, Bytes g, Bytes b)
     {
-        // Neither 16 nor the number of blocks is a multiple of 3: the places of one colour in the
-        // three vectors are all different. So each is put in its places once, and the rest is
-        // blending; first for the bytes of a block, then for the blocks.
+        // Neither 16 nor the number of blocks is a multiple of 3: so the places of one colour are
+        // all different. It is put there once; the rest is blending. Then the same with blocks.
         r = shuffle<typename Orders::template SpreadColour<0>>(r, r);
         g = shuffle<typename Orders::template SpreadColour<1>>(g, g);
         b = shuffle<typename Orders::template SpreadColour<2>>(b, b);

@@ -9,8 +9,8 @@ namespace nubrix {
 namespace {
 
 template <class T>
-constexpr TurnKernel<T> kPlainTurns = {&plainClockwise90<T>, &plainAnticlockwise90<T>,
-                                       &plainReverse<T>, &plainMirrorRow<T>};
+constexpr TurnKernel<T> kPlainTurns = {&PlainTurns<T>::clockwise90, &PlainTurns<T>::anticlockwise90,
+                                       &PlainTurns<T>::reverse, &PlainTurns<T>::mirrorRow};
 
 std::atomic<const ImageKernel *> &current()
 {

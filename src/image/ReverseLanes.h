@@ -13,7 +13,7 @@ public:
     static void reverse(const T *source, std::size_t count, T *destination)
     {
         if (count < kPixels) {
-            plainReverse(source, count, destination);
+            PlainTurns<T>::reverse(source, count, destination);
             return;
         }
         for (std::size_t i = 0; i + kPixels <= count; i += kPixels)
@@ -28,7 +28,7 @@ public:
         if (width >= kPixels)
             swap(row, row + width - kPixels);
         else
-            plainMirrorRow(row, width);
+            PlainTurns<T>::mirrorRow(row, width);
     }
 
 private:
@@ -57,7 +57,7 @@ public:
         std::size_t i = 0;
         for (; i + kPixels <= count; i += kPixels)
             store(destination + i, reversed(source + count - kPixels - i));
-        plainReverse(source, count - i, destination + i);
+        PlainTurns<RGB888Pixel>::reverse(source, count - i, destination + i);
     }
     static void mirrorRow(RGB888Pixel *row, std::size_t width)
     {
@@ -68,7 +68,7 @@ public:
             store(row, right);
             store(last, left);
         }
-        plainMirrorRow(row, width);
+        PlainTurns<RGB888Pixel>::mirrorRow(row, width);
     }
 
 private:
@@ -118,7 +118,7 @@ private:
     NUBRIX_LANES_INLINE void store(RGB888Pixel *to, const Pixels &pixels)
     {
         auto *const bytes = reinterpret_cast<unsigned char *>(to);
-        for (int i = 0; i < 3; ++i)
+        for (std::size_t i = 0; i < 3; ++i)
             Lanes::store(bytes + 16 * i, pixels.blocks[i]);
     }
 };

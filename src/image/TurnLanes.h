@@ -13,7 +13,7 @@ public:
     static void clockwise90(const T *source, std::size_t width, std::size_t height, T *destination)
     {
         if (!takes(width, height)) {
-            plainClockwise90(source, width, height, destination);
+            PlainTurns<T>::clockwise90(source, width, height, destination);
             return;
         }
         const auto step = static_cast<std::ptrdiff_t>(width);
@@ -24,7 +24,7 @@ public:
                                 T *destination)
     {
         if (!takes(width, height)) {
-            plainAnticlockwise90(source, width, height, destination);
+            PlainTurns<T>::anticlockwise90(source, width, height, destination);
             return;
         }
         const auto step = static_cast<std::ptrdiff_t>(height);

@@ -15,15 +15,14 @@ struct BytePair {
 
 /// From an image of width x height into another that does not overlap it.
 template <class T>
-void plainClockwise90(const T *source, std::size_t width, std::size_t height, T *destination);
-template <class T>
-void plainAnticlockwise90(const T *source, std::size_t width, std::size_t height, T *destination);
-/// The order of `count` pixels reversed.
-template <class T>
-void plainReverse(const T *source, std::size_t count, T *destination);
-
-/// A row reversed in place.
-template <class T>
-void plainMirrorRow(T *row, std::size_t width);
+struct PlainTurns {
+    static void clockwise90(const T *source, std::size_t width, std::size_t height, T *destination);
+    static void anticlockwise90(const T *source, std::size_t width, std::size_t height,
+                                T *destination);
+    /// The order of `count` pixels reversed.
+    static void reverse(const T *source, std::size_t count, T *destination);
+    /// A row reversed in place.
+    static void mirrorRow(T *row, std::size_t width);
+};
 
 }  // namespace nubrix

@@ -86,9 +86,10 @@ void turn(Image &image, int degrees, bool mirror)
 {
     if (degrees != 0)
         image = rotated<T>(image, degrees);
-    if (mirror)
+    if (mirror) {
         mirrorPixels(pixelsOf<T>(image), static_cast<int>(image.width),
                      static_cast<int>(image.height));
+    }
 }
 
 }  // namespace
@@ -124,10 +125,11 @@ std::vector<unsigned char> ConvertCommand::read() const
     std::fclose(file);
     if (error != 0)
         throw Failure("cannot read " + m_in + ": " + std::strerror(error));
-    if (count != expected)
+    if (count != expected) {
         throw Failure(m_in + ": a " + m_size + " image in " + m_from + " has " +
                       std::to_string(expected) + " bytes, the file has " +
                       (count > expected ? "more" : std::to_string(count)));
+    }
     raw.pop_back();
     return raw;
 }
@@ -143,15 +145,16 @@ Image ConvertCommand::convert(std::vector<unsigned char> &raw) const
     const auto height = static_cast<int>(size.height);
     auto produced = static_cast<unsigned int>(image.samples.size());
     unsigned int consumed = 0;
-    if (m_from == "yuyv")
+    if (m_from == "yuyv") {
         YUV422ToRGB(image.samples.data(), raw.data(), size.width, size.height);
-    else if (m_from == "uyvy")
+    } else if (m_from == "uyvy") {
         YUV422ToRGB888(raw.data(), image.samples.data(), static_cast<unsigned int>(raw.size()),
                        &consumed, &produced);
-    else if (m_from == "nv21")
+    } else if (m_from == "nv21") {
         YUVNV21ToRGB888(image.samples.data(), raw.data(), width, height);
-    else
+    } else {
         YUVI420ToRGB888(image.samples.data(), raw.data(), width, height);
+    }
     return image;
 }
 
@@ -164,14 +167,15 @@ void ConvertCommand::run()
     else
         turn<RGB888Pixel>(image, m_rotate, m_mirror);
     PngWriter::write(m_out, image);
-    if (json())
+    if (json()) {
         printJson({{"file", m_out},
                    {"width", image.width},
                    {"height", image.height},
                    {"channels", image.channels},
                    {"bits", image.bits}});
-    else
+    } else {
         std::cout << "saved " << m_out << ", " << image.width << " x " << image.height << "\n";
+    }
 }
 
 }  // namespace nubrix
