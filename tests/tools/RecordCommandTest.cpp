@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 #include "ToolProcess.h"
 #include "tests/TemporaryFolder.h"
@@ -14,6 +15,17 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+/// How many pictures `second` has before the first one of `first`. The streams run before the
+/// recorder does: one of the two may miss a picture.
+unsigned int shiftBetween(RecordReader &first, RecordReader &second)
+{
+    const SentRecord start = readBack(first, 0);
+    unsigned int shift = 0;
+    while (shift < 2 && readBack(second, shift).pixels != start.pixels)
+        ++shift;
+    return shift;
+}
 
 // Pictures that are quickly made, also where programs are run under an emulator.
 constexpr const char *kSmall = "320x240@5";
@@ -76,7 +88,7 @@ TEST_F(RecordCommandTest, CtrlCEndsItCleanly)
     ToolProcess process(
         virtualCommand({"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"}),
         {true, {}, {}});
-    ASSERT_TRUE(process.waitForOutput("1 s, "));
+    ASSERT_TRUE(process.waitForOutput("missing)", 5));
     process.signal(SIGINT);
     const ToolResult result = process.finish();
     EXPECT_EQ(result.status, 0) << result.out;
@@ -106,12 +118,29 @@ TEST_F(RecordCommandTest, MissingFramesAreAFailure)
     EXPECT_EQ(result.json()["streams"]["depth"]["missing"], 2);
 }
 
-TEST_F(RecordCommandTest, AFullDiskIsSaid)
+TEST_F(RecordCommandTest, WhatIsNoFileIsRefusedAtOnce)
 {
     const ToolResult result =
         runVirtual({"record", "--out", "/dev/full", "--mode", kSmall, "--streams", "depth"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("/dev/full"));
+    EXPECT_EQ(result.err, "nubrix: /dev/full: not a regular file: Invalid argument\n");
+}
+
+TEST_F(RecordCommandTest, TheLineTellsTimeSizeAndTheFramesOfEveryStream)
+{
+    const std::string scenario = m_folder.file(
+        "drop.json",
+        R"({"faults": [{"type": "drop", "at_frame": 3, "count": 2, "stream": "depth"}]})");
+    ToolProcess process(
+        virtualCommand({"record", "--out", m_file, "--mode", kSmall, "--frames", "6"}, scenario),
+        {true, {}, {}});
+    const ToolResult result = process.finish();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, testing::ContainsRegex(
+                                "\r[0-9]+\\.[0-9] s  [0-9]+\\.[0-9] [kM]B  "
+                                "color [0-9]+ \\(0 missing\\)  depth [0-9]+ \\(0 missing\\)  "
+                                "ir [0-9]+ \\(0 missing\\)\033\\[K"));
+    EXPECT_THAT(result.out, testing::ContainsRegex("depth [6-9] \\(2 missing\\)"));
 }
 
 TEST_F(RecordCommandTest, AFileThatMayNotGrowKeepsItsWholeRecords)
@@ -132,13 +161,16 @@ TEST_F(RecordCommandTest, WhatWasWholeWhenItWasKilledIsWhatAnUndisturbedRecordin
 {
     const Words words = {"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"};
     ToolProcess process(virtualCommand(words), {true, {}, {}});
-    ASSERT_TRUE(process.waitForOutput("2 s, "));
+    ASSERT_TRUE(process.waitForOutput("missing)", 10));
     process.signal(SIGKILL);
-    EXPECT_EQ(process.finish().status, 128 + SIGKILL);
+    const ToolResult result = process.finish();
+    EXPECT_EQ(result.status, 128 + SIGKILL);
     const std::string killed = m_folder.file("killed.bin");
     ASSERT_EQ(std::rename(m_file.c_str(), killed.c_str()), 0);
     const unsigned int frames = inspected(killed)["records"];
-    EXPECT_GE(frames, 2U);
+    ASSERT_GE(frames, 2U);
+    const std::string told = result.out.substr(result.out.rfind("depth "));
+    EXPECT_GE(frames, std::strtoul(told.c_str() + 6, nullptr, 10)) << "told: " << told;
     ASSERT_EQ(
         record({"--streams", "depth", "--frames", std::to_string(frames + 2), "--json"}).status, 0);
 
@@ -146,10 +178,7 @@ TEST_F(RecordCommandTest, WhatWasWholeWhenItWasKilledIsWhatAnUndisturbedRecordin
     RecordReader second;
     ASSERT_EQ(first.open(killed.c_str()), 0);
     ASSERT_EQ(second.open(m_file.c_str()), 0);
-    const SentRecord start = readBack(first, 0);
-    unsigned int shift = 0;  // the streams run before the recorder does: one may miss a picture
-    while (shift < 2 && readBack(second, shift).pixels != start.pixels)
-        ++shift;
+    const unsigned int shift = shiftBetween(first, second);
     for (unsigned int i = 0; i < frames; ++i)
         EXPECT_EQ(readBack(first, i).pixels, readBack(second, i + shift).pixels) << i;
 }
