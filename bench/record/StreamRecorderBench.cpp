@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -19,6 +21,7 @@
 #include "nubrix/driver.h"
 #include "record/StreamRecorder.h"
 #include "stream/Sensor.h"
+#include "stream/StreamFrameBaseListener.h"
 #include "stream/VideoStream.h"
 
 extern "C" nubrix::NubrixBaseDriver *driverInstance();
@@ -41,16 +44,28 @@ struct Camera {
     nubrix::Device device{*driver};
 };
 
-/// A stream that has one frame, which a recorder leaves in its place.
+struct Listener final : nubrix::StreamFrameBaseListener {
+    ~Listener() override { disconnect_all(); }
+    void onNewFrame(nubrix::VideoStream *) override { told = true; }
+
+    std::atomic<bool> told{false};
+};
+
+/// A stream that has one frame, which a recorder leaves in its place, and has told of it: from then
+/// on it tells a recorder nothing.
 struct StreamWithFrame {
     StreamWithFrame(nubrix::Device &device, unsigned int type)
         : sensor(device, type), stream(device, sensor)
     {
+        Listener listener;
+        stream.newFrameSignal().connect(&listener, &Listener::onNewFrame);
         if (stream.start() != 0 || !benchDeliver(0))
             std::abort();
-        nubrix::xp<nubrix::NubrixFrameRef> frame;
-        while (stream.readFrame(frame, false) != 0)
+        while (!listener.told)
             std::this_thread::yield();
+        nubrix::xp<nubrix::NubrixFrameRef> frame;
+        if (stream.readFrame(frame, false) != 0)
+            std::abort();
         std::memset(frame->frame().data, 0x5a, frame->frame().dataSize);
     }
     ~StreamWithFrame() { stream.stop(); }
@@ -122,6 +137,10 @@ std::string recordOf(const std::string &path, nubrix::VideoStream &stream)
 
 void writeFrames(benchmark::State &state, const std::string &folder, unsigned int streamType)
 {
+    if (!std::filesystem::is_directory(folder)) {
+        state.SkipWithError("there is no such folder");
+        return;
+    }
     Camera camera;
     StreamWithFrame source(camera.device, streamType);
     const std::string path = folder + "/nubrix-bench-" + std::to_string(getpid());
@@ -141,9 +160,10 @@ void writeFrames(benchmark::State &state, const std::string &folder, unsigned in
             [&] { recordFrames(file.recorder(), source.stream, kFrames); }));
         state.SetIterationTime(ours.back());
         if (std::filesystem::file_size(path) != kFrames * record.size())
-            state.SkipWithError("frames are missing in the file");
+            state.SkipWithError("the file has not the frames that were sent");
     }
-    state.SetBytesProcessed(state.iterations() * kFrames * static_cast<long>(record.size()));
+    state.SetBytesProcessed(state.iterations() * kFrames *
+                            static_cast<std::int64_t>(record.size()));
     state.counters["us"] = 1e6 * nubrix::bench::median(ours) / kFrames;
     state.counters["peer_us"] = 1e6 * nubrix::bench::median(theirs) / kFrames;
     state.counters["speed"] = nubrix::bench::median(theirs) / nubrix::bench::median(ours);
