@@ -238,6 +238,8 @@ int RecordReader::frame(unsigned int record, RecordFrame *frame) noexcept
         return failAt(m_errorText, found.m_info.offset, failure.what());
     }
     found.m_data = m_window->find(offset, size);
+    if (!found.m_data)
+        return failAt(m_errorText, found.m_info.offset, "the file has become shorter");
     found.m_window = RecordWindow::share(m_window);
     *frame = std::move(found);
     return 0;
