@@ -110,7 +110,8 @@ int RecordReader::open(const char *path) noexcept
     close();
     if (!path)
         return fail(m_errorText, -4, "there is no path");
-    return tryToIndex(m_errorText, [&] { m_index = new RecordIndex(path); });
+    return tryToIndex(m_errorText,
+                      [&] { m_index = std::make_unique<RecordIndex>(path).release(); });
 }
 
 int RecordReader::update() noexcept

@@ -155,10 +155,11 @@ private:
         const auto space = std::filesystem::space(m_path, error);
         if (!error && space.available == 0)
             throw Failure("no space left for " + m_path);
-        if (silenceUs > kLongestSilenceUs)
+        if (silenceUs > kLongestSilenceUs) {
             throw Failure(m_path + " has not grown for " +
                           std::to_string(kLongestSilenceUs / 1000000) +
                           " s: no frames come, or the file may not grow");
+        }
     }
 
     const std::string m_path;
