@@ -25,8 +25,17 @@ double secondsOf(Job &&job)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// Each iteration runs both once; the time shown is the job's. The counters are the medians in
-/// nanoseconds of one of `operations` operations, and their ratio.
+/// The counters of a benchmark: nanoseconds of an operation, those of the peer's, and how many
+/// times as fast as the peer we are.
+inline void tellRatio(benchmark::State &state, double ns, double peerNs)
+{
+    state.counters["ns"] = ns;
+    state.counters["peer_ns"] = peerNs;
+    state.counters["ratio"] = peerNs / ns;
+}
+
+/// Each iteration runs both once; the time shown is the job's. The counters are of the medians, of
+/// one of `operations` operations.
 template <class Job, class Peer>
 void measureBeside(benchmark::State &state, int operations, Job &&job, Peer &&peer)
 {
@@ -37,11 +46,7 @@ void measureBeside(benchmark::State &state, int operations, Job &&job, Peer &&pe
         jobs.push_back(secondsOf(job));
         state.SetIterationTime(jobs.back());
     }
-    const double ours = median(jobs) * 1e9 / operations;
-    const double theirs = median(peers) * 1e9 / operations;
-    state.counters["ns"] = ours;
-    state.counters["peer_ns"] = theirs;
-    state.counters["ratio"] = ours / theirs;
+    tellRatio(state, median(jobs) * 1e9 / operations, median(peers) * 1e9 / operations);
 }
 
 }  // namespace nubrix::bench

@@ -16,9 +16,11 @@ def rows(path):
     if not text.strip():
         return
     for run in json.loads(text)["benchmarks"]:
+        if run.get("error_occurred"):
+            raise SystemExit(f"bench_table: {run['name']}: {run['error_message']}")
         if "ns" in run and "peer_ns" in run and run["ns"] > 0:
             name = run["name"].removeprefix("BM_").removesuffix("/manual_time")
-            yield name, run["ns"], run["peer_ns"], run["peer_ns"] / run["ns"], run.get("label", "")
+            yield name, run["ns"], run["peer_ns"], run["ratio"], run.get("label", "")
 
 
 def main():

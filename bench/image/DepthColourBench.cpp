@@ -1,6 +1,6 @@
 // The colouring of depth frames beside OpenCV, which equalises 8 bits and then colours them by a
 // table, and a memcpy of the bytes that are written.
-#include "bench/image/Frames.h"
+#include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
 
@@ -58,6 +58,24 @@ void BM_DepthColour_Memcpy(benchmark::State &state)
         state, frames, [&](Frame &frame) { colouring(frame); }, copyOf(3 * frames.pixels()));
 }
 BENCHMARK(BM_DepthColour_Memcpy)->Apply(nubrix::bench::sizes);
+
+void BM_Histogram_Memcpy(benchmark::State &state)
+{
+    Frames frames(state);
+    fillWithDepths(frames);
+    std::vector<float> histogram(kDepths);
+    typedefNubrixFrame depths = {};
+    depths.width = frames.width();
+    depths.height = frames.height();
+    compare(
+        state, frames,
+        [&](Frame &frame) {
+            depths.data = frame.source.data();
+            calculateHistogram(histogram.data(), kDepths, depths);
+        },
+        copyOf(2 * frames.pixels()));
+}
+BENCHMARK(BM_Histogram_Memcpy)->Apply(nubrix::bench::sizes);
 
 #ifdef NUBRIX_BENCH_OPENCV
 void BM_DepthColour_OpenCv(benchmark::State &state)

@@ -1,6 +1,6 @@
 // Rotations with a destination, and mirroring, beside libyuv, OpenCV and a memcpy of the image. The
 // peers mirror into another image.
-#include "bench/image/Frames.h"
+#include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
 

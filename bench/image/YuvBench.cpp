@@ -1,5 +1,5 @@
 // The conversions from YUV to RGB beside libyuv, OpenCV and a memcpy of the bytes that they write.
-#include "bench/image/Frames.h"
+#include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
 

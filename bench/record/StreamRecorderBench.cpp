@@ -1,5 +1,5 @@
 // How fast a recorder writes, beside a bare write() of the same bytes to a file of the same kind.
-// The counter "speed" is the peer's time over ours, for frames of 640x480.
+// For frames of 640x480.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -164,9 +164,8 @@ void writeFrames(benchmark::State &state, const std::string &folder, unsigned in
     }
     state.SetBytesProcessed(state.iterations() * kFrames *
                             static_cast<std::int64_t>(record.size()));
-    state.counters["us"] = 1e6 * nubrix::bench::median(ours) / kFrames;
-    state.counters["peer_us"] = 1e6 * nubrix::bench::median(theirs) / kFrames;
-    state.counters["speed"] = nubrix::bench::median(theirs) / nubrix::bench::median(ours);
+    nubrix::bench::tellRatio(state, 1e9 * nubrix::bench::median(ours) / kFrames,
+                             1e9 * nubrix::bench::median(theirs) / kFrames);
 }
 
 void BM_StreamRecorder_Memory(benchmark::State &state)

@@ -208,7 +208,7 @@ void BM_FramePath_ManyStreams(benchmark::State &state)
             for (unsigned int i = 0; i < among; ++i)
                 receiver.back.take();
         }
-        return 1e6 * (cpuSeconds() - begin) / kFrames;
+        return 1e9 * (cpuSeconds() - begin) / kFrames;
     };
     std::vector<double> all;
     std::vector<double> one;
@@ -218,9 +218,7 @@ void BM_FramePath_ManyStreams(benchmark::State &state)
             nubrix::bench::secondsOf([&] { all.push_back(cpuOfFrames(streams)); }));
     }
     state.SetItemsProcessed(state.iterations() * kFrames);
-    state.counters["cpu_us"] = nubrix::bench::median(all);
-    state.counters["peer_cpu_us"] = nubrix::bench::median(one);
-    state.counters["ratio"] = nubrix::bench::median(all) / nubrix::bench::median(one);
+    nubrix::bench::tellRatio(state, nubrix::bench::median(all), nubrix::bench::median(one));
 }
 BENCHMARK(BM_FramePath_ManyStreams)
     ->ArgName("streams")

@@ -1,19 +1,15 @@
-// CRC-32 and MD5 of pictures of 16 bits a pixel, and of a file, beside memcpy and beside the
-// libraries that are installed. The counter "speed" is the peer's time over ours. With "buffers" 8,
-// pictures follow one another as they do in a stream. NUBRIX_CPU chooses the instruction set.
+// CRC-32 and MD5 of frames of 16 bits a pixel, and the CRC-32 of a file, beside memcpy and beside
+// the libraries that are installed.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <random>
-#include <string>
 #include <vector>
 
-#include "bench/Ratio.h"
+#include "bench/Frames.h"
 #include "nubrix/checksum.h"
-#include "utils/CpuFeatures.h"
 #include "utils/Crc32.h"
 
 #ifdef NUBRIX_BENCH_ISAL
@@ -28,96 +24,75 @@
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using nubrix::bench::Frame;
+using nubrix::bench::Frames;
 
-Bytes randomBytes(std::size_t size)
+using Job = void (*)(unsigned char *data, std::size_t size);
+
+void crc32(unsigned char *data, std::size_t size)
 {
-    std::mt19937 random(1);
-    Bytes bytes(size);
-    for (unsigned char &byte : bytes)
-        byte = static_cast<unsigned char>(random());
-    return bytes;
+    benchmark::DoNotOptimize(nubrix::crc32(nubrix::kCrc32Start, data, size));
 }
 
-void tellSpeed(benchmark::State &state)
-{
-    state.counters["speed"] = state.counters["peer_ns"] / state.counters["ns"];
-    state.SetLabel(nubrix::nameOf(nubrix::instructionSet()));
-}
-
-void crc32(Bytes &bytes)
-{
-    benchmark::DoNotOptimize(nubrix::crc32(nubrix::kCrc32Start, bytes.data(), bytes.size()));
-}
-
-void md5(Bytes &bytes)
+void md5(unsigned char *data, std::size_t size)
 {
     MD5_CTX context;
     MD5Init(&context);
-    MD5Update(&context, bytes.data(), static_cast<unsigned int>(bytes.size()));
+    MD5Update(&context, data, static_cast<unsigned int>(size));
     MD5Final(&context);
     benchmark::DoNotOptimize(context);
 }
 
-void copy(Bytes &bytes)
+void copy(unsigned char *data, std::size_t size)
 {
-    static Bytes place;
-    place.resize(bytes.size());
-    std::memcpy(place.data(), bytes.data(), bytes.size());
+    static std::vector<unsigned char> place;
+    place.resize(size);
+    std::memcpy(place.data(), data, size);
     benchmark::ClobberMemory();
 }
 
-template <auto kOurs, auto kPeer>
+template <Job kOurs, Job kPeer>
 void BM_Checksum(benchmark::State &state)
 {
-    const auto size = static_cast<std::size_t>(2 * state.range(0) * state.range(1));
-    std::vector<Bytes> buffers(static_cast<std::size_t>(state.range(2)), randomBytes(size));
-    std::size_t turns[2] = {};
-    nubrix::bench::measureBeside(
-        state, 1, [&] { kOurs(buffers[turns[0]++ % buffers.size()]); },
-        [&] { kPeer(buffers[turns[1]++ % buffers.size()]); });
-    tellSpeed(state);
+    Frames frames(state);
+    const std::size_t size = 2 * frames.pixels();
+    nubrix::bench::compare(
+        state, frames, [size](Frame &frame) { kOurs(frame.source.data(), size); },
+        [size](Frame &frame) { kPeer(frame.source.data(), size); });
 }
 
-void pictures(benchmark::internal::Benchmark *bench)
-{
-    bench->ArgNames({"width", "height", "buffers"})
-        ->ArgsProduct({{640}, {480}, {1, 8}})
-        ->ArgsProduct({{1280}, {800}, {1, 8}})
-        ->ArgsProduct({{1920}, {1080}, {1, 8}})
-        ->UseManualTime()
-        ->Unit(benchmark::kMicrosecond);
-}
-BENCHMARK(BM_Checksum<crc32, copy>)->Name("BM_Crc32_BesideMemcpy")->Apply(pictures);
-BENCHMARK(BM_Checksum<md5, copy>)->Name("BM_Md5_BesideMemcpy")->Apply(pictures);
+BENCHMARK(BM_Checksum<crc32, copy>)->Name("BM_Crc32_Memcpy")->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_Checksum<md5, copy>)->Name("BM_Md5_Memcpy")->Apply(nubrix::bench::sizes);
 
 #ifdef NUBRIX_BENCH_DEFLATE
-void deflateCrc32(Bytes &bytes)
+void deflateCrc32(unsigned char *data, std::size_t size)
 {
-    benchmark::DoNotOptimize(libdeflate_crc32(0, bytes.data(), bytes.size()));
+    benchmark::DoNotOptimize(libdeflate_crc32(0, data, size));
 }
-BENCHMARK(BM_Checksum<crc32, deflateCrc32>)->Name("BM_Crc32_BesideLibdeflate")->Apply(pictures);
+BENCHMARK(BM_Checksum<crc32, deflateCrc32>)
+    ->Name("BM_Crc32_Libdeflate")
+    ->Apply(nubrix::bench::sizes);
 #endif
 
 #ifdef NUBRIX_BENCH_OPENSSL
-void opensslMd5(Bytes &bytes)
+void opensslMd5(unsigned char *data, std::size_t size)
 {
     static const EVP_MD *const kMd5 = EVP_md5();
     unsigned char digest[EVP_MAX_MD_SIZE];
-    EVP_Digest(bytes.data(), bytes.size(), digest, nullptr, kMd5, nullptr);
+    EVP_Digest(data, size, digest, nullptr, kMd5, nullptr);
     benchmark::DoNotOptimize(digest);
 }
-BENCHMARK(BM_Checksum<md5, opensslMd5>)->Name("BM_Md5_BesideOpenssl")->Apply(pictures);
+BENCHMARK(BM_Checksum<md5, opensslMd5>)->Name("BM_Md5_Openssl")->Apply(nubrix::bench::sizes);
 #endif
 
 #ifdef NUBRIX_BENCH_ISAL
-void isalCrc32(Bytes &bytes)
+void isalCrc32(unsigned char *data, std::size_t size)
 {
-    benchmark::DoNotOptimize(crc32_ieee(0, bytes.data(), bytes.size()));
+    benchmark::DoNotOptimize(crc32_ieee(0, data, size));
 }
-BENCHMARK(BM_Checksum<crc32, isalCrc32>)->Name("BM_Crc32_BesideIsal")->Apply(pictures);
+BENCHMARK(BM_Checksum<crc32, isalCrc32>)->Name("BM_Crc32_Isal")->Apply(nubrix::bench::sizes);
 
-unsigned int isalCrc32OfFile(const char *path, Bytes &piece)
+unsigned int isalCrc32OfFile(const char *path, std::vector<unsigned char> &piece)
 {
     const int file = open(path, O_RDONLY);
     unsigned int crc = 0;
@@ -128,14 +103,15 @@ unsigned int isalCrc32OfFile(const char *path, Bytes &piece)
 }
 
 // A file that the system holds in its memory.
-void BM_Crc32_FileBesideIsal(benchmark::State &state)
+void BM_Crc32_File_Isal(benchmark::State &state)
 {
     char path[] = "/tmp/nubrix-bench-XXXXXX";
     const int file = mkstemp(path);
-    const Bytes bytes = randomBytes(static_cast<std::size_t>(state.range(0)));
+    const std::vector<unsigned char> bytes =
+        nubrix::bench::randomBytes(static_cast<std::size_t>(state.range(0)));
     if (file < 0 || write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
         state.SkipWithError("cannot write a file");
-    Bytes piece(256 * 1024);
+    std::vector<unsigned char> piece(256 * 1024);
     unsigned int ours = 0;
     unsigned int theirs = 0;
     nubrix::bench::measureBeside(
@@ -143,11 +119,10 @@ void BM_Crc32_FileBesideIsal(benchmark::State &state)
         [&] { theirs = isalCrc32OfFile(path, piece); });
     if (ours != theirs)
         state.SkipWithError("the checksums differ");
-    tellSpeed(state);
     close(file);
     unlink(path);
 }
-BENCHMARK(BM_Crc32_FileBesideIsal)
+BENCHMARK(BM_Crc32_File_Isal)
     ->ArgName("bytes")
     ->Arg(64 << 10)
     ->Arg(1 << 20)

@@ -8,16 +8,16 @@ namespace nubrix {
 namespace {
 
 struct Avx512Lanes : ByteLanes<Avx512Lanes, 64> {
-    NUBRIX_LANES_INLINE Words widen(HalfBytes bytes)
+    NUBRIX_KERNEL_INLINE Words widen(HalfBytes bytes)
     {
         return reinterpret_cast<Words>(_mm512_cvtepu8_epi16(reinterpret_cast<__m256i>(bytes)));
     }
-    NUBRIX_LANES_INLINE Words addSaturated(Words a, Words b)
+    NUBRIX_KERNEL_INLINE Words addSaturated(Words a, Words b)
     {
         return reinterpret_cast<Words>(
             _mm512_adds_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
     }
-    NUBRIX_LANES_INLINE Bytes pack(Words a, Words b)
+    NUBRIX_KERNEL_INLINE Bytes pack(Words a, Words b)
     {
         return reinterpret_cast<Bytes>(
             _mm512_packus_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));

@@ -34,12 +34,12 @@ public:
 private:
     static constexpr std::size_t kPixels = Lanes::kBytes / sizeof(T);
 
-    NUBRIX_LANES_INLINE typename Lanes::Bytes reversed(const T *from)
+    NUBRIX_KERNEL_INLINE typename Lanes::Bytes reversed(const T *from)
     {
         return Lanes::template reverse<sizeof(T)>(Lanes::load(from));
     }
     // They may overlap: then both hold the same pixels there.
-    NUBRIX_LANES_INLINE void swap(T *a, T *b)
+    NUBRIX_KERNEL_INLINE void swap(T *a, T *b)
     {
         const auto left = reversed(a);
         const auto right = reversed(b);
@@ -104,7 +104,7 @@ private:
         }
     };
 
-    NUBRIX_LANES_INLINE Pixels reversed(const RGB888Pixel *pixels)
+    NUBRIX_KERNEL_INLINE Pixels reversed(const RGB888Pixel *pixels)
     {
         const auto *const bytes = reinterpret_cast<const unsigned char *>(pixels);
         const auto a = Lanes::template load<Block>(bytes);
@@ -115,7 +115,7 @@ private:
                  Lanes::template shuffle<FromThird, Block>(middle, c),
                  Lanes::template shuffle<FromTwo<2, 0>, Block>(a, b)}};
     }
-    NUBRIX_LANES_INLINE void store(RGB888Pixel *to, const Pixels &pixels)
+    NUBRIX_KERNEL_INLINE void store(RGB888Pixel *to, const Pixels &pixels)
     {
         auto *const bytes = reinterpret_cast<unsigned char *>(to);
         for (std::size_t i = 0; i < 3; ++i)

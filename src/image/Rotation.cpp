@@ -67,46 +67,45 @@ bool rotate(T *source, int width, int height, T *destination, T *scratch)
                                  height, !destination);
 }
 
-bool isRefused(const unsigned char *source, const unsigned char *destination,
-               const unsigned char *scratch)
-{
-    return !source || source == destination || destination == scratch;
-}
-
+/// The planes of a 4:2:0 image into the destination or `scratch`; false where they cannot be.
+/// `colours(source, destination, pixels)` rotates what follows the `pixels` bytes of the first.
 // Kept: the planes of the source are overwritten even when there is a destination. See
 // docs/oddities.md.
+template <class Direction, class Colours>
+bool rotatePlanes(unsigned char *source, int width, int height, unsigned char *destination,
+                  unsigned char *scratch, const Colours &colours)
+{
+    unsigned char *const to = destination ? destination : scratch;
+    if (!source || source == to || destination == scratch)
+        return false;
+    if (width <= 0 || height <= 0)
+        return true;
+    rotateInto<Direction>(source, to, width, height, true);
+    colours(source, to, static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    return true;
+}
+
 template <class Direction>
 bool rotatePlanar(unsigned char *source, int width, int height, unsigned char *destination)
 {
-    unsigned char *const scratch = Direction::kScratch.planar;
-    if (isRefused(source, destination, scratch))
-        return false;
-    if (width <= 0 || height <= 0)
-        return true;
-    unsigned char *const to = destination ? destination : scratch;
-    const std::size_t u = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    const std::size_t v = u + u / 4;
-    rotateInto<Direction>(source, to, width, height, true);
-    rotateInto<Direction>(source + u, to + u, width / 2, height / 2, true);
-    rotateInto<Direction>(source + v, to + v, width / 2, height / 2, true);
-    return true;
+    return rotatePlanes<Direction>(
+        source, width, height, destination, Direction::kScratch.planar,
+        [=](unsigned char *from, unsigned char *to, std::size_t u) {
+            const std::size_t v = u + u / 4;
+            rotateInto<Direction>(from + u, to + u, width / 2, height / 2, true);
+            rotateInto<Direction>(from + v, to + v, width / 2, height / 2, true);
+        });
 }
 
-// Kept: as above.
 template <class Direction>
 bool rotateSemiPlanar(unsigned char *source, int width, int height, unsigned char *destination)
 {
-    unsigned char *const scratch = Direction::kScratch.semiPlanar;
-    if (isRefused(source, destination, scratch))
-        return false;
-    if (width <= 0 || height <= 0)
-        return true;
-    unsigned char *const to = destination ? destination : scratch;
-    const std::size_t chroma = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    rotateInto<Direction>(source, to, width, height, true);
-    rotateInto<Direction>(pairsAt(source + chroma), pairsAt(to + chroma), width / 2, height / 2,
-                          true);
-    return true;
+    return rotatePlanes<Direction>(
+        source, width, height, destination, Direction::kScratch.semiPlanar,
+        [=](unsigned char *from, unsigned char *to, std::size_t chroma) {
+            rotateInto<Direction>(pairsAt(from + chroma), pairsAt(to + chroma), width / 2,
+                                  height / 2, true);
+        });
 }
 
 }  // namespace

@@ -19,8 +19,8 @@ public:
     static constexpr int kRows = kColumns * Lanes::kBlocks;
     static constexpr int kLeastWidth = kColumns;
 
-    NUBRIX_LANES_INLINE void transpose(const T *from, std::ptrdiff_t fromStep, T *to,
-                                       std::ptrdiff_t toStep, bool /*hasMoreColumns*/)
+    NUBRIX_KERNEL_INLINE void transpose(const T *from, std::ptrdiff_t fromStep, T *to,
+                                        std::ptrdiff_t toStep, bool /*hasMoreColumns*/)
     {
         Bytes rows[kColumns];
         constexpr auto kSize = static_cast<std::ptrdiff_t>(sizeof(T));
@@ -39,7 +39,7 @@ private:
     using Bytes = typename Lanes::Bytes;
     using Elements = std::conditional_t<sizeof(T) == 1, Bytes, typename Lanes::Words>;
 
-    NUBRIX_LANES_INLINE void interleave(Bytes (&rows)[kColumns])
+    NUBRIX_KERNEL_INLINE void interleave(Bytes (&rows)[kColumns])
     {
         Bytes next[kColumns];
         for (int i = 0; i < kColumns / 2; ++i) {
@@ -63,8 +63,8 @@ public:
     static constexpr int kMore = 2;
     static constexpr int kLeastWidth = kColumns + kMore;
 
-    NUBRIX_LANES_INLINE void transpose(const RGB888Pixel *from, std::ptrdiff_t fromStep,
-                                       RGB888Pixel *to, std::ptrdiff_t toStep, bool hasMoreColumns)
+    NUBRIX_KERNEL_INLINE void transpose(const RGB888Pixel *from, std::ptrdiff_t fromStep,
+                                        RGB888Pixel *to, std::ptrdiff_t toStep, bool hasMoreColumns)
     {
         if (hasMoreColumns)
             transpose<0>(from, fromStep, to, toStep);
@@ -101,8 +101,8 @@ private:
     };
 
     template <int kBefore>
-    NUBRIX_LANES_INLINE void transpose(const RGB888Pixel *from, std::ptrdiff_t fromStep,
-                                       RGB888Pixel *to, std::ptrdiff_t toStep)
+    NUBRIX_KERNEL_INLINE void transpose(const RGB888Pixel *from, std::ptrdiff_t fromStep,
+                                        RGB888Pixel *to, std::ptrdiff_t toStep)
     {
         Bytes columns[4][4];  // by group of rows
         for (int group = 0; group < 4; ++group) {
@@ -126,7 +126,7 @@ private:
             Lanes::scatter(bytes + 32, 12 * toStep, joined<2>(c, d));
         }
     }
-    NUBRIX_LANES_INLINE void transposeSquares(const Bytes (&rows)[4], Bytes (&columns)[4])
+    NUBRIX_KERNEL_INLINE void transposeSquares(const Bytes (&rows)[4], Bytes (&columns)[4])
     {
         const Bytes a = Lanes::template interleaveLow<Ints>(rows[0], rows[2]);
         const Bytes b = Lanes::template interleaveHigh<Ints>(rows[0], rows[2]);
@@ -138,12 +138,12 @@ private:
         columns[3] = Lanes::template interleaveHigh<Ints>(b, d);
     }
     template <int kGroup>
-    NUBRIX_LANES_INLINE Bytes shortened(Bytes pixels)
+    NUBRIX_KERNEL_INLINE Bytes shortened(Bytes pixels)
     {
         return Lanes::template shuffle<Shortened<kGroup>>(pixels, pixels);
     }
     template <int kVector>
-    NUBRIX_LANES_INLINE Bytes joined(Bytes a, Bytes b)
+    NUBRIX_KERNEL_INLINE Bytes joined(Bytes a, Bytes b)
     {
         return __builtin_bit_cast(
             Bytes, Lanes::template shuffle<Joined<kVector>>(__builtin_bit_cast(Ints, a),

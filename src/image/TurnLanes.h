@@ -38,7 +38,7 @@ private:
     static constexpr std::size_t kStrip = sizeof(T) == 2 ? 32 : 64;  // rows: whole cache lines
     static_assert(kStrip % kRows == 0);
 
-    NUBRIX_LANES_INLINE bool takes(std::size_t width, std::size_t height)
+    NUBRIX_KERNEL_INLINE bool takes(std::size_t width, std::size_t height)
     {
         return width >= Tile::kLeastWidth && height >= kRows;
     }

@@ -28,7 +28,7 @@ struct Of10Bits {
         m_blue = 2 * d + (d >> 2);
         m_bluePlus = 2 * d + Lanes::allOf(32);
     }
-    NUBRIX_LANES_INLINE Words luma(Words y)
+    NUBRIX_KERNEL_INLINE Words luma(Words y)
     {
         const Words dark = Lanes::allOf(16);
         // 149 (y - 16) - 4096, without a product that is too large on the way.
@@ -56,7 +56,7 @@ struct Of8Bits {
         m_blue = 2 * d + Lanes::allOf(64);
         m_bluePlus = 2 * d + Lanes::allOf(32);
     }
-    NUBRIX_LANES_INLINE Words luma(Words y)
+    NUBRIX_KERNEL_INLINE Words luma(Words y)
     {
         return 149 * (y - Lanes::allOf(44)) + Lanes::allOf(76);
     }
@@ -85,7 +85,7 @@ struct OfDoubles {
         m_green = (-89 * e - 43 * d + middle) >> 7;
         m_blue = 2 * d + ((-137 * d) >> 9);
     }
-    NUBRIX_LANES_INLINE Words luma(Words y) { return y; }
+    NUBRIX_KERNEL_INLINE Words luma(Words y) { return y; }
     Words red(Words luma) const { return luma + m_red; }
     Words green(Words luma) const { return luma + m_green; }
     Words blue(Words luma) const { return luma + m_blue; }

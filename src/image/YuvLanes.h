@@ -9,8 +9,8 @@ namespace nubrix {
 /// Where the bytes of a vector of pixels are.
 template <class Lanes>
 struct I420Layout {
-    NUBRIX_LANES_INLINE YuvPairs<Lanes> load(const unsigned char *luma, const unsigned char *u,
-                                             const unsigned char *v)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *luma, const unsigned char *u,
+                                              const unsigned char *v)
     {
         using Half = typename Lanes::HalfBytes;
         const auto y = Lanes::load(luma);
@@ -22,7 +22,7 @@ struct I420Layout {
 
 template <class Lanes>
 struct Nv21Layout {
-    NUBRIX_LANES_INLINE YuvPairs<Lanes> load(const unsigned char *luma, const unsigned char *vu)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *luma, const unsigned char *vu)
     {
         const auto y = Lanes::load(luma);
         const auto chroma = Lanes::load(vu);
@@ -34,7 +34,7 @@ struct Nv21Layout {
 /// Four bytes a pair, with Y at the even places or at the odd ones.
 template <class Lanes, bool kLumaIsEven>
 struct PackedLayout {
-    NUBRIX_LANES_INLINE YuvPairs<Lanes> load(const unsigned char *from)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *from)
     {
         const auto a = Lanes::load(from);
         const auto b = Lanes::load(from + Lanes::kBytes);
@@ -95,8 +95,8 @@ private:
     static constexpr std::size_t kPixels = Lanes::kBytes;
 
     template <class Formula, bool kLumaIsEven>
-    NUBRIX_LANES_INLINE std::size_t packed(unsigned char *rgb, const unsigned char *from,
-                                           std::size_t groups)
+    NUBRIX_KERNEL_INLINE std::size_t packed(unsigned char *rgb, const unsigned char *from,
+                                            std::size_t groups)
     {
         std::size_t done = 0;
         for (; done + kPixels / 2 <= groups; done += kPixels / 2) {
@@ -108,7 +108,7 @@ private:
     }
 
     template <class Formula>
-    NUBRIX_LANES_INLINE void storePixels(unsigned char *rgb, const YuvPairs<Lanes> &pairs)
+    NUBRIX_KERNEL_INLINE void storePixels(unsigned char *rgb, const YuvPairs<Lanes> &pairs)
     {
         const Formula formula(pairs);
         const auto first = Formula::luma(pairs.first);
@@ -119,7 +119,7 @@ private:
     }
 
     // Frames that come from a pool are in no cache; where they are, this costs next to nothing.
-    NUBRIX_LANES_INLINE void prefetch(unsigned char *rgb, const unsigned char *from)
+    NUBRIX_KERNEL_INLINE void prefetch(unsigned char *rgb, const unsigned char *from)
     {
         constexpr int kAhead = 512;  // bytes
         constexpr int kLine = 64;

@@ -10,19 +10,19 @@ struct Crc32Avx2Lanes {
     using OfPiece = Crc32ClmulPiece<Crc32Avx2Lanes>;
     static constexpr std::size_t kPieces = 2;
 
-    NUBRIX_CRC_INLINE Vector reversed(Vector bytes)
+    NUBRIX_KERNEL_INLINE Vector reversed(Vector bytes)
     {
         return _mm256_shuffle_epi8(bytes, _mm256_broadcastsi128_si256(OfPiece::order()));
     }
-    NUBRIX_CRC_INLINE Vector withCrc(unsigned int crc)
+    NUBRIX_KERNEL_INLINE Vector withCrc(unsigned int crc)
     {
         return _mm256_zextsi128_si256(OfPiece::withCrc(crc));
     }
-    NUBRIX_CRC_INLINE Vector factors(Crc32Factors factors)
+    NUBRIX_KERNEL_INLINE Vector factors(Crc32Factors factors)
     {
         return _mm256_broadcastsi128_si256(OfPiece::factors(factors));
     }
-    NUBRIX_CRC_INLINE Vector fold(Vector first, Vector factors, Vector next)
+    NUBRIX_KERNEL_INLINE Vector fold(Vector first, Vector factors, Vector next)
     {
         return _mm256_clmulepi64_epi128(first, factors, 0x11) ^
                _mm256_clmulepi64_epi128(first, factors, 0x00) ^ next;

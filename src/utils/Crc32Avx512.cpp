@@ -10,19 +10,19 @@ struct Crc32Avx512Lanes {
     using OfPiece = Crc32ClmulPiece<Crc32Avx512Lanes>;
     static constexpr std::size_t kPieces = 4;
 
-    NUBRIX_CRC_INLINE Vector reversed(Vector bytes)
+    NUBRIX_KERNEL_INLINE Vector reversed(Vector bytes)
     {
         return _mm512_shuffle_epi8(bytes, _mm512_broadcast_i32x4(OfPiece::order()));
     }
-    NUBRIX_CRC_INLINE Vector withCrc(unsigned int crc)
+    NUBRIX_KERNEL_INLINE Vector withCrc(unsigned int crc)
     {
         return _mm512_zextsi128_si512(OfPiece::withCrc(crc));
     }
-    NUBRIX_CRC_INLINE Vector factors(Crc32Factors factors)
+    NUBRIX_KERNEL_INLINE Vector factors(Crc32Factors factors)
     {
         return _mm512_broadcast_i32x4(OfPiece::factors(factors));
     }
-    NUBRIX_CRC_INLINE Vector fold(Vector first, Vector factors, Vector next)
+    NUBRIX_KERNEL_INLINE Vector fold(Vector first, Vector factors, Vector next)
     {
         constexpr int kExclusiveOrOfThree = 0x96;
         return _mm512_ternarylogic_epi64(_mm512_clmulepi64_epi128(first, factors, 0x11),

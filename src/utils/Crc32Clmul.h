@@ -15,21 +15,21 @@ struct Crc32ClmulPiece {
     static constexpr std::size_t kPieces = 1;
 
     /// The order that turns 16 bytes round.
-    NUBRIX_CRC_INLINE __m128i order()
+    NUBRIX_KERNEL_INLINE __m128i order()
     {
         return _mm_set_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f);
     }
-    NUBRIX_CRC_INLINE Vector reversed(Vector bytes) { return _mm_shuffle_epi8(bytes, order()); }
-    NUBRIX_CRC_INLINE Vector withCrc(unsigned int crc)
+    NUBRIX_KERNEL_INLINE Vector reversed(Vector bytes) { return _mm_shuffle_epi8(bytes, order()); }
+    NUBRIX_KERNEL_INLINE Vector withCrc(unsigned int crc)
     {
         return _mm_set_epi32(static_cast<int>(crc), 0, 0, 0);
     }
-    NUBRIX_CRC_INLINE Vector factors(Crc32Factors factors)
+    NUBRIX_KERNEL_INLINE Vector factors(Crc32Factors factors)
     {
         return _mm_set_epi64x(static_cast<long long>(factors.high),
                               static_cast<long long>(factors.low));
     }
-    NUBRIX_CRC_INLINE Vector fold(Vector first, Vector factors, Vector next)
+    NUBRIX_KERNEL_INLINE Vector fold(Vector first, Vector factors, Vector next)
     {
         return _mm_clmulepi64_si128(first, factors, 0x11) ^
                _mm_clmulepi64_si128(first, factors, 0x00) ^ next;

@@ -13,8 +13,7 @@
 #include <cstdint>
 
 #include "utils/Crc32Kernel.h"
-
-#define NUBRIX_CRC_INLINE [[gnu::always_inline]] static inline
+#include "utils/KernelInline.h"
 
 namespace nubrix {
 
@@ -56,8 +55,8 @@ struct Crc32Folding {
     static constexpr Crc32Factors kOverVector = crc32FactorsOver(kVectorBytes);
     static constexpr Crc32Factors kOverRow = crc32FactorsOver(kRowBytes);
 
-    NUBRIX_CRC_INLINE void run(unsigned int crc, const unsigned char *data, std::size_t size,
-                               unsigned char *folded)
+    NUBRIX_KERNEL_INLINE void run(unsigned int crc, const unsigned char *data, std::size_t size,
+                                  unsigned char *folded)
     {
         const unsigned char *const end = data + size;
         Piece sum;
@@ -76,7 +75,7 @@ struct Crc32Folding {
 
 private:
     template <class Each>
-    NUBRIX_CRC_INLINE typename Each::Vector load(const unsigned char *from)
+    NUBRIX_KERNEL_INLINE typename Each::Vector load(const unsigned char *from)
     {
         typename Each::Vector bytes;
         __builtin_memcpy(&bytes, from, sizeof(bytes));
@@ -84,8 +83,8 @@ private:
     }
 
     /// Takes as many whole vectors as there are from `data` on.
-    NUBRIX_CRC_INLINE Piece foldRows(unsigned int crc, const unsigned char *&data,
-                                     const unsigned char *end)
+    NUBRIX_KERNEL_INLINE Piece foldRows(unsigned int crc, const unsigned char *&data,
+                                        const unsigned char *end)
     {
         Vector row[kVectors];
         for (std::size_t i = 0; i < kVectors; ++i)
@@ -111,7 +110,7 @@ private:
 
     /// Folds all into the last.
     template <class Each, std::size_t kCount>
-    NUBRIX_CRC_INLINE typename Each::Vector sumOf(const typename Each::Vector *vectors)
+    NUBRIX_KERNEL_INLINE typename Each::Vector sumOf(const typename Each::Vector *vectors)
     {
         constexpr Overs<kCount> kOvers(sizeof(*vectors));
         typename Each::Vector sum = vectors[kCount - 1];
@@ -130,7 +129,8 @@ private:
         Crc32Factors factors[kCount] = {};
     };
 
-    NUBRIX_CRC_INLINE std::size_t bytesBetween(const unsigned char *begin, const unsigned char *end)
+    NUBRIX_KERNEL_INLINE std::size_t bytesBetween(const unsigned char *begin,
+                                                  const unsigned char *end)
     {
         return static_cast<std::size_t>(end - begin);
     }

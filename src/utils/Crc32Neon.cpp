@@ -12,27 +12,27 @@ struct Crc32NeonLanes {
     using OfPiece = Crc32NeonLanes;
     static constexpr std::size_t kPieces = 1;
 
-    NUBRIX_CRC_INLINE Vector reversed(Vector bytes)
+    NUBRIX_KERNEL_INLINE Vector reversed(Vector bytes)
     {
         const Vector halves = vreinterpretq_u64_u8(vrev64q_u8(vreinterpretq_u8_u64(bytes)));
         return vextq_u64(halves, halves, 1);
     }
-    NUBRIX_CRC_INLINE Vector withCrc(unsigned int crc)
+    NUBRIX_KERNEL_INLINE Vector withCrc(unsigned int crc)
     {
         return Vector{0, static_cast<std::uint64_t>(crc) << 32};
     }
-    NUBRIX_CRC_INLINE Vector factors(Crc32Factors factors)
+    NUBRIX_KERNEL_INLINE Vector factors(Crc32Factors factors)
     {
         return Vector{factors.low, factors.high};
     }
-    NUBRIX_CRC_INLINE Vector fold(Vector first, Vector factors, Vector next)
+    NUBRIX_KERNEL_INLINE Vector fold(Vector first, Vector factors, Vector next)
     {
         return product(vget_high_u64(first), vget_high_u64(factors)) ^
                product(vget_low_u64(first), vget_low_u64(factors)) ^ next;
     }
 
 private:
-    NUBRIX_CRC_INLINE Vector product(uint64x1_t a, uint64x1_t b)
+    NUBRIX_KERNEL_INLINE Vector product(uint64x1_t a, uint64x1_t b)
     {
         return vreinterpretq_u64_p128(vmull_p64(vget_lane_p64(vreinterpret_p64_u64(a), 0),
                                                 vget_lane_p64(vreinterpret_p64_u64(b), 0)));

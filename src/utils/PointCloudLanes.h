@@ -9,9 +9,8 @@
 #include <utility>
 
 #include "utils/ColorBoard.h"
+#include "utils/KernelInline.h"
 #include "utils/PointCloudKernel.h"
-
-#define NUBRIX_LANES_INLINE [[gnu::always_inline]] static inline
 
 namespace nubrix {
 
@@ -34,26 +33,29 @@ struct VectorLanes {
     static constexpr int kCount = N;
     static constexpr bool kStreams = false;  // whether it has stream, streamColour and endStream
 
-    NUBRIX_LANES_INLINE Float allOf(float value)
+    NUBRIX_KERNEL_INLINE Float allOf(float value)
     {
         return value - Float{};  // not plus: that would lose the sign of a zero
     }
-    NUBRIX_LANES_INLINE Int load(const unsigned short *from)
+    NUBRIX_KERNEL_INLINE Int load(const unsigned short *from)
     {
         Raw raw;
         __builtin_memcpy(&raw, from, sizeof(raw));
         return __builtin_convertvector(raw, Int);
     }
-    NUBRIX_LANES_INLINE Float toFloat(Int values) { return __builtin_convertvector(values, Float); }
-    NUBRIX_LANES_INLINE Float subtract(Float a, Float b) { return a - b; }
-    NUBRIX_LANES_INLINE Float multiply(Float a, Float b) { return a * b; }
-    NUBRIX_LANES_INLINE Divisor divisor(float value) { return allOf(value); }
-    NUBRIX_LANES_INLINE Float divide(Float a, const Divisor &by) { return a / by; }
+    NUBRIX_KERNEL_INLINE Float toFloat(Int values)
+    {
+        return __builtin_convertvector(values, Float);
+    }
+    NUBRIX_KERNEL_INLINE Float subtract(Float a, Float b) { return a - b; }
+    NUBRIX_KERNEL_INLINE Float multiply(Float a, Float b) { return a * b; }
+    NUBRIX_KERNEL_INLINE Divisor divisor(float value) { return allOf(value); }
+    NUBRIX_KERNEL_INLINE Float divide(Float a, const Divisor &by) { return a / by; }
     /// 0 to N - 1.
-    NUBRIX_LANES_INLINE Int numbers() { return numbers(std::make_integer_sequence<int, N>()); }
+    NUBRIX_KERNEL_INLINE Int numbers() { return numbers(std::make_integer_sequence<int, N>()); }
     /// Writes N points to 3 * N floats.
     template <bool kStreaming>
-    NUBRIX_LANES_INLINE void storePoints(float *to, Float x, Float y, Float z)
+    NUBRIX_KERNEL_INLINE void storePoints(float *to, Float x, Float y, Float z)
     {
         constexpr auto kIndices = std::make_integer_sequence<int, N>();
         x = spread<0>(x, kIndices);
@@ -66,7 +68,7 @@ struct VectorLanes {
 
 private:
     template <int... kIndices>
-    NUBRIX_LANES_INLINE Int numbers(std::integer_sequence<int, kIndices...>)
+    NUBRIX_KERNEL_INLINE Int numbers(std::integer_sequence<int, kIndices...>)
     {
         return Int{kIndices...};
     }
@@ -81,13 +83,13 @@ private:
         return point;
     }
     template <int kComponent, int... kIndices>
-    NUBRIX_LANES_INLINE Float spread(Float values, std::integer_sequence<int, kIndices...>)
+    NUBRIX_KERNEL_INLINE Float spread(Float values, std::integer_sequence<int, kIndices...>)
     {
         return __builtin_shufflevector(values, values, pointIn(kIndices, kComponent)...);
     }
     template <int kVector, int... kIndices>
-    NUBRIX_LANES_INLINE Float blend(Float x, Float y, Float z,
-                                    std::integer_sequence<int, kIndices...>)
+    NUBRIX_KERNEL_INLINE Float blend(Float x, Float y, Float z,
+                                     std::integer_sequence<int, kIndices...>)
     {
         const Float xy = __builtin_shufflevector(
             x, y, ((kVector * N + kIndices) % 3 == 1 ? N + kIndices : kIndices)...);
@@ -95,7 +97,7 @@ private:
             xy, z, ((kVector * N + kIndices) % 3 == 2 ? N + kIndices : kIndices)...);
     }
     template <bool kStreaming>
-    NUBRIX_LANES_INLINE void store(float *to, Float values)
+    NUBRIX_KERNEL_INLINE void store(float *to, Float values)
     {
         if constexpr (kStreaming)
             Local::stream(to, values);
@@ -208,7 +210,7 @@ private:
     }
 
     // The values where they are valid, with their signs changed if `sign` is the sign bit, else +0.
-    NUBRIX_LANES_INLINE Float masked(Float values, Int valid, int sign)
+    NUBRIX_KERNEL_INLINE Float masked(Float values, Int valid, int sign)
     {
         return __builtin_bit_cast(Float, (__builtin_bit_cast(Int, values) ^ sign) & valid);
     }

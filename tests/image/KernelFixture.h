@@ -12,19 +12,6 @@
 
 namespace nubrix {
 
-// Sanitizers and the emulator of 32-bit ARM are 10 to 50 times slower: there only every 13th of
-// the small sizes is tried, every 5th of the large ones and every 5th of the values of U. A plain
-// build tries them all.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
-inline constexpr unsigned int kEverySize = 13;
-inline constexpr unsigned int kEveryLargeSize = 5;
-inline constexpr int kEveryU = 5;
-#else
-inline constexpr unsigned int kEverySize = 1;
-inline constexpr unsigned int kEveryLargeSize = 1;
-inline constexpr int kEveryU = 1;
-#endif
-
 struct NamedKernel {
     std::string name;
     const ImageKernel *kernel;
@@ -53,7 +40,25 @@ protected:
     KernelFixture() : m_before(imageKernel()) { setImageKernel(*GetParam().kernel); }
     ~KernelFixture() override { setImageKernel(m_before); }
 
+    // Sanitizers and the emulator of 32-bit ARM are 10 to 50 times slower: there only every 13th of
+    // the small sizes is tried, every 5th of the large ones and every 5th of the values of U, but
+    // for the kernel that runs on that board. A plain build tries them all.
+    static unsigned int everySize() { return isThinned() ? 13 : 1; }
+    static unsigned int everyLargeSize() { return isThinned() ? 5 : 1; }
+    static int everyU() { return isThinned() ? 5 : 1; }
+
 private:
+    static bool isThinned()
+    {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+        return true;
+#elif defined(__arm__)
+        return GetParam().name != nameOf(InstructionSet::kNeon);
+#else
+        return false;
+#endif
+    }
+
     const ImageKernel &m_before;
 };
 

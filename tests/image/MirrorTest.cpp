@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "nubrix/image.h"
-#include "tests/image/GuardedBytes.h"
+#include "tests/GuardedBytes.h"
 #include "tests/image/KernelFixture.h"
 
 namespace nubrix {
@@ -95,7 +95,7 @@ TEST_P(MirrorTest, ReversesTheRowsOfImagesOfEverySize)
     for (const Mirroring &mirroring : allMirrorings()) {
         for (int width = 0; width <= kMostSide; ++width) {
             for (int height = 0; height <= kMostSide; ++height) {
-                if (number++ % kEverySize != 0)
+                if (number++ % everySize() != 0)
                     continue;
                 check(mirroring, width, height);
                 ASSERT_FALSE(HasFatalFailure())
@@ -108,11 +108,11 @@ TEST_P(MirrorTest, ReversesTheRowsOfImagesOfEverySize)
 TEST_P(MirrorTest, ReversesTheRowsOfLongAndOfLargeImages)
 {
     for (const Mirroring &mirroring : allMirrorings()) {
-        for (int width = kMostSide; width <= 400; width += static_cast<int>(kEverySize)) {
+        for (int width = kMostSide; width <= 400; width += static_cast<int>(everySize())) {
             check(mirroring, width, 2);
             ASSERT_FALSE(HasFatalFailure()) << mirroring.name << " " << width;
         }
-        check(mirroring, 1920, kEveryLargeSize == 1 ? 1080 : 20);
+        check(mirroring, 1920, everyLargeSize() == 1 ? 1080 : 20);
         ASSERT_FALSE(HasFatalFailure()) << mirroring.name;
     }
 }

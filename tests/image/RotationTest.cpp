@@ -6,7 +6,7 @@
 
 #include "image/RotationScratch.h"
 #include "nubrix/image.h"
-#include "tests/image/GuardedBytes.h"
+#include "tests/GuardedBytes.h"
 #include "tests/image/KernelFixture.h"
 
 namespace nubrix {
@@ -154,7 +154,7 @@ protected:
         for (const Turn turn : kTurns) {
             for (int width = 0; width <= kMostSide; ++width) {
                 for (int height = 0; height <= kMostSide; ++height) {
-                    if (number++ % kEverySize != 0)
+                    if (number++ % everySize() != 0)
                         continue;
                     check(rotation, turn, width, height);
                     ASSERT_FALSE(HasFatalFailure())
@@ -208,7 +208,7 @@ TEST_P(RotationTest, OfTheLargestImagesThatFitTheBuffers)
     unsigned int number = 0;
     for (const Rotation &rotation : allRotations()) {
         for (const Turn turn : kTurns) {
-            if (number++ % kEveryLargeSize != 0)
+            if (number++ % everyLargeSize() != 0)
                 continue;
             check(rotation, turn, 1920, 1080);
             ASSERT_FALSE(HasFatalFailure()) << rotation.name << static_cast<int>(turn);
@@ -216,32 +216,38 @@ TEST_P(RotationTest, OfTheLargestImagesThatFitTheBuffers)
     }
 }
 
-TEST_P(RotationTest, TheTemplatesCopyBackWhenTheyAreTold)
+template <class T>
+void checkTemplates()
 {
     constexpr int kWidth = 37;
     constexpr int kHeight = 41;
-    std::vector<unsigned short> image(std::size_t{kWidth} * kHeight);
+    std::vector<T> image(std::size_t{kWidth} * kHeight);
     for (std::size_t i = 0; i < image.size(); ++i)
-        image[i] = static_cast<unsigned short>(i * 57);
-    const auto function = {&tempRotateClockwise90<unsigned short>,
-                           &tempRotateClockwise180<unsigned short>,
-                           &tempRotateAnticlockwise90<unsigned short>};
+        image[i] = static_cast<T>(i * 57);
+    const auto functions = {&tempRotateClockwise90<T>, &tempRotateClockwise180<T>,
+                            &tempRotateAnticlockwise90<T>};
     const Turn *turn = kTurns;
-    for (const auto rotate : function) {
-        std::vector<unsigned short> expected(image.size());
+    for (const auto rotate : functions) {
+        std::vector<T> expected(image.size());
         for (std::size_t i = 0; i < image.size(); ++i)
             expected[i] = image[cameFrom(*turn, i, kWidth, kHeight)];
         ++turn;
-        std::vector<unsigned short> source = image;
-        std::vector<unsigned short> target(image.size());
+        std::vector<T> source = image;
+        std::vector<T> target(image.size());
         EXPECT_TRUE(rotate(source.data(), target.data(), kWidth, kHeight, false));
         EXPECT_EQ(source, image);
         EXPECT_EQ(target, expected);
-        std::fill(target.begin(), target.end(), static_cast<unsigned short>(0));
+        std::fill(target.begin(), target.end(), static_cast<T>(0));
         EXPECT_TRUE(rotate(source.data(), target.data(), kWidth, kHeight, true));
         EXPECT_EQ(source, expected);
         EXPECT_EQ(target, expected);
     }
+}
+
+TEST_P(RotationTest, TheTemplatesCopyBackWhenTheyAreTold)
+{
+    checkTemplates<unsigned char>();
+    checkTemplates<unsigned short>();
 }
 
 INSTANTIATE_TEST_SUITE_P(Kernels, RotationTest, testing::ValuesIn(allKernels()), kernelName);
@@ -276,16 +282,30 @@ TEST(Rotations, NullSourcesAndADestinationThatIsTheSourceAreRefused)
     EXPECT_FALSE(tempRotateAnticlockwise90<unsigned char>(image, image, 2, 2, true));
 }
 
-TEST(Rotations, TheFunctionsOwnBuffersAreRefusedAsDestinations)
+// In the order of allRotations().
+std::vector<unsigned char *> buffersOf(Turn turn)
 {
-    Bytes image = randomBytes(24, 1);
-    auto *const rgb = reinterpret_cast<RGB888Pixel *>(image.data());
-    EXPECT_FALSE(rotateClockwise90(image.data(), 2, 2, g_clockwise90Scratch.of8));
-    EXPECT_FALSE(rotateClockwise180(rgb, 2, 2, g_clockwise180Scratch.of24));
-    EXPECT_FALSE(
-        rotateAnticlockwise90_YUV420P(image.data(), 2, 2, g_anticlockwise90Scratch.planar));
-    EXPECT_FALSE(rotateClockwise90_YUV420SP(image.data(), 2, 2, g_clockwise90Scratch.semiPlanar));
-    EXPECT_EQ(image, randomBytes(24, 1));
+    RotationScratch &scratch = turn == Turn::kClockwise90    ? g_clockwise90Scratch
+                               : turn == Turn::kClockwise180 ? g_clockwise180Scratch
+                                                             : g_anticlockwise90Scratch;
+    return {scratch.of8, reinterpret_cast<unsigned char *>(scratch.of16),
+            reinterpret_cast<unsigned char *>(scratch.of24), scratch.planar, scratch.semiPlanar};
+}
+
+TEST(Rotations, TheFunctionsOwnBuffersAreRefused)
+{
+    for (const Turn turn : kTurns) {
+        const std::vector<unsigned char *> own = buffersOf(turn);
+        const std::vector<Rotation> rotations = allRotations();
+        ASSERT_EQ(own.size(), rotations.size());
+        for (std::size_t i = 0; i < own.size(); ++i) {
+            const Rotation &rotation = rotations[i];
+            Bytes image = randomBytes(24, 1);
+            EXPECT_FALSE(rotation.rotate(turn, own[i], 2, 2, nullptr)) << rotation.name;
+            for (std::size_t other = 0; other < own.size(); ++other)
+                EXPECT_EQ(rotation.rotate(turn, image.data(), 2, 2, own[other]), other != i);
+        }
+    }
 }
 
 TEST(Rotations, ImagesWithoutPixelsAreDoneAtOnce)

@@ -6,7 +6,7 @@
 
 #include "image/YuvPlain.h"
 #include "nubrix/image.h"
-#include "tests/image/GuardedBytes.h"
+#include "tests/GuardedBytes.h"
 #include "tests/image/KernelFixture.h"
 
 namespace nubrix {
@@ -109,7 +109,7 @@ protected:
         unsigned int number = 0;
         for (unsigned int width = 1; width <= kMostWidth; ++width) {
             for (const unsigned int height : {1U, 2U, 3U, 5U}) {
-                if (number++ % kEverySize != 0)
+                if (number++ % everySize() != 0)
                     continue;
                 SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
                 check(width, height);
@@ -163,7 +163,7 @@ TEST_P(YuvConversionTest, YuyvOfEveryWidthLeavesALastPixelWithoutAPartnerUnwritt
 
 TEST_P(YuvConversionTest, UyvyOfEveryLength)
 {
-    for (unsigned int bytes = 4; bytes <= 4 * kMostWidth; bytes += kEverySize) {
+    for (unsigned int bytes = 4; bytes <= 4 * kMostWidth; bytes += everySize()) {
         SCOPED_TRACE(bytes);
         const unsigned int groups = bytes / 4;
         const Bytes yuv = randomBytes(bytes, bytes);

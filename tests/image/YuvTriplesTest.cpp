@@ -62,7 +62,7 @@ protected:
     {
         Rgb expected(std::size_t{3} * 2 * kValues * kValues);
         Rgb found(expected.size());
-        for (int u = 0; u < kValues; u += kEveryU) {
+        for (int u = 0; u < kValues; u += everyU()) {
             RGB888Pixel *pixel = reinterpret_cast<RGB888Pixel *>(expected.data());
             for (int v = 0; v < kValues; ++v) {
                 for (int x = 0; x < 2 * kValues; ++x)
@@ -170,7 +170,7 @@ INSTANTIATE_TEST_SUITE_P(Kernels, YuvTriplesTest, testing::ValuesIn(allKernels()
 
 TEST(YuvPixels, EveryTripleIsAsTheFormulasSay)
 {
-    for (int u = 0; u < kValues; u += kEveryU) {
+    for (int u = 0; u < kValues; ++u) {
         bool same = true;
         for (int v = 0; v < kValues; ++v) {
             for (int y = 0; y < kValues; ++y) {

@@ -12,15 +12,15 @@ struct WideLanes : VectorLanes<WideLanes<N>, N> {
 
     // Plain stores, so that the way of streaming runs as well.
     static constexpr bool kStreams = true;
-    NUBRIX_LANES_INLINE void stream(float *to, typename Base::Float values)
+    NUBRIX_KERNEL_INLINE void stream(float *to, typename Base::Float values)
     {
         __builtin_memcpy(to, &values, sizeof(values));
     }
-    NUBRIX_LANES_INLINE void streamColour(float *to, const float *from)
+    NUBRIX_KERNEL_INLINE void streamColour(float *to, const float *from)
     {
         __builtin_memcpy(to, from, sizeof(typedefNubrixRGBA));
     }
-    NUBRIX_LANES_INLINE void endStream() {}
+    NUBRIX_KERNEL_INLINE void endStream() {}
 };
 
 }  // namespace

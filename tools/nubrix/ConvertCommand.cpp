@@ -115,12 +115,18 @@ ConvertCommand::ConvertCommand(CLI::App &parent)
 std::vector<unsigned char> ConvertCommand::read() const
 {
     const std::size_t expected = bytesOf(m_from, sizeOf(m_size));
-    std::vector<unsigned char> raw(expected + 1);  // one more, to see whether there are more
     std::FILE *const file = std::fopen(m_in.c_str(), "rbe");
     if (file == nullptr)
         throw Failure("cannot read " + m_in + ": " + std::strerror(errno));
+    // Memory is taken for what the file has, not for what is said of it.
+    constexpr std::size_t kPiece = 1 << 20;
+    std::vector<unsigned char> raw;
+    std::size_t count = 0;
     errno = 0;
-    const std::size_t count = std::fread(raw.data(), 1, raw.size(), file);
+    while (count == raw.size() && count <= expected) {
+        raw.resize(count + kPiece);
+        count += std::fread(raw.data() + count, 1, kPiece, file);
+    }
     const int error = std::ferror(file) != 0 ? errno : 0;
     std::fclose(file);
     if (error != 0)
@@ -130,7 +136,7 @@ std::vector<unsigned char> ConvertCommand::read() const
                       std::to_string(expected) + " bytes, the file has " +
                       (count > expected ? "more" : std::to_string(count)));
     }
-    raw.pop_back();
+    raw.resize(expected);
     return raw;
 }
 

@@ -13,6 +13,8 @@ public:
     enum class Place { kBegin, kEnd };
 
     explicit GuardedBytes(std::size_t capacity);
+    /// ... with this image at its end.
+    explicit GuardedBytes(const std::vector<unsigned char> &image);
     ~GuardedBytes();
     GuardedBytes(const GuardedBytes &) = delete;
     GuardedBytes &operator=(const GuardedBytes &) = delete;
@@ -24,6 +26,8 @@ public:
     void fill(unsigned char byte);
 
     unsigned char *data() { return m_data; }
+    /// The last `count` bytes of the memory.
+    unsigned char *last(std::size_t count) const { return m_end - count; }
     template <class T>
     T *as()
     {

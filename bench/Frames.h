@@ -1,4 +1,4 @@
-// The images that a benchmark works on: always the same one, or eight in turn, as from a pool.
+// The frames that a benchmark works on: always the same one, or eight in turn, as from a pool.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -11,6 +11,15 @@
 #include "utils/CpuFeatures.h"
 
 namespace nubrix::bench {
+
+inline std::vector<unsigned char> randomBytes(std::size_t size)
+{
+    std::mt19937 random(1);
+    std::vector<unsigned char> bytes(size);
+    for (unsigned char &byte : bytes)
+        byte = static_cast<unsigned char>(random());
+    return bytes;
+}
 
 struct Frame {
     std::vector<unsigned char> source;   // what a camera gives, 2 bytes a pixel
@@ -25,12 +34,9 @@ public:
           m_height(static_cast<int>(state.range(1))),
           m_frames(static_cast<std::size_t>(state.range(2)))
     {
-        std::mt19937 random(1);
         const auto pixels = static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height);
         for (Frame &frame : m_frames) {
-            frame.source.resize(3 * pixels);
-            for (unsigned char &byte : frame.source)
-                byte = static_cast<unsigned char>(random());
+            frame.source = randomBytes(3 * pixels);
             frame.target.resize(3 * pixels);
             frame.between.resize(4 * pixels);
         }
@@ -47,8 +53,8 @@ private:
     std::vector<Frame> m_frames;
 };
 
-/// Runs job(frame) and peer(frame) on all frames, one after another. The counter "speed" is the
-/// peer's time over ours. NUBRIX_CPU chooses the instruction set.
+/// Runs job(frame) and peer(frame) on all frames, one after another. NUBRIX_CPU
+/// chooses the instruction set.
 template <class Job, class Peer>
 void compare(benchmark::State &state, Frames &frames, const Job &job, const Peer &peer)
 {
@@ -60,7 +66,6 @@ void compare(benchmark::State &state, Frames &frames, const Job &job, const Peer
     };
     measureBeside(
         state, static_cast<int>(frames.count()), [&] { run(job); }, [&] { run(peer); });
-    state.counters["speed"] = state.counters["peer_ns"] / state.counters["ns"];
     state.SetLabel(nameOf(instructionSet()));
 }
 

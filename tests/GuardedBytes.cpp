@@ -1,4 +1,4 @@
-#include "tests/image/GuardedBytes.h"
+#include "tests/GuardedBytes.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -36,6 +36,12 @@ GuardedBytes::GuardedBytes(std::size_t capacity)
     m_end = m_begin + inside;
     if (mprotect(m_mapping, page, PROT_NONE) != 0 || mprotect(m_end, page, PROT_NONE) != 0)
         throw std::bad_alloc();
+}
+
+GuardedBytes::GuardedBytes(const std::vector<unsigned char> &image) : GuardedBytes(image.size())
+{
+    place(image.size(), Place::kEnd);
+    fill(image);
 }
 
 GuardedBytes::~GuardedBytes()
