@@ -17,7 +17,7 @@ protected:
     ExportedRecordingTest()
     {
         const ToolResult result =
-            runVirtual({"record", "--out", m_file, "--mode", "320x240@5", "--frames", "2"});
+            recordWithoutLoss({"record", "--out", m_file, "--mode", "320x240@5", "--frames", "2"});
         EXPECT_EQ(result.status, 0) << result.err;
         RecordReader reader;
         EXPECT_EQ(reader.open(m_file.c_str()), 0);

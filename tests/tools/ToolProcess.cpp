@@ -206,4 +206,13 @@ ToolResult runVirtual(const Words &words, const std::string &scenario)
     return ToolProcess(virtualCommand(words, scenario)).finish();
 }
 
+ToolResult recordWithoutLoss(const Words &words)
+{
+    constexpr int kMostTries = 5;
+    ToolResult result = runVirtual(words);
+    for (int i = 1; i < kMostTries && result.err.find("are missing") != std::string::npos; ++i)
+        result = runVirtual(words);
+    return result;
+}
+
 }  // namespace nubrix

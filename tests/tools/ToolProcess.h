@@ -60,5 +60,7 @@ Words virtualCommand(const Words &words, const std::string &scenario = "");
 
 ToolResult runTool(const Words &words);
 ToolResult runVirtual(const Words &words, const std::string &scenario = "");
+/// A recording of the virtual camera; a new one while a busy machine loses frames.
+ToolResult recordWithoutLoss(const Words &words);
 
 }  // namespace nubrix
