@@ -153,6 +153,22 @@ TEST_F(CameraModesTest, UnknownFormatsAndImpossibleModesAreLeftOut)
     EXPECT_TRUE(read(NUBRIX_STREAM_COLOR).records.empty());
 }
 
+TEST_F(CameraModesTest, SizesThatPairsOfPixelsDoNotFillAreLeftOut)
+{
+    const std::vector<FakeCamera::Size> sizes = {{63, 48, {30}}, {64, 47, {30}}};
+    for (const std::uint32_t code : {V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_UYVY})
+        addNode({{code, sizes}});
+    EXPECT_THAT(texts(read(NUBRIX_STREAM_COLOR)), ElementsAre("64x47 at 30 frames/s"));
+    addNode({{V4L2_PIX_FMT_GREY, sizes}});
+    EXPECT_EQ(texts(read(NUBRIX_STREAM_IR)).size(), 2U);
+}
+
+TEST_F(CameraModesTest, SizesThatPairsOfRowsDoNotFillAreLeftOut)
+{
+    addNode({{V4L2_PIX_FMT_NV12, {{63, 48, {30}}, {64, 47, {30}}, {64, 46, {30}}}}});
+    EXPECT_THAT(texts(read(NUBRIX_STREAM_COLOR)), ElementsAre("64x46 at 30 frames/s"));
+}
+
 TEST_F(CameraModesTest, ANodeWithoutRatesIsTakenAtTheOneItHas)
 {
     addNode({{V4L2_PIX_FMT_Z16, {{64, 48, {}}}}});
