@@ -104,11 +104,12 @@ Finding inspectPort(const Machine &machine, const CameraLoad &camera, double spe
     if (speed == kHighSpeed && couldMore)
         return {camera.uri, State::kNote, text + ", though the camera can do USB 3",
                 "use a USB 3 cable in a USB 3 port (blue, or marked SS)"};
-    if (camera.megabits > usable(speed))
+    if (camera.megabits > usable(speed)) {
         return {camera.uri, State::kNote,
                 text + ", of which " + textOf(usable(speed)) + " are for video; its streams need " +
                     textOf(camera.megabits) + " unless it compresses",
                 "choose smaller modes or lower rates, or fewer streams at once"};
+    }
     return {camera.uri, State::kGood, text + "; its streams need " + textOf(camera.megabits)};
 }
 
@@ -154,12 +155,13 @@ Findings checkBuses(const Machine &machine, const std::vector<CameraLoad> &loads
         ++bus.cameras;
     }
     for (const auto &[number, bus] : buses) {
-        if (bus.cameras > 1 && bus.needed > bus.usable)
+        if (bus.cameras > 1 && bus.needed > bus.usable) {
             findings.push_back({"bus " + number, State::kNote,
                                 "its " + std::to_string(bus.cameras) + " cameras need " +
                                     textOf(bus.needed) + " together, and it has " +
                                     textOf(bus.usable) + " for video",
                                 "plug one of them into a port of another bus"});
+        }
     }
     return findings;
 }

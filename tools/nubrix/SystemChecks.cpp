@@ -130,20 +130,23 @@ Findings checkPermissions(const Machine &machine)
         }
     }
     Findings findings;
-    if (!denied.empty())
+    if (!denied.empty()) {
         findings.push_back({"permissions", State::kProblem,
                             machine.user + " may not open " + joined(denied),
                             "sudo usermod -aG video " + machine.user + ", then log in again"});
-    if (!afterLogin.empty())
+    }
+    if (!afterLogin.empty()) {
         findings.push_back({"permissions", State::kProblem,
                             machine.user + " may not open " + joined(afterLogin) +
                                 " yet: the group is new to this session",
                             "log in again"});
-    if (findings.empty())
+    }
+    if (findings.empty()) {
         findings.push_back({"permissions", State::kGood,
                             granted == 0 ? "there are no video nodes"
                                          : machine.user + " may open all video nodes: " +
                                                std::to_string(granted)});
+    }
     return findings;
 }
 
