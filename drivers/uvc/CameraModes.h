@@ -1,0 +1,49 @@
+// The modes of a camera's streams, as its nodes enumerate them.
+#pragma once
+
+#include <linux/videodev2.h>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "nubrix/types.h"
+#include "uvc/NodeIo.h"
+#include "uvc/SourceFormat.h"
+
+namespace nubrix {
+
+/// What a node must be set to for a mode.
+struct SourceMode {
+    const SourceFormat *format;
+    v4l2_fract interval;  ///< seconds from frame to frame; 0/0 when the node has no say in it
+};
+
+/// The modes of one stream. Not thread-safe.
+struct StreamModes {
+    unsigned int streamType;
+    std::size_t node = 0;                              ///< which of the camera's nodes gives it
+    std::vector<typedefNubrixFrameMode> records = {};  ///< each size at each rate, largest first
+    std::vector<SourceMode> sources = {};              ///< of each record
+
+    /// Place of a mode among the records, or their number if it is not among them.
+    std::size_t find(const typedefNubrixFrameMode &mode) const;
+    /// 640x480 at 30 frames/s, or what comes next to it. There must be records.
+    std::size_t defaultMode() const;
+    /// Place of the mode that comes next to one that cannot be had. There must be records.
+    std::size_t nearest(const typedefNubrixFrameMode &mode) const;
+    /// Names the field of a mode that cannot be had and the nearest mode.
+    std::string refusal(const typedefNubrixFrameMode &mode) const;
+};
+
+/// The color, depth and ir streams of a camera; those that it lacks have no records.
+using CameraModes = std::array<StreamModes, 3>;
+
+/// Asks the nodes. Of several that could give a stream, the one that is good for the fewest others
+/// gives it. Sizes above 65535 and rates above 127 frames/s are left out.
+CameraModes readModes(const std::vector<NodeIo *> &nodes);
+
+/// "640x480 at 30 frames/s".
+std::string textOf(const typedefNubrixFrameMode &mode);
+
+}  // namespace nubrix

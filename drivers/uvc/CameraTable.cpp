@@ -1,0 +1,163 @@
+#include "uvc/CameraTable.h"
+
+#include <algorithm>
+#include <set>
+
+namespace nubrix {
+
+namespace {
+
+bool isBefore(const NodeInfo &a, const NodeInfo &b)
+{
+    return a.number < b.number;
+}
+
+void insertSorted(std::vector<NodeInfo> &nodes, const NodeInfo &node)
+{
+    const bool known = std::any_of(nodes.begin(), nodes.end(), [&](const NodeInfo &other) {
+        return other.sysPath == node.sysPath;
+    });
+    if (!known)
+        nodes.insert(std::upper_bound(nodes.begin(), nodes.end(), node, isBefore), node);
+}
+
+void eraseFrom(std::vector<NodeInfo> &nodes, const std::string &sysPath)
+{
+    nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
+                               [&](const NodeInfo &node) { return node.sysPath == sysPath; }),
+                nodes.end());
+}
+
+}  // namespace
+
+void CameraTable::fill(const std::vector<NodeInfo> &nodes)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    for (const NodeInfo &node : nodes)
+        insert(node, std::nullopt);
+}
+
+void CameraTable::add(const NodeInfo &node, Time now)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    insert(node, now + kSettleTime);
+}
+
+void CameraTable::remove(const std::string &sysPath)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    erase(sysPath);
+}
+
+void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    std::set<std::string> vanished;
+    for (const NodeInfo &node : m_otherNodes)
+        vanished.insert(node.sysPath);
+    for (const auto &[path, entry] : m_cameras) {
+        for (const NodeInfo &node : entry.camera.nodes)
+            vanished.insert(node.sysPath);
+    }
+    for (const NodeInfo &node : nodes)
+        vanished.erase(node.sysPath);
+    for (const std::string &sysPath : vanished)
+        erase(sysPath);
+    for (const NodeInfo &node : nodes)
+        insert(node, now + kSettleTime);
+}
+
+void CameraTable::insert(const NodeInfo &node, std::optional<Time> settledAt)
+{
+    if (!node.captures)
+        return;
+    if (!node.usb) {
+        insertSorted(m_otherNodes, node);
+        return;
+    }
+    const auto [place, isNew] = m_cameras.try_emplace(node.usb->sysPath);
+    Entry &entry = place->second;
+    if (isNew) {
+        entry.camera.usb = *node.usb;
+        entry.settledAt = settledAt;
+    }
+    insertSorted(entry.camera.nodes, node);
+}
+
+void CameraTable::erase(const std::string &sysPath)
+{
+    eraseFrom(m_otherNodes, sysPath);
+    for (auto place = m_cameras.begin(); place != m_cameras.end(); ++place) {
+        Entry &entry = place->second;
+        std::vector<NodeInfo> left = entry.camera.nodes;
+        eraseFrom(left, sysPath);
+        if (left.size() == entry.camera.nodes.size())
+            continue;
+        if (!left.empty()) {
+            entry.camera.nodes = std::move(left);
+            return;
+        }
+        if (!entry.settledAt)
+            m_gone.push_back({entry.camera, false});
+        m_cameras.erase(place);
+        return;
+    }
+}
+
+std::vector<CameraTable::Change> CameraTable::takeChanges(Time now)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    // A camera is listed only once this has told of it, so what has gone went before what comes.
+    std::vector<Change> changes;
+    changes.swap(m_gone);
+    for (auto &[path, entry] : m_cameras) {
+        if (!entry.settledAt || *entry.settledAt > now)
+            continue;
+        entry.settledAt.reset();
+        changes.push_back({entry.camera, true});
+    }
+    return changes;
+}
+
+std::optional<CameraTable::Time> CameraTable::nextChange() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    std::optional<Time> next;
+    for (const auto &[path, entry] : m_cameras) {
+        if (entry.settledAt && (!next || *entry.settledAt < *next))
+            next = entry.settledAt;
+    }
+    return next;
+}
+
+std::vector<CameraInfo> CameraTable::cameras() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    std::vector<CameraInfo> all;
+    for (const auto &[path, entry] : m_cameras) {
+        if (!entry.settledAt)
+            all.push_back(entry.camera);
+    }
+    std::sort(all.begin(), all.end(), [](const CameraInfo &a, const CameraInfo &b) {
+        return a.usb.busPath < b.usb.busPath;
+    });
+    return all;
+}
+
+std::optional<CameraInfo> CameraTable::find(const std::string &uri) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    for (const auto &[path, entry] : m_cameras) {
+        if (!entry.settledAt && entry.camera.uri() == uri)
+            return entry.camera;
+    }
+    return std::nullopt;
+}
+
+std::vector<NodeInfo> CameraTable::otherNodes() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_otherNodes;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,63 @@
+// Which cameras are attached: nodes that come and go, made into cameras that do.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "uvc/NodeInfo.h"
+
+namespace nubrix {
+
+/// Thread-safe.
+class CameraTable {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    /// A camera's nodes come one by one. It is told of, and listed, so long after the first.
+    static constexpr std::chrono::milliseconds kSettleTime{80};
+
+    struct Change {
+        CameraInfo camera;
+        bool connected;
+    };
+
+    /// Takes what is attached from the start; no changes come of it.
+    void fill(const std::vector<NodeInfo> &nodes);
+    /// A node that is known already is left alone.
+    void add(const NodeInfo &node, Time now);
+    /// The camera is gone with its last node.
+    void remove(const std::string &sysPath);
+    /// Adds and removes whatever makes the difference to `nodes`.
+    void update(const std::vector<NodeInfo> &nodes, Time now);
+
+    /// What has changed up to now and has not been taken, in order.
+    std::vector<Change> takeChanges(Time now);
+    /// When a camera will have settled, nothing if none is about to.
+    std::optional<Time> nextChange() const;
+
+    /// The cameras that are listed, by bus path.
+    std::vector<CameraInfo> cameras() const;
+    std::optional<CameraInfo> find(const std::string &uri) const;
+    /// The nodes that give pictures and are not USB.
+    std::vector<NodeInfo> otherNodes() const;
+
+private:
+    struct Entry {
+        CameraInfo camera;
+        std::optional<Time> settledAt;  // nothing: listed
+    };
+
+    void insert(const NodeInfo &node, std::optional<Time> settledAt);
+    void erase(const std::string &sysPath);
+
+    mutable std::mutex m_lock;
+    std::map<std::string, Entry> m_cameras;  // by path of the USB device; all under m_lock
+    std::vector<NodeInfo> m_otherNodes;
+    std::vector<Change> m_gone;
+};
+
+}  // namespace nubrix

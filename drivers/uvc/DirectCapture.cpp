@@ -1,0 +1,89 @@
+#include "uvc/DirectCapture.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::uint32_t kBuffers = 3;  // of the 10 that the pool has
+
+}  // namespace
+
+DirectCapture::DirectCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,
+                             std::size_t frameBytes, std::size_t bufferBytes)
+    : m_node(node), m_pool(pool), m_frameBytes(frameBytes), m_bufferBytes(bufferBytes)
+{
+}
+
+DirectCapture::~DirectCapture()
+{
+    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    m_node.control(VIDIOC_STREAMOFF, &type);
+    v4l2_requestbuffers none = {};
+    none.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    none.memory = V4L2_MEMORY_USERPTR;
+    m_node.control(VIDIOC_REQBUFS, &none);
+    // Only now does the kernel write no more.
+    m_frames.clear();
+}
+
+int DirectCapture::begin()
+{
+    v4l2_requestbuffers request = {};
+    request.count = kBuffers;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = V4L2_MEMORY_USERPTR;
+    if (const int error = m_node.control(VIDIOC_REQBUFS, &request))
+        return error;
+    for (std::uint32_t i = 0; i < request.count; ++i) {
+        m_frames.push_back(newFrame());
+        if (!m_frames.back())
+            return ENOMEM;
+        if (const int error = give(i))
+            return error;
+    }
+    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    return m_node.control(VIDIOC_STREAMON, &type);
+}
+
+FramePtr DirectCapture::newFrame()
+{
+    FramePtr frame(m_pool.allocOneFrame());
+    if (frame && frame->bufferSize() < m_bufferBytes)
+        frame.reset();
+    return frame;
+}
+
+int DirectCapture::give(std::uint32_t index)
+{
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, index);
+    buffer.m.userptr = reinterpret_cast<unsigned long>(m_frames[index]->frame().data);
+    buffer.length = m_frames[index]->bufferSize();
+    return m_node.control(VIDIOC_QBUF, &buffer);
+}
+
+int DirectCapture::take(Picture &picture)
+{
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, 0);
+    if (const int error = m_node.control(VIDIOC_DQBUF, &buffer))
+        return error;
+    if (buffer.index >= m_frames.size())
+        return EPROTO;
+    describe(buffer, picture);
+    const std::size_t bytes = std::min<std::size_t>(buffer.bytesused, m_frameBytes);
+    picture.conversion = bytes == 0              ? Conversion::kNothing
+                         : bytes == m_frameBytes ? Conversion::kWhole
+                                                 : Conversion::kShort;
+    if (FramePtr next = bytes == 0 ? nullptr : newFrame()) {
+        picture.frame = std::exchange(m_frames[buffer.index], std::move(next));
+        auto *data = static_cast<std::uint8_t *>(picture.frame->frame().data);
+        std::memset(data + bytes, 0, m_frameBytes - bytes);
+    }
+    return give(buffer.index);
+}
+
+}  // namespace nubrix

@@ -1,0 +1,113 @@
+#include "uvc/HotPlugMonitor.h"
+
+#include <poll.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "uvc/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr int kReceiveBufferBytes = 4 << 20;  // some thousand events, while the handler runs
+
+int msUntil(std::optional<CameraTable::Time> moment)
+{
+    if (!moment)
+        return -1;
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*moment - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+}
+
+}  // namespace
+
+HotPlugMonitor::HotPlugMonitor(CameraTable &table, NodeOpener opener, Handler handler)
+    : m_table(table), m_opener(std::move(opener)), m_handler(std::move(handler))
+{
+}
+
+bool HotPlugMonitor::start()
+{
+    m_udev.reset(udev_new());
+    if (!m_udev)
+        return false;
+    const bool listens = listen();
+    m_table.fill(NodeScanner(*m_udev, m_opener).scan());
+    if (listens)
+        m_thread = std::thread(&HotPlugMonitor::run, this);
+    return listens;
+}
+
+bool HotPlugMonitor::listen()
+{
+    m_monitor.reset(udev_monitor_new_from_netlink(m_udev.get(), "udev"));
+    if (!m_monitor)
+        return false;
+    // Needs a privilege; without it the system's own size has to do.
+    udev_monitor_set_receive_buffer_size(m_monitor.get(), kReceiveBufferBytes);
+    return udev_monitor_filter_add_match_subsystem_devtype(m_monitor.get(), "video4linux",
+                                                           nullptr) >= 0 &&
+           udev_monitor_enable_receiving(m_monitor.get()) >= 0;
+}
+
+void HotPlugMonitor::stop()
+{
+    m_end.set();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void HotPlugMonitor::run()
+try {
+    while (wait()) {
+        receive();
+        for (const auto &change : m_table.takeChanges(std::chrono::steady_clock::now()))
+            m_handler(change);
+    }
+} catch (const std::exception &error) {
+    report(std::string("cameras that come and go are no longer noticed: ") + error.what());
+}
+
+bool HotPlugMonitor::wait()
+{
+    pollfd waited[] = {{udev_monitor_get_fd(m_monitor.get()), POLLIN, 0},
+                       {m_end.descriptor(), POLLIN, 0}};
+    while (::poll(waited, 2, msUntil(m_table.nextChange())) < 0) {
+        if (errno != EINTR)
+            return false;
+    }
+    return waited[1].revents == 0;
+}
+
+void HotPlugMonitor::receive()
+{
+    const NodeScanner scanner(*m_udev, m_opener);
+    for (;;) {
+        errno = 0;
+        const UdevPtr<udev_device> device(udev_monitor_receive_device(m_monitor.get()));
+        const auto now = std::chrono::steady_clock::now();
+        if (!device) {
+            if (errno != ENOBUFS)
+                return;
+            // Events were lost: what is there now counts.
+            m_table.update(scanner.scan(), now);
+            continue;
+        }
+        const char *action = udev_device_get_action(device.get());
+        if (action == nullptr)
+            continue;
+        if (std::strcmp(action, "remove") == 0) {
+            m_table.remove(udev_device_get_syspath(device.get()));
+        } else if (std::strcmp(action, "add") == 0) {
+            if (const auto node = scanner.describe(*device))
+                m_table.add(*node, now);
+        }
+    }
+}
+
+}  // namespace nubrix

@@ -1,0 +1,47 @@
+// The thread that hears from udev which cameras come and go.
+#pragma once
+
+#include <functional>
+#include <thread>
+
+#include "uvc/CameraTable.h"
+#include "uvc/EventFd.h"
+#include "uvc/NodeScanner.h"
+
+namespace nubrix {
+
+/// Keeps a table of cameras up to date. start and stop: not thread-safe.
+class HotPlugMonitor {
+public:
+    using Handler = std::function<void(const CameraTable::Change &)>;
+
+    /// `table` must outlive it. `handler` runs on the monitor's thread, with no lock held.
+    HotPlugMonitor(CameraTable &table, NodeOpener opener, Handler handler);
+    HotPlugMonitor(const HotPlugMonitor &) = delete;
+    HotPlugMonitor &operator=(const HotPlugMonitor &) = delete;
+    ~HotPlugMonitor() { stop(); }
+
+    /// Fills the table and begins to listen, in an order that misses nothing. False when udev is
+    /// not to be had or events are not: the table is then what could be found, for good. Throws
+    /// std::system_error when there is no thread to be had.
+    bool start();
+    /// Returns when the handler has returned and will not be called again.
+    void stop();
+
+private:
+    bool listen();
+    void run();
+    /// Waits for an event, the next change or the end; false at the end.
+    bool wait();
+    void receive();
+
+    CameraTable &m_table;
+    const NodeOpener m_opener;
+    const Handler m_handler;
+    EventFd m_end;
+    UdevPtr<udev> m_udev;  // used by one thread at a time
+    UdevPtr<udev_monitor> m_monitor;
+    std::thread m_thread;
+};
+
+}  // namespace nubrix

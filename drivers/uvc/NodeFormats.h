@@ -1,0 +1,28 @@
+// What one video node says that it can do.
+#pragma once
+
+#include <linux/videodev2.h>
+#include <vector>
+
+#include "uvc/NodeIo.h"
+#include "uvc/SourceFormat.h"
+
+namespace nubrix {
+
+struct NodeFormat {
+    struct Mode {
+        unsigned short width;
+        unsigned short height;
+        signed char frameRate;  ///< rounded
+        v4l2_fract interval;    ///< 0/0 when the node has no say in it
+    };
+
+    const SourceFormat *format;
+    std::vector<Mode> modes;
+};
+
+/// The formats that the driver knows, in the order of the node. However much a node says, the
+/// answer is short.
+std::vector<NodeFormat> readFormats(NodeIo &node);
+
+}  // namespace nubrix

@@ -1,0 +1,160 @@
+#include "uvc/NodeScanner.h"
+
+#include <linux/videodev2.h>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace nubrix {
+
+namespace {
+
+constexpr const char *kSubsystem = "video4linux";
+
+/// Bytes of the UTF-8 character at the start of a text, 0 if there is none.
+std::size_t characterSize(std::string_view text)
+{
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char first = byte(0);
+    if (first < 0x80)
+        return 1;
+    const std::size_t size = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    if (first < 0xc2 || first > 0xf4 || text.size() < size)
+        return 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xc0U) != 0x80)
+            return 0;
+    }
+    // Longer than need be, halves of pairs, and beyond the last character.
+    const unsigned char second = byte(1);
+    const bool valid = !(first == 0xe0 && second < 0xa0) && !(first == 0xed && second > 0x9f) &&
+                       !(first == 0xf0 && second < 0x90) && !(first == 0xf4 && second > 0x8f);
+    return valid ? size : 0;
+}
+
+unsigned int hexAttribute(udev_device &device, const char *name)
+{
+    const char *text = udev_device_get_sysattr_value(&device, name);
+    return text == nullptr ? 0 : static_cast<unsigned int>(std::strtoul(text, nullptr, 16));
+}
+
+UsbIdentity identityOf(udev_device &usb)
+{
+    UsbIdentity identity;
+    identity.sysPath = udev_device_get_syspath(&usb);
+    identity.busPath = udev_device_get_sysname(&usb);
+    identity.vendorId = hexAttribute(usb, "idVendor");
+    identity.productId = hexAttribute(usb, "idProduct");
+    identity.release = hexAttribute(usb, "bcdDevice");
+    identity.serial = cleanText(udev_device_get_sysattr_value(&usb, "serial"));
+    identity.product = cleanText(udev_device_get_sysattr_value(&usb, "product"));
+    return identity;
+}
+
+}  // namespace
+
+std::string cleanText(const char *text)
+{
+    std::string clean;
+    std::string_view rest = text == nullptr ? "" : text;
+    while (!rest.empty()) {
+        const std::size_t size = characterSize(rest);
+        const auto first = static_cast<unsigned char>(rest.front());
+        if (size == 0)
+            clean += '?';
+        else if (first >= 0x20 && first != 0x7f)
+            clean += rest.substr(0, size);
+        rest.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    const auto begin = clean.find_first_not_of(' ');
+    if (begin == std::string::npos)
+        return "";
+    return clean.substr(begin, clean.find_last_not_of(' ') - begin + 1);
+}
+
+NodeScanner::NodeScanner(udev &context, NodeOpener opener)
+    : m_udev(context), m_opener(std::move(opener))
+{
+}
+
+std::vector<NodeInfo> NodeScanner::scan() const
+{
+    std::vector<NodeInfo> nodes;
+    const UdevPtr<udev_enumerate> search(udev_enumerate_new(&m_udev));
+    if (!search)
+        return nodes;
+    udev_enumerate_add_match_subsystem(search.get(), kSubsystem);
+    udev_enumerate_scan_devices(search.get());
+    udev_list_entry *entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(search.get()))
+    {
+        const char *path = udev_list_entry_get_name(entry);
+        const UdevPtr<udev_device> device(udev_device_new_from_syspath(&m_udev, path));
+        if (!device)  // gone meanwhile
+            continue;
+        if (auto node = describe(*device))
+            nodes.push_back(std::move(*node));
+    }
+    std::sort(nodes.begin(), nodes.end(),
+              [](const NodeInfo &a, const NodeInfo &b) { return a.number < b.number; });
+    return nodes;
+}
+
+std::optional<NodeInfo> NodeScanner::describe(udev_device &device) const
+{
+    const char *name = udev_device_get_sysname(&device);
+    const char *number = udev_device_get_sysnum(&device);
+    const char *path = udev_device_get_devnode(&device);
+    // Of this subsystem are also radios, teletext and parts of cameras.
+    if (name == nullptr || std::strncmp(name, "video", 5) != 0 || number == nullptr ||
+        path == nullptr)
+        return std::nullopt;
+    NodeInfo node;
+    node.sysPath = udev_device_get_syspath(&device);
+    node.path = path;
+    node.number = static_cast<unsigned int>(std::strtoul(number, nullptr, 10));
+    node.captures = captures(device);
+    // The parent belongs to the child.
+    udev_device *usb = udev_device_get_parent_with_subsystem_devtype(&device, "usb", "usb_device");
+    if (usb != nullptr) {
+        node.usb = identityOf(*usb);
+        if (node.usb->product.empty())
+            node.usb->product = cleanText(udev_device_get_sysattr_value(&device, "name"));
+    }
+    return node;
+}
+
+std::optional<NodeInfo> NodeScanner::find(dev_t number) const
+{
+    const UdevPtr<udev_device> device(udev_device_new_from_devnum(&m_udev, 'c', number));
+    const char *subsystem = device ? udev_device_get_subsystem(device.get()) : nullptr;
+    if (subsystem == nullptr || std::strcmp(subsystem, kSubsystem) != 0)
+        return std::nullopt;
+    return describe(*device);
+}
+
+bool NodeScanner::captures(udev_device &device) const
+{
+    if (const char *known = udev_device_get_property_value(&device, "ID_V4L_CAPABILITIES")) {
+        // Both in one node: a codec, which gives pictures only for pictures.
+        return std::strstr(known, ":capture:") != nullptr &&
+               std::strstr(known, ":video_output:") == nullptr;
+    }
+    std::unique_ptr<NodeIo> node;
+    v4l2_capability capability = {};
+    if (m_opener(udev_device_get_devnode(&device), node) == 0 &&
+        node->control(VIDIOC_QUERYCAP, &capability) == 0) {
+        const std::uint32_t caps = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0
+                                       ? capability.device_caps
+                                       : capability.capabilities;
+        return (caps & V4L2_CAP_VIDEO_CAPTURE) != 0 && (caps & V4L2_CAP_VIDEO_OUTPUT) == 0;
+    }
+    // Not to be asked, perhaps for want of permission: opening the camera will tell. The first node
+    // of a function gives its pictures.
+    const char *index = udev_device_get_sysattr_value(&device, "index");
+    return index == nullptr || std::strtoul(index, nullptr, 10) == 0;
+}
+
+}  // namespace nubrix

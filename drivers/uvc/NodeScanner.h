@@ -1,0 +1,38 @@
+// Finds video nodes by udev and describes them.
+#pragma once
+
+#include <sys/types.h>
+#include <optional>
+#include <vector>
+
+#include "uvc/NodeInfo.h"
+#include "uvc/NodeIo.h"
+#include "uvc/UdevHandles.h"
+
+namespace nubrix {
+
+/// Not thread-safe.
+class NodeScanner {
+public:
+    /// `opener` serves where udev does not say what a node can do. `context` must outlive it.
+    NodeScanner(udev &context, NodeOpener opener);
+
+    /// All video nodes that are attached, lowest number first.
+    std::vector<NodeInfo> scan() const;
+    /// Nothing for what is no video node.
+    std::optional<NodeInfo> describe(udev_device &device) const;
+    /// The node of a device number, nothing if udev does not know it.
+    std::optional<NodeInfo> find(dev_t number) const;
+
+private:
+    bool captures(udev_device &device) const;
+
+    udev &m_udev;
+    const NodeOpener m_opener;
+};
+
+/// `text` without control characters, with '?' for bytes that are no UTF-8, and without blanks at
+/// its ends.
+std::string cleanText(const char *text);
+
+}  // namespace nubrix

@@ -1,0 +1,140 @@
+#include "uvc/PictureConverter.h"
+
+#include <linux/videodev2.h>
+#include <algorithm>
+#include <cstring>
+
+#include "uvc/ColorConversion.h"
+#include "uvc/JpegDecoder.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr unsigned int kLargestDepthMm = 0xffff >> 2;  // with two bits after the point
+
+/// Whole millimetres, little-endian, to 14.2 fixed point.
+void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *frame)
+{
+    for (std::size_t i = 0; i < pixels; ++i) {
+        std::uint16_t depth = 0;
+        std::memcpy(&depth, source + 2 * i, sizeof depth);
+        depth = depth > kLargestDepthMm ? std::uint16_t{0} : static_cast<std::uint16_t>(depth << 2);
+        std::memcpy(frame + 2 * i, &depth, sizeof depth);
+    }
+}
+
+bool isCompressed(const SourceFormat &format)
+{
+    return format.rowBytes == 0;
+}
+
+bool hasPlanes(const SourceFormat &format)
+{
+    return format.code == V4L2_PIX_FMT_NV12 || format.code == V4L2_PIX_FMT_NV21;
+}
+
+}  // namespace
+
+PictureConverter::PictureConverter(const SourceFormat &format, unsigned int width,
+                                   unsigned int height, std::size_t rowBytes)
+    : m_format(format),
+      m_width(width),
+      m_height(height),
+      m_rowBytes(std::max<std::size_t>(rowBytes, std::size_t{width} * format.rowBytes)),
+      m_expected(isCompressed(format) ? 0 : sourceBytes(format, m_rowBytes, height)),
+      m_frameBytes(std::size_t{width} * height * pixelBytes(format.pixelFormat))
+{
+}
+
+bool PictureConverter::passesThrough() const
+{
+    return m_format.passesThrough && m_rowBytes == std::size_t{m_width} * m_format.rowBytes;
+}
+
+Conversion PictureConverter::convert(const std::uint8_t *source, std::size_t bytes,
+                                     std::uint8_t *frame)
+{
+    if (bytes == 0)
+        return Conversion::kNothing;
+    if (isCompressed(m_format)) {
+        switch (decodeJpeg(source, bytes, frame, m_width, m_height)) {
+            case Decoded::kWhole:
+                return Conversion::kWhole;
+            case Decoded::kDamaged:
+                return Conversion::kDamaged;
+            default:
+                return Conversion::kNothing;
+        }
+    }
+    const bool whole = bytes >= m_expected;
+    if (hasPlanes(m_format)) {
+        // Without its colours, which come last, there is no row to show.
+        if (!whole)
+            return Conversion::kNothing;
+        convertPlanes(source, frame);
+        return Conversion::kWhole;
+    }
+    const std::size_t rows = whole ? m_height : bytes / m_rowBytes;
+    convertRows(source, rows, frame);
+    const std::size_t written = m_frameBytes / m_height * rows;
+    std::memset(frame + written, 0, m_frameBytes - written);
+    return whole ? Conversion::kWhole : Conversion::kShort;
+}
+
+const std::uint8_t *PictureConverter::packed(const std::uint8_t *source, std::size_t rows)
+{
+    const std::size_t tight = std::size_t{m_width} * m_format.rowBytes;
+    if (tight == m_rowBytes)
+        return source;
+    m_scratch.resize(tight * rows);
+    for (std::size_t y = 0; y < rows; ++y)
+        std::memcpy(m_scratch.data() + tight * y, source + m_rowBytes * y, tight);
+    return m_scratch.data();
+}
+
+void PictureConverter::convertRows(const std::uint8_t *source, std::size_t rows,
+                                   std::uint8_t *frame)
+{
+    if (rows == 0)
+        return;
+    const std::size_t pixels = rows * m_width;
+    const std::uint8_t *pixel = packed(source, rows);
+    const auto height = static_cast<unsigned int>(rows);
+    switch (m_format.code) {
+        case V4L2_PIX_FMT_Z16:
+            convertDepth(pixel, pixels, frame);
+            break;
+        case V4L2_PIX_FMT_YUYV:
+            yuyvToRgb(pixel, frame, m_width, height);
+            break;
+        case V4L2_PIX_FMT_UYVY:
+            uyvyToRgb(pixel, frame, m_width, height);
+            break;
+        default:
+            std::memcpy(frame, pixel, pixels * m_format.rowBytes);
+    }
+}
+
+void PictureConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *frame)
+{
+    const std::size_t pixels = std::size_t{m_width} * m_height;
+    m_scratch.resize(pixels + pixels / 2);
+    std::uint8_t *target = m_scratch.data();
+    const bool swap = m_format.code == V4L2_PIX_FMT_NV12;
+    for (std::size_t y = 0; y < m_height + m_height / 2; ++y) {
+        const std::uint8_t *row = source + m_rowBytes * y;
+        std::uint8_t *out = target + std::size_t{m_width} * y;
+        if (!swap || y < m_height) {
+            std::memcpy(out, row, m_width);
+            continue;
+        }
+        for (std::size_t x = 0; x + 1 < m_width; x += 2) {
+            out[x] = row[x + 1];
+            out[x + 1] = row[x];
+        }
+    }
+    nv21ToRgb(target, frame, m_width, m_height);
+}
+
+}  // namespace nubrix

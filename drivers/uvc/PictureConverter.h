@@ -1,0 +1,54 @@
+// Makes frames of the pictures that a camera delivers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "nubrix/types.h"
+#include "uvc/SourceFormat.h"
+
+namespace nubrix {
+
+/// What came of a picture.
+enum class Conversion {
+    kWhole,
+    kShort,    ///< pixels at the end are missing: 0
+    kDamaged,  ///< pixels are guessed
+    kNothing,  ///< there is nothing to deliver
+};
+
+/// Converts the pictures of one mode of one node. Not thread-safe.
+class PictureConverter {
+public:
+    /// `rowBytes`: from row to row in the source; 0 for compressed formats.
+    PictureConverter(const SourceFormat &format, unsigned int width, unsigned int height,
+                     std::size_t rowBytes);
+
+    /// Of an uncompressed picture that is whole.
+    std::size_t expectedBytes() const { return m_expected; }
+    /// Of a frame.
+    std::size_t frameBytes() const { return m_frameBytes; }
+    /// Frames have the very bytes of the source.
+    bool passesThrough() const;
+
+    /// Writes frameBytes() to `frame`.
+    Conversion convert(const std::uint8_t *source, std::size_t bytes, std::uint8_t *frame);
+
+private:
+    /// The source without gaps between its rows.
+    const std::uint8_t *packed(const std::uint8_t *source, std::size_t rows);
+    void convertRows(const std::uint8_t *source, std::size_t rows, std::uint8_t *frame);
+    /// The two planes of a whole picture as one NV21 picture without gaps.
+    void convertPlanes(const std::uint8_t *source, std::uint8_t *frame);
+
+    const SourceFormat m_format;
+    const unsigned int m_width;
+    const unsigned int m_height;
+    const std::size_t m_rowBytes;
+    const std::size_t m_expected;
+    const std::size_t m_frameBytes;
+    std::vector<std::uint8_t> m_scratch;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,27 @@
+// Says what went wrong: one line for the user, one status for the library.
+#pragma once
+
+#include <string>
+
+namespace nubrix {
+
+/// What operations of this driver return.
+constexpr int kDone = 0;
+constexpr int kFailed = -1;
+constexpr int kWrongState = -2;
+constexpr int kBadArgument = -4;
+constexpr int kLimitReached = -5;
+constexpr int kUnsupported = -8;
+constexpr int kGone = -9;
+
+/// Writes one line to stderr: the library has no log for drivers. Thread-safe.
+void report(const std::string &line);
+
+/// The status for a system error: -2 busy, -9 gone, -5 no bandwidth or memory left, -4 refused
+/// value, -8 not known to the camera, else -1. Thread-safe.
+int statusOf(int error);
+
+/// What a system error of `camera` means and what to do about it, without a line end. Thread-safe.
+std::string adviceFor(int error, const std::string &camera);
+
+}  // namespace nubrix

@@ -1,0 +1,340 @@
+#include "uvc/UvcDevice.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "uvc/NodeControls.h"
+#include "uvc/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+/// Copies a property out. `size` always tells how much there is.
+int giveOut(const void *value, unsigned int valueSize, void *data, unsigned int *size)
+{
+    const unsigned int room = std::exchange(*size, valueSize);
+    if (room < valueSize)
+        return kBadArgument;
+    std::memcpy(data, value, valueSize);
+    return kDone;
+}
+
+unsigned short decimalOf(unsigned int bcd)
+{
+    return static_cast<unsigned short>((bcd >> 4U & 0xfU) * 10 + (bcd & 0xfU));
+}
+
+NubrixVersions versionsOf(const UsbIdentity &usb)
+{
+    const unsigned int release = usb.release;
+    NubrixVersions versions = {{2, 0, 182}, {}, {}, {}};
+    versions.firmware[0] = decimalOf(release >> 8U);
+    versions.firmware[1] = static_cast<unsigned short>(release >> 4U & 0xfU);
+    versions.firmware[2] = static_cast<unsigned short>(release & 0xfU);
+    std::snprintf(versions.serialNumber, sizeof versions.serialNumber, "%s", usb.serial.c_str());
+    return versions;
+}
+
+bool givesPictures(NodeIo &node)
+{
+    v4l2_capability capability = {};
+    if (node.control(VIDIOC_QUERYCAP, &capability) != 0)
+        return false;
+    const std::uint32_t caps = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0
+                                   ? capability.device_caps
+                                   : capability.capabilities;
+    constexpr std::uint32_t kNeeded = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    return (caps & kNeeded) == kNeeded;
+}
+
+std::vector<NodeIo *> iosOf(const std::vector<UvcDevice::Node> &nodes)
+{
+    std::vector<NodeIo *> ios;
+    ios.reserve(nodes.size());
+    for (const UvcDevice::Node &node : nodes)
+        ios.push_back(node.io.get());
+    return ios;
+}
+
+}  // namespace
+
+int UvcDevice::open(const std::string &name, const UsbIdentity &usb,
+                    const std::vector<std::string> &paths, const NodeOpener &opener,
+                    std::unique_ptr<UvcDevice> &device)
+{
+    std::vector<Node> nodes;
+    for (const std::string &path : paths) {
+        std::unique_ptr<NodeIo> io;
+        if (const int error = opener(path, io)) {
+            report(adviceFor(error, name));
+            return statusOf(error);
+        }
+        nodes.push_back({path, std::move(io)});
+    }
+    return open(name, usb, std::move(nodes), device);
+}
+
+int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
+                    std::unique_ptr<UvcDevice> &device)
+{
+    nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
+                               [](const Node &node) { return !givesPictures(*node.io); }),
+                nodes.end());
+    if (nodes.empty()) {
+        report(name + " gives no pictures that can be streamed: it is no camera, or gone");
+        return kUnsupported;
+    }
+    device.reset(new UvcDevice(name, usb, std::move(nodes)));
+    const auto &modes = device->m_modes;
+    if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); }))
+        report(name + " has no pixel format that is known here: it has no streams");
+    return kDone;
+}
+
+UvcDevice::UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes)
+    : m_name(name),
+      m_usb(usb),
+      m_nodes(std::move(nodes)),
+      m_ios(iosOf(m_nodes)),
+      m_modes(readModes(m_ios)),
+      m_claims(m_nodes.size(), nullptr)
+{
+    for (std::size_t i = 0; i < m_slots.size(); ++i) {
+        const StreamModes &modes = m_modes[i];
+        m_slots[i].modes = &modes;
+        m_slots[i].current =
+            modes.records.empty() ? typedefNubrixFrameMode{} : modes.records[modes.defaultMode()];
+    }
+}
+
+UvcDevice::~UvcDevice()
+{
+    UvcDevice::closeAllStreams();
+}
+
+int UvcDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
+try {
+    Slot *slot = slotOf(streamType);
+    if (slot == nullptr || stream == nullptr)
+        return kBadArgument;
+    if (slot->modes->records.empty()) {
+        report(m_name + " has no " + streamName(streamType) + " stream");
+        return kUnsupported;
+    }
+    if (isGone())
+        return kGone;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (slot->stream)
+        return kWrongState;
+    slot->stream = std::make_unique<UvcStream>(*this, streamType);
+    *stream = slot->stream.get();
+    return kDone;
+} catch (const std::exception &error) {
+    report(m_name + " cannot make a stream: " + error.what());
+    return kFailed;
+}
+
+int UvcDevice::destroyStream(NubrixBaseStream **stream)
+{
+    if (stream == nullptr || *stream == nullptr)
+        return kBadArgument;
+    std::unique_ptr<UvcStream> gone;  // stops, and so waits, without the lock
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
+            return candidate.stream.get() == *stream;
+        });
+        if (slot == m_slots.end())
+            return kBadArgument;
+        gone = std::move(slot->stream);
+    }
+    *stream = nullptr;
+    return kDone;
+}
+
+int UvcDevice::closeAllStreams()
+{
+    std::array<std::unique_ptr<UvcStream>, 3> gone;  // stop without the lock, which they take
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        for (std::size_t i = 0; i < m_slots.size(); ++i)
+            gone[i] = std::move(m_slots[i].stream);
+    }
+    return kDone;
+}
+
+int UvcDevice::setProperty(unsigned int id, const void *data, unsigned int size)
+{
+    if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE && id < kFirstControl)
+        return kUnsupported;
+    std::int32_t value = 0;
+    if (data == nullptr || size != sizeof value)
+        return kBadArgument;
+    if (isGone())
+        return kGone;
+    std::memcpy(&value, data, sizeof value);
+    if (id >= kFirstControl)
+        return setControl(m_ios, id, value);
+    if (value < 1 || value > 4)
+        return kBadArgument;
+    m_streamFlagMode = static_cast<unsigned int>(value);
+    return kDone;
+}
+
+int UvcDevice::getProperty(unsigned int id, void *data, unsigned int *size)
+{
+    if (data == nullptr || size == nullptr)
+        return kBadArgument;
+    if (isGone())
+        return kGone;
+    if (id == NUBRIX_PROPERTY_VERSION) {
+        const NubrixVersions versions = versionsOf(m_usb);
+        return giveOut(&versions, sizeof versions, data, size);
+    }
+    if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE) {
+        const unsigned int mode = m_streamFlagMode;
+        return giveOut(&mode, sizeof mode, data, size);
+    }
+    if (id > kPropertyCounters && slotOf(id - kPropertyCounters) != nullptr)
+        return getCounters(id - kPropertyCounters, data, size);
+    if (id < kFirstControl)
+        return kUnsupported;
+    std::int32_t value = 0;
+    if (const int status = getControl(m_ios, id, value))
+        return status;
+    return giveOut(&value, sizeof value, data, size);
+}
+
+int UvcDevice::getCounters(unsigned int streamType, void *data, unsigned int *size)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const Slot &slot = *slotOf(streamType);
+    const StreamCounters counters = slot.stream ? slot.stream->counters() : StreamCounters{};
+    return giveOut(&counters, sizeof counters, data, size);
+}
+
+int UvcDevice::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
+                                               unsigned char *out, unsigned int *outSize)
+try {
+    return isGone() ? kGone : queryExtension(m_ios, in, inSize, out, outSize);
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int UvcDevice::deviceState()
+{
+    return isGone() ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
+}
+
+int UvcDevice::keepLiveState()
+{
+    if (isGone())
+        return 0;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const bool silent = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
+        return slot.stream && !slot.stream->isAnswering();
+    });
+    return silent ? 0 : 1;
+}
+
+int UvcDevice::getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                                   unsigned int *count)
+{
+    const Slot *slot = slotOf(streamType);
+    if (slot == nullptr || modes == nullptr || count == nullptr)
+        return kBadArgument;
+    *modes = slot->modes->records.data();
+    *count = static_cast<unsigned int>(slot->modes->records.size());
+    return kDone;
+}
+
+int UvcDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                            bool /*restart*/)
+try {
+    Slot *slot = slotOf(streamType);
+    if (slot == nullptr)
+        return kBadArgument;
+    if (slot->modes->records.empty()) {
+        report(m_name + " has no " + streamName(streamType) + " stream");
+        return kUnsupported;
+    }
+    if (isGone())
+        return kGone;
+    if (slot->modes->find(mode) == slot->modes->records.size()) {
+        report(m_name + " " + streamName(streamType) + ": " + slot->modes->refusal(mode));
+        return kBadArgument;
+    }
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (slot->stream && slot->stream->isRunning())
+        return kWrongState;
+    slot->current = mode;
+    return kDone;
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+typedefNubrixFrameMode *UvcDevice::getCurrentFrameMode(unsigned int streamType)
+{
+    Slot *slot = slotOf(streamType);
+    return slot == nullptr || slot->modes->records.empty() ? nullptr : &slot->current;
+}
+
+UvcDevice::Setting UvcDevice::setting(unsigned int streamType) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const Slot &slot = *slotOf(streamType);
+    const SourceMode &source = slot.modes->sources[slot.modes->find(slot.current)];
+    return {slot.current, source, m_ios[slot.modes->node]};
+}
+
+bool UvcDevice::claimNode(const UvcStream &stream)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const UvcStream *&claim = m_claims[slotOf(stream.type())->modes->node];
+    if (claim != nullptr)
+        return false;
+    claim = &stream;
+    return true;
+}
+
+void UvcDevice::releaseNode(const UvcStream &stream)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    std::replace(m_claims.begin(), m_claims.end(), &stream,
+                 static_cast<const UvcStream *>(nullptr));
+}
+
+bool UvcDevice::isGone()
+{
+    if (m_gone)
+        return true;
+    v4l2_capability capability = {};
+    noteError(m_ios.front()->control(VIDIOC_QUERYCAP, &capability));
+    return m_gone;
+}
+
+void UvcDevice::noteError(int error)
+{
+    if (error == ENODEV)
+        m_gone = true;
+}
+
+UvcDevice::Slot *UvcDevice::slotOf(unsigned int streamType)
+{
+    return const_cast<Slot *>(std::as_const(*this).slotOf(streamType));
+}
+
+const UvcDevice::Slot *UvcDevice::slotOf(unsigned int streamType) const
+{
+    const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
+        return candidate.modes->streamType == streamType;
+    });
+    return slot == m_slots.end() ? nullptr : &*slot;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,101 @@
+// One opened camera.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "nubrix/driver.h"
+#include "uvc/CameraModes.h"
+#include "uvc/NodeInfo.h"
+#include "uvc/NodeIo.h"
+#include "uvc/UvcStream.h"
+
+namespace nubrix {
+
+/// Thread-safe; closing is its destruction.
+class UvcDevice final : public NubrixBaseDevice {
+public:
+    struct Node {
+        std::string path;
+        std::unique_ptr<NodeIo> io;
+    };
+
+    /// What a stream needs to know of the mode in force.
+    struct Setting {
+        typedefNubrixFrameMode mode;
+        SourceMode source;
+        NodeIo *node;
+    };
+
+    /// Opens the nodes of a camera that messages and the library call `name`: -9 when it is gone,
+    /// -2 when it is busy, -1 without permission, -8 when no node gives pictures. Says why.
+    static int open(const std::string &name, const UsbIdentity &usb,
+                    const std::vector<std::string> &paths, const NodeOpener &opener,
+                    std::unique_ptr<UvcDevice> &device);
+    /// Nodes that are open already; -8 when none gives pictures.
+    static int open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
+                    std::unique_ptr<UvcDevice> &device);
+    ~UvcDevice() override;
+
+    int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
+    int destroyStream(NubrixBaseStream **stream) override;
+    int closeAllStreams() override;
+    int setProperty(unsigned int id, const void *data, unsigned int size) override;
+    int getProperty(unsigned int id, void *data, unsigned int *size) override;
+    int propertyTranspraentTransmission(unsigned char *in, unsigned int inSize, unsigned char *out,
+                                        unsigned int *outSize) override;
+    int deviceState() override;
+    /// 0 when the camera is gone, a stream has broken, or one that runs has had no picture for
+    /// UvcStream::kSilence.
+    int keepLiveState() override;
+    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                            unsigned int *count) override;
+    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                     bool restart) override;
+    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
+    const char *getDeviceId() override { return m_name.c_str(); }
+    int getDeviceKind() override { return 1; }
+
+    // For its streams.
+
+    const std::string &name() const { return m_name; }
+    /// Of a stream that the camera has.
+    Setting setting(unsigned int streamType) const;
+    /// Makes the stream the only one on its node; false when another one is.
+    bool claimNode(const UvcStream &stream);
+    void releaseNode(const UvcStream &stream);
+    /// Asks the kernel, unless it is known.
+    bool isGone();
+    /// Looks whether an error means that the camera is gone.
+    void noteError(int error);
+
+private:
+    struct Slot {
+        const StreamModes *modes;
+        typedefNubrixFrameMode current;
+        std::unique_ptr<UvcStream> stream;
+    };
+
+    UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes);
+
+    Slot *slotOf(unsigned int streamType);
+    const Slot *slotOf(unsigned int streamType) const;
+    int getCounters(unsigned int streamType, void *data, unsigned int *size);
+
+    const std::string m_name;  // fixed after construction
+    const UsbIdentity m_usb;
+    const std::vector<Node> m_nodes;
+    const std::vector<NodeIo *> m_ios;  // of m_nodes
+    const CameraModes m_modes;
+    std::atomic<bool> m_gone{false};
+    std::atomic<unsigned int> m_streamFlagMode{1};
+    mutable std::mutex m_lock;
+    std::array<Slot, 3> m_slots;              // everything below is under m_lock
+    std::vector<const UvcStream *> m_claims;  // by node
+};
+
+}  // namespace nubrix

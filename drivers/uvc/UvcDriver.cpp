@@ -1,0 +1,220 @@
+#include "uvc/UvcDriver.h"
+
+#include <sys/stat.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "uvc/KernelNode.h"
+#include "uvc/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+/// Cuts between characters.
+template <std::size_t N>
+void copyText(char (&field)[N], const std::string &text)
+{
+    std::size_t size = std::min(text.size(), N - 1);
+    while (size < text.size() && size > 0 &&
+           (static_cast<unsigned char>(text[size]) & 0xc0U) == 0x80)
+        --size;
+    std::memset(field, 0, N);
+    std::memcpy(field, text.data(), size);
+}
+
+void describe(const CameraInfo &camera, typedefNubrixeviceAttribute &record)
+{
+    typedefNubrixeviceAttribute filled = {};
+    filled.vendorId = camera.usb.vendorId;
+    filled.productId = camera.usb.productId;
+    filled.transport = 1;
+    filled.deviceState = NUBRIX_DEVICE_CONNECTED;
+    copyText(filled.serialNumber, camera.usb.serial);
+    copyText(filled.uri, camera.uri());
+    copyText(filled.location, camera.usb.busPath);
+    copyText(filled.productName, camera.usb.product);
+    std::memcpy(&record, &filled, sizeof filled);
+}
+
+/// What udev knows of an open node, nothing if it knows none.
+std::optional<NodeInfo> lookUp(int fd, const NodeOpener &opener)
+{
+    struct stat status = {};
+    if (::fstat(fd, &status) != 0 || !S_ISCHR(status.st_mode))
+        return std::nullopt;
+    const UdevPtr<udev> context(udev_new());
+    if (!context)
+        return std::nullopt;
+    return NodeScanner(*context, opener).find(status.st_rdev);
+}
+
+}  // namespace
+
+UvcDriver::UvcDriver(NodeOpener opener)
+    : m_opener(std::move(opener)),
+      m_monitor(m_table, m_opener, [this](const CameraTable::Change &change) { tell(change); })
+{
+}
+
+UvcDriver::~UvcDriver()
+{
+    m_monitor.stop();
+}
+
+int UvcDriver::initialize()
+try {
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (std::exchange(m_initialized, true))
+            return kWrongState;
+    }
+    if (!m_monitor.start())
+        report("udev gives no events: cameras that come and go are not noticed");
+    return kDone;
+} catch (const std::exception &error) {
+    report(std::string("cannot look for cameras: ") + error.what());
+    return kFailed;
+}
+
+int UvcDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_callback = callback;
+    m_user = user;
+    return kDone;
+}
+
+void UvcDriver::tell(const CameraTable::Change &change)
+{
+    DriverStateCallback callback = nullptr;
+    void *user = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        callback = m_callback;
+        user = m_user;
+    }
+    const CameraInfo &camera = change.camera;
+    if (callback != nullptr) {
+        callback(camera.uri().c_str(), camera.usb.serial.c_str(), camera.usb.busPath.c_str(),
+                 change.connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED, user);
+    }
+}
+
+int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
+try {
+    if (records == nullptr || count == nullptr)
+        return kBadArgument;
+    const unsigned int capacity = std::exchange(*count, 0U);
+    for (const CameraInfo &camera : m_table.cameras()) {
+        if (*count == capacity)
+            break;
+        describe(camera, records[(*count)++]);
+    }
+    return kDone;
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int UvcDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count)
+try {
+    if (records == nullptr || count == nullptr)
+        return kBadArgument;
+    const unsigned int capacity = std::exchange(*count, 0U);
+    for (const NodeInfo &node : m_table.otherNodes()) {
+        if (*count == capacity)
+            break;
+        _NubrixGmslDeviceInfo record = {};
+        copyText(record.devicePath, node.path);
+        records[(*count)++] = record;
+    }
+    return kDone;
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int UvcDriver::openDevice(const char *uri, NubrixBaseDevice **device)
+try {
+    if (uri == nullptr || device == nullptr)
+        return kBadArgument;
+    UsbIdentity usb;
+    std::vector<std::string> paths;
+    if (const auto camera = m_table.find(uri)) {
+        usb = camera->usb;
+        for (const NodeInfo &node : camera->nodes)
+            paths.push_back(node.path);
+    } else {
+        for (const NodeInfo &node : m_table.otherNodes()) {
+            if (node.path == uri)
+                paths.push_back(node.path);
+        }
+    }
+    if (paths.empty())
+        return kBadArgument;
+    std::unique_ptr<UvcDevice> opened;
+    if (const int status = UvcDevice::open(uri, usb, paths, m_opener, opened))
+        return status;
+    return keep(std::move(opened), device);
+} catch (const std::exception &error) {
+    report(std::string(uri) + " cannot be opened: " + error.what());
+    return kFailed;
+}
+
+int UvcDriver::openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
+                              NubrixBaseDevice **device)
+try {
+    if (device == nullptr)
+        return kBadArgument;
+    std::string name = path == nullptr || *path == '\0' ? "fd:" + std::to_string(fd) : path;
+    std::vector<UvcDevice::Node> nodes(1);
+    nodes[0].path = name;
+    if (const int error = KernelNode::adopt(fd, nodes[0].io)) {
+        report(adviceFor(error, name));
+        return kBadArgument;
+    }
+    UsbIdentity usb;
+    usb.vendorId = vid;
+    usb.productId = pid;
+    const auto known = lookUp(fd, m_opener);
+    if (known && known->usb) {
+        usb = *known->usb;
+        name = "usb:" + usb.busPath;
+    }
+    std::unique_ptr<UvcDevice> opened;
+    if (UvcDevice::open(name, usb, std::move(nodes), opened) != kDone)
+        return kBadArgument;
+    return keep(std::move(opened), device);
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int UvcDriver::keep(std::unique_ptr<UvcDevice> opened, NubrixBaseDevice **device)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_devices.push_back(std::move(opened));
+    *device = m_devices.back().get();
+    return kDone;
+}
+
+int UvcDriver::closeDevice(NubrixBaseDevice **device)
+{
+    if (device == nullptr || *device == nullptr)
+        return kBadArgument;
+    std::unique_ptr<UvcDevice> gone;  // stops its streams without the lock
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const auto found = std::find_if(m_devices.begin(), m_devices.end(),
+                                        [&](const auto &open) { return open.get() == *device; });
+        if (found == m_devices.end())
+            return kBadArgument;
+        gone = std::move(*found);
+        m_devices.erase(found);
+    }
+    *device = nullptr;
+    return kDone;
+}
+
+}  // namespace nubrix

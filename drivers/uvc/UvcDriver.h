@@ -1,0 +1,51 @@
+// The driver plug-in of USB cameras and of other video nodes.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "nubrix/driver.h"
+#include "uvc/CameraTable.h"
+#include "uvc/HotPlugMonitor.h"
+#include "uvc/NodeIo.h"
+#include "uvc/UvcDevice.h"
+
+namespace nubrix {
+
+/// Thread-safe, except that initialize comes first and the destruction last.
+class UvcDriver final : public NubrixBaseDriver {
+public:
+    /// Throws std::system_error when there are no descriptors left.
+    explicit UvcDriver(NodeOpener opener);
+    ~UvcDriver() override;
+
+    /// -2 when it has been called already, -1 when there is no thread to be had. Without udev it
+    /// finds nothing, says so and is content.
+    int initialize() override;
+    int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
+    int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
+    int getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count) override;
+    /// A URI of the device list or a path of the GMSL list: -4 when it is neither, or what
+    /// UvcDevice::open says.
+    int openDevice(const char *uri, NubrixBaseDevice **device) override;
+    /// A descriptor of a video node, which is one camera then; -4 when it is none.
+    int openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
+                       NubrixBaseDevice **device) override;
+    int closeDevice(NubrixBaseDevice **device) override;
+
+private:
+    void tell(const CameraTable::Change &change);
+    int keep(std::unique_ptr<UvcDevice> opened, NubrixBaseDevice **device);
+
+    const NodeOpener m_opener;
+    CameraTable m_table;
+    std::mutex m_lock;
+    DriverStateCallback m_callback = nullptr;  // everything up to the devices is under m_lock
+    void *m_user = nullptr;
+    bool m_initialized = false;
+    std::vector<std::unique_ptr<UvcDevice>> m_devices;
+    HotPlugMonitor m_monitor;  // last: its thread uses the others
+};
+
+}  // namespace nubrix

@@ -1,0 +1,265 @@
+#include "uvc/UvcStream.h"
+
+#include <poll.h>
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+
+#include "uvc/DirectCapture.h"
+#include "uvc/MappedCapture.h"
+#include "uvc/NodeSetup.h"
+#include "uvc/Report.h"
+#include "uvc/UvcDevice.h"
+
+namespace nubrix {
+
+UvcStream::UvcStream(UvcDevice &device, unsigned int streamType)
+    : m_device(device), m_streamType(streamType)
+{
+}
+
+UvcStream::~UvcStream()
+{
+    UvcStream::stop();
+}
+
+unsigned int UvcStream::getFrameBufferSize()
+{
+    const UvcDevice::Setting setting = m_device.setting(m_streamType);
+    const typedefNubrixFrameMode &mode = setting.mode;
+    const auto bytes = static_cast<unsigned int>(mode.width) * mode.height *
+                       pixelBytes(setting.source.format->pixelFormat);
+    v4l2_pix_format format = {};
+    // A node that writes into frames may want more room than it fills.
+    if (setting.source.format->passesThrough &&
+        tryMode(*setting.node, mode, setting.source, format) == 0 && format.sizeimage < 2 * bytes)
+        return std::max(bytes, format.sizeimage);
+    return bytes;
+}
+
+int UvcStream::setFrameAllocator(FrameAllocatorInterfaceBase *allocator)
+{
+    if (m_running)
+        return kWrongState;
+    m_allocator = allocator;
+    return kDone;
+}
+
+int UvcStream::setFrameCallback(DriverFrameCallback callback, void *user)
+{
+    if (m_running)
+        return kWrongState;
+    m_callback = callback;
+    m_user = user;
+    return kDone;
+}
+
+int UvcStream::start()
+try {
+    if (m_running || m_allocator == nullptr || m_callback == nullptr)
+        return kWrongState;
+    if (m_device.isGone())
+        return kGone;
+    if (!m_device.claimNode(*this)) {
+        report(name() + " shares its node with a stream that runs: stop that one first");
+        return kWrongState;
+    }
+    m_running = true;
+    const UvcDevice::Setting setting = m_device.setting(m_streamType);
+    m_mode = setting.mode;
+    int status = kFailed;
+    try {
+        status = begin(*setting.node);
+        if (status == kDone)
+            m_thread = std::thread(&UvcStream::run, this, std::ref(*setting.node));
+    } catch (const std::exception &error) {
+        report(name() + " cannot start: " + error.what());
+        status = kFailed;
+    }
+    if (status != kDone) {
+        m_capture.reset();
+        m_running = false;
+        m_device.releaseNode(*this);
+    }
+    return status;
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int UvcStream::begin(NodeIo &node)
+{
+    const UvcDevice::Setting setting = m_device.setting(m_streamType);
+    const std::string subject = name() + " " + textOf(m_mode);
+    v4l2_pix_format format = {};
+    if (const int error = setMode(node, m_mode, setting.source, format)) {
+        m_device.noteError(error);
+        report(adviceFor(error, subject));
+        return statusOf(error);
+    }
+    if (!isMode(format, m_mode, setting.source)) {
+        report(subject + " cannot be had any more, the camera gives " +
+               std::to_string(format.width) + "x" + std::to_string(format.height) +
+               ": close it and open it again to see its modes");
+        return kBadArgument;
+    }
+    m_converter = std::make_unique<PictureConverter>(*setting.source.format, m_mode.width,
+                                                     m_mode.height, format.bytesperline);
+    m_delivered = m_flagged = m_held = m_unusable = 0;
+    m_broken = false;
+    m_end.clear();
+    if (const int error = beginCapture(node, format.sizeimage)) {
+        m_device.noteError(error);
+        report(adviceFor(error, subject));
+        return statusOf(error);
+    }
+    m_lastPicture = Clock::now().time_since_epoch().count();
+    return kDone;
+}
+
+int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
+{
+    if (m_converter->passesThrough()) {
+        const std::size_t room = std::max(bufferBytes, m_converter->frameBytes());
+        m_capture =
+            std::make_unique<DirectCapture>(node, *m_allocator, m_converter->frameBytes(), room);
+        const int error = m_capture->begin();
+        if (error == 0 || error == ENODEV || error == ENOSPC || error == EBUSY)
+            return error;
+        m_capture.reset();  // the node is free again before it is asked for buffers of its own
+    }
+    m_capture = std::make_unique<MappedCapture>(node, *m_allocator, *m_converter);
+    return m_capture->begin();
+}
+
+int UvcStream::stop()
+{
+    if (!m_running)
+        return kDone;
+    if (m_runner.load() == std::this_thread::get_id())
+        return kWrongState;
+    m_end.set();
+    if (m_thread.joinable())
+        m_thread.join();
+    m_runner = std::thread::id();
+    m_capture.reset();
+    m_running = false;
+    m_device.releaseNode(*this);
+    reportLosses();
+    return kDone;
+}
+
+bool UvcStream::isAnswering() const
+{
+    if (!m_running)
+        return true;
+    const Clock::duration last(m_lastPicture.load());
+    return !m_broken && Clock::now().time_since_epoch() - last < kSilence;
+}
+
+StreamCounters UvcStream::counters() const
+{
+    return {m_delivered, m_flagged, m_held, m_unusable};
+}
+
+void UvcStream::run(NodeIo &node)
+try {
+    m_runner = std::this_thread::get_id();
+    pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
+    for (;;) {
+        if (::poll(waited, 2, -1) < 0) {
+            if (errno == EINTR)
+                continue;
+            endFor(errno);
+            return;
+        }
+        if (waited[1].revents != 0)
+            return;
+        int error = takePicture();
+        // Nothing is filled and something is wrong: it would be so for ever.
+        if (error == EAGAIN && (waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
+            error = EIO;
+        if (error != 0 && error != EAGAIN) {
+            endFor(error);
+            return;
+        }
+    }
+} catch (const std::exception &error) {
+    m_broken = true;
+    report(name() + " has ended: " + error.what());
+}
+
+int UvcStream::takePicture()
+{
+    Picture picture;
+    if (const int error = m_capture->take(picture))
+        return error;
+    m_lastPicture = Clock::now().time_since_epoch().count();
+    if (picture.conversion == Conversion::kNothing)
+        ++m_unusable;
+    else if (!picture.frame)
+        ++m_held;
+    else
+        deliver(picture);
+    return 0;
+}
+
+void UvcStream::deliver(Picture &picture)
+{
+    typedefNubrixFrame &record = picture.frame->frame();
+    describe(record, picture);
+    if (record.flags != 0)
+        ++m_flagged;
+    ++m_delivered;
+    m_callback(picture.frame.get(), m_user);
+}
+
+void UvcStream::describe(typedefNubrixFrame &record, const Picture &picture) const
+{
+    record.pixelFormat = m_mode.pixelFormat;
+    record.streamType = m_streamType;
+    record.frameIndex = picture.sequence;
+    record.timestampLow = static_cast<unsigned int>(picture.timestampUs);
+    record.timestampHigh = static_cast<unsigned int>(picture.timestampUs >> 32U);
+    record.flags = 0;
+    if (picture.conversion == Conversion::kShort)
+        record.flags |= kFrameFlagShort;
+    if (picture.damaged || picture.conversion == Conversion::kDamaged)
+        record.flags |= kFrameFlagDamaged;
+    record.width = m_mode.width;
+    record.height = m_mode.height;
+    record.dataSize = static_cast<unsigned int>(m_converter->frameBytes());
+    record.reserved = 0;
+}
+
+void UvcStream::endFor(int error)
+{
+    m_broken = true;
+    m_device.noteError(error);
+    // What the queue says of a camera that has just gone is not always that it has.
+    report(adviceFor(m_device.isGone() ? ENODEV : error, name()));
+}
+
+void UvcStream::reportLosses() const
+{
+    std::string losses;
+    if (m_held != 0)
+        losses += " " + std::to_string(m_held) +
+                  " pictures were dropped: the application held all frames;";
+    if (m_unusable != 0)
+        losses += " " + std::to_string(m_unusable) +
+                  " pictures were dropped: there was nothing in them to show;";
+    if (m_flagged != 0)
+        losses += " " + std::to_string(m_flagged) + " of " + std::to_string(m_delivered) +
+                  " frames were short or damaged;";
+    if (losses.empty())
+        return;
+    losses.pop_back();
+    report(name() + ":" + losses);
+}
+
+std::string UvcStream::name() const
+{
+    return m_device.name() + " " + streamName(m_streamType);
+}
+
+}  // namespace nubrix

@@ -1,0 +1,80 @@
+// One stream of an opened camera and the thread that delivers its frames.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "nubrix/driver.h"
+#include "uvc/Capture.h"
+#include "uvc/EventFd.h"
+#include "uvc/PictureConverter.h"
+#include "uvc/UvcProperties.h"
+
+namespace nubrix {
+
+class NodeIo;
+class UvcDevice;
+
+/// The operations come one at a time; the queries may be used on any thread.
+class UvcStream final : public NubrixBaseStream {
+public:
+    /// A camera that has sent nothing for so long does not answer.
+    static constexpr std::chrono::milliseconds kSilence{3000};
+
+    /// Throws std::system_error when there are no descriptors left.
+    UvcStream(UvcDevice &device, unsigned int streamType);
+    ~UvcStream() override;
+
+    unsigned int getFrameBufferSize() override;
+    int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override;
+    int setFrameCallback(DriverFrameCallback callback, void *user) override;
+    /// -2 when it runs, lacks allocator or callback, or somebody else streams from the node; -9
+    /// when the camera is gone; -5 for want of bandwidth or memory; -4 when the camera no longer
+    /// has the mode.
+    int start() override;
+    /// 0 also when it does not run; -2 from within the frame callback.
+    int stop() override;
+
+    unsigned int type() const { return m_streamType; }
+    bool isRunning() const { return m_running; }
+    /// Pictures come, or none are asked for.
+    bool isAnswering() const;
+    StreamCounters counters() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    int begin(NodeIo &node);
+    int beginCapture(NodeIo &node, std::size_t bufferBytes);
+    void run(NodeIo &node);
+    int takePicture();
+    void deliver(Picture &picture);
+    void describe(typedefNubrixFrame &record, const Picture &picture) const;
+    void endFor(int error);
+    void reportLosses() const;
+    std::string name() const;
+
+    UvcDevice &m_device;
+    const unsigned int m_streamType;
+    FrameAllocatorInterfaceBase *m_allocator = nullptr;  // changed only while no thread runs
+    DriverFrameCallback m_callback = nullptr;
+    void *m_user = nullptr;
+    typedefNubrixFrameMode m_mode = {};
+    std::unique_ptr<PictureConverter> m_converter;
+    std::unique_ptr<Capture> m_capture;
+    std::thread m_thread;
+    EventFd m_end;
+    std::atomic<std::thread::id> m_runner{};  // the thread itself
+    std::atomic<bool> m_running{false};
+    std::atomic<bool> m_broken{false};
+    std::atomic<Clock::rep> m_lastPicture{0};
+    std::atomic<unsigned int> m_delivered{0};
+    std::atomic<unsigned int> m_flagged{0};
+    std::atomic<unsigned int> m_held{0};
+    std::atomic<unsigned int> m_unusable{0};
+};
+
+}  // namespace nubrix
