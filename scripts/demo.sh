@@ -1,7 +1,8 @@
 #!/bin/sh
 # demo.sh [FOLDER]    builds Nubrix and shows a camera that needs no hardware: the list, three
-# streams for three seconds with their first and last pictures, a recording of three seconds, a photo
-# and point clouds. The results lie in FOLDER (build/demo/results).
+# streams for three seconds with their first and last pictures, a photo, point clouds, and a recording
+# of three seconds, as pictures and coloured clouds and played back. The results lie in FOLDER
+# (build/demo/results).
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 results=${1:-$root/build/demo/results}
@@ -25,6 +26,11 @@ show --virtual stream --streams color,depth,ir --seconds 3 --save "$results"
 # A busy machine may miss a frame; the command says so, and the rest goes on.
 show --virtual record --out "$results/room.bin" --seconds 3 || true
 show inspect "$results/room.bin"
+show export "$results/room.bin" --out "$results/recorded" --png --ply --every 10
+cat >"$results/playback.json" <<END
+{"source": "recording", "recording": {"file": "room.bin", "repeat": "loop"}}
+END
+show --virtual --scenario "$results/playback.json" stream --streams color,depth,ir --seconds 2
 show --virtual photo --out "$results/photo.bmp"
 show --virtual cloud --out "$results/room.ply"
 show --virtual cloud --rgba --out "$results/room-coloured.ply"
@@ -34,6 +40,9 @@ cat <<END
 what                      where
 pictures of the streams   $results/*.png
 recording                 $results/room.bin
+  its pictures, times     $results/recorded/*.png, timestamps.csv
+  its coloured clouds     $results/recorded/*.ply
+  a camera that plays it  nubrix --virtual --scenario $results/playback.json COMMAND
 photo                     $results/photo.bmp
 point cloud, metres       $results/room.ply
 coloured by depth         $results/room-coloured.ply

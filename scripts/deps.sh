@@ -3,6 +3,7 @@
 #   build    compiler, CMake and the libraries of the plug-ins and the tool
 #   test     what the tests need besides
 #   bench    the benchmarks
+#   peers    libraries that benchmarks compare with
 #   armhf    cross compiler and emulator for 32-bit ARM
 #   lint     clang, clang-format and clang-tidy
 #   fuzz     clang and libFuzzer
@@ -14,7 +15,8 @@ packages_of() {
     build) echo g++ cmake ninja-build pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
         nlohmann-json3-dev libcli11-dev ;;
     test) echo libgtest-dev libgmock-dev python3 python3-pil python3-meshio ;;
-    bench) echo libbenchmark-dev libdeflate-dev libisal-dev libssl-dev ;;
+    bench) echo libbenchmark-dev ;;
+    peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
     lint) echo clang clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;

@@ -124,7 +124,8 @@ std::vector<v4l2_fract> readIntervals(NodeIo &node, std::uint32_t code, Size siz
 
 void addModes(NodeIo &node, Size size, NodeFormat &format)
 {
-    if (size.width == 0 || size.height == 0 || size.width > kLargest || size.height > kLargest)
+    if (size.width == 0 || size.height == 0 || size.width > kLargest || size.height > kLargest ||
+        !isPossible(*format.format, size.width, size.height))
         return;
     const auto add = [&](signed char rate, v4l2_fract interval) {
         format.modes.push_back({static_cast<unsigned short>(size.width),

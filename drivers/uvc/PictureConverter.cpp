@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "uvc/ColorConversion.h"
+#include "nubrix/image.h"
 #include "uvc/JpegDecoder.h"
 
 namespace nubrix {
@@ -22,16 +22,6 @@ void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *
         depth = depth > kLargestDepthMm ? std::uint16_t{0} : static_cast<std::uint16_t>(depth << 2);
         std::memcpy(frame + 2 * i, &depth, sizeof depth);
     }
-}
-
-bool isCompressed(const SourceFormat &format)
-{
-    return format.rowBytes == 0;
-}
-
-bool hasPlanes(const SourceFormat &format)
-{
-    return format.code == V4L2_PIX_FMT_NV12 || format.code == V4L2_PIX_FMT_NV21;
 }
 
 }  // namespace
@@ -99,17 +89,21 @@ void PictureConverter::convertRows(const std::uint8_t *source, std::size_t rows,
     if (rows == 0)
         return;
     const std::size_t pixels = rows * m_width;
-    const std::uint8_t *pixel = packed(source, rows);
+    // The conversions only read it, whatever they declare.
+    auto *pixel = const_cast<std::uint8_t *>(packed(source, rows));
+    unsigned int consumed = 0;
+    auto produced = static_cast<unsigned int>(3 * pixels);
     const auto height = static_cast<unsigned int>(rows);
     switch (m_format.code) {
         case V4L2_PIX_FMT_Z16:
             convertDepth(pixel, pixels, frame);
             break;
         case V4L2_PIX_FMT_YUYV:
-            yuyvToRgb(pixel, frame, m_width, height);
+            YUV422ToRGB(frame, pixel, m_width, height);
             break;
         case V4L2_PIX_FMT_UYVY:
-            uyvyToRgb(pixel, frame, m_width, height);
+            YUV422ToRGB888(pixel, frame, static_cast<unsigned int>(2 * pixels), &consumed,
+                           &produced);
             break;
         default:
             std::memcpy(frame, pixel, pixels * m_format.rowBytes);
@@ -134,7 +128,7 @@ void PictureConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *f
             out[x + 1] = row[x];
         }
     }
-    nv21ToRgb(target, frame, m_width, m_height);
+    YUVNV21ToRGB888(frame, target, static_cast<int>(m_width), static_cast<int>(m_height));
 }
 
 }  // namespace nubrix

@@ -40,6 +40,23 @@ int rankOf(const SourceFormat &format)
     return static_cast<int>(findSourceFormat(format.code) - std::begin(kFormats));
 }
 
+bool hasPlanes(const SourceFormat &format)
+{
+    return format.code == V4L2_PIX_FMT_NV12 || format.code == V4L2_PIX_FMT_NV21;
+}
+
+bool isCompressed(const SourceFormat &format)
+{
+    return format.rowBytes == 0;
+}
+
+bool isPossible(const SourceFormat &format, unsigned int width, unsigned int height)
+{
+    const bool inPairs =
+        hasPlanes(format) || format.code == V4L2_PIX_FMT_YUYV || format.code == V4L2_PIX_FMT_UYVY;
+    return !(inPairs && width % 2 != 0) && !(hasPlanes(format) && height % 2 != 0);
+}
+
 unsigned int pixelBytes(unsigned int pixelFormat)
 {
     switch (pixelFormat) {
@@ -54,7 +71,7 @@ unsigned int pixelBytes(unsigned int pixelFormat)
 
 std::size_t sourceBytes(const SourceFormat &format, std::size_t rowBytes, std::size_t height)
 {
-    if (format.code == V4L2_PIX_FMT_NV12 || format.code == V4L2_PIX_FMT_NV21)
+    if (hasPlanes(format))
         return rowBytes * height + rowBytes * (height / 2);
     return rowBytes * height;
 }

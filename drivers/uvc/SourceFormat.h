@@ -20,10 +20,19 @@ const SourceFormat *findSourceFormat(std::uint32_t code);
 /// Of two formats for the same stream the one with the smaller rank costs less. Thread-safe.
 int rankOf(const SourceFormat &format);
 
+/// Its colours are a second plane of half the height. Thread-safe.
+bool hasPlanes(const SourceFormat &format);
+/// Its pictures have no rows. Thread-safe.
+bool isCompressed(const SourceFormat &format);
+
 /// Bytes of a pixel in a frame. Thread-safe.
 unsigned int pixelBytes(unsigned int pixelFormat);
 /// Bytes that a whole uncompressed picture of a camera has. Thread-safe.
 std::size_t sourceBytes(const SourceFormat &format, std::size_t rowBytes, std::size_t height);
+
+/// Whether a picture of a size can be: colours of two pixels, or of two rows, come together.
+/// Thread-safe.
+bool isPossible(const SourceFormat &format, unsigned int width, unsigned int height);
 
 /// "color", "depth", "ir". Thread-safe.
 const char *streamName(unsigned int streamType);

@@ -241,20 +241,16 @@ void UvcStream::endFor(int error)
 
 void UvcStream::reportLosses() const
 {
-    std::string losses;
-    if (m_held != 0)
-        losses += " " + std::to_string(m_held) +
-                  " pictures were dropped: the application held all frames;";
-    if (m_unusable != 0)
-        losses += " " + std::to_string(m_unusable) +
-                  " pictures were dropped: there was nothing in them to show;";
-    if (m_flagged != 0)
-        losses += " " + std::to_string(m_flagged) + " of " + std::to_string(m_delivered) +
-                  " frames were short or damaged;";
-    if (losses.empty())
-        return;
-    losses.pop_back();
-    report(name() + ":" + losses);
+    const StreamCounters lost = counters();
+    if (lost.held != 0)
+        report(name() + ": pictures dropped because the application held all frames: " +
+               std::to_string(lost.held));
+    if (lost.unusable != 0)
+        report(name() + ": pictures dropped because there was nothing in them to show: " +
+               std::to_string(lost.unusable));
+    if (lost.flagged != 0)
+        report(name() + ": frames that were short or damaged: " + std::to_string(lost.flagged) +
+               " of " + std::to_string(lost.delivered));
 }
 
 std::string UvcStream::name() const

@@ -1,10 +1,9 @@
 #include "virtual/VirtualCamera.h"
 
-#include <algorithm>
 #include <cstdio>
 
+#include "virtual/UpgradeRun.h"
 #include "virtual/VirtualDevice.h"
-#include "virtual/VirtualUpgrade.h"
 
 namespace nubrix {
 
@@ -121,28 +120,24 @@ void VirtualCamera::leaveForReboot()
                               HotPlug::Action::kTellDisconnected);
 }
 
-void VirtualCamera::addUpgrade(VirtualUpgrade &upgrade)
+void VirtualCamera::addUpgrade(const std::shared_ptr<UpgradeRun> &run)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_upgraders.push_back(&upgrade);
-}
-
-void VirtualCamera::removeUpgrade(VirtualUpgrade &upgrade)
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_upgraders.erase(std::remove(m_upgraders.begin(), m_upgraders.end(), &upgrade),
-                      m_upgraders.end());
+    std::erase_if(m_upgradeRuns, [](const auto &each) { return each.expired(); });
+    m_upgradeRuns.push_back(run);
 }
 
 void VirtualCamera::abandonUpgrades()
 {
-    std::vector<VirtualUpgrade *> left;
+    std::vector<std::weak_ptr<UpgradeRun>> left;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        left.swap(m_upgraders);
+        left.swap(m_upgradeRuns);
     }
-    for (VirtualUpgrade *upgrade : left)
-        upgrade->abandon();
+    for (const auto &each : left) {
+        if (const std::shared_ptr<UpgradeRun> run = each.lock())
+            run->abandon();
+    }
 }
 
 void VirtualCamera::unplug()

@@ -18,8 +18,8 @@
 
 namespace nubrix {
 
+class UpgradeRun;
 class VirtualDevice;
-class VirtualUpgrade;
 
 /// Lives as long as the driver. Thread-safe.
 class VirtualCamera {
@@ -80,10 +80,9 @@ public:
     unsigned int upgrades() const { return m_upgrades; }
     /// Looks unplugged until plug(), to all but the device that is open.
     void leaveForReboot();
-    /// An upgrader of this camera comes and goes; those that are left are to be abandoned.
-    void addUpgrade(VirtualUpgrade &upgrade);
-    void removeUpgrade(VirtualUpgrade &upgrade);
-    /// To be called before the camera goes.
+    /// Upgrades of this camera will be run.
+    void addUpgrade(const std::shared_ptr<UpgradeRun> &run);
+    /// Ends them; to be called before the camera goes.
     void abandonUpgrades();
 
 private:
@@ -95,7 +94,7 @@ private:
     mutable std::mutex m_lock;
     bool m_plugged;                     // everything below is under m_lock
     VirtualDevice *m_device = nullptr;  // the live one
-    std::vector<VirtualUpgrade *> m_upgraders;
+    std::vector<std::weak_ptr<UpgradeRun>> m_upgradeRuns;
     Version m_firmware = {1, 0, 0};
     std::atomic<bool> m_upgrading{false};  // the last two: read without it as well
     std::atomic<unsigned int> m_upgrades{0};

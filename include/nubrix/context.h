@@ -126,10 +126,19 @@ public:
     /// Sets property 75; -1 for a mode outside 1 to 4.
     virtual int setStreamFlagMode(NubrixDevice *device, unsigned int mode) = 0;
 
+    /// Opens a record file (docs/recording.md tells the format), emptied if it was there; missing
+    /// folders are made. Ended by destroyRecorder. -1 when the file cannot be made or its absolute
+    /// path has more than 255 characters, -5 beyond 60 recorders.
     virtual int createRecorder(const char *path, NubrixRecord **recorder) = 0;
+    /// Records a stream's frames from the next recorderStart on. -13 for an unknown handle, -4 when
+    /// it is attached already, -1 without a current mode; 0, and nothing is attached, while the
+    /// recorder is started. Frames of a stream with a callback are not recorded.
     virtual int recorderAttachStream(NubrixRecord *recorder, NubrixStream *stream) = 0;
+    /// From here to recorderStop every new frame of the attached streams is written, on the
+    /// stream's own thread. A write that fails is said in the log. -13 for an unknown recorder.
     virtual int recorderStart(NubrixRecord *recorder) = 0;
     virtual int recorderStop(NubrixRecord *recorder) = 0;
+    /// Writes what is left and closes the file; once it returns nothing more is written.
     virtual int destroyRecorder(NubrixRecord *recorder) = 0;
 
     virtual int setTemperatureParamsFilePath(NubrixDevice *device, const char *path) = 0;
@@ -143,6 +152,10 @@ public:
     virtual void setErrorCode(NubrixErrorCode code) = 0;
     /// Does nothing and returns 0.
     virtual int logInfo(NubrixLogLevel level, const char *format, ...) = 0;
+    /// Writes the next colour frame of the first colour stream as a 24-bit bitmap, waiting up to 1
+    /// s for one; without a path (null or empty) as YYYYMMDDhhmmss.bmp in the current folder. -8
+    /// without a colour stream or for pixels that are not whole RGB888, what reading gives without
+    /// a frame, -4 when the file cannot be opened or written in full.
     virtual int takePhoto(const char *path) = 0;
 
     /// Makes a point of each pixel of a depth image. docs/pointcloud.md sets the three conversions
@@ -193,9 +206,16 @@ public:
                                                  typedefNubrixRGBA *colours, unsigned int pixelType,
                                                  bool limitRange) = 0;
 
+    /// Starts writing a firmware image, of the kind that the camera takes, into the camera. The
+    /// rest is the upgrader's, which tells `callbacks`; it may still be running on return. While it
+    /// runs the camera's hot-plug events stay with it. -3 for a camera that is not open, -1 for one
+    /// that cannot be upgraded, else the upgrader's result. One upgrader serves a camera until it
+    /// is closed. Needs no initialize.
     virtual int deviceStartUpgradeOffLine(NubrixDevice *device,
                                           const typedefNubrixUpgradeCallbacks *callbacks,
                                           const char *file) = 0;
+    /// Passes an event that the application has seen itself to the upgrade that was started last;
+    /// what the numbers mean is the upgrader's. Always 0.
     virtual int setDeviceStatusChange(int a, int b, const char *path, unsigned int d) = 0;
 
     /// Sets or changes the callback of a stream, before or after its start. After a stop the
@@ -203,6 +223,8 @@ public:
     virtual int setStreamCallback(NubrixStream *stream, NubrixFrameCallback callback,
                                   void *user) = 0;
 
+    /// Tell the USB driver how to reach cameras on a GMSL link. -1 without that driver. Need no
+    /// initialize.
     virtual int setGmslI2CStats(bool on) = 0;
     virtual int setGmslI2CAddress(std::string address) = 0;
 };

@@ -3,6 +3,7 @@
 
 #include "nubrix/checksum.h"
 #include "nubrix/context.h"
+#include "nubrix/image.h"
 #include "nubrix/ini.h"
 #include "nubrix/types.h"
 
@@ -17,6 +18,7 @@ using ::NubrixLogLevel;
 using ::NubrixRecord;
 using ::NubrixStream;
 using ::NubrixVersions;
+using ::RGB888Pixel;
 using ::typedefNubrixeviceAttribute;
 using ::typedefNubrixFrame;
 using ::typedefNubrixFrameMode;

@@ -137,7 +137,8 @@ struct _NubrixGmslDeviceInfo {  // NOLINT(bugprone-reserved-identifier): the nam
     char devicePath[64];  ///< "/dev/video..."
 };
 
-/// A point of a cloud; x to the right, y downwards, z away from the camera.
+/// A point of a cloud: x to the right, y downwards, z away from the camera; with colours y upwards
+/// and z towards the camera.
 struct typedefNubrixPoint3D {
     float x;
     float y;
@@ -152,7 +153,9 @@ struct typedefNubrixRGBA {
     float a;
 };
 
-/// What a running upgrade tells the application; both run on a thread of the upgrader.
+/// What a running upgrade tells the application; both run on a thread of the upgrader. `device` may
+/// be null: use `user`. They may call operations of the context; do not destroy the context before
+/// onFinished was called.
 struct typedefNubrixUpgradeCallbacks {
     void (*onProgress)(NubrixDevice *device, int percent, void *user);
     void (*onFinished)(NubrixDevice *device, int status, void *user);  ///< status 0: upgraded

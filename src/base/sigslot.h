@@ -8,6 +8,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -90,6 +91,13 @@ public:
     }
     ~has_slots() override { has_slots::disconnect_all(); }
 
+    /// How many signals it is connected to; each that dies is one less.
+    std::size_t sender_count()
+    {
+        const lock_block<Policy> guard(*this);
+        return m_senders.size();
+    }
+
     /// Leaves every signal. Afterwards none of them is calling this object. A class whose methods
     /// run on other threads calls it first thing in its own destructor.
     virtual void disconnect_all()
@@ -138,9 +146,12 @@ public:
     void disconnect_all()
     {
         const lock_block<Policy> guard(*m_core);
-        for (const connection &each : m_core->m_connections)
-            each.receiver->signal_disconnect(m_core.get());
-        m_core->m_connections.clear();
+        while (!m_core->m_connections.empty()) {
+            // Once each: a receiver that knows no signal any more may be gone the next moment.
+            receiver_base *const receiver = m_core->m_connections.front().receiver;
+            m_core->erase(receiver);
+            receiver->signal_disconnect(m_core.get());
+        }
     }
     void emit(Arguments... arguments)
     {

@@ -121,9 +121,15 @@ int Context::releaseAllResoures()
 
 void Context::releaseRecorders()
 {
-    for (const auto &recorder : recorders()) {
-        recorderStop(recorder->handle());
-        destroyRecorder(recorder->handle());
+    const auto first = [this] {
+        const CriticalSectionScoped guard(*m_leafLock);
+        return m_recorders.empty() ? nullptr : m_recorders.front()->handle();
+    };
+    NubrixRecord *last = nullptr;
+    for (NubrixRecord *each = first(); each && each != last; each = first()) {
+        recorderStop(each);
+        destroyRecorder(each);
+        last = each;
     }
     std::list<std::shared_ptr<StreamRecorder>> left;  // by an override that keeps them
     const CriticalSectionScoped guard(*m_leafLock);

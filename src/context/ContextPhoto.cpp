@@ -1,4 +1,6 @@
 // Photos: the newest colour frame as a bitmap file.
+#include <cstdint>
+
 #include "base/ErrorNumber.h"
 #include "base/xp.h"
 #include "context/Context.h"
@@ -6,6 +8,20 @@
 #include "utils/BitmapFile.h"
 
 namespace nubrix {
+
+namespace {
+
+bool holdsItsPixels(const typedefNubrixFrame &picture)
+{
+    if (picture.width < 0 || picture.height < 0)
+        return false;
+    // Three times a product of two such numbers fits.
+    const auto pixels =
+        static_cast<std::uint64_t>(picture.width) * static_cast<std::uint64_t>(picture.height);
+    return picture.dataSize >= pixels * 3;
+}
+
+}  // namespace
 
 int Context::takePhoto(const char *path)
 {
@@ -23,9 +39,7 @@ int Context::takePhoto(const char *path)
     if (const int failed = stream->getFrame(frame))  // up to 1 s, without the API lock
         return failed;
     const typedefNubrixFrame &picture = frame->frame();
-    const auto pixelBytes =
-        static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) * 3;
-    if (picture.pixelFormat != NUBRIX_PIXEL_RGB888 || picture.dataSize < pixelBytes)
+    if (picture.pixelFormat != NUBRIX_PIXEL_RGB888 || !holdsItsPixels(picture))
         return -8;
     const std::string name = path && *path ? path : bitmapNameOfNow();
     if (!writeBitmap(name, picture)) {

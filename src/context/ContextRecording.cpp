@@ -11,7 +11,6 @@ namespace nubrix {
 namespace {
 
 constexpr std::size_t kMaxRecorders = 60;
-constexpr unsigned int kMaxPath = 255;
 
 }  // namespace
 
@@ -25,8 +24,8 @@ int Context::createRecorder(const char *path, NubrixRecord **recorder)
         logPrint(kLogError, "Reached Max Stream number!");
         return -5;
     }
-    char prepared[kMaxPath + 1] = {};
-    if (createRecordFolder(path, prepared, kMaxPath) != 0)
+    char prepared[kMaxRecordPath + 1] = {};
+    if (createRecordFolder(path, prepared, kMaxRecordPath) != 0)
         return -1;
     auto created = std::make_shared<StreamRecorder>(prepared);
     if (!created->isOpened()) {
@@ -92,6 +91,8 @@ int Context::destroyRecorder(NubrixRecord *handle)
         left = m_recorders.size();
     }
     logPrint(kLogInfo, "After remove recorder, the size=%d", static_cast<int>(left));
+    // A stream that is being closed on another thread may hold it a moment longer.
+    recorder->finish();
     return 0;
 }
 

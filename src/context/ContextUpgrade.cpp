@@ -12,23 +12,17 @@ int Context::deviceStartUpgradeOffLine(NubrixDevice *handle,
     const InFlight::Entry entry(m_inFlight);
     if (m_destroying)
         return refuseDevice();
-    Device *device = nullptr;
     NubrixBaseUpgrade *upgrader = nullptr;
-    bool known = false;
     {
+        // The lock keeps another thread from closing the camera before its upgrader is noted.
         const CriticalSectionScoped lock(*m_apiLock);
+        Device *device = nullptr;
         if (const int refused = requireOpenDevice(handle, device))
             return refused;
-        known = m_upgraders.count(handle) != 0;
-    }
-    if (!known)
-        upgrader = device->createUpgradeIntance();
-    {
-        const CriticalSectionScoped lock(*m_apiLock);
-        const auto [kept, added] = m_upgraders.emplace(handle, upgrader);
-        if (!added && upgrader)  // another thread was faster
-            delete upgrader;
-        upgrader = kept->second;
+        auto known = m_upgraders.find(handle);
+        if (known == m_upgraders.end())
+            known = m_upgraders.emplace(handle, device->createUpgradeIntance()).first;
+        upgrader = known->second;
         m_activeUpgrader = upgrader;
     }
     NubrixBaseDriver *const uvc = driverOf(DRIVER_TYPE_UVC);

@@ -78,7 +78,9 @@ int Context::waitInSlices(NubrixStream **handles, int count, MultiStreamsListene
 int Context::waitStreamsUtilTimeout(NubrixStream **handles, int count,
                                     MultiStreamsListener *listener, NubrixStream **ready, int ms)
 {
-    if (!canWaitOn(handles, count) || !checkIfAnyDeviceConnected(handles, count))
+    // A stream that was closed and opened anew may stand at the same address, and is not heard.
+    if (!canWaitOn(handles, count) || listener->hasLostAStream() ||
+        !checkIfAnyDeviceConnected(handles, count))
         return -9;
     if (!checkIfDeviceKeepLiveOK(handles, count))
         return canWaitOn(handles, count) ? -10 : -9;

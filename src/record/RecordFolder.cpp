@@ -15,8 +15,6 @@ namespace nubrix {
 
 namespace {
 
-constexpr unsigned int kMaxPath = 255;
-
 bool isFolder(const std::string &path)
 {
     struct stat status = {};
@@ -73,7 +71,7 @@ int join(std::string folder, const std::string &name, char *out, unsigned int ca
 int createRecordFolder(const char *path, char *out, unsigned int capacity)
 {
     std::string normal = path ? path : "";
-    if (normal.size() > kMaxPath) {
+    if (normal.size() > kMaxRecordPath) {
         logPrint(kLogError, "file path:%s length:%d more than 255, not support!", normal.c_str(),
                  static_cast<int>(normal.size()));
         return -1;
@@ -87,8 +85,8 @@ int createRecordFolder(const char *path, char *out, unsigned int capacity)
     logPrint(kLogInfo, "FileDir:%s, file name:%s", folder.c_str(), name.c_str());
     if (!createEveryLevel(folder))
         return 0;
-    char resolved[kMaxPath + 1] = {};
-    if (const int failed = getFullPathName(folder.c_str(), resolved, kMaxPath)) {
+    char resolved[kMaxRecordPath + 1] = {};
+    if (const int failed = getFullPathName(folder.c_str(), resolved, kMaxRecordPath)) {
         logPrint(kLogError, "get full path name failed!%s", folder.c_str());
         return failed;
     }

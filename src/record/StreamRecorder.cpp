@@ -25,8 +25,22 @@ StreamRecorder::~StreamRecorder()
 {
     disconnect_all();
     logPrint(kLogInfo, "~StreamRecorder()");
-    if (m_file->open())
-        m_file->flush();
+    flush();
+}
+
+void StreamRecorder::finish()
+{
+    disconnect_all();
+    flush();
+    m_file->closeFile();
+}
+
+void StreamRecorder::flush()
+{
+    // What is still buffered may find the disk full, too; the file's result does not tell.
+    errno = 0;
+    if (m_file->flush() == 0 && errno != 0)
+        logPrint(kLogWarning, "write Data failed, errno:0x%x", static_cast<unsigned int>(errno));
 }
 
 StreamRecorder::Slot *StreamRecorder::slotOf(unsigned int recordType)
@@ -111,7 +125,7 @@ int StreamRecorder::Stop()
 {
     m_started = false;
     logPrint(kLogInfo, "Recorder[%p] Stop", static_cast<void *>(this));
-    m_file->flush();
+    flush();
     return 0;
 }
 
@@ -186,7 +200,7 @@ void StreamRecorder::writeRecord(const typedefNubrixFrame &frame, unsigned int r
     if (writeData(tag, kRecordTagSize) < static_cast<int>(kRecordTagSize))
         logPrint(kLogWarning, "write FrameTag failed, errno:0x%x",
                  static_cast<unsigned int>(errno));
-    if (writeData(frame.data, frame.dataSize) < static_cast<int>(frame.dataSize))
+    if (writeData(frame.data, frame.dataSize) < std::int64_t{frame.dataSize})
         logPrint(kLogWarning, "write Data failed, errno:0x%x", static_cast<unsigned int>(errno));
 }
 

@@ -37,6 +37,9 @@ public:
     int Start();
     /// Flushes the file, which stays open.
     int Stop();
+    /// The end of recording, also while others still hold the recorder: nothing is written after
+    /// it.
+    void finish();
 
     /// Overwrites the first 70 bytes of the file with the header. Nothing calls it while recording.
     void writeHeader();
@@ -59,6 +62,7 @@ private:
         std::uint16_t height;
     };
 
+    void flush();
     Slot *slotOf(unsigned int recordType);
     bool recordTypeOf(VideoStream *stream, unsigned int &recordType);
     void writeRecord(const typedefNubrixFrame &frame, unsigned int recordType);

@@ -25,6 +25,12 @@ void MultiStreamsListener::addStreams(VideoStream **streams, unsigned int count)
         if (streams[i])
             streams[i]->newFrameSignal().connect(this, &MultiStreamsListener::onNewFrame);
     }
+    m_added = sender_count();
+}
+
+bool MultiStreamsListener::hasLostAStream()
+{
+    return sender_count() < m_added;
 }
 
 void MultiStreamsListener::addStreams(const std::list<VideoStream *> &streams)
@@ -44,6 +50,7 @@ int MultiStreamsListener::wait(unsigned int ms, VideoStream **out)
 void MultiStreamsListener::removeAllStreams()
 {
     disconnect_all();
+    m_added = 0;
     m_lastStream = nullptr;
     m_event->reset();
 }

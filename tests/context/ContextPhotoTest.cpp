@@ -1,9 +1,13 @@
 // Photos: the newest colour frame as a bitmap.
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <numeric>
+#include <thread>
+#include <utility>
 
 #include "tests/TemporaryFolder.h"
 #include "tests/context/ContextFixture.h"
@@ -121,16 +125,71 @@ TEST_F(Photo, IsReadBackByAnotherProgram)
 
 TEST_F(Photo, WaitsForAFrame)
 {
-    opened(NUBRIX_STREAM_COLOR);
-    std::thread camera([&] {
-        while (!std::filesystem::exists(m_path))
-            ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
-    });
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    // One frame at a time, and only while a photo waits. The wake-up may go to the stream's own
+    // thread, and then the photo ends in vain: it is tried again.
+    std::atomic<bool> done{false};
     int result = -1;
-    for (int tries = 0; result != 0 && tries < 100; ++tries)
-        result = context().takePhoto(m_path.c_str());  // the wake-up may go to the stream's thread
+    int frames = 0;
+    while (result != 0 && frames < 100) {
+        std::atomic<bool> begun{false};
+        std::thread photo([&] {
+            begun = true;
+            result = context().takePhoto(m_path.c_str());
+            done = true;
+        });
+        while (!begun)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_FALSE(done) << "it did not wait";
+        ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+        photo.join();
+        done = false;
+        ++frames;
+        typedefNubrixFrame *left = nullptr;  // the next photo is to find none
+        if (context().readFrame(stream, &left, 0) == 0)
+            context().releaseFrame(left);
+    }
     EXPECT_EQ(result, 0);
-    camera.join();
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+}
+
+TEST_F(Photo, WithoutAFrameInTimeThereIsNone)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    EXPECT_EQ(taking(m_path), (Outcome{-1, NUBRIX_ERR_FRAME_UNAVAILABLE, {}}));
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
+TEST_F(Photo, IsOfTheFirstColourStream)
+{
+    NubrixStream *const depth = opened(NUBRIX_STREAM_DEPTH);
+    NubrixStream *const first = opened(NUBRIX_STREAM_COLOR);
+    NubrixDevice *const other = open("net:1");
+    m_net.frameBufferSize = kWidth * kHeight * 3;
+    NubrixStream *const second = opened(NUBRIX_STREAM_COLOR, other);
+    ASSERT_NE(depth, first);
+    ASSERT_NE(first, second);
+    FakeFrame darker = picture();
+    std::fill(darker.pixels.begin(), darker.pixels.end(), static_cast<unsigned char>(0));
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_TRUE(m_net.deliver(NUBRIX_STREAM_COLOR, darker));
+    EXPECT_EQ(taking(m_path).status, 0);
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+}
+
+TEST_F(Photo, SizesThatLieAreRefused)
+{
+    opened(NUBRIX_STREAM_COLOR);
+    for (const auto &[width, height] : {std::pair(-1, -1), std::pair(65536, 65536),
+                                        std::pair(-4, 3), std::pair(kWidth, kHeight + 1)}) {
+        FakeFrame frame = picture();
+        frame.width = width;
+        frame.height = height;
+        ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, frame));
+        EXPECT_EQ(taking(m_path), (Outcome{-8, 0, {}})) << width << "x" << height;
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
 TEST_F(Photo, WithoutAColourStreamThereIsNone)

@@ -64,6 +64,43 @@ protected:
     NubrixStream *const m_stream = opened(NUBRIX_STREAM_COLOR);
 };
 
+TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextGoes)
+{
+    constexpr std::size_t kThreads = 16;
+    constexpr int kRounds = 20;
+    std::vector<NubrixStream *> streams;
+    for (const unsigned int type : kTypes)
+        streams.push_back(opened(type));
+    std::vector<Counter> told(kThreads);
+    std::vector<int> lastStatus(kThreads);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            // One to four streams, beginning with any.
+            std::vector<NubrixStream *> own;
+            for (std::size_t k = 0; k <= i / 4; ++k)
+                own.push_back(streams[(i + k) % streams.size()]);
+            NubrixStream *ready = nullptr;
+            while ((lastStatus[i] = context().waitForStreams(
+                        own.data(), static_cast<int>(own.size()), &ready, -1)) == 0) {
+                EXPECT_THAT(own, testing::Contains(ready));
+                told[i].add();
+            }
+        });
+    }
+    // Every thread hears of frames of every stream that it waits for, again and again.
+    for (bool all = false; !all;) {
+        for (const unsigned int type : kTypes)
+            ASSERT_TRUE(m_usb.deliver(type, {}));
+        all = std::all_of(told.begin(), told.end(),
+                          [](const Counter &count) { return count.value() >= kRounds; });
+    }
+    EXPECT_EQ(context().destroy(), 0);
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_THAT(lastStatus, testing::Each(AnyOf(-9, -13, -2)));
+}
+
 TEST_P(EndOfAWait, EndsWaitForStreams)
 {
     EXPECT_EQ(ended([&] {

@@ -248,6 +248,26 @@ TEST_F(Waiting, AnyOtherNegativeTimeIsAVeryLongOne)
     EXPECT_EQ(slices, 2);
 }
 
+TEST_F(Waiting, EndsWhenItsStreamWasClosedAndOpenedAgainMeanwhile)
+{
+    Counter listening;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "usb:1 keepLiveState")
+            listening.add();
+    });
+    int result = 0;
+    std::thread waiter([&] {
+        NubrixStream *stream = m_stream;
+        result = context().waitForStreams(&stream, 1, nullptr, -1);
+    });
+    ASSERT_TRUE(listening.reaches(1));
+    m_usb.setHook({});
+    ASSERT_EQ(context().closeStream(m_stream), 0);
+    opened(NUBRIX_STREAM_COLOR);  // at the same address, as a rule
+    waiter.join();
+    EXPECT_EQ(result, -9);
+}
+
 TEST_F(Waiting, SeveralThreadsAreToldOfOneFrame)
 {
     constexpr int kThreads = 4;

@@ -7,6 +7,7 @@
 
 #include "ChecksumCommand.h"
 #include "CloudCommand.h"
+#include "ConvertCommand.h"
 #include "ExportCommand.h"
 #include "Failure.h"
 #include "InspectCommand.h"
@@ -74,14 +75,15 @@ int run(int argc, char **argv)
     CloudCommand cloud(app);
     UpgradeCommand upgrade(app);
     ChecksumCommand checksum(app);
+    ConvertCommand convert(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::vector<Command *> commands = {&list,   &modes,   &stream,  &props,
-                                             &record, &inspect, &repair,  &exporter,
-                                             &photo,  &cloud,   &upgrade, &checksum};
+    const std::vector<Command *> commands = {&list,    &modes,    &stream,   &props, &record,
+                                             &inspect, &repair,   &exporter, &photo, &cloud,
+                                             &upgrade, &checksum, &convert};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/drivers/virtual/ImageWriter.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/drivers/virtual/ImageWriter.h"
 
 namespace nubrix {
 namespace {

@@ -11,8 +11,8 @@
 
 #include <png.h>
 
-#include "tests/drivers/virtual/ImageWriter.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/drivers/virtual/ImageWriter.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "virtual/VirtualProperties.h"
 

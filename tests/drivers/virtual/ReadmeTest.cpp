@@ -24,7 +24,7 @@ TEST(ReadmeTest, ItsScenariosAreGood)
         EXPECT_EQ(error, nullptr) << error->text("example " + std::to_string(found + 1));
         ++found;
     }
-    EXPECT_EQ(found, 3);
+    EXPECT_EQ(found, 4);
 }
 
 }  // namespace

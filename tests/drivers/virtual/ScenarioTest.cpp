@@ -90,6 +90,31 @@ TEST(ScenarioTest, ImagesLoopInMillimetresBeginningFromTheFolderOfTheScenario)
     EXPECT_FALSE(scenario.images->intrinsics);
 }
 
+TEST(ScenarioTest, ReadsTheRecording)
+{
+    const Scenario scenario = parsed(R"({"source": "recording", "recording": {
+        "file": "/data/room.bin", "repeat": "loop", "depth_unit_mm": 0.25,
+        "intrinsics": {"fx": 1, "fy": 2, "cx": 3, "cy": 4}}})");
+    ASSERT_TRUE(scenario.recording);
+    EXPECT_FALSE(scenario.images);
+    EXPECT_EQ(scenario.recording->file, "/data/room.bin");
+    EXPECT_TRUE(scenario.recording->loop);
+    EXPECT_EQ(scenario.recording->depthUnitMm, 0.25);
+    EXPECT_EQ(scenario.recording->intrinsics->cy, 4);
+}
+
+TEST(ScenarioTest, ARecordingIsPlayedOnceInSixteenthsOfAMillimetre)
+{
+    const Scenario scenario =
+        parsed(R"({"source": "recording", "recording": {"file": "room.bin"}})", "/scenarios");
+    ASSERT_TRUE(scenario.recording);
+    EXPECT_EQ(scenario.recording->file, "/scenarios/room.bin");
+    EXPECT_EQ(scenario.recording->fileLine, 1);
+    EXPECT_FALSE(scenario.recording->loop);
+    EXPECT_EQ(scenario.recording->depthUnitMm, 0.0625);
+    EXPECT_FALSE(scenario.recording->intrinsics);
+}
+
 TEST(ScenarioTest, FaultsOfAllCamerasComeBeforeTheirOwn)
 {
     const Scenario scenario = parsed(R"({"cameras": [{"faults": [{"type": "drop", "at_ms": 7}]},
@@ -263,7 +288,8 @@ INSTANTIATE_TEST_SUITE_P(General, BadScenarioTest, testing::ValuesIn(kGeneral),
                          [](const auto &test) { return test.param.name; });
 
 const Bad kImages[] = {
-    {"Source", "{\n\"source\": \"film\"}", "source", 2, "must be \"scene\" or \"images\""},
+    {"Source", "{\n\"source\": \"film\"}", "source", 2,
+     "must be \"scene\", \"images\" or \"recording\""},
     {"SourceWithoutImages", "{\n\"source\": \"images\"}", "source", 2, "images is missing"},
     {"ImagesWithoutSource", "{\n\n\"images\": {\"folder\": \"x\"}}", "images", 3, "only goes with"},
     {"ImagesWithScene", "{\"source\": \"scene\",\n\"images\": {\"folder\": \"x\"}}", "images", 2,
@@ -297,6 +323,41 @@ const Bad kImages[] = {
      "images.intrinsics.k1", 3, "no such key"},
 };
 INSTANTIATE_TEST_SUITE_P(Images, BadScenarioTest, testing::ValuesIn(kImages),
+                         [](const auto &test) { return test.param.name; });
+
+const Bad kRecording[] = {
+    {"SourceWithoutRecording", "{\n\"source\": \"recording\"}", "source", 2,
+     "recording is missing"},
+    {"RecordingWithoutSource", "{\n\n\"recording\": {\"file\": \"x\"}}", "recording", 3,
+     "only goes with \"source\": \"recording\""},
+    {"RecordingType", "{\"source\": \"recording\",\n\"recording\": \"x\"}", "recording", 2,
+     "must be an object"},
+    {"NoFile", "{\"source\": \"recording\",\n\"recording\": {}}", "recording", 2,
+     "file is missing"},
+    {"FileEmpty", "{\"source\": \"recording\", \"recording\": {\n\"file\": \"\"}}",
+     "recording.file", 2, "must not be empty"},
+    {"RecordingKey",
+     "{\"source\": \"recording\", \"recording\": {\"file\": \"x\",\n\"folder\": 1}}",
+     "recording.folder", 2, "no such key"},
+    {"RecordingRepeat",
+     "{\"source\": \"recording\", \"recording\": {\"file\": \"x\",\n\"repeat\": \"twice\"}}",
+     "recording.repeat", 2, "must be \"loop\" or \"once\""},
+    {"RecordingDepthUnit",
+     "{\"source\": \"recording\", \"recording\": {\"file\": \"x\",\n\"depth_unit_mm\": 0}}",
+     "recording.depth_unit_mm", 2, "must be from 1e-06 to 1000"},
+};
+INSTANTIATE_TEST_SUITE_P(Recording, BadScenarioTest, testing::ValuesIn(kRecording),
+                         [](const auto &test) { return test.param.name; });
+
+const Bad kUpgrade[] = {
+    {"NoBlock", "{\"faults\": [\n{\"type\": \"upgrade_cut\"}]}", "faults[0]", 2,
+     "at_block is missing"},
+    {"BlockRange", "{\"faults\": [{\"type\": \"upgrade_cut\",\n\"at_block\": -1}]}",
+     "faults[0].at_block", 2, "from 0 to 1000000000"},
+    {"NoMoment", "{\"faults\": [{\"type\": \"upgrade_cut\", \"at_block\": 1,\n\"at_ms\": 5}]}",
+     "faults[0].at_ms", 2, "no such key"},
+};
+INSTANTIATE_TEST_SUITE_P(Upgrade, BadScenarioTest, testing::ValuesIn(kUpgrade),
                          [](const auto &test) { return test.param.name; });
 
 const Bad kFaults[] = {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/drivers/virtual/FakePool.h"
+#include "tests/drivers/FakePool.h"
 #include "virtual/VirtualDriver.h"
 
 namespace nubrix {

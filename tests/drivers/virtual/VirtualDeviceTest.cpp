@@ -275,7 +275,6 @@ TEST_F(VirtualDeviceTest, WhatItCannotDoIsNotSupported)
     unsigned int size = sizeof data;
     EXPECT_EQ(device.propertyTranspraentTransmission(data, 4, data, &size), -8);
     EXPECT_EQ(device.setTemperatureParamsFilePath("file"), -8);
-    EXPECT_EQ(device.createUpgradeIntance(), nullptr);
 }
 
 }  // namespace

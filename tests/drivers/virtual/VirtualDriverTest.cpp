@@ -242,7 +242,7 @@ TEST_F(ScenarioVariableTest, ABadScenarioIsToldWithKeyAndLine)
     EXPECT_EQ(initializeWithFile(file, m_status),
               "nubrix virtual camera: " + file +
                   ":3: paicng: there is no such key here; there are cameras, pacing, source, "
-                  "images, frame_rate, faults\n");
+                  "images, recording, frame_rate, faults\n");
     EXPECT_EQ(m_status, -4);
 }
 
@@ -268,7 +268,8 @@ TEST_F(ScenarioVariableTest, AScenarioOfMoreThanOneMebibyteIsRefused)
 
 TEST_F(ScenarioVariableTest, AFolderInPlaceOfTheFileIsRefused)
 {
-    EXPECT_THAT(initializeWithFile(m_folder.path().string(), m_status), HasSubstr("cannot be read"));
+    EXPECT_THAT(initializeWithFile(m_folder.path().string(), m_status),
+                HasSubstr("cannot be read"));
     EXPECT_EQ(m_status, -4);
 }
 

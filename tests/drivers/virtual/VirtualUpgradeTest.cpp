@@ -18,6 +18,7 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "tests/record/RecordBytes.h"
+#include "virtual/FirmwareImage.h"
 
 namespace nubrix {
 namespace {
@@ -93,6 +94,11 @@ protected:
     {
         std::unique_lock<std::mutex> lock(m_lock);
         return m_changed.wait_for(lock, kDeadline, [&] { return m_passedOn.size() >= count; });
+    }
+    bool awaitKept(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_changed.wait_for(lock, kDeadline, [&] { return m_kept.size() >= count; });
     }
     std::vector<unsigned int> passedOn()
     {
@@ -175,6 +181,7 @@ TEST_F(VirtualUpgradeTest, KeepsTheEventsOfItsRebootAndNoOthers)
     begin();
     ASSERT_EQ(start(imageOf(firmware())), 0);
     ASSERT_EQ(awaitFinished(), 0);
+    ASSERT_TRUE(awaitKept(2));
     EXPECT_THAT(kept(), ElementsAre(NUBRIX_DEVICE_DISCONNECTED, NUBRIX_DEVICE_CONNECTED));
     EXPECT_TRUE(passedOn().empty());
     EXPECT_EQ(list().size(), 1U);
@@ -324,7 +331,7 @@ TEST_F(VirtualUpgradeTest, IsBrokenOffWhenItsDriverGoes)
     m_driver.reset();
     EXPECT_EQ(awaitFinished(), -1);
     GetCapturedStderr();
-    EXPECT_EQ(startFile("any"), -9);
+    EXPECT_EQ(start(imageOf(firmware())), -9);
 }
 
 TEST_F(VirtualUpgradeTest, MayEndItselfWhenItHasFinished)
@@ -334,6 +341,39 @@ TEST_F(VirtualUpgradeTest, MayEndItselfWhenItHasFinished)
     ASSERT_EQ(start(imageOf(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(m_upgrader, nullptr);
+}
+
+TEST_F(VirtualUpgradeTest, MayEndItselfWhileItRuns)
+{
+    begin();
+    m_atProgress = [this](int percent) {
+        if (percent == 31)
+            m_upgrader.reset();
+    };
+    CaptureStderr();
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    EXPECT_EQ(awaitFinished(), -1);
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("it was broken off"));
+    EXPECT_EQ(version(), "1.0.0");
+}
+
+TEST_F(VirtualUpgradeTest, MayBeStartedAgainWhenItHasFinished)
+{
+    begin();
+    int again = 12345;
+    bool first = true;
+    m_atFinish = [&] {
+        if (std::exchange(first, false))
+            again = start(imageOf(firmware(), 3));
+    };
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    EXPECT_EQ(awaitFinished(), 0);
+    EXPECT_EQ(again, 0);
+    for (const auto until = std::chrono::steady_clock::now() + kDeadline;
+         version() != "3.5.7" && std::chrono::steady_clock::now() < until;)
+        std::this_thread::yield();
+    EXPECT_EQ(version(), "3.5.7");
+    m_upgrader.reset();  // waits for the second
 }
 
 TEST_F(VirtualUpgradeTest, NeedsNoCallbacks)

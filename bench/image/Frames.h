@@ -1,0 +1,83 @@
+// The images that a benchmark works on: always the same one, or eight in turn, as from a pool.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "bench/Ratio.h"
+#include "utils/CpuFeatures.h"
+
+namespace nubrix::bench {
+
+struct Frame {
+    std::vector<unsigned char> source;   // what a camera gives, 2 bytes a pixel
+    std::vector<unsigned char> target;   // 3 bytes a pixel
+    std::vector<unsigned char> between;  // 4 bytes a pixel, for peers that need a step more
+};
+
+class Frames {
+public:
+    explicit Frames(const benchmark::State &state)
+        : m_width(static_cast<int>(state.range(0))),
+          m_height(static_cast<int>(state.range(1))),
+          m_frames(static_cast<std::size_t>(state.range(2)))
+    {
+        std::mt19937 random(1);
+        const auto pixels = static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height);
+        for (Frame &frame : m_frames) {
+            frame.source.resize(3 * pixels);
+            for (unsigned char &byte : frame.source)
+                byte = static_cast<unsigned char>(random());
+            frame.target.resize(3 * pixels);
+            frame.between.resize(4 * pixels);
+        }
+    }
+
+    int width() const { return m_width; }
+    int height() const { return m_height; }
+    std::size_t pixels() const { return m_frames[0].between.size() / 4; }
+    std::size_t count() const { return m_frames.size(); }
+    Frame &operator[](std::size_t i) { return m_frames[i]; }
+
+private:
+    int m_width, m_height;
+    std::vector<Frame> m_frames;
+};
+
+/// Runs job(frame) and peer(frame) on all frames, one after another. The counter "speed" is the
+/// peer's time over ours. NUBRIX_CPU chooses the instruction set.
+template <class Job, class Peer>
+void compare(benchmark::State &state, Frames &frames, const Job &job, const Peer &peer)
+{
+    const auto run = [&frames](const auto &one) {
+        for (std::size_t i = 0; i < frames.count(); ++i) {
+            one(frames[i]);
+            benchmark::ClobberMemory();
+        }
+    };
+    measureBeside(
+        state, static_cast<int>(frames.count()), [&] { run(job); }, [&] { run(peer); });
+    state.counters["speed"] = state.counters["peer_ns"] / state.counters["ns"];
+    state.SetLabel(nameOf(instructionSet()));
+}
+
+/// memcpy of `bytes` into the target.
+inline auto copyOf(std::size_t bytes)
+{
+    return [bytes](Frame &frame) { std::memcpy(frame.target.data(), frame.between.data(), bytes); };
+}
+
+inline void sizes(benchmark::internal::Benchmark *bench)
+{
+    bench->ArgNames({"width", "height", "frames"})
+        ->ArgsProduct({{640}, {480}, {1, 8}})
+        ->ArgsProduct({{1280}, {800}, {1, 8}})
+        ->ArgsProduct({{1920}, {1080}, {1, 8}})
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
+}
+
+}  // namespace nubrix::bench

@@ -1,0 +1,201 @@
+// Vectors of bytes and what image kernels do with them; compiled once for each instruction set.
+//
+// Everything here and in the kernels is a template over a type that is local to the including
+// source, so no function of it can end up in the place of one that was compiled for less.
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include "image/ByteOrders.h"
+
+#define NUBRIX_LANES_INLINE [[gnu::always_inline]] static inline
+
+namespace nubrix {
+
+template <int N>
+struct ByteVectors {
+    typedef unsigned char Bytes __attribute__((vector_size(N)));
+    typedef short Words __attribute__((vector_size(N)));
+    typedef int Ints __attribute__((vector_size(N)));
+    typedef long long Quads __attribute__((vector_size(N)));
+    typedef unsigned char HalfBytes __attribute__((vector_size(N / 2)));
+};
+
+/// N bytes in the compiler's own vectors, in blocks of 16: what is shuffled is shuffled within its
+/// block, as most processors do it best. `Local` is a type of the including source that derives
+/// from this and hides what its instruction set does better.
+template <class Local, int N>
+struct ByteLanes {
+    using Bytes = typename ByteVectors<N>::Bytes;
+    using Words = typename ByteVectors<N>::Words;
+    using Ints = typename ByteVectors<N>::Ints;
+    using Quads = typename ByteVectors<N>::Quads;
+    using HalfBytes = typename ByteVectors<N>::HalfBytes;
+    using Block = typename ByteVectors<16>::Bytes;
+
+    static constexpr int kBytes = N;
+    static constexpr int kBlocks = N / 16;
+
+    template <class Vector = Bytes>
+    NUBRIX_LANES_INLINE Vector load(const void *from)
+    {
+        Vector values;
+        __builtin_memcpy(&values, from, sizeof(values));
+        return values;
+    }
+    template <class Vector>
+    NUBRIX_LANES_INLINE void store(void *to, Vector values)
+    {
+        __builtin_memcpy(to, &values, sizeof(values));
+    }
+    NUBRIX_LANES_INLINE Words allOf(int value) { return Words{} + static_cast<short>(value); }
+    NUBRIX_LANES_INLINE Words widen(HalfBytes bytes)
+    {
+        return __builtin_convertvector(bytes, Words);
+    }
+    /// The bytes at the even places, and at the odd ones, as words.
+    NUBRIX_LANES_INLINE Words evenBytes(Bytes bytes)
+    {
+        return __builtin_bit_cast(Words, bytes) & static_cast<short>(255);
+    }
+    NUBRIX_LANES_INLINE Words oddBytes(Bytes bytes)
+    {
+        typedef unsigned short Unsigned __attribute__((vector_size(N)));
+        return __builtin_bit_cast(Words, __builtin_bit_cast(Unsigned, bytes) >> 8);
+    }
+    /// a + b, or the largest word if that is less; no sum may be below the smallest word.
+    NUBRIX_LANES_INLINE Words addSaturated(Words a, Words b)
+    {
+        const Words most = allOf(32767) - (b < 0 ? Words{} : b);
+        return (a < most ? a : most) + b;
+    }
+    /// The words, clamped to bytes: in each block those of `a`, then those of `b`.
+    NUBRIX_LANES_INLINE Bytes pack(Words a, Words b)
+    {
+        return shuffle<typename Orders::Packed>(clamped(a), clamped(b));
+    }
+
+    /// Lane i of the result is lane Order::of(i) of a (below the number of lanes) or b.
+    template <class Order, class Vector>
+    NUBRIX_LANES_INLINE Vector shuffle(Vector a, Vector b)
+    {
+        constexpr int kCount = static_cast<int>(sizeof(Vector) / sizeof(a[0]));
+        return shuffle<Order>(a, b, std::make_integer_sequence<int, kCount>());
+    }
+    /// The same, the lanes being blocks.
+    template <class Order>
+    NUBRIX_LANES_INLINE Bytes shuffleBlocks(Bytes a, Bytes b)
+    {
+        return __builtin_bit_cast(Bytes,
+                                  shuffle<typename Orders::template HalfBlocks<Order>>(
+                                      __builtin_bit_cast(Quads, a), __builtin_bit_cast(Quads, b)));
+    }
+
+    /// The elements of a block of `a` and those of `b` in turn: of the first halves of the blocks,
+    /// or of the second.
+    template <class Vector>
+    NUBRIX_LANES_INLINE Bytes interleaveLow(Bytes a, Bytes b)
+    {
+        return interleave<Vector, 0>(a, b);
+    }
+    template <class Vector>
+    NUBRIX_LANES_INLINE Bytes interleaveHigh(Bytes a, Bytes b)
+    {
+        return interleave<Vector, 1>(a, b);
+    }
+    /// The pixels of kPixelBytes bytes in the opposite order.
+    template <int kPixelBytes>
+    NUBRIX_LANES_INLINE Bytes reverse(Bytes values)
+    {
+        values = shuffleBlocks<typename Orders::ReverseBlocks>(values, values);
+        return shuffle<typename Orders::template ReversePixels<kPixelBytes>>(values, values);
+    }
+
+    /// One block each from `from`, `from + step`, ...
+    NUBRIX_LANES_INLINE Bytes gather(const unsigned char *from, std::ptrdiff_t step)
+    {
+        if constexpr (N == 16) {
+            return load(from);
+        } else {
+            using Half = ByteLanes<Local, N / 2>;
+            return join(Half::gather(from, step), Half::gather(from + kBlocks / 2 * step, step),
+                        std::make_integer_sequence<int, N>());
+        }
+    }
+    /// The blocks to `to`, `to + step`, ...
+    NUBRIX_LANES_INLINE void scatter(unsigned char *to, std::ptrdiff_t step, Bytes values)
+    {
+        scatter(to, step, values, std::make_integer_sequence<int, kBlocks>());
+    }
+
+    /// 3 * N bytes: R, G and B of N pixels in turn. The places of each block's pixels are those of
+    /// pack(pixels 0, 2, 4 ..., pixels 1, 3, 5 ...).
+    NUBRIX_LANES_INLINE void storeRgb(unsigned char *to, Bytes r, Bytes g, Bytes b)
+    {
+        // Neither 16 nor the number of blocks is a multiple of 3: so the places of one colour are
+        // all different. It is put there once; the rest is blending. Then the same with blocks.
+        r = shuffle<typename Orders::template SpreadColour<0>>(r, r);
+        g = shuffle<typename Orders::template SpreadColour<1>>(g, g);
+        b = shuffle<typename Orders::template SpreadColour<2>>(b, b);
+        Bytes first = blend<Orders::template BlendBytes, 0>(r, g, b);
+        Bytes second = blend<Orders::template BlendBytes, 1>(r, g, b);
+        Bytes third = blend<Orders::template BlendBytes, 2>(r, g, b);
+        first = shuffleBlocks<typename Orders::template SpreadBlocks<0>>(first, first);
+        second = shuffleBlocks<typename Orders::template SpreadBlocks<1>>(second, second);
+        third = shuffleBlocks<typename Orders::template SpreadBlocks<2>>(third, third);
+        store(to, blend<Orders::template BlendBlocks, 0>(first, second, third));
+        store(to + N, blend<Orders::template BlendBlocks, 1>(first, second, third));
+        store(to + N + N, blend<Orders::template BlendBlocks, 2>(first, second, third));
+    }
+
+private:
+    using Orders = ByteOrders<N>;
+
+    template <template <int> class Which, int kVector>
+    NUBRIX_LANES_INLINE Bytes blend(Bytes a, Bytes b, Bytes c)
+    {
+        using Second = typename Orders::template Where<Which<kVector>, 1>;
+        using Third = typename Orders::template Where<Which<kVector>, 2>;
+        return shuffle<Third>(shuffle<Second>(a, b), c);
+    }
+    template <class Vector, int kHalf>
+    NUBRIX_LANES_INLINE Bytes interleave(Bytes a, Bytes b)
+    {
+        constexpr int kElements = static_cast<int>(16 / sizeof(Vector{}[0]));
+        return __builtin_bit_cast(
+            Bytes, shuffle<typename Orders::template Interleaved<kElements, kHalf>>(
+                       __builtin_bit_cast(Vector, a), __builtin_bit_cast(Vector, b)));
+    }
+    template <class Order, class Vector, int... kIndices>
+    NUBRIX_LANES_INLINE Vector shuffle(Vector a, Vector b, std::integer_sequence<int, kIndices...>)
+    {
+        return __builtin_shufflevector(a, b, Order::of(kIndices)...);
+    }
+    template <int... kIndices>
+    NUBRIX_LANES_INLINE Bytes join(HalfBytes a, HalfBytes b,
+                                   std::integer_sequence<int, kIndices...>)
+    {
+        return __builtin_shufflevector(a, b, kIndices...);
+    }
+    template <int... kIndices>
+    NUBRIX_LANES_INLINE void scatter(unsigned char *to, std::ptrdiff_t step, Bytes values,
+                                     std::integer_sequence<int, kIndices...>)
+    {
+        (store(to + kIndices * step,
+               block<16 * kIndices>(values, std::make_integer_sequence<int, 16>())),
+         ...);
+    }
+    template <int kFirst, int... kIndices>
+    NUBRIX_LANES_INLINE Block block(Bytes values, std::integer_sequence<int, kIndices...>)
+    {
+        return __builtin_shufflevector(values, values, (kFirst + kIndices)...);
+    }
+    NUBRIX_LANES_INLINE Bytes clamped(Words words)
+    {
+        words = words < 0 ? Words{} : words;
+        return __builtin_bit_cast(Bytes, words > 255 ? allOf(255) : words);
+    }
+};
+
+}  // namespace nubrix

@@ -1,0 +1,129 @@
+// A video node without a kernel: answers as the one that a test describes, and has a picture
+// captured when the test says so.
+#pragma once
+
+#include <linux/videodev2.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "uvc/EventFd.h"
+#include "uvc/NodeIo.h"
+
+namespace nubrix {
+
+/// What a node can do, and what becomes of it. Thread-safe.
+class FakeCamera {
+public:
+    struct Size {
+        unsigned int width;
+        unsigned int height;
+        std::vector<unsigned int> rates;
+    };
+    struct Format {
+        std::uint32_t code;
+        std::vector<Size> sizes;
+    };
+    struct Shot {
+        std::vector<std::uint8_t> bytes;
+        std::uint32_t flags = V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
+        std::uint64_t timestampUs = 0;
+    };
+
+    // Set before it is used.
+    std::vector<Format> formats;
+    std::uint32_t capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    bool takesUserMemory = true;
+    bool enumeratesSizes = true;
+    unsigned int paddingBytes = 0;  // at the end of each row
+    unsigned int missingBytes = 0;  // that it does not speak of when asked for its buffers' size
+    std::map<std::uint32_t, std::int32_t> controls;
+    std::vector<std::uint8_t> extension;  // the one control of extension unit 4, selector 2
+
+    /// What a request fails with from now on, 0 for no more.
+    void fail(unsigned long request, int error);
+    /// From now on it gives another size than it is asked for.
+    void changeModes();
+    /// Fills the oldest buffer that it has, or loses the picture; either way it counts.
+    void capture(const Shot &shot);
+    /// Captures a whole picture, each byte of which has the value.
+    void captureAll(std::uint8_t value);
+    void unplug();
+
+    v4l2_pix_format format() const;
+    v4l2_fract interval() const;
+    bool isStreaming() const;
+    /// Buffers that the driver has asked for.
+    std::size_t buffers() const;
+    std::uint32_t memory() const;
+    unsigned int mappings() const;
+
+    /// What the node's file does.
+    int control(unsigned long request, void *argument);
+    void *map(std::size_t length, std::uint32_t offset);
+    void unmap();
+    int descriptor() const { return m_filled.descriptor(); }
+
+private:
+    struct Buffer {
+        std::vector<std::uint8_t> own;
+        std::uint8_t *memory;
+        std::size_t length;
+        std::uint32_t used;
+        std::uint32_t sequence;
+        std::uint32_t flags;
+        std::uint64_t timestampUs;
+    };
+
+    int enumerateFormats(v4l2_fmtdesc &answer) const;
+    int enumerateSizes(v4l2_frmsizeenum &answer) const;
+    int enumerateIntervals(v4l2_frmivalenum &answer) const;
+    void adjust(v4l2_pix_format &format) const;
+    int requestBuffers(v4l2_requestbuffers &request);
+    int queue(const v4l2_buffer &buffer);
+    int dequeue(v4l2_buffer &buffer);
+    int useControl(unsigned long request, v4l2_control &control);
+    int useExtension(void *argument);
+
+    mutable std::mutex m_lock;
+    EventFd m_filled;  // everything below is under m_lock
+    std::map<unsigned long, int> m_errors;
+    v4l2_pix_format m_format = {};
+    v4l2_fract m_interval = {1, 30};
+    bool m_streaming = false;
+    bool m_gone = false;
+    bool m_changed = false;
+    unsigned int m_mappings = 0;
+    std::uint32_t m_memory = 0;
+    std::uint32_t m_sequence = 0;
+    std::vector<Buffer> m_buffers;
+    std::deque<std::uint32_t> m_empty;
+    std::deque<std::uint32_t> m_ready;
+};
+
+/// A file of the node; the camera outlives it.
+class FakeNode final : public NodeIo {
+public:
+    explicit FakeNode(FakeCamera &camera) : m_camera(camera) {}
+
+    int control(unsigned long request, void *argument) override
+    {
+        return m_camera.control(request, argument);
+    }
+    void *map(std::size_t length, std::uint32_t offset) override
+    {
+        return m_camera.map(length, offset);
+    }
+    void unmap(void * /*memory*/, std::size_t /*length*/) override { m_camera.unmap(); }
+    int descriptor() const override { return m_camera.descriptor(); }
+
+private:
+    FakeCamera &m_camera;
+};
+
+}  // namespace nubrix

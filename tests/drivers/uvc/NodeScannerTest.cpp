@@ -1,0 +1,174 @@
+#include "uvc/NodeScanner.h"
+
+#include <linux/videodev2.h>
+#include <sys/sysmacros.h>
+
+#include <cerrno>
+
+#include "tests/drivers/uvc/FakeNode.h"
+#include "tests/drivers/uvc/MockedUdev.h"
+
+namespace nubrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class NodeScannerTest : public testing::Test {
+protected:
+    NodeScannerTest() : m_udev(udev_new()) {}
+
+    std::vector<NodeInfo> scan()
+    {
+        return NodeScanner(*m_udev,
+                           [this](const std::string &path, std::unique_ptr<NodeIo> &node) {
+                               opened.push_back(path);
+                               if (openError != 0)
+                                   return openError;
+                               node = std::make_unique<FakeNode>(camera);
+                               return 0;
+                           })
+            .scan();
+    }
+    std::vector<std::string> capturing()
+    {
+        std::vector<std::string> paths;
+        for (const NodeInfo &node : scan()) {
+            if (node.captures)
+                paths.push_back(node.path);
+        }
+        return paths;
+    }
+
+    MockedUdev system;
+    FakeCamera camera;
+    int openError = EACCES;
+    std::vector<std::string> opened;
+
+private:
+    UdevPtr<udev> m_udev;
+};
+
+TEST_F(NodeScannerTest, ASystemWithoutCamerasHasNone)
+{
+    EXPECT_THAT(scan(), IsEmpty());
+}
+
+TEST_F(NodeScannerTest, DescribesTheNodesOfACamera)
+{
+    system.addUsb("1-2", "A: serial=SN 1\nA: product=Depth Camera\n");
+    system.addNode("1-2", 1, ":");
+    system.addNode("1-2", 0);
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 2U);
+    EXPECT_EQ(nodes[0].path, "/dev/video0");
+    EXPECT_EQ(nodes[0].number, 0U);
+    EXPECT_TRUE(nodes[0].captures);
+    EXPECT_FALSE(nodes[1].captures);
+    ASSERT_TRUE(nodes[0].usb);
+    EXPECT_EQ(nodes[0].usb->busPath, "1-2");
+    EXPECT_EQ(nodes[0].usb->vendorId, 0x1209U);
+    EXPECT_EQ(nodes[0].usb->productId, 1U);
+    EXPECT_EQ(nodes[0].usb->release, 0x0102U);
+    EXPECT_EQ(nodes[0].usb->serial, "SN 1");
+    EXPECT_EQ(nodes[0].usb->product, "Depth Camera");
+    EXPECT_EQ(nodes[1].usb->sysPath, nodes[0].usb->sysPath);
+    EXPECT_THAT(opened, IsEmpty());
+}
+
+TEST_F(NodeScannerTest, ACameraWithoutNamesHasTheNodesName)
+{
+    system.addUsb("1-2", "");
+    system.addNode("1-2", 0);
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0].usb->serial, "");
+    EXPECT_EQ(nodes[0].usb->product, "Camera");
+}
+
+TEST_F(NodeScannerTest, RubbishInNamesIsCleaned)
+{
+    system.addUsb("1-2", "H: serial=ff41fe\nH: product=20c3a9010a42e282\n");
+    system.addNode("1-2", 0);
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0].usb->serial, "?A?");
+    EXPECT_EQ(nodes[0].usb->product,
+              "\xc3\xa9"
+              "B??");
+}
+
+TEST_F(NodeScannerTest, TwoIdenticalCamerasAreToldApartByTheirPlaces)
+{
+    for (const unsigned int number : {0U, 1U}) {
+        const std::string place = "1-" + std::to_string(number + 1);
+        system.addUsb(place, "A: serial=SAME\n");
+        system.addNode(place, number);
+    }
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 2U);
+    EXPECT_EQ(nodes[0].usb->busPath, "1-1");
+    EXPECT_EQ(nodes[1].usb->busPath, "1-2");
+}
+
+TEST_F(NodeScannerTest, OutputsAndCodecsGiveNoPictures)
+{
+    system.addUsb("1-2", "");
+    system.addNode("1-2", 0, ":video_output:");
+    system.addNode("1-2", 1, ":capture:video_output:");
+    system.addNode("1-2", 2, ":");
+    EXPECT_THAT(capturing(), IsEmpty());
+}
+
+TEST_F(NodeScannerTest, ANodeWithoutUsbIsOneByItself)
+{
+    system.addUndescribedNode("/devices/platform/csi/video4linux/video7", 7,
+                              "E: ID_V4L_CAPABILITIES=:capture:\n");
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0].path, "/dev/video7");
+    EXPECT_FALSE(nodes[0].usb);
+}
+
+TEST_F(NodeScannerTest, RadiosAreNoVideoNodes)
+{
+    system.add(
+        "P: /devices/platform/r/video4linux/radio0\nN: radio0=00\nE: SUBSYSTEM=video4linux\n"
+        "E: DEVNAME=/dev/radio0\nE: MAJOR=81\nE: MINOR=9\n");
+    EXPECT_THAT(scan(), IsEmpty());
+}
+
+TEST_F(NodeScannerTest, ANodeThatUdevDoesNotDescribeIsAsked)
+{
+    openError = 0;
+    system.addUndescribedNode("/devices/platform/v/video4linux/video0", 0, "");
+    EXPECT_THAT(capturing(), ElementsAre("/dev/video0"));
+    camera.capabilities = V4L2_CAP_META_CAPTURE | V4L2_CAP_STREAMING;
+    EXPECT_THAT(capturing(), IsEmpty());
+    camera.capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_OUTPUT;
+    EXPECT_THAT(capturing(), IsEmpty());
+}
+
+TEST_F(NodeScannerTest, OfNodesThatCannotBeAskedTheFirstGivesPictures)
+{
+    openError = EACCES;
+    system.addUndescribedNode("/devices/platform/v/video4linux/video0", 0, "A: index=0\n");
+    system.addUndescribedNode("/devices/platform/v/video4linux/video1", 1, "A: index=1\n");
+    EXPECT_THAT(capturing(), ElementsAre("/dev/video0"));
+    EXPECT_THAT(opened, ElementsAre("/dev/video0", "/dev/video1"));
+}
+
+TEST(CleanTextTest, KeepsWhatCanBeShown)
+{
+    EXPECT_EQ(cleanText(nullptr), "");
+    EXPECT_EQ(cleanText("   "), "");
+    EXPECT_EQ(cleanText("  A camera\t \n"), "A camera");
+    EXPECT_EQ(cleanText("\xe6\xb7\xb1\xf0\x9f\x93\xb7"), "\xe6\xb7\xb1\xf0\x9f\x93\xb7");
+    EXPECT_EQ(cleanText("\xc0\x80"), "??");            // longer than need be
+    EXPECT_EQ(cleanText("\xed\xa0\x80"), "???");       // half of a pair
+    EXPECT_EQ(cleanText("\xf4\x90\x80\x80"), "????");  // beyond the last character
+    EXPECT_EQ(cleanText("\xe6\xb7"), "??");            // cut
+}
+
+}  // namespace
+}  // namespace nubrix

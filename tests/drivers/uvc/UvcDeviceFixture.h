@@ -1,0 +1,102 @@
+// A device on fake nodes, and a stream of it with a pool and a receiver.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/drivers/FakePool.h"
+#include "tests/drivers/uvc/FakeNode.h"
+#include "uvc/UvcDevice.h"
+
+namespace nubrix {
+
+/// The usual cameras of the tests, with small pictures.
+inline FakeCamera::Format formatOf(std::uint32_t code)
+{
+    return {code, {{64, 48, {30, 15}}, {32, 24, {30}}}};
+}
+
+class UvcDeviceTest : public testing::Test {
+protected:
+    /// One more node of the camera, which is to be described before open.
+    FakeCamera &addNode(const std::vector<std::uint32_t> &codes)
+    {
+        m_cameras.push_back(std::make_unique<FakeCamera>());
+        for (const std::uint32_t code : codes)
+            m_cameras.back()->formats.push_back(formatOf(code));
+        return *m_cameras.back();
+    }
+
+    NodeOpener opener()
+    {
+        return [this](const std::string &path, std::unique_ptr<NodeIo> &node) {
+            if (const auto error = openErrors.find(path); error != openErrors.end())
+                return error->second;
+            node = std::make_unique<FakeNode>(*m_cameras[std::stoul(path)]);
+            return 0;
+        };
+    }
+
+    int tryOpen()
+    {
+        std::vector<std::string> paths;
+        for (std::size_t i = 0; i < m_cameras.size(); ++i)
+            paths.push_back(std::to_string(i));
+        return UvcDevice::open("usb:1-2", usb, paths, opener(), m_device);
+    }
+
+    UvcDevice &open()
+    {
+        EXPECT_EQ(tryOpen(), 0);
+        return *m_device;
+    }
+
+    void close() { m_device.reset(); }
+
+    UsbIdentity usb;
+    std::map<std::string, int> openErrors;  // by path
+
+private:
+    std::vector<std::unique_ptr<FakeCamera>> m_cameras;
+    std::unique_ptr<UvcDevice> m_device;
+};
+
+class TestStream {
+public:
+    TestStream(NubrixBaseDevice &device, unsigned int streamType, int poolFrames = 10)
+        : m_device(device)
+    {
+        created = device.createStream(streamType, &m_stream);
+        if (m_stream == nullptr)
+            return;
+        m_pool = std::make_unique<FakePool>(m_stream->getFrameBufferSize(), poolFrames);
+        m_stream->setFrameAllocator(m_pool.get());
+        m_stream->setFrameCallback(&FrameSink::receive, &m_sink);
+        m_sink.keepPixels = true;
+    }
+    ~TestStream()
+    {
+        if (m_stream != nullptr)
+            m_device.destroyStream(&m_stream);
+    }
+    TestStream(const TestStream &) = delete;
+    TestStream &operator=(const TestStream &) = delete;
+
+    NubrixBaseStream *operator->() { return m_stream; }
+    FakePool &pool() { return *m_pool; }
+    FrameSink &sink() { return m_sink; }
+
+    int created = 0;
+
+private:
+    NubrixBaseDevice &m_device;
+    FrameSink m_sink;
+    std::unique_ptr<FakePool> m_pool;
+    NubrixBaseStream *m_stream = nullptr;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,300 @@
+#include "uvc/UvcDriver.h"
+
+#include <fcntl.h>
+#include <linux/videodev2.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+#include "tests/drivers/FakePool.h"
+#include "tests/drivers/uvc/FakeNode.h"
+#include "tests/drivers/uvc/MockedUdev.h"
+#include "tests/drivers/uvc/UvcDeviceFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class UvcDriverTest : public testing::Test {
+protected:
+    struct Told {
+        std::string text;  // "+usb:1-2 serial location"
+        std::size_t listed;
+    };
+
+    void start()
+    {
+        driver = std::make_unique<UvcDriver>(
+            [this](const std::string & /*path*/, std::unique_ptr<NodeIo> &node) {
+                if (openError != 0)
+                    return openError;
+                node = std::make_unique<FakeNode>(camera);
+                return 0;
+            });
+        driver->setDeviceStateCallback(&UvcDriverTest::take, this);
+        ASSERT_EQ(driver->initialize(), 0);
+    }
+    void TearDown() override { driver.reset(); }
+
+    std::vector<typedefNubrixeviceAttribute> list()
+    {
+        std::vector<typedefNubrixeviceAttribute> records(60);
+        unsigned int count = 60;
+        EXPECT_EQ(driver->getDeviceList(records.data(), &count), 0);
+        records.resize(count);
+        return records;
+    }
+    std::vector<std::string> uris()
+    {
+        std::vector<std::string> all;
+        for (const auto &record : list())
+            all.emplace_back(record.uri);
+        return all;
+    }
+    /// Waits until so much has been told.
+    bool await(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_told.wait_for(lock, kDeadline, [&] { return m_all.size() >= count; });
+    }
+    std::vector<std::string> told()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        std::vector<std::string> texts;
+        for (const Told &each : m_all)
+            texts.push_back(each.text);
+        return texts;
+    }
+    std::size_t listedWhenTold(std::size_t i)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_all[i].listed;
+    }
+    void plug(const std::string &busPath, unsigned int number)
+    {
+        system.addUsb(busPath, "A: serial=S" + std::to_string(number) + "\n");
+        system.addNode(busPath, number);
+    }
+
+    MockedUdev system;
+    FakeCamera camera;
+    int openError = 0;
+    std::unique_ptr<UvcDriver> driver;
+
+private:
+    static void take(const char *uri, const char *serial, const char *location, unsigned int state,
+                     void *user)
+    {
+        auto &self = *static_cast<UvcDriverTest *>(user);
+        const std::size_t listed = self.list().size();  // as the library does
+        const std::lock_guard<std::mutex> lock(self.m_lock);
+        self.m_all.push_back({(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + std::string(uri) +
+                                  " " + serial + " " + location,
+                              listed});
+        self.m_told.notify_all();
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_told;
+    std::vector<Told> m_all;  // under m_lock
+};
+
+TEST_F(UvcDriverTest, ListsCamerasOncePerDevice)
+{
+    system.addUsb("1-2", "A: serial=SN1\nA: product=Depth Camera\n");
+    system.addNode("1-2", 0);
+    system.addNode("1-2", 1, ":");
+    system.addNode("1-2", 2);
+    start();
+    const auto cameras = list();
+    ASSERT_EQ(cameras.size(), 1U);
+    const unsigned int vendor = cameras[0].vendorId;  // by value: the record is packed
+    const unsigned int product = cameras[0].productId;
+    const int transport = cameras[0].transport;
+    const unsigned int state = cameras[0].deviceState;
+    EXPECT_EQ(vendor, 0x1209U);
+    EXPECT_EQ(product, 1U);
+    EXPECT_EQ(transport, 1);
+    EXPECT_EQ(state, NUBRIX_DEVICE_CONNECTED);
+    EXPECT_STREQ(cameras[0].uri, "usb:1-2");
+    EXPECT_STREQ(cameras[0].serialNumber, "SN1");
+    EXPECT_STREQ(cameras[0].location, "1-2");
+    EXPECT_STREQ(cameras[0].productName, "Depth Camera");
+}
+
+TEST_F(UvcDriverTest, ACameraWithoutACaptureNodeIsNoCamera)
+{
+    system.addUsb("1-2", "");
+    system.addNode("1-2", 0, ":");
+    start();
+    EXPECT_THAT(list(), IsEmpty());
+}
+
+TEST_F(UvcDriverTest, TextsThatAreTooLongAreCutBetweenCharacters)
+{
+    const std::string e = "\xc3\xa9";
+    std::string hex = "78";  // so that a character lies across the end
+    for (int i = 0; i < 100; ++i)
+        hex += "c3a9";
+    system.addUsb("1-2", "H: serial=" + hex + "\nH: product=" + hex + "\n");
+    system.addNode("1-2", 0);
+    start();
+    const auto cameras = list();
+    ASSERT_EQ(cameras.size(), 1U);
+    const std::string serial = cameras[0].serialNumber;
+    EXPECT_EQ(serial.size(), 63U);
+    EXPECT_EQ(serial.substr(61), e);
+    const std::string product = cameras[0].productName;
+    EXPECT_EQ(product.size(), 127U);
+    EXPECT_EQ(product.substr(125), e);
+}
+
+TEST_F(UvcDriverTest, WritesNoMoreRecordsThanThereIsRoomFor)
+{
+    plug("1-1", 0);
+    plug("1-2", 1);
+    start();
+    std::vector<typedefNubrixeviceAttribute> records(2);
+    unsigned int count = 1;
+    EXPECT_EQ(driver->getDeviceList(records.data(), &count), 0);
+    EXPECT_EQ(count, 1U);
+    EXPECT_STREQ(records[1].uri, "");
+}
+
+TEST_F(UvcDriverTest, NodesThatAreNotUsbAreGmslDevices)
+{
+    system.addUndescribedNode("/devices/platform/csi/video4linux/video7", 7,
+                              "E: ID_V4L_CAPABILITIES=:capture:\n");
+    camera.formats = {formatOf(V4L2_PIX_FMT_YUYV)};
+    start();
+    EXPECT_THAT(list(), IsEmpty());
+    std::vector<_NubrixGmslDeviceInfo> records(60);
+    unsigned int count = 60;
+    ASSERT_EQ(driver->getGmslDeviceList(records.data(), &count), 0);
+    ASSERT_EQ(count, 1U);
+    EXPECT_STREQ(records[0].devicePath, "/dev/video7");
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(driver->openDevice("/dev/video7", &device), 0);
+    EXPECT_STREQ(device->getDeviceId(), "/dev/video7");
+    EXPECT_EQ(driver->closeDevice(&device), 0);
+    EXPECT_EQ(device, nullptr);
+}
+
+TEST_F(UvcDriverTest, ACameraThatIsPluggedInAndOutIsToldOnceEach)
+{
+    start();
+    plug("1-2", 0);
+    system.addNode("1-2", 1, ":");
+    system.addNode("1-2", 2);
+    ASSERT_TRUE(await(1));
+    EXPECT_THAT(uris(), ElementsAre("usb:1-2"));
+    system.repeatAdd("1-2", 0);
+    for (const unsigned int number : {0U, 1U, 2U})
+        system.removeNode("1-2", number);
+    ASSERT_TRUE(await(2));
+    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2", "-usb:1-2 S0 1-2"));
+    EXPECT_EQ(listedWhenTold(0), 1U);
+    EXPECT_EQ(listedWhenTold(1), 0U);
+    EXPECT_THAT(list(), IsEmpty());
+}
+
+TEST_F(UvcDriverTest, TheEventOfACameraThatWasFoundAlreadyIsNotTold)
+{
+    plug("1-2", 0);
+    start();
+    system.repeatAdd("1-2", 0);
+    plug("1-3", 1);
+    ASSERT_TRUE(await(1));
+    EXPECT_THAT(told(), ElementsAre("+usb:1-3 S1 1-3"));
+}
+
+TEST_F(UvcDriverTest, ABurstOfFiftyIsToldInFull)
+{
+    start();
+    for (unsigned int i = 0; i < 50; ++i)
+        plug("1-" + std::to_string(i), i);
+    ASSERT_TRUE(await(50));
+    EXPECT_EQ(list().size(), 50U);
+    for (unsigned int i = 0; i < 50; ++i)
+        system.removeNode("1-" + std::to_string(i), i);
+    ASSERT_TRUE(await(100));
+    EXPECT_THAT(list(), IsEmpty());
+    const auto all = told();
+    for (unsigned int i = 0; i < 50; ++i) {
+        const std::string name = "usb:1-" + std::to_string(i) + " S" + std::to_string(i);
+        EXPECT_EQ(std::count_if(all.begin(), all.end(),
+                                [&](const auto &text) { return text.find(name + " ") == 1; }),
+                  2)
+            << name;
+    }
+}
+
+TEST_F(UvcDriverTest, IsInitializedOnce)
+{
+    start();
+    EXPECT_EQ(driver->initialize(), -2);
+}
+
+TEST_F(UvcDriverTest, IsDestroyedAtAnyTime)
+{
+    for (unsigned int i = 0; i < 20; ++i) {
+        start();
+        plug("1-2", 0);
+        driver.reset();
+        system.removeNode("1-2", 0);
+        system.removeUsb("1-2");
+    }
+}
+
+TEST_F(UvcDriverTest, OpensOnlyWhatItLists)
+{
+    plug("1-2", 0);
+    camera.formats = {formatOf(V4L2_PIX_FMT_Z16)};
+    start();
+    NubrixBaseDevice *device = nullptr;
+    EXPECT_EQ(driver->openDevice("usb:1-3", &device), -4);
+    EXPECT_EQ(driver->openDevice("/dev/video0", &device), -4);
+    EXPECT_EQ(device, nullptr);
+    ASSERT_EQ(driver->openDevice("usb:1-2", &device), 0);
+    EXPECT_STREQ(device->getDeviceId(), "usb:1-2");
+    NubrixBaseDevice *other = nullptr;
+    EXPECT_EQ(driver->closeDevice(&other), -4);
+    EXPECT_EQ(driver->closeDevice(&device), 0);
+}
+
+TEST_F(UvcDriverTest, WithoutPermissionOpeningSaysWhatToDo)
+{
+    plug("1-2", 0);
+    start();
+    openError = EACCES;
+    NubrixBaseDevice *device = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver->openDevice("usb:1-2", &device), -1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                AllOf(HasSubstr("permission denied on usb:1-2: add the user to group video\n"),
+                      Not(HasSubstr("busy"))));
+}
+
+TEST_F(UvcDriverTest, ADescriptorThatIsNoVideoNodeIsRefusedAndStaysOpen)
+{
+    start();
+    const int fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    NubrixBaseDevice *device = nullptr;
+    EXPECT_EQ(driver->openDeviceByFd(0x1209, 1, fd, "usb", &device), -4);
+    EXPECT_EQ(driver->openDeviceByFd(0x1209, 1, -1, nullptr, &device), -4);
+    EXPECT_EQ(device, nullptr);
+    EXPECT_EQ(::close(fd), 0);
+}
+
+}  // namespace
+}  // namespace nubrix

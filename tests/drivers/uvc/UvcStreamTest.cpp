@@ -1,0 +1,446 @@
+#include "uvc/UvcStream.h"
+
+#include <linux/videodev2.h>
+
+#include <cstring>
+#include <future>
+
+#include "tests/drivers/uvc/UvcDeviceFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr std::size_t kPixels = 64 * 48;
+
+StreamCounters countersOf(UvcDevice &device, unsigned int streamType)
+{
+    StreamCounters counters = {};
+    unsigned int size = sizeof counters;
+    EXPECT_EQ(device.getProperty(kPropertyCounters + streamType, &counters, &size), 0);
+    return counters;
+}
+
+/// Waits until the stream has lost or delivered so many pictures.
+bool awaitCount(UvcDevice &device, unsigned int streamType, unsigned int pictures)
+{
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (std::chrono::steady_clock::now() < end) {
+        const StreamCounters now = countersOf(device, streamType);
+        if (now.delivered + now.held + now.unusable >= pictures)
+            return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+class UvcStreamTest : public UvcDeviceTest {};
+
+TEST_F(UvcStreamTest, DepthArrivesInQuartersOfMillimetres)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    FakeCamera::Shot shot;
+    shot.bytes.assign(2 * kPixels, 0);
+    const std::vector<std::uint16_t> depths = {0, 1, 1000, 16383, 16384, 65535};
+    std::memcpy(shot.bytes.data(), depths.data(), 2 * depths.size());
+    camera.capture(shot);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(stream->stop(), 0);
+    const Received frame = stream.sink().frames().front();
+    ASSERT_EQ(frame.pixels.size(), 2 * kPixels);
+    std::vector<std::uint16_t> values(depths.size());
+    std::memcpy(values.data(), frame.pixels.data(), 2 * values.size());
+    EXPECT_THAT(values, ElementsAre(0, 4, 4000, 65532, 0, 0));
+    EXPECT_EQ(frame.record.pixelFormat, NUBRIX_PIXEL_DEPTH_14_2);
+}
+
+TEST_F(UvcStreamTest, FillsTheRecordOfEachFrame)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    FakeCamera::Shot shot;
+    shot.bytes.assign(2 * kPixels, 1);
+    shot.timestampUs = (std::uint64_t{3} << 32U) + 12345;
+    camera.capture(shot);
+    camera.capture(shot);
+    ASSERT_TRUE(stream.sink().await(2));
+    EXPECT_EQ(stream->stop(), 0);
+    const typedefNubrixFrame record = stream.sink().frames().back().record;
+    EXPECT_EQ(record.streamType, NUBRIX_STREAM_DEPTH);
+    EXPECT_EQ(record.frameIndex, 1U);
+    EXPECT_EQ(record.timestampHigh, 3U);
+    EXPECT_EQ(record.timestampLow, 12345U);
+    EXPECT_EQ(record.flags, 0U);
+    EXPECT_EQ(record.width, 64);
+    EXPECT_EQ(record.height, 48);
+    EXPECT_EQ(record.dataSize, 2 * kPixels);
+}
+
+TEST_F(UvcStreamTest, AFormatThatPassesThroughIsWrittenIntoTheFrames)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
+    TestStream stream(open(), NUBRIX_STREAM_IR);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(camera.memory(), V4L2_MEMORY_USERPTR);
+    EXPECT_EQ(camera.mappings(), 0U);
+    for (std::uint8_t i = 1; i <= 20; ++i) {
+        camera.captureAll(i);
+        ASSERT_TRUE(stream.sink().await(i));
+    }
+    EXPECT_EQ(stream->stop(), 0);
+    const auto frames = stream.sink().frames();
+    for (std::uint8_t i = 1; i <= 20; ++i)
+        EXPECT_THAT(frames[i - 1U].pixels, Each(i));
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    EXPECT_EQ(camera.buffers(), 0U);
+}
+
+TEST_F(UvcStreamTest, ANodeThatDoesNotWriteIntoFramesIsCopiedFrom)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
+    camera.takesUserMemory = false;
+    TestStream stream(open(), NUBRIX_STREAM_IR);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);
+    camera.captureAll(9);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_THAT(stream.sink().frames().front().pixels, Each(9));
+    EXPECT_EQ(camera.mappings(), 0U);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+}
+
+TEST_F(UvcStreamTest, ANodeThatWantsMoreRoomThanAPictureTakesGetsIt)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
+    camera.paddingBytes = 16;
+    TestStream stream(open(), NUBRIX_STREAM_IR);
+    EXPECT_EQ(stream->getFrameBufferSize(), (64U + 16) * 48);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);  // the gaps have to go
+    camera.captureAll(7);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(stream->stop(), 0);
+    const Received frame = stream.sink().frames().front();
+    EXPECT_EQ(frame.pixels.size(), kPixels);
+    EXPECT_THAT(frame.pixels, Each(7));
+}
+
+class UvcStreamFormatTest : public UvcStreamTest,
+                            public testing::WithParamInterface<std::uint32_t> {};
+
+TEST_P(UvcStreamFormatTest, AShortPictureIsFlaggedAndItsMissingPixelsAreZero)
+{
+    FakeCamera &camera = addNode({GetParam()});
+    UvcDevice &device = open();
+    TestStream stream(device, findSourceFormat(GetParam())->streamType);
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(255);
+    ASSERT_TRUE(stream.sink().await(1));
+    FakeCamera::Shot shot;
+    shot.bytes.assign(camera.format().sizeimage / 2, 8);
+    for (int i = 0; i < 10; ++i) {  // until old pixels lie in every frame
+        camera.capture(shot);
+        ASSERT_TRUE(stream.sink().await(static_cast<std::size_t>(i) + 2));
+    }
+    EXPECT_EQ(stream->stop(), 0);
+    const Received frame = stream.sink().frames().back();
+    EXPECT_EQ(frame.record.flags, kFrameFlagShort);
+    ASSERT_EQ(frame.pixels.size(), frame.record.dataSize);
+    const auto half = frame.pixels.begin() + static_cast<std::ptrdiff_t>(frame.pixels.size() / 2);
+    EXPECT_THAT(std::vector<unsigned char>(half, frame.pixels.end()), Each(0));
+    EXPECT_EQ(countersOf(device, findSourceFormat(GetParam())->streamType).flagged, 10U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, UvcStreamFormatTest,
+                         testing::Values(V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_GREY, V4L2_PIX_FMT_RGB24,
+                                         V4L2_PIX_FMT_Y16, V4L2_PIX_FMT_YUYV));
+
+TEST_F(UvcStreamTest, ADamagedPictureIsFlagged)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    FakeCamera::Shot shot;
+    shot.bytes.assign(2 * kPixels, 1);
+    shot.flags |= V4L2_BUF_FLAG_ERROR;
+    camera.capture(shot);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_EQ(stream.sink().frames().front().record.flags, kFrameFlagDamaged);
+    EXPECT_EQ(countersOf(device, NUBRIX_STREAM_DEPTH).flagged, 1U);
+}
+
+TEST_F(UvcStreamTest, AnEmptyPictureIsDroppedAndCounted)
+{
+    for (const std::uint32_t code : {V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_GREY}) {
+        FakeCamera &camera = addNode({code});
+        UvcDevice &device = open();
+        const unsigned int type = findSourceFormat(code)->streamType;
+        TestStream stream(device, type);
+        ASSERT_EQ(stream->start(), 0);
+        camera.capture({});
+        camera.captureAll(1);
+        ASSERT_TRUE(stream.sink().await(1));
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(stream->stop(), 0);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    HasSubstr("dropped because there was nothing in them to show: 1\n"));
+        EXPECT_THAT(stream.sink().indices(), ElementsAre(1));
+        EXPECT_EQ(countersOf(device, type).unusable, 1U);
+    }
+}
+
+TEST_F(UvcStreamTest, ABrokenJpegIsDroppedAndCounted)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(0x55);
+    ASSERT_TRUE(awaitCount(device, NUBRIX_STREAM_COLOR, 1));
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_EQ(stream.sink().count(), 0U);
+    EXPECT_EQ(countersOf(device, NUBRIX_STREAM_COLOR).unusable, 1U);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+}
+
+TEST_F(UvcStreamTest, ANodeThatLiesAboutItsSizeGetsFlaggedFrames)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    camera.missingBytes = 128;  // the last row
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);  // says that it filled more than the buffer holds
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(stream->stop(), 0);
+    const Received frame = stream.sink().frames().front();
+    EXPECT_EQ(frame.record.flags, kFrameFlagShort);
+    EXPECT_EQ(frame.pixels.size(), 2 * kPixels);
+    EXPECT_EQ(frame.pixels[2 * kPixels - 129], 4);
+    EXPECT_EQ(frame.pixels[2 * kPixels - 128], 0);
+}
+
+TEST_F(UvcStreamTest, WithoutAFreeFramePicturesAreDroppedAndCountedAndTheStreamGoesOn)
+{
+    for (const std::uint32_t code : {V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_GREY}) {
+        FakeCamera &camera = addNode({code});
+        UvcDevice &device = open();
+        const unsigned int type = findSourceFormat(code)->streamType;
+        TestStream stream(device, type, 4);
+        std::vector<NubrixFrameRef *> held;
+        stream.sink().onFrame = [&](NubrixFrameRef *frame) {
+            if (held.size() < 4) {
+                frame->incRef();
+                held.push_back(frame);
+            }
+        };
+        ASSERT_EQ(stream->start(), 0);
+        for (unsigned int i = 0; i < 10; ++i) {
+            camera.captureAll(static_cast<std::uint8_t>(i));
+            ASSERT_TRUE(awaitCount(device, type, i + 1));
+        }
+        const auto before = static_cast<unsigned int>(stream.sink().count());
+        EXPECT_LT(before, 10U);
+        EXPECT_EQ(countersOf(device, type).held, 10 - before);
+        for (NubrixFrameRef *frame : held)
+            frame->release();
+        stream.sink().onFrame = nullptr;
+        camera.captureAll(77);
+        ASSERT_TRUE(stream.sink().await(before + 1));
+        EXPECT_EQ(stream->stop(), 0);
+        EXPECT_EQ(stream.sink().frames().back().record.frameIndex, 10U);
+        EXPECT_EQ(stream.pool().inUse(), 0);
+    }
+}
+
+TEST_F(UvcStreamTest, UnpluggingEndsTheStreamAndTheDevice)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
+    EXPECT_NE(device.keepLiveState(), 0);
+    camera.unplug();
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_DISCONNECTED);
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_EQ(stream->start(), -9);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+}
+
+TEST_F(UvcStreamTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAnswer)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    testing::internal::CaptureStderr();
+    camera.fail(VIDIOC_DQBUF, EIO);
+    camera.captureAll(1);
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < end)
+        std::this_thread::yield();
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "nubrix usb camera: usb:1-2 depth does not answer (Input/output error): plug it in "
+              "again\n");
+    camera.fail(VIDIOC_DQBUF, 0);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_NE(device.keepLiveState(), 0);
+    camera.captureAll(1);
+    EXPECT_TRUE(stream.sink().await(1));
+}
+
+struct Refusal {
+    unsigned long request;
+    int error;
+    int status;
+    const char *advice;
+};
+
+class UvcStreamRefusalTest : public UvcStreamTest, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(UvcStreamRefusalTest, AStartThatFailsSaysWhyAndLeavesNothingBehind)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    camera.fail(GetParam().request, GetParam().error);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream->start(), GetParam().status);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(GetParam().advice));
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    EXPECT_EQ(camera.mappings(), 0U);
+    camera.fail(GetParam().request, 0);
+    if (GetParam().error == ENODEV)
+        return;
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    EXPECT_TRUE(stream.sink().await(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Errors, UvcStreamRefusalTest,
+    testing::Values(
+        Refusal{VIDIOC_S_FMT, EBUSY, -2, "usb:1-2 depth 64x48 at 30 frames/s is busy"},
+        Refusal{VIDIOC_REQBUFS, EBUSY, -2, "end the other program that streams from it"},
+        Refusal{VIDIOC_STREAMON, ENOSPC, -5, "not enough USB bandwidth for usb:1-2 depth 64x48"},
+        Refusal{VIDIOC_STREAMON, EIO, -1, "does not answer"},
+        Refusal{VIDIOC_S_PARM, EIO, -1, "does not answer"},
+        Refusal{VIDIOC_QUERYBUF, EINVAL, -4, "failed: Invalid argument"},
+        Refusal{VIDIOC_S_FMT, ENODEV, -9, "is gone"}));
+
+TEST_F(UvcStreamTest, ACameraThatHasChangedItsModesIsToBeOpenedAgain)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    camera.changeModes();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream->start(), -4);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                AllOf(HasSubstr("64x48 at 30 frames/s cannot be had any more"), HasSubstr("32x48"),
+                      HasSubstr("open it again")));
+}
+
+TEST_F(UvcStreamTest, StreamsOfDifferentNodesRunTogether)
+{
+    FakeCamera &depth = addNode({V4L2_PIX_FMT_Z16});
+    FakeCamera &color = addNode({V4L2_PIX_FMT_YUYV});
+    UvcDevice &device = open();
+    TestStream depths(device, NUBRIX_STREAM_DEPTH);
+    TestStream colors(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(depths->start(), 0);
+    ASSERT_EQ(colors->start(), 0);
+    depth.captureAll(1);
+    color.captureAll(128);
+    EXPECT_TRUE(depths.sink().await(1));
+    EXPECT_TRUE(colors.sink().await(1));
+}
+
+TEST_F(UvcStreamTest, StreamsOfOneNodeRunOneAtATime)
+{
+    addNode({V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_YUYV});
+    UvcDevice &device = open();
+    TestStream depths(device, NUBRIX_STREAM_DEPTH);
+    TestStream colors(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(depths->start(), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(colors->start(), -2);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("shares its node"));
+    EXPECT_EQ(depths->stop(), 0);
+    EXPECT_EQ(colors->start(), 0);
+}
+
+TEST_F(UvcStreamTest, StoppingFromWithinTheCallbackIsRefused)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    std::promise<int> stopped;
+    stream.sink().onFrame = [&](NubrixFrameRef *) { stopped.set_value(stream->stop()); };
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    auto result = stopped.get_future();
+    ASSERT_EQ(result.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_EQ(result.get(), -2);
+    EXPECT_EQ(stream->stop(), 0);
+}
+
+TEST_F(UvcStreamTest, StartsAndStopsAHundredTimes)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
+    TestStream stream(open(), NUBRIX_STREAM_IR);
+    for (std::size_t i = 1; i <= 100; ++i) {
+        ASSERT_EQ(stream->start(), 0);
+        EXPECT_EQ(stream->start(), -2);
+        camera.captureAll(1);
+        ASSERT_TRUE(stream.sink().await(i));
+        ASSERT_EQ(stream->stop(), 0);
+        ASSERT_EQ(stream->stop(), 0);
+        ASSERT_EQ(stream.pool().inUse(), 0);
+    }
+}
+
+TEST_F(UvcStreamTest, NeedsAPoolAndACallback)
+{
+    addNode({V4L2_PIX_FMT_GREY});
+    UvcDevice &device = open();
+    NubrixBaseStream *stream = nullptr;
+    ASSERT_EQ(device.createStream(NUBRIX_STREAM_IR, &stream), 0);
+    EXPECT_EQ(stream->start(), -2);
+    EXPECT_EQ(device.destroyStream(&stream), 0);
+    EXPECT_EQ(stream, nullptr);
+}
+
+TEST_F(UvcStreamTest, ClosingTheDeviceEndsItsStreams)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
+    UvcDevice &device = open();
+    NubrixBaseStream *stream = nullptr;
+    ASSERT_EQ(device.createStream(NUBRIX_STREAM_IR, &stream), 0);
+    FakePool pool(stream->getFrameBufferSize());
+    FrameSink sink;
+    stream->setFrameAllocator(&pool);
+    stream->setFrameCallback(&FrameSink::receive, &sink);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_TRUE(camera.isStreaming());
+    close();
+    EXPECT_FALSE(camera.isStreaming());
+    EXPECT_EQ(pool.inUse(), 0);
+}
+
+}  // namespace
+}  // namespace nubrix

@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "image/DepthColourPlain.h"
+#include "nubrix/image.h"
+#include "tests/image/GuardedBytes.h"
+#include "tests/image/KernelFixture.h"
+
+namespace nubrix {
+
+namespace {
+
+using Place = GuardedBytes::Place;
+using Depths = std::vector<unsigned short>;
+
+constexpr unsigned char kUnwritten = 0x5A;
+constexpr int kAllDepths = 65536;
+
+typedefNubrixFrame frameOf(Depths &depths, int width)
+{
+    typedefNubrixFrame frame = {};
+    frame.width = width;
+    frame.height = width == 0 ? 0 : static_cast<int>(depths.size()) / width;
+    frame.data = depths.data();
+    frame.dataSize = static_cast<unsigned int>(depths.size() * sizeof(unsigned short));
+    return frame;
+}
+
+// Depths up to `most`, every so often without one.
+Depths randomDepths(std::size_t count, unsigned int most, unsigned int holes, unsigned int seed)
+{
+    std::minstd_rand random(seed + 1);
+    Depths depths(count);
+    for (unsigned short &depth : depths) {
+        const auto value = static_cast<unsigned int>(random() >> 4);
+        depth = static_cast<unsigned short>(value % 100 < holes ? 0 : 1 + value % most);
+    }
+    return depths;
+}
+
+class DepthColourTest : public KernelFixture {
+protected:
+    // Colours with both the library and the formulas, into memory with guards.
+    void check(Depths depths, int width, int size)
+    {
+        const typedefNubrixFrame frame = frameOf(depths, width);
+        const std::size_t rgbBytes = 3 * depths.size();
+        const auto floats = static_cast<std::size_t>(size);
+        std::vector<float> expected(floats, -1.0F);
+        plainHistogram(expected.data(), size, depths.data(), depths.size());
+        std::vector<RGB888Pixel> colours(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
+        plainColours(colours.data(), depths.data(), depths.size(), expected.data());
+        GuardedBytes histogram(floats * sizeof(float));
+        GuardedBytes rgb(rgbBytes);
+        for (const Place place : {Place::kEnd, Place::kBegin}) {
+            histogram.place(floats * sizeof(float), place);
+            histogram.fill(0x11);
+            rgb.place(rgbBytes, place);
+            rgb.fill(kUnwritten);
+            calculateHistogram(histogram.as<float>(), size, frame);
+            ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
+            histogram.fill(0x11);
+            unsigned int bytes = 0;
+            Depth2RGB888(rgb.as<RGB888Pixel>(), &bytes, histogram.as<float>(), size, frame);
+            ASSERT_EQ(bytes, rgbBytes);
+            ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
+            ASSERT_EQ(std::memcmp(rgb.data(), colours.data(), rgbBytes), 0);
+            ASSERT_TRUE(histogram.intact() && rgb.intact());
+        }
+    }
+};
+
+TEST_P(DepthColourTest, RandomFramesOfEveryWidth)
+{
+    for (unsigned int width = 1; width <= 130; width += kEverySize) {
+        for (const unsigned int holes : {0U, 3U, 60U, 100U}) {
+            check(randomDepths(std::size_t{3} * width, 5000, holes, width), static_cast<int>(width),
+                  5001);
+            ASSERT_FALSE(HasFatalFailure()) << width << ", holes " << holes;
+        }
+    }
+}
+
+TEST_P(DepthColourTest, LargeFramesWithDepthsOfEveryRange)
+{
+    for (const unsigned int most : {1U, 2U, 255U, 4000U, 65535U}) {
+        check(randomDepths(std::size_t{640} * 480, most, 10, most), 640, kAllDepths);
+        ASSERT_FALSE(HasFatalFailure()) << most;
+    }
+}
+
+TEST_P(DepthColourTest, ExtremeFrames)
+{
+    check(Depths(77, 65535), 7, kAllDepths);
+    check(Depths(77, 1), 7, 2);
+    Depths slope(kAllDepths);
+    for (std::size_t i = 0; i < slope.size(); ++i)
+        slope[i] = static_cast<unsigned short>(i);
+    check(slope, 256, kAllDepths);
+    std::reverse(slope.begin(), slope.end());
+    check(slope, 256, kAllDepths);
+}
+
+TEST_P(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
+{
+    Depths zeros(100, 0);
+    const typedefNubrixFrame frame = frameOf(zeros, 10);
+    std::vector<float> histogram(50, 3.0F);
+    std::vector<unsigned char> rgb(300, kUnwritten);
+    unsigned int bytes = 0;
+    Depth2RGB888(reinterpret_cast<RGB888Pixel *>(rgb.data()), &bytes, histogram.data(), 50, frame);
+    EXPECT_EQ(bytes, 300U);
+    EXPECT_EQ(histogram, std::vector<float>(50, 0.0F));
+    EXPECT_EQ(rgb, std::vector<unsigned char>(300, kUnwritten));
+}
+
+TEST_P(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
+{
+    Depths depths = {0, 1, 2, 3, 4, 0};
+    const typedefNubrixFrame frame = frameOf(depths, 6);
+    float histogram[5];
+    RGB888Pixel rgb[6];
+    std::memset(rgb, kUnwritten, sizeof(rgb));
+    unsigned int bytes = 0;
+    Depth2RGB888(rgb, &bytes, histogram, 5, frame);
+    EXPECT_EQ(std::vector<float>(histogram, histogram + 5),
+              (std::vector<float>{0, 192, 128, 64, 0}));
+    const unsigned char expected[] = {kUnwritten, kUnwritten, kUnwritten, 192,       192, 0, 128,
+                                      128,        0,          64,         64,        0,   0, 0,
+                                      0,          kUnwritten, kUnwritten, kUnwritten};
+    EXPECT_EQ(std::memcmp(rgb, expected, sizeof(rgb)), 0);
+}
+
+// The caller's memory goes on behind `size` here; the depths there are counted all the same.
+TEST_P(DepthColourTest, DepthsAreNotComparedWithTheSize)
+{
+    Depths depths = randomDepths(640, 1999, 10, 9);
+    const typedefNubrixFrame frame = frameOf(depths, 64);
+    std::vector<float> expected(2000, 5.0F);
+    plainHistogram(expected.data(), 1000, depths.data(), depths.size());
+    std::vector<float> histogram(2000, 5.0F);
+    calculateHistogram(histogram.data(), 1000, frame);
+    EXPECT_EQ(histogram, expected);
+    EXPECT_TRUE(std::any_of(expected.begin() + 1000, expected.end(),
+                            [](float count) { return count > 5.0F; }));
+}
+
+TEST_P(DepthColourTest, FramesWithoutPixelsAndNullsAreLeftAlone)
+{
+    Depths depths = {1, 2};
+    typedefNubrixFrame frame = frameOf(depths, 2);
+    frame.height = 0;
+    float histogram[3] = {7, 7, 7};
+    RGB888Pixel rgb[2] = {{1, 1, 1}, {1, 1, 1}};
+    unsigned int bytes = 9;
+    Depth2RGB888(rgb, &bytes, histogram, 3, frame);
+    EXPECT_EQ(bytes, 0U);
+    EXPECT_EQ(histogram[1], 0.0F);
+    frame.height = 1;
+    histogram[1] = 7;
+    Depth2RGB888(nullptr, &bytes, histogram, 3, frame);
+    Depth2RGB888(rgb, nullptr, histogram, 3, frame);
+    Depth2RGB888(rgb, &bytes, nullptr, 3, frame);
+    calculateHistogram(nullptr, 3, frame);
+    frame.data = nullptr;
+    Depth2RGB888(rgb, &bytes, histogram, 3, frame);
+    EXPECT_EQ(histogram[1], 7.0F);
+    EXPECT_EQ(bytes, 0U);
+    EXPECT_EQ(rgb[0].r, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, DepthColourTest, testing::ValuesIn(allKernels()), kernelName);
+
+TEST(DepthColourFormulas, TheHistogramIsTheShareOfFartherDepths)
+{
+    const Depths depths = randomDepths(1000, 300, 20, 2);
+    std::vector<float> histogram(301);
+    plainHistogram(histogram.data(), 301, depths.data(), depths.size());
+    const auto counted = std::count_if(depths.begin(), depths.end(), [](int d) { return d != 0; });
+    EXPECT_EQ(histogram[0], 0.0F);
+    for (int depth = 1; depth <= 300; ++depth) {
+        const auto farther =
+            std::count_if(depths.begin(), depths.end(), [&](int d) { return d > depth; });
+        EXPECT_NEAR(histogram[static_cast<std::size_t>(depth)],
+                    256.0 * static_cast<double>(farther) / static_cast<double>(counted), 1e-4);
+    }
+}
+
+}  // namespace
+
+}  // namespace nubrix

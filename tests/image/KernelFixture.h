@@ -1,0 +1,65 @@
+// Tests that run once with every kernel.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "image/ImageKernel.h"
+#include "tests/image/WideLanes.h"
+
+namespace nubrix {
+
+// Sanitizers and the emulator of 32-bit ARM are 10 to 50 times slower: there only every 13th of
+// the small sizes is tried, every 5th of the large ones and every 5th of the values of U. A plain
+// build tries them all.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
+inline constexpr unsigned int kEverySize = 13;
+inline constexpr unsigned int kEveryLargeSize = 5;
+inline constexpr int kEveryU = 5;
+#else
+inline constexpr unsigned int kEverySize = 1;
+inline constexpr unsigned int kEveryLargeSize = 1;
+inline constexpr int kEveryU = 1;
+#endif
+
+struct NamedKernel {
+    std::string name;
+    const ImageKernel *kernel;
+
+    friend std::ostream &operator<<(std::ostream &out, const NamedKernel &named)
+    {
+        return out << named.name;
+    }
+};
+
+inline std::vector<NamedKernel> allKernels()
+{
+    std::vector<NamedKernel> kernels = {{"of16Bytes", &kImageOf16Bytes},
+                                        {"of64Bytes", &kImageOf64Bytes}};
+    for (const InstructionSet set : {InstructionSet::kScalar, InstructionSet::kAvx2,
+                                     InstructionSet::kAvx512, InstructionSet::kNeon}) {
+        if (const ImageKernel *const kernel = imageKernelOf(set))
+            kernels.push_back({nameOf(set), kernel});
+    }
+    return kernels;
+}
+
+/// The image functions use the kernel of the test while it runs.
+class KernelFixture : public testing::TestWithParam<NamedKernel> {
+protected:
+    KernelFixture() : m_before(imageKernel()) { setImageKernel(*GetParam().kernel); }
+    ~KernelFixture() override { setImageKernel(m_before); }
+
+private:
+    const ImageKernel &m_before;
+};
+
+inline std::string kernelName(const testing::TestParamInfo<NamedKernel> &named)
+{
+    return named.param.name;
+}
+
+}  // namespace nubrix
