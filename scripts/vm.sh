@@ -54,7 +54,8 @@ make_initrd() {
         done | sed -n 's/^insmod //p' | sort -u | while read -r file; do
             install -D -m 644 "$file" "lib/${file#*/lib/}"
         done
-        cp "$tree/lib/modules/$release"/modules.builtin* "lib/modules/$release/"
+        cp "$tree/lib/modules/$release"/modules.builtin* \
+            "$tree/lib/modules/$release/modules.order" "lib/modules/$release/"
         /sbin/depmod -b . "$release"
         find . | cpio --quiet -o -H newc | gzip -1 >"$folder/initrd"
     )
@@ -69,7 +70,7 @@ run_qemu() {
     # Emulated in any case: hardware help may be there and yet not work.
     set -- "$@" -accel tcg,thread=multi -smp 2 -nodefaults -display none -no-reboot -serial stdio \
         -kernel "$tree"/boot/vmlinuz-* -initrd "$folder/initrd" \
-        -append "console=$console panic=-1 loglevel=1 uvcvideo.nodrop=0 vivid.n_devs=1"
+        -append "console=$console panic=-1 loglevel=1"
     for share in "tree=$tree,ro" "project=$root,ro" "results=$results,rw"; do
         tag=${share%%=*}
         path=${share#*=}
@@ -99,9 +100,9 @@ only='$only'
 limit=${NUBRIX_VM_TEST_SECONDS:-120}
 END
 status=0
-run_qemu | tr -d '\r' || status=$?
+run_qemu || status=$?
 if [ ! -s "$results/status" ]; then
-    echo "vm.sh: the machine ended without a result" >&2
+    echo "vm.sh: the machine ended without a result (qemu: $status)" >&2
     exit 1
 fi
 exit "$(cat "$results/status")"

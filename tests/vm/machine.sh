@@ -4,6 +4,8 @@ export PATH=/bin:/sbin:/usr/bin:/usr/sbin
 busybox --install -s /bin
 . /results/job
 
+stty -onlcr
+
 # An unpacked tree has no users and groups; udev's rules name some of these.
 echo 'root:x:0:0:root:/root:/bin/sh' >/etc/passwd
 echo 'visitor:x:1000:1000:visitor:/tmp:/bin/sh' >>/etc/passwd
@@ -20,7 +22,6 @@ ip link set lo up
 for module in vhci-hcd uvcvideo; do
     modprobe $module || echo "vm: no module $module"
 done
-udevadm trigger
 udevadm settle --timeout=30
 echo "vm: ready after $(cut -d' ' -f1 /proc/uptime) s, kernel $(uname -r)"
 

@@ -10,12 +10,16 @@ fail() {
     exit 1
 }
 
+# uptime_s: whole seconds since the machine started.
+uptime_s() {
+    cut -d. -f1 /proc/uptime
+}
+
 # eventually COMMAND...: waits until it succeeds, 20 s at most.
 eventually() {
-    tries=200
+    deadline=$(($(uptime_s) + 20))
     until "$@"; do
-        tries=$((tries - 1))
-        [ $tries -gt 0 ] || fail "not in 20 s: $*"
+        [ "$(uptime_s)" -lt $deadline ] || fail "not in 20 s: $*"
         sleep 0.1
     done
 }
@@ -33,14 +37,19 @@ tell() {
     "$camera" tell "$1" "$2" >/dev/null || fail "camera $1 did not $2"
 }
 
-# capture_nodes: the nodes that deliver pictures, in the order of their numbers; of those with the
-# serial number $1 only, if given.
+# streams NAME STREAM: the host has started this stream of the camera.
+streams() {
+    "$camera" tell "$1" state | grep -q " $2"
+}
+
+# capture_nodes [SERIAL]: the nodes of which udev says that they deliver pictures, in the order of their
+# numbers; all, or those of the camera with the serial number.
 capture_nodes() {
-    for node in $(ls -d /dev/video* 2>/dev/null | sort -V); do
-        udevadm info -q property -n "$node" 2>/dev/null >/tmp/properties || continue
-        grep -q '^ID_V4L_CAPABILITIES=.*:capture:' /tmp/properties || continue
-        grep -q "^ID_SERIAL_SHORT=${1:-}" /tmp/properties || [ -z "${1:-}" ] || continue
-        echo "$node"
+    for place in $(ls -d /sys/class/video4linux/video* 2>/dev/null | sort -V); do
+        grep -qs '^E:ID_V4L_CAPABILITIES=.*:capture:' "/run/udev/data/c$(cat "$place/dev")" ||
+            continue
+        [ -z "${1:-}" ] || [ "$(cat "$place/device/../serial")" = "$1" ] || continue
+        echo "/dev/${place##*/}"
     done
 }
 
@@ -69,6 +78,14 @@ node_of() {
     fail "no node delivers $1"
 }
 
+# vivid_node: the capture node of the kernel's test driver.
+vivid_node() {
+    for node in $(capture_nodes); do
+        v4l2-ctl -d "$node" --info | grep -q 'Card type *: vivid' && echo "$node" && return
+    done
+    return 1
+}
+
 # ends_with STATUS COMMAND...: runs it and wants that exit status.
 ends_with() {
     wanted=$1
@@ -88,6 +105,7 @@ end_cameras() {
         "$camera" tell "$each" quit >/dev/null 2>&1 || :
     done
     cameras=
+    modprobe -r -q vivid || :
     # The next test finds the machine as this one did.
     eventually node_count 0
 }

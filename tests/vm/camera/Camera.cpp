@@ -144,6 +144,9 @@ std::string Camera::obey(const std::string &command)
         m_stalled = command == "stall";
     } else if (command == "cut" || command == "damage") {
         for (StreamChannel &channel : m_channels) {
+            if (!channel.streaming()) {
+                continue;
+            }
             command == "cut" ? channel.cutNext() : channel.damageNext();
         }
     } else {

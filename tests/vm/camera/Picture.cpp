@@ -1,5 +1,6 @@
 #include "Picture.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -10,40 +11,70 @@ namespace nubrix::vm {
 
 namespace {
 
+constexpr unsigned int kWidest = 640;  // pixels
+constexpr unsigned int kNearest = 500;
+constexpr unsigned int kDepthSteps = 10000;
+constexpr unsigned int kBrightSteps = 220;
+constexpr std::array<std::uint16_t, 4> kEdges = {0, 16383, 16384, 65535};
+
 std::uint8_t byte(unsigned int value)
 {
     return static_cast<std::uint8_t>(value & 0xff);
 }
 
-std::uint8_t brightnessAt(unsigned int x, unsigned int y, unsigned int number)
+void append16(Bytes &bytes, unsigned int value)
 {
-    return byte(16 + (x + y + number) % 220);
+    bytes.push_back(byte(value));
+    bytes.push_back(byte(value >> 8));
 }
 
+std::uint8_t brightnessAt(unsigned int x, unsigned int y, unsigned int number)
+{
+    return byte(16 + (x + y + number) % kBrightSteps);
+}
+
+// Rows are cut out of a ramp that is made once: an emulated processor draws slowly.
 Bytes drawDepth(PictureSize size, unsigned int number)
 {
+    static const Bytes ramp = [] {
+        Bytes bytes;
+        for (unsigned int value = 0; value < kDepthSteps + kWidest; ++value) {
+            append16(bytes, kNearest + value % kDepthSteps);
+        }
+        return bytes;
+    }();
     Bytes picture;
     picture.reserve(largestPicture(PixelFormat::kDepth16, size));
     for (unsigned int y = 0; y < size.height; ++y) {
-        for (unsigned int x = 0; x < size.width; ++x) {
-            const unsigned int depth = depthAt(size, x, y, number);
-            picture.push_back(byte(depth));
-            picture.push_back(byte(depth >> 8));
-        }
+        const auto row = ramp.begin() + (3 * y + number) % kDepthSteps * 2;
+        picture.insert(picture.end(), row, row + size.width * 2);
+    }
+    picture.resize(picture.size() - kEdges.size() * 2);
+    for (const unsigned int edge : kEdges) {
+        append16(picture, edge);
     }
     return picture;
 }
 
 Bytes drawYuyv(PictureSize size, unsigned int number)
 {
-    Bytes picture;
-    picture.reserve(largestPicture(PixelFormat::kYuyv, size));
+    static const Bytes ramp = [] {
+        Bytes bytes;
+        for (unsigned int value = 0; value < kBrightSteps + kWidest; ++value) {
+            bytes.push_back(brightnessAt(value, 0, 0));
+        }
+        return bytes;
+    }();
+    Bytes picture(largestPicture(PixelFormat::kYuyv, size));
+    auto to = picture.begin();
     for (unsigned int y = 0; y < size.height; ++y) {
-        for (unsigned int x = 0; x < size.width; x += 2) {
-            picture.push_back(brightnessAt(x, y, number));
-            picture.push_back(byte(16 + x / 2 % 225));
-            picture.push_back(brightnessAt(x + 1, y, number));
-            picture.push_back(byte(16 + y % 225));
+        auto bright = ramp.begin() + (y + number) % kBrightSteps;
+        const std::uint8_t red = byte(16 + y % 225);
+        for (unsigned int blue = 0; blue < size.width / 2; ++blue) {
+            *to++ = *bright++;
+            *to++ = byte(16 + (blue < 225 ? blue : blue - 225));
+            *to++ = *bright++;
+            *to++ = red;
         }
     }
     return picture;
@@ -51,11 +82,11 @@ Bytes drawYuyv(PictureSize size, unsigned int number)
 
 Bytes drawGrey(PictureSize size, unsigned int number)
 {
-    Bytes picture;
-    picture.reserve(largestPicture(PixelFormat::kGrey, size));
+    Bytes picture(largestPicture(PixelFormat::kGrey, size));
+    auto to = picture.begin();
     for (unsigned int y = 0; y < size.height; ++y) {
         for (unsigned int x = 0; x < size.width; ++x) {
-            picture.push_back(byte(x + 2 * y + number));
+            *to++ = byte(x + 2 * y + number);
         }
     }
     return picture;
@@ -101,11 +132,10 @@ Bytes drawJpeg(PictureSize size, unsigned int number)
 
 std::uint16_t depthAt(PictureSize size, unsigned int x, unsigned int y, unsigned int number)
 {
-    static const std::uint16_t kEdges[] = {0, 16383, 16384, 65535};
-    if (y + 1 == size.height && x + 4 >= size.width) {
-        return kEdges[x + 4 - size.width];
+    if (y + 1 == size.height && x + kEdges.size() >= size.width) {
+        return kEdges[x + kEdges.size() - size.width];
     }
-    return static_cast<std::uint16_t>(500 + (x + 3 * y + number) % 10000);
+    return static_cast<std::uint16_t>(kNearest + (x + 3 * y + number) % kDepthSteps);
 }
 
 Bytes drawPicture(PixelFormat format, PictureSize size, unsigned int number)
