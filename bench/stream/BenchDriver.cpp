@@ -19,7 +19,11 @@ class BenchStream final : public NubrixBaseStream {
 public:
     explicit BenchStream(unsigned int type) : m_type(type) {}
 
-    unsigned int getFrameBufferSize() override { return 2U * g_mode.width * g_mode.height; }
+    unsigned int getFrameBufferSize() override
+    {
+        const unsigned int bytesPerPixel = m_type == NUBRIX_STREAM_COLOR ? 3 : 2;
+        return bytesPerPixel * g_mode.width * g_mode.height;
+    }
     int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override
     {
         m_allocator = allocator;

@@ -22,10 +22,16 @@ VirtualUpgrade::VirtualUpgrade(VirtualCamera &camera)
 VirtualUpgrade::~VirtualUpgrade()
 {
     m_run->breakOff();
-    if (m_thread.get_id() == std::this_thread::get_id())
-        m_thread.detach();  // it goes on to its end with the run alone
-    else if (m_thread.joinable())
-        m_thread.join();
+    std::thread last;
+    {
+        // A callback may end the upgrader before the start of its upgrade has returned.
+        const std::lock_guard<std::mutex> lock(m_lock);
+        last.swap(m_thread);
+    }
+    if (last.get_id() == std::this_thread::get_id())
+        last.detach();  // it goes on to its end with the run alone
+    else if (last.joinable())
+        last.join();
 }
 
 int VirtualUpgrade::deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallbacks *callbacks,
@@ -41,16 +47,17 @@ int VirtualUpgrade::deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallback
     if (const int refused = m_run->begin())
         return refused;
     const UpgradeRun::Callbacks told = callbacks ? *callbacks : UpgradeRun::Callbacks();
+    const std::shared_ptr<UpgradeRun> run = m_run;
     std::thread before;
     try {
-        std::thread thread([run = m_run, image = std::move(std::get<FirmwareImage>(read)), told] {
-            run->run(&image, told);
-        });
         const std::lock_guard<std::mutex> lock(m_lock);
-        before = std::exchange(m_thread, std::move(thread));
+        before = std::exchange(
+            m_thread, std::thread([run, image = std::move(std::get<FirmwareImage>(read)), told] {
+                run->run(&image, told);
+            }));
     } catch (const std::exception &error) {
         complainOfUpgrade(m_uri, error.what());
-        m_run->run(nullptr, told);
+        run->run(nullptr, told);
         return -1;
     }
     // Its upgrade is over, but it may still be in onFinished, which may be calling this.

@@ -84,10 +84,16 @@ public:
     RecordReader &operator=(const RecordReader &) = delete;
 
     /// Opens a file, in place of the one before, and finds its records; what is recorded later is
-    /// not seen. It reads the tags alone and keeps 20 bytes a record. -1 when the file cannot be
-    /// opened or read, is no regular file, or has more records than there is memory for. An empty,
-    /// cut or damaged file is opened: see condition().
+    /// not seen before update(). It reads the tags alone and keeps 20 bytes a record. -1 when the
+    /// file cannot be opened or read, is no regular file, or has more records than there is memory
+    /// for. An empty, cut or damaged file is opened: see condition().
     int open(const char *path) noexcept;
+    /// Finds what was appended since the file was opened or last updated: the reader is then as if
+    /// the file were opened again, but only the new bytes are read, and the last record before
+    /// them. Records keep their numbers unless the new bytes show that the last one was not whole.
+    /// -1 when the file cannot be read, has become shorter or has more records than there is memory
+    /// for: then there may be fewer records until it succeeds.
+    int update() noexcept;
     /// Frames stay valid.
     void close() noexcept;
 
@@ -95,7 +101,7 @@ public:
     unsigned int count(unsigned int streamType = 0) const noexcept;
     NubrixRecordCondition condition() const noexcept;
     /// The first thing that is wrong with the file, "byte 1234: ..."; empty when it is complete.
-    /// Valid until the next open or close.
+    /// Valid until the next open, update or close.
     const char *problem() const noexcept;
     /// Bytes behind the last whole record.
     unsigned long long trailingBytes() const noexcept;

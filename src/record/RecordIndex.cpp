@@ -14,6 +14,11 @@ constexpr std::size_t kFirstSearchSize = 256;  // the next record is mostly near
 constexpr std::size_t kSearchSize = 65536;
 constexpr std::uint64_t kSearchLimit = 64 << 20;
 
+[[noreturn]] void failShorter()
+{
+    throw std::system_error(EIO, std::generic_category(), "the file has become shorter");
+}
+
 std::string cutTag(std::uint64_t sizeBytes)
 {
     return "a tag of 26 bytes is cut after " + std::to_string(sizeBytes);
@@ -23,13 +28,19 @@ std::string cutTag(std::uint64_t sizeBytes)
 
 RecordIndex::RecordIndex(const char *path) : m_file(path), m_size(m_file.size())
 {
-    std::uint64_t offset = 0;
-    try {
-        walk(offset);
-    } catch (const std::system_error &failure) {
-        note(NUBRIX_RECORD_DAMAGED, offset, failure.what());
-    }
-    m_trailingBytes = m_size - offset;
+    walkToEnd();
+}
+
+void RecordIndex::update()
+{
+    const std::uint64_t size = m_file.size();
+    if (size < m_size)
+        failShorter();
+    if (size == m_size && m_walked)
+        return;
+    m_size = size;
+    returnToSettled();
+    walkToEnd();
 }
 
 const std::deque<std::uint32_t> *RecordIndex::recordsOf(unsigned int streamType) const
@@ -38,41 +49,73 @@ const std::deque<std::uint32_t> *RecordIndex::recordsOf(unsigned int streamType)
     return found == m_recordsOfType.end() ? nullptr : &found->second;
 }
 
-/// Moves `offset` behind what it has dealt with.
-void RecordIndex::walk(std::uint64_t &offset)
+void RecordIndex::walkToEnd()
 {
-    offset = skipHeader();
-    while (offset < m_size) {
+    m_walked = false;
+    try {
+        walk();
+    } catch (const std::system_error &failure) {
+        note(NUBRIX_RECORD_DAMAGED, m_walk.offset, failure.what());
+        return;
+    }
+    m_walked = true;
+}
+
+void RecordIndex::walk()
+{
+    if (m_walk.offset == 0)
+        m_walk.offset = skipHeader();
+    while (m_walk.offset < m_size) {
+        keepSettled();
+        const std::uint64_t offset = m_walk.offset;
         const Finding finding = lookAt(offset);
         if (finding.kind == Kind::kRecord) {
             add(offset, finding.tag);
-            offset = finding.end;
             continue;
         }
         const std::optional<std::uint64_t> next = findRecord(offset + 1);
         if (next && finding.kind == Kind::kAstray && isPieceOfTag(finding.end, *next)) {
             add(offset, finding.tag);
-            offset = finding.end;
-            note(NUBRIX_RECORD_DAMAGED, offset, cutTag(*next - offset));
+            note(NUBRIX_RECORD_DAMAGED, finding.end, cutTag(*next - finding.end));
         } else {
             note(finding.kind == Kind::kCut && !next ? NUBRIX_RECORD_CUT : NUBRIX_RECORD_DAMAGED,
                  offset, describe(offset, finding));
         }
         if (!next)
             return;
-        m_skippedBytes += *next - offset;
-        offset = *next;
+        m_walk.skippedBytes += *next - m_walk.offset;
+        m_walk.offset = *next;
+    }
+}
+
+void RecordIndex::keepSettled()
+{
+    if (m_settled)
+        m_settledWalk = m_walk;
+}
+
+void RecordIndex::returnToSettled()
+{
+    m_walk = m_settledWalk;
+    m_settled = true;
+    m_block.clear();
+    m_records.resize(m_walk.records);
+    for (auto &[type, records] : m_recordsOfType) {
+        while (!records.empty() && records.back() >= m_walk.records)
+            records.pop_back();
     }
 }
 
 std::uint64_t RecordIndex::skipHeader()
 {
+    if (m_size <= kRecordHeaderSize)
+        m_settled = false;
     if (m_size < kRecordHeaderSize || lookAt(0).kind != Kind::kNothing)
         return 0;
     unsigned char head[kRecordHeaderSize] = {};
     m_file.read(0, head, sizeof(head));
-    m_hasHeader = isRecordHeader(head);
-    if (!m_hasHeader)
+    m_walk.hasHeader = isRecordHeader(head);
+    if (!m_walk.hasHeader)
         return 0;
     if (m_size == kRecordHeaderSize)
         return kRecordHeaderSize;
@@ -89,6 +132,8 @@ void RecordIndex::add(std::uint64_t offset, const RecordTag &tag)
         throw std::bad_alloc();
     m_recordsOfType[tag.streamType].push_back(static_cast<std::uint32_t>(m_records.size()));
     m_records.push_back({offset, tag.timestampUs});
+    m_walk.records = m_records.size();
+    m_walk.offset = offset + kRecordTagSize + tag.dataSize;
 }
 
 RecordIndex::Finding RecordIndex::lookAt(std::uint64_t offset)
@@ -101,9 +146,13 @@ RecordIndex::Finding RecordIndex::judge(std::uint64_t offset, const RecordTag &t
     const std::uint64_t end = offset + kRecordTagSize + tag.dataSize;
     if (!tag.isSound())
         return {Kind::kNothing, tag, end};
-    if (end > m_size)
+    if (end > m_size) {
+        m_settled = false;
         return {Kind::kCut, tag, end};
+    }
     const bool follows = end == m_size || readTag(end, m_size).isSound();
+    if (follows && m_size - end < kRecordTagSize)
+        m_settled = false;
     return {follows ? Kind::kRecord : Kind::kAstray, tag, end};
 }
 
@@ -114,7 +163,7 @@ std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
     while (offset < limit) {
         const std::size_t got = m_file.read(offset, bytes.data(), bytes.size());
         if (got <= kRecordTagSize)
-            return {};
+            break;
         const std::size_t tags = got - kRecordTagSize;
         for (std::size_t i = 0; i < tags; ++i) {
             if (bytes[i] == 0 || bytes[i + 1] != 0)  // most bytes are no stream type
@@ -144,7 +193,7 @@ RecordTag RecordIndex::readTag(std::uint64_t offset, std::uint64_t end)
         m_block.resize(m_file.read(offset, m_block.data(), m_block.size()));
         m_blockOffset = offset;
         if (m_block.size() < size)
-            throw std::system_error(EIO, std::generic_category(), "the file has become shorter");
+            failShorter();
     }
     return RecordTag::readPrefix(&m_block[static_cast<std::size_t>(offset - m_blockOffset)], size);
 }
@@ -152,9 +201,9 @@ RecordTag RecordIndex::readTag(std::uint64_t offset, std::uint64_t end)
 void RecordIndex::note(NubrixRecordCondition condition, std::uint64_t offset,
                        const std::string &text)
 {
-    m_condition = std::max(m_condition, condition);
-    if (m_problem.empty())
-        m_problem = "byte " + std::to_string(offset) + ": " + text;
+    m_walk.condition = std::max(m_walk.condition, condition);
+    if (m_walk.problem.empty())
+        m_walk.problem = "byte " + std::to_string(offset) + ": " + text;
 }
 
 std::string RecordIndex::describe(std::uint64_t offset, const Finding &finding) const

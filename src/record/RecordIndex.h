@@ -15,9 +15,10 @@
 
 namespace nubrix {
 
-/// Walks the file when it is made. A record counts as whole when its pixels end at the end of the
-/// file or where another tag, or a piece of one, stands: where a length leads astray, it is not the
-/// recorder's or the pixels were not written in full. Not thread-safe.
+/// Walks the file when it is made, and on from there when it is updated. A record counts as whole
+/// when its pixels end at the end of the file or where another tag, or a piece of one, stands:
+/// where a length leads astray, it is not the recorder's or the pixels were not written in full.
+/// Not thread-safe.
 class RecordIndex final {
 public:
     struct Entry {
@@ -27,17 +28,21 @@ public:
 
     /// Throws std::system_error when the file cannot be opened, std::bad_alloc.
     explicit RecordIndex(const char *path);
+    /// Becomes what an index made now would be, but reads only what is new and what the new bytes
+    /// can have changed. Throws std::system_error when the file has become shorter, std::bad_alloc;
+    /// may be called again.
+    void update();
 
     const RecordFile &file() const { return m_file; }
     const std::deque<Entry> &records() const { return m_records; }
     /// The numbers of the records of a type, rising; null if there are none.
     const std::deque<std::uint32_t> *recordsOf(unsigned int streamType) const;
 
-    NubrixRecordCondition condition() const { return m_condition; }
-    const std::string &problem() const { return m_problem; }
-    std::uint64_t trailingBytes() const { return m_trailingBytes; }
-    std::uint64_t skippedBytes() const { return m_skippedBytes; }
-    bool hasHeader() const { return m_hasHeader; }
+    NubrixRecordCondition condition() const { return m_walk.condition; }
+    const std::string &problem() const { return m_walk.problem; }
+    std::uint64_t trailingBytes() const { return m_size - m_walk.offset; }
+    std::uint64_t skippedBytes() const { return m_walk.skippedBytes; }
+    bool hasHeader() const { return m_walk.hasHeader; }
 
 private:
     // What stands at a place of the file.
@@ -53,7 +58,20 @@ private:
         std::uint64_t end;  // of the record, also if the file has fewer bytes
     };
 
-    void walk(std::uint64_t &offset);
+    // How far a walk has come, and what it has found.
+    struct Walk {
+        std::uint64_t offset = 0;  // everything before it is dealt with
+        std::size_t records = 0;
+        std::uint64_t skippedBytes = 0;
+        NubrixRecordCondition condition = NUBRIX_RECORD_COMPLETE;
+        std::string problem;
+        bool hasHeader = false;
+    };
+
+    void walkToEnd();
+    void walk();
+    void keepSettled();
+    void returnToSettled();
     std::uint64_t skipHeader();
     void add(std::uint64_t offset, const RecordTag &tag);
     Finding lookAt(std::uint64_t offset);
@@ -65,14 +83,13 @@ private:
     std::string describe(std::uint64_t offset, const Finding &finding) const;
 
     const RecordFile m_file;
-    const std::uint64_t m_size;
+    std::uint64_t m_size;
+    bool m_walked = false;  // to the end at m_size
     std::deque<Entry> m_records;
     std::map<unsigned int, std::deque<std::uint32_t>> m_recordsOfType;
-    NubrixRecordCondition m_condition = NUBRIX_RECORD_COMPLETE;
-    std::string m_problem;
-    std::uint64_t m_trailingBytes = 0;
-    std::uint64_t m_skippedBytes = 0;
-    bool m_hasHeader = false;
+    Walk m_walk;
+    Walk m_settledWalk;     // the last state that no appended byte can change
+    bool m_settled = true;  // no place that was passed depends on where the file ends
 
     // The bytes read last: one read serves many small records.
     std::vector<unsigned char> m_block;

@@ -31,6 +31,20 @@ int fail(char (&place)[Size], int status, const char *text)
     return status;
 }
 
+// Runs what makes or changes an index. Gives 0 or -1.
+template <std::size_t Size, class Work>
+int tryToIndex(char (&place)[Size], Work &&work)
+{
+    try {
+        work();
+        return 0;
+    } catch (const std::bad_alloc &) {
+        return fail(place, -1, "there is not enough memory for the index");
+    } catch (const std::exception &failure) {
+        return fail(place, -1, failure.what());
+    }
+}
+
 template <std::size_t Size>
 int failAt(char (&place)[Size], std::uint64_t offset, const char *text)
 {
@@ -96,14 +110,15 @@ int RecordReader::open(const char *path) noexcept
     close();
     if (!path)
         return fail(m_errorText, -4, "there is no path");
-    try {
-        m_index = new RecordIndex(path);
-        return 0;
-    } catch (const std::bad_alloc &) {
-        return fail(m_errorText, -1, "there is not enough memory for the index");
-    } catch (const std::exception &failure) {
-        return fail(m_errorText, -1, failure.what());
-    }
+    return tryToIndex(m_errorText,
+                      [&] { m_index = std::make_unique<RecordIndex>(path).release(); });
+}
+
+int RecordReader::update() noexcept
+{
+    if (!m_index)
+        return fail(m_errorText, -2, kNotOpen);
+    return tryToIndex(m_errorText, [&] { m_index->update(); });
 }
 
 void RecordReader::close() noexcept
@@ -224,6 +239,8 @@ int RecordReader::frame(unsigned int record, RecordFrame *frame) noexcept
         return failAt(m_errorText, found.m_info.offset, failure.what());
     }
     found.m_data = m_window->find(offset, size);
+    if (!found.m_data)
+        return failAt(m_errorText, found.m_info.offset, "the file has become shorter");
     found.m_window = RecordWindow::share(m_window);
     *frame = std::move(found);
     return 0;

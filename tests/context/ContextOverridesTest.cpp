@@ -54,6 +54,18 @@ public:
         return Context::waitForStreams(streams, count, ready, timeoutMs);
     }
 
+    int recorderStop(NubrixRecord *recorder) override
+    {
+        called("recorderStop");
+        return Context::recorderStop(recorder);
+    }
+    int destroyRecorder(NubrixRecord *recorder) override
+    {
+        called("destroyRecorder");
+        return keepRecorders ? 0 : Context::destroyRecorder(recorder);
+    }
+
+    bool keepRecorders = false;
     int startResult = 0;
     int stopResult = 0;
     int callbackResult = 0;
@@ -159,6 +171,24 @@ TEST_F(Overridden, ClosingACameraAndDestroyUseTheOverrides)
     m_context.calls.clear();
     ASSERT_EQ(m_context.destroy(), 0);
     EXPECT_THAT(m_context.calls, ElementsAre("stopStream"));
+}
+
+TEST_F(Overridden, DestroyEndsRecordersThroughTheOverrides)
+{
+    NubrixRecord *recorder = nullptr;
+    ASSERT_EQ(m_context.createRecorder("/dev/null", &recorder), 0);
+    EXPECT_EQ(m_context.destroy(), 0);
+    EXPECT_THAT(m_context.calls, ElementsAre("recorderStop", "destroyRecorder"));
+}
+
+TEST_F(Overridden, DestroyEndsRecordersThatAnOverrideKeeps)
+{
+    m_context.keepRecorders = true;
+    NubrixRecord *recorder = nullptr;
+    ASSERT_EQ(m_context.createRecorder("/dev/null", &recorder), 0);
+    EXPECT_EQ(m_context.destroy(), 0);
+    EXPECT_THAT(m_context.calls, ElementsAre("recorderStop", "destroyRecorder"));
+    EXPECT_THAT(m_log.take(), Contains(infoLine("~StreamRecorder()")));
 }
 
 }  // namespace

@@ -206,6 +206,29 @@ TEST_F(Recording, DestroyStopsAndDestroysRecordersBeforeStreams)
     EXPECT_EQ(recorded(), expected(NUBRIX_STREAM_DEPTH, 3));
 }
 
+TEST_F(Recording, DestroyEndsOneRecorderAfterTheOther)
+{
+    NubrixRecord *const first = create(m_folder.file("first.bin"));
+    NubrixRecord *const second = create(m_folder.file("second.bin"));
+    const std::vector<std::string> log = logOf([&] { return context().destroy(); });
+    ASSERT_GE(log.size(), 8U);
+    EXPECT_THAT(
+        (std::vector<std::string>(log.begin() + 2, log.begin() + 8)),
+        ElementsAre("1 Recorder[" + textOf(first) + "] Stop", "1 After remove recorder, the size=1",
+                    "1 ~StreamRecorder()", "1 Recorder[" + textOf(second) + "] Stop",
+                    "1 After remove recorder, the size=0", "1 ~StreamRecorder()"));
+}
+
+TEST_F(Recording, AFileInPlaceOfAFolderIsRefused)
+{
+    m_folder.file("file", "content");
+    const Outcome refused = creating(m_folder.file("file/sub/record.bin"));
+    EXPECT_EQ(refused.status, -1);
+    EXPECT_THAT(refused.log, Contains("3 File opened, retcode:-1"));
+    EXPECT_THAT(refused.log, Contains("1 ~StreamRecorder()"));
+    EXPECT_EQ(refused.log.back(), "3 Create Recorder failed because File path invalid!");
+}
+
 TEST_F(Recording, ARecorderIsDestroyedWhileItsStreamIsClosed)
 {
     m_usb.freeRunning = true;
@@ -216,10 +239,10 @@ TEST_F(Recording, ARecorderIsDestroyedWhileItsStreamIsClosed)
         ASSERT_EQ(context().recorderStart(recorder), 0);
         std::thread closer([&] { EXPECT_EQ(context().closeStream(stream), 0); });
         EXPECT_EQ(context().destroyRecorder(recorder), 0);
-        closer.join();
-        RecordReader reader;
+        RecordReader reader;  // the file is whole at once
         ASSERT_EQ(reader.open(m_path.c_str()), 0);
         EXPECT_EQ(reader.condition(), NUBRIX_RECORD_COMPLETE) << reader.problem();
+        closer.join();
     }
 }
 

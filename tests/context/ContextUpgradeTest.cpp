@@ -115,6 +115,31 @@ TEST_F(Upgrade, WhatTheApplicationObservesGoesToTheLastOneStarted)
     EXPECT_THAT(m_usb.calls(), IsEmpty()) << "it ended with its camera";
 }
 
+TEST_F(Upgrade, OfTwoCamerasTheOneStartedLastHearsOfEvents)
+{
+    m_net.hasUpgrader = true;
+    NubrixDevice *const other = open("net:1");
+    ASSERT_EQ(start(), 0);
+    ASSERT_EQ(context().deviceStartUpgradeOffLine(other, nullptr, "firmware"), 0);
+    m_usb.takeCalls();
+    m_net.takeCalls();
+    EXPECT_EQ(context().setDufDeviceFd(1, 2, 3, "path"), 0);
+    EXPECT_THAT(m_usb.calls(), IsEmpty());
+    EXPECT_THAT(m_net.calls(), ElementsAre("upgrader net:1 fd 1 2 3 path"));
+}
+
+TEST_F(Upgrade, ACameraWithoutAnUpgraderTakesTheEventsAndNobodyHearsOfThem)
+{
+    NubrixDevice *const other = open("net:1");
+    ASSERT_EQ(start(), 0);
+    EXPECT_EQ(context().deviceStartUpgradeOffLine(other, nullptr, "firmware"), -1);
+    m_usb.takeCalls();
+    m_net.takeCalls();
+    EXPECT_EQ(context().setDufDeviceFd(1, 2, 3, "path"), 0);
+    EXPECT_THAT(m_usb.calls(), IsEmpty());
+    EXPECT_THAT(m_net.calls(), IsEmpty());
+}
+
 TEST_F(Upgrade, StartedByTwoThreadsHasOneUpgrader)
 {
     const auto startQuietly = [this] {

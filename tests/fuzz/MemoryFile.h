@@ -32,7 +32,12 @@ public:
     void write(std::string_view content) const
     {
         resize(0);
-        const ssize_t done = pwrite(m_descriptor, content.data(), content.size(), 0);
+        append(content);
+    }
+    void append(std::string_view content) const
+    {
+        const off_t end = lseek(m_descriptor, 0, SEEK_END);
+        const ssize_t done = pwrite(m_descriptor, content.data(), content.size(), end);
         require(done == static_cast<ssize_t>(content.size()), "a memory file can be written");
     }
     void resize(std::size_t sizeBytes) const

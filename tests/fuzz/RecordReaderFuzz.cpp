@@ -219,6 +219,42 @@ void checkFrameAlone(const MemoryFile &file, const Bytes &bytes)
         "a frame stays when its reader is gone");
 }
 
+void checkSame(RecordReader &grown, RecordReader &anew)
+{
+    const std::vector<RecordInfo> infos = infosOf(anew);
+    require(grown.count() == infos.size(), "an updated reader has the records of a new one");
+    RecordInfo info;
+    for (unsigned int i = 0; i < infos.size(); ++i)
+        require(grown.info(i, &info) == 0 && std::memcmp(&info, &infos[i], sizeof info) == 0,
+                "an updated reader has the same records as a new one");
+    checkTypes(grown, infos);
+    require(grown.condition() == anew.condition() && grown.hasHeader() == anew.hasHeader() &&
+                grown.skippedBytes() == anew.skippedBytes() &&
+                grown.trailingBytes() == anew.trailingBytes() &&
+                std::strcmp(grown.problem(), anew.problem()) == 0,
+            "an updated reader judges the file as a new one does");
+}
+
+/// A reader that follows a file while it grows is as one that opens it anew. The bytes themselves
+/// choose the places where it looks.
+void checkGrowth(std::string_view all)
+{
+    const MemoryFile file("");
+    RecordReader grown;
+    require(grown.open(file.path()) == 0, "any file can be opened");
+    std::size_t seed = all.size();
+    for (std::size_t done = 0; done < all.size();) {
+        seed = seed * 31 + static_cast<std::uint8_t>(all[done]);
+        const std::size_t piece = 1 + seed % (all.size() / 3 + 1);
+        file.append(all.substr(done, piece));
+        done += std::min(piece, all.size() - done);
+        require(grown.update() == 0, "a file that has grown can be read on");
+        RecordReader anew;
+        require(anew.open(file.path()) == 0, "any file can be opened");
+        checkSame(grown, anew);
+    }
+}
+
 /// A file that was complete and is cut gives back what was whole before the cut.
 void checkCut(RecordReader &old, const std::vector<RecordInfo> &infos, const MemoryFile &file,
               std::size_t sizeBytes)
@@ -256,6 +292,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     checkTimes(reader, infos);
     checkRefusals(reader);
     checkFrameAlone(file, bytes);
+    checkGrowth(all);
     if (reader.condition() == NUBRIX_RECORD_COMPLETE && sizeBytes > 0)
         checkCut(reader, infos, file, (data[sizeBytes - 1] * 257U + data[0]) % sizeBytes);
     return 0;

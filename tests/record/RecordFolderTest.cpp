@@ -47,6 +47,12 @@ TEST_F(RecordFolderTest, ABareNameIsInTheCurrentFolder)
                                           infoLine("FileDir:./, file name:rec.bin")));
 }
 
+TEST_F(RecordFolderTest, TheRootHasNoSecondSlash)
+{
+    EXPECT_EQ(prepare("/rec.bin"), 0);
+    EXPECT_STREQ(m_out, "/rec.bin");
+}
+
 TEST_F(RecordFolderTest, MissingFoldersAreMadeAndBackslashesAreSlashes)
 {
     EXPECT_EQ(prepare("a\\b\\c.bin"), 0);

@@ -304,7 +304,89 @@ TEST_F(StreamRecorderTest, AFullDiskIsSaidForEveryFrame)
     char expected[64];
     std::snprintf(expected, sizeof(expected), "write Data failed, errno:0x%x", ENOSPC);
     EXPECT_THAT(m_log.take(), ElementsAre(warningLine(expected)));
+    send(depth, depthRecord(1, 50000));
+    EXPECT_THAT(m_log.take(), ElementsAre(warningLine(expected)));
     m_recorder->Stop();
+}
+
+TEST_F(StreamRecorderTest, WhatDoesNotFitAtTheEndIsSaid)
+{
+    char expected[64];
+    std::snprintf(expected, sizeof(expected), "write Data failed, errno:0x%x", ENOSPC);
+    makeRecorder("/dev/full");
+    RecordedStream depth(m_device, kDepth);
+    attach(depth);
+    m_recorder->Start();
+    send(depth, depthRecord(0));
+    const std::string address = addressOf(m_recorder.get());
+    m_log.take();
+    m_recorder->Stop();
+    EXPECT_THAT(m_log.take(),
+                ElementsAre(infoLine("Recorder[" + address + "] Stop"), warningLine(expected)));
+    m_recorder.reset();
+    EXPECT_THAT(m_log.take(), ElementsAre(infoLine("~StreamRecorder()"))) << "it is said once";
+    makeRecorder("/dev/full");
+    attach(depth);
+    m_recorder->Start();
+    send(depth, depthRecord(0));
+    m_log.take();
+    m_recorder->finish();
+    EXPECT_THAT(m_log.take(), ElementsAre(warningLine(expected))) << "also without a stop";
+}
+
+TEST_F(StreamRecorderTest, AfterItsEndNothingIsWritten)
+{
+    RecordedStream depth(m_device, kDepth);
+    attach(depth);
+    m_recorder->Start();
+    send(depth, depthRecord(0));
+    m_recorder->finish();
+    EXPECT_EQ(readFile(m_path), bytesOf(depthRecord(0)));
+    send(depth, depthRecord(1));
+    EXPECT_EQ(recorded(), bytesOf(depthRecord(0)));
+}
+
+TEST_F(StreamRecorderTest, TheHeaderKeepsTheSlotOfADetachedStream)
+{
+    RecordedStream depth(m_device, kDepth);
+    attach(depth);
+    m_recorder->Start();
+    send(depth, depthRecord(0));
+    ASSERT_EQ(m_recorder->DeAttachStream(&depth.stream), 0);
+    m_recorder->Stop();
+    m_recorder->writeHeader();
+    m_recorder->Stop();  // flushes
+    EXPECT_EQ(readFile(m_path).substr(0, kHeaderBytes),
+              headerOf({}, {kDepth, 1, NUBRIX_PIXEL_DEPTH_12_4, 30, 640, 400}));
+    ASSERT_EQ(m_recorder->AttachStream(&depth.stream, kDepth, 0), 0);
+    m_recorder->writeHeader();
+    EXPECT_EQ(recorded().substr(0, kHeaderBytes),
+              headerOf({}, {kDepth, 0, NUBRIX_PIXEL_DEPTH_12_4, 30, 640, 400}))
+        << "attached anew it counts from 0";
+}
+
+TEST_F(StreamRecorderTest, TheHeaderHasTheLowerHalfOfAFormatAndTheRatesSign)
+{
+    m_driver.setCurrentMode({0x12345, 640, 400, -1});
+    RecordedStream depth(m_device, kDepth);
+    attach(depth);
+    m_recorder->writeHeader();
+    const std::string bytes = recorded();
+    // The slot of depth: type 2, counter 4, format 2, rate 2, width 2, height 2 bytes.
+    EXPECT_EQ(bytes.substr(14 + 6, 2), "\x45\x23");
+    EXPECT_EQ(bytes.substr(14 + 8, 2), "\xff\xff");
+}
+
+TEST_F(StreamRecorderTest, AnotherStreamsFrameAndOneThatIsGoneAreLeftOut)
+{
+    RecordedStream depth(m_device, kDepth);
+    RecordedStream color(m_device, kColor);
+    attach(depth);
+    m_recorder->Start();
+    m_recorder->onNewFrame(&color.stream);  // not attached
+    m_recorder->onNewFrame(&depth.stream);  // its queue is empty
+    send(depth, depthRecord(0));
+    EXPECT_EQ(recorded(), bytesOf(depthRecord(0))) << "neither has used up an index";
 }
 
 TEST_F(StreamRecorderTest, ItDiesWhileFramesCome)

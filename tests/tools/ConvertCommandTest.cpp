@@ -123,7 +123,8 @@ TEST_F(ConvertCommandTest, AFileOfAnotherLengthIsAFailure)
     for (const std::size_t length : {0U, 11U}) {
         const ToolResult result = convert(Bytes(length), "i420", "4x2");
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.err, "nubrix: " + m_in + ": a 4x2 image in i420 has 12 bytes, the file has " +
+        EXPECT_EQ(result.err, "nubrix: " + m_in +
+                                  ": a 4x2 image in i420 has 12 bytes, the file has " +
                                   std::to_string(length) + "\n");
     }
     const ToolResult more = convert(Bytes(13), "i420", "4x2");

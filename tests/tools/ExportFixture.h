@@ -25,6 +25,13 @@ inline std::string hexOf(const std::string &bytes)
     return hex;
 }
 
+/// A record's number, as the names of its files have it.
+inline std::string sixDigits(unsigned int number)
+{
+    const std::string digits = std::to_string(number);
+    return std::string(6 - digits.size(), '0') + digits;
+}
+
 inline std::vector<std::string> linesOf(const std::string &text)
 {
     std::istringstream stream(text);

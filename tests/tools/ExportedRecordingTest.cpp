@@ -41,7 +41,7 @@ TEST_F(ExportedRecordingTest, ItsPicturesHaveTheRecordedPixelsAndItsTableTheTime
         const bool depth = record.streamType == NUBRIX_STREAM_DEPTH;
         const bool colour = record.streamType == NUBRIX_STREAM_COLOR;
         const std::string stream = depth ? "depth" : colour ? "color" : "ir";
-        const std::string name = stream + "-00000" + std::to_string(i);
+        const std::string name = stream + '-' + sixDigits(i);
         std::string names = name + ".png";
         expectedFiles.push_back(names);
         const char *const mode = depth ? "I" : colour ? "RGB" : "L";
@@ -74,7 +74,7 @@ TEST_F(ExportedRecordingTest, ItsCloudIsTheRoomInItsColours)
     unsigned int number = 0;
     while (m_records.at(number).streamType != NUBRIX_STREAM_DEPTH)
         ++number;
-    const std::string name = "depth-00000" + std::to_string(number) + ".ply";
+    const std::string name = "depth-" + sixDigits(number) + ".ply";
     const std::vector<std::string> lines = points(name);
     ASSERT_EQ(lines.size(), 320U * 240) << "the room is closed";
     EXPECT_THAT(readFile(m_out + '/' + name).substr(0, 400),

@@ -2,11 +2,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <sstream>
+#include <vector>
 
 #include "ToolProcess.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/drivers/virtual/ImageWriter.h"
 
 namespace nubrix {
 namespace {
@@ -50,6 +54,26 @@ TEST_F(PictureCommandsTest, APhotoIsTheColourPicture)
     EXPECT_GT(wall & 0xff, wall >> 16);
     const long carpet = at(350, 430);
     EXPECT_GT(carpet >> 16, carpet & 0xff);
+}
+
+TEST_F(PictureCommandsTest, APhotoHasEveryPixelOfTheFrame)
+{
+    constexpr unsigned int kWidth = 64;  // photos have no padding: a width that needs none
+    constexpr unsigned int kHeight = 37;
+    const std::vector<std::uint8_t> pixels = colorPattern(kWidth, kHeight, 5);
+    writePng(m_folder.file("a.color.png"), kWidth, kHeight, 8, 2, pixels);
+    const std::string scenario =
+        m_folder.file("images.json", R"({"source": "images", "images": {"folder": "."}})");
+    const std::string file = m_folder.file("photo.bmp");
+    const ToolResult result = runVirtual({"photo", "--out", file}, scenario);
+    ASSERT_EQ(result.status, 0) << result.err;
+    std::string expected = std::to_string(kWidth) + " " + std::to_string(kHeight) + " ";
+    for (const std::uint8_t byte : pixels) {
+        char hex[3];
+        std::snprintf(hex, sizeof(hex), "%02x", byte);
+        expected += hex;
+    }
+    EXPECT_EQ(readBy(NUBRIX_TEST_READ_BITMAP, file), expected + "\n");
 }
 
 TEST_F(PictureCommandsTest, APhotoThatCannotBeSavedIsAFailureInWords)

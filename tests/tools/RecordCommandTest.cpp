@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 #include "ToolProcess.h"
 #include "tests/TemporaryFolder.h"
@@ -14,6 +16,25 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+std::vector<std::string> picturesOf(const std::string &file)
+{
+    RecordReader reader;
+    EXPECT_EQ(reader.open(file.c_str()), 0) << reader.errorText();
+    std::vector<std::string> pictures;
+    for (SentRecord &record : readBack(reader))
+        pictures.push_back(std::move(record.pixels));
+    return pictures;
+}
+
+/// Leaves out what lies before the first picture of the other: the streams run before the recorder
+/// does, so that either may lack a picture or two.
+void alignTo(const std::string &picture, std::vector<std::string> &pictures)
+{
+    const auto same = std::find(pictures.begin(), pictures.end(), picture);
+    if (same != pictures.end())
+        pictures.erase(pictures.begin(), same);
+}
 
 // Pictures that are quickly made, also where programs are run under an emulator.
 constexpr const char *kSmall = "320x240@5";
@@ -31,6 +52,27 @@ protected:
         const ToolResult result = runTool({"inspect", file, "--json"});
         EXPECT_EQ(result.status, 0) << result.err;
         return result.json();
+    }
+
+    static Words recordingOf(const std::string &file)
+    {
+        return {"record", "--out", file, "--mode", kSmall, "--streams", "depth"};
+    }
+    /// The records of the file are those of a recording that nothing has disturbed.
+    void expectAsUndisturbed(const std::string &file)
+    {
+        std::vector<std::string> pictures = picturesOf(file);
+        ASSERT_GE(pictures.size(), 2U);
+        const std::string undisturbed = m_folder.file("undisturbed.bin");
+        Words words = recordingOf(undisturbed);
+        words.insert(words.end(), {"--frames", std::to_string(pictures.size() + 3)});
+        ASSERT_EQ(runVirtual(words).status, 0);
+        std::vector<std::string> expected = picturesOf(undisturbed);
+        alignTo(pictures.front(), expected);
+        alignTo(expected.front(), pictures);
+        ASSERT_GE(expected.size(), pictures.size());
+        for (std::size_t i = 0; i < pictures.size(); ++i)
+            EXPECT_TRUE(pictures[i] == expected[i]) << i;
     }
 
     TemporaryFolder m_folder;
@@ -76,7 +118,7 @@ TEST_F(RecordCommandTest, CtrlCEndsItCleanly)
     ToolProcess process(
         virtualCommand({"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"}),
         {true, {}, {}});
-    ASSERT_TRUE(process.waitForOutput("1 s, "));
+    ASSERT_TRUE(process.waitForOutput("missing)", 5));
     process.signal(SIGINT);
     const ToolResult result = process.finish();
     EXPECT_EQ(result.status, 0) << result.out;
@@ -106,12 +148,29 @@ TEST_F(RecordCommandTest, MissingFramesAreAFailure)
     EXPECT_EQ(result.json()["streams"]["depth"]["missing"], 2);
 }
 
-TEST_F(RecordCommandTest, AFullDiskIsSaid)
+TEST_F(RecordCommandTest, WhatIsNoFileIsRefusedAtOnce)
 {
     const ToolResult result =
         runVirtual({"record", "--out", "/dev/full", "--mode", kSmall, "--streams", "depth"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("/dev/full"));
+    EXPECT_EQ(result.err, "nubrix: /dev/full: not a regular file: Invalid argument\n");
+}
+
+TEST_F(RecordCommandTest, TheLineTellsTimeSizeAndTheFramesOfEveryStream)
+{
+    const std::string scenario = m_folder.file(
+        "drop.json",
+        R"({"faults": [{"type": "drop", "at_frame": 3, "count": 2, "stream": "depth"}]})");
+    ToolProcess process(
+        virtualCommand({"record", "--out", m_file, "--mode", kSmall, "--frames", "6"}, scenario),
+        {true, {}, {}});
+    const ToolResult result = process.finish();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, testing::ContainsRegex(
+                                "\r[0-9]+\\.[0-9] s  [0-9]+\\.[0-9] [kM]B  "
+                                "color [0-9]+ \\(0 missing\\)  depth [0-9]+ \\(0 missing\\)  "
+                                "ir [0-9]+ \\(0 missing\\)\033\\[K"));
+    EXPECT_THAT(result.out, testing::ContainsRegex("depth [6-9] \\(2 missing\\)"));
 }
 
 TEST_F(RecordCommandTest, AFileThatMayNotGrowKeepsItsWholeRecords)
@@ -130,28 +189,54 @@ TEST_F(RecordCommandTest, AFileThatMayNotGrowKeepsItsWholeRecords)
 
 TEST_F(RecordCommandTest, WhatWasWholeWhenItWasKilledIsWhatAnUndisturbedRecordingHas)
 {
-    const Words words = {"record", "--out", m_file, "--mode", kSmall, "--streams", "depth"};
-    ToolProcess process(virtualCommand(words), {true, {}, {}});
-    ASSERT_TRUE(process.waitForOutput("2 s, "));
+    ToolProcess process(virtualCommand(recordingOf(m_file)), {true, {}, {}});
+    ASSERT_TRUE(process.waitForOutput("missing)", 10));
     process.signal(SIGKILL);
-    EXPECT_EQ(process.finish().status, 128 + SIGKILL);
-    const std::string killed = m_folder.file("killed.bin");
-    ASSERT_EQ(std::rename(m_file.c_str(), killed.c_str()), 0);
-    const unsigned int frames = inspected(killed)["records"];
-    EXPECT_GE(frames, 2U);
-    ASSERT_EQ(
-        record({"--streams", "depth", "--frames", std::to_string(frames + 2), "--json"}).status, 0);
+    const ToolResult result = process.finish();
+    EXPECT_EQ(result.status, 128 + SIGKILL);
+    const unsigned int frames = inspected(m_file)["records"];
+    const std::string told = result.out.substr(result.out.rfind("depth "));
+    EXPECT_GE(frames, std::strtoul(told.c_str() + 6, nullptr, 10)) << "told: " << told;
+    expectAsUndisturbed(m_file);
+}
 
-    RecordReader first;
-    RecordReader second;
-    ASSERT_EQ(first.open(killed.c_str()), 0);
-    ASSERT_EQ(second.open(m_file.c_str()), 0);
-    const SentRecord start = readBack(first, 0);
-    unsigned int shift = 0;  // the streams run before the recorder does: one may miss a picture
-    while (shift < 2 && readBack(second, shift).pixels != start.pixels)
-        ++shift;
-    for (unsigned int i = 0; i < frames; ++i)
-        EXPECT_EQ(readBack(first, i).pixels, readBack(second, i + shift).pixels) << i;
+TEST_F(RecordCommandTest, AFullDiskEndsItAndWhatWasWholeIsWhatAnUndisturbedRecordingHas)
+{
+    const std::string disk = m_folder.file("disk");
+    const std::string kept = m_folder.file("kept.bin");
+    std::filesystem::create_directory(disk);
+    const std::string probe = "mount -t tmpfs none '" + disk + "'";
+    const ToolResult probed = ToolProcess({"unshare", "-rm", "sh", "-c", probe}).finish();
+    if (probed.status != 0)
+        GTEST_SKIP() << "no small disk can be mounted here: " << probed.err;
+
+    const std::string script = "mount -t tmpfs -o size=1m none '" + disk +
+                               R"(' || exit 99; "$@"; status=$?; cp "$0" ')" + kept +
+                               "'; exit $status";
+    const std::string file = disk + "/records.bin";
+    Words command = {"unshare", "-rm", "sh", "-c", script, file};
+    const Words recording = virtualCommand(recordingOf(file));
+    command.insert(command.end(), recording.begin(), recording.end());
+    const ToolResult result = ToolProcess(command).finish();
+    EXPECT_EQ(result.status, 1) << result.out;
+    EXPECT_THAT(result.err, HasSubstr("nubrix: no space left for " + file + "\n"));
+    EXPECT_THAT(result.out, HasSubstr("is cut after")) << "it has read its file back";
+
+    const nlohmann::json report = inspected(kept);
+    EXPECT_EQ(report["bytes"], 1 << 20) << "every byte of the disk is used";
+    EXPECT_EQ(report["records"], (1 << 20) / (26 + 320 * 240 * 2));
+    EXPECT_EQ(report["skipped_bytes"], 0);
+    expectAsUndisturbed(kept);
+}
+
+TEST_F(RecordCommandTest, AFolderThatIsRemovedEndsIt)
+{
+    ToolProcess process(virtualCommand(recordingOf(m_file)), {true, {}, {}});
+    ASSERT_TRUE(process.waitForOutput("missing)", 5));
+    std::filesystem::remove_all(m_folder.path() / "new");
+    const ToolResult result = process.finish();
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, HasSubstr("nubrix: " + m_file + " is gone: No such file or directory"));
 }
 
 TEST_F(RecordCommandTest, AFileThatCannotBeMadeIsAFailureInWords)

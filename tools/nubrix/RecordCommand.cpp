@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <utility>
 
 #include "Failure.h"
 #include "InspectCommand.h"
@@ -18,25 +20,7 @@ namespace {
 constexpr int kTimeOut = -11;
 constexpr int kTickMs = 200;
 constexpr std::uint64_t kLongestSilenceUs = 5000000;
-
-std::uint64_t sizeOf(const std::string &path)
-{
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    return error ? 0 : size;
-}
-
-std::string whyItDoesNotGrow(const std::string &path)
-{
-    std::error_code error;
-    const auto space = std::filesystem::space(path, error);
-    if (error)
-        return path + " is gone: " + error.message();
-    if (space.available == 0)
-        return "no space left for " + path;
-    return path + " has not grown for " + std::to_string(kLongestSilenceUs / 1000000) +
-           " s: no frames come, or the file may not grow";
-}
+constexpr std::uint64_t kLongestSilenceOnFullDiskUs = 2000000;
 
 /// Recorder and streams, ended in the order that leaves nothing behind.
 class Recording {
@@ -96,7 +80,95 @@ void checkCamera(Camera &camera, const std::vector<NubrixStream *> &streams)
         throw Failure(problem);
 }
 
+/// A line on the terminal that is drawn again and again, and goes at the end.
+class LiveLine {
+public:
+    explicit LiveLine(bool wanted) : m_shown(wanted && isatty(STDOUT_FILENO) == 1) {}
+    ~LiveLine() { draw({}); }
+    LiveLine(const LiveLine &) = delete;
+    LiveLine &operator=(const LiveLine &) = delete;
+
+    void draw(const std::string &text) const
+    {
+        if (m_shown)
+            std::cout << '\r' << text << "\033[K" << std::flush;
+    }
+
+private:
+    const bool m_shown;
+};
+
 }  // namespace
+
+/// The file as it grows under the recorder.
+class GrowingRecord {
+public:
+    /// Throws a Failure when it is no file that can be read.
+    GrowingRecord(std::string path, const std::vector<StreamKind> &kinds)
+        : m_path(std::move(path)), m_kinds(kinds)
+    {
+        openRecords(m_reader, m_path);
+    }
+
+    /// Counts what is new. Throws a Failure when the file is gone or does not grow any more.
+    void look(std::uint64_t nowUs)
+    {
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(m_path, error);
+        if (error)
+            throw Failure(m_path + " is gone: " + error.message());
+        if (size != m_size || m_grownUs == 0)
+            m_grownUs = nowUs;
+        m_size = size;
+        if (m_reader.update() != 0)
+            throw Failure(m_path + ": " + m_reader.errorText());
+        m_count.addNew(m_reader, m_path);
+        checkThatItGrows(nowUs - m_grownUs);
+    }
+    /// "3.2 s  41.0 MB  color 96 (0 missing)".
+    std::string line(double seconds) const
+    {
+        char time[32];
+        std::snprintf(time, sizeof(time), "%.1f s  ", seconds);
+        std::string text = time + sizeText(m_size);
+        for (const StreamKind &kind : m_kinds) {
+            const RecordedStreamFigures figures = m_count.stream(kind.type);
+            text += "  " + figures.name + ' ' + std::to_string(figures.records) + " (" +
+                    std::to_string(figures.missing) + " missing)";
+        }
+        return text;
+    }
+    /// Whether every stream has so many frames.
+    bool has(std::uint64_t frames) const
+    {
+        return std::all_of(m_kinds.begin(), m_kinds.end(), [&](const StreamKind &kind) {
+            return m_count.stream(kind.type).records >= frames;
+        });
+    }
+
+private:
+    void checkThatItGrows(std::uint64_t silenceUs) const
+    {
+        if (silenceUs <= kLongestSilenceOnFullDiskUs)
+            return;
+        std::error_code error;
+        const auto space = std::filesystem::space(m_path, error);
+        if (!error && space.available == 0)
+            throw Failure("no space left for " + m_path);
+        if (silenceUs > kLongestSilenceUs) {
+            throw Failure(m_path + " has not grown for " +
+                          std::to_string(kLongestSilenceUs / 1000000) +
+                          " s: no frames come, or the file may not grow");
+        }
+    }
+
+    const std::string m_path;
+    const std::vector<StreamKind> &m_kinds;
+    RecordReader m_reader;
+    RecordCount m_count;
+    std::uint64_t m_size = 0;
+    std::uint64_t m_grownUs = 0;
+};
 
 RecordCommand::RecordCommand(CLI::App &parent)
     : Command(parent, "record", "Record streams into a file, and tell what is in it afterwards"),
@@ -142,52 +214,34 @@ std::string RecordCommand::record(Camera &camera, const std::vector<StreamKind> 
                                   const StopSignal &stop) const
 {
     Recording recording(camera, m_out);
+    GrowingRecord file(m_out, kinds);
     for (const StreamKind &kind : kinds)
         recording.add(kind);
     recording.start();
-    return watch(camera, recording.streams, kinds, stop);
-}
-
-std::string RecordCommand::watch(Camera &camera, const std::vector<NubrixStream *> &streams,
-                                 const std::vector<StreamKind> &kinds, const StopSignal &stop) const
-{
-    const std::uint64_t startUs = monotonicUs();
-    const bool live = !json() && isatty(STDOUT_FILENO) == 1;
-    std::uint64_t size = 0;
-    std::uint64_t grownUs = startUs;
     try {
-        while (!stop.requested()) {
-            stop.wait(kTickMs);
-            const std::uint64_t nowUs = monotonicUs();
-            const double seconds = static_cast<double>(nowUs - startUs) / 1e6;
-            const std::uint64_t newSize = sizeOf(m_out);
-            if (newSize != size)
-                grownUs = nowUs;
-            size = newSize;
-            if (live)
-                std::cout << "\r" << static_cast<int>(seconds) << " s, " << sizeText(size)
-                          << "      " << std::flush;
-            if ((m_selection.seconds() > 0 && seconds >= m_selection.seconds()) ||
-                (m_selection.frames() != 0 && complete(RecordSummary::of(m_out), kinds)))
-                break;
-            checkCamera(camera, streams);
-            if (nowUs - grownUs > kLongestSilenceUs)
-                return whyItDoesNotGrow(m_out);
-        }
+        watch(camera, recording.streams, file, stop);
     } catch (const Failure &failure) {
         return failure.what();
     }
-    if (live)
-        std::cout << "\r";
     return {};
 }
 
-bool RecordCommand::complete(const RecordSummary &summary,
-                             const std::vector<StreamKind> &kinds) const
+void RecordCommand::watch(Camera &camera, const std::vector<NubrixStream *> &streams,
+                          GrowingRecord &file, const StopSignal &stop) const
 {
-    return std::all_of(kinds.begin(), kinds.end(), [&](const StreamKind &kind) {
-        return summary.stream(kind.type).records >= m_selection.frames();
-    });
+    const LiveLine live(!json());
+    const std::uint64_t startUs = monotonicUs();
+    while (!stop.requested()) {
+        stop.wait(kTickMs);
+        const std::uint64_t nowUs = monotonicUs();
+        const double seconds = static_cast<double>(nowUs - startUs) / 1e6;
+        file.look(nowUs);
+        live.draw(file.line(seconds));
+        if ((m_selection.seconds() > 0 && seconds >= m_selection.seconds()) ||
+            (m_selection.frames() != 0 && file.has(m_selection.frames())))
+            return;
+        checkCamera(camera, streams);
+    }
 }
 
 void RecordCommand::report(const RecordSummary &summary, const std::string &problem) const

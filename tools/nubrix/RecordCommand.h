@@ -12,6 +12,8 @@
 
 namespace nubrix {
 
+class GrowingRecord;
+
 class RecordCommand final : public Command {
 public:
     explicit RecordCommand(CLI::App &parent);
@@ -21,9 +23,8 @@ private:
     /// Returns why it ended early, empty if it did not.
     std::string record(Camera &camera, const std::vector<StreamKind> &kinds,
                        const StopSignal &stop) const;
-    std::string watch(Camera &camera, const std::vector<NubrixStream *> &streams,
-                      const std::vector<StreamKind> &kinds, const StopSignal &stop) const;
-    bool complete(const RecordSummary &summary, const std::vector<StreamKind> &kinds) const;
+    void watch(Camera &camera, const std::vector<NubrixStream *> &streams, GrowingRecord &file,
+               const StopSignal &stop) const;
     void report(const RecordSummary &summary, const std::string &problem) const;
 
     StreamSelection m_selection;

@@ -2,24 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "RecordCount.h"
 #include "nubrix/record_reader.h"
 
 namespace nubrix {
-
-struct RecordedStreamFigures {
-    unsigned int streamType = 0;
-    std::string name;  // "color", "type 7"
-    std::uint64_t records = 0;
-    std::optional<std::uint64_t> gaps;  // breaks in the index; none for streams that have no index
-    double framesPerSecond = 0;         // by the time stamps; 0 for fewer than two records
-    double seconds = 0;                 // from the first time stamp to the last
-    std::uint64_t missing =
-        0;  // frames that, by the time stamps and the usual distance, are absent
-};
 
 struct RecordSummary {
     std::vector<RecordedStreamFigures> streams;  // in the order of their first record
@@ -31,8 +20,6 @@ struct RecordSummary {
 
     /// Reads the tags of all records. Throws a Failure when the file cannot be read.
     static RecordSummary of(const std::string &path);
-    /// The figures of a type; those of no record when there is none.
-    RecordedStreamFigures stream(unsigned int streamType) const;
 };
 
 /// Opens a record file; throws a Failure.

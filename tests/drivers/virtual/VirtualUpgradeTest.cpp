@@ -90,6 +90,13 @@ protected:
         m_finished.clear();
         return status;
     }
+    /// As the library does when the camera is closed.
+    void dropUpgrader()
+    {
+        std::unique_ptr<NubrixBaseUpgrade> gone;
+        const std::lock_guard<std::mutex> api(m_apiLock);
+        gone.swap(m_upgrader);
+    }
     bool awaitEvents(std::size_t count)
     {
         std::unique_lock<std::mutex> lock(m_lock);
@@ -126,6 +133,7 @@ protected:
     std::function<void(int)> m_atProgress;
     std::function<void()> m_atFinish;
     bool m_passEventsOn = true;
+    std::mutex m_apiLock;  // m_upgrader, once events come
 
 private:
     static void onState(const char *uri, const char *serial, const char *location,
@@ -133,6 +141,9 @@ private:
     {
         auto &test = *static_cast<VirtualUpgradeTest *>(user);
         if (!test.m_passEventsOn)
+            return;
+        const std::lock_guard<std::mutex> api(test.m_apiLock);
+        if (!test.m_upgrader)
             return;
         EXPECT_EQ(test.m_upgrader->getDeviceLocation(), location);
         EXPECT_EQ(test.m_upgrader->getDeviceSerialNumber(), serial);
@@ -337,7 +348,7 @@ TEST_F(VirtualUpgradeTest, IsBrokenOffWhenItsDriverGoes)
 TEST_F(VirtualUpgradeTest, MayEndItselfWhenItHasFinished)
 {
     begin();
-    m_atFinish = [this] { m_upgrader.reset(); };
+    m_atFinish = [this] { dropUpgrader(); };
     ASSERT_EQ(start(imageOf(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(m_upgrader, nullptr);
@@ -348,7 +359,7 @@ TEST_F(VirtualUpgradeTest, MayEndItselfWhileItRuns)
     begin();
     m_atProgress = [this](int percent) {
         if (percent == 31)
-            m_upgrader.reset();
+            dropUpgrader();
     };
     CaptureStderr();
     ASSERT_EQ(start(imageOf(firmware())), 0);

@@ -1,0 +1,194 @@
+// How fast a recorder writes, beside a bare write() of the same bytes to a file of the same kind.
+// The counter "speed" is the peer's time over ours, for frames of 640x480.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/xp.h"
+#include "bench/Ratio.h"
+#include "bench/stream/BenchDriver.h"
+#include "device/Device.h"
+#include "nubrix/driver.h"
+#include "record/StreamRecorder.h"
+#include "stream/Sensor.h"
+#include "stream/StreamFrameBaseListener.h"
+#include "stream/VideoStream.h"
+
+extern "C" nubrix::NubrixBaseDriver *driverInstance();
+extern "C" void driverDestroy(nubrix::NubrixBaseDriver *driver);
+extern "C" bool benchDeliver(unsigned int stream);
+
+namespace {
+
+constexpr int kFrames = 100;
+
+struct Camera {
+    Camera() { device.open("usb:bench-0"); }
+    ~Camera()
+    {
+        device.close();
+        driverDestroy(driver);
+    }
+
+    nubrix::NubrixBaseDriver *const driver = driverInstance();
+    nubrix::Device device{*driver};
+};
+
+struct Listener final : nubrix::StreamFrameBaseListener {
+    ~Listener() override { disconnect_all(); }
+    void onNewFrame(nubrix::VideoStream *) override { told = true; }
+
+    std::atomic<bool> told{false};
+};
+
+/// A stream that has one frame, which a recorder leaves in its place, and has told of it: from then
+/// on it tells a recorder nothing.
+struct StreamWithFrame {
+    StreamWithFrame(nubrix::Device &device, unsigned int type)
+        : sensor(device, type), stream(device, sensor)
+    {
+        Listener listener;
+        stream.newFrameSignal().connect(&listener, &Listener::onNewFrame);
+        if (stream.start() != 0 || !benchDeliver(0))
+            std::abort();
+        while (!listener.told)
+            std::this_thread::yield();
+        nubrix::xp<nubrix::NubrixFrameRef> frame;
+        if (stream.readFrame(frame, false) != 0)
+            std::abort();
+        std::memset(frame->frame().data, 0x5a, frame->frame().dataSize);
+    }
+    ~StreamWithFrame() { stream.stop(); }
+
+    nubrix::Sensor sensor;
+    nubrix::VideoStream stream;
+};
+
+void recordFrames(nubrix::StreamRecorder &recorder, nubrix::VideoStream &stream, int frames)
+{
+    recorder.Start();
+    for (int i = 0; i < frames; ++i)
+        recorder.onNewFrame(&stream);
+    recorder.Stop();
+}
+
+/// A new file, for writing; gone with the object.
+class BareFile {
+public:
+    explicit BareFile(const std::string &path)
+        : m_path(path), m_file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644))
+    {
+    }
+    ~BareFile()
+    {
+        close(m_file);
+        std::filesystem::remove(m_path);
+    }
+    BareFile(const BareFile &) = delete;
+    BareFile &operator=(const BareFile &) = delete;
+
+    void write(const std::string &bytes) const
+    {
+        if (::write(m_file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+            std::abort();
+    }
+
+private:
+    const std::string m_path;
+    const int m_file;
+};
+
+class RecorderFile {
+public:
+    RecorderFile(const std::string &path, nubrix::VideoStream &stream)
+        : m_path(path), m_recorder(path)
+    {
+        m_recorder.AttachStream(&stream, stream.getFrameType(), 0);
+    }
+    ~RecorderFile() { std::filesystem::remove(m_path); }
+    RecorderFile(const RecorderFile &) = delete;
+    RecorderFile &operator=(const RecorderFile &) = delete;
+
+    nubrix::StreamRecorder &recorder() { return m_recorder; }
+
+private:
+    const std::string m_path;
+    nubrix::StreamRecorder m_recorder;
+};
+
+/// What the recorder writes for the frame.
+std::string recordOf(const std::string &path, nubrix::VideoStream &stream)
+{
+    RecorderFile file(path, stream);
+    recordFrames(file.recorder(), stream, 1);
+    std::ifstream written(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(written), {}};
+}
+
+void writeFrames(benchmark::State &state, const std::string &folder, unsigned int streamType)
+{
+    if (!std::filesystem::is_directory(folder)) {
+        state.SkipWithError("there is no such folder");
+        return;
+    }
+    Camera camera;
+    StreamWithFrame source(camera.device, streamType);
+    const std::string path = folder + "/nubrix-bench-" + std::to_string(getpid());
+    const std::string record = recordOf(path, source.stream);
+    std::vector<double> ours;
+    std::vector<double> theirs;
+    for (auto _ : state) {
+        {
+            const BareFile bare(path);
+            theirs.push_back(nubrix::bench::secondsOf([&] {
+                for (int i = 0; i < kFrames; ++i)
+                    bare.write(record);
+            }));
+        }
+        RecorderFile file(path, source.stream);
+        ours.push_back(nubrix::bench::secondsOf(
+            [&] { recordFrames(file.recorder(), source.stream, kFrames); }));
+        state.SetIterationTime(ours.back());
+        if (std::filesystem::file_size(path) != kFrames * record.size())
+            state.SkipWithError("the file has not the frames that were sent");
+    }
+    state.SetBytesProcessed(state.iterations() * kFrames *
+                            static_cast<std::int64_t>(record.size()));
+    state.counters["us"] = 1e6 * nubrix::bench::median(ours) / kFrames;
+    state.counters["peer_us"] = 1e6 * nubrix::bench::median(theirs) / kFrames;
+    state.counters["speed"] = nubrix::bench::median(theirs) / nubrix::bench::median(ours);
+}
+
+void BM_StreamRecorder_Memory(benchmark::State &state)
+{
+    writeFrames(state, "/dev/shm", static_cast<unsigned int>(state.range(0)));
+}
+
+// The folder that the program is started in.
+void BM_StreamRecorder_Disk(benchmark::State &state)
+{
+    writeFrames(state, ".", static_cast<unsigned int>(state.range(0)));
+}
+
+void streams(benchmark::internal::Benchmark *bench)
+{
+    bench->ArgName("stream")
+        ->Arg(NUBRIX_STREAM_COLOR)
+        ->Arg(NUBRIX_STREAM_DEPTH)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(BM_StreamRecorder_Memory)->Apply(streams);
+BENCHMARK(BM_StreamRecorder_Disk)->Apply(streams);
+
+}  // namespace

@@ -1,0 +1,122 @@
+#include "RecordCount.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "Failure.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/record/RecordBytes.h"
+
+namespace nubrix {
+namespace {
+
+RecordInfo recordAt(unsigned long long timestampUs, unsigned int type = 2, unsigned int index = 0)
+{
+    return {0, timestampUs, type, index, 1, 1, 1, 0};
+}
+
+RecordedStreamFigures figuresOf(std::initializer_list<unsigned long long> times)
+{
+    RecordCount count;
+    for (const unsigned long long time : times)
+        count.add(recordAt(time));
+    return count.stream(2);
+}
+
+TEST(RecordCountTest, FramesAreMissingWhereTheDistanceIsAMultipleOfTheUsualOne)
+{
+    EXPECT_EQ(figuresOf({100, 200, 300, 400}).missing, 0U);
+    EXPECT_EQ(figuresOf({100, 200, 400, 500, 600}).missing, 1U);
+    EXPECT_EQ(figuresOf({100, 203, 299, 602, 701, 800, 1200}).missing, 5U);
+    EXPECT_EQ(figuresOf({100, 240, 350}).missing, 0U) << "less than one and a half of it is none";
+}
+
+TEST(RecordCountTest, TheUsualDistanceIsTheMiddleOne)
+{
+    EXPECT_EQ(figuresOf({0, 100, 300}).missing, 0U) << "of two it is the longer";
+    EXPECT_EQ(figuresOf({0, 100, 200, 500, 800}).missing, 0U);
+    EXPECT_EQ(figuresOf({0, 100, 200, 300, 600, 900}).missing, 4U);
+}
+
+TEST(RecordCountTest, TimeThatStandsStillOrGoesBackHidesNothing)
+{
+    EXPECT_EQ(figuresOf({5, 5, 5}).missing, 0U);
+    EXPECT_EQ(figuresOf({900, 800, 700}).missing, 0U);
+    EXPECT_EQ(figuresOf({900, 800, 700}).framesPerSecond, 0);
+}
+
+TEST(RecordCountTest, RateAndTimeAreThoseOfTheTimeStamps)
+{
+    const RecordedStreamFigures figures = figuresOf({1000000, 1500000, 2000000});
+    EXPECT_EQ(figures.records, 3U);
+    EXPECT_DOUBLE_EQ(figures.seconds, 1);
+    EXPECT_DOUBLE_EQ(figures.framesPerSecond, 2);
+    EXPECT_EQ(figuresOf({1000000}).framesPerSecond, 0);
+}
+
+TEST(RecordCountTest, BreaksOfTheIndexAreCountedWhereThereIsOne)
+{
+    RecordCount count;
+    for (const unsigned int index : {4U, 5U, 7U, 7U, 8U}) {
+        count.add(recordAt(index, 2, index));
+        count.add(recordAt(index, 4, 0));
+    }
+    EXPECT_EQ(count.stream(2).gaps, 2U);
+    EXPECT_EQ(count.stream(4).gaps, std::nullopt);
+}
+
+TEST(RecordCountTest, StreamsAreCountedApartInTheOrderOfTheirFirstRecord)
+{
+    RecordCount count;
+    for (const unsigned int type : {32U, 1U, 32U, 7U})
+        count.add(recordAt(1, type));
+    std::vector<std::string> names;
+    for (const RecordedStreamFigures &figures : count.streams())
+        names.push_back(figures.name + ' ' + std::to_string(figures.records));
+    EXPECT_THAT(names, testing::ElementsAre("light-ir 2", "color 1", "type 7 1"));
+    EXPECT_EQ(count.stream(2).records, 0U);
+    EXPECT_EQ(count.stream(2).name, "depth");
+}
+
+TEST(RecordCountTest, AGrowingFileIsCountedOnAndStartedOverWhenARecordWasNotWhole)
+{
+    const TemporaryFolder folder;
+    const std::vector<SentRecord> sent = someRecords(4);
+    const std::string path = folder.file("rec.bin", bytesOf({sent[0], sent[1]}));
+    RecordReader reader;
+    ASSERT_EQ(reader.open(path.c_str()), 0);
+    RecordCount count;
+    const auto records = [&](const std::string &appended) {
+        std::ofstream(path, std::ios::binary | std::ios::app) << appended;
+        EXPECT_EQ(reader.update(), 0);
+        count.addNew(reader, path);
+        return std::vector{count.stream(1).records, count.stream(2).records,
+                           count.stream(32).records};
+    };
+    EXPECT_THAT(records(""), testing::ElementsAre(1, 1, 0));
+    EXPECT_THAT(records(bytesOf({sent[2], sent[3]})), testing::ElementsAre(2, 1, 1));
+    EXPECT_THAT(records(std::string(9, '\0')), testing::ElementsAre(1, 1, 1));
+}
+
+TEST(RecordCountTest, ARecordThatIsGoneIsAFailureInWords)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder.file("rec.bin", bytesOf(someRecords(2)));
+    RecordReader reader;
+    ASSERT_EQ(reader.open(path.c_str()), 0);
+    writeFile(path, "");
+    RecordCount count;
+    try {
+        count.addNew(reader, path);
+        FAIL() << "nothing was thrown";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.what(), path + ": byte 0: the file has changed");
+    }
+}
+
+}  // namespace
+}  // namespace nubrix
