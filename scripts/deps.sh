@@ -13,8 +13,9 @@ set -eu
 packages_of() {
     case $1 in
     build) echo g++ cmake ninja-build pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
-        nlohmann-json3-dev libcli11-dev ;;
-    test) echo libgtest-dev libgmock-dev python3 python3-pil python3-meshio ;;
+        nlohmann-json3-dev libcli11-dev libudev-dev ;;
+    test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev python3 python3-pil \
+        python3-meshio ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;

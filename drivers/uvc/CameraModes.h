@@ -40,7 +40,8 @@ struct StreamModes {
 using CameraModes = std::array<StreamModes, 3>;
 
 /// Asks the nodes. Of several that could give a stream, the one that is good for the fewest others
-/// gives it. Sizes above 65535 and rates above 127 frames/s are left out.
+/// gives it. Widths and heights above 65535, more than 2^26 pixels and rates
+/// above 127 frames/s are left out.
 CameraModes readModes(const std::vector<NodeIo *> &nodes);
 
 /// "640x480 at 30 frames/s".

@@ -13,7 +13,8 @@ namespace {
 
 constexpr unsigned int kMostAnswers = 256;  // to one kind of question
 constexpr double kFastest = 127;            // frames per second that a mode record can hold
-constexpr unsigned int kLargest = 65535;
+constexpr unsigned int kLargest = 65535;    // width or height
+constexpr std::uint64_t kMostPixels = 1U << 26U;
 constexpr int kUnknownRate = 30;
 
 // What is offered of ranges.
@@ -125,6 +126,7 @@ std::vector<v4l2_fract> readIntervals(NodeIo &node, std::uint32_t code, Size siz
 void addModes(NodeIo &node, Size size, NodeFormat &format)
 {
     if (size.width == 0 || size.height == 0 || size.width > kLargest || size.height > kLargest ||
+        std::uint64_t{size.width} * size.height > kMostPixels ||
         !isPossible(*format.format, size.width, size.height))
         return;
     const auto add = [&](signed char rate, v4l2_fract interval) {

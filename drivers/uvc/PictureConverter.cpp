@@ -24,6 +24,12 @@ void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *
     }
 }
 
+/// Gaps between rows are small.
+std::size_t believedRowBytes(std::size_t said, std::size_t least)
+{
+    return said < least || said > 8 * least ? least : said;
+}
+
 }  // namespace
 
 PictureConverter::PictureConverter(const SourceFormat &format, unsigned int width,
@@ -31,7 +37,7 @@ PictureConverter::PictureConverter(const SourceFormat &format, unsigned int widt
     : m_format(format),
       m_width(width),
       m_height(height),
-      m_rowBytes(std::max<std::size_t>(rowBytes, std::size_t{width} * format.rowBytes)),
+      m_rowBytes(believedRowBytes(rowBytes, std::size_t{width} * format.rowBytes)),
       m_expected(isCompressed(format) ? 0 : sourceBytes(format, m_rowBytes, height)),
       m_frameBytes(std::size_t{width} * height * pixelBytes(format.pixelFormat))
 {

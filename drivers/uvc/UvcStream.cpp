@@ -64,6 +64,8 @@ try {
         report(name() + " shares its node with a stream that runs: stop that one first");
         return kWrongState;
     }
+    m_broken = false;
+    m_lastPicture = Clock::now().time_since_epoch().count();
     m_running = true;
     const UvcDevice::Setting setting = m_device.setting(m_streamType);
     m_mode = setting.mode;
@@ -105,7 +107,6 @@ int UvcStream::begin(NodeIo &node)
     m_converter = std::make_unique<PictureConverter>(*setting.source.format, m_mode.width,
                                                      m_mode.height, format.bytesperline);
     m_delivered = m_flagged = m_held = m_unusable = 0;
-    m_broken = false;
     m_end.clear();
     if (const int error = beginCapture(node, format.sizeimage)) {
         m_device.noteError(error);

@@ -148,7 +148,8 @@ TEST_F(CameraModesTest, OfEqualNodesTheFirstGivesTheStream)
 TEST_F(CameraModesTest, UnknownFormatsAndImpossibleModesAreLeftOut)
 {
     addNode({{V4L2_PIX_FMT_H264, {{640, 480, {30}}}},
-             {V4L2_PIX_FMT_Z16, {{0, 480, {30}}, {70000, 480, {30}}, {64, 48, {30, 500, 0}}}}});
+             {V4L2_PIX_FMT_Z16,
+              {{0, 480, {30}}, {70000, 480, {30}}, {60000, 60000, {30}}, {64, 48, {30, 500, 0}}}}});
     EXPECT_THAT(texts(read(NUBRIX_STREAM_DEPTH)), ElementsAre("64x48 at 30 frames/s"));
     EXPECT_TRUE(read(NUBRIX_STREAM_COLOR).records.empty());
 }

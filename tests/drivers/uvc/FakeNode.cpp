@@ -45,7 +45,7 @@ void FakeCamera::capture(const Shot &shot)
     m_empty.pop_front();
     Buffer &buffer = m_buffers[index];
     const std::size_t used = std::min(shot.bytes.size(), buffer.length);
-    std::memcpy(buffer.memory, shot.bytes.data(), used);
+    std::copy_n(shot.bytes.begin(), used, buffer.memory);
     buffer.used = static_cast<std::uint32_t>(shot.bytes.size());
     buffer.sequence = sequence;
     buffer.flags = shot.flags;

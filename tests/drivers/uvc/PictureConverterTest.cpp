@@ -127,8 +127,10 @@ TEST(PictureConverterTest, OnlyFormatsWithoutGapsPassThrough)
 
 TEST(PictureConverterTest, ARowLengthThatCannotBeIsNotBelieved)
 {
-    PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, 1);
-    EXPECT_EQ(converter.expectedBytes(), 64U * 48);
+    for (const std::size_t rowBytes : {std::size_t{1}, std::size_t{0xffffffffU}}) {
+        PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, rowBytes);
+        EXPECT_EQ(converter.expectedBytes(), 64U * 48) << rowBytes;
+    }
 }
 
 /// One colour, as a camera compresses it.

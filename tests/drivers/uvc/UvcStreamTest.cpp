@@ -305,6 +305,25 @@ TEST_F(UvcStreamTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAnswer)
     EXPECT_TRUE(stream.sink().await(1));
 }
 
+TEST_F(UvcStreamTest, ACameraThatFallsSilentDoesNotAnswerUntilItSendsAgain)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_NE(device.keepLiveState(), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < begin + kDeadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin,
+              UvcStream::kSilence - std::chrono::milliseconds(500));
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
+    camera.captureAll(1);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_NE(device.keepLiveState(), 0);
+}
+
 struct Refusal {
     unsigned long request;
     int error;
