@@ -14,7 +14,8 @@ constexpr int kLimitReached = -5;
 constexpr int kUnsupported = -8;
 constexpr int kGone = -9;
 
-/// Writes one line to stderr: the library has no log for drivers. Thread-safe.
+/// Writes one line to the library's log as an error. Without a log, and wherever the environment
+/// variable NUBRIX_DRIVER_STDERR is set, it goes to stderr. Thread-safe.
 void report(const std::string &line);
 
 /// The status for a system error: -2 busy, -9 gone, -5 no bandwidth or memory left, -4 refused

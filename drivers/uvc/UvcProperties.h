@@ -15,11 +15,12 @@ struct StreamCounters {
     unsigned int flagged;    ///< of them, short or damaged ones
     unsigned int held;       ///< pictures dropped because the application held all frames
     unsigned int unusable;   ///< pictures dropped because there was nothing in them to show
+    unsigned int missed;     ///< pictures that the kernel counted and did not hand out
 };
 
 /// From here on a property's id is that of a control of the kernel's.
 constexpr unsigned int kFirstControl = 0x00980000;
 
-static_assert(sizeof(StreamCounters) == 16, "counters record");
+static_assert(sizeof(StreamCounters) == 20, "counters record");
 
 }  // namespace nubrix

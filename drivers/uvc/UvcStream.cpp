@@ -106,7 +106,8 @@ int UvcStream::begin(NodeIo &node)
     }
     m_converter = std::make_unique<PictureConverter>(*setting.source.format, m_mode.width,
                                                      m_mode.height, format.bytesperline);
-    m_delivered = m_flagged = m_held = m_unusable = 0;
+    m_delivered = m_flagged = m_held = m_unusable = m_missed = 0;
+    m_lastSequence.reset();
     m_end.clear();
     if (const int error = beginCapture(node, format.sizeimage)) {
         m_device.noteError(error);
@@ -159,7 +160,7 @@ bool UvcStream::isAnswering() const
 
 StreamCounters UvcStream::counters() const
 {
-    return {m_delivered, m_flagged, m_held, m_unusable};
+    return {m_delivered, m_flagged, m_held, m_unusable, m_missed};
 }
 
 void UvcStream::run(NodeIo &node)
@@ -195,6 +196,7 @@ int UvcStream::takePicture()
     if (const int error = m_capture->take(picture))
         return error;
     m_lastPicture = Clock::now().time_since_epoch().count();
+    countMissed(picture.sequence);
     if (picture.conversion == Conversion::kNothing)
         ++m_unusable;
     else if (!picture.frame)
@@ -202,6 +204,14 @@ int UvcStream::takePicture()
     else
         deliver(picture);
     return 0;
+}
+
+void UvcStream::countMissed(unsigned int sequence)
+{
+    // Some do not count, and some begin anew.
+    if (m_lastSequence && sequence > *m_lastSequence)
+        m_missed += sequence - *m_lastSequence - 1;
+    m_lastSequence = sequence;
 }
 
 void UvcStream::deliver(Picture &picture)
@@ -249,6 +259,9 @@ void UvcStream::reportLosses() const
     if (lost.unusable != 0)
         report(name() + ": pictures dropped because there was nothing in them to show: " +
                std::to_string(lost.unusable));
+    if (lost.missed != 0)
+        report(name() + ": pictures that the kernel dropped, incomplete or for want of a buffer: " +
+               std::to_string(lost.missed));
     if (lost.flagged != 0)
         report(name() + ": frames that were short or damaged: " + std::to_string(lost.flagged) +
                " of " + std::to_string(lost.delivered));

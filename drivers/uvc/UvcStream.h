@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -51,6 +52,7 @@ private:
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
     void run(NodeIo &node);
     int takePicture();
+    void countMissed(unsigned int sequence);
     void deliver(Picture &picture);
     void describe(typedefNubrixFrame &record, const Picture &picture) const;
     void endFor(int error);
@@ -63,6 +65,7 @@ private:
     DriverFrameCallback m_callback = nullptr;
     void *m_user = nullptr;
     typedefNubrixFrameMode m_mode = {};
+    std::optional<unsigned int> m_lastSequence;  // of the thread
     std::unique_ptr<PictureConverter> m_converter;
     std::unique_ptr<Capture> m_capture;
     std::thread m_thread;
@@ -75,6 +78,7 @@ private:
     std::atomic<unsigned int> m_flagged{0};
     std::atomic<unsigned int> m_held{0};
     std::atomic<unsigned int> m_unusable{0};
+    std::atomic<unsigned int> m_missed{0};
 };
 
 }  // namespace nubrix

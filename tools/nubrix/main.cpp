@@ -33,8 +33,11 @@ constexpr int kWrongUse = 2;
 void setUpLog(bool verbose)
 {
     setenv("NUBRIX_LOG_CONSOLE", verbose ? "1" : "0", verbose ? 1 : 0);
+    // What a driver has to say is for the user, and comes either way.
     if (verbose)
         setenv("NUBRIX_LOG_LEVEL", "1", 1);
+    else
+        setenv("NUBRIX_DRIVER_STDERR", "1", 0);
 }
 
 int report(const std::exception &exception)

@@ -59,6 +59,12 @@ void FakeCamera::captureAll(std::uint8_t value)
     capture({std::vector<std::uint8_t>(format().sizeimage + missingBytes, value)});
 }
 
+void FakeCamera::lose(unsigned int pictures)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_sequence += pictures;
+}
+
 void FakeCamera::unplug()
 {
     const std::lock_guard<std::mutex> lock(m_lock);

@@ -53,6 +53,8 @@ public:
     void capture(const Shot &shot);
     /// Captures a whole picture, each byte of which has the value.
     void captureAll(std::uint8_t value);
+    /// Counts pictures and hands none out.
+    void lose(unsigned int pictures);
     void unplug();
 
     v4l2_pix_format format() const;

@@ -199,6 +199,26 @@ TEST_F(UvcStreamTest, AnEmptyPictureIsDroppedAndCounted)
     }
 }
 
+TEST_F(UvcStreamTest, PicturesThatTheKernelDropsAreCounted)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    camera.lose(5);  // before the first, which is none of this stream's
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    ASSERT_TRUE(stream.sink().await(1));
+    camera.lose(2);
+    camera.captureAll(2);
+    ASSERT_TRUE(stream.sink().await(2));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("the kernel dropped, incomplete or for want of a buffer: 2\n"));
+    EXPECT_THAT(stream.sink().indices(), ElementsAre(5, 8));
+    EXPECT_EQ(countersOf(device, NUBRIX_STREAM_DEPTH).missed, 2U);
+}
+
 TEST_F(UvcStreamTest, ABrokenJpegIsDroppedAndCounted)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
