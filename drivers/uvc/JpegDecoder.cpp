@@ -9,14 +9,9 @@ namespace nubrix {
 
 namespace {
 
-struct ErrorManager {
-    jpeg_error_mgr base;  // first: the library knows no more
-    std::jmp_buf leave;
-};
-
 void leaveDecoder(j_common_ptr decoder)
 {
-    std::longjmp(reinterpret_cast<ErrorManager *>(decoder->err)->leave, 1);
+    std::longjmp(*static_cast<std::jmp_buf *>(decoder->client_data), 1);
 }
 
 void countWarning(j_common_ptr decoder, int level)
@@ -30,10 +25,10 @@ void sayNothing(j_common_ptr /*decoder*/)
 }
 
 // Between setjmp and longjmp nothing may need a destructor, and nothing local may change.
-bool decodeRows(jpeg_decompress_struct &decoder, ErrorManager &errors, const std::uint8_t *jpeg,
+bool decodeRows(jpeg_decompress_struct &decoder, std::jmp_buf &leave, const std::uint8_t *jpeg,
                 std::size_t bytes, std::uint8_t *rgb, unsigned int width, unsigned int height)
 {
-    if (setjmp(errors.leave) != 0)  // NOLINT(cert-err52-cpp): the library knows no other way
+    if (setjmp(leave) != 0)  // NOLINT(cert-err52-cpp): the library knows no other way
         return false;
     jpeg_create_decompress(&decoder);
     jpeg_mem_src(&decoder, jpeg, static_cast<unsigned long>(bytes));
@@ -55,14 +50,16 @@ bool decodeRows(jpeg_decompress_struct &decoder, ErrorManager &errors, const std
 Decoded decodeJpeg(const std::uint8_t *jpeg, std::size_t bytes, std::uint8_t *rgb,
                    unsigned int width, unsigned int height)
 {
-    ErrorManager errors = {};
+    std::jmp_buf leave;
+    jpeg_error_mgr errors = {};
     jpeg_decompress_struct decoder = {};
-    decoder.err = jpeg_std_error(&errors.base);
-    errors.base.error_exit = leaveDecoder;
-    errors.base.emit_message = countWarning;
-    errors.base.output_message = sayNothing;
-    const bool done = bytes != 0 && decodeRows(decoder, errors, jpeg, bytes, rgb, width, height);
-    const bool warned = errors.base.num_warnings != 0;
+    decoder.err = jpeg_std_error(&errors);
+    decoder.client_data = &leave;
+    errors.error_exit = leaveDecoder;
+    errors.emit_message = countWarning;
+    errors.output_message = sayNothing;
+    const bool done = bytes != 0 && decodeRows(decoder, leave, jpeg, bytes, rgb, width, height);
+    const bool warned = errors.num_warnings != 0;
     jpeg_destroy_decompress(&decoder);
     if (!done)
         return Decoded::kNothing;

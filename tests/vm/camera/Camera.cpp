@@ -72,7 +72,7 @@ bool access(Bytes &value, const Bytes &maximum, unsigned int request, const Byte
 
 }  // namespace
 
-Camera::Camera(const Options &options) : m_options(options)
+Camera::Camera(const Options &options) : m_options(options), m_models(streamModels(options.formats))
 {
     plug();
 }
@@ -80,7 +80,7 @@ Camera::Camera(const Options &options) : m_options(options)
 void Camera::plug()
 {
     m_channels.clear();
-    for (const StreamModel &model : streamModels()) {
+    for (const StreamModel &model : m_models) {
         m_channels.emplace_back(model, m_options.isochronous);
     }
     m_stalled = false;
@@ -208,7 +208,7 @@ bool Camera::describe(unsigned int type, unsigned int index, Bytes &out) const
             out = deviceDescriptor();
             break;
         case 2:
-            out = configurationDescriptor(m_options.isochronous);
+            out = configurationDescriptor(m_models, m_options.isochronous);
             break;
         case 3:
             out = stringDescriptor(index, m_options.serial);

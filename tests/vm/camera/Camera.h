@@ -17,7 +17,8 @@ public:
     struct Options {
         unsigned int port = 0;  // of the virtual host controller: 0 to 7
         std::string serial = "SOFT0001";
-        bool isochronous = false;  // otherwise bulk endpoints
+        std::string formats = "usual";  // which of the sets of formats
+        bool isochronous = false;       // otherwise bulk endpoints
     };
 
     explicit Camera(const Options &options);
@@ -44,6 +45,7 @@ private:
                      const Bytes &in, Bytes &out);
 
     const Options m_options;
+    const std::vector<StreamModel> &m_models;
     std::unique_ptr<UsbipPort> m_port;  // empty while unplugged
     std::vector<StreamChannel> m_channels;
     bool m_stalled = false;

@@ -1,6 +1,8 @@
 #include "CameraModel.h"
 
 #include <initializer_list>
+#include <map>
+#include <utility>
 
 namespace nubrix::vm {
 
@@ -36,6 +38,24 @@ void appendAll(Bytes &bytes, const Bytes &more)
     bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
+const char *lettersOf(PixelFormat format)
+{
+    switch (format) {
+        case PixelFormat::kUyvy:
+            return "UYVY";
+        case PixelFormat::kNv12:
+            return "NV12";
+        case PixelFormat::kGrey:
+            return "Y800";
+        case PixelFormat::kGrey10:
+            return "Y10 ";
+        case PixelFormat::kGrey16:
+            return "Y16 ";
+        default:
+            return "YUY2";
+    }
+}
+
 // The identifier of an uncompressed format: four letters and a fixed tail, but for depth.
 void appendFormatIdentifier(Bytes &bytes, PixelFormat format)
 {
@@ -44,10 +64,15 @@ void appendFormatIdentifier(Bytes &bytes, PixelFormat format)
         append(bytes, {0x92, 0x0b, 0x77, 0x3f, 0x1f, 0x2c, 0x55, 0x6b});
         return;
     }
-    for (const char *letter = format == PixelFormat::kGrey ? "Y800" : "YUY2"; *letter; ++letter) {
+    for (const char *letter = lettersOf(format); *letter; ++letter) {
         bytes.push_back(static_cast<std::uint8_t>(*letter));
     }
     append(bytes, {0, 0, 0x10, 0, 0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71});
+}
+
+unsigned int bitsPerPixel(PixelFormat format)
+{
+    return format == PixelFormat::kGrey ? 8 : format == PixelFormat::kNv12 ? 12 : 16;
 }
 
 Bytes extensionUnit()
@@ -60,10 +85,10 @@ Bytes extensionUnit()
     return unit;
 }
 
-Bytes entities()
+Bytes entities(std::size_t streams)
 {
     Bytes all;
-    for (std::size_t stream = 0; stream < streamModels().size(); ++stream) {
+    for (std::size_t stream = 0; stream < streams; ++stream) {
         append(all, {18, kClassInterfaceType, 2, kCameras[stream]});
         append16(all, kCameraTerminal);
         append(all, {0, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0});
@@ -77,11 +102,10 @@ Bytes entities()
     return all;
 }
 
-void appendControlInterface(Bytes &bytes)
+void appendControlInterface(Bytes &bytes, unsigned int streams)
 {
-    const auto streams = static_cast<unsigned int>(streamModels().size());
     append(bytes, {9, kInterfaceType, 0, 0, 0, kVideoClass, 1, 0, 2});
-    const Bytes units = entities();
+    const Bytes units = entities(streams);
     append(bytes, {12 + streams, kClassInterfaceType, 1});
     append16(bytes, 0x0110);
     append16(bytes, 12 + streams + static_cast<unsigned int>(units.size()));
@@ -125,16 +149,16 @@ Bytes formatDescriptors(const StreamModel &model)
         } else {
             append(all, {27, kClassInterfaceType, 4, index, kSizes.size()});
             appendFormatIdentifier(all, format);
-            append(all, {format == PixelFormat::kGrey ? 8U : 16U, 1, 0, 0, 0, 0});
+            append(all, {bitsPerPixel(format), 1, 0, 0, 0, 0});
         }
         appendSizes(all, format);
     }
     return all;
 }
 
-void appendStreamingInterface(Bytes &bytes, unsigned int number, bool isochronous)
+void appendStreamingInterface(Bytes &bytes, const StreamModel &model, unsigned int number,
+                              bool isochronous)
 {
-    const StreamModel &model = streamModels()[number - 1];
     const auto count = static_cast<unsigned int>(model.formats.size());
     const unsigned int endpoint = 0x80 | number;
     append(bytes, {9, kInterfaceType, number, 0, isochronous ? 0U : 1U, kVideoClass, 2, 0, 0});
@@ -157,14 +181,20 @@ void appendStreamingInterface(Bytes &bytes, unsigned int number, bool isochronou
 
 }  // namespace
 
-const std::vector<StreamModel> &streamModels()
+const std::vector<StreamModel> &streamModels(const std::string &formats)
 {
-    static const std::vector<StreamModel> models = {
-        {"depth", {PixelFormat::kDepth16}},
-        {"color", {PixelFormat::kYuyv, PixelFormat::kMotionJpeg}},
-        {"ir", {PixelFormat::kGrey}},
+    using Models = std::vector<StreamModel>;
+    const auto three = [](std::vector<PixelFormat> color, PixelFormat infrared) {
+        return Models{
+            {"depth", {PixelFormat::kDepth16}}, {"color", std::move(color)}, {"ir", {infrared}}};
     };
-    return models;
+    static const std::map<std::string, Models> sets = {
+        {"usual", three({PixelFormat::kYuyv, PixelFormat::kMotionJpeg}, PixelFormat::kGrey)},
+        {"packed", three({PixelFormat::kUyvy}, PixelFormat::kGrey16)},
+        {"planar", three({PixelFormat::kNv12}, PixelFormat::kGrey10)},
+        {"jpeg", three({PixelFormat::kMotionJpeg}, PixelFormat::kGrey)},
+    };
+    return sets.at(formats);
 }
 
 Bytes deviceDescriptor()
@@ -180,14 +210,14 @@ Bytes deviceDescriptor()
     return bytes;
 }
 
-Bytes configurationDescriptor(bool isochronous)
+Bytes configurationDescriptor(const std::vector<StreamModel> &models, bool isochronous)
 {
-    const auto streams = static_cast<unsigned int>(streamModels().size());
+    const auto streams = static_cast<unsigned int>(models.size());
     Bytes rest;
     append(rest, {8, kAssociationType, 0, streams + 1, kVideoClass, 3, 0, 2});
-    appendControlInterface(rest);
+    appendControlInterface(rest, streams);
     for (unsigned int stream = 1; stream <= streams; ++stream) {
-        appendStreamingInterface(rest, stream, isochronous);
+        appendStreamingInterface(rest, models[stream - 1], stream, isochronous);
     }
     Bytes bytes;
     append(bytes, {9, kConfigurationType});

@@ -16,7 +16,8 @@ struct StreamModel {
 };
 
 /// Interface 0 is for control, interface n for stream n - 1, on endpoint n.
-const std::vector<StreamModel> &streamModels();
+/// `formats` names a set: "usual", "packed", "planar" or "jpeg".
+const std::vector<StreamModel> &streamModels(const std::string &formats);
 
 inline constexpr std::array<PictureSize, 2> kSizes = {{{640, 480}, {320, 240}}};
 inline constexpr std::array<unsigned int, 2> kIntervals = {333333, 666666};  // units of 100 ns
@@ -30,7 +31,7 @@ inline constexpr unsigned int kProcessingUnit = 5;
 inline constexpr unsigned int kExtensionUnit = 2;
 
 Bytes deviceDescriptor();
-Bytes configurationDescriptor(bool isochronous);
+Bytes configurationDescriptor(const std::vector<StreamModel> &models, bool isochronous);
 
 /// 1 is the maker, 2 the product, 3 the serial number; 0 lists the languages. Else empty.
 Bytes stringDescriptor(unsigned int index, const std::string &serial);

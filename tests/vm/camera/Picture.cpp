@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 // Needs the two above.
 #include <jpeglib.h>
 
@@ -80,6 +81,42 @@ Bytes drawYuyv(PictureSize size, unsigned int number)
     return picture;
 }
 
+// The same picture with the bytes of each pair in the other order.
+Bytes drawUyvy(PictureSize size, unsigned int number)
+{
+    Bytes picture = drawYuyv(size, number);
+    for (std::size_t at = 0; at < picture.size(); at += 2) {
+        std::swap(picture[at], picture[at + 1]);
+    }
+    return picture;
+}
+
+// The same picture with the colours of every other row only, behind all brightness.
+Bytes drawNv12(PictureSize size, unsigned int number)
+{
+    const Bytes pairs = drawYuyv(size, number);
+    Bytes picture(largestPicture(PixelFormat::kNv12, size));
+    const std::size_t pixels = std::size_t{size.width} * size.height;
+    for (std::size_t at = 0; at < pixels; ++at) {
+        picture[at] = pairs[2 * at];
+        const std::size_t row = at / size.width;
+        if (row % 2 == 0) {
+            picture[pixels + row / 2 * size.width + at % size.width] = pairs[2 * at + 1];
+        }
+    }
+    return picture;
+}
+
+// Ten bits are what is left of the depth without its upper ones.
+Bytes drawGrey10(PictureSize size, unsigned int number)
+{
+    Bytes picture = drawDepth(size, number);
+    for (std::size_t at = 1; at < picture.size(); at += 2) {
+        picture[at] &= 3;
+    }
+    return picture;
+}
+
 Bytes drawGrey(PictureSize size, unsigned int number)
 {
     Bytes picture(largestPicture(PixelFormat::kGrey, size));
@@ -145,8 +182,16 @@ Bytes drawPicture(PixelFormat format, PictureSize size, unsigned int number)
             return drawDepth(size, number);
         case PixelFormat::kYuyv:
             return drawYuyv(size, number);
+        case PixelFormat::kUyvy:
+            return drawUyvy(size, number);
+        case PixelFormat::kNv12:
+            return drawNv12(size, number);
         case PixelFormat::kMotionJpeg:
             return drawJpeg(size, number);
+        case PixelFormat::kGrey10:
+            return drawGrey10(size, number);
+        case PixelFormat::kGrey16:
+            return drawDepth(size, number);
         case PixelFormat::kGrey:
             break;
     }
@@ -155,7 +200,15 @@ Bytes drawPicture(PixelFormat format, PictureSize size, unsigned int number)
 
 std::size_t largestPicture(PixelFormat format, PictureSize size)
 {
-    return std::size_t{size.width} * size.height * (format == PixelFormat::kGrey ? 1 : 2);
+    const std::size_t pixels = std::size_t{size.width} * size.height;
+    switch (format) {
+        case PixelFormat::kGrey:
+            return pixels;
+        case PixelFormat::kNv12:
+            return pixels + pixels / 2;
+        default:
+            return pixels * 2;
+    }
 }
 
 }  // namespace nubrix::vm

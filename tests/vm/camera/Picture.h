@@ -9,7 +9,7 @@ namespace nubrix::vm {
 
 using Bytes = std::vector<std::uint8_t>;
 
-enum class PixelFormat { kDepth16, kYuyv, kMotionJpeg, kGrey };
+enum class PixelFormat { kDepth16, kYuyv, kUyvy, kNv12, kMotionJpeg, kGrey, kGrey10, kGrey16 };
 
 struct PictureSize {
     unsigned int width;   // pixels, even
@@ -21,7 +21,8 @@ struct PictureSize {
 /// 16384, 65535.
 std::uint16_t depthAt(PictureSize size, unsigned int x, unsigned int y, unsigned int number);
 
-/// Picture `number` as it leaves the camera: 16-bit depth is little-endian, a JPEG has odd length.
+/// Picture `number` as it leaves the camera: 16-bit pixels are little-endian, a JPEG has odd
+/// length.
 Bytes drawPicture(PixelFormat format, PictureSize size, unsigned int number);
 
 /// The most bytes that a picture can have; exactly so many, unless it is a JPEG.

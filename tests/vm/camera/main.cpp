@@ -14,6 +14,7 @@
 #include <string>
 
 #include "Camera.h"
+#include "Command.h"
 
 namespace {
 
@@ -28,7 +29,8 @@ sockaddr_un addressOf(const std::string &name)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof(address.sun_path), "/run/camera-%s", name.c_str());
+    std::snprintf(address.sun_path, sizeof(address.sun_path), "%s",
+                  nubrix::vm::commandSocket(name).c_str());
     return address;
 }
 
@@ -101,14 +103,7 @@ int run(const std::string &name, const Camera::Options &options)
 
 int tell(const std::string &name, const std::string &command)
 {
-    const int descriptor = openSocket();
-    const sockaddr_un address = addressOf(name);
-    if (connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0) {
-        fail(address.sun_path);
-    }
-    send(descriptor, command.data(), command.size(), MSG_NOSIGNAL);
-    const std::string reply = receive(descriptor);
-    close(descriptor);
+    const std::string reply = nubrix::vm::tellCamera(name, command);
     std::printf("%s\n", reply.c_str());
     return reply.rfind("ok", 0) == 0 ? 0 : 1;
 }
@@ -128,6 +123,9 @@ int main(int argc, char **argv)
     running->add_option("--port", options.port, "Port of the host controller")
         ->check(CLI::Range(0, 7));
     running->add_option("--serial", options.serial, "Serial number")->capture_default_str();
+    running->add_option("--formats", options.formats, "Which formats the streams have")
+        ->check(CLI::IsMember({"usual", "packed", "planar", "jpeg"}))
+        ->capture_default_str();
     running->add_flag("--isochronous", options.isochronous, "In place of bulk endpoints");
     CLI::App *telling = app.add_subcommand("tell", "Give a command and print the answer");
     telling->add_option("name", name)->required();
