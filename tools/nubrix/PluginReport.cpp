@@ -10,16 +10,6 @@ namespace nubrix {
 
 namespace {
 
-/// The folder of libNubrix.so with a "/" at its end, where it looks for plug-ins.
-std::string libraryFolder()
-{
-    Dl_info info = {};
-    if (dladdr(dlsym(RTLD_DEFAULT, "ContextFactory"), &info) == 0 || info.dli_fname == nullptr)
-        return {};
-    const std::string path = info.dli_fname;
-    return path.substr(0, path.rfind('/') + 1);
-}
-
 std::string pathOf(void *handle)
 {
     struct link_map *map = nullptr;
@@ -31,8 +21,6 @@ std::string pathOf(void *handle)
 /// Tries what the library tried, to learn what stood in its way.
 std::string whyNotLoaded(const std::string &path)
 {
-    if (access(path.c_str(), F_OK) != 0)
-        return path + ": no such file";
     void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         const char *error = dlerror();
@@ -47,15 +35,33 @@ std::string whyNotLoaded(const std::string &path)
 
 }  // namespace
 
+std::string libraryPath()
+{
+    Dl_info info = {};
+    if (dladdr(dlsym(RTLD_DEFAULT, "ContextFactory"), &info) == 0 || info.dli_fname == nullptr)
+        return {};
+    return info.dli_fname;
+}
+
+std::string pluginPath(const std::string &name)
+{
+    const std::string library = libraryPath();
+    return library.substr(0, library.rfind('/') + 1) + name;
+}
+
 std::vector<PluginState> pluginStates()
 {
-    const std::string folder = libraryFolder();
     std::vector<PluginState> states;
     const auto add = [&](const char *name, void *handle) {
-        const bool loaded = handle != nullptr;
-        states.push_back({name, loaded, loaded ? pathOf(handle) : whyNotLoaded(folder + name)});
+        const std::string path = pluginPath(name);
+        if (handle != nullptr)
+            states.push_back({name, true, false, pathOf(handle)});
+        else if (access(path.c_str(), F_OK) != 0)
+            states.push_back({name, false, true, path + ": no such file"});
+        else
+            states.push_back({name, false, false, whyNotLoaded(path)});
     };
-    add("libNubrixUvcDriver.so", libUvcDriverHandle);
+    add(kUsbPlugin, libUvcDriverHandle);
     add("libNubrixNetDriver.so", libNetDriverHandle);
     return states;
 }

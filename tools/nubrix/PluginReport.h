@@ -6,11 +6,19 @@
 
 namespace nubrix {
 
+constexpr const char *kUsbPlugin = "libNubrixUvcDriver.so";
+
 struct PluginState {
     std::string name;  // "libNubrixUvcDriver.so"
     bool loaded;
+    bool missing;        // there is no such file
     std::string detail;  // the path if it is loaded, otherwise why not
 };
+
+/// Where libNubrix.so is.
+std::string libraryPath();
+/// Where the library looks for a plug-in.
+std::string pluginPath(const std::string &name);
 
 /// The plug-ins that the library looks for. Ask while a Session lives.
 std::vector<PluginState> pluginStates();

@@ -8,6 +8,7 @@
 #include "ChecksumCommand.h"
 #include "CloudCommand.h"
 #include "ConvertCommand.h"
+#include "DoctorCommand.h"
 #include "ExportCommand.h"
 #include "Failure.h"
 #include "InspectCommand.h"
@@ -79,6 +80,7 @@ int run(int argc, char **argv)
     UpgradeCommand upgrade(app);
     ChecksumCommand checksum(app);
     ConvertCommand convert(app);
+    DoctorCommand doctor(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -86,7 +88,7 @@ int run(int argc, char **argv)
     }
     const std::vector<Command *> commands = {&list,    &modes,    &stream,   &props, &record,
                                              &inspect, &repair,   &exporter, &photo, &cloud,
-                                             &upgrade, &checksum, &convert};
+                                             &upgrade, &checksum, &convert,  &doctor};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {

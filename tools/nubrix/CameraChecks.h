@@ -1,0 +1,26 @@
+// Whether each attached camera can do its work, and its bus can carry it: 'nubrix doctor'.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Finding.h"
+#include "Machine.h"
+#include "Session.h"
+
+namespace nubrix {
+
+/// What is known of a camera that was opened.
+struct CameraLoad {
+    std::string uri;
+    std::string location;  // its place on the bus, "1-2.3"; empty when it is not USB
+    double megabits;       // per second, all streams together in their current modes
+};
+
+/// Opens each camera and looks at its modes; adds those that can be opened to `loads`.
+Findings checkCameras(Session &session, std::vector<CameraLoad> &loads);
+/// Whether each USB camera is plugged in well, and whether those of one bus can stream together.
+Findings checkBuses(const Machine &machine, const std::vector<CameraLoad> &loads);
+
+}  // namespace nubrix

@@ -1,0 +1,33 @@
+// The machine that 'nubrix doctor' looks at.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace nubrix {
+
+/// Tests describe one of their own.
+struct Machine {
+    enum class Access {
+        kGranted,
+        kAfterLogin,  ///< the user is in the group, but was not yet when he logged in
+        kDenied,
+    };
+
+    std::string root;           // stands before each path; empty for the real one
+    std::string kernelRelease;  // "6.1.0-18-amd64"
+    std::string user;
+    std::function<Access(const std::string &path)> access;  // to read and write
+
+    static Machine real();
+
+    std::string path(const std::string &absolute) const { return root + absolute; }
+    bool has(const std::string &absolute) const;
+    /// The names in a folder, sorted; none when there is no such folder.
+    std::vector<std::string> list(const std::string &absolute) const;
+    /// The whole file without blanks and line ends around it; empty when it cannot be read.
+    std::string read(const std::string &absolute) const;
+};
+
+}  // namespace nubrix
