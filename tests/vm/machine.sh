@@ -25,6 +25,8 @@ done
 udevadm settle --timeout=30
 echo "vm: ready after $(cut -d' ' -f1 /proc/uptime) s, kernel $(uname -r)"
 
+set -f
+# shellcheck disable=SC2086  # a list of patterns
 sh "$project/tests/vm/run.sh" $only
 echo $? >/results/status
 dmesg >/results/dmesg
