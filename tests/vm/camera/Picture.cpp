@@ -1,5 +1,6 @@
 #include "Picture.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -44,15 +45,15 @@ Bytes drawDepth(PictureSize size, unsigned int number)
         }
         return bytes;
     }();
-    Bytes picture;
-    picture.reserve(largestPicture(PixelFormat::kDepth16, size));
+    Bytes picture(largestPicture(PixelFormat::kDepth16, size));
+    auto to = picture.begin();
     for (unsigned int y = 0; y < size.height; ++y) {
         const auto row = ramp.begin() + (3 * y + number) % kDepthSteps * 2;
-        picture.insert(picture.end(), row, row + size.width * 2);
+        to = std::copy(row, row + size.width * 2, to);
     }
-    picture.resize(picture.size() - kEdges.size() * 2);
-    for (const unsigned int edge : kEdges) {
-        append16(picture, edge);
+    for (auto edge = kEdges.rbegin(); edge != kEdges.rend(); ++edge) {
+        *--to = byte(*edge >> 8U);
+        *--to = byte(*edge);
     }
     return picture;
 }

@@ -52,7 +52,7 @@ protected:
         ASSERT_EQ(m_context->getSupportFrameMode(m_camera, stream, &modes, &count), 0);
         typedefNubrixFrameMode chosen = {};
         for (unsigned int i = 0; i < count; ++i) {
-            if (modes[i].pixelFormat == pixelFormat) {
+            if (modes[i].pixelFormat == pixelFormat && modes[i].frameRate >= 20) {
                 chosen = modes[i];  // the smallest comes last
             }
         }
@@ -141,15 +141,13 @@ TEST_F(Vivid, GreyPicturesHaveOneOrTwoBytesAPixel)
     }
 }
 
-TEST_F(Vivid, AStartThatTheKernelRefusesFailsAndTheNextWorks)
+// Each error is given once.
+TEST_F(Vivid, WhatTheKernelRefusesOnceIsTriedWithOtherBuffers)
 {
     for (const char *error : {"Inject VIDIOC_REQBUFS Error", "Inject VIDIOC_QBUF Error",
                               "Inject VIDIOC_STREAMON Error"}) {
         set(error, 1);
-        NubrixStream *color = nullptr;
-        EXPECT_NE(m_context->openStream(m_camera, NUBRIX_STREAM_COLOR, &color, nullptr, nullptr), 0)
-            << error;
-        color = stream(m_camera, NUBRIX_STREAM_COLOR);
+        NubrixStream *color = stream(m_camera, NUBRIX_STREAM_COLOR);
         ASSERT_NE(color, nullptr) << error;
         EXPECT_EQ(readUntil(color, 0), 0) << error;
         EXPECT_EQ(m_context->closeStream(color), 0);

@@ -1,7 +1,8 @@
 // library_cost: what a stream costs through the library, beside v4l2-ctl on the same node.
 #include <nubrix/nubrix.h>
-#include <sys/resource.h>
+#include <signal.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -20,17 +21,11 @@ namespace {
 
 constexpr unsigned int kWarmUp = 10;  // frames that do not count
 
-double secondsOf(const rusage &usage)
+double secondsOf(clockid_t clock)
 {
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-double ownSeconds()
-{
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return secondsOf(usage);
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 void require(int result, const char *what)
@@ -63,10 +58,10 @@ void onFrame(NubrixStream *, typedefNubrixFrame *frame, void *user)
     cost.context->releaseFrame(frame);
     ++cost.frames;
     if (cost.frames == kWarmUp) {
-        cost.begin = ownSeconds();
+        cost.begin = secondsOf(CLOCK_PROCESS_CPUTIME_ID);
     } else if (cost.frames > kWarmUp && cost.frames <= kWarmUp + cost.wanted) {
         cost.agesMs.push_back(now.count() - static_cast<double>(captured) / 1000);
-        cost.end = ownSeconds();
+        cost.end = secondsOf(CLOCK_PROCESS_CPUTIME_ID);
         cost.done.notify_all();
     }
 }
@@ -88,23 +83,42 @@ void measure(Cost &cost, const nubrix::vm::Kind &kind)
     }
 }
 
+// The other program writes a "<" for each frame.
 double secondsOfOther(const std::string &node, const std::string &format, unsigned int frames)
 {
-    const std::string command =
-        "v4l2-ctl -d " + node + " --set-fmt-video=width=640,height=480,pixelformat='" + format +
-        "' --set-parm=30 --stream-mmap=4 --stream-count=" + std::to_string(frames) +
-        " >/dev/null 2>&1";
+    const std::string command = "exec v4l2-ctl -d " + node +
+                                " --set-fmt-video=width=640,height=480,pixelformat='" + format +
+                                "' --set-parm=30 --stream-mmap=4 2>&1";
+    int ends[2] = {-1, -1};
+    if (pipe(ends) != 0) {
+        throw std::runtime_error("no pipe");
+    }
     const pid_t child = fork();
     if (child == 0) {
-        execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
+        dup2(ends[1], STDOUT_FILENO);
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
         _exit(127);
     }
-    int status = 0;
-    rusage usage = {};
-    if (wait4(child, &status, 0, &usage) != child || status != 0) {
-        throw std::runtime_error("v4l2-ctl fails");
+    close(ends[1]);
+    clockid_t clock = 0;
+    const bool timed = clock_getcpuclockid(child, &clock) == 0;
+    double begin = 0;
+    unsigned int seen = 0;
+    char letter = 0;
+    while (seen < kWarmUp + frames && read(ends[0], &letter, 1) == 1) {
+        seen += letter == '<' ? 1 : 0;
+        if (letter == '<' && seen == kWarmUp) {
+            begin = secondsOf(clock);
+        }
     }
-    return secondsOf(usage);
+    const double end = secondsOf(clock);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    close(ends[0]);
+    if (!timed || seen < kWarmUp + frames) {
+        throw std::runtime_error("v4l2-ctl gave " + std::to_string(seen) + " frames");
+    }
+    return end - begin;
 }
 
 }  // namespace
@@ -140,9 +154,7 @@ int main(int argc, char **argv)
         return status;
     }
     try {
-        // The difference leaves out how it starts and ends.
-        const double other = secondsOfOther(node, format, kWarmUp + cost.wanted) -
-                             secondsOfOther(node, format, kWarmUp);
+        const double other = secondsOfOther(node, format, cost.wanted);
         const double own = cost.end - cost.begin;
         std::sort(cost.agesMs.begin(), cost.agesMs.end());
         std::printf(
