@@ -7,6 +7,7 @@
 #   armhf    cross compiler and emulator for 32-bit ARM
 #   lint     clang, clang-format and clang-tidy
 #   fuzz     clang and libFuzzer
+#   vm       virtual machines with Debian's kernel, for scripts/vm.sh
 set -eu
 
 packages_of() {
@@ -20,6 +21,7 @@ packages_of() {
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
     lint) echo clang clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
+    vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;
     *) return 1 ;;
     esac
 }

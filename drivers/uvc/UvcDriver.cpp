@@ -14,6 +14,8 @@ namespace nubrix {
 
 namespace {
 
+constexpr unsigned int kGmslRecords = 60;  // that the library has room for
+
 /// Cuts between characters.
 template <std::size_t N>
 void copyText(char (&field)[N], const std::string &text)
@@ -123,9 +125,9 @@ int UvcDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *c
 try {
     if (records == nullptr || count == nullptr)
         return kBadArgument;
-    const unsigned int capacity = std::exchange(*count, 0U);
+    *count = 0;
     for (const NodeInfo &node : m_table.otherNodes()) {
-        if (*count == capacity)
+        if (*count == kGmslRecords)
             break;
         _NubrixGmslDeviceInfo record = {};
         copyText(record.devicePath, node.path);

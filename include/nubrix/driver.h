@@ -209,6 +209,8 @@ public:
     /// Writes the attached cameras. `count` holds the capacity (60) on entry, the number of records
     /// written on return. All drivers share one table of 60 records: stay well below it.
     virtual int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) = 0;
+    /// Writes the cameras on GMSL links, 60 at most: here `count` does not hold the capacity on
+    /// entry.
     virtual int getGmslDeviceList(_NubrixGmslDeviceInfo * /*records*/, unsigned int *count)
     {
         *count = 0;

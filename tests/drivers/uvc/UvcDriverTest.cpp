@@ -178,7 +178,7 @@ TEST_F(UvcDriverTest, NodesThatAreNotUsbAreGmslDevices)
     start();
     EXPECT_THAT(list(), IsEmpty());
     std::vector<_NubrixGmslDeviceInfo> records(60);
-    unsigned int count = 60;
+    unsigned int count = 0;  // as the library calls it
     ASSERT_EQ(driver->getGmslDeviceList(records.data(), &count), 0);
     ASSERT_EQ(count, 1U);
     EXPECT_STREQ(records[0].devicePath, "/dev/video7");

@@ -1,0 +1,15 @@
+// How a test tells a running software camera what to do.
+#pragma once
+
+#include <string>
+
+namespace nubrix::vm {
+
+/// Where the camera of this name listens.
+std::string commandSocket(const std::string &name);
+
+/// Gives the camera a command and returns its answer, which starts with "ok" when it was obeyed.
+/// Throws std::runtime_error when there is no such camera.
+std::string tellCamera(const std::string &name, const std::string &command);
+
+}  // namespace nubrix::vm

@@ -1,0 +1,116 @@
+#include "CameraFixture.h"
+
+#include <thread>
+
+#include "../camera/Command.h"
+
+namespace nubrix::vm {
+
+namespace {
+
+constexpr std::chrono::seconds kPatience(20);
+
+}  // namespace
+
+CameraFixture::CameraFixture() : m_context(ContextFactory())
+{
+    EXPECT_EQ(m_context->initialize(), 0);
+    EXPECT_EQ(m_context->setDeviceStateCallback(&CameraFixture::onChange, this), 0);
+    EXPECT_TRUE(eventually([this] { return cameraCount() == 1; }));
+}
+
+CameraFixture::~CameraFixture()
+{
+    m_context->destroy();
+    deleteContext(m_context);
+}
+
+void CameraFixture::tell(const std::string &command)
+{
+    ASSERT_EQ(tellCamera("one", command).substr(0, 2), "ok") << command;
+}
+
+bool CameraFixture::eventually(const std::function<bool()> &isSo)
+{
+    const auto end = Clock::now() + kPatience;
+    while (!isSo()) {
+        if (Clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+bool CameraFixture::changesReach(std::size_t count)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    return m_changed.wait_for(lock, kPatience, [&] { return m_changes.size() >= count; });
+}
+
+std::vector<CameraFixture::Change> CameraFixture::changes()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_changes;
+}
+
+unsigned int CameraFixture::cameraCount()
+{
+    typedefNubrixeviceAttribute *list = nullptr;
+    unsigned int count = 0;
+    m_context->nubrixGetDeviceList(&list, &count);
+    return count;
+}
+
+NubrixDevice *CameraFixture::open()
+{
+    NubrixDevice *camera = nullptr;
+    EXPECT_EQ(m_context->openDevice(nullptr, &camera), 0);
+    return camera;
+}
+
+NubrixStream *CameraFixture::stream(NubrixDevice *camera, unsigned int type)
+{
+    NubrixStream *stream = nullptr;
+    EXPECT_EQ(m_context->openStream(camera, type, &stream, nullptr, nullptr), 0);
+    return stream;
+}
+
+int CameraFixture::readUntil(NubrixStream *stream, int wanted)
+{
+    int status = 0;
+    eventually([&] {
+        typedefNubrixFrame *frame = nullptr;
+        status = m_context->readFrame(stream, &frame, 500);
+        if (frame != nullptr) {
+            m_context->releaseFrame(frame);
+        }
+        return status == wanted;
+    });
+    return status;
+}
+
+unsigned int CameraFixture::readRightFrame(NubrixStream *stream, const std::string &name)
+{
+    typedefNubrixFrame *frame = nullptr;
+    EXPECT_EQ(m_context->readFrame(stream, &frame, 20000), 0);
+    if (frame == nullptr) {
+        return 0;
+    }
+    const unsigned int flags = frame->flags;
+    if (flags == 0) {
+        EXPECT_EQ(difference(kindOf(name, "usual"), {640, 480}, *frame), "");
+    }
+    m_context->releaseFrame(frame);
+    return flags;
+}
+
+void CameraFixture::onChange(const char *uri, const char *, unsigned int state, void *user)
+{
+    auto &self = *static_cast<CameraFixture *>(user);
+    const std::lock_guard<std::mutex> lock(self.m_lock);
+    self.m_changes.push_back({uri, state, Clock::now()});
+    self.m_changed.notify_all();
+}
+
+}  // namespace nubrix::vm

@@ -1,0 +1,62 @@
+// The words of the tests that use the library on cameras that come, go and fail.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <nubrix/nubrix.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Expected.h"
+
+namespace nubrix::vm {
+
+using Clock = std::chrono::steady_clock;
+
+/// A context, and the software camera "one" plugged in; it is plugged in again afterwards.
+class CameraFixture : public testing::Test {
+protected:
+    struct Change {
+        std::string uri;
+        unsigned int state;
+        Clock::time_point when;
+    };
+
+    CameraFixture();
+    ~CameraFixture() override;
+
+    /// Gives the software camera a command, and has it obeyed.
+    static void tell(const std::string &command);
+
+    /// Asks until it is so, 20 s at most.
+    static bool eventually(const std::function<bool()> &isSo);
+
+    /// Waits until `count` changes of cameras were told in all.
+    bool changesReach(std::size_t count);
+    std::vector<Change> changes();
+    unsigned int cameraCount();
+
+    NubrixDevice *open();
+    NubrixStream *stream(NubrixDevice *camera, unsigned int type);
+
+    /// Reads until a frame comes or the status is `wanted`; what the last call gave.
+    int readUntil(NubrixStream *stream, int wanted);
+
+    /// Reads one frame, which must be right in every byte unless it carries flags; its flags.
+    unsigned int readRightFrame(NubrixStream *stream, const std::string &name);
+
+    NubrixBaseContext *const m_context;
+
+private:
+    static void onChange(const char *uri, const char *serial, unsigned int state, void *user);
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<Change> m_changes;  // under m_lock
+};
+
+}  // namespace nubrix::vm

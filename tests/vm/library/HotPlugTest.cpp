@@ -1,0 +1,122 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "CameraFixture.h"
+#include "EventClock.h"
+
+namespace nubrix::vm {
+
+namespace {
+
+constexpr std::size_t kRounds = 20;
+
+// Milliseconds from an event to the callback that followed from it.
+class Delays {
+public:
+    void add(const std::vector<Clock::time_point> &events, bool first, Clock::time_point callback)
+    {
+        ASSERT_FALSE(events.empty());
+        const std::chrono::duration<double, std::milli> delay =
+            callback - (first ? events.front() : events.back());
+        m_ms.push_back(delay.count());
+    }
+
+    double median() const { return at(m_ms.size() / 2); }
+    void print(const char *what) const
+    {
+        std::printf("figure: %s: %.0f ms (median of %zu; least %.0f, most %.0f)\n", what, median(),
+                    m_ms.size(), at(0), at(m_ms.size() - 1));
+    }
+
+private:
+    double at(std::size_t index) const
+    {
+        std::vector<double> sorted = m_ms;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted.at(index);
+    }
+    std::vector<double> m_ms;
+};
+
+class HotPlug : public CameraFixture {};
+
+}  // namespace
+
+TEST_F(HotPlug, UnpluggedInMidStreamTheCameraComesBackTwentyTimes)
+{
+    for (std::size_t round = 0; round < kRounds && !HasFailure(); ++round) {
+        NubrixDevice *camera = open();
+        NubrixStream *depth = stream(camera, NUBRIX_STREAM_DEPTH);
+        readRightFrame(depth, "depth");
+        tell("unplug");
+        EXPECT_EQ(readUntil(depth, -9), -9);
+        ASSERT_TRUE(changesReach(2 * round + 1));
+        EXPECT_EQ(m_context->closeStream(depth), 0);
+        EXPECT_EQ(m_context->closeDevice(camera), 0);
+        tell("plug");
+        ASSERT_TRUE(changesReach(2 * round + 2));
+    }
+    const std::vector<Change> all = changes();
+    EXPECT_EQ(all.size(), 2 * kRounds);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(all[i].state, i % 2 ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED);
+        EXPECT_EQ(all[i].uri, "usb:1-1");
+    }
+}
+
+// The kernel tells udev, which works off its rules before it tells anybody: in an emulated machine
+// this takes longest.
+TEST_F(HotPlug, PluggingInAndUnpluggingReachTheCallbackSoon)
+{
+    using Teller = EventClock::Teller;
+    const EventClock events;
+    Delays fromKernelAdd;
+    Delays fromUdevAdd;
+    Delays fromUdevRemove;
+    for (std::size_t round = 0; round < 5 && !HasFailure(); ++round) {
+        const auto begin = Clock::now();
+        tell("unplug");
+        ASSERT_TRUE(changesReach(2 * round + 1));
+        tell("plug");
+        ASSERT_TRUE(changesReach(2 * round + 2));
+        const std::vector<Change> all = changes();
+        const auto gone = all[2 * round].when;
+        const auto back = all[2 * round + 1].when;
+        const auto late = back + std::chrono::milliseconds(1);
+        fromUdevRemove.add(events.moments(Teller::kUdev, "remove", begin, late), false, gone);
+        fromKernelAdd.add(events.moments(Teller::kKernel, "add", begin, late), true, back);
+        fromUdevAdd.add(events.moments(Teller::kUdev, "add", begin, late), true, back);
+    }
+    fromUdevRemove.print("unplugged, from udev's last event to the callback");
+    fromUdevAdd.print("plugged in, from udev's first event to the callback");
+    fromKernelAdd.print("plugged in, from the kernel's first event to the callback");
+    EXPECT_LT(fromUdevRemove.median(), 200);
+    EXPECT_LT(fromUdevAdd.median(), 200);
+}
+
+TEST_F(HotPlug, RestartedInMidStreamItStreamsAgain)
+{
+    NubrixDevice *camera = open();
+    NubrixStream *depth = stream(camera, NUBRIX_STREAM_DEPTH);
+    readRightFrame(depth, "depth");
+    tell("restart");
+    EXPECT_EQ(readUntil(depth, -9), -9);
+    EXPECT_EQ(m_context->closeStream(depth), 0);
+    EXPECT_EQ(m_context->closeDevice(camera), 0);
+    ASSERT_TRUE(changesReach(2));
+    depth = stream(open(), NUBRIX_STREAM_DEPTH);
+    readRightFrame(depth, "depth");
+    EXPECT_EQ(changes().size(), 2U);
+}
+
+TEST_F(HotPlug, AContextEndsWhileCamerasComeAndGo)
+{
+    for (int round = 0; round < 3; ++round) {
+        tell("restart");
+        EXPECT_EQ(m_context->destroy(), 0);
+        EXPECT_EQ(m_context->initialize(), 0);
+    }
+    EXPECT_TRUE(eventually([this] { return cameraCount() == 1; }));
+}
+
+}  // namespace nubrix::vm
