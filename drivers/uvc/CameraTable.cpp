@@ -77,10 +77,11 @@ void CameraTable::insert(const NodeInfo &node, std::optional<Time> settledAt)
     }
     const auto [place, isNew] = m_cameras.try_emplace(node.usb->sysPath);
     Entry &entry = place->second;
-    if (isNew) {
+    if (isNew)
         entry.camera.usb = *node.usb;
+    // Where udev is slow, the nodes come one after the other.
+    if (isNew || entry.settledAt)
         entry.settledAt = settledAt;
-    }
     insertSorted(entry.camera.nodes, node);
 }
 
