@@ -69,8 +69,12 @@ void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
 
 void CameraTable::insert(const NodeInfo &node, std::optional<Time> settledAt)
 {
-    if (!node.captures)
+    if (!node.captures) {
+        const auto owner = node.usb ? m_cameras.find(node.usb->sysPath) : m_cameras.end();
+        if (owner != m_cameras.end() && owner->second.settledAt)
+            owner->second.settledAt = settledAt;
         return;
+    }
     if (!node.usb) {
         insertSorted(m_otherNodes, node);
         return;

@@ -94,12 +94,14 @@ TEST_F(CameraTableTest, ACameraIsToldWhenNoNodeHasFollowedForAWhile)
 {
     add(0, "1-1");
     pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
-    add(1, "1-1");
+    add(1, "1-1", false);
+    pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
+    add(2, "1-1");
     pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
     EXPECT_THAT(changesNow(), IsEmpty());
     pass(std::chrono::milliseconds(1));
     EXPECT_THAT(changesNow(), ElementsAre("+usb:1-1"));
-    EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0, 1));
+    EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0, 2));
 }
 
 TEST_F(CameraTableTest, ACameraIsListedOnlyOnceItHasBeenTold)
