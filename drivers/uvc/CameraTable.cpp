@@ -69,18 +69,23 @@ void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
 
 void CameraTable::insert(const NodeInfo &node, std::optional<Time> settledAt)
 {
-    if (!node.captures)
+    if (!node.captures) {
+        const auto owner = node.usb ? m_cameras.find(node.usb->sysPath) : m_cameras.end();
+        if (owner != m_cameras.end() && owner->second.settledAt)
+            owner->second.settledAt = settledAt;
         return;
+    }
     if (!node.usb) {
         insertSorted(m_otherNodes, node);
         return;
     }
     const auto [place, isNew] = m_cameras.try_emplace(node.usb->sysPath);
     Entry &entry = place->second;
-    if (isNew) {
+    if (isNew)
         entry.camera.usb = *node.usb;
+    // Where udev is slow, the nodes come one after the other.
+    if (isNew || entry.settledAt)
         entry.settledAt = settledAt;
-    }
     insertSorted(entry.camera.nodes, node);
 }
 

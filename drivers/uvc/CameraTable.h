@@ -17,7 +17,7 @@ class CameraTable {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A camera's nodes come one by one. It is told of, and listed, so long after the first.
+    /// A camera's nodes come one by one. It is told of, and listed, so long after the last.
     static constexpr std::chrono::milliseconds kSettleTime{80};
 
     struct Change {

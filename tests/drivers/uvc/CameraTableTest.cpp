@@ -42,6 +42,7 @@ protected:
             all.push_back((change.connected ? "+" : "-") + change.camera.uri());
         return all;
     }
+    void pass(std::chrono::milliseconds time) { m_now += time; }
     std::vector<std::string> uris() const
     {
         std::vector<std::string> all;
@@ -87,6 +88,20 @@ TEST_F(CameraTableTest, ACameraIsToldOnceHoweverManyNodesItHas)
         table.remove(pathOf(number, "1-1"));
     EXPECT_THAT(changes(), ElementsAre("-usb:1-1"));
     EXPECT_THAT(uris(), IsEmpty());
+}
+
+TEST_F(CameraTableTest, ACameraIsToldWhenNoNodeHasFollowedForAWhile)
+{
+    add(0, "1-1");
+    pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
+    add(1, "1-1", false);
+    pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
+    add(2, "1-1");
+    pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
+    EXPECT_THAT(changesNow(), IsEmpty());
+    pass(std::chrono::milliseconds(1));
+    EXPECT_THAT(changesNow(), ElementsAre("+usb:1-1"));
+    EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0, 2));
 }
 
 TEST_F(CameraTableTest, ACameraIsListedOnlyOnceItHasBeenTold)
