@@ -22,7 +22,7 @@ inline std::vector<unsigned char> randomBytes(std::size_t size)
 }
 
 struct Frame {
-    std::vector<unsigned char> source;   // what a camera gives, 2 bytes a pixel
+    std::vector<unsigned char> source;   // random, 3 bytes a pixel
     std::vector<unsigned char> target;   // 3 bytes a pixel
     std::vector<unsigned char> between;  // 4 bytes a pixel, for peers that need a step more
 };
@@ -53,8 +53,14 @@ private:
     std::vector<Frame> m_frames;
 };
 
-/// Runs job(frame) and peer(frame) on all frames, one after another. NUBRIX_CPU
-/// chooses the instruction set.
+template <class T>
+T *pixels(std::vector<unsigned char> &bytes)
+{
+    return static_cast<T *>(static_cast<void *>(bytes.data()));
+}
+
+/// Runs job(frame) and peer(frame) on all frames, one after another. NUBRIX_CPU chooses the
+/// instruction set.
 template <class Job, class Peer>
 void compare(benchmark::State &state, Frames &frames, const Job &job, const Peer &peer)
 {

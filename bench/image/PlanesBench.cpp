@@ -10,12 +10,7 @@ using nubrix::bench::compare;
 using nubrix::bench::copyOf;
 using nubrix::bench::Frame;
 using nubrix::bench::Frames;
-
-template <class T>
-T *pixels(std::vector<unsigned char> &bytes)
-{
-    return static_cast<T *>(static_cast<void *>(bytes.data()));
-}
+using nubrix::bench::pixels;
 
 void BM_InPlace_Clockwise90_Memcpy(benchmark::State &state)
 {

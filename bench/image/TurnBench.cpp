@@ -10,14 +10,9 @@ using nubrix::bench::compare;
 using nubrix::bench::copyOf;
 using nubrix::bench::Frame;
 using nubrix::bench::Frames;
+using nubrix::bench::pixels;
 
 enum class Job { kClockwise90, kClockwise180, kAnticlockwise90, kMirror };
-
-template <class T>
-T *pixels(std::vector<unsigned char> &bytes)
-{
-    return static_cast<T *>(static_cast<void *>(bytes.data()));
-}
 
 template <Job kJob, class T>
 void turn(Frame &frame, int width, int height)

@@ -1,6 +1,5 @@
 // The conversions to point clouds beside a memcpy of the bytes that they write (12 a pixel, 28 with
-// colours), to the same place. NUBRIX_CPU chooses
-// the instruction set.
+// colours), to the same place. NUBRIX_CPU chooses the instruction set.
 #include <cstring>
 #include <random>
 #include <vector>

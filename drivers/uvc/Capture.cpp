@@ -4,6 +4,23 @@
 
 namespace nubrix {
 
+int requestBuffers(NodeIo &node, std::uint32_t memory, std::uint32_t &count)
+{
+    v4l2_requestbuffers request = {};
+    request.count = count;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = memory;
+    const int error = node.control(VIDIOC_REQBUFS, &request);
+    count = request.count;
+    return error;
+}
+
+int switchCapture(NodeIo &node, unsigned long request)
+{
+    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    return node.control(request, &type);
+}
+
 v4l2_buffer captureBuffer(std::uint32_t memory, std::uint32_t index)
 {
     v4l2_buffer buffer = {};

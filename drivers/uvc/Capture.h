@@ -4,17 +4,12 @@
 #include <linux/videodev2.h>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
-#include "nubrix/driver.h"
+#include "common/FramePtr.h"
+#include "uvc/NodeIo.h"
 #include "uvc/PictureConverter.h"
 
 namespace nubrix {
-
-struct FrameReleaser {
-    void operator()(NubrixFrameRef *frame) const { frame->release(); }
-};
-using FramePtr = std::unique_ptr<NubrixFrameRef, FrameReleaser>;
 
 /// One picture that the camera has captured.
 struct Picture {
@@ -40,7 +35,12 @@ public:
     virtual int take(Picture &picture) = 0;
 };
 
-/// What the two kinds of capture do alike.
+// What the two kinds of capture do alike; the results are errno values.
+
+/// Asks for `count` buffers, 0 to give them back; `count` is then what there is.
+int requestBuffers(NodeIo &node, std::uint32_t memory, std::uint32_t &count);
+/// VIDIOC_STREAMON or VIDIOC_STREAMOFF.
+int switchCapture(NodeIo &node, unsigned long request);
 v4l2_buffer captureBuffer(std::uint32_t memory, std::uint32_t index);
 /// Takes sequence, time and damage from a filled buffer.
 void describe(const v4l2_buffer &buffer, Picture &picture);

@@ -21,33 +21,26 @@ DirectCapture::DirectCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,
 
 DirectCapture::~DirectCapture()
 {
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    m_node.control(VIDIOC_STREAMOFF, &type);
-    v4l2_requestbuffers none = {};
-    none.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    none.memory = V4L2_MEMORY_USERPTR;
-    m_node.control(VIDIOC_REQBUFS, &none);
+    switchCapture(m_node, VIDIOC_STREAMOFF);
+    std::uint32_t none = 0;
+    requestBuffers(m_node, V4L2_MEMORY_USERPTR, none);
     // Only now does the kernel write no more.
     m_frames.clear();
 }
 
 int DirectCapture::begin()
 {
-    v4l2_requestbuffers request = {};
-    request.count = kBuffers;
-    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    request.memory = V4L2_MEMORY_USERPTR;
-    if (const int error = m_node.control(VIDIOC_REQBUFS, &request))
+    std::uint32_t count = kBuffers;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
         return error;
-    for (std::uint32_t i = 0; i < request.count; ++i) {
+    for (std::uint32_t i = 0; i < count; ++i) {
         m_frames.push_back(newFrame());
         if (!m_frames.back())
             return ENOMEM;
         if (const int error = give(i))
             return error;
     }
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    return m_node.control(VIDIOC_STREAMON, &type);
+    return switchCapture(m_node, VIDIOC_STREAMON);
 }
 
 FramePtr DirectCapture::newFrame()

@@ -19,30 +19,23 @@ MappedCapture::MappedCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,
 
 MappedCapture::~MappedCapture()
 {
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    m_node.control(VIDIOC_STREAMOFF, &type);
+    switchCapture(m_node, VIDIOC_STREAMOFF);
     for (const Mapping &mapping : m_mappings)
         m_node.unmap(mapping.memory, mapping.bytes);
-    v4l2_requestbuffers none = {};
-    none.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    none.memory = V4L2_MEMORY_MMAP;
-    m_node.control(VIDIOC_REQBUFS, &none);
+    std::uint32_t none = 0;
+    requestBuffers(m_node, V4L2_MEMORY_MMAP, none);
 }
 
 int MappedCapture::begin()
 {
-    v4l2_requestbuffers request = {};
-    request.count = kBuffers;
-    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    request.memory = V4L2_MEMORY_MMAP;
-    if (const int error = m_node.control(VIDIOC_REQBUFS, &request))
+    std::uint32_t count = kBuffers;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_MMAP, count))
         return error;
-    for (std::uint32_t i = 0; i < request.count; ++i) {
+    for (std::uint32_t i = 0; i < count; ++i) {
         if (const int error = addBuffer(i))
             return error;
     }
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    return m_node.control(VIDIOC_STREAMON, &type);
+    return switchCapture(m_node, VIDIOC_STREAMON);
 }
 
 int MappedCapture::addBuffer(std::uint32_t index)

@@ -149,6 +149,15 @@ void addModes(NodeIo &node, Size size, NodeFormat &format)
 
 }  // namespace
 
+std::optional<std::uint32_t> readCapabilities(NodeIo &node)
+{
+    v4l2_capability answer = {};
+    if (node.control(VIDIOC_QUERYCAP, &answer) != 0)
+        return std::nullopt;
+    return (answer.capabilities & V4L2_CAP_DEVICE_CAPS) != 0 ? answer.device_caps
+                                                             : answer.capabilities;
+}
+
 std::vector<NodeFormat> readFormats(NodeIo &node)
 {
     std::vector<NodeFormat> formats;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <linux/videodev2.h>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "uvc/NodeIo.h"
@@ -20,6 +22,9 @@ struct NodeFormat {
     const SourceFormat *format;
     std::vector<Mode> modes;
 };
+
+/// V4L2_CAP_... of the node itself, not of its whole device; nothing when it does not say.
+std::optional<std::uint32_t> readCapabilities(NodeIo &node);
 
 /// The formats that the driver knows, in the order of the node. However much a node says, the
 /// answer is short.

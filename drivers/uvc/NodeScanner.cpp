@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "uvc/NodeFormats.h"
+
 namespace nubrix {
 
 namespace {
@@ -143,13 +145,9 @@ bool NodeScanner::captures(udev_device &device) const
                std::strstr(known, ":video_output:") == nullptr;
     }
     std::unique_ptr<NodeIo> node;
-    v4l2_capability capability = {};
-    if (m_opener(udev_device_get_devnode(&device), node) == 0 &&
-        node->control(VIDIOC_QUERYCAP, &capability) == 0) {
-        const std::uint32_t caps = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0
-                                       ? capability.device_caps
-                                       : capability.capabilities;
-        return (caps & V4L2_CAP_VIDEO_CAPTURE) != 0 && (caps & V4L2_CAP_VIDEO_OUTPUT) == 0;
+    if (m_opener(udev_device_get_devnode(&device), node) == 0) {
+        if (const auto can = readCapabilities(*node))
+            return (*can & V4L2_CAP_VIDEO_CAPTURE) != 0 && (*can & V4L2_CAP_VIDEO_OUTPUT) == 0;
     }
     // Not to be asked, perhaps for want of permission: opening the camera will tell. The first node
     // of a function gives its pictures.

@@ -118,14 +118,20 @@ void PictureConverter::convertRows(const std::uint8_t *source, std::size_t rows,
 
 void PictureConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *frame)
 {
-    const std::size_t pixels = std::size_t{m_width} * m_height;
-    m_scratch.resize(pixels + pixels / 2);
-    std::uint8_t *target = m_scratch.data();
-    const bool swap = m_format.code == V4L2_PIX_FMT_NV12;
-    for (std::size_t y = 0; y < m_height + m_height / 2; ++y) {
+    const std::size_t rows = m_height + m_height / 2;
+    // The conversion only reads it, whatever it declares.
+    auto *planes = const_cast<std::uint8_t *>(
+        m_format.code == V4L2_PIX_FMT_NV21 ? packed(source, rows) : swapped(source, rows));
+    YUVNV21ToRGB888(frame, planes, static_cast<int>(m_width), static_cast<int>(m_height));
+}
+
+const std::uint8_t *PictureConverter::swapped(const std::uint8_t *source, std::size_t rows)
+{
+    m_scratch.resize(m_width * rows);
+    for (std::size_t y = 0; y < rows; ++y) {
         const std::uint8_t *row = source + m_rowBytes * y;
-        std::uint8_t *out = target + std::size_t{m_width} * y;
-        if (!swap || y < m_height) {
+        std::uint8_t *out = m_scratch.data() + std::size_t{m_width} * y;
+        if (y < m_height) {
             std::memcpy(out, row, m_width);
             continue;
         }
@@ -134,7 +140,7 @@ void PictureConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *f
             out[x + 1] = row[x];
         }
     }
-    YUVNV21ToRGB888(frame, target, static_cast<int>(m_width), static_cast<int>(m_height));
+    return m_scratch.data();
 }
 
 }  // namespace nubrix

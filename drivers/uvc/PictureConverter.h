@@ -39,7 +39,8 @@ private:
     /// The source without gaps between its rows.
     const std::uint8_t *packed(const std::uint8_t *source, std::size_t rows);
     void convertRows(const std::uint8_t *source, std::size_t rows, std::uint8_t *frame);
-    /// The two planes of a whole picture as one NV21 picture without gaps.
+    /// The same of an NV12 picture, as an NV21 picture.
+    const std::uint8_t *swapped(const std::uint8_t *source, std::size_t rows);
     void convertPlanes(const std::uint8_t *source, std::uint8_t *frame);
 
     const SourceFormat m_format;

@@ -7,22 +7,14 @@
 #include <exception>
 #include <utility>
 
+#include "common/Property.h"
 #include "uvc/NodeControls.h"
+#include "uvc/NodeFormats.h"
 #include "uvc/Report.h"
 
 namespace nubrix {
 
 namespace {
-
-/// Copies a property out. `size` always tells how much there is.
-int giveOut(const void *value, unsigned int valueSize, void *data, unsigned int *size)
-{
-    const unsigned int room = std::exchange(*size, valueSize);
-    if (room < valueSize)
-        return kBadArgument;
-    std::memcpy(data, value, valueSize);
-    return kDone;
-}
 
 unsigned short decimalOf(unsigned int bcd)
 {
@@ -42,14 +34,9 @@ NubrixVersions versionsOf(const UsbIdentity &usb)
 
 bool givesPictures(NodeIo &node)
 {
-    v4l2_capability capability = {};
-    if (node.control(VIDIOC_QUERYCAP, &capability) != 0)
-        return false;
-    const std::uint32_t caps = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0
-                                   ? capability.device_caps
-                                   : capability.capabilities;
     constexpr std::uint32_t kNeeded = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
-    return (caps & kNeeded) == kNeeded;
+    const auto can = readCapabilities(node);
+    return can && (*can & kNeeded) == kNeeded;
 }
 
 std::vector<NodeIo *> iosOf(const std::vector<UvcDevice::Node> &nodes)

@@ -3,10 +3,6 @@
 
 namespace nubrix {
 
-/// Bits of typedefNubrixFrame::flags.
-constexpr unsigned int kFrameFlagShort = 1;    ///< pixels at the end are missing: 0
-constexpr unsigned int kFrameFlagDamaged = 8;  ///< the camera or the cable spoilt some pixels
-
 /// Plus a stream type: the StreamCounters since the last start. Read only.
 constexpr unsigned int kPropertyCounters = 0x5a00;
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <exception>
 
+#include "common/FrameFlags.h"
 #include "uvc/DirectCapture.h"
 #include "uvc/MappedCapture.h"
 #include "uvc/NodeSetup.h"
@@ -71,7 +72,7 @@ try {
     m_mode = setting.mode;
     int status = kFailed;
     try {
-        status = begin(*setting.node);
+        status = begin(*setting.node, setting.source);
         if (status == kDone)
             m_thread = std::thread(&UvcStream::run, this, std::ref(*setting.node));
     } catch (const std::exception &error) {
@@ -88,24 +89,23 @@ try {
     return kFailed;
 }
 
-int UvcStream::begin(NodeIo &node)
+int UvcStream::begin(NodeIo &node, const SourceMode &source)
 {
-    const UvcDevice::Setting setting = m_device.setting(m_streamType);
     const std::string subject = name() + " " + textOf(m_mode);
     v4l2_pix_format format = {};
-    if (const int error = setMode(node, m_mode, setting.source, format)) {
+    if (const int error = setMode(node, m_mode, source, format)) {
         m_device.noteError(error);
         report(adviceFor(error, subject));
         return statusOf(error);
     }
-    if (!isMode(format, m_mode, setting.source)) {
+    if (!isMode(format, m_mode, source)) {
         report(subject + " cannot be had any more, the camera gives " +
                std::to_string(format.width) + "x" + std::to_string(format.height) +
                ": close it and open it again to see its modes");
         return kBadArgument;
     }
-    m_converter = std::make_unique<PictureConverter>(*setting.source.format, m_mode.width,
-                                                     m_mode.height, format.bytesperline);
+    m_converter = std::make_unique<PictureConverter>(*source.format, m_mode.width, m_mode.height,
+                                                     format.bytesperline);
     m_delivered = m_flagged = m_held = m_unusable = m_missed = 0;
     m_lastSequence.reset();
     m_end.clear();

@@ -18,6 +18,7 @@ namespace nubrix {
 
 class NodeIo;
 class UvcDevice;
+struct SourceMode;
 
 /// The operations come one at a time; the queries may be used on any thread.
 class UvcStream final : public NubrixBaseStream {
@@ -48,7 +49,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    int begin(NodeIo &node);
+    int begin(NodeIo &node, const SourceMode &source);
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
     void run(NodeIo &node);
     int takePicture();

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "common/Property.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualProperties.h"
 #include "virtual/VirtualStream.h"
@@ -19,16 +20,6 @@ bool isSame(const typedefNubrixFrameMode &a, const typedefNubrixFrameMode &b)
 {
     return a.pixelFormat == b.pixelFormat && a.width == b.width && a.height == b.height &&
            a.frameRate == b.frameRate;
-}
-
-/// Copies a property out. `size` always tells how much there is.
-int giveOut(const void *value, unsigned int valueSize, void *data, unsigned int *size)
-{
-    const unsigned int room = std::exchange(*size, valueSize);
-    if (room < valueSize)
-        return -4;
-    std::memcpy(data, value, valueSize);
-    return 0;
 }
 
 NubrixVersions versionsOf(const VirtualCamera &camera)

@@ -10,6 +10,8 @@
 #include <optional>
 #include <thread>
 
+#include "common/FrameFlags.h"
+#include "common/FramePtr.h"
 #include "nubrix/driver.h"
 #include "virtual/CameraClock.h"
 #include "virtual/FaultPlan.h"
@@ -18,11 +20,6 @@
 namespace nubrix {
 
 class VirtualDevice;
-
-/// Bits of typedefNubrixFrame::flags of frames that a fault has spoilt.
-constexpr unsigned int kFrameFlagShort = 1;
-constexpr unsigned int kFrameFlagEmpty = 2;
-constexpr unsigned int kFrameFlagWrongType = 4;
 
 /// The operations come one at a time; the queries and wake may be used on any thread.
 class VirtualStream final : public NubrixBaseStream {
@@ -48,11 +45,6 @@ public:
 
 private:
     using Time = std::chrono::steady_clock::time_point;
-
-    struct Releaser {
-        void operator()(NubrixFrameRef *frame) const { frame->release(); }
-    };
-    using FramePtr = std::unique_ptr<NubrixFrameRef, Releaser>;
 
     void run();
     std::uint32_t firstFrame() const;

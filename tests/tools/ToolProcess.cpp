@@ -206,13 +206,22 @@ ToolResult runVirtual(const Words &words, const std::string &scenario)
     return ToolProcess(virtualCommand(words, scenario)).finish();
 }
 
-ToolResult recordWithoutLoss(const Words &words)
+ToolResult untilUndisturbed(const std::function<ToolResult()> &run,
+                            const std::function<bool(const ToolResult &)> &undisturbed)
 {
     constexpr int kMostTries = 5;
-    ToolResult result = runVirtual(words);
-    for (int i = 1; i < kMostTries && result.err.find("are missing") != std::string::npos; ++i)
-        result = runVirtual(words);
+    ToolResult result = run();
+    for (int i = 1; i < kMostTries && !undisturbed(result); ++i)
+        result = run();
     return result;
+}
+
+ToolResult recordWithoutLoss(const Words &words)
+{
+    return untilUndisturbed([&words] { return runVirtual(words); },
+                            [](const ToolResult &result) {
+                                return result.err.find("are missing") == std::string::npos;
+                            });
 }
 
 }  // namespace nubrix

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -60,7 +61,11 @@ Words virtualCommand(const Words &words, const std::string &scenario = "");
 
 ToolResult runTool(const Words &words);
 ToolResult runVirtual(const Words &words, const std::string &scenario = "");
-/// A recording of the virtual camera; a new one while a busy machine loses frames.
+/// What `run` gives; run again, a few times, while a busy machine has disturbed it by losing
+/// frames.
+ToolResult untilUndisturbed(const std::function<ToolResult()> &run,
+                            const std::function<bool(const ToolResult &)> &undisturbed);
+/// A recording of the virtual camera that has lost nothing.
 ToolResult recordWithoutLoss(const Words &words);
 
 }  // namespace nubrix

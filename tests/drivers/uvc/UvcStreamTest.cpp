@@ -5,6 +5,7 @@
 #include <cstring>
 #include <future>
 
+#include "common/FrameFlags.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 
 namespace nubrix {

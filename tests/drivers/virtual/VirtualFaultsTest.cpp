@@ -3,8 +3,8 @@
 
 #include <atomic>
 
+#include "common/FrameFlags.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
-#include "virtual/VirtualStream.h"
 
 namespace nubrix {
 namespace {
