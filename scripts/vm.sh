@@ -73,7 +73,7 @@ make_initrd() {
 run_qemu() {
     kernel_options="panic=-1 loglevel=1"
     case $arch in
-    amd64) set -- -cpu max -m 1024 -append "console=ttyS0 $kernel_options mitigations=off" ;;
+    amd64) set -- -cpu max -m 1024 -append "console=ttyS0 $kernel_options mitigations=off tsc=reliable" ;;
     armhf) set -- -M virt,highmem=off -cpu cortex-a15 -m 768 \
         -append "console=ttyAMA0 $kernel_options" ;;
     esac
@@ -109,7 +109,7 @@ if [ "$arch" = armhf ]; then
 fi
 scripts/debian-tree.sh "$arch" "$tree" "$packages"
 make_initrd
-cmake --preset "$preset" >/dev/null
+cmake --preset "$preset" -DNUBRIX_BUILD_TESTS=ON >/dev/null
 cmake --build --preset "$preset" --target vm_programs
 
 cat >"$results/job" <<END

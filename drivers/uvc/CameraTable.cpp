@@ -59,8 +59,13 @@ void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
         for (const NodeInfo &node : entry.camera.nodes)
             vanished.insert(node.sysPath);
     }
-    for (const NodeInfo &node : nodes)
-        vanished.erase(node.sysPath);
+    for (const NodeInfo &node : nodes) {
+        const auto place = node.usb ? m_cameras.find(node.usb->sysPath) : m_cameras.end();
+        const bool replaced =
+            place != m_cameras.end() && place->second.camera.usb.address != node.usb->address;
+        if (!replaced)
+            vanished.erase(node.sysPath);
+    }
     for (const std::string &sysPath : vanished)
         erase(sysPath);
     for (const NodeInfo &node : nodes)

@@ -33,6 +33,9 @@ int DirectCapture::begin()
     std::uint32_t count = kBuffers;
     if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
         return error;
+    // Of a node that wants more, the pool would have too few left.
+    if (count > kBuffers)
+        return ENOBUFS;
     for (std::uint32_t i = 0; i < count; ++i) {
         m_frames.push_back(newFrame());
         if (!m_frames.back())

@@ -40,7 +40,7 @@ bool HotPlugMonitor::start()
     m_table.fill(NodeScanner(*m_udev, m_opener).scan());
     if (listens)
         m_thread = std::thread(&HotPlugMonitor::run, this);
-    return listens;
+    return listens && isUdevThere();
 }
 
 bool HotPlugMonitor::listen()

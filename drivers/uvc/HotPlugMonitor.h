@@ -22,7 +22,7 @@ public:
     ~HotPlugMonitor() { stop(); }
 
     /// Fills the table and begins to listen, in an order that misses nothing. False when udev is
-    /// not to be had or events are not: the table is then what could be found, for good. Throws
+    /// not to be had or events are not: the table is then what could be found. Throws
     /// std::system_error when there is no thread to be had.
     bool start();
     /// Returns when the handler has returned and will not be called again.

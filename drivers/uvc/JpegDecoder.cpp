@@ -2,8 +2,10 @@
 
 #include <csetjmp>
 #include <cstdio>
-// jpeglib.h needs FILE.
+// Both need FILE.
 #include <jpeglib.h>
+
+#include <jerror.h>
 
 namespace nubrix {
 
@@ -20,7 +22,8 @@ void leaveDecoder(j_common_ptr decoder)
 
 void countWarning(j_common_ptr decoder, int level)
 {
-    if (level < 0)
+    // Many cameras fill up between the parts of a picture; nothing is spoilt by that.
+    if (level < 0 && decoder->err->msg_code != JWRN_EXTRANEOUS_DATA)
         ++decoder->err->num_warnings;
 }
 

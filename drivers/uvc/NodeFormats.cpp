@@ -16,6 +16,7 @@ constexpr double kFastest = 127;            // frames per second that a mode rec
 constexpr unsigned int kLargest = 65535;    // width or height
 constexpr std::uint64_t kMostPixels = 1U << 26U;
 constexpr int kUnknownRate = 30;
+constexpr double kRounding = 1.001;  // 333334/10000000 s is meant to be 30 frames/s
 
 // What is offered of ranges.
 constexpr std::array<std::pair<unsigned int, unsigned int>, 8> kUsualSizes = {{{160, 120},
@@ -79,24 +80,14 @@ double secondsOf(const v4l2_fract &interval)
     return static_cast<double>(interval.numerator) / static_cast<double>(interval.denominator);
 }
 
-std::optional<signed char> rateOf(const v4l2_fract &interval)
-{
-    if (interval.numerator == 0 || interval.denominator == 0)
-        return std::nullopt;
-    const double rate = 1 / secondsOf(interval);
-    if (rate < 0.5 || std::round(rate) > kFastest)
-        return std::nullopt;
-    return static_cast<signed char>(std::lround(rate));
-}
-
 void addRatesOf(const v4l2_frmival_stepwise &range, std::vector<v4l2_fract> &intervals)
 {
     if (range.min.denominator == 0 || range.max.denominator == 0)
         return;
     for (const unsigned int rate : kUsualRates) {
         const v4l2_fract interval = {1, rate};
-        if (secondsOf(interval) >= secondsOf(range.min) &&
-            secondsOf(interval) <= secondsOf(range.max))
+        if (secondsOf(interval) * kRounding >= secondsOf(range.min) &&
+            secondsOf(interval) <= secondsOf(range.max) * kRounding)
             intervals.push_back(interval);
     }
     if (intervals.empty())
@@ -148,6 +139,16 @@ void addModes(NodeIo &node, Size size, NodeFormat &format)
 }
 
 }  // namespace
+
+std::optional<signed char> rateOf(const v4l2_fract &interval)
+{
+    if (interval.numerator == 0 || interval.denominator == 0)
+        return std::nullopt;
+    const double rate = 1 / secondsOf(interval);
+    if (rate < 0.5 || std::round(rate) > kFastest)
+        return std::nullopt;
+    return static_cast<signed char>(std::lround(rate));
+}
 
 std::optional<std::uint32_t> readCapabilities(NodeIo &node)
 {

@@ -23,6 +23,9 @@ struct NodeFormat {
     std::vector<Mode> modes;
 };
 
+/// Frames per second, rounded; nothing when a mode record cannot hold it.
+std::optional<signed char> rateOf(const v4l2_fract &interval);
+
 /// V4L2_CAP_... of the node itself, not of its whole device; nothing when it does not say.
 std::optional<std::uint32_t> readCapabilities(NodeIo &node);
 

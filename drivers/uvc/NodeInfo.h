@@ -14,6 +14,7 @@ struct UsbIdentity {
     std::string busPath;  ///< "1-2.3": bus, then ports
     unsigned int vendorId = 0;
     unsigned int productId = 0;
+    unsigned int address = 0;  ///< on the bus, another one each time it is plugged in
     unsigned int release = 0;  ///< binary coded decimals: 0x0123 is 1.23
     std::string serial;
     std::string product;

@@ -1,6 +1,7 @@
 #include "uvc/NodeScanner.h"
 
 #include <linux/videodev2.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -49,6 +50,7 @@ UsbIdentity identityOf(udev_device &usb)
     identity.busPath = udev_device_get_sysname(&usb);
     identity.vendorId = hexAttribute(usb, "idVendor");
     identity.productId = hexAttribute(usb, "idProduct");
+    identity.address = hexAttribute(usb, "devnum");
     identity.release = hexAttribute(usb, "bcdDevice");
     identity.serial = cleanText(udev_device_get_sysattr_value(&usb, "serial"));
     identity.product = cleanText(udev_device_get_sysattr_value(&usb, "product"));
@@ -56,6 +58,11 @@ UsbIdentity identityOf(udev_device &usb)
 }
 
 }  // namespace
+
+bool isUdevThere()
+{
+    return ::access("/run/udev/control", F_OK) == 0;
+}
 
 std::string cleanText(const char *text)
 {
@@ -95,6 +102,9 @@ std::vector<NodeInfo> NodeScanner::scan() const
         const char *path = udev_list_entry_get_name(entry);
         const UdevPtr<udev_device> device(udev_device_new_from_syspath(&m_udev, path));
         if (!device)  // gone meanwhile
+            continue;
+        // udev has still to say what it is and who may open it; its event is to come.
+        if (isUdevThere() && udev_device_get_is_initialized(device.get()) == 0)
             continue;
         if (auto node = describe(*device))
             nodes.push_back(std::move(*node));

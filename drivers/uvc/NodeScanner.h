@@ -17,7 +17,8 @@ public:
     /// `opener` serves where udev does not say what a node can do. `context` must outlive it.
     NodeScanner(udev &context, NodeOpener opener);
 
-    /// All video nodes that are attached, lowest number first.
+    /// All video nodes that are attached and that udev, where it runs, has done with; lowest number
+    /// first.
     std::vector<NodeInfo> scan() const;
     /// Nothing for what is no video node.
     std::optional<NodeInfo> describe(udev_device &device) const;
@@ -30,6 +31,9 @@ private:
     udev &m_udev;
     const NodeOpener m_opener;
 };
+
+/// Whether udev runs: without it nobody describes devices or tells of them.
+bool isUdevThere();
 
 /// `text` without control characters, with '?' for bytes that are no UTF-8, and without blanks at
 /// its ends.

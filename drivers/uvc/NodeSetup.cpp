@@ -29,7 +29,7 @@ int tryMode(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &
 }
 
 int setMode(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &source,
-            v4l2_pix_format &result)
+            v4l2_pix_format &result, v4l2_fract &interval)
 {
     if (const int error = askFormat(node, VIDIOC_S_FMT, mode, source, result))
         return error;
@@ -39,6 +39,8 @@ int setMode(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &
     rate.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     rate.parm.capture.timeperframe = source.interval;
     const int error = node.control(VIDIOC_S_PARM, &rate);
+    if (error == 0)
+        interval = rate.parm.capture.timeperframe;
     // Some have rates and no way to choose one.
     return error == ENOTTY || error == EINVAL ? 0 : error;
 }

@@ -79,7 +79,10 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector
     device.reset(new UvcDevice(name, usb, std::move(nodes)));
     const auto &modes = device->m_modes;
     if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); }))
-        report(name + " has no pixel format that is known here: it has no streams");
+        report(
+            name +
+            " has no pixel format that is known here, at a size and rate that can be told: it has "
+            "no streams");
     return kDone;
 }
 
@@ -94,8 +97,8 @@ UvcDevice::UvcDevice(const std::string &name, const UsbIdentity &usb, std::vecto
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
         const StreamModes &modes = m_modes[i];
         m_slots[i].modes = &modes;
-        m_slots[i].current =
-            modes.records.empty() ? typedefNubrixFrameMode{} : modes.records[modes.defaultMode()];
+        if (!modes.records.empty())
+            setCurrent(m_slots[i], modes.defaultMode());
     }
 }
 
@@ -116,8 +119,10 @@ try {
     if (isGone())
         return kGone;
     const std::lock_guard<std::mutex> lock(m_lock);
-    if (slot->stream)
+    if (slot->stream) {
+        report(m_name + " has its " + streamName(streamType) + " stream open already");
         return kWrongState;
+    }
     slot->stream = std::make_unique<UvcStream>(*this, streamType);
     *stream = slot->stream.get();
     return kDone;
@@ -252,14 +257,17 @@ try {
     }
     if (isGone())
         return kGone;
-    if (slot->modes->find(mode) == slot->modes->records.size()) {
+    const std::size_t place = slot->modes->find(mode);
+    if (place == slot->modes->records.size()) {
         report(m_name + " " + streamName(streamType) + ": " + slot->modes->refusal(mode));
         return kBadArgument;
     }
     const std::lock_guard<std::mutex> lock(m_lock);
-    if (slot->stream && slot->stream->isRunning())
+    if (slot->stream && slot->stream->isRunning()) {
+        report(m_name + " " + streamName(streamType) + " runs: stop it before its mode is set");
         return kWrongState;
-    slot->current = mode;
+    }
+    setCurrent(*slot, place);
     return kDone;
 } catch (const std::exception &) {
     return kFailed;
@@ -268,15 +276,21 @@ try {
 typedefNubrixFrameMode *UvcDevice::getCurrentFrameMode(unsigned int streamType)
 {
     Slot *slot = slotOf(streamType);
-    return slot == nullptr || slot->modes->records.empty() ? nullptr : &slot->current;
+    return slot == nullptr || slot->modes->records.empty() ? nullptr : &slot->shown;
+}
+
+void UvcDevice::setCurrent(Slot &slot, std::size_t place)
+{
+    slot.current = place;
+    slot.shown = slot.modes->records[place];
 }
 
 UvcDevice::Setting UvcDevice::setting(unsigned int streamType) const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     const Slot &slot = *slotOf(streamType);
-    const SourceMode &source = slot.modes->sources[slot.modes->find(slot.current)];
-    return {slot.current, source, m_ios[slot.modes->node]};
+    const StreamModes &modes = *slot.modes;
+    return {modes.records[slot.current], modes.sources[slot.current], m_ios[modes.node]};
 }
 
 bool UvcDevice::claimNode(const UvcStream &stream)

@@ -76,12 +76,14 @@ public:
 private:
     struct Slot {
         const StreamModes *modes;
-        typedefNubrixFrameMode current;
+        std::size_t current = 0;            // among the records
+        typedefNubrixFrameMode shown = {};  // handed out: whoever has it may write to it
         std::unique_ptr<UvcStream> stream;
     };
 
     UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes);
 
+    static void setCurrent(Slot &slot, std::size_t place);
     Slot *slotOf(unsigned int streamType);
     const Slot *slotOf(unsigned int streamType) const;
     int getCounters(unsigned int streamType, void *data, unsigned int *size);

@@ -8,6 +8,7 @@
 #include "common/FrameFlags.h"
 #include "uvc/DirectCapture.h"
 #include "uvc/MappedCapture.h"
+#include "uvc/NodeFormats.h"
 #include "uvc/NodeSetup.h"
 #include "uvc/Report.h"
 #include "uvc/UvcDevice.h"
@@ -91,31 +92,47 @@ try {
 
 int UvcStream::begin(NodeIo &node, const SourceMode &source)
 {
-    const std::string subject = name() + " " + textOf(m_mode);
     v4l2_pix_format format = {};
-    if (const int error = setMode(node, m_mode, source, format)) {
-        m_device.noteError(error);
-        report(adviceFor(error, subject));
-        return statusOf(error);
-    }
-    if (!isMode(format, m_mode, source)) {
-        report(subject + " cannot be had any more, the camera gives " +
-               std::to_string(format.width) + "x" + std::to_string(format.height) +
-               ": close it and open it again to see its modes");
-        return kBadArgument;
+    if (const int status = prepare(node, source, format)) {
+        // Who has set a node up keeps it from others until it gives its buffers back.
+        std::uint32_t none = 0;
+        requestBuffers(node, V4L2_MEMORY_MMAP, none);
+        return status;
     }
     m_converter = std::make_unique<PictureConverter>(*source.format, m_mode.width, m_mode.height,
                                                      format.bytesperline);
     m_delivered = m_flagged = m_held = m_unusable = m_missed = 0;
     m_lastSequence.reset();
+    m_silenceTold = false;
     m_end.clear();
-    if (const int error = beginCapture(node, format.sizeimage)) {
-        m_device.noteError(error);
-        report(adviceFor(error, subject));
-        return statusOf(error);
-    }
+    if (const int error = beginCapture(node, format.sizeimage))
+        return refusal(error);
     m_lastPicture = Clock::now().time_since_epoch().count();
     return kDone;
+}
+
+int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format)
+{
+    v4l2_fract interval = source.interval;
+    if (const int error = setMode(node, m_mode, source, format, interval))
+        return refusal(error);
+    if (!isMode(format, m_mode, source)) {
+        report(name() + " " + textOf(m_mode) + " cannot be had any more, the camera gives " +
+               std::to_string(format.width) + "x" + std::to_string(format.height) +
+               ": close it and open it again to see its modes");
+        return kBadArgument;
+    }
+    if (const auto rate = rateOf(interval); rate && *rate != m_mode.frameRate)
+        report(name() + " is set to " + std::to_string(m_mode.frameRate) +
+               " frames/s, and the camera gives " + std::to_string(*rate));
+    return kDone;
+}
+
+int UvcStream::refusal(int error)
+{
+    m_device.noteError(error);
+    report(adviceFor(error, name() + " " + textOf(m_mode)));
+    return statusOf(error);
 }
 
 int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
@@ -168,7 +185,8 @@ try {
     m_runner = std::this_thread::get_id();
     pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
     for (;;) {
-        if (::poll(waited, 2, -1) < 0) {
+        const int ready = ::poll(waited, 2, static_cast<int>(kSilence.count()));
+        if (ready < 0) {
             if (errno == EINTR)
                 continue;
             endFor(errno);
@@ -176,6 +194,10 @@ try {
         }
         if (waited[1].revents != 0)
             return;
+        if (ready == 0) {
+            tellSilence();
+            continue;
+        }
         int error = takePicture();
         // Nothing is filled and something is wrong: it would be so for ever.
         if (error == EAGAIN && (waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
@@ -195,15 +217,30 @@ int UvcStream::takePicture()
     Picture picture;
     if (const int error = m_capture->take(picture))
         return error;
-    m_lastPicture = Clock::now().time_since_epoch().count();
     countMissed(picture.sequence);
-    if (picture.conversion == Conversion::kNothing)
-        ++m_unusable;
-    else if (!picture.frame)
-        ++m_held;
-    else
+    if (picture.conversion == Conversion::kNothing) {
+        if (m_unusable++ == 0)
+            report(name() +
+                   ": a picture has nothing in it to show, it and others like it are "
+                   "dropped and counted");
+        return 0;
+    }
+    m_lastPicture = Clock::now().time_since_epoch().count();
+    m_silenceTold = false;
+    if (picture.frame)
         deliver(picture);
+    else
+        ++m_held;
     return 0;
+}
+
+void UvcStream::tellSilence()
+{
+    if (isAnswering() || m_silenceTold)
+        return;
+    m_silenceTold = true;
+    report(name() + " has sent no picture for " + std::to_string(kSilence.count() / 1000) +
+           " s: check its cable, or choose a smaller mode");
 }
 
 void UvcStream::countMissed(unsigned int sequence)

@@ -50,9 +50,12 @@ private:
     using Clock = std::chrono::steady_clock;
 
     int begin(NodeIo &node, const SourceMode &source);
+    int prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format);
+    int refusal(int error);
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
     void run(NodeIo &node);
     int takePicture();
+    void tellSilence();
     void countMissed(unsigned int sequence);
     void deliver(Picture &picture);
     void describe(typedefNubrixFrame &record, const Picture &picture) const;
@@ -67,6 +70,7 @@ private:
     void *m_user = nullptr;
     typedefNubrixFrameMode m_mode = {};
     std::optional<unsigned int> m_lastSequence;  // of the thread
+    bool m_silenceTold = false;                  // of the thread
     std::unique_ptr<PictureConverter> m_converter;
     std::unique_ptr<Capture> m_capture;
     std::thread m_thread;

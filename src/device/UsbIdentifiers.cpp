@@ -43,7 +43,7 @@ const std::array<UsbIdentifier, 41> kUsbIdentifiers = {{
     {0x046d, 0x0893, DRIVER_TYPE_UVC},
     {0x045e, 0x075d, DRIVER_TYPE_UVC},
     {0x045e, 0x0810, DRIVER_TYPE_UVC},
-    // Machine vision cameras, which the network driver speaks to.
+    // Machine vision cameras: the network driver has the other models of their makers.
     {0x2676, 0xba02, DRIVER_TYPE_NET},
     {0x2676, 0xba03, DRIVER_TYPE_NET},
     {0x2676, 0xba04, DRIVER_TYPE_NET},

@@ -84,13 +84,16 @@ TEST_F(SystemChecksTest, NodesThatMayBeOpenedAreCounted)
 
 TEST_F(SystemChecksTest, NodesThatMayNotBeOpenedAreNamedWithTheCure)
 {
-    for (const char *name : {"video0", "video1", "video2"})
+    for (const char *name : {"video0", "video1", "video2", "video3"})
         system.add(std::string("/dev/") + name);
+    system.access["/dev/video3"] = Machine::Access::kClosed;
     system.access["/dev/video1"] = Machine::Access::kDenied;
     system.access["/dev/video2"] = Machine::Access::kAfterLogin;
     EXPECT_THAT(
         checkPermissions(machine),
         ElementsAre(finds(State::kProblem, "ada may not open /dev/video1", "usermod -aG video ada"),
+                    finds(State::kProblem, "may not open /dev/video3, which udev has not given",
+                          "copy packaging/70-nubrix.rules"),
                     finds(State::kProblem, "/dev/video2 yet", "log in again")));
 }
 
@@ -99,6 +102,9 @@ TEST(MachineTest, TheRealOneKnowsItsKernelAndWhatMayBeOpened)
     const Machine machine = Machine::real();
     EXPECT_EQ(machine.kernelRelease, machine.read("/proc/sys/kernel/osrelease"));
     EXPECT_EQ(machine.access("/dev/null"), Machine::Access::kGranted);
+    if (::geteuid() != 0) {
+        EXPECT_EQ(machine.access("/proc/1/mem"), Machine::Access::kClosed);
+    }
     EXPECT_EQ(machine.access("/dev/no such node"), Machine::Access::kDenied);
     EXPECT_FALSE(machine.user.empty());
 }

@@ -21,17 +21,11 @@ std::string userName()
     return user != nullptr ? user->pw_name : std::to_string(geteuid());
 }
 
-/// Whether the system's list of groups has the user in the group of the file.
-bool isListed(const std::string &path)
+/// Whether the system's list of groups has the user in the group.
+bool isListed(const group &members)
 {
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0 || (status.st_mode & 060U) != 060U)
-        return false;
-    const group *owner = getgrgid(status.st_gid);
-    if (owner == nullptr)
-        return false;
     const std::string user = userName();
-    for (char **member = owner->gr_mem; *member != nullptr; ++member) {
+    for (char **member = members.gr_mem; *member != nullptr; ++member) {
         if (user == *member)
             return true;
     }
@@ -40,9 +34,18 @@ bool isListed(const std::string &path)
 
 Machine::Access accessOf(const std::string &path)
 {
+    struct stat status = {};
     if (access(path.c_str(), R_OK | W_OK) == 0)
         return Machine::Access::kGranted;
-    return isListed(path) ? Machine::Access::kAfterLogin : Machine::Access::kDenied;
+    if (stat(path.c_str(), &status) != 0)
+        return Machine::Access::kDenied;
+    const group *owner = getgrgid(status.st_gid);
+    if (owner == nullptr || (status.st_mode & 060U) != 060U)
+        return Machine::Access::kClosed;
+    if (isListed(*owner))
+        return Machine::Access::kAfterLogin;
+    return std::string(owner->gr_name) == "video" ? Machine::Access::kDenied
+                                                  : Machine::Access::kClosed;
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ struct Machine {
         kGranted,
         kAfterLogin,  ///< the user is in the group, but was not yet when he logged in
         kDenied,
+        kClosed,  ///< group video may not either: udev has not given it the file
     };
 
     std::string root;           // stands before each path; empty for the real one

@@ -10,6 +10,7 @@ namespace {
 using State = Finding::State;
 
 constexpr const char *kUsbDevices = "/sys/bus/usb/devices/";
+constexpr const char *kInstallRule = "copy packaging/70-nubrix.rules into /etc/udev/rules.d, then ";
 constexpr const char *kReload =
     "udevadm control --reload; udevadm trigger --subsystem-match=video4linux";
 
@@ -103,15 +104,16 @@ Findings checkUdevRule(const Machine &machine)
                 return {{"udev rule", State::kGood, std::string(folder) + "/" + file}};
         }
     }
-    return {
-        {"udev rule", State::kNote, "it is not installed: group video may open cameras, no more",
-         std::string("copy packaging/70-nubrix.rules into /etc/udev/rules.d, then ") + kReload}};
+    return {{"udev rule", State::kNote,
+             "it is not installed: group video may open cameras, no more",
+             std::string(kInstallRule) + kReload}};
 }
 
 Findings checkPermissions(const Machine &machine)
 {
     std::size_t granted = 0;
     std::vector<std::string> denied;
+    std::vector<std::string> closed;
     std::vector<std::string> afterLogin;
     for (const std::string &node : machine.list("/dev")) {
         if (node.rfind("video", 0) != 0 || node.size() == 5 ||
@@ -127,6 +129,9 @@ Findings checkPermissions(const Machine &machine)
                 break;
             case Machine::Access::kDenied:
                 denied.push_back(path);
+                break;
+            case Machine::Access::kClosed:
+                closed.push_back(path);
         }
     }
     Findings findings;
@@ -134,6 +139,12 @@ Findings checkPermissions(const Machine &machine)
         findings.push_back({"permissions", State::kProblem,
                             machine.user + " may not open " + joined(denied),
                             "sudo usermod -aG video " + machine.user + ", then log in again"});
+    }
+    if (!closed.empty()) {
+        findings.push_back({"permissions", State::kProblem,
+                            machine.user + " may not open " + joined(closed) +
+                                ", which udev has not given to group video",
+                            std::string(kInstallRule) + kReload});
     }
     if (!afterLogin.empty()) {
         findings.push_back({"permissions", State::kProblem,

@@ -70,7 +70,7 @@ public:
         if (request == VIDIOC_ENUM_FRAMEINTERVALS) {
             auto &answer = *static_cast<v4l2_frmivalenum *>(argument);
             answer.type = V4L2_FRMIVAL_TYPE_CONTINUOUS;
-            answer.stepwise = {{1, 31}, {1, 12}, {1, 1}};
+            answer.stepwise = {{333334, 10000000}, {1, 12}, {1, 1}};
             return 0;
         }
         return ENOTTY;

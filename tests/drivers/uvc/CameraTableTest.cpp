@@ -176,6 +176,16 @@ TEST_F(CameraTableTest, AnUpdateMakesTheDifference)
     EXPECT_EQ(table.otherNodes()[0].number, 7U);
 }
 
+TEST_F(CameraTableTest, AnUpdateTellsOfACameraThatWasPluggedInAgainMeanwhile)
+{
+    table.fill({node(0, "1-1"), node(2, "1-2")});
+    NodeInfo again = node(0, "1-1");
+    again.usb->address = 7;
+    table.update({again, node(2, "1-2")}, {});
+    EXPECT_THAT(changes(), ElementsAre("-usb:1-1", "+usb:1-1"));
+    EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0));
+}
+
 TEST_F(CameraTableTest, FiftyCamerasThatComeAndGoAreEachToldOnce)
 {
     for (unsigned int i = 0; i < 50; ++i)

@@ -90,6 +90,12 @@ bool FakeCamera::isStreaming() const
     return m_streaming;
 }
 
+bool FakeCamera::isClaimed() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_claimed;
+}
+
 std::size_t FakeCamera::buffers() const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -136,8 +142,11 @@ int FakeCamera::control(unsigned long request, void *argument)
         case VIDIOC_S_FMT:
             adjust(as<v4l2_format>(argument).fmt.pix);
             m_format = as<v4l2_format>(argument).fmt.pix;
+            m_claimed = true;
             return 0;
         case VIDIOC_S_PARM:
+            if (givenRate != 0)
+                as<v4l2_streamparm>(argument).parm.capture.timeperframe = {1, givenRate};
             m_interval = as<v4l2_streamparm>(argument).parm.capture.timeperframe;
             return 0;
         case VIDIOC_G_PARM:
@@ -246,6 +255,9 @@ int FakeCamera::requestBuffers(v4l2_requestbuffers &request)
     if (request.memory == V4L2_MEMORY_USERPTR && !takesUserMemory)
         return EINVAL;
     m_buffers.clear();
+    m_claimed = request.count != 0;
+    if (m_claimed)
+        request.count = std::max(request.count, leastBuffers);
     m_memory = request.count == 0 ? 0 : request.memory;
     for (std::uint32_t i = 0; i < request.count; ++i) {
         Buffer buffer = {};

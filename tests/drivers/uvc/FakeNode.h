@@ -42,6 +42,8 @@ public:
     bool enumeratesSizes = true;
     unsigned int paddingBytes = 0;  // at the end of each row
     unsigned int missingBytes = 0;  // that it does not speak of when asked for its buffers' size
+    unsigned int leastBuffers = 0;  // it takes no fewer
+    unsigned int givenRate = 0;     // that it is set to whatever it is asked for; 0: that
     std::map<std::uint32_t, std::int32_t> controls;
     std::vector<std::uint8_t> extension;  // the one control of extension unit 4, selector 2
 
@@ -60,6 +62,8 @@ public:
     v4l2_pix_format format() const;
     v4l2_fract interval() const;
     bool isStreaming() const;
+    /// The driver has set it up and not given it back: nobody else may.
+    bool isClaimed() const;
     /// Buffers that the driver has asked for.
     std::size_t buffers() const;
     std::uint32_t memory() const;
@@ -98,6 +102,7 @@ private:
     v4l2_pix_format m_format = {};
     v4l2_fract m_interval = {1, 30};
     bool m_streaming = false;
+    bool m_claimed = false;
     bool m_gone = false;
     bool m_changed = false;
     unsigned int m_mappings = 0;

@@ -224,6 +224,14 @@ TEST_F(JpegTest, BytesAfterThePictureAreIgnored)
     expectRed();
 }
 
+TEST_F(JpegTest, BytesThatFillUpBeforeTheEndAreIgnored)
+{
+    auto jpeg = jpegOf({200, 40, 30});
+    jpeg.insert(jpeg.end() - 2, 32, 0);
+    EXPECT_EQ(convert(jpeg), Conversion::kWhole);
+    expectRed();
+}
+
 TEST_F(JpegTest, ACutPictureIsDamaged)
 {
     auto jpeg = jpegOf({200, 40, 30});

@@ -65,6 +65,27 @@ private:
     std::unique_ptr<UvcDevice> m_device;
 };
 
+inline StreamCounters countersOf(UvcDevice &device, unsigned int streamType)
+{
+    StreamCounters counters = {};
+    unsigned int size = sizeof counters;
+    EXPECT_EQ(device.getProperty(kPropertyCounters + streamType, &counters, &size), 0);
+    return counters;
+}
+
+/// Waits until the stream has lost or delivered so many pictures.
+inline bool awaitCount(UvcDevice &device, unsigned int streamType, unsigned int pictures)
+{
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (std::chrono::steady_clock::now() < end) {
+        const StreamCounters now = countersOf(device, streamType);
+        if (now.delivered + now.held + now.unusable >= pictures)
+            return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
+
 class TestStream {
 public:
     TestStream(NubrixBaseDevice &device, unsigned int streamType, int poolFrames = 10)

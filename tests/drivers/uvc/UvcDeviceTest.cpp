@@ -108,6 +108,29 @@ TEST_F(UvcDeviceTest, AModeThatIsSetIsWhatTheNodeIsSetTo)
         device.setFrameMode(NUBRIX_STREAM_DEPTH, {NUBRIX_PIXEL_DEPTH_14_2, 32, 24, 30}, false), -2);
 }
 
+TEST_F(UvcDeviceTest, WhoeverWritesToTheModeThatIsHandedOutChangesNothing)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    device.getCurrentFrameMode(NUBRIX_STREAM_DEPTH)->width = 1000;
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(stream->getFrameBufferSize(), 2U * 64 * 48);
+    EXPECT_EQ(camera.format().width, 64U);
+}
+
+TEST_F(UvcDeviceTest, ASecondStreamOfAKindIsRefusedInWords)
+{
+    addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    testing::internal::CaptureStderr();
+    NubrixBaseStream *second = nullptr;
+    EXPECT_EQ(device.createStream(NUBRIX_STREAM_DEPTH, &second), -2);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("usb:1-2 has its depth stream open already"));
+}
+
 TEST_F(UvcDeviceTest, AModeThatCannotBeHadIsRefusedWithTheFieldAndTheNearest)
 {
     addNode({V4L2_PIX_FMT_Z16});

@@ -1,6 +1,6 @@
 # What a stream costs beside v4l2-ctl, which converts nothing; figures only, but for the grossest waste
 # where the library converts nothing either. Sanitizers have their own price.
-limit=6
+limit=4
 [ "$(basename "$build")" != asan ] || limit=0
 start_camera one
 library_cost ir "$(node_of GREY)" GREY --limit $limit

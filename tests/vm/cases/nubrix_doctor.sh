@@ -1,8 +1,11 @@
 # The doctor finds the camera, its modes and its bus, and names what a visitor lacks.
 start_camera one
-nubrix doctor >report 2>&1 || :
+ends_with 0 nubrix doctor >report 2>&1
 cat report
-expect_text 'usb:1-1' report
-su visitor -s /bin/sh -c "PATH=$PATH nubrix doctor" >visited 2>&1 || :
+expect_text '^good *usb:1-1' report
+status=0
+su visitor -s /bin/sh -c "PATH=$PATH nubrix doctor" >visited 2>&1 || status=$?
 cat visited
-expect_text 'group video' visited
+[ $status -eq 1 ] || fail "a visitor gets status $status"
+expect_text 'visitor may not open /dev/video' visited
+expect_text 'usermod -aG video visitor' visited

@@ -21,6 +21,7 @@ CameraFixture::CameraFixture() : m_context(ContextFactory())
 
 CameraFixture::~CameraFixture()
 {
+    releaseCallback();
     m_context->destroy();
     deleteContext(m_context);
 }
@@ -48,6 +49,24 @@ bool CameraFixture::changesReach(std::size_t count)
     return m_changed.wait_for(lock, kPatience, [&] { return m_changes.size() >= count; });
 }
 
+void CameraFixture::holdCallback()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_hold = true;
+}
+
+bool CameraFixture::callbackIsHeld()
+{
+    return changesReach(1);
+}
+
+void CameraFixture::releaseCallback()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_hold = false;
+    m_changed.notify_all();
+}
+
 std::vector<CameraFixture::Change> CameraFixture::changes()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -60,6 +79,14 @@ unsigned int CameraFixture::cameraCount()
     unsigned int count = 0;
     m_context->nubrixGetDeviceList(&list, &count);
     return count;
+}
+
+CameraFixture::Counters CameraFixture::counters(NubrixDevice *camera, unsigned int stream)
+{
+    Counters counters = {};
+    unsigned int size = sizeof counters;
+    EXPECT_EQ(m_context->getDeviceProperty(camera, 0x5a00 + stream, &counters, &size), 0);
+    return counters;
 }
 
 NubrixDevice *CameraFixture::open()
@@ -108,9 +135,10 @@ unsigned int CameraFixture::readRightFrame(NubrixStream *stream, const std::stri
 void CameraFixture::onChange(const char *uri, const char *, unsigned int state, void *user)
 {
     auto &self = *static_cast<CameraFixture *>(user);
-    const std::lock_guard<std::mutex> lock(self.m_lock);
+    std::unique_lock<std::mutex> lock(self.m_lock);
     self.m_changes.push_back({uri, state, Clock::now()});
     self.m_changed.notify_all();
+    self.m_changed.wait(lock, [&] { return !self.m_hold; });
 }
 
 }  // namespace nubrix::vm

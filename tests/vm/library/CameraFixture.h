@@ -26,6 +26,15 @@ protected:
         Clock::time_point when;
     };
 
+    /// The stream's counters, as drivers/uvc/README.md has them.
+    struct Counters {
+        unsigned int delivered;
+        unsigned int flagged;
+        unsigned int held;
+        unsigned int unusable;
+        unsigned int missed;
+    };
+
     CameraFixture();
     ~CameraFixture() override;
 
@@ -39,6 +48,13 @@ protected:
     bool changesReach(std::size_t count);
     std::vector<Change> changes();
     unsigned int cameraCount();
+    /// From now on the callback does not return, until it is released.
+    void holdCallback();
+    /// Waits until the callback has been called and does not return.
+    bool callbackIsHeld();
+    void releaseCallback();
+
+    Counters counters(NubrixDevice *camera, unsigned int stream);
 
     NubrixDevice *open();
     NubrixStream *stream(NubrixDevice *camera, unsigned int type);
@@ -57,6 +73,7 @@ private:
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::vector<Change> m_changes;  // under m_lock
+    bool m_hold = false;            // under m_lock
 };
 
 }  // namespace nubrix::vm

@@ -70,9 +70,11 @@ TEST_F(Faults, HalfAPictureIsDroppedByTheKernelAndLeavesAGap)
         last = frame->frameIndex;
         m_context->releaseFrame(frame);
     }
+    const unsigned int missed = counters(m_camera, NUBRIX_STREAM_DEPTH).missed;
     tell("cut");
     tell("resume");
-    ASSERT_EQ(readUntil(m_depth, 0), 0);
+    EXPECT_TRUE(
+        eventually([&] { return counters(m_camera, NUBRIX_STREAM_DEPTH).missed > missed; }));
     EXPECT_GE(nextIndex(), last + 2);
 }
 

@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <utility>
 
 #include "CameraFixture.h"
 #include "EventClock.h"
@@ -21,6 +24,7 @@ public:
         m_ms.push_back(delay.count());
     }
 
+    double least() const { return at(0); }
     double median() const { return at(m_ms.size() / 2); }
     void print(const char *what) const
     {
@@ -70,9 +74,11 @@ TEST_F(HotPlug, PluggingInAndUnpluggingReachTheCallbackSoon)
 {
     using Teller = EventClock::Teller;
     const EventClock events;
-    Delays fromKernelAdd;
+    Delays fromFirstKernelAdd;
+    Delays fromLastKernelAdd;
     Delays fromUdevAdd;
     Delays fromUdevRemove;
+    Delays fromKernelRemove;
     for (std::size_t round = 0; round < 5 && !HasFailure(); ++round) {
         const auto begin = Clock::now();
         tell("unplug");
@@ -84,15 +90,69 @@ TEST_F(HotPlug, PluggingInAndUnpluggingReachTheCallbackSoon)
         const auto back = all[2 * round + 1].when;
         const auto late = back + std::chrono::milliseconds(1);
         fromUdevRemove.add(events.moments(Teller::kUdev, "remove", begin, late), false, gone);
-        fromKernelAdd.add(events.moments(Teller::kKernel, "add", begin, late), true, back);
+        fromKernelRemove.add(events.moments(Teller::kKernel, "remove", begin, late), false, gone);
+        fromFirstKernelAdd.add(events.moments(Teller::kKernel, "add", begin, late), true, back);
+        fromLastKernelAdd.add(events.moments(Teller::kKernel, "add", begin, late), false, back);
         fromUdevAdd.add(events.moments(Teller::kUdev, "add", begin, late), false, back);
     }
     fromUdevRemove.print("unplugged, from udev's last event to the callback");
+    fromKernelRemove.print("unplugged, from the kernel's last event to the callback");
     fromUdevAdd.print("plugged in, from udev's last event to the callback");
-    fromKernelAdd.print("plugged in, from the kernel's first event to the callback");
-    // Loose: the machine is emulated, and others may use its processor.
-    EXPECT_LT(fromUdevRemove.median(), 500);
-    EXPECT_LT(fromUdevAdd.median(), 500);
+    fromLastKernelAdd.print("plugged in, from the kernel's last event to the callback");
+    fromFirstKernelAdd.print("plugged in, from the kernel's first event to the callback");
+    // The driver's own part, at its best: the machine is emulated, and others may use its
+    // processor.
+    EXPECT_LT(fromUdevRemove.least(), 100);
+    EXPECT_LT(fromKernelRemove.least(), 200);
+    EXPECT_LT(fromUdevAdd.least(), 200);
+}
+
+// As when a service starts while the camera is being plugged in.
+TEST_F(HotPlug, AContextThatBeginsWhileACameraComesFindsAllOfItOnce)
+{
+    for (int round = 0; round < 5 && !HasFailure(); ++round) {
+        ASSERT_EQ(m_context->destroy(), 0);
+        tell("restart");
+        std::this_thread::sleep_for(std::chrono::milliseconds(60 * round));  // here and there
+        ASSERT_EQ(m_context->initialize(), 0);
+        ASSERT_TRUE(eventually([this] { return cameraCount() == 1; }));
+        NubrixDevice *camera = open();
+        for (const auto &[type, name] : {std::pair{NUBRIX_STREAM_DEPTH, "depth"},
+                                         {NUBRIX_STREAM_COLOR, "color"},
+                                         {NUBRIX_STREAM_IR, "ir"}}) {
+            typedefNubrixFrame *frame = nullptr;
+            NubrixStream *opened = stream(camera, type);
+            EXPECT_EQ(m_context->readFrame(opened, &frame, 20000), 0) << name << " in " << round;
+            if (frame != nullptr) {
+                m_context->releaseFrame(frame);
+            }
+            EXPECT_EQ(m_context->closeStream(opened), 0);
+        }
+        EXPECT_EQ(m_context->closeDevice(camera), 0);
+    }
+}
+
+TEST_F(HotPlug, WhatHappensWhileTheCallbackIsBusyIsToldAfterwards)
+{
+    holdCallback();
+    tell("restart");
+    ASSERT_TRUE(callbackIsHeld());
+    for (int i = 0; i < 10; ++i) {  // some hundred events of its nodes
+        tell("restart");
+        ASSERT_EQ(std::system("udevadm settle --timeout=20"), 0);
+    }
+    releaseCallback();
+    ASSERT_TRUE(eventually([this] {
+        const std::vector<Change> all = changes();
+        return all.size() >= 2 && all.back().state == NUBRIX_DEVICE_CONNECTED;
+    }));
+    const std::vector<Change> all = changes();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(all[i].state, i % 2 ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED) << i;
+    }
+    EXPECT_EQ(cameraCount(), 1U);
+    NubrixDevice *camera = open();
+    readRightFrame(stream(camera, NUBRIX_STREAM_DEPTH), "depth");
 }
 
 TEST_F(HotPlug, RestartedInMidStreamItStreamsAgain)

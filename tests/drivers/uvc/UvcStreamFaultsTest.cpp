@@ -1,0 +1,172 @@
+// Streams of cameras that are unplugged, fall silent, refuse, or do something else than they said.
+#include <linux/videodev2.h>
+
+#include <thread>
+
+#include "tests/drivers/uvc/LineWatch.h"
+#include "tests/drivers/uvc/UvcDeviceFixture.h"
+#include "uvc/UvcStream.h"
+
+namespace nubrix {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+class UvcStreamFaultsTest : public UvcDeviceTest {};
+
+TEST_F(UvcStreamFaultsTest, UnpluggingEndsTheStreamAndTheDevice)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
+    EXPECT_NE(device.keepLiveState(), 0);
+    const LineWatch lines;
+    camera.unplug();
+    EXPECT_TRUE(lines.await("usb:1-2 depth is gone: check its cable"));  // its thread has ended
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_DISCONNECTED);
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_EQ(stream->start(), -9);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+}
+
+TEST_F(UvcStreamFaultsTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAnswer)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    testing::internal::CaptureStderr();
+    camera.fail(VIDIOC_DQBUF, EIO);
+    camera.captureAll(1);
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < end)
+        std::this_thread::yield();
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "nubrix usb camera: usb:1-2 depth does not answer (Input/output error): plug it in "
+              "again\n");
+    camera.fail(VIDIOC_DQBUF, 0);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_NE(device.keepLiveState(), 0);
+    camera.captureAll(1);
+    EXPECT_TRUE(stream.sink().await(1));
+}
+
+TEST_F(UvcStreamFaultsTest, ACameraThatFallsSilentDoesNotAnswerUntilItSendsAgain)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_NE(device.keepLiveState(), 0);
+    const LineWatch lines;
+    const auto begin = std::chrono::steady_clock::now();
+    while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < begin + kDeadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin,
+              UvcStream::kSilence - std::chrono::milliseconds(500));
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
+    EXPECT_TRUE(lines.await("usb:1-2 depth has sent no picture for 3 s: check its cable"));
+    camera.captureAll(1);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_NE(device.keepLiveState(), 0);
+}
+
+TEST_F(UvcStreamFaultsTest, ACameraThatSendsOnlyRubbishDoesNotAnswer)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_COLOR);
+    const LineWatch lines;
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(0x55);
+    EXPECT_TRUE(lines.await("usb:1-2 color: a picture has nothing in it to show"));
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < end) {
+        camera.captureAll(0x55);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(device.keepLiveState(), 0);
+    EXPECT_TRUE(lines.await("usb:1-2 color has sent no picture for 3 s"));
+    EXPECT_EQ(lines.count("has nothing in it"), 1U);
+    EXPECT_EQ(lines.count("has sent no picture"), 1U);
+}
+
+TEST_F(UvcStreamFaultsTest, ARateThatTheCameraDoesNotKeepIsTold)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    camera.givenRate = 15;
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream->start(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "nubrix usb camera: usb:1-2 depth is set to 30 frames/s, and the camera gives 15\n");
+}
+
+struct Refusal {
+    unsigned long request;
+    int error;
+    int status;
+    const char *advice;
+};
+
+class UvcStreamRefusalTest : public UvcStreamFaultsTest,
+                             public testing::WithParamInterface<Refusal> {};
+
+TEST_P(UvcStreamRefusalTest, AStartThatFailsSaysWhyAndLeavesNothingBehind)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    camera.fail(GetParam().request, GetParam().error);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream->start(), GetParam().status);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(GetParam().advice));
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    EXPECT_EQ(camera.mappings(), 0U);
+    if (GetParam().error != ENODEV && GetParam().request != VIDIOC_REQBUFS) {
+        EXPECT_FALSE(camera.isClaimed()) << "nobody else could have it";
+    }
+    camera.fail(GetParam().request, 0);
+    if (GetParam().error == ENODEV)
+        return;
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    EXPECT_TRUE(stream.sink().await(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Errors, UvcStreamRefusalTest,
+    testing::Values(
+        Refusal{VIDIOC_S_FMT, EBUSY, -2, "usb:1-2 depth 64x48 at 30 frames/s is busy"},
+        Refusal{VIDIOC_REQBUFS, EBUSY, -2, "end the other program that streams from it"},
+        Refusal{VIDIOC_STREAMON, ENOSPC, -5, "not enough USB bandwidth for usb:1-2 depth 64x48"},
+        Refusal{VIDIOC_STREAMON, EIO, -1, "does not answer"},
+        Refusal{VIDIOC_S_PARM, EIO, -1, "does not answer"},
+        Refusal{VIDIOC_QUERYBUF, EINVAL, -4, "failed: Invalid argument"},
+        Refusal{VIDIOC_S_FMT, ENODEV, -9, "is gone"}));
+
+TEST_F(UvcStreamFaultsTest, ACameraThatHasChangedItsModesIsToBeOpenedAgain)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
+    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    camera.changeModes();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream->start(), -4);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                AllOf(HasSubstr("64x48 at 30 frames/s cannot be had any more"), HasSubstr("32x48"),
+                      HasSubstr("open it again")));
+    EXPECT_FALSE(camera.isClaimed()) << "nobody else could have it";
+}
+
+}  // namespace
+}  // namespace nubrix
