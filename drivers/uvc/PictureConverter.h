@@ -25,8 +25,6 @@ public:
     PictureConverter(const SourceFormat &format, unsigned int width, unsigned int height,
                      std::size_t rowBytes);
 
-    /// Of an uncompressed picture that is whole.
-    std::size_t expectedBytes() const { return m_expected; }
     /// Of a frame.
     std::size_t frameBytes() const { return m_frameBytes; }
     /// Frames have the very bytes of the source.

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <utility>

@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 // Pictures that are quickly made, also where programs are run under an emulator.
-constexpr const char *kSmall = "320x240@60";
+constexpr const char *kSmallMode = "320x240@60";
 
 nlohmann::json streamsOf(const ToolResult &result)
 {
@@ -37,8 +37,8 @@ class StreamDeliveryTest : public testing::TestWithParam<const char *> {};
 
 TEST_P(StreamDeliveryTest, EveryStreamGivesAsManyFramesAsAskedFor)
 {
-    const nlohmann::json streams =
-        streamsOf(runVirtual({"stream", GetParam(), "--mode", kSmall, "--frames", "10", "--json"}));
+    const nlohmann::json streams = streamsOf(
+        runVirtual({"stream", GetParam(), "--mode", kSmallMode, "--frames", "10", "--json"}));
     EXPECT_THAT(typesOf(streams), ElementsAre("color", "depth", "ir"));
     for (const nlohmann::json &stream : streams) {
         EXPECT_EQ(stream["frames"], 10);
@@ -55,15 +55,16 @@ TEST_P(StreamDeliveryTest, EveryStreamGivesAsManyFramesAsAskedFor)
 TEST_P(StreamDeliveryTest, TheStreamsAreTheOnesThatWereNamed)
 {
     const nlohmann::json streams =
-        streamsOf(runVirtual({"stream", GetParam(), "--mode", kSmall, "--streams", "light-ir,depth",
-                              "--frames", "2", "--json"}));
+        streamsOf(runVirtual({"stream", GetParam(), "--mode", kSmallMode, "--streams",
+                              "light-ir,depth", "--frames", "2", "--json"}));
     EXPECT_THAT(typesOf(streams), ElementsAre("depth", "light-ir"));
 }
 
 TEST_P(StreamDeliveryTest, ItEndsAfterTheTimeThatWasAskedFor)
 {
-    const nlohmann::json streams = streamsOf(runVirtual(
-        {"stream", GetParam(), "--streams", "ir", "--mode", kSmall, "--seconds", "2.5", "--json"}));
+    const nlohmann::json streams =
+        streamsOf(runVirtual({"stream", GetParam(), "--streams", "ir", "--mode", kSmallMode,
+                              "--seconds", "2.5", "--json"}));
     EXPECT_GE(streams[0]["frames"], 2);
     EXPECT_LE(streams[0]["frames"], 200);
 }
@@ -73,7 +74,7 @@ TEST_P(StreamDeliveryTest, TheFirstAndTheLastFrameAreSavedAsPictures)
     const TemporaryFolder folder;
     const std::string target = folder.path() / "new" / "pictures";
     const nlohmann::json streams = streamsOf(runVirtual(
-        {"stream", GetParam(), "--mode", kSmall, "--frames", "5", "--json", "--save", target}));
+        {"stream", GetParam(), "--mode", kSmallMode, "--frames", "5", "--json", "--save", target}));
     ASSERT_EQ(streams.size(), 3U);
     const auto paths = [&](const Words &names) {
         Words all;
@@ -113,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(BothWays, StreamDeliveryTest, testing::Values("--callba
 TEST(StreamCommandTest, WithoutATerminalItPrintsOneSummary)
 {
     const ToolResult result =
-        runVirtual({"stream", "--streams", "color,ir", "--mode", kSmall, "--frames", "20"});
+        runVirtual({"stream", "--streams", "color,ir", "--mode", kSmallMode, "--frames", "20"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, testing::StartsWith("stream "));
     EXPECT_THAT(result.out, HasSubstr("\ncolor           20 "));

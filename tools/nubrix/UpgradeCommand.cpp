@@ -16,8 +16,8 @@ namespace nubrix {
 
 namespace {
 
-constexpr int kTickMs = 200;
-constexpr std::uint64_t kLongestSilenceUs = 120000000;
+constexpr int kUpgradeTickMs = 200;
+constexpr std::uint64_t kLongestWaitUs = 120000000;
 
 /// What the upgrader's thread tells.
 class UpgradeProgress {
@@ -85,12 +85,12 @@ int watch(const UpgradeProgress &progress, const StopSignal &stop, bool live)
         }
         if (stop.requested() && !std::exchange(warned, true))
             std::cerr << "nubrix: the upgrade goes on; Ctrl-C once more breaks it off\n";
-        if (monotonicUs() - movedUs > kLongestSilenceUs) {
+        if (monotonicUs() - movedUs > kLongestWaitUs) {
             throw Failure("the upgrade has not moved for " +
-                          std::to_string(kLongestSilenceUs / 1000000) + " s, at " +
+                          std::to_string(kLongestWaitUs / 1000000) + " s, at " +
                           std::to_string(shown) + " %");
         }
-        stop.wait(kTickMs);
+        stop.wait(kUpgradeTickMs);
     }
 }
 
