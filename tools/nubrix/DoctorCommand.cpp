@@ -7,8 +7,10 @@
 
 #include "CameraChecks.h"
 #include "Failure.h"
+#include "FirewallChecks.h"
 #include "LibraryChecks.h"
 #include "Machine.h"
+#include "NetworkChecks.h"
 #include "SystemChecks.h"
 
 namespace nubrix {
@@ -71,8 +73,9 @@ Findings DoctorCommand::examine()
         findings.push_back({"library", State::kProblem, failure.what(),
                             "'nubrix --verbose doctor' shows the log"});
     }
-    for (const auto check :
-         {checkKernel, checkStrayCameras, checkUdev, checkUdevRule, checkPermissions})
+    for (const auto check : {checkKernel, checkStrayCameras, checkUdev, checkUdevRule,
+                             checkPermissions, checkInterfaces, checkNetworks, checkSocketBuffers,
+                             checkReversePath, checkFirewall, checkCameraPort})
         append(findings, check(machine));
     if (session) {
         std::vector<CameraLoad> loads;

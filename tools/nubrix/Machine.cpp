@@ -1,12 +1,19 @@
 #include "Machine.h"
 
+#include <arpa/inet.h>
 #include <grp.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <bitset>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -45,13 +52,56 @@ Machine::Access accessOf(const std::string &path)
     return isListed(path) ? Machine::Access::kAfterLogin : Machine::Access::kDenied;
 }
 
+in_addr addressIn(const sockaddr &socketAddress)
+{
+    sockaddr_in copy = {};
+    std::memcpy(&copy, &socketAddress, sizeof copy);
+    return copy.sin_addr;
+}
+
+std::vector<Machine::Address> networkAddresses()
+{
+    std::vector<Machine::Address> found;
+    ifaddrs *all = nullptr;
+    if (getifaddrs(&all) != 0)
+        return found;
+    for (const ifaddrs *entry = all; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
+            entry->ifa_netmask == nullptr)
+            continue;
+        std::array<char, INET_ADDRSTRLEN> text{};
+        const in_addr address = addressIn(*entry->ifa_addr);
+        inet_ntop(AF_INET, &address, text.data(), text.size());
+        const std::bitset<32> mask(addressIn(*entry->ifa_netmask).s_addr);
+        found.push_back({entry->ifa_name, text.data(), static_cast<unsigned int>(mask.count())});
+    }
+    freeifaddrs(all);
+    return found;
+}
+
+std::optional<std::string> outputOf(const std::string &command)
+{
+    // Tools of the system are not in everybody's path.
+    const std::string line = "PATH=$PATH:/usr/sbin:/sbin; exec 2>/dev/null; " + command;
+    FILE *pipe = popen(line.c_str(), "re");
+    if (pipe == nullptr)
+        return std::nullopt;
+    std::string text;
+    std::array<char, 4096> part{};
+    while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
+        text.append(part.data(), size);
+    if (pclose(pipe) != 0)
+        return std::nullopt;
+    return text;
+}
+
 }  // namespace
 
 Machine Machine::real()
 {
     utsname system = {};
     uname(&system);
-    return {{}, system.release, userName(), accessOf};
+    return {{}, system.release, userName(), accessOf, networkAddresses(), outputOf};
 }
 
 bool Machine::has(const std::string &absolute) const
