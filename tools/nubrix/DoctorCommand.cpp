@@ -81,6 +81,7 @@ Findings DoctorCommand::examine()
         std::vector<CameraLoad> loads;
         append(findings, checkCameras(*session, loads));
         append(findings, checkBuses(machine, loads));
+        append(findings, checkNetworkLoads(machine, loads));
     }
     return findings;
 }

@@ -3,13 +3,14 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <sstream>
+
+#include "Ipv4.h"
 
 namespace nubrix {
 
@@ -98,22 +99,6 @@ Finding inspect(const Machine &machine, const std::string &name)
     return {name, State::kGood, text};
 }
 
-std::uint32_t networkOf(const Address &address)
-{
-    in_addr parsed = {};
-    inet_pton(AF_INET, address.text.c_str(), &parsed);
-    const std::uint64_t mask = ~std::uint64_t{0} << (32 - std::min(address.prefix, 32U));
-    return ntohl(parsed.s_addr) & static_cast<std::uint32_t>(mask);
-}
-
-std::string dotted(std::uint32_t address)
-{
-    std::array<char, INET_ADDRSTRLEN> text{};
-    const in_addr inNetworkOrder = {htonl(address)};
-    inet_ntop(AF_INET, &inNetworkOrder, text.data(), text.size());
-    return text.data();
-}
-
 /// A socket of the machine, from a line of its list.
 struct Socket {
     std::uint32_t address;
@@ -189,7 +174,7 @@ Findings checkNetworks(const Machine &machine)
     for (const auto &[network, names] : members) {
         if (names.size() < 2)
             continue;
-        const std::string text = dotted(network.first) + "/" + std::to_string(network.second);
+        const std::string text = ipv4Text(network.first) + "/" + std::to_string(network.second);
         findings.push_back({"network " + text, State::kNote,
                             names[0] + " and " + names[1] +
                                 " are both in it: what goes to a camera leaves by only one of them",
@@ -242,7 +227,7 @@ Findings checkCameraPort(const Machine &machine)
         if (holder.empty())
             holder = "a program of another user";
         std::string &text = addresses[holder];
-        text += (text.empty() ? "" : ", ") + dotted(socket.address);
+        text += (text.empty() ? "" : ", ") + ipv4Text(socket.address);
     }
     Findings findings;
     for (const auto &[holder, text] : addresses) {
