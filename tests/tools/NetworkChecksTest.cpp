@@ -148,20 +148,23 @@ TEST_F(NetworkChecksTest, AStrictReversePathFilterIsNamed)
 
 TEST_F(NetworkChecksTest, WhoHoldsThePortOfCamerasIsNamed)
 {
-    addSocket("0100007F:0035", "55", "9");  // another port
+    addAddress("lo", "127.0.0.1", 8);
+    addAddress("eth1", "192.168.5.1");
+    addSocket("0100007F:0035", "55", "9");   // another port
+    addSocket("FFFFFF7F:0F74", "72", "17");  // of broadcasts
     EXPECT_THAT(checkCameraPort(machine), IsEmpty());
     addSocket("0100007F:0F74", "71", "17");
-    addSocket("FFFFFF7F:0F74", "72", "17");
+    addSocket("0105A8C0:0F74", "73", "17");
     EXPECT_THAT(checkCameraPort(machine),
                 ElementsAre(finds(State::kNote,
                                   "camera-thing (process 17) is a camera on this machine, at "
-                                  "127.0.0.1, 127.255.255.255",
+                                  "127.0.0.1, 192.168.5.1",
                                   "end it")));
 }
 
 TEST_F(NetworkChecksTest, AHolderThatCannotBeSeenIsOfAnotherUser)
 {
-    addSocket("0100007F:0F74", "71", "");
+    addSocket("00000000:0F74", "71", "");
     EXPECT_THAT(checkCameraPort(machine), ElementsAre(finds(State::kNote, "of another user")));
 }
 

@@ -127,6 +127,13 @@ std::vector<Socket> udpSockets(const Machine &machine)
     return sockets;
 }
 
+bool isOwn(const Machine &machine, std::uint32_t address)
+{
+    return address == 0 ||
+           std::any_of(machine.addresses.begin(), machine.addresses.end(),
+                       [&](const Address &own) { return own.text == ipv4Text(address); });
+}
+
 /// The program that has a socket: "nubrix-simulate (process 17)"; empty where it cannot be seen.
 std::string holderOf(const Machine &machine, const std::string &inode)
 {
@@ -219,9 +226,10 @@ Findings checkReversePath(const Machine &machine)
 
 Findings checkCameraPort(const Machine &machine)
 {
-    std::map<std::string, std::string> addresses;  // by holder; a server has several sockets
+    std::map<std::string, std::string> addresses;  // by holder
     for (const Socket &socket : udpSockets(machine)) {
-        if (socket.port != kCameraPort)
+        // A camera has further sockets at addresses of broadcasts.
+        if (socket.port != kCameraPort || !isOwn(machine, socket.address))
             continue;
         std::string holder = holderOf(machine, socket.inode);
         if (holder.empty())
