@@ -10,6 +10,7 @@
 #include "FirewallChecks.h"
 #include "LibraryChecks.h"
 #include "Machine.h"
+#include "NetSettingsChecks.h"
 #include "NetworkChecks.h"
 #include "SystemChecks.h"
 
@@ -77,6 +78,7 @@ Findings DoctorCommand::examine()
                              checkPermissions, checkInterfaces, checkNetworks, checkSocketBuffers,
                              checkReversePath, checkFirewall, checkCameraPort})
         append(findings, check(machine));
+    append(findings, checkNetSettings(machine, pluginPath("nubrixNet.ini")));
     if (session) {
         std::vector<CameraLoad> loads;
         append(findings, checkCameras(*session, loads));

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <sstream>
 
 namespace nubrix {
 
@@ -44,6 +46,29 @@ std::string interfaceOf(const Machine &machine, std::uint32_t address)
             return own.interface;
     }
     return {};
+}
+
+std::string interfaceTo(const Machine &machine, std::uint32_t address)
+{
+    std::string found = interfaceOf(machine, address);
+    if (!found.empty())
+        return found;
+    std::uint32_t longest = 0;
+    std::istringstream lines(machine.read("/proc/net/route"));
+    for (std::string line; std::getline(lines, line);) {
+        std::array<char, 32> name{};
+        unsigned int network = 0;
+        unsigned int mask = 0;
+        if (std::sscanf(line.c_str(), "%31s %8X %*s %*s %*s %*s %*s %8X", name.data(), &network,
+                        &mask) != 3)
+            continue;
+        // The kernel prints them as they lie in memory: in network order.
+        if ((address & ntohl(mask)) != ntohl(network) || ntohl(mask) < longest)
+            continue;
+        longest = ntohl(mask);
+        found = name.data();
+    }
+    return found;
 }
 
 }  // namespace nubrix

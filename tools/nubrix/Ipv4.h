@@ -17,5 +17,7 @@ std::string ipv4Text(std::uint32_t address);
 std::uint32_t networkOf(const Machine::Address &address);
 /// The interface in whose network an address lies; empty when there is none.
 std::string interfaceOf(const Machine &machine, std::uint32_t address);
+/// The same, or else the interface that a route to the address goes by.
+std::string interfaceTo(const Machine &machine, std::uint32_t address);
 
 }  // namespace nubrix
