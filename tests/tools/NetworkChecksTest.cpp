@@ -168,6 +168,15 @@ TEST_F(NetworkChecksTest, AHolderThatCannotBeSeenIsOfAnotherUser)
     EXPECT_THAT(checkCameraPort(machine), ElementsAre(finds(State::kNote, "of another user")));
 }
 
+TEST(NetworkMachineTest, WhatCanBeOpenedAndNotBeReadIsEmpty)
+{
+    EXPECT_EQ(Machine::real().read("/proc"), "");
+    const FakeMachine system;
+    system.add("/there/is/one", " one\n");
+    EXPECT_EQ(system.machine.read("/there/is"), "");
+    EXPECT_EQ(system.machine.read("/there/is/one"), "one");
+}
+
 TEST(NetworkMachineTest, TheRealOneKnowsItsLoopbackAndWhatCommandsSay)
 {
     const Machine machine = Machine::real();

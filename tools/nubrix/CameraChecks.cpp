@@ -79,7 +79,9 @@ Finding inspect(Session &session, const Place &place, std::vector<CameraLoad> &l
     }
     if (streams.empty())
         return {place.uri, State::kProblem, place.label + ": it has no streams",
-                "none of its pixel formats is supported; docs/usb.md lists those that are"};
+                std::string("none of its pixel formats is supported; ") +
+                    (addressOf(place.uri) ? "docs/network.md" : "docs/usb.md") +
+                    " lists those that are"};
     loads.push_back(load);
     return {place.uri, State::kGood, place.label + ": " + streams};
 }

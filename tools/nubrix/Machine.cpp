@@ -16,7 +16,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace nubrix {
 
@@ -123,7 +123,9 @@ std::vector<std::string> Machine::list(const std::string &absolute) const
 std::string Machine::read(const std::string &absolute) const
 {
     std::ifstream file(path(absolute), std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::ostringstream content;
+    content << file.rdbuf();  // files of the kernel can be opened and not be read: no exception
+    const std::string text = content.str();
     const auto begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos)
         return {};
