@@ -19,7 +19,6 @@ namespace {
 constexpr int kLoopbackPacket = 8192;
 constexpr int kSocketBuffer = 4 << 20;  // bytes; the kernel gives what it may
 constexpr unsigned int kPacketTimeoutUs = 20000;
-constexpr unsigned int kFrameRetentionUs = 100000;
 
 bool isLoopback(const std::string &address)
 {
@@ -120,10 +119,13 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
     return error ? tellFailure(setup.name, error) : kDone;
 }
 
-void tuneStream(ArvStream &stream)
+void tuneStream(ArvStream &stream, int frameRate)
 {
+    // Pictures that wait for lost packets must not take every frame in flight.
+    const auto retentionUs =
+        static_cast<unsigned int>(std::clamp(3 * 1000000 / std::max(frameRate, 1), 40000, 100000));
     g_object_set(&stream, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, "packet-timeout",
-                 kPacketTimeoutUs, "frame-retention", kFrameRetentionUs, "socket-buffer",
+                 kPacketTimeoutUs, "frame-retention", retentionUs, "socket-buffer",
                  ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBuffer, nullptr);
 }
 

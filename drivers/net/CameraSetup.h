@@ -32,7 +32,7 @@ int tellFailure(const std::string &name, const Error &error);
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
 
 /// Sets resending and room of a stream that has just been made.
-void tuneStream(ArvStream &stream);
+void tuneStream(ArvStream &stream, int frameRate);
 
 /// What a camera tells of its depth counts. Not thread-safe.
 DepthScale readDepthScale(ArvCamera &camera);

@@ -23,6 +23,14 @@ std::uint64_t arrivalOf(ArvBuffer &buffer)
     return static_cast<std::uint64_t>(g_get_monotonic_time() - std::max<gint64>(ageUs, 0));
 }
 
+bool isOneImage(ArvBuffer &buffer)
+{
+    if (arv_buffer_get_n_parts(&buffer) != 1)
+        return false;
+    const ArvBufferPartDataType type = arv_buffer_get_part_data_type(&buffer, 0);
+    return type == ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE || type == ARV_BUFFER_PART_DATA_TYPE_3D_IMAGE;
+}
+
 void releaseFrame(void *frame)
 {
     static_cast<NubrixFrameRef *>(frame)->release();
@@ -54,7 +62,7 @@ int StreamSession::begin(ArvCamera &camera)
         arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
     if (stream == nullptr)
         return tellFailure(m_setup.name, error);
-    tuneStream(*stream);
+    tuneStream(*stream, m_setup.mode.frameRate);
     m_stream = stream;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -143,7 +151,7 @@ void StreamSession::takeBuffer()
         ++m_held;
     } else if (const FramePtr frame{m_setup.allocator->allocOneFrame()}) {
         m_converter->convert(
-            static_cast<const std::uint8_t *>(arv_buffer_get_image_data(buffer.get(), nullptr)),
+            static_cast<const std::uint8_t *>(arv_buffer_get_data(buffer.get(), nullptr)),
             static_cast<std::uint8_t *>(frame->frame().data));
         deliver(*buffer, *frame);
     } else {
@@ -157,16 +165,16 @@ bool StreamSession::isUsable(ArvBuffer &buffer)
     const ArvBufferStatus status = arv_buffer_get_status(&buffer);
     const bool isIncomplete =
         status == ARV_BUFFER_STATUS_TIMEOUT || status == ARV_BUFFER_STATUS_MISSING_PACKETS;
-    if (status != ARV_BUFFER_STATUS_SUCCESS && !(isIncomplete && m_setup.deliversIncomplete))
-        return false;
-    if (arv_buffer_get_n_parts(&buffer) != 1)
-        return false;
     std::size_t size = 0;
-    arv_buffer_get_image_data(&buffer, &size);
-    return arv_buffer_get_image_pixel_format(&buffer) == m_setup.format.code &&
+    arv_buffer_get_data(&buffer, &size);
+    // What an incomplete picture shows is not known for certain.
+    if (isIncomplete)
+        return m_setup.deliversIncomplete && size > 0;
+    return status == ARV_BUFFER_STATUS_SUCCESS && size >= m_converter->sourceBytes() &&
+           isOneImage(buffer) &&
+           arv_buffer_get_image_pixel_format(&buffer) == m_setup.format.code &&
            arv_buffer_get_image_width(&buffer) == m_setup.mode.width &&
-           arv_buffer_get_image_height(&buffer) == m_setup.mode.height &&
-           (isIncomplete || size >= m_converter->sourceBytes());
+           arv_buffer_get_image_height(&buffer) == m_setup.mode.height;
 }
 
 void StreamSession::countMissed(std::uint64_t id)

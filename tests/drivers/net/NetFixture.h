@@ -65,9 +65,9 @@ inline int wrongUnits(const Received &frame, unsigned int unitBytes)
     int wrong = 0;
     for (std::size_t y = 0; y < height; ++y) {
         for (std::size_t x = 0; x < row; ++x) {
-            const unsigned int expected = patternAt(unitAt(0), static_cast<unsigned int>(x),
-                                                    static_cast<unsigned int>(y)) &
-                                          mask;
+            const unsigned int expected =
+                patternAt(unitAt(0), static_cast<unsigned int>(x), static_cast<unsigned int>(y)) &
+                mask;
             wrong += unitAt(y * row + x) != expected ? 1 : 0;
         }
     }
@@ -77,8 +77,7 @@ inline int wrongUnits(const Received &frame, unsigned int unitBytes)
 /// A running stream with its pool and all that came of it; a device must outlive it.
 class RunningStream {
 public:
-    RunningStream(NubrixBaseDevice &device, unsigned int type, int poolSize = 10)
-        : m_device(device)
+    RunningStream(NubrixBaseDevice &device, unsigned int type, int poolSize = 10) : m_device(device)
     {
         EXPECT_EQ(m_device.createStream(type, &m_stream), 0);
         if (m_stream == nullptr)

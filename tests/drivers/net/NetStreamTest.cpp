@@ -56,7 +56,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"Infrared8", kMono8, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY8, 1},
                     Case{"Infrared12", kMono12, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, 2},
                     Case{"Colour", kRgb8, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, 1}),
-    [](const auto &info) { return info.param.name; });
+    [](const auto &test) { return test.param.name; });
 
 class NetStreamTest : public NetTest {};
 
@@ -67,8 +67,8 @@ TEST_F(NetStreamTest, DepthIsScaledToQuartersOfMillimetres)
     settings.coordinateOffset = 10;
     settings.invalidValue = 1100;
     const auto camera = std::make_unique<SimulatedCamera>(
-        settings, [](std::uint32_t, std::uint32_t, void *data, unsigned int width,
-                     unsigned int height) {
+        settings,
+        [](std::uint32_t, std::uint32_t, void *data, unsigned int width, unsigned int height) {
             auto *count = static_cast<std::uint16_t *>(data);
             for (unsigned int i = 0; i < width * height; ++i)
                 count[i] = static_cast<std::uint16_t>(1000 + i % 200);
@@ -150,8 +150,7 @@ TEST_F(NetStreamTest, ThreeCamerasStreamAtOnce)
         cameras.push_back(serve(depthCamera(address)));
         devices.push_back(open(std::string("net:") + address));
         ASSERT_NE(devices.back(), nullptr);
-        streams.push_back(
-            std::make_unique<RunningStream>(*devices.back(), types[streams.size()]));
+        streams.push_back(std::make_unique<RunningStream>(*devices.back(), types[streams.size()]));
         ASSERT_EQ(streams.back()->start(), 0);
     }
     for (std::size_t i = 0; i < streams.size(); ++i) {
