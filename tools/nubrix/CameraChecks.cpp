@@ -77,11 +77,12 @@ Finding inspect(Session &session, const Place &place, std::vector<CameraLoad> &l
         if (const auto mode = camera.currentMode(kind))
             load.megabits += megabitsOf(place.uri, kind, *mode);
     }
-    if (streams.empty())
+    if (streams.empty()) {
         return {place.uri, State::kProblem, place.label + ": it has no streams",
                 std::string("none of its pixel formats is supported; ") +
                     (addressOf(place.uri) ? "docs/network.md" : "docs/usb.md") +
                     " lists those that are"};
+    }
     loads.push_back(load);
     return {place.uri, State::kGood, place.label + ": " + streams};
 }

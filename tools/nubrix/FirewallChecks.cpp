@@ -109,10 +109,11 @@ Findings checkFirewall(const Machine &machine)
             return {{kName, State::kNote, std::string("ufw ") + kDrops,
                      "for each interface with cameras: sudo ufw allow in on eth1"}};
     }
-    if (runs(machine, "firewalld"))
+    if (runs(machine, "firewalld")) {
         return {{kName, State::kNote, std::string("firewalld ") + kDrops,
                  "for each interface with cameras: sudo firewall-cmd --permanent --zone=trusted "
                  "--change-interface=eth1; sudo firewall-cmd --reload"}};
+    }
     if (!mayFilter(machine))
         return {{kName, State::kGood, "the kernel filters nothing"}};
     const auto newRules = machine.ask("nft list ruleset");
@@ -122,10 +123,11 @@ Findings checkFirewall(const Machine &machine)
     if (byNew.drops || (newRules && !byOld.drops))
         return {
             judge(byNew, "let in what comes by the cameras' interface: iifname \"eth1\" accept")};
-    if (oldRules)
+    if (oldRules) {
         return {judge(byOld,
                       "for each interface with cameras: sudo iptables -I INPUT -i eth1 -j "
                       "ACCEPT")};
+    }
     return {{kName, State::kNote, "there may be one; its rules are for root's eyes only",
              "should cameras not be found, look at 'sudo nft list ruleset'"}};
 }

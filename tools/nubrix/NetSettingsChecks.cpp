@@ -25,10 +25,11 @@ Finding inspectAddress(const Machine &machine, const std::string &text)
         return {kName, State::kProblem, "\"" + text + "\" is no address",
                 "write addresses=192.168.7.20,192.168.7.21 without blanks"};
     const std::string interface = interfaceTo(machine, *address);
-    if (interface.empty())
+    if (interface.empty()) {
         return {kName, State::kProblem, "no interface leads to " + text,
                 "correct the address, or give an interface one in its network: sudo ip address "
                 "add ... dev eth1"};
+    }
     return {kName, State::kGood, "a camera may be at " + text + ", by " + interface};
 }
 

@@ -74,11 +74,12 @@ Finding inspect(const Machine &machine, const std::string &name)
         return {name, State::kNote, "nothing is at the other end of its cable",
                 "plug in the camera or the switch, and give it power"};
     const std::string addresses = addressesOf(machine, name);
-    if (addresses.empty())
+    if (addresses.empty()) {
         return {name, State::kNote, "it has no IPv4 address: no camera on it is found",
                 "give it one in the cameras' network; for cameras that choose their own: sudo ip "
                 "address add 169.254.1.1/16 dev " +
                     name};
+    }
     if (machine.has(folder + "/wireless") || machine.has(folder + "/phy80211"))
         return {name, State::kNote, addresses + "; pictures lose packets on their way by radio",
                 "use a cable"};
@@ -92,10 +93,11 @@ Finding inspect(const Machine &machine, const std::string &name)
     if (speed > 0 && (speed < kFastMegabits || machine.read(folder + "/duplex") == "half"))
         return {name, State::kNote, text + ": too slow for depth of 640x480 at 30 frames/s",
                 "use a cable, switch and port for 1000 Mbit/s"};
-    if (speed >= kFastMegabits && packet < kLargePacket)
+    if (speed >= kFastMegabits && packet < kLargePacket) {
         return {name, State::kNote, text + ": large streams lose pictures when the machine is busy",
                 "if cameras are on it, and they and the switch can: sudo ip link set " + name +
                     " mtu 9000"};
+    }
     return {name, State::kGood, text};
 }
 
