@@ -87,13 +87,13 @@ Inward readIptables(const std::string &text)
 Finding judge(const Inward &inward, const char *cure)
 {
     if (!inward.drops)
-        return {kName, State::kGood, "its rules let cameras in"};
+        return {kName, State::kGood, "no rule keeps cameras out"};
     if (inward.letsIn.empty())
         return {kName, State::kNote, kDrops, cure};
     return {kName, State::kGood, "it lets in by its rule: " + inward.letsIn.front()};
 }
 
-/// Whether the kernel filters at all, as far as everybody may see.
+/// Whether the kernel filters, as far as everybody may see.
 bool mayFilter(const Machine &machine)
 {
     return machine.has("/sys/module/nf_tables") || machine.has("/sys/module/iptable_filter") ||
@@ -114,20 +114,21 @@ Findings checkFirewall(const Machine &machine)
                  "for each interface with cameras: sudo firewall-cmd --permanent --zone=trusted "
                  "--change-interface=eth1; sudo firewall-cmd --reload"}};
     }
-    if (!mayFilter(machine))
-        return {{kName, State::kGood, "the kernel filters nothing"}};
     const auto newRules = machine.ask("nft list ruleset");
     const auto oldRules = machine.ask("iptables -S INPUT");
-    const Inward byNew = readNftables(newRules.value_or(""));
     const Inward byOld = readIptables(oldRules.value_or(""));
-    if (byNew.drops || (newRules && !byOld.drops))
-        return {
-            judge(byNew, "let in what comes by the cameras' interface: iifname \"eth1\" accept")};
-    if (oldRules) {
+    // Tables of the older kind show in the list of the newer one, with another cure.
+    if (byOld.drops || (oldRules && !newRules)) {
         return {judge(byOld,
                       "for each interface with cameras: sudo iptables -I INPUT -i eth1 -j "
                       "ACCEPT")};
     }
+    if (newRules) {
+        return {judge(readNftables(*newRules),
+                      "let in what comes by the cameras' interface: iifname \"eth1\" accept")};
+    }
+    if (!mayFilter(machine))
+        return {{kName, State::kGood, "no sign of one"}};
     return {{kName, State::kNote, "there may be one; its rules are for root's eyes only",
              "should cameras not be found, look at 'sudo nft list ruleset'"}};
 }
