@@ -29,11 +29,13 @@ constexpr std::uint8_t kKey = 0x42;
 constexpr std::uint8_t kAcknowledge = 1;
 constexpr std::uint16_t kDiscovery = 0x0002;
 constexpr std::uint16_t kReadRegister = 0x0080;
+constexpr std::uint16_t kWriteRegister = 0x0082;
 constexpr std::size_t kHeader = 8;
 constexpr std::size_t kIdentity = 0xf8;  // registers 0 to 0xf7
 constexpr std::uint32_t kControlRegister = 0x0a00;
 constexpr std::uint32_t kHolderRegister = 0x0a14;
-constexpr std::uint32_t kControlBits = 3;  // exclusive access, control
+constexpr std::uint32_t kControl = 2;
+constexpr std::uint32_t kControlBits = 3;  // with exclusive access
 
 constexpr std::chrono::milliseconds kRegisterWait{200};
 
@@ -197,32 +199,53 @@ void sendEverywhere(const Socket &socket, const std::array<std::uint8_t, kHeader
     }
 }
 
-/// What a camera answers to the question for a register; it need not be ours.
-std::optional<RegisterReply> readRegister(const std::string &address, std::uint32_t place)
+/// What a camera answers to a request for some registers; it need not be ours.
+std::optional<RegisterReply> ask(const Socket &socket, std::uint16_t command,
+                                 const std::vector<std::uint32_t> &words)
+{
+    std::vector<std::uint8_t> request = {kKey, kAcknowledge};
+    const auto append = [&](unsigned int value) {
+        request.push_back(static_cast<std::uint8_t>(value >> 8U));
+        request.push_back(static_cast<std::uint8_t>(value));
+    };
+    append(command);
+    append(static_cast<unsigned int>(4 * words.size()));
+    append(0xfffe);
+    for (const std::uint32_t word : words) {
+        append(word >> 16U);
+        append(word);
+    }
+    ::send(socket.descriptor(), request.data(), request.size(), MSG_DONTWAIT);
+    const auto end = Clock::now() + kRegisterWait;
+    for (auto packet = socket.receive(end); !packet.empty(); packet = socket.receive(end)) {
+        if (packet.size() >= kHeader && shortAt(packet, 2) == command + 1)
+            return RegisterReply{shortAt(packet, 0) == 0 && packet.size() >= kHeader + 4,
+                                 packet.size() >= kHeader + 4 ? wordAt(packet, kHeader) : 0};
+    }
+    return std::nullopt;
+}
+
+bool connectTo(const Socket &socket, const std::string &address)
 {
     const auto to = socketAddress(address);
+    return to && ::connect(socket.descriptor(), plain(*to), sizeof *to) == 0;
+}
+
+std::optional<RegisterReply> readRegister(const std::string &address, std::uint32_t place)
+{
     const Socket socket;
-    if (!to || ::connect(socket.descriptor(), plain(*to), sizeof *to) != 0)
-        return std::nullopt;
-    const std::array<std::uint8_t, kHeader + 4> request = {kKey,
-                                                           kAcknowledge,
-                                                           kReadRegister >> 8U,
-                                                           kReadRegister & 0xffU,
-                                                           0,
-                                                           4,
-                                                           0xff,
-                                                           0xfe,
-                                                           static_cast<std::uint8_t>(place >> 24U),
-                                                           static_cast<std::uint8_t>(place >> 16U),
-                                                           static_cast<std::uint8_t>(place >> 8U),
-                                                           static_cast<std::uint8_t>(place)};
-    ::send(socket.descriptor(), request.data(), request.size(), MSG_DONTWAIT);
-    const auto packet = socket.receive(Clock::now() + kRegisterWait);
-    if (packet.size() < kHeader || shortAt(packet, 2) != kReadRegister + 1)
-        return std::nullopt;
-    if (shortAt(packet, 0) != 0 || packet.size() < kHeader + 4)
-        return RegisterReply{false, 0};
-    return RegisterReply{true, wordAt(packet, kHeader)};
+    return connectTo(socket, address) ? ask(socket, kReadRegister, {place}) : std::nullopt;
+}
+
+/// Takes control and lets it go. Some cameras let a dead holder's control go only when somebody
+/// else asks for it.
+bool canTakeControl(const std::string &address)
+{
+    const Socket socket;
+    if (!connectTo(socket, address))
+        return false;
+    const auto taken = ask(socket, kWriteRegister, {kControlRegister, kControl});
+    return taken && taken->isGranted && ask(socket, kWriteRegister, {kControlRegister, 0});
 }
 
 }  // namespace
@@ -237,11 +260,10 @@ std::string addressOf(const std::string &uri)
 
 std::string localAddressFor(const std::string &address)
 {
-    const auto to = socketAddress(address);
     const Socket socket;
     sockaddr_in own = {};
     socklen_t size = sizeof own;
-    if (!to || ::connect(socket.descriptor(), plain(*to), sizeof *to) != 0 ||
+    if (!connectTo(socket, address) ||
         ::getsockname(socket.descriptor(), reinterpret_cast<sockaddr *>(&own), &size) != 0)
         return {};
     return addressText(ntohl(own.sin_addr.s_addr));
@@ -290,6 +312,8 @@ Holder askHolder(const std::string &address)
         if (!control)
             continue;
         if (control->isGranted && (control->value & kControlBits) == 0)
+            return {true, false, {}};
+        if (canTakeControl(address))
             return {true, false, {}};
         const auto holder = readRegister(address, kHolderRegister);
         const bool isNamed = holder && holder->isGranted && holder->value != 0;

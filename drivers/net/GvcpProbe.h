@@ -41,7 +41,7 @@ struct Holder {
     std::string name;  ///< their address, if the camera tells
 };
 
-/// Asks a camera who holds it; at most 800 ms. Thread-safe.
+/// Asks a camera who holds it; at most 1 s. Thread-safe.
 Holder askHolder(const std::string &address);
 
 }  // namespace nubrix

@@ -59,6 +59,7 @@ try {
         return kWrongState;
     }
     StreamSetup setup = m_device.setupOf(m_streamType);
+    setup.room = m_allocator->getFrameBufferSize();
     setup.allocator = m_allocator;
     setup.callback = m_callback;
     setup.user = m_user;

@@ -47,6 +47,8 @@ StreamSession::~StreamSession() = default;
 
 int StreamSession::begin(ArvCamera &camera)
 {
+    if (m_ended)  // whoever waited for it has given up: nothing of theirs is there any more
+        return kGone;
     Error error;
     const int status = setUpCamera(camera, m_setup);
     if (status != kDone)
@@ -56,8 +58,7 @@ int StreamSession::begin(ArvCamera &camera)
     m_payload = arv_camera_get_payload(&camera, error.out());
     if (error)
         return tellFailure(m_setup.name, error);
-    m_isDirect =
-        m_converter->passesThrough() && m_payload <= m_setup.allocator->getFrameBufferSize();
+    m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;
     ArvStream *stream =
         arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
     if (stream == nullptr)

@@ -23,7 +23,8 @@ namespace nubrix {
 struct StreamSetup : CameraSetup {
     unsigned int streamType;
     bool deliversIncomplete;
-    FrameAllocatorInterfaceBase *allocator;
+    unsigned int room;                       ///< bytes of a frame of the allocator
+    FrameAllocatorInterfaceBase *allocator;  ///< this and the next two: until the end only
     DriverFrameCallback callback;
     void *user;
 };

@@ -1,6 +1,7 @@
 // A camera, or one who holds a camera, in a process of its own.
 #pragma once
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,7 @@ public:
             throw std::runtime_error("pipe");
         m_process = fork();
         if (m_process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // whatever becomes of the test
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             const std::string command =
