@@ -5,7 +5,8 @@
 
 ROOT/src/FOLDER may include from itself, the allowed folders and the public headers. Public headers
 include public headers only. A driver sees those, its own folder and drivers/common; a tool sees
-those and its own folder.
+those and its own folder. nubrix-simulate alone joins two houses: it shows the virtual camera's room
+by the simulated network camera, in the manners of the tool.
 """
 import pathlib
 import re
@@ -13,6 +14,7 @@ import sys
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 SOURCES = (".h", ".cpp")
+JOINED = {"simulate": ("tools/simulator", "tools/nubrix", "drivers")}
 
 
 def includes(folder):
@@ -36,10 +38,10 @@ def problems(root, rules):
                 continue
             elif not any((base / path).is_file() for base in look_in):
                 yield f'{where}: "{name}" is not to be seen from here'
-            elif allowed is not None and path.parts[0] not in allowed:
+            elif len(path.parts) > 1 and path.parts[0] not in allowed:
                 yield f'{where}: "{name}" is not on a floor that {folder.name} may use'
 
-    yield from check(root / "include", None, [])
+    yield from check(root / "include", set(), [])
     for folder in sorted(path for path in (root / "src").iterdir() if path.is_dir()):
         if folder.name not in rules:
             yield f"src/{folder.name}: no rule says what it may use"
@@ -48,7 +50,8 @@ def problems(root, rules):
     for folder in sorted(path for path in (root / "drivers").glob("*") if path.is_dir()):
         yield from check(folder, {folder.name, "common"}, [root / "drivers"])
     for folder in sorted(path for path in (root / "tools").glob("*") if path.is_dir()):
-        yield from check(folder, None, [folder])
+        joined = [root / name for name in JOINED.get(folder.name, ())]
+        yield from check(folder, {"virtual"}, [folder, *joined])
 
 
 def main():

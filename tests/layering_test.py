@@ -18,6 +18,10 @@ GOOD = {
     "drivers/two/Two.h": "",
     "tools/tool/main.cpp": '#include "Command.h"\n#include "nubrix/api.h"\n',
     "tools/tool/Command.h": "",
+    "tools/nubrix/Stop.h": "",
+    "tools/simulator/Served.h": "",
+    "tools/simulate/main.cpp": '#include "Served.h"\n#include "Stop.h"\n#include "virtual/Room.h"\n',
+    "drivers/virtual/Room.h": "",
 }
 RULES = ["base:", "device:base"]
 
@@ -48,7 +52,7 @@ class LayeringTest(unittest.TestCase):
         self.assertIn("1 bad includes", said)
 
     def test_good_includes_pass(self):
-        self.assertEqual(self.run_on({}), (0, "0 bad includes of 9\n"))
+        self.assertEqual(self.run_on({}), (0, "0 bad includes of 12\n"))
 
     def test_a_lower_floor_may_not_use_a_higher_one(self):
         self.assert_found("src/base/Clock.cpp:3", "device/Device.h")
@@ -74,6 +78,12 @@ class LayeringTest(unittest.TestCase):
     def test_a_tool_may_not_use_the_inside_or_a_driver(self):
         self.assert_found("tools/tool/More.cpp:1", "base/Lock.h")
         self.assert_found("tools/tool/More.cpp:1", "one/One.h")
+
+    def test_only_the_simulator_shows_what_a_driver_has_and_that_of_one_only(self):
+        self.assert_found("tools/tool/More.cpp:1", "virtual/Room.h")
+        self.assert_found("tools/tool/More.cpp:1", "Served.h")
+        self.assert_found("tools/simulate/More.cpp:1", "one/One.h")
+        self.assert_found("tools/simulate/More.cpp:1", "base/Lock.h")
 
     def test_a_folder_without_a_rule_is_found(self):
         status, said = self.run_on({}, ["base:"])

@@ -4,10 +4,9 @@
 #include <linux/videodev2.h>
 #include <array>
 #include <cstddef>
-#include <string>
 #include <vector>
 
-#include "nubrix/types.h"
+#include "common/ModeTable.h"
 #include "uvc/NodeIo.h"
 #include "uvc/SourceFormat.h"
 
@@ -20,20 +19,9 @@ struct SourceMode {
 };
 
 /// The modes of one stream. Not thread-safe.
-struct StreamModes {
-    unsigned int streamType;
-    std::size_t node = 0;                              ///< which of the camera's nodes gives it
-    std::vector<typedefNubrixFrameMode> records = {};  ///< each size at each rate, largest first
-    std::vector<SourceMode> sources = {};              ///< of each record
-
-    /// Place of a mode among the records, or their number if it is not among them.
-    std::size_t find(const typedefNubrixFrameMode &mode) const;
-    /// 640x480 at 30 frames/s, or what comes next to it. There must be records.
-    std::size_t defaultMode() const;
-    /// Place of the mode that comes next to one that cannot be had. There must be records.
-    std::size_t nearest(const typedefNubrixFrameMode &mode) const;
-    /// Names the field of a mode that cannot be had and the nearest mode.
-    std::string refusal(const typedefNubrixFrameMode &mode) const;
+struct StreamModes : ModeTable {
+    std::size_t node = 0;                  ///< which of the camera's nodes gives it
+    std::vector<SourceMode> sources = {};  ///< of each record
 };
 
 /// The color, depth and ir streams of a camera; those that it lacks have no records.
@@ -43,8 +31,5 @@ using CameraModes = std::array<StreamModes, 3>;
 /// gives it. Widths and heights above 65535, more than 2^26 pixels and rates
 /// above 127 frames/s are left out.
 CameraModes readModes(const std::vector<NodeIo *> &nodes);
-
-/// "640x480 at 30 frames/s".
-std::string textOf(const typedefNubrixFrameMode &mode);
 
 }  // namespace nubrix

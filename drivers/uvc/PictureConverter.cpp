@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "common/ModeTable.h"
 #include "nubrix/image.h"
 #include "uvc/JpegDecoder.h"
 

@@ -3,16 +3,9 @@
 
 #include <string>
 
-namespace nubrix {
+#include "common/Report.h"
 
-/// What operations of this driver return.
-constexpr int kDone = 0;
-constexpr int kFailed = -1;
-constexpr int kWrongState = -2;
-constexpr int kBadArgument = -4;
-constexpr int kLimitReached = -5;
-constexpr int kUnsupported = -8;
-constexpr int kGone = -9;
+namespace nubrix {
 
 /// Writes one line to the library's log as an error. Without a log, and wherever the environment
 /// variable NUBRIX_DRIVER_STDERR is set, it goes to stderr. Thread-safe.

@@ -57,37 +57,11 @@ bool isPossible(const SourceFormat &format, unsigned int width, unsigned int hei
     return !(inPairs && width % 2 != 0) && !(hasPlanes(format) && height % 2 != 0);
 }
 
-unsigned int pixelBytes(unsigned int pixelFormat)
-{
-    switch (pixelFormat) {
-        case NUBRIX_PIXEL_RGB888:
-            return 3;
-        case NUBRIX_PIXEL_GREY8:
-            return 1;
-        default:
-            return 2;
-    }
-}
-
 std::size_t sourceBytes(const SourceFormat &format, std::size_t rowBytes, std::size_t height)
 {
     if (hasPlanes(format))
         return rowBytes * height + rowBytes * (height / 2);
     return rowBytes * height;
-}
-
-const char *streamName(unsigned int streamType)
-{
-    switch (streamType) {
-        case NUBRIX_STREAM_COLOR:
-            return "color";
-        case NUBRIX_STREAM_DEPTH:
-            return "depth";
-        case NUBRIX_STREAM_IR:
-            return "ir";
-        default:
-            return "stream";
-    }
 }
 
 }  // namespace nubrix

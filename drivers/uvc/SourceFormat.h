@@ -25,16 +25,11 @@ bool hasPlanes(const SourceFormat &format);
 /// Its pictures have no rows. Thread-safe.
 bool isCompressed(const SourceFormat &format);
 
-/// Bytes of a pixel in a frame. Thread-safe.
-unsigned int pixelBytes(unsigned int pixelFormat);
 /// Bytes that a whole uncompressed picture of a camera has. Thread-safe.
 std::size_t sourceBytes(const SourceFormat &format, std::size_t rowBytes, std::size_t height);
 
 /// Whether a picture of a size can be: colours of two pixels, or of two rows, come together.
 /// Thread-safe.
 bool isPossible(const SourceFormat &format, unsigned int width, unsigned int height);
-
-/// "color", "depth", "ir". Thread-safe.
-const char *streamName(unsigned int streamType);
 
 }  // namespace nubrix

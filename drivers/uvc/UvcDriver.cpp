@@ -6,6 +6,7 @@
 #include <exception>
 #include <utility>
 
+#include "common/Text.h"
 #include "uvc/KernelNode.h"
 #include "uvc/Report.h"
 
@@ -14,18 +15,6 @@ namespace nubrix {
 namespace {
 
 constexpr unsigned int kGmslRecords = 60;  // that the library has room for
-
-/// Cuts between characters.
-template <std::size_t N>
-void copyText(char (&field)[N], const std::string &text)
-{
-    std::size_t size = std::min(text.size(), N - 1);
-    while (size < text.size() && size > 0 &&
-           (static_cast<unsigned char>(text[size]) & 0xc0U) == 0x80)
-        --size;
-    std::memset(field, 0, N);
-    std::memcpy(field, text.data(), size);
-}
 
 void describe(const CameraInfo &camera, typedefNubrixeviceAttribute &record)
 {

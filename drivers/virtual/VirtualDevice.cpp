@@ -141,7 +141,7 @@ int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
     const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
     if (!known)
         return -8;
-    const VirtualIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
+    const CameraIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
     return giveOut(&intrinsics, sizeof intrinsics, data, size);
 }
 

@@ -1,10 +1,9 @@
 // The properties that the virtual camera has besides those of the library; README.md explains them.
 #pragma once
 
-namespace nubrix {
+#include "common/CameraProperties.h"
 
-/// Plus a stream type: a VirtualIntrinsics record of the stream's current mode. Read only.
-constexpr unsigned int kPropertyIntrinsics = 0x5600;
+namespace nubrix {
 
 /// A VirtualTruth record: the caller writes which pixel of which frame of a depth picture in the
 /// current mode, the camera writes its true depth. Read only.
@@ -18,13 +17,6 @@ constexpr unsigned int kPropertyPlayTime = 0x5800;
 /// next. Writing it goes to that frame's time with all streams.
 constexpr unsigned int kPropertyPlayFrame = 0x5900;
 
-struct VirtualIntrinsics {
-    float fx;
-    float fy;
-    float cx;
-    float cy;
-};
-
 struct VirtualTruth {
     unsigned int frameIndex;
     unsigned int x;
@@ -33,7 +25,6 @@ struct VirtualTruth {
     double depthMm;
 };
 
-static_assert(sizeof(VirtualIntrinsics) == 16, "intrinsics record");
 static_assert(sizeof(VirtualTruth) == 24, "truth record");
 
 }  // namespace nubrix

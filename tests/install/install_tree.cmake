@@ -41,6 +41,14 @@ expect_file(${LIBDIR}/cmake/nubrix/nubrixConfig.cmake)
 expect_file(${LIBDIR}/cmake/nubrix/nubrixConfigVersion.cmake)
 expect_file(${BINDIR}/nubrix)
 expect_file(${BINDIR}/nubrix-virtual)
+if(SIMULATE)
+  expect_file(${BINDIR}/nubrix-simulate)
+  execute_process(COMMAND ${TREE}/${BINDIR}/nubrix simulate --help
+    OUTPUT_VARIABLE help COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT help MATCHES "--address")
+    message(SEND_ERROR "the installed tool does not find its simulator")
+  endif()
+endif()
 
 execute_process(COMMAND ${TREE}/${BINDIR}/nubrix --version
   OUTPUT_VARIABLE version COMMAND_ERROR_IS_FATAL ANY)

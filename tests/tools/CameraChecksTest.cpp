@@ -65,6 +65,45 @@ TEST_F(BusesTest, CamerasOfOneBusShareIt)
                 ElementsAre(good, good, finds(State::kNote, "2 cameras need 400", "another bus")));
 }
 
+class NetworkLoadsTest : public testing::Test {
+protected:
+    NetworkLoadsTest()
+    {
+        system.addInterface("eth1");
+        system.addInterface("eth2", "10000");
+        system.addInterface("eth3", "-1");  // does not tell
+        system.machine.addresses = {
+            {"eth1", "10.1.0.1", 16}, {"eth2", "10.2.0.1", 16}, {"eth3", "10.3.0.1", 16}};
+    }
+
+    Findings check(const std::vector<CameraLoad> &loads) const
+    {
+        return checkNetworkLoads(system.machine, loads);
+    }
+
+    FakeMachine system;
+};
+
+TEST_F(NetworkLoadsTest, StreamsThatAnInterfaceCarriesAreNotMentioned)
+{
+    EXPECT_THAT(check({{"net:10.1.7.7", "", 900},
+                       {"net:10.2.0.5", "", 5000},
+                       {"net:10.2.0.6", "", 4000},
+                       {"net:10.3.0.5", "", 5000},
+                       {"net:10.9.0.5", "", 5000},
+                       {"usb:1-2", "1-2", 5000}}),
+                IsEmpty());
+}
+
+TEST_F(NetworkLoadsTest, CamerasOfOneInterfaceShareIt)
+{
+    const Findings found = check({{"net:10.1.0.5", "", 500}, {"net:10.1.0.6", "", 401}});
+    EXPECT_THAT(found, ElementsAre(finds(State::kNote, "(2) need 901 Mbit/s, and it carries 900",
+                                         "smaller modes")));
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].name, "eth1");
+}
+
 TEST(LibraryChecksTest, TheDriverOfUsbCamerasMustBeThere)
 {
     EXPECT_THAT(

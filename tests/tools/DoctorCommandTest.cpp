@@ -64,7 +64,8 @@ TEST_F(DoctorCommandTest, TheVirtualCameraIsWell)
     const auto log = checksOf(report, "log");
     ASSERT_EQ(log.size(), 1U);
     EXPECT_EQ(log[0]["state"], "good");
-    for (const char *name : {"library", "kernel module", "udev", "udev rule", "permissions"})
+    for (const char *name : {"library", "kernel module", "udev", "udev rule", "permissions",
+                             "socket buffers", "firewall"})
         EXPECT_EQ(checksOf(report, name).size(), 1U) << name;
 }
 

@@ -22,6 +22,15 @@ TEST(FailureTest, ACameraThatIsNotThereSendsTheUserToTheList)
               "run 'nubrix list'");
 }
 
+TEST(FailureTest, ACameraThatCannotBeOpenedNowIsToldFromOneThatIsNotThere)
+{
+    EXPECT_EQ(describeFailure("openDevice", -2, 0),
+              "openDevice: another application has the camera (status -2, error 0); end that one, "
+              "and after a crash of it wait some seconds");
+    EXPECT_THAT(describeFailure("openDevice", -9, 0),
+                AllOf(HasSubstr("does not answer"), HasSubstr("cable"), HasSubstr("doctor")));
+}
+
 TEST(FailureTest, AStatusOfADriverIsToldAsSuch)
 {
     EXPECT_EQ(describeFailure("initialize", 7, 0),

@@ -24,6 +24,10 @@ public:
             const auto found = access.find(path.substr(machine.root.size()));
             return found == access.end() ? Machine::Access::kGranted : found->second;
         };
+        machine.ask = [this](const std::string &command) {
+            const auto found = answers.find(command);
+            return found == answers.end() ? std::nullopt : std::optional(found->second);
+        };
     }
 
     void add(const std::string &absolute, const std::string &content = "") const
@@ -48,9 +52,23 @@ public:
         add("/sys/bus/usb/devices/" + busPath + "/speed", speed + "\n");
         add("/sys/bus/usb/devices/" + busPath + "/version", " " + version + "\n");
     }
+    /// A network interface that is up, with a cable of this speed.
+    void addInterface(const std::string &name, const std::string &speed = "1000",
+                      const std::string &packet = "9000") const
+    {
+        const std::string folder = "/sys/class/net/" + name;
+        add(folder + "/type", "1\n");
+        add(folder + "/device/vendor", "0x1209\n");
+        add(folder + "/flags", "0x1003\n");
+        add(folder + "/carrier", "1\n");
+        add(folder + "/duplex", "full\n");
+        add(folder + "/speed", speed + "\n");
+        add(folder + "/mtu", packet + "\n");
+    }
 
     Machine machine;
     std::map<std::string, Machine::Access> access;  // by path; granted where nothing is said
+    std::map<std::string, std::string> answers;     // of commands; others fail
 
 private:
     TemporaryFolder m_folder;

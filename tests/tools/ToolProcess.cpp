@@ -178,12 +178,17 @@ ToolResult ToolProcess::finish()
     return m_result;
 }
 
-Words toolCommand(const Words &words)
+Words programCommand(const std::string &name, const Words &words)
 {
     Words command = split(NUBRIX_TEST_EMULATOR, '|');
-    command.push_back(NUBRIX_TEST_BIN "/nubrix");
+    command.push_back(NUBRIX_TEST_BIN "/" + name);
     command.insert(command.end(), words.begin(), words.end());
     return command;
+}
+
+Words toolCommand(const Words &words)
+{
+    return programCommand("nubrix", words);
 }
 
 Words virtualCommand(const Words &words, const std::string &scenario)

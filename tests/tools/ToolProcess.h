@@ -54,7 +54,9 @@ private:
     ToolResult m_result = {-1, {}, {}};
 };
 
-/// The command line of the tool with these words; where needed under an emulator.
+/// The command line of one of our programs with these words; where needed under an emulator.
+Words programCommand(const std::string &name, const Words &words);
+/// The same for the tool itself.
 Words toolCommand(const Words &words);
 /// The same on the virtual camera.
 Words virtualCommand(const Words &words, const std::string &scenario = "");

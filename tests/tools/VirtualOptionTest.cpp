@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "ToolProcess.h"
 #include "tests/TemporaryFolder.h"
 
@@ -39,16 +42,52 @@ TEST(VirtualOptionTest, TheScenarioReachesTheCamera)
     EXPECT_EQ(result.json()["cameras"].size(), 2U);
 }
 
-TEST(VirtualOptionTest, AToolWithoutItsLauncherSaysSo)
+/// The tool where no other program is beside it.
+class LonelyToolTest : public testing::Test {
+protected:
+    LonelyToolTest() { std::filesystem::copy_file(NUBRIX_TEST_BIN "/nubrix", tool); }
+
+    ToolResult run(const Words &words) const
+    {
+        Words command = {tool};
+        command.insert(command.end(), words.begin(), words.end());
+        ToolProcess::Options options;
+        options.environment = {"LD_LIBRARY_PATH=" NUBRIX_TEST_LIB};
+        return ToolProcess(command, options).finish();
+    }
+
+private:
+    TemporaryFolder m_folder;
+
+protected:
+    const std::string tool = m_folder.path() / "nubrix";
+};
+
+TEST_F(LonelyToolTest, AToolWithoutItsLauncherSaysSo)
 {
-    const TemporaryFolder folder;
-    const std::string tool = folder.path() / "nubrix";
-    std::filesystem::copy_file(NUBRIX_TEST_BIN "/nubrix", tool);
-    ToolProcess::Options run;
-    run.environment = {"LD_LIBRARY_PATH=" NUBRIX_TEST_LIB};
-    const ToolResult result = ToolProcess({tool, "--virtual", "list"}, run).finish();
+    const ToolResult result = run({"--virtual", "list"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "nubrix: cannot run " + tool + "-virtual: No such file or directory\n");
+}
+
+TEST_F(LonelyToolTest, AToolWithoutASimulatorSaysWhatItWasBuiltWithout)
+{
+    const ToolResult result = run({"simulate", "--depth"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "nubrix: there is no " + tool +
+                              "-simulate: this tool was built without Aravis (libaravis-dev), "
+                              "which it needs\n");
+}
+
+TEST_F(LonelyToolTest, TheSimulatorGetsItsWordsAsTheyAre)
+{
+    std::ofstream(tool + "-simulate") << "#!/bin/sh\nprintf '<%s>' \"$@\"\nexit 7\n";
+    std::filesystem::permissions(tool + "-simulate", std::filesystem::perms::owner_all);
+    const ToolResult result = run({"simulate", "--depth", "--address", "127.0.0.1", "a b", "--help",
+                                   "--json", "--verbose", "--virtual"});
+    EXPECT_EQ(result.out,
+              "<--depth><--address><127.0.0.1><a b><--help><--json><--verbose><--virtual>");
+    EXPECT_EQ(result.status, 7);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "Camera.h"
 #include "Failure.h"
+#include "Ipv4.h"
 
 namespace nubrix {
 
@@ -17,6 +18,7 @@ using State = Finding::State;
 
 constexpr double kUsableShare = 0.8;  // of a USB 2 bus; the rest is for everything else
 constexpr double kCodedShare = 0.64;  // of USB 3 at 5 Gbit/s: 8 of 10 bits are data
+constexpr double kPacketShare = 0.9;  // of a network; headers and what else goes on
 constexpr double kHighSpeed = 480;    // megabits per second
 constexpr double kSuperSpeed = 5000;
 
@@ -44,12 +46,20 @@ std::vector<Place> allCameras(Session &session)
     return places;
 }
 
-/// What a camera sends, unless it compresses.
-double megabitsOf(const StreamKind &kind, const typedefNubrixFrameMode &mode)
+/// The address of a network camera.
+std::optional<std::uint32_t> addressOf(const std::string &uri)
 {
-    // Colours come as YUV: 16 bits a pixel, whatever the frames have then.
-    const int bits =
-        kind.type != NUBRIX_STREAM_COLOR && mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? 8 : 16;
+    return uri.rfind("net:", 0) == 0 ? parseIpv4(uri.substr(4)) : std::nullopt;
+}
+
+/// What a camera sends, unless it compresses.
+double megabitsOf(const std::string &uri, const StreamKind &kind,
+                  const typedefNubrixFrameMode &mode)
+{
+    int bits = mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? 8 : 16;
+    // USB has colours as YUV: 16 bits a pixel, whatever the frames have then.
+    if (kind.type == NUBRIX_STREAM_COLOR)
+        bits = addressOf(uri) ? 24 : 16;
     return 1e-6 * mode.width * mode.height * mode.frameRate * bits;
 }
 
@@ -65,11 +75,14 @@ Finding inspect(Session &session, const Place &place, std::vector<CameraLoad> &l
         streams += std::string(streams.empty() ? "" : ", ") + kind.name + " with " +
                    std::to_string(modes) + (modes == 1 ? " mode" : " modes");
         if (const auto mode = camera.currentMode(kind))
-            load.megabits += megabitsOf(kind, *mode);
+            load.megabits += megabitsOf(place.uri, kind, *mode);
     }
-    if (streams.empty())
+    if (streams.empty()) {
         return {place.uri, State::kProblem, place.label + ": it has no streams",
-                "none of its pixel formats is supported; docs/usb.md lists those that are"};
+                std::string("none of its pixel formats is supported; ") +
+                    (addressOf(place.uri) ? "docs/network.md" : "docs/usb.md") +
+                    " lists those that are"};
+    }
     loads.push_back(load);
     return {place.uri, State::kGood, place.label + ": " + streams};
 }
@@ -162,6 +175,35 @@ Findings checkBuses(const Machine &machine, const std::vector<CameraLoad> &loads
                                     textOf(bus.usable) + " for video",
                                 "plug one of them into a port of another bus"});
         }
+    }
+    return findings;
+}
+
+Findings checkNetworkLoads(const Machine &machine, const std::vector<CameraLoad> &loads)
+{
+    struct Load {
+        double needed = 0;
+        unsigned int cameras = 0;
+    };
+    std::map<std::string, Load> interfaces;
+    for (const CameraLoad &camera : loads) {
+        if (const auto address = addressOf(camera.uri)) {
+            Load &load = interfaces[interfaceOf(machine, *address)];
+            load.needed += camera.megabits;
+            ++load.cameras;
+        }
+    }
+    Findings findings;
+    for (const auto &[name, load] : interfaces) {
+        const double speed = std::atof(machine.read("/sys/class/net/" + name + "/speed").c_str());
+        if (name.empty() || speed <= 0 || load.needed <= speed * kPacketShare)
+            continue;
+        findings.push_back({name, State::kNote,
+                            "the streams of cameras on it (" + std::to_string(load.cameras) +
+                                ") need " + textOf(load.needed) + ", and it carries " +
+                                textOf(speed * kPacketShare) + " of pictures",
+                            "choose smaller modes or lower rates, fewer streams at once, or "
+                            "another interface for some of the cameras"});
     }
     return findings;
 }

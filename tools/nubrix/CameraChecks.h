@@ -22,5 +22,7 @@ struct CameraLoad {
 Findings checkCameras(Session &session, std::vector<CameraLoad> &loads);
 /// Whether each USB camera is plugged in well, and whether those of one bus can stream together.
 Findings checkBuses(const Machine &machine, const std::vector<CameraLoad> &loads);
+/// Whether each network interface can carry what its cameras send, all together.
+Findings checkNetworkLoads(const Machine &machine, const std::vector<CameraLoad> &loads);
 
 }  // namespace nubrix

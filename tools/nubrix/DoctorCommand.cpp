@@ -7,8 +7,11 @@
 
 #include "CameraChecks.h"
 #include "Failure.h"
+#include "FirewallChecks.h"
 #include "LibraryChecks.h"
 #include "Machine.h"
+#include "NetSettingsChecks.h"
+#include "NetworkChecks.h"
 #include "SystemChecks.h"
 
 namespace nubrix {
@@ -71,13 +74,16 @@ Findings DoctorCommand::examine()
         findings.push_back({"library", State::kProblem, failure.what(),
                             "'nubrix --verbose doctor' shows the log"});
     }
-    for (const auto check :
-         {checkKernel, checkStrayCameras, checkUdev, checkUdevRule, checkPermissions})
+    for (const auto check : {checkKernel, checkStrayCameras, checkUdev, checkUdevRule,
+                             checkPermissions, checkInterfaces, checkNetworks, checkSocketBuffers,
+                             checkReversePath, checkFirewall, checkCameraPort})
         append(findings, check(machine));
+    append(findings, checkNetSettings(machine, pluginPath("nubrixNet.ini")));
     if (session) {
         std::vector<CameraLoad> loads;
         append(findings, checkCameras(*session, loads));
         append(findings, checkBuses(machine, loads));
+        append(findings, checkNetworkLoads(machine, loads));
     }
     return findings;
 }

@@ -21,10 +21,14 @@ struct Words {
 constexpr const char *kRunList = "; run 'nubrix list'";
 
 // The first row that fits is taken.
-constexpr std::array<Words, 19> kWords = {{
+constexpr std::array<Words, 21> kWords = {{
     {"initialize", 0, 0, "a driver plug-in could not start", "; '--verbose' shows the log"},
+    {"openDevice", -2, 0, "another application has the camera",
+     "; end that one, and after a crash of it wait some seconds"},
     {"openDevice", -4, NUBRIX_ERR_DEVICE_NOT_FOUND, "no camera is attached", kRunList},
     {"openDevice", -4, NUBRIX_ERR_OPEN_FAILED, "no such camera", kRunList},
+    {"openDevice", -9, 0, "the camera does not answer",
+     "; check its cable, its power and its address; run 'nubrix doctor'"},
     {"openDevice", -12, 0, "no driver plug-in serves this camera", kRunList},
     {"openDevice", 0, 0, "the driver could not open the camera", "; '--verbose' shows the log"},
     {"openStream", -1, NUBRIX_ERR_STREAM_HANDLE, "the camera could not make this stream", ""},

@@ -1,15 +1,22 @@
 #include "Machine.h"
 
+#include <arpa/inet.h>
 #include <grp.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <bitset>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace nubrix {
 
@@ -48,13 +55,56 @@ Machine::Access accessOf(const std::string &path)
                                                   : Machine::Access::kClosed;
 }
 
+in_addr addressIn(const sockaddr &socketAddress)
+{
+    sockaddr_in copy = {};
+    std::memcpy(&copy, &socketAddress, sizeof copy);
+    return copy.sin_addr;
+}
+
+std::vector<Machine::Address> networkAddresses()
+{
+    std::vector<Machine::Address> found;
+    ifaddrs *all = nullptr;
+    if (getifaddrs(&all) != 0)
+        return found;
+    for (const ifaddrs *entry = all; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
+            entry->ifa_netmask == nullptr)
+            continue;
+        std::array<char, INET_ADDRSTRLEN> text{};
+        const in_addr address = addressIn(*entry->ifa_addr);
+        inet_ntop(AF_INET, &address, text.data(), text.size());
+        const std::bitset<32> mask(addressIn(*entry->ifa_netmask).s_addr);
+        found.push_back({entry->ifa_name, text.data(), static_cast<unsigned int>(mask.count())});
+    }
+    freeifaddrs(all);
+    return found;
+}
+
+std::optional<std::string> outputOf(const std::string &command)
+{
+    // Tools of the system are not in everybody's path.
+    const std::string line = "PATH=$PATH:/usr/sbin:/sbin; exec 2>/dev/null; " + command;
+    FILE *pipe = popen(line.c_str(), "re");
+    if (pipe == nullptr)
+        return std::nullopt;
+    std::string text;
+    std::array<char, 4096> part{};
+    while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
+        text.append(part.data(), size);
+    if (pclose(pipe) != 0)
+        return std::nullopt;
+    return text;
+}
+
 }  // namespace
 
 Machine Machine::real()
 {
     utsname system = {};
     uname(&system);
-    return {{}, system.release, userName(), accessOf};
+    return {{}, system.release, userName(), accessOf, networkAddresses(), outputOf};
 }
 
 bool Machine::has(const std::string &absolute) const
@@ -76,7 +126,9 @@ std::vector<std::string> Machine::list(const std::string &absolute) const
 std::string Machine::read(const std::string &absolute) const
 {
     std::ifstream file(path(absolute), std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::ostringstream content;
+    content << file.rdbuf();  // files of the kernel can be opened and not be read: no exception
+    const std::string text = content.str();
     const auto begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos)
         return {};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,20 @@ struct Machine {
         kClosed,  ///< group video may not either: udev has not given it the file
     };
 
+    /// An IPv4 address that an interface has.
+    struct Address {
+        std::string interface;
+        std::string text;     // "192.168.5.1"
+        unsigned int prefix;  // bits of the network: 24
+    };
+
     std::string root;           // stands before each path; empty for the real one
     std::string kernelRelease;  // "6.1.0-18-amd64"
     std::string user;
     std::function<Access(const std::string &path)> access;  // to read and write
+    std::vector<Address> addresses;
+    /// What a command of the system prints; none when it fails or is not there.
+    std::function<std::optional<std::string>(const std::string &command)> ask;
 
     static Machine real();
 

@@ -1,12 +1,6 @@
 #include "VirtualLauncher.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-
-#include "Failure.h"
+#include "SiblingProgram.h"
 
 namespace nubrix {
 
@@ -28,26 +22,13 @@ std::vector<std::string> withoutVirtual(const std::vector<std::string> &words)
 
 void runOnVirtualCamera(const std::string &scenario, const std::vector<std::string> &words)
 {
-    std::error_code error;
-    const std::filesystem::path tool = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error)
-        throw Failure("cannot find the tool's own path: " + error.message());
-    const std::string launcher = tool.parent_path() / "nubrix-virtual";
-
-    std::vector<std::string> command = {launcher};
+    std::vector<std::string> command;
     if (!scenario.empty())
-        command.insert(command.end(), {"--scenario", scenario});
-    command.push_back(tool);
+        command = {"--scenario", scenario};
+    command.push_back(toolPath());
     const std::vector<std::string> kept = withoutVirtual(words);
     command.insert(command.end(), kept.begin(), kept.end());
-
-    std::vector<char *> arguments;
-    arguments.reserve(command.size() + 1);
-    for (std::string &word : command)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    execv(launcher.c_str(), arguments.data());
-    throw Failure("cannot run " + launcher + ": " + std::strerror(errno));
+    becomeProgram(siblingPath("nubrix-virtual"), command);
 }
 
 }  // namespace nubrix

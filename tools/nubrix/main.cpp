@@ -18,6 +18,7 @@
 #include "PropsCommand.h"
 #include "RecordCommand.h"
 #include "RepairCommand.h"
+#include "SimulateCommand.h"
 #include "StreamCommand.h"
 #include "UpgradeCommand.h"
 #include "VirtualLauncher.h"
@@ -80,15 +81,16 @@ int run(int argc, char **argv)
     UpgradeCommand upgrade(app);
     ChecksumCommand checksum(app);
     ConvertCommand convert(app);
+    SimulateCommand simulate(app);
     DoctorCommand doctor(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kWrongUse;
     }
-    const std::vector<Command *> commands = {&list,    &modes,    &stream,   &props, &record,
-                                             &inspect, &repair,   &exporter, &photo, &cloud,
-                                             &upgrade, &checksum, &convert,  &doctor};
+    const std::vector<Command *> commands = {&list,    &modes,    &stream,   &props,    &record,
+                                             &inspect, &repair,   &exporter, &photo,    &cloud,
+                                             &upgrade, &checksum, &convert,  &simulate, &doctor};
     const auto chosen = std::find_if(commands.begin(), commands.end(),
                                      [](const Command *command) { return command->chosen(); });
     if (chosen == commands.end()) {

@@ -222,7 +222,7 @@ TEST_F(ImageSourceTest, TheIntrinsicsAreThoseOfTheScenario)
     writePairs(1);
     useImages(R"(, "intrinsics": {"fx": 525, "fy": 526, "cx": 319.5, "cy": 239.5})");
     NubrixBaseDevice &device = *open();
-    VirtualIntrinsics intrinsics = {};
+    CameraIntrinsics intrinsics = {};
     unsigned int size = sizeof intrinsics;
     ASSERT_EQ(device.getProperty(kPropertyIntrinsics + NUBRIX_STREAM_DEPTH, &intrinsics, &size), 0);
     EXPECT_EQ(intrinsics.fx, 525.0F);
@@ -236,7 +236,7 @@ TEST_F(ImageSourceTest, WhatIsNotKnownOfImagesIsNotSupported)
     writePairs(1);
     useImages();
     NubrixBaseDevice &device = *open();
-    VirtualIntrinsics intrinsics = {};
+    CameraIntrinsics intrinsics = {};
     unsigned int size = sizeof intrinsics;
     EXPECT_EQ(device.getProperty(kPropertyIntrinsics + NUBRIX_STREAM_DEPTH, &intrinsics, &size),
               -8);

@@ -318,7 +318,7 @@ TEST_F(RecordingSourceTest, TellsTheModeOfWhatWasRecorded)
         EXPECT_EQ(mode->height, kHeight);
         EXPECT_EQ(mode->frameRate, type == NUBRIX_STREAM_IR ? 30 : 100);
     }
-    VirtualIntrinsics intrinsics = {};
+    CameraIntrinsics intrinsics = {};
     unsigned int size = sizeof intrinsics;
     EXPECT_EQ(m_device->getProperty(kPropertyIntrinsics + 2, &intrinsics, &size), 0);
     EXPECT_EQ(intrinsics.fy, 5.25F);

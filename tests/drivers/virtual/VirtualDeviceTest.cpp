@@ -238,7 +238,7 @@ TEST_F(VirtualDeviceTest, OtherPropertiesAreNotSupported)
 TEST_F(VirtualDeviceTest, TheIntrinsicsAreThoseOfTheCurrentMode)
 {
     NubrixBaseDevice &device = openDefault();
-    VirtualIntrinsics intrinsics = {};
+    CameraIntrinsics intrinsics = {};
     unsigned int size = sizeof intrinsics;
     ASSERT_EQ(device.getProperty(kPropertyIntrinsics + NUBRIX_STREAM_DEPTH, &intrinsics, &size), 0);
     EXPECT_EQ(intrinsics.fx, 520.0F);

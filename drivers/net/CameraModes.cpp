@@ -1,0 +1,208 @@
+#include "net/CameraModes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+#include "net/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr int kSizes[][2] = {{1920, 1080}, {1280, 960}, {1280, 800}, {1280, 720},
+                             {640, 480},   {640, 400},  {320, 240}};
+constexpr int kRates[] = {120, 90, 60, 50, 30, 25, 20, 15, 10, 5};
+constexpr int kFastest = std::numeric_limits<signed char>::max();
+constexpr int kUnknownRate = 30;  // of cameras that do not tell theirs
+
+struct Offer {
+    std::string component;
+    std::uint32_t code;
+};
+
+/// What a camera can be set to, of all formats.
+struct Limits {
+    std::vector<std::pair<int, int>> sizes;
+    std::vector<int> rates;
+    typedefNubrixFrameMode found;
+};
+
+bool fits(int value, int least, int most, int step)
+{
+    return value >= least && value <= most && (value - least) % std::max(step, 1) == 0;
+}
+
+std::vector<std::pair<int, int>> readSizes(ArvCamera &camera, typedefNubrixFrameMode &found)
+{
+    int least[2] = {0, 0};
+    int most[2] = {0, 0};
+    int now[4] = {0, 0, 0, 0};
+    arv_camera_get_width_bounds(&camera, &least[0], &most[0], nullptr);
+    arv_camera_get_height_bounds(&camera, &least[1], &most[1], nullptr);
+    arv_camera_get_region(&camera, &now[0], &now[1], &now[2], &now[3], nullptr);
+    const int steps[2] = {arv_camera_get_width_increment(&camera, nullptr),
+                          arv_camera_get_height_increment(&camera, nullptr)};
+    constexpr int kLargest = std::numeric_limits<unsigned short>::max();
+    constexpr int kMostPixels = 1 << 26;
+    std::vector<std::pair<int, int>> sizes;
+    const auto add = [&](int width, int height) {
+        const std::pair<int, int> size(width, height);
+        if (width > 0 && height > 0 && width <= kLargest && height <= kLargest &&
+            std::int64_t{width} * height <= kMostPixels &&
+            std::find(sizes.begin(), sizes.end(), size) == sizes.end())
+            sizes.push_back(size);
+    };
+    add(now[2], now[3]);
+    add(most[0], most[1]);
+    for (const auto &size : kSizes) {
+        if (fits(size[0], least[0], most[0], steps[0]) &&
+            fits(size[1], least[1], most[1], steps[1]))
+            add(size[0], size[1]);
+    }
+    found.width = static_cast<unsigned short>(now[2]);
+    found.height = static_cast<unsigned short>(now[3]);
+    return sizes;
+}
+
+std::vector<int> readRates(ArvCamera &camera, typedefNubrixFrameMode &found)
+{
+    found.frameRate = kUnknownRate;
+    if (!arv_camera_is_frame_rate_available(&camera, nullptr))
+        return {kUnknownRate};
+    double least = 0;
+    double most = 0;
+    arv_camera_get_frame_rate_bounds(&camera, &least, &most, nullptr);
+    const double now = arv_camera_get_frame_rate(&camera, nullptr);
+    const auto rounded = [](double rate) {
+        return static_cast<int>(std::lround(std::clamp(rate, 1.0, double{kFastest})));
+    };
+    found.frameRate = static_cast<signed char>(rounded(now));
+    std::vector<int> rates = {rounded(now)};
+    const auto add = [&](int rate) {
+        if (std::find(rates.begin(), rates.end(), rate) == rates.end())
+            rates.push_back(rate);
+    };
+    if (most >= 1 && most < kFastest)
+        add(static_cast<int>(most));
+    for (const int rate : kRates) {
+        if (rate >= least && rate <= most)
+            add(rate);
+    }
+    return rates;
+}
+
+void readOffersOf(ArvCamera &camera, const std::string &component, std::vector<Offer> &offers)
+{
+    guint count = 0;
+    const MemoryPtr<gint64> codes(arv_camera_dup_available_pixel_formats(&camera, &count, nullptr));
+    for (guint i = 0; codes && i < count; ++i)
+        offers.push_back({component, static_cast<std::uint32_t>(codes.get()[i])});
+}
+
+std::vector<Offer> readOffers(ArvCamera &camera)
+{
+    std::vector<Offer> offers;
+    guint count = 0;
+    if (arv_camera_is_component_available(&camera, nullptr)) {
+        const MemoryPtr<const char *> components(
+            arv_camera_dup_available_components(&camera, &count, nullptr));
+        for (guint i = 0; components && i < count; ++i) {
+            const std::string component = components.get()[i];
+            if (arv_camera_select_component(&camera, component.c_str(),
+                                            ARV_COMPONENT_SELECTION_FLAGS_NONE, nullptr, nullptr))
+                readOffersOf(camera, component, offers);
+        }
+    }
+    if (offers.empty())
+        readOffersOf(camera, "", offers);
+    return offers;
+}
+
+/// Whether a component may be shown as a stream; names are those of the GenICam standard.
+bool isFor(const std::string &component, const PixelFormat &format)
+{
+    const bool isRange = component == "Range" || component == "Disparity";
+    if (format.streamType == NUBRIX_STREAM_DEPTH)
+        return component.empty() || isRange;
+    return !isRange && component != "Confidence";
+}
+
+/// The best of what a camera offers for a stream, or what the settings say.
+void choose(StreamModes &modes, const std::vector<Offer> &offers, const std::string &wanted,
+            bool mono16IsDepth)
+{
+    for (const Offer &offer : offers) {
+        const PixelFormat *format = findPixelFormat(offer.code, modes.streamType);
+        if (format == nullptr)
+            continue;
+        if (!wanted.empty() ? format->name != wanted : !isFor(offer.component, *format))
+            continue;
+        const bool isMono16 = findPixelFormat("Mono16", modes.streamType) == format;
+        const bool isDepth = modes.streamType == NUBRIX_STREAM_DEPTH;
+        if (wanted.empty() && isMono16 && isDepth != mono16IsDepth && offer.component.empty())
+            continue;
+        if (modes.format == nullptr || rankOf(*format) < rankOf(*modes.format)) {
+            modes.format = format;
+            modes.component = offer.component;
+        }
+    }
+}
+
+void fill(StreamModes &modes, const Limits &limits)
+{
+    for (const auto &[width, height] : limits.sizes) {
+        const bool inPairs =
+            modes.format->layout == Layout::kYuyv || modes.format->layout == Layout::kUyvy;
+        for (const int rate : limits.rates) {
+            if (!inPairs || width % 2 == 0)
+                modes.records.push_back(
+                    {modes.format->pixelFormat, static_cast<unsigned short>(width),
+                     static_cast<unsigned short>(height), static_cast<signed char>(rate)});
+        }
+    }
+    const auto order = [](const typedefNubrixFrameMode &mode) {
+        return std::make_tuple(-static_cast<int>(mode.width) * mode.height, -mode.width,
+                               -mode.frameRate);
+    };
+    std::sort(modes.records.begin(), modes.records.end(),
+              [&](const auto &a, const auto &b) { return order(a) < order(b); });
+    typedefNubrixFrameMode found = limits.found;
+    found.pixelFormat = modes.format->pixelFormat;
+    if (!modes.records.empty())
+        modes.first = modes.nearest(found);
+}
+
+}  // namespace
+
+CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std::string &serial)
+{
+    const std::vector<Offer> offers = readOffers(camera);
+    Limits limits = {};
+    limits.sizes = readSizes(camera, limits.found);
+    limits.rates = readRates(camera, limits.found);
+    const bool hasDepthFormat = std::any_of(offers.begin(), offers.end(), [](const Offer &offer) {
+        return offer.code == ARV_PIXEL_FORMAT_COORD3D_C_16;
+    });
+    const bool mono16IsDepth = !hasDepthFormat && arv_camera_is_feature_available(
+                                                      &camera, "Scan3dCoordinateScale", nullptr);
+    CameraModes modes;
+    modes[0].streamType = NUBRIX_STREAM_COLOR;
+    modes[1].streamType = NUBRIX_STREAM_DEPTH;
+    modes[2].streamType = NUBRIX_STREAM_IR;
+    for (StreamModes &stream : modes) {
+        const char *name = streamName(stream.streamType);
+        const std::string wanted = settings.formatOf(serial, name);
+        choose(stream, offers, wanted, mono16IsDepth);
+        if (stream.format != nullptr)
+            fill(stream, limits);
+        else if (!wanted.empty())
+            report("nubrixNet.ini: " + wanted + " is no pixel format of " + serial +
+                   " that could be its " + name + " stream");
+    }
+    return modes;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,40 @@
+// Sets a network camera to a mode, and the way of its packets.
+#pragma once
+
+#include <string>
+
+#include "net/FrameConverter.h"
+#include "net/GLibPtr.h"
+#include "net/PixelFormats.h"
+#include "nubrix/types.h"
+
+namespace nubrix {
+
+struct CameraSetup {
+    std::string name;     ///< in messages
+    std::string address;  ///< of this machine, on the camera's network
+    typedefNubrixFrameMode mode;
+    PixelFormat format;
+    std::string component;  ///< empty: the camera has none
+    int packetSize;         ///< bytes, 0: negotiated
+    bool usesPacketSocket;
+};
+
+/// The status for what went wrong: -9 no answer, -2 not ours to control, -8 no such feature, -4
+/// refused value, else -1. Thread-safe.
+int statusOf(const Error &error);
+
+/// Says what went wrong with `name` and returns the status. Thread-safe.
+int tellFailure(const std::string &name, const Error &error);
+
+/// Sets component, format, region, rate and packets; the region is the middle of what the camera
+/// sees. Returns a status and says why. Not thread-safe.
+int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
+
+/// Sets resending and room of a stream that has just been made.
+void tuneStream(ArvStream &stream, int frameRate);
+
+/// What a camera tells of its depth counts. Not thread-safe.
+DepthScale readDepthScale(ArvCamera &camera);
+
+}  // namespace nubrix

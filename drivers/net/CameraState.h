@@ -1,0 +1,29 @@
+// What the parts of the driver know of an open camera's health.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+
+namespace nubrix {
+
+/// Shared by the device, its streams, the protocol's heartbeat and the watch. Thread-safe.
+class CameraState {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// For good: the camera must be opened again.
+    void setGone() { m_gone = true; }
+    bool isGone() const { return m_gone; }
+
+    void notePicture() { m_lastPicture = Clock::now().time_since_epoch().count(); }
+    Clock::time_point lastPicture() const
+    {
+        return Clock::time_point(Clock::duration(m_lastPicture.load()));
+    }
+
+private:
+    std::atomic<bool> m_gone{false};
+    std::atomic<Clock::rep> m_lastPicture{0};
+};
+
+}  // namespace nubrix

@@ -1,0 +1,54 @@
+// The thread that talks to one camera, so that nobody else waits for a silent one.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+namespace nubrix {
+
+/// Runs tasks one after the other, in the order in which they came. Thread-safe.
+class CameraWorker {
+public:
+    /// Throws std::system_error when there is no thread to be had.
+    CameraWorker();
+    /// Runs what is left and waits for it.
+    ~CameraWorker();
+    CameraWorker(const CameraWorker &) = delete;
+    CameraWorker &operator=(const CameraWorker &) = delete;
+
+    /// The task outlives a caller who does not wait for it: it must own what it uses.
+    template <class Task>
+    std::future<std::invoke_result_t<Task>> submit(Task task)
+    {
+        using Result = std::invoke_result_t<Task>;
+        auto work = std::make_shared<std::packaged_task<Result()>>(std::move(task));
+        auto result = work->get_future();
+        push([work] { (*work)(); });
+        return result;
+    }
+
+    /// Keeps a worker, and so the camera that its last tasks let go, until it is done, without
+    /// waiting longer than a second; the process waits for it at its end.
+    static void retire(std::unique_ptr<CameraWorker> worker);
+
+private:
+    using Task = std::function<void()>;
+
+    void push(Task task);
+    void run();
+
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::deque<Task> m_tasks;  // both under m_lock
+    bool m_ending = false;
+    std::thread m_thread;  // last: it uses the others
+};
+
+}  // namespace nubrix

@@ -1,0 +1,332 @@
+#include "net/NetDevice.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <thread>
+#include <utility>
+
+#include "common/Property.h"
+#include "common/Text.h"
+#include "net/CameraSetup.h"
+#include "net/NetProperties.h"
+#include "net/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::chrono::milliseconds kRetry{200};
+
+using StatePtr = std::shared_ptr<CameraState>;
+
+void onControlLost(ArvDevice * /*device*/, gpointer state)
+{
+    (*static_cast<StatePtr *>(state))->setGone();
+}
+
+void forgetState(gpointer state, GClosure * /*closure*/)
+{
+    delete static_cast<StatePtr *>(state);
+}
+
+/// "1.2.3" in some text or other.
+void parseVersion(const char *text, unsigned short (&version)[3])
+{
+    if (text == nullptr)
+        return;
+    const char *digits = text + std::strcspn(text, "0123456789");
+    unsigned int parts[3] = {0, 0, 0};
+    if (std::sscanf(digits, "%5u.%5u.%5u", &parts[0], &parts[1], &parts[2]) < 1)
+        return;
+    std::transform(parts, parts + 3, version,
+                   [](unsigned int part) { return static_cast<unsigned short>(part); });
+}
+
+/// Waits while somebody holds the camera: a client that died does until the heartbeat ends.
+int awaitRelease(const std::string &name, const std::string &address,
+                 std::chrono::milliseconds patience)
+{
+    const auto end = CameraState::Clock::now() + patience;
+    for (;;) {
+        const Holder holder = askHolder(address);
+        if (!holder.answers) {
+            report(name + " does not answer: check its cable, its power and the address");
+            return kGone;
+        }
+        if (!holder.isHeld)
+            return kDone;
+        if (CameraState::Clock::now() >= end) {
+            report(name + " is controlled by " +
+                   (holder.name.empty() ? "another application" : holder.name) +
+                   ": close it there and open it again");
+            return kWrongState;
+        }
+        std::this_thread::sleep_for(kRetry);
+    }
+}
+
+}  // namespace
+
+int NetDevice::open(const std::string &address, const NetSettings &settings,
+                    std::unique_ptr<NetDevice> &device)
+{
+    std::unique_ptr<NetDevice> opened(new NetDevice(address, settings));
+    if (const int status = awaitRelease(opened->m_uri, address, settings.patience()))
+        return status;
+    auto connected = opened->m_worker->submit([self = opened.get()] { return self->connect(); });
+    // It uses the device: there is nothing to be done but to wait, seconds for a camera that falls
+    // silent just now.
+    const int status = connected.get();
+    if (status == kDone)
+        device = std::move(opened);
+    return status;
+}
+
+NetDevice::NetDevice(const std::string &address, const NetSettings &settings)
+    : m_address(address),
+      m_uri("net:" + address),
+      m_local(localAddressFor(address)),
+      m_settings(settings),
+      m_state(std::make_shared<CameraState>()),
+      m_incomplete(settings.deliversIncomplete() ? 1 : 0),
+      m_worker(std::make_unique<CameraWorker>())
+{
+}
+
+NetDevice::~NetDevice()
+{
+    NetDevice::closeAllStreams();
+    if (ArvCamera *camera = m_camera.release())
+        m_worker->submit([camera] { g_object_unref(camera); });
+    CameraWorker::retire(std::move(m_worker));
+}
+
+int NetDevice::connect()
+try {
+    if (const int status = connectCamera())
+        return status;
+    readIdentity();
+    m_modes = readModes(*m_camera, m_settings, m_versions.serialNumber);
+    for (std::size_t i = 0; i < m_slots.size(); ++i) {
+        if (!m_modes[i].records.empty())
+            m_slots[i].current = m_modes[i].records[m_modes[i].first];
+    }
+    if (std::all_of(m_modes.begin(), m_modes.end(),
+                    [](const auto &m) { return m.records.empty(); }))
+        report(m_uri + " has no pixel format that is known here: it has no streams");
+    return kDone;
+} catch (const std::exception &error) {
+    report(m_uri + " cannot be opened: " + error.what());
+    return kFailed;
+}
+
+int NetDevice::connectCamera()
+{
+    const ObjectPtr<GInetAddress> local(g_inet_address_new_from_string(m_local.c_str()));
+    const ObjectPtr<GInetAddress> remote(g_inet_address_new_from_string(m_address.c_str()));
+    if (!local || !remote) {
+        report(m_uri + ": there is no route to it");
+        return kGone;
+    }
+    Error error;
+    const ObjectPtr<ArvDevice> device(arv_gv_device_new(local.get(), remote.get(), error.out()));
+    if (!device)
+        return tellFailure(m_uri, error);
+    if (!arv_gv_device_is_controller(ARV_GV_DEVICE(device.get()))) {
+        report(m_uri + " is controlled by another application: close it there and open it again");
+        return kWrongState;
+    }
+    m_camera.reset(arv_camera_new_with_device(device.get(), error.out()));
+    if (!m_camera)
+        return tellFailure(m_uri, error);
+    arv_camera_set_range_check_policy(m_camera.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
+    arv_camera_set_access_check_policy(m_camera.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+    g_signal_connect_data(device.get(), "control-lost", G_CALLBACK(&onControlLost),
+                          new StatePtr(m_state), &forgetState, GConnectFlags(0));
+    return kDone;
+}
+
+void NetDevice::readIdentity()
+{
+    ArvCamera *camera = m_camera.get();
+    const auto read = [&](const char *feature) -> const char * {
+        const bool has = arv_camera_is_feature_available(camera, feature, nullptr) != FALSE;
+        return has ? arv_camera_get_string(camera, feature, nullptr) : nullptr;
+    };
+    m_versions = {{2, 0, 182}, {}, {}, {}};
+    parseVersion(read("DeviceFirmwareVersion"), m_versions.firmware);
+    parseVersion(read("DeviceVersion"), m_versions.hardware);
+    arv_camera_get_width_bounds(camera, nullptr, &m_width, nullptr);
+    arv_camera_get_height_bounds(camera, nullptr, &m_height, nullptr);
+    for (const auto &[feature, size] :
+         {std::pair<const char *, int *>("WidthMax", &m_width), {"HeightMax", &m_height}}) {
+        if (arv_camera_is_feature_available(camera, feature, nullptr))
+            *size = static_cast<int>(arv_camera_get_integer(camera, feature, nullptr));
+    }
+    const char *serial = arv_camera_get_device_serial_number(camera, nullptr);
+    copyText(m_versions.serialNumber, serial == nullptr ? "" : serial);
+}
+
+// --- streams
+
+int NetDevice::slotNumber(unsigned int streamType) const
+{
+    const auto found = std::find_if(m_modes.begin(), m_modes.end(), [&](const StreamModes &modes) {
+        return modes.streamType == streamType;
+    });
+    return found == m_modes.end() ? -1 : static_cast<int>(found - m_modes.begin());
+}
+
+int NetDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
+try {
+    const int number = slotNumber(streamType);
+    if (number < 0 || stream == nullptr)
+        return kBadArgument;
+    const auto place = static_cast<std::size_t>(number);
+    if (m_modes[place].records.empty()) {
+        report(m_uri + " has no " + streamName(streamType) + " stream");
+        return kUnsupported;
+    }
+    if (m_state->isGone())
+        return kGone;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    Slot &slot = m_slots[place];
+    if (slot.stream)
+        return kWrongState;
+    slot.stream = std::make_unique<NetStream>(*this, streamType);
+    *stream = slot.stream.get();
+    return kDone;
+} catch (const std::exception &error) {
+    report(m_uri + " cannot make a stream: " + error.what());
+    return kFailed;
+}
+
+int NetDevice::destroyStream(NubrixBaseStream **stream)
+{
+    if (stream == nullptr || *stream == nullptr)
+        return kBadArgument;
+    std::unique_ptr<NetStream> gone;  // stops without the lock, which it takes
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
+            return candidate.stream.get() == *stream;
+        });
+        if (slot == m_slots.end())
+            return kBadArgument;
+        gone = std::move(slot->stream);
+    }
+    *stream = nullptr;
+    return kDone;
+}
+
+int NetDevice::closeAllStreams()
+{
+    std::array<std::unique_ptr<NetStream>, 3> gone;  // stop without the lock, which they take
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        for (std::size_t i = 0; i < m_slots.size(); ++i)
+            gone[i] = std::move(m_slots[i].stream);
+    }
+    return kDone;
+}
+
+bool NetDevice::claimCamera(const NetStream &stream)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_claim != nullptr)
+        return false;
+    m_claim = &stream;
+    return true;
+}
+
+void NetDevice::releaseCamera(const NetStream &stream)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_claim == &stream)
+        m_claim = nullptr;
+}
+
+typedefNubrixFrameMode NetDevice::modeOf(unsigned int streamType) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_slots[static_cast<std::size_t>(slotNumber(streamType))].current;
+}
+
+StreamSetup NetDevice::setupOf(unsigned int streamType) const
+{
+    const StreamModes &modes = m_modes[static_cast<std::size_t>(slotNumber(streamType))];
+    StreamSetup setup = {};
+    setup.name = m_uri + " " + streamName(streamType);
+    setup.address = m_local;
+    setup.mode = modeOf(streamType);
+    setup.format = *modes.format;
+    setup.component = modes.component;
+    setup.packetSize = m_settings.packetSize();
+    setup.usesPacketSocket = m_settings.usesPacketSocket();
+    setup.streamType = streamType;
+    setup.deliversIncomplete = m_incomplete != 0;
+    return setup;
+}
+
+// --- modes
+
+int NetDevice::getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                                   unsigned int *count)
+{
+    const int number = slotNumber(streamType);
+    if (number < 0 || modes == nullptr || count == nullptr)
+        return kBadArgument;
+    const auto &records = m_modes[static_cast<std::size_t>(number)].records;
+    *modes = records.data();
+    *count = static_cast<unsigned int>(records.size());
+    return kDone;
+}
+
+int NetDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                            bool /*restart*/)
+try {
+    const int number = slotNumber(streamType);
+    if (number < 0)
+        return kBadArgument;
+    const StreamModes &modes = m_modes[static_cast<std::size_t>(number)];
+    if (modes.records.empty()) {
+        report(m_uri + " has no " + streamName(streamType) + " stream");
+        return kUnsupported;
+    }
+    if (m_state->isGone())
+        return kGone;
+    if (modes.find(mode) == modes.records.size()) {
+        report(m_uri + " " + streamName(streamType) + ": " + modes.refusal(mode));
+        return kBadArgument;
+    }
+    const std::lock_guard<std::mutex> lock(m_lock);
+    Slot &slot = m_slots[static_cast<std::size_t>(number)];
+    if (slot.stream && slot.stream->isRunning())
+        return kWrongState;
+    slot.current = mode;
+    return kDone;
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+typedefNubrixFrameMode *NetDevice::getCurrentFrameMode(unsigned int streamType)
+{
+    const int number = slotNumber(streamType);
+    if (number < 0 || m_modes[static_cast<std::size_t>(number)].records.empty())
+        return nullptr;
+    return &m_slots[static_cast<std::size_t>(number)].current;
+}
+
+int NetDevice::deviceState()
+{
+    return m_state->isGone() ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
+}
+
+int NetDevice::keepLiveState()
+{
+    return m_state->isGone() ? 0 : 1;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,117 @@
+// One opened network camera.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "net/CameraModes.h"
+#include "net/CameraState.h"
+#include "net/CameraWorker.h"
+#include "net/FeatureAccess.h"
+#include "net/GvcpProbe.h"
+#include "net/NetSettings.h"
+#include "net/NetStream.h"
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+/// Thread-safe; closing is its destruction. Only its worker talks to the camera.
+class NetDevice final : public NubrixBaseDevice {
+public:
+    /// Opens the camera at an address: -9 when it does not answer, -2 when another application
+    /// holds it and does not let it go in time, -8 when it gives no pictures. Says why. Waits for
+    /// a camera that is held as long as the settings say, for all others no longer than they
+    /// answer.
+    static int open(const std::string &address, const NetSettings &settings,
+                    std::unique_ptr<NetDevice> &device);
+    ~NetDevice() override;
+
+    int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
+    int destroyStream(NubrixBaseStream **stream) override;
+    int closeAllStreams() override;
+    int setProperty(unsigned int id, const void *data, unsigned int size) override;
+    int getProperty(unsigned int id, void *data, unsigned int *size) override;
+    int propertyTranspraentTransmission(unsigned char *in, unsigned int inSize, unsigned char *out,
+                                        unsigned int *outSize) override;
+    int deviceState() override;
+    int keepLiveState() override;
+    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
+                            unsigned int *count) override;
+    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
+                     bool restart) override;
+    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
+    const char *getDeviceId() override { return m_uri.c_str(); }
+    int getDeviceKind() override { return 2; }
+
+    const std::string &address() const { return m_address; }
+    const std::string &name() const { return m_uri; }
+    const std::shared_ptr<CameraState> &state() const { return m_state; }
+
+    // For its streams, which it has.
+
+    CameraWorker &worker() { return *m_worker; }
+    /// For tasks of the worker.
+    ArvCamera *camera() { return m_camera.get(); }
+    typedefNubrixFrameMode modeOf(unsigned int streamType) const;
+    /// All but where the frames go.
+    StreamSetup setupOf(unsigned int streamType) const;
+    /// Makes the stream the only one of the camera; false when another one is.
+    bool claimCamera(const NetStream &stream);
+    void releaseCamera(const NetStream &stream);
+    /// Waits for a task; false, within a second, when the camera does not answer.
+    template <class Result>
+    bool await(const std::future<Result> &task) const;
+
+private:
+    struct Slot {
+        typedefNubrixFrameMode current;
+        std::unique_ptr<NetStream> stream;
+    };
+
+    NetDevice(const std::string &address, const NetSettings &settings);
+
+    int connect();
+    int connectCamera();
+    void readIdentity();
+    int slotNumber(unsigned int streamType) const;
+    int access(FeatureRequest request, Bytes &value);
+    int getIntrinsics(unsigned int streamType, void *data, unsigned int *size);
+    int getCounters(unsigned int streamType, void *data, unsigned int *size);
+
+    const std::string m_address;  // fixed after construction, as is what follows after connect
+    const std::string m_uri;
+    const std::string m_local;  // address of this machine
+    const NetSettings m_settings;
+    const std::shared_ptr<CameraState> m_state;
+    ObjectPtr<ArvCamera> m_camera;
+    NubrixVersions m_versions = {};
+    CameraModes m_modes;
+    int m_width = 0;  // of all that the camera sees
+    int m_height = 0;
+    std::atomic<unsigned int> m_streamFlagMode{1};
+    std::atomic<unsigned int> m_incomplete;
+    mutable std::mutex m_lock;
+    std::array<Slot, 3> m_slots = {};  // both under m_lock
+    const NetStream *m_claim = nullptr;
+    std::unique_ptr<CameraWorker> m_worker;
+};
+
+template <class Result>
+bool NetDevice::await(const std::future<Result> &task) const
+{
+    constexpr std::chrono::milliseconds kPatience{500};
+    constexpr int kMostTurns = 40;
+    for (int turn = 0; turn < kMostTurns; ++turn) {
+        if (task.wait_for(kPatience) == std::future_status::ready)
+            return true;
+        if (m_state->isGone() || !isAnswering(m_address))
+            return task.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
+    return false;
+}
+
+}  // namespace nubrix

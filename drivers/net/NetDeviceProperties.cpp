@@ -1,0 +1,143 @@
+// Properties and features of an opened network camera.
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "common/Property.h"
+#include "net/NetDevice.h"
+#include "net/NetProperties.h"
+#include "net/Report.h"
+
+namespace nubrix {
+
+int NetDevice::access(FeatureRequest request, Bytes &value)
+{
+    struct Answer {
+        int status;
+        Bytes value;
+    };
+    auto answer = m_worker->submit([camera = m_camera.get(), asked = std::move(request)] {
+        Answer got = {};
+        got.status = accessFeature(*camera, asked, got.value);
+        return got;
+    });
+    if (!await(answer))
+        return kGone;
+    Answer got = answer.get();
+    value = std::move(got.value);
+    return got.status;
+}
+
+int NetDevice::setProperty(unsigned int id, const void *data, unsigned int size)
+try {
+    if (auto feature = featureOfProperty(id)) {
+        if (data == nullptr && size != 0)
+            return kBadArgument;
+        if (m_state->isGone())
+            return kGone;
+        const auto *bytes = static_cast<const unsigned char *>(data);
+        feature->isWrite = true;
+        feature->value.assign(bytes, bytes + size);
+        Bytes nothing;
+        return access(std::move(*feature), nothing);
+    }
+    if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE && id != kPropertyIncomplete)
+        return kUnsupported;
+    unsigned int value = 0;
+    if (data == nullptr || size != sizeof value)
+        return kBadArgument;
+    if (m_state->isGone())
+        return kGone;
+    std::memcpy(&value, data, sizeof value);
+    const bool isFlagMode = id == NUBRIX_PROPERTY_STREAM_FLAG_MODE;
+    if (isFlagMode ? value < 1 || value > 4 : value > 1)
+        return kBadArgument;
+    (isFlagMode ? m_streamFlagMode : m_incomplete) = value;
+    return kDone;
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int NetDevice::getProperty(unsigned int id, void *data, unsigned int *size)
+try {
+    if (data == nullptr || size == nullptr)
+        return kBadArgument;
+    if (m_state->isGone())
+        return kGone;
+    if (id == NUBRIX_PROPERTY_VERSION)
+        return giveOut(&m_versions, sizeof m_versions, data, size);
+    if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE || id == kPropertyIncomplete) {
+        const unsigned int value = id == kPropertyIncomplete ? m_incomplete : m_streamFlagMode;
+        return giveOut(&value, sizeof value, data, size);
+    }
+    if (slotNumber(id - kPropertyCounters) >= 0)
+        return getCounters(id - kPropertyCounters, data, size);
+    if (slotNumber(id - kPropertyIntrinsics) >= 0)
+        return getIntrinsics(id - kPropertyIntrinsics, data, size);
+    auto feature = featureOfProperty(id);
+    if (!feature)
+        return kUnsupported;
+    Bytes value;
+    if (const int status = access(std::move(*feature), value))
+        return status;
+    return giveOut(value.data(), static_cast<unsigned int>(value.size()), data, size);
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+int NetDevice::getCounters(unsigned int streamType, void *data, unsigned int *size)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const Slot &slot = m_slots[static_cast<std::size_t>(slotNumber(streamType))];
+    const StreamCounters counters = slot.stream ? slot.stream->counters() : StreamCounters{};
+    return giveOut(&counters, sizeof counters, data, size);
+}
+
+// The camera tells those of all that it sees; a mode shows the middle of it.
+int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *size)
+{
+    if (m_modes[static_cast<std::size_t>(slotNumber(streamType))].records.empty())
+        return kUnsupported;
+    const auto read = [&](const char *name, double &value) {
+        Bytes bytes;
+        const int status = access({false, FeatureType::kFloat, name, {}}, bytes);
+        if (status == kDone)
+            std::memcpy(&value, bytes.data(), sizeof value);
+        return status;
+    };
+    double focal = 0;
+    double u = 0;
+    double v = 0;
+    for (const auto &[name, value] :
+         {std::pair<const char *, double *>("Scan3dFocalLength", &focal),
+          {"Scan3dPrincipalPointU", &u},
+          {"Scan3dPrincipalPointV", &v}}) {
+        if (const int status = read(name, *value))
+            return status;
+    }
+    const typedefNubrixFrameMode mode = modeOf(streamType);
+    const CameraIntrinsics intrinsics = {static_cast<float>(focal), static_cast<float>(focal),
+                                         static_cast<float>(u - (m_width - mode.width) / 2),
+                                         static_cast<float>(v - (m_height - mode.height) / 2)};
+    return giveOut(&intrinsics, sizeof intrinsics, data, size);
+}
+
+int NetDevice::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
+                                               unsigned char *out, unsigned int *outSize)
+try {
+    auto request = parseFeatureRequest(in, inSize);
+    if (!request || (!request->isWrite && (out == nullptr || outSize == nullptr)))
+        return kBadArgument;
+    if (m_state->isGone())
+        return kGone;
+    const bool isWrite = request->isWrite;
+    Bytes value;
+    const int status = access(std::move(*request), value);
+    if (status != kDone || isWrite)
+        return status;
+    return giveOut(value.data(), static_cast<unsigned int>(value.size()), out, outSize);
+} catch (const std::exception &) {
+    return kFailed;
+}
+
+}  // namespace nubrix

@@ -1,0 +1,44 @@
+// The driver plug-in of network cameras.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "net/CameraWatch.h"
+#include "net/NetDevice.h"
+#include "net/NetSettings.h"
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+/// Thread-safe, except that initialize comes first and the destruction last.
+class NetDriver final : public NubrixBaseDriver {
+public:
+    /// `settings`: the path of nubrixNet.ini.
+    explicit NetDriver(const std::string &settings);
+    ~NetDriver() override;
+
+    /// -2 when it has been called already, -1 when there is no thread to be had.
+    int initialize() override;
+    int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
+    int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
+    /// Any "net:" and an IPv4 address, listed or not: -4 for another URI, or what NetDevice::open
+    /// says.
+    int openDevice(const char *uri, NubrixBaseDevice **device) override;
+    int closeDevice(NubrixBaseDevice **device) override;
+
+private:
+    void tell(const CameraWatch::Change &change);
+
+    const NetSettings m_settings;
+    std::mutex m_lock;
+    DriverStateCallback m_callback = nullptr;  // everything up to the devices is under m_lock
+    void *m_user = nullptr;
+    bool m_initialized = false;
+    std::vector<std::unique_ptr<NetDevice>> m_devices;
+    CameraWatch m_watch;  // last: its thread uses the others
+};
+
+}  // namespace nubrix

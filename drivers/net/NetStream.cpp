@@ -1,0 +1,114 @@
+#include "net/NetStream.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "net/NetDevice.h"
+#include "net/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::chrono::milliseconds kStopWait{500};
+
+}  // namespace
+
+NetStream::NetStream(NetDevice &device, unsigned int streamType)
+    : m_device(device), m_streamType(streamType)
+{
+}
+
+NetStream::~NetStream()
+{
+    NetStream::stop();
+}
+
+unsigned int NetStream::getFrameBufferSize()
+{
+    const typedefNubrixFrameMode mode = m_device.modeOf(m_streamType);
+    return static_cast<unsigned int>(mode.width) * mode.height * pixelBytes(mode.pixelFormat);
+}
+
+int NetStream::setFrameAllocator(FrameAllocatorInterfaceBase *allocator)
+{
+    if (m_running)
+        return kWrongState;
+    m_allocator = allocator;
+    return kDone;
+}
+
+int NetStream::setFrameCallback(DriverFrameCallback callback, void *user)
+{
+    if (m_running)
+        return kWrongState;
+    m_callback = callback;
+    m_user = user;
+    return kDone;
+}
+
+int NetStream::start()
+try {
+    if (m_running || m_allocator == nullptr || m_callback == nullptr)
+        return kWrongState;
+    if (m_device.state()->isGone())
+        return kGone;
+    if (!m_device.claimCamera(*this)) {
+        report(m_device.name() + " sends one stream at a time: stop the other one first");
+        return kWrongState;
+    }
+    StreamSetup setup = m_device.setupOf(m_streamType);
+    setup.room = m_allocator->getFrameBufferSize();
+    setup.allocator = m_allocator;
+    setup.callback = m_callback;
+    setup.user = m_user;
+    const auto session = std::make_shared<StreamSession>(std::move(setup), m_device.state());
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_session = session;
+    }
+    m_running = true;
+    m_device.state()->notePicture();  // the watch counts from here
+    ArvCamera *camera = m_device.camera();
+    auto begun = m_device.worker().submit([session, camera] { return session->begin(*camera); });
+    const int status = m_device.await(begun) ? begun.get() : kGone;
+    if (status != kDone)
+        stop();
+    return status;
+} catch (const std::exception &error) {
+    report(m_device.name() + " cannot start: " + error.what());
+    stop();
+    return kFailed;
+}
+
+int NetStream::stop()
+{
+    std::shared_ptr<StreamSession> session;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        session = m_session;
+    }
+    if (!m_running || !session)
+        return kDone;
+    if (session->isOwnThread())
+        return kWrongState;
+    ArvCamera *camera = m_device.camera();
+    auto stopped = m_device.worker().submit([session, camera] { session->stopCamera(*camera); });
+    if (!m_device.state()->isGone())
+        stopped.wait_for(kStopWait);
+    session->end();
+    m_device.worker().submit([session] { session->tearDown(); });
+    m_running = false;
+    m_device.releaseCamera(*this);
+    session->reportLosses();
+    return kDone;
+}
+
+StreamCounters NetStream::counters() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_session ? m_session->counters() : StreamCounters{};
+}
+
+}  // namespace nubrix

@@ -1,0 +1,17 @@
+// The two functions through which the library gets the driver.
+#include <exception>
+
+#include "net/NetDriver.h"
+#include "nubrix/export.h"
+
+extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
+try {
+    return new nubrix::NetDriver(nubrix::NetSettings::besidePlugin());
+} catch (const std::exception &) {
+    return nullptr;
+}
+
+extern "C" NUBRIX_API void driverDestroy(nubrix::NubrixBaseDriver *driver)
+{
+    delete driver;
+}

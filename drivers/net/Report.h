@@ -1,0 +1,14 @@
+// Where the driver of network cameras says what went wrong.
+#pragma once
+
+#include "common/Report.h"
+
+namespace nubrix {
+
+/// reportAs of this driver. Thread-safe.
+inline void report(const std::string &line)
+{
+    reportAs("NubrixNetDriver", "nubrix network camera", line);
+}
+
+}  // namespace nubrix

@@ -1,0 +1,237 @@
+#include "net/StreamSession.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "common/FrameFlags.h"
+#include "net/Report.h"
+
+namespace nubrix {
+
+namespace {
+
+constexpr unsigned int kInFlight = 4;   // of the 10 frames of a pool
+constexpr std::uint64_t kIds = 0xffff;  // the protocol's frame ids run from 1 to this one
+
+/// Microseconds of the monotonic clock when the first packet of a picture came.
+std::uint64_t arrivalOf(ArvBuffer &buffer)
+{
+    const gint64 ageUs =
+        g_get_real_time() - static_cast<gint64>(arv_buffer_get_system_timestamp(&buffer) / 1000);
+    return static_cast<std::uint64_t>(g_get_monotonic_time() - std::max<gint64>(ageUs, 0));
+}
+
+bool isOneImage(ArvBuffer &buffer)
+{
+    if (arv_buffer_get_n_parts(&buffer) != 1)
+        return false;
+    const ArvBufferPartDataType type = arv_buffer_get_part_data_type(&buffer, 0);
+    return type == ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE || type == ARV_BUFFER_PART_DATA_TYPE_3D_IMAGE;
+}
+
+void releaseFrame(void *frame)
+{
+    static_cast<NubrixFrameRef *>(frame)->release();
+}
+
+}  // namespace
+
+StreamSession::StreamSession(StreamSetup setup, std::shared_ptr<CameraState> state)
+    : m_setup(std::move(setup)), m_state(std::move(state))
+{
+}
+
+StreamSession::~StreamSession() = default;
+
+int StreamSession::begin(ArvCamera &camera)
+{
+    if (m_ended)  // whoever waited for it has given up: nothing of theirs is there any more
+        return kGone;
+    Error error;
+    const int status = setUpCamera(camera, m_setup);
+    if (status != kDone)
+        return status;
+    m_converter = std::make_unique<FrameConverter>(m_setup.format, readDepthScale(camera),
+                                                   m_setup.mode.width, m_setup.mode.height);
+    m_payload = arv_camera_get_payload(&camera, error.out());
+    if (error)
+        return tellFailure(m_setup.name, error);
+    m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;
+    ArvStream *stream =
+        arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
+    if (stream == nullptr)
+        return tellFailure(m_setup.name, error);
+    tuneStream(*stream, m_setup.mode.frameRate);
+    m_stream = stream;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (m_ended)
+            return kGone;
+        for (unsigned int i = 0; i < kInFlight; ++i) {
+            ArvBuffer *buffer = newBuffer();
+            if (buffer == nullptr && i == 0) {
+                report(m_setup.name + " cannot start: the application holds all frames");
+                return kLimitReached;
+            }
+            if (buffer != nullptr)
+                arv_stream_push_buffer(stream, buffer);
+        }
+    }
+    arv_camera_start_acquisition(&camera, error.out());
+    return error ? tellFailure(m_setup.name, error) : kDone;
+}
+
+void StreamSession::end()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_ended.exchange(true))
+        return;
+    if (ArvStream *stream = m_stream) {
+        arv_stream_stop_thread(stream, TRUE);
+        m_isThreadStopped = true;
+    }
+}
+
+void StreamSession::stopCamera(ArvCamera &camera)
+{
+    if (m_stream != nullptr && !m_state->isGone())
+        arv_camera_stop_acquisition(&camera, nullptr);
+}
+
+void StreamSession::tearDown()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const ObjectPtr<ArvStream> stream(m_stream.exchange(nullptr));
+    if (stream && m_isThreadStopped)
+        arv_stream_start_thread(stream.get());  // its end stops a thread, and complains of none
+}
+
+ArvBuffer *StreamSession::newBuffer()
+{
+    if (!m_isDirect)
+        return arv_buffer_new_allocate(m_payload);
+    NubrixFrameRef *frame = m_setup.allocator->allocOneFrame();
+    if (frame == nullptr)
+        return nullptr;
+    return arv_buffer_new_full(m_payload, frame->frame().data, frame, &releaseFrame);
+}
+
+void StreamSession::onStream(void *session, ArvStreamCallbackType type, ArvBuffer * /*buffer*/)
+{
+    if (type == ARV_STREAM_CALLBACK_TYPE_INIT)
+        pthread_setname_np(pthread_self(), "nubrix-net-rx");
+    if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
+        static_cast<StreamSession *>(session)->takeBuffer();
+}
+
+void StreamSession::takeBuffer()
+{
+    ArvStream *stream = m_stream;
+    ObjectPtr<ArvBuffer> buffer(arv_stream_try_pop_buffer(stream));
+    if (!buffer || m_ended)
+        return;
+    m_runner = std::this_thread::get_id();
+    m_state->notePicture();
+    countMissed(arv_buffer_get_frame_id(buffer.get()));
+    if (!isUsable(*buffer)) {
+        ++m_unusable;
+        arv_stream_push_buffer(stream, buffer.release());
+        return;
+    }
+    if (m_isDirect) {
+        // The camera gets another frame before the application gets this one.
+        if (ArvBuffer *next = newBuffer()) {
+            arv_stream_push_buffer(stream, next);
+            auto *frame = static_cast<NubrixFrameRef *>(
+                const_cast<void *>(arv_buffer_get_user_data(buffer.get())));
+            deliver(*buffer, *frame);
+            return;
+        }
+        ++m_held;
+    } else if (const FramePtr frame{m_setup.allocator->allocOneFrame()}) {
+        m_converter->convert(
+            static_cast<const std::uint8_t *>(arv_buffer_get_data(buffer.get(), nullptr)),
+            static_cast<std::uint8_t *>(frame->frame().data));
+        deliver(*buffer, *frame);
+    } else {
+        ++m_held;
+    }
+    arv_stream_push_buffer(stream, buffer.release());
+}
+
+bool StreamSession::isUsable(ArvBuffer &buffer)
+{
+    const ArvBufferStatus status = arv_buffer_get_status(&buffer);
+    const bool isIncomplete =
+        status == ARV_BUFFER_STATUS_TIMEOUT || status == ARV_BUFFER_STATUS_MISSING_PACKETS;
+    std::size_t size = 0;
+    arv_buffer_get_data(&buffer, &size);
+    // What an incomplete picture shows is not known for certain.
+    if (isIncomplete)
+        return m_setup.deliversIncomplete && size > 0;
+    return status == ARV_BUFFER_STATUS_SUCCESS && size >= m_converter->sourceBytes() &&
+           isOneImage(buffer) &&
+           arv_buffer_get_image_pixel_format(&buffer) == m_setup.format.code &&
+           arv_buffer_get_image_width(&buffer) == m_setup.mode.width &&
+           arv_buffer_get_image_height(&buffer) == m_setup.mode.height;
+}
+
+void StreamSession::countMissed(std::uint64_t id)
+{
+    if (!m_lastId) {
+        m_lastId = id;
+        return;
+    }
+    const std::uint64_t step = id > *m_lastId ? id - *m_lastId : id + kIds - *m_lastId;
+    m_lastId = id;
+    if (step == 0 || step > kIds / 2)  // the camera has begun anew
+        return static_cast<void>(++m_index);
+    m_missed += static_cast<unsigned int>(step - 1);
+    m_index += static_cast<unsigned int>(step);
+}
+
+void StreamSession::deliver(ArvBuffer &buffer, NubrixFrameRef &frame)
+{
+    typedefNubrixFrame &record = frame.frame();
+    const std::uint64_t timestamp = arrivalOf(buffer);
+    record.pixelFormat = m_setup.mode.pixelFormat;
+    record.streamType = m_setup.streamType;
+    record.frameIndex = m_index;
+    record.timestampLow = static_cast<unsigned int>(timestamp);
+    record.timestampHigh = static_cast<unsigned int>(timestamp >> 32U);
+    const bool isWhole = arv_buffer_get_status(&buffer) == ARV_BUFFER_STATUS_SUCCESS;
+    record.flags = isWhole ? 0 : kFrameFlagDamaged;
+    record.width = m_setup.mode.width;
+    record.height = m_setup.mode.height;
+    record.dataSize = static_cast<unsigned int>(m_converter->frameBytes());
+    record.reserved = 0;
+    m_flagged += isWhole ? 0 : 1;
+    ++m_delivered;
+    m_setup.callback(&frame, m_setup.user);
+}
+
+StreamCounters StreamSession::counters() const
+{
+    return {m_delivered, m_flagged, m_held, m_unusable, m_missed};
+}
+
+void StreamSession::reportLosses() const
+{
+    const StreamCounters lost = counters();
+    const std::string of = " of " + std::to_string(lost.delivered + lost.held + lost.unusable);
+    if (lost.held != 0)
+        report(m_setup.name + ": pictures dropped because the application held all frames: " +
+               std::to_string(lost.held) + of);
+    if (lost.unusable != 0)
+        report(m_setup.name + ": incomplete pictures dropped: " + std::to_string(lost.unusable) +
+               of + "; larger packets or a lower rate help, see docs/network.md");
+    if (lost.missed != 0)
+        report(m_setup.name + ": pictures of which nothing came: " + std::to_string(lost.missed));
+    if (lost.flagged != 0)
+        report(m_setup.name + ": incomplete frames delivered: " + std::to_string(lost.flagged) +
+               of);
+}
+
+}  // namespace nubrix

@@ -1,0 +1,85 @@
+// A running stream of a network camera, from its start to its stop.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "common/CameraProperties.h"
+#include "common/FramePtr.h"
+#include "net/CameraSetup.h"
+#include "net/CameraState.h"
+#include "net/FrameConverter.h"
+#include "net/GLibPtr.h"
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+/// What a session sets the camera to, and where its frames go.
+struct StreamSetup : CameraSetup {
+    unsigned int streamType;
+    bool deliversIncomplete;
+    unsigned int room;                       ///< bytes of a frame of the allocator
+    FrameAllocatorInterfaceBase *allocator;  ///< this and the next two: until the end only
+    DriverFrameCallback callback;
+    void *user;
+};
+
+/// Lives as long as the worker has something to do for it. Each operation says who calls it.
+class StreamSession {
+public:
+    StreamSession(StreamSetup setup, std::shared_ptr<CameraState> state);
+    ~StreamSession();
+    StreamSession(const StreamSession &) = delete;
+    StreamSession &operator=(const StreamSession &) = delete;
+
+    /// Sets the camera up and starts it. Returns a status and says why. Worker.
+    int begin(ArvCamera &camera);
+    /// No frame is delivered or held from now on. Any thread but that of the callback; does not
+    /// talk to the camera.
+    void end();
+    /// Stops the camera. Worker.
+    void stopCamera(ArvCamera &camera);
+    /// Lets go what begin took; after end. Worker.
+    void tearDown();
+
+    /// Within the frame callback. Thread-safe.
+    bool isOwnThread() const { return m_runner.load() == std::this_thread::get_id(); }
+    /// Thread-safe.
+    StreamCounters counters() const;
+    /// Tells what was lost, if anything. Thread-safe.
+    void reportLosses() const;
+
+private:
+    static void onStream(void *session, ArvStreamCallbackType type, ArvBuffer *buffer);
+
+    ArvBuffer *newBuffer();
+    void takeBuffer();
+    bool isUsable(ArvBuffer &buffer);
+    void countMissed(std::uint64_t id);
+    void deliver(ArvBuffer &buffer, NubrixFrameRef &frame);
+
+    const StreamSetup m_setup;
+    const std::shared_ptr<CameraState> m_state;
+    std::unique_ptr<const FrameConverter> m_converter;  // the first three: fixed by begin
+    std::size_t m_payload = 0;
+    bool m_isDirect = false;                // frames are filled in place
+    std::optional<std::uint64_t> m_lastId;  // this and the next: of the stream's thread
+    unsigned int m_index = 0;
+    std::atomic<std::thread::id> m_runner{};
+    std::mutex m_lock;               // of beginning and tearing down against ending
+    bool m_isThreadStopped = false;  // under m_lock
+    std::atomic<ArvStream *> m_stream{nullptr};
+    std::atomic<bool> m_ended{false};
+    std::atomic<unsigned int> m_delivered{0};
+    std::atomic<unsigned int> m_flagged{0};
+    std::atomic<unsigned int> m_held{0};
+    std::atomic<unsigned int> m_unusable{0};
+    std::atomic<unsigned int> m_missed{0};
+};
+
+}  // namespace nubrix

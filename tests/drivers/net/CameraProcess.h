@@ -1,0 +1,55 @@
+// A camera, or one who holds a camera, in a process of its own.
+#pragma once
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+namespace nubrix {
+
+/// Killed at the end of the test. Not thread-safe.
+class CameraProcess {
+public:
+    /// `role`: "serve" or "hold". Throws std::runtime_error when it cannot.
+    CameraProcess(const std::string &role, const std::string &address)
+    {
+        int ends[2] = {-1, -1};
+        if (pipe(ends) != 0)
+            throw std::runtime_error("pipe");
+        m_process = fork();
+        if (m_process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // whatever becomes of the test
+            dup2(ends[1], STDOUT_FILENO);
+            close(ends[0]);
+            const std::string command =
+                std::string("exec ") + NUBRIX_CAMERA_PROCESS + " " + role + " " + address;
+            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+            _exit(127);
+        }
+        close(ends[1]);
+        char word[4] = {};
+        const ssize_t got = read(ends[0], word, 2);
+        close(ends[0]);
+        if (got != 2 || std::string(word) != "up")
+            throw std::runtime_error("no process to " + role + " a camera on " + address);
+    }
+    ~CameraProcess()
+    {
+        send(SIGKILL);
+        waitpid(m_process, nullptr, 0);
+    }
+    CameraProcess(const CameraProcess &) = delete;
+    CameraProcess &operator=(const CameraProcess &) = delete;
+
+    void send(int signal) const { kill(m_process, signal); }
+
+private:
+    pid_t m_process = -1;
+};
+
+}  // namespace nubrix

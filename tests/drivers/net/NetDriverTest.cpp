@@ -1,0 +1,173 @@
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "tests/drivers/net/CameraProcess.h"
+#include "tests/drivers/net/NetFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class NetDriverTest : public NetTest {
+protected:
+    std::vector<std::string> uris()
+    {
+        std::vector<std::string> all;
+        for (const typedefNubrixeviceAttribute &record : list())
+            all.emplace_back(record.uri);
+        return all;
+    }
+};
+
+TEST_F(NetDriverTest, WithoutACameraTheListIsEmpty)
+{
+    EXPECT_THAT(uris(), IsEmpty());
+}
+
+TEST_F(NetDriverTest, AListedCameraSaysWhoItIs)
+{
+    const auto camera = serve(depthCamera());
+    const auto records = list();
+    ASSERT_EQ(records.size(), 1U);
+    const typedefNubrixeviceAttribute record = records.front();
+    EXPECT_EQ(int{record.transport}, 2);
+    EXPECT_STREQ(record.uri, "net:127.0.0.1");
+    EXPECT_STREQ(record.serialNumber, "N1");
+    EXPECT_STREQ(record.productName, "Nubrix SimulatedCamera");
+    EXPECT_STREQ(record.location + std::strlen("00:00:00:00:00:00"), " 127.0.0.1");
+}
+
+TEST_F(NetDriverTest, AllCamerasOfAllAddressesAreListed)
+{
+    const auto one = serve(depthCamera("127.0.0.1"));
+    const auto two = serve(depthCamera("127.0.0.2"));
+    const auto three = serve(depthCamera("127.0.0.3"));
+    EXPECT_THAT(uris(), ElementsAre("net:127.0.0.1", "net:127.0.0.2", "net:127.0.0.3"));
+}
+
+TEST_F(NetDriverTest, ACameraThatNoBroadcastReachesIsListedByItsAddressInTheSettings)
+{
+    // Its interface is one end of a cable: what is sent to all comes out at the other end.
+    ASSERT_EQ(std::system("ip link add nubrix0 type veth peer name nubrix1 && "
+                          "ip address add 10.77.0.1/24 dev nubrix0 && ip link set nubrix0 up"),
+              0);
+    const auto camera = serve(depthCamera("10.77.0.1"));
+    EXPECT_THAT(uris(), IsEmpty());
+    m_driver.reset();
+    write("[network]\naddresses=10.77.0.1\n");
+    EXPECT_THAT(uris(), ElementsAre("net:10.77.0.1"));
+    NubrixBaseDevice *device = open("net:10.77.0.1");
+    ASSERT_NE(device, nullptr);
+    close(device);
+}
+
+TEST_F(NetDriverTest, CamerasThatComeAndGoAreTold)
+{
+    EXPECT_THAT(uris(), IsEmpty());
+    auto camera = serve(depthCamera("127.0.0.2"));
+    ASSERT_THAT(m_events.await(1), ElementsAre("+net:127.0.0.2 N2"));
+    EXPECT_THAT(uris(), ElementsAre("net:127.0.0.2"));
+    camera.reset();
+    ASSERT_THAT(m_events.await(2), ElementsAre("+net:127.0.0.2 N2", "-net:127.0.0.2 N2"));
+    EXPECT_THAT(uris(), IsEmpty());
+}
+
+TEST_F(NetDriverTest, ACameraThatChangesItsAddressGoesAndComes)
+{
+    auto camera = serve(depthCamera("127.0.0.1"));
+    ASSERT_THAT(uris(), ElementsAre("net:127.0.0.1"));
+    camera.reset();
+    SimulatedCameraSettings moved = depthCamera("127.0.0.4");
+    moved.serial = "N1";
+    camera = serve(moved);
+    EXPECT_THAT(m_events.await(2), UnorderedElementsAre("+net:127.0.0.4 N1", "-net:127.0.0.1 N1"));
+    EXPECT_THAT(uris(), ElementsAre("net:127.0.0.4"));
+}
+
+TEST_F(NetDriverTest, ACameraIsOpenedByItsAddressListedOrNot)
+{
+    const auto camera = serve(depthCamera("127.0.0.3"));
+    NubrixBaseDevice *device = open("net:127.0.0.3");
+    ASSERT_NE(device, nullptr);
+    EXPECT_STREQ(device->getDeviceId(), "net:127.0.0.3");
+    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
+    EXPECT_EQ(device->keepLiveState(), 1);
+    EXPECT_TRUE(camera->isControlled());
+    close(device);
+    EXPECT_FALSE(camera->isControlled());
+}
+
+TEST_F(NetDriverTest, OnlyAddressesAreOpened)
+{
+    NubrixBaseDevice *device = nullptr;
+    for (const char *uri : {"", "net:", "net:camera", "net:127.0.0", "usb:1-1", "127.0.0.1"})
+        EXPECT_EQ(driver().openDevice(uri, &device), -4) << uri;
+    EXPECT_EQ(driver().openDevice(nullptr, &device), -4);
+    EXPECT_EQ(driver().openDevice("net:127.0.0.1", nullptr), -4);
+    EXPECT_EQ(device, nullptr);
+}
+
+TEST_F(NetDriverTest, WhereThereIsNoCameraNoneIsOpened)
+{
+    NubrixBaseDevice *device = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.4", &device), -9);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("net:127.0.0.4 does not answer: check its cable"));
+}
+
+TEST_F(NetDriverTest, ACameraThatAnotherApplicationHoldsIsRefusedWithTheReason)
+{
+    write("[network]\npatienceMs=300\n");
+    const auto camera = serve(depthCamera());
+    const CameraProcess holder("hold", "127.0.0.1");
+    NubrixBaseDevice *device = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.1", &device), -2);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("net:127.0.0.1 is controlled by "));
+    EXPECT_EQ(device, nullptr);
+}
+
+TEST_F(NetDriverTest, ACameraThatADeadApplicationHoldsIsOpenedWhenItsHeartbeatHasEnded)
+{
+    write("[network]\npatienceMs=60000\n");
+    const auto camera = serve(depthCamera());
+    {
+        const CameraProcess holder("hold", "127.0.0.1");
+        ASSERT_TRUE(camera->isControlled());
+    }  // killed: it lets nothing go
+    NubrixBaseDevice *device = open();
+    ASSERT_NE(device, nullptr);
+    close(device);
+}
+
+TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
+{
+    write("[network]\npatienceMs=0\n");
+    const auto camera = serve(depthCamera());
+    NubrixBaseDevice *device = open();
+    NubrixBaseDevice *again = nullptr;
+    EXPECT_EQ(driver().openDevice("net:127.0.0.1", &again), -2);
+    close(device);
+}
+
+TEST_F(NetDriverTest, InitialisingTwiceIsRefused)
+{
+    EXPECT_EQ(driver().initialize(), -2);
+}
+
+TEST_F(NetDriverTest, ClosingWhatIsNotOpenIsRefused)
+{
+    NubrixBaseDevice *device = nullptr;
+    EXPECT_EQ(driver().closeDevice(&device), -4);
+    EXPECT_EQ(driver().closeDevice(nullptr), -4);
+}
+
+}  // namespace
+}  // namespace nubrix

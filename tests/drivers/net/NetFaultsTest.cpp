@@ -1,0 +1,167 @@
+#include <dirent.h>
+#include <gmock/gmock.h>
+#include <malloc.h>
+
+#include <chrono>
+#include <csignal>
+#include <future>
+#include <thread>
+
+#include "tests/drivers/net/CameraProcess.h"
+#include "tests/drivers/net/NetFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+
+class NetFaultsTest : public NetTest {
+protected:
+    static int entriesOf(const char *folder)
+    {
+        DIR *open = opendir(folder);
+        int count = 0;
+        while (readdir(open) != nullptr)
+            ++count;
+        closedir(open);
+        return count;
+    }
+
+    /// Until the driver knows that the camera is gone; false after the deadline.
+    static bool awaitGone(NubrixBaseDevice &device)
+    {
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        while (device.deviceState() != int{NUBRIX_DEVICE_DISCONNECTED}) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return true;
+    }
+};
+
+TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
+{
+    auto camera = serve(depthCamera());
+    ASSERT_EQ(list().size(), 1U);
+    NubrixBaseDevice *device = open();
+    ASSERT_NE(device, nullptr);
+    {
+        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink.await(3));
+        camera.reset();
+        ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 N1"));
+        EXPECT_TRUE(awaitGone(*device));
+        EXPECT_EQ(device->keepLiveState(), 0);
+        EXPECT_EQ(stream.stop(), 0);
+        EXPECT_EQ(stream.pool().inUse(), 0);
+        EXPECT_EQ(stream.start(), -9);
+        unsigned int value = 0;
+        unsigned int size = sizeof value;
+        EXPECT_EQ(device->getProperty(75, &value, &size), -9);
+    }
+    close(device);
+    camera = serve(depthCamera());
+    ASSERT_THAT(m_events.await(2), ElementsAre("-net:127.0.0.1 N1", "+net:127.0.0.1 N1"));
+    device = open();
+    ASSERT_NE(device, nullptr);
+    {
+        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        EXPECT_TRUE(stream.sink.await(3));
+    }
+    close(device);
+}
+
+TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEnds)
+{
+    const CameraProcess camera("serve", "127.0.0.1");
+    ASSERT_EQ(list().size(), 1U);
+    NubrixBaseDevice *device = open();
+    ASSERT_NE(device, nullptr);
+    {
+        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink.await(3));
+        camera.send(SIGSTOP);
+        ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
+        EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
+        EXPECT_EQ(stream.stop(), 0);
+        EXPECT_EQ(stream.pool().inUse(), 0);
+    }
+    close(device);
+    camera.send(SIGCONT);
+}
+
+TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
+{
+    const CameraProcess camera("serve", "127.0.0.1");
+    NubrixBaseDevice *device = open();
+    ASSERT_NE(device, nullptr);
+    {
+        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink.await(3));
+        camera.send(SIGSTOP);
+        double exposure = 0;
+        unsigned int size = sizeof exposure;
+        EXPECT_EQ(device->getProperty(0x5c00, &exposure, &size), -9);
+        EXPECT_EQ(stream.stop(), 0);
+        EXPECT_EQ(stream.pool().inUse(), 0);
+        EXPECT_EQ(stream.start(), -9);
+        EXPECT_EQ(stream.pool().inUse(), 0);
+    }
+    close(device);
+    camera.send(SIGCONT);
+}
+
+TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
+{
+    const CameraProcess camera("serve", "127.0.0.1");
+    ASSERT_EQ(list().size(), 1U);
+    NubrixBaseDevice *device = open();
+    ASSERT_NE(device, nullptr);
+    {
+        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink.await(3));
+        camera.send(SIGSTOP);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
+        camera.send(SIGCONT);
+        const std::size_t before = stream.sink.count();
+        EXPECT_TRUE(stream.sink.await(before + 5));
+        EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
+    }
+    close(device);
+}
+
+TEST_F(NetFaultsTest, OpeningAndClosingManyTimesLeavesNothingBehind)
+{
+    const auto camera = serve(depthCamera());
+    const auto once = [&] {
+        NubrixBaseDevice *device = open();
+        ASSERT_NE(device, nullptr);
+        {
+            RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+            ASSERT_EQ(stream.start(), 0);
+            ASSERT_TRUE(stream.sink.await(1));
+        }
+        close(device);
+    };
+    for (int round = 0; round < 20; ++round)
+        once();
+    const int threads = entriesOf("/proc/self/task");
+    const int descriptors = entriesOf("/proc/self/fd");
+    const std::size_t memory = mallinfo2().uordblks;
+    for (int round = 0; round < 200; ++round)
+        once();
+    EXPECT_LE(entriesOf("/proc/self/task"), threads + 1);
+    EXPECT_LE(entriesOf("/proc/self/fd"), descriptors + 2);
+    // A leak of 5 kB a round would show.
+    EXPECT_LE(mallinfo2().uordblks, memory + 1000 * 1000);
+}
+
+}  // namespace
+}  // namespace nubrix

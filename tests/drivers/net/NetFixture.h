@@ -1,0 +1,197 @@
+// What tests of network cameras have in common: cameras that show a pattern, and a client.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "SimulatedCamera.h"
+#include "net/NetDriver.h"
+#include "tests/drivers/FakePool.h"
+
+namespace nubrix {
+
+constexpr std::uint32_t kCoord3d = 0x011000b8;
+constexpr std::uint32_t kMono8 = 0x01080001;
+constexpr std::uint32_t kMono12 = 0x01100005;
+constexpr std::uint32_t kMono16 = 0x01100007;
+constexpr std::uint32_t kRgb8 = 0x02180014;
+constexpr std::uint32_t kBgr8 = 0x02180015;
+constexpr std::uint32_t kBayerRg8 = 0x01080009;
+constexpr std::uint32_t kYuyv = 0x02100032;
+
+/// The pattern: what lies at a place, counted in the format's units, of a picture. Everything in
+/// it follows from the first unit.
+inline unsigned int patternAt(unsigned int first, unsigned int x, unsigned int y)
+{
+    return first + x + 3 * y;
+}
+
+/// Fills a picture with the pattern of its number.
+inline void fillPattern(std::uint32_t format, std::uint32_t frame, void *data, unsigned int width,
+                        unsigned int height)
+{
+    const unsigned int bits = format >> 16U & 0xffU;
+    if (bits == 16 && format != kYuyv) {
+        auto *unit = static_cast<std::uint16_t *>(data);
+        for (unsigned int y = 0; y < height; ++y) {
+            for (unsigned int x = 0; x < width; ++x)
+                *unit++ = static_cast<std::uint16_t>(patternAt(1000 + frame % 512, x, y));
+        }
+        return;
+    }
+    auto *unit = static_cast<std::uint8_t *>(data);
+    for (unsigned int y = 0; y < height; ++y) {
+        for (unsigned int x = 0; x < width * bits / 8; ++x)
+            *unit++ = static_cast<std::uint8_t>(patternAt(frame, x, y));
+    }
+}
+
+/// How many units of a frame are not those of the pattern.
+inline int wrongUnits(const Received &frame, unsigned int unitBytes)
+{
+    const auto unitAt = [&](std::size_t place) -> unsigned int {
+        const unsigned char *byte = frame.pixels.data() + place * unitBytes;
+        return unitBytes == 1 ? byte[0] : static_cast<unsigned int>(byte[0] | byte[1] << 8U);
+    };
+    const unsigned int mask = unitBytes == 1 ? 0xff : 0xffff;
+    const auto height = static_cast<std::size_t>(frame.record.height);
+    const std::size_t row = frame.pixels.size() / unitBytes / height;
+    int wrong = 0;
+    for (std::size_t y = 0; y < height; ++y) {
+        for (std::size_t x = 0; x < row; ++x) {
+            const unsigned int expected =
+                patternAt(unitAt(0), static_cast<unsigned int>(x), static_cast<unsigned int>(y)) &
+                mask;
+            wrong += unitAt(y * row + x) != expected ? 1 : 0;
+        }
+    }
+    return wrong;
+}
+
+/// A running stream with its pool and all that came of it; a device must outlive it.
+class RunningStream {
+public:
+    RunningStream(NubrixBaseDevice &device, unsigned int type, int poolSize = 10) : m_device(device)
+    {
+        EXPECT_EQ(m_device.createStream(type, &m_stream), 0);
+        if (m_stream == nullptr)
+            return;
+        m_pool = std::make_unique<FakePool>(m_stream->getFrameBufferSize(), poolSize);
+        m_stream->setFrameAllocator(m_pool.get());
+        m_stream->setFrameCallback(&FrameSink::receive, &sink);
+        sink.keepPixels = true;
+    }
+    ~RunningStream()
+    {
+        if (m_stream != nullptr)
+            m_device.destroyStream(&m_stream);
+    }
+    RunningStream(const RunningStream &) = delete;
+    RunningStream &operator=(const RunningStream &) = delete;
+
+    int start() { return m_stream == nullptr ? -1 : m_stream->start(); }
+    int stop() { return m_stream->stop(); }
+    FakePool &pool() { return *m_pool; }
+
+    FrameSink sink;
+
+private:
+    NubrixBaseDevice &m_device;
+    NubrixBaseStream *m_stream = nullptr;
+    std::unique_ptr<FakePool> m_pool;
+};
+
+/// Collects hot-plug events. Thread-safe.
+class Events {
+public:
+    static void take(const char *uri, const char *serial, const char * /*location*/,
+                     unsigned int state, void *events)
+    {
+        auto *self = static_cast<Events *>(events);
+        const std::lock_guard<std::mutex> lock(self->m_lock);
+        self->m_events.push_back(std::string(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + uri +
+                                 " " + serial);
+        self->m_changed.notify_all();
+    }
+    /// The first events once there are so many; fewer after the deadline.
+    std::vector<std::string> await(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait_for(lock, kDeadline, [&] { return m_events.size() >= count; });
+        return m_events;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<std::string> m_events;  // under m_lock
+};
+
+/// A network of its own with cameras and a driver.
+class NetTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (const char *reason = std::getenv("NUBRIX_NO_NETWORK"))
+            GTEST_SKIP() << "no network of one's own here: " << reason;
+        m_ini = testing::TempDir() + "nubrixNet." + std::to_string(getpid()) + ".ini";
+        std::ofstream(m_ini) << "[network]\n";
+    }
+    void TearDown() override
+    {
+        m_driver.reset();
+        if (!m_ini.empty())
+            std::remove(m_ini.c_str());
+    }
+
+    static SimulatedCameraSettings depthCamera(const std::string &address = "127.0.0.1")
+    {
+        SimulatedCameraSettings settings;
+        settings.address = address;
+        settings.serial = "N" + address.substr(address.rfind('.') + 1);
+        settings.formats = {kCoord3d, kMono16, kRgb8};
+        return settings;
+    }
+    static std::unique_ptr<SimulatedCamera> serve(const SimulatedCameraSettings &settings)
+    {
+        return std::make_unique<SimulatedCamera>(settings, &fillPattern);
+    }
+
+    void write(const std::string &ini) { std::ofstream(m_ini) << ini; }
+    NetDriver &driver()
+    {
+        if (!m_driver) {
+            m_driver = std::make_unique<NetDriver>(m_ini);
+            m_driver->setDeviceStateCallback(&Events::take, &m_events);
+            EXPECT_EQ(m_driver->initialize(), 0);
+        }
+        return *m_driver;
+    }
+    std::vector<typedefNubrixeviceAttribute> list()
+    {
+        std::vector<typedefNubrixeviceAttribute> records(60);
+        unsigned int count = 60;
+        EXPECT_EQ(driver().getDeviceList(records.data(), &count), 0);
+        records.resize(count);
+        return records;
+    }
+    NubrixBaseDevice *open(const std::string &uri = "net:127.0.0.1")
+    {
+        NubrixBaseDevice *device = nullptr;
+        EXPECT_EQ(driver().openDevice(uri.c_str(), &device), 0);
+        return device;
+    }
+    void close(NubrixBaseDevice *device) { EXPECT_EQ(driver().closeDevice(&device), 0); }
+
+    std::string m_ini;
+    Events m_events;
+    std::unique_ptr<NetDriver> m_driver;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,84 @@
+#include "RoomCamera.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace nubrix {
+
+namespace {
+
+// As the GenICam standard numbers them: Coord3D_C16, RGB8, Mono8.
+constexpr std::array<RoomComponent, 3> kComponents = {
+    {{"depth", NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_12_4, 0x011000b8},
+     {"color", NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, 0x02180014},
+     {"ir", NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY8, 0x01080001}}};
+
+constexpr float kDepthUnitMm = 1.0F / 16;  // of NUBRIX_PIXEL_DEPTH_12_4
+constexpr int kUsualRate = 30;             // frames per second
+
+}  // namespace
+
+RoomCamera::RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode)
+    : m_source(kUsualRate)
+{
+    for (const RoomComponent &component : kComponents) {
+        if (std::find(components.begin(), components.end(), component.name) != components.end())
+            m_components.push_back(component);
+    }
+    const std::vector<typedefNubrixFrameMode> &offered =
+        m_source.modes(m_components.front().streamType);
+    const auto found = findMode(offered, mode, offered.front().pixelFormat);
+    if (!found)
+        throw std::runtime_error(explainMissingMode(offered, mode));
+    m_mode = *found;
+    // Not at the first frame, which would come late.
+    for (const RoomComponent &component : m_components)
+        m_source.prepare(component.streamType, modeOf(component));
+}
+
+SimulatedCameraSettings RoomCamera::settings() const
+{
+    SimulatedCameraSettings settings;
+    settings.formats.clear();
+    for (const RoomComponent &component : m_components)
+        settings.formats.push_back(component.format);
+    settings.width = m_mode.width;
+    settings.height = m_mode.height;
+    settings.smallestWidth = m_mode.width;
+    settings.smallestHeight = m_mode.height;
+    settings.frameRate = m_mode.frameRate;
+    const auto lens = m_source.intrinsics(m_components.front().streamType, m_mode);
+    settings.focalLength = lens->fx;
+    settings.principalU = lens->cx;
+    settings.principalV = lens->cy;
+    settings.baseline = 0;  // one lens sees all
+    settings.coordinateScale = kDepthUnitMm;
+    return settings;
+}
+
+std::string RoomCamera::summary() const
+{
+    std::string names;
+    for (const RoomComponent &component : m_components)
+        names += std::string(names.empty() ? "" : ", ") + component.name;
+    return names + " at " + modeText(m_mode);
+}
+
+void RoomCamera::fill(std::uint32_t format, std::uint32_t frame, void *data)
+{
+    for (const RoomComponent &component : m_components) {
+        if (component.format == format)
+            m_source.fill(component.streamType, modeOf(component), frame,
+                          static_cast<std::uint8_t *>(data));
+    }
+}
+
+typedefNubrixFrameMode RoomCamera::modeOf(const RoomComponent &component) const
+{
+    typedefNubrixFrameMode mode = m_mode;
+    mode.pixelFormat = component.pixelFormat;
+    return mode;
+}
+
+}  // namespace nubrix

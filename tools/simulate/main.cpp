@@ -1,0 +1,103 @@
+// nubrix-simulate: a GigE Vision server that shows the virtual room, until it is stopped.
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <limits>
+
+#include "CameraPort.h"
+#include "RoomCamera.h"
+#include "SimulatedCamera.h"
+#include "StopSignal.h"
+
+namespace {
+
+using namespace nubrix;
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+struct Options {
+    bool depth = false;
+    bool color = false;
+    bool ir = false;
+    std::string address = "127.0.0.1";
+    std::string serial = "SIM1";
+    std::string mode = "640x480@30";
+};
+
+std::vector<std::string> componentsOf(const Options &options)
+{
+    if (!options.depth && !options.color && !options.ir)
+        return {"depth", "color"};
+    std::vector<std::string> components;
+    if (options.depth)
+        components.emplace_back("depth");
+    if (options.color)
+        components.emplace_back("color");
+    if (options.ir)
+        components.emplace_back("ir");
+    return components;
+}
+
+void serve(const Options &options)
+{
+    const StopSignal stop;
+    RoomCamera room(componentsOf(options), *parseMode(options.mode));
+    requireCameraPort(options.address);
+    SimulatedCameraSettings settings = room.settings();
+    settings.address = options.address;
+    settings.serial = options.serial;
+    const SimulatedCamera camera(
+        settings, [&room](std::uint32_t format, std::uint32_t frame, void *data, unsigned int,
+                          unsigned int) { room.fill(format, frame, data); });
+    std::cout << settings.serial << " serves " << room.summary() << " on " << settings.address
+              << ", port " << kCameraPort << "; Ctrl-C ends it" << std::endl;
+    while (!stop.requested())
+        stop.wait(std::numeric_limits<int>::max());
+}
+
+int run(int argc, char **argv)
+{
+    CLI::App app(
+        "Is a 3-D network camera that shows the virtual room to any GigE Vision client. Each of "
+        "depth, color and ir is one of its pixel formats; a client gets the one that it sets.",
+        "nubrix simulate");
+    app.failure_message(CLI::FailureMessage::simple);
+    Options options;
+    app.add_flag("--depth", options.depth, "Depth, as Coord3D_C16");
+    app.add_flag("--color", options.color, "Colour, as RGB8");
+    app.add_flag("--ir", options.ir, "Infrared, as Mono8");
+    app.add_option("--address", options.address, "An address of this machine")
+        ->check(CLI::ValidIPV4)
+        ->capture_default_str();
+    app.add_option("--serial", options.serial, "Its serial number, 1 to 15 characters")
+        ->check([](const std::string &text) {
+            return text.empty() || text.size() > 15 ? "it has 1 to 15 characters" : "";
+        })
+        ->capture_default_str();
+    app.add_option("--mode", options.mode, "Size and frame rate, of all alike")
+        ->check([](const std::string &text) {
+            return parseMode(text) ? "" : "'" + text + "' is not a mode; write it as 640x480@30";
+        })
+        ->capture_default_str();
+    app.footer("Without --depth, --color and --ir: depth and colour.");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? kDone : kWrongUse;
+    }
+    serve(options);
+    return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &exception) {
+        std::cerr << "nubrix simulate: " << exception.what() << '\n';
+        return kFailed;
+    }
+}

@@ -1,0 +1,26 @@
+// What a simulated camera tells of itself: its GenICam description.
+#pragma once
+
+#include <string>
+
+#include "SimulatedCamera.h"
+
+namespace nubrix {
+
+// Registers that the description adds to those of Aravis's fake camera; 4 bytes each.
+constexpr unsigned int kRegisterFocalLength = 0x1000;
+constexpr unsigned int kRegisterPrincipalU = 0x1004;
+constexpr unsigned int kRegisterPrincipalV = 0x1008;
+constexpr unsigned int kRegisterBaseline = 0x100c;
+constexpr unsigned int kRegisterCoordinateScale = 0x1010;
+constexpr unsigned int kRegisterCoordinateOffset = 0x1014;
+constexpr unsigned int kRegisterInvalidValue = 0x1018;
+constexpr unsigned int kRegisterReset = 0x101c;
+
+/// The name of a pixel format in the standard, or an empty text. Thread-safe.
+std::string pixelFormatName(unsigned int code);
+
+/// The description in XML. Throws std::runtime_error for a format without a name. Thread-safe.
+std::string describeCamera(const SimulatedCameraSettings &settings);
+
+}  // namespace nubrix
