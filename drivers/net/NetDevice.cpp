@@ -49,22 +49,23 @@ int awaitRelease(const std::string &name, const std::string &address,
                  std::chrono::milliseconds patience)
 {
     const auto end = CameraState::Clock::now() + patience;
-    for (;;) {
-        const Holder holder = askHolder(address);
-        if (!holder.answers) {
-            report(name + " does not answer: check its cable, its power and the address");
-            return kGone;
-        }
-        if (!holder.isHeld)
-            return kDone;
+    const Hold hold = askHold(address);
+    if (hold == Hold::kNoAnswer) {
+        report(name + " does not answer: check its cable, its power and the address");
+        return kGone;
+    }
+    if (hold == Hold::kNobody)
+        return kDone;
+    while (!canTakeControl(address)) {
         if (CameraState::Clock::now() >= end) {
-            report(name + " is controlled by " +
-                   (holder.name.empty() ? "another application" : holder.name) +
+            const std::string holder = holderOf(address);
+            report(name + " is controlled by " + (holder.empty() ? "another application" : holder) +
                    ": close it there and open it again");
             return kWrongState;
         }
         std::this_thread::sleep_for(kRetry);
     }
+    return kDone;
 }
 
 }  // namespace
@@ -111,7 +112,7 @@ try {
     m_modes = readModes(*m_camera, m_settings, m_versions.serialNumber);
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
         if (!m_modes[i].records.empty())
-            m_slots[i].current = m_modes[i].records[m_modes[i].first];
+            m_slots[i].shown = m_slots[i].current = m_modes[i].records[m_modes[i].first];
     }
     if (std::all_of(m_modes.begin(), m_modes.end(),
                     [](const auto &m) { return m.records.empty(); }))
@@ -305,7 +306,7 @@ try {
     Slot &slot = m_slots[static_cast<std::size_t>(number)];
     if (slot.stream && slot.stream->isRunning())
         return kWrongState;
-    slot.current = mode;
+    slot.shown = slot.current = mode;
     return kDone;
 } catch (const std::exception &) {
     return kFailed;
@@ -316,7 +317,7 @@ typedefNubrixFrameMode *NetDevice::getCurrentFrameMode(unsigned int streamType)
     const int number = slotNumber(streamType);
     if (number < 0 || m_modes[static_cast<std::size_t>(number)].records.empty())
         return nullptr;
-    return &m_slots[static_cast<std::size_t>(number)].current;
+    return &m_slots[static_cast<std::size_t>(number)].shown;
 }
 
 int NetDevice::deviceState()

@@ -69,6 +69,7 @@ public:
 private:
     struct Slot {
         typedefNubrixFrameMode current;
+        typedefNubrixFrameMode shown;  // handed out: whoever has it may write to it
         std::unique_ptr<NetStream> stream;
     };
 
