@@ -105,7 +105,7 @@ TEST(UsageTest, AReportThatCannotBeWrittenIsAFailure)
 {
     ToolProcess::Options run;
     run.output = "/dev/full";
-    const ToolResult result = ToolProcess(toolCommand({"list"}), run).finish();
+    const ToolResult result = ToolProcess(virtualCommand({"list"}), run).finish();
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "nubrix: cannot write to standard output\n");
 }
