@@ -237,17 +237,6 @@ std::optional<RegisterReply> readRegister(const std::string &address, std::uint3
     return connectTo(socket, address) ? ask(socket, kReadRegister, {place}) : std::nullopt;
 }
 
-/// Takes control and lets it go. Some cameras let a dead holder's control go only when somebody
-/// else asks for it.
-bool canTakeControl(const std::string &address)
-{
-    const Socket socket;
-    if (!connectTo(socket, address))
-        return false;
-    const auto taken = ask(socket, kWriteRegister, {kControlRegister, kControl});
-    return taken && taken->isGranted && ask(socket, kWriteRegister, {kControlRegister, 0});
-}
-
 }  // namespace
 
 std::string addressOf(const std::string &uri)
@@ -305,21 +294,30 @@ bool isAnswering(const std::string &address)
     return readRegister(address, kControlRegister) || readRegister(address, kControlRegister);
 }
 
-Holder askHolder(const std::string &address)
+Hold askHold(const std::string &address)
 {
     for (int attempt = 0; attempt < 3; ++attempt) {
-        const auto control = readRegister(address, kControlRegister);
-        if (!control)
-            continue;
-        if (control->isGranted && (control->value & kControlBits) == 0)
-            return {true, false, {}};
-        if (canTakeControl(address))
-            return {true, false, {}};
-        const auto holder = readRegister(address, kHolderRegister);
-        const bool isNamed = holder && holder->isGranted && holder->value != 0;
-        return {true, true, isNamed ? addressText(holder->value) : ""};
+        if (const auto control = readRegister(address, kControlRegister)) {
+            const bool isFree = control->isGranted && (control->value & kControlBits) == 0;
+            return isFree ? Hold::kNobody : Hold::kSomebody;
+        }
     }
-    return {false, false, {}};
+    return Hold::kNoAnswer;
+}
+
+bool canTakeControl(const std::string &address)
+{
+    const Socket socket;
+    if (!connectTo(socket, address))
+        return false;
+    const auto taken = ask(socket, kWriteRegister, {kControlRegister, kControl});
+    return taken && taken->isGranted && ask(socket, kWriteRegister, {kControlRegister, 0});
+}
+
+std::string holderOf(const std::string &address)
+{
+    const auto holder = readRegister(address, kHolderRegister);
+    return holder && holder->isGranted && holder->value != 0 ? addressText(holder->value) : "";
 }
 
 }  // namespace nubrix

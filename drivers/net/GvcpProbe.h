@@ -35,13 +35,21 @@ std::vector<NetIdentity> findCameras(const std::vector<std::string> &addresses,
 bool isAnswering(const std::string &address);
 
 /// Who holds a camera.
-struct Holder {
-    bool answers;      ///< the camera does
-    bool isHeld;       ///< by somebody
-    std::string name;  ///< their address, if the camera tells
+enum class Hold {
+    kNobody,
+    kSomebody,
+    kNoAnswer,
 };
 
-/// Asks a camera who holds it; at most 1 s. Thread-safe.
-Holder askHolder(const std::string &address);
+/// Asks a camera; at most 600 ms. Thread-safe.
+Hold askHold(const std::string &address);
+
+/// Takes the control of a camera and lets it go: whether it can be had now. It is to be asked for,
+/// not looked at: a camera may take every look for the heartbeat of a holder who is dead. At most
+/// 400 ms. Thread-safe.
+bool canTakeControl(const std::string &address);
+
+/// The address of the holder if the camera tells it, else an empty text. Thread-safe.
+std::string holderOf(const std::string &address);
 
 }  // namespace nubrix

@@ -49,22 +49,23 @@ int awaitRelease(const std::string &name, const std::string &address,
                  std::chrono::milliseconds patience)
 {
     const auto end = CameraState::Clock::now() + patience;
-    for (;;) {
-        const Holder holder = askHolder(address);
-        if (!holder.answers) {
-            report(name + " does not answer: check its cable, its power and the address");
-            return kGone;
-        }
-        if (!holder.isHeld)
-            return kDone;
+    const Hold hold = askHold(address);
+    if (hold == Hold::kNoAnswer) {
+        report(name + " does not answer: check its cable, its power and the address");
+        return kGone;
+    }
+    if (hold == Hold::kNobody)
+        return kDone;
+    while (!canTakeControl(address)) {
         if (CameraState::Clock::now() >= end) {
-            report(name + " is controlled by " +
-                   (holder.name.empty() ? "another application" : holder.name) +
+            const std::string holder = holderOf(address);
+            report(name + " is controlled by " + (holder.empty() ? "another application" : holder) +
                    ": close it there and open it again");
             return kWrongState;
         }
         std::this_thread::sleep_for(kRetry);
     }
+    return kDone;
 }
 
 }  // namespace

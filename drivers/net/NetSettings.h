@@ -35,7 +35,7 @@ private:
     std::string m_path;
     std::vector<std::string> m_addresses;
     std::chrono::milliseconds m_silence{2000};
-    std::chrono::milliseconds m_patience{4000};
+    std::chrono::milliseconds m_patience{5000};
     int m_packetSize = 0;
     bool m_packetSocket = false;
     bool m_incomplete = false;

@@ -170,7 +170,7 @@ bool StreamSession::isUsable(ArvBuffer &buffer)
     arv_buffer_get_data(&buffer, &size);
     // What an incomplete picture shows is not known for certain.
     if (isIncomplete)
-        return m_setup.deliversIncomplete && size > 0;
+        return m_setup.deliversIncomplete;
     return status == ARV_BUFFER_STATUS_SUCCESS && size >= m_converter->sourceBytes() &&
            isOneImage(buffer) &&
            arv_buffer_get_image_pixel_format(&buffer) == m_setup.format.code &&

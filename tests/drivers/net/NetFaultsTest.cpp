@@ -13,7 +13,6 @@
 namespace nubrix {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 
 class NetFaultsTest : public NetTest {

@@ -1,16 +1,12 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <map>
+#include <ostream>
 
 #include "tests/drivers/net/NetFixture.h"
 
 namespace nubrix {
 namespace {
-
-using testing::Each;
-using testing::Ge;
-using testing::Gt;
 
 struct Case {
     const char *name;
@@ -19,6 +15,11 @@ struct Case {
     unsigned int pixelFormat;
     unsigned int unitBytes;
 };
+
+void PrintTo(const Case &format, std::ostream *out)
+{
+    *out << format.name;
+}
 
 /// Formats whose frames show the camera's bytes.
 class NetStreamPatternTest : public NetTest, public testing::WithParamInterface<Case> {};

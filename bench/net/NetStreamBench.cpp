@@ -1,0 +1,255 @@
+// What a frame of a network camera costs the processor, beside a bare client of Aravis at the same
+// camera, which is a process of its own.
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "SimulatedCamera.h"
+#include "bench/Ratio.h"
+#include "net/NetDriver.h"
+#include "stream/FrameAllocator.h"
+
+namespace {
+
+constexpr const char *kAddress = "127.0.0.1";
+constexpr int kInFlight = 4;
+constexpr int kPacket = 8192;
+constexpr int kSocketBuffer = 4 << 20;
+
+/// The camera; it ends with this process.
+class Camera {
+public:
+    /// Forks, so no thread may run yet.
+    Camera(unsigned int width, unsigned int height)
+    {
+        int ends[2] = {-1, -1};
+        if (pipe(ends) != 0)
+            return;
+        m_process = fork();
+        if (m_process == 0)
+            serve(width, height, ends[1]);
+        close(ends[1]);
+        char up = 0;
+        m_isUp = read(ends[0], &up, 1) == 1;
+        close(ends[0]);
+    }
+    ~Camera()
+    {
+        if (m_process > 0)
+            kill(m_process, SIGKILL);
+    }
+    Camera(const Camera &) = delete;
+    Camera &operator=(const Camera &) = delete;
+
+    bool isUp() const { return m_isUp; }
+
+private:
+    [[noreturn]] static void serve(unsigned int width, unsigned int height, int ready)
+    try {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        nubrix::SimulatedCameraSettings settings;
+        settings.address = kAddress;
+        settings.width = width;
+        settings.height = height;
+        settings.frameRate = 60;
+        const nubrix::SimulatedCamera camera(
+            settings, [](std::uint32_t, std::uint32_t, void *, unsigned int, unsigned int) {});
+        if (write(ready, "u", 1) == 1)
+            pause();
+        _exit(0);
+    } catch (const std::exception &) {
+        _exit(1);
+    }
+
+    pid_t m_process = -1;
+    bool m_isUp = false;
+};
+
+/// Counts frames down.
+class Countdown {
+public:
+    explicit Countdown(int count) : m_left(count) {}
+    void count()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (--m_left == 0)
+            m_changed.notify_all();
+    }
+    void await()
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait_for(lock, std::chrono::minutes(1), [&] { return m_left <= 0; });
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    int m_left;
+};
+
+double cpuSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+/// The processor time of `frames` frames once they flow.
+template <class Await>
+double cpuOf(Await &&await)
+{
+    await();
+    const double before = cpuSeconds();
+    await();
+    return cpuSeconds() - before;
+}
+
+/// Aravis and nothing else.
+class BareClient {
+public:
+    BareClient()
+    {
+        const nubrix::ObjectPtr<GInetAddress> own(g_inet_address_new_from_string(kAddress));
+        const nubrix::ObjectPtr<ArvDevice> device(arv_gv_device_new(own.get(), own.get(), nullptr));
+        m_camera.reset(arv_camera_new_with_device(device.get(), nullptr));
+        ArvCamera *camera = m_camera.get();
+        arv_camera_gv_set_stream_options(camera, ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
+        arv_camera_gv_set_packet_size_adjustment(camera, ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
+        arv_camera_gv_set_packet_size(camera, kPacket, nullptr);
+        const auto payload = arv_camera_get_payload(camera, nullptr);
+        m_stream.reset(arv_camera_create_stream(camera, &BareClient::onStream, this, nullptr));
+        g_object_set(m_stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED,
+                     "socket-buffer-size", kSocketBuffer, nullptr);
+        for (int i = 0; i < kInFlight; ++i)
+            arv_stream_push_buffer(m_stream.get(), arv_buffer_new_allocate(payload));
+        arv_camera_start_acquisition(camera, nullptr);
+    }
+    ~BareClient() { arv_camera_stop_acquisition(m_camera.get(), nullptr); }
+    BareClient(const BareClient &) = delete;
+    BareClient &operator=(const BareClient &) = delete;
+
+    void await(int frames)
+    {
+        Countdown countdown(frames);
+        m_countdown = &countdown;
+        countdown.await();
+        m_countdown = nullptr;
+        const std::lock_guard<std::mutex> lock(m_lock);
+    }
+
+private:
+    static void onStream(void *client, ArvStreamCallbackType type, ArvBuffer * /*buffer*/)
+    {
+        auto *self = static_cast<BareClient *>(client);
+        if (type != ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
+            return;
+        ArvBuffer *buffer = arv_stream_try_pop_buffer(self->m_stream.get());
+        {
+            const std::lock_guard<std::mutex> lock(self->m_lock);
+            Countdown *countdown = self->m_countdown;
+            if (countdown != nullptr && arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS)
+                countdown->count();
+        }
+        arv_stream_push_buffer(self->m_stream.get(), buffer);
+    }
+
+    nubrix::ObjectPtr<ArvCamera> m_camera;
+    nubrix::ObjectPtr<ArvStream> m_stream;
+    std::mutex m_lock;
+    std::atomic<Countdown *> m_countdown{nullptr};
+};
+
+/// A stream of the driver.
+class DriverClient {
+public:
+    explicit DriverClient(nubrix::NetDriver &driver) : m_driver(driver)
+    {
+        if (m_driver.openDevice("net:127.0.0.1", &m_device) != 0 ||
+            m_device->createStream(NUBRIX_STREAM_DEPTH, &m_stream) != 0)
+            return;
+        m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
+        m_stream->setFrameAllocator(&m_pool);
+        m_stream->setFrameCallback(&DriverClient::onFrame, this);
+        m_stream->start();
+    }
+    ~DriverClient()
+    {
+        if (m_device != nullptr)
+            m_driver.closeDevice(&m_device);
+    }
+    DriverClient(const DriverClient &) = delete;
+    DriverClient &operator=(const DriverClient &) = delete;
+
+    void await(int frames)
+    {
+        Countdown countdown(frames);
+        m_countdown = &countdown;
+        countdown.await();
+        m_countdown = nullptr;
+        const std::lock_guard<std::mutex> lock(m_lock);
+    }
+
+private:
+    static void onFrame(NubrixFrameRef * /*frame*/, void *client)
+    {
+        auto *self = static_cast<DriverClient *>(client);
+        const std::lock_guard<std::mutex> lock(self->m_lock);
+        if (Countdown *countdown = self->m_countdown)
+            countdown->count();
+    }
+
+    nubrix::NetDriver &m_driver;
+    NubrixBaseDevice *m_device = nullptr;
+    NubrixBaseStream *m_stream = nullptr;
+    nubrix::FrameAllocator m_pool{1, 4, 10};  // as the library makes it
+    std::mutex m_lock;
+    std::atomic<Countdown *> m_countdown{nullptr};
+};
+
+/// The ratio is that of processor time; `ns` are of one frame.
+void BM_NetStream_CpuOfAFrame(benchmark::State &state)
+{
+    // Made before there is a thread, for both counts.
+    static const Camera camera(1280, 960);
+    if (std::getenv("NUBRIX_NO_NETWORK") != nullptr || !camera.isUp()) {
+        state.SkipWithError("no camera on 127.0.0.1: run it in a network of its own");
+        return;
+    }
+    const auto frames = static_cast<int>(state.range(0));
+    nubrix::NetDriver driver("");
+    driver.initialize();
+    std::vector<double> ours;
+    std::vector<double> peers;
+    for (auto _ : state) {
+        {
+            BareClient bare;
+            peers.push_back(cpuOf([&] { bare.await(frames); }));
+        }
+        DriverClient client(driver);
+        ours.push_back(cpuOf([&] { client.await(frames); }));
+        state.SetIterationTime(ours.back());
+    }
+    nubrix::bench::tellRatio(state, nubrix::bench::median(ours) * 1e9 / frames,
+                             nubrix::bench::median(peers) * 1e9 / frames);
+}
+BENCHMARK(BM_NetStream_CpuOfAFrame)
+    ->ArgName("frames")
+    ->Arg(10)
+    ->Arg(80)
+    ->UseManualTime()
+    ->Iterations(5);
+
+}  // namespace
