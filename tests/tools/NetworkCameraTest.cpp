@@ -40,7 +40,16 @@ protected:
     {
         Words all = {command, kUri};
         all.insert(all.end(), words.begin(), words.end());
-        return runTool(all);
+        return runWhereFound(all, "error 0x80300208");  // there is no such camera
+    }
+    /// A busy machine may let the camera answer later than a command waits: once more, then.
+    static ToolResult runWhereFound(const Words &words, const std::string &notFound)
+    {
+        return untilUndisturbed([&] { return runTool(words); },
+                                [&](const ToolResult &result) {
+                                    return (result.out + result.err).find(notFound) ==
+                                           std::string::npos;
+                                });
     }
     std::string file(const std::string &name) const { return m_folder.file(name); }
 
@@ -71,7 +80,8 @@ std::optional<std::uint32_t> frameWhere(IsNear isNear)
 
 TEST_F(NetworkCameraTest, ItIsListedAsOneOfTheNetwork)
 {
-    const nlohmann::json cameras = runTool({"list", "--json"}).json()["cameras"];
+    const nlohmann::json cameras =
+        runWhereFound({"list", "--json"}, R"("cameras": [])").json()["cameras"];
     ASSERT_EQ(cameras.size(), 1U) << cameras;
     EXPECT_EQ(cameras[0]["uri"], kUri);
     EXPECT_EQ(cameras[0]["serial_number"], "ROOM");
@@ -136,8 +146,8 @@ TEST_F(NetworkCameraTest, ARecordingIsWhole)
 {
     const ToolResult recorded = untilUndisturbed(
         [&] {
-            return runOnCamera("record", {"--streams", "depth", "--out", file("room.bin"),
-                                          "--frames", "15", "--json"});
+            return runOnCamera("record", {"--streams", "depth", "--mode", "320x240@5", "--out",
+                                          file("room.bin"), "--frames", "8", "--json"});
         },
         [](const ToolResult &result) {
             return result.err.find("are missing") == std::string::npos;
@@ -145,7 +155,7 @@ TEST_F(NetworkCameraTest, ARecordingIsWhole)
     ASSERT_EQ(recorded.status, 0) << recorded.err;
     const ToolResult inspected = runTool({"inspect", file("room.bin"), "--json"});
     ASSERT_EQ(inspected.status, 0) << inspected.err;
-    EXPECT_GE(inspected.json()["records"], 15);
+    EXPECT_GE(inspected.json()["records"], 8);
     EXPECT_EQ(inspected.json()["streams"]["depth"]["gaps"], 0) << inspected.out;
 }
 
@@ -158,6 +168,7 @@ TEST_F(NetworkCameraTest, APhotoIsTaken)
 
 TEST_F(NetworkCameraTest, WhoComesSecondIsToldThatAnotherHasTheCamera)
 {
+    ASSERT_EQ(runOnCamera("modes").status, 0);
     ToolProcess::Options terminal;
     terminal.onTerminal = true;
     ToolProcess first(toolCommand({"stream", kUri, "--streams", "depth"}), terminal);
@@ -173,7 +184,7 @@ TEST_F(NetworkCameraTest, WhoComesSecondIsToldThatAnotherHasTheCamera)
 
 TEST_F(NetworkCameraTest, TheDoctorFindsItWell)
 {
-    const nlohmann::json report = runTool({"doctor", "--json"}).json();
+    const nlohmann::json report = runWhereFound({"doctor", "--json"}, "none is attached").json();
     for (const nlohmann::json &check : report["checks"]) {
         if (check["name"] == kUri) {
             EXPECT_EQ(check["state"], "good");
