@@ -86,17 +86,19 @@ void writeValue(ArvDevice *device, ArvGcNode *node, const FeatureRequest &reques
     if (request.type == FeatureType::kText) {
         const std::string text(request.value.begin(), request.value.end());
         arv_device_set_string_feature_value(device, name, text.c_str(), error.out());
-    } else if (request.type == FeatureType::kFloat) {
-        arv_device_set_float_feature_value(device, name, numberIn<double>(request.value),
-                                           error.out());
-    } else {
-        const auto number = numberIn<std::int64_t>(request.value);
-        if (ARV_IS_GC_BOOLEAN(node))
-            arv_device_set_boolean_feature_value(device, name, number != 0 ? TRUE : FALSE,
-                                                 error.out());
-        else
-            arv_device_set_integer_feature_value(device, name, number, error.out());
+        return;
     }
+    if (request.type == FeatureType::kFloat) {
+        const auto value = numberIn<double>(request.value);
+        arv_device_set_float_feature_value(device, name, value, error.out());
+        return;
+    }
+    const auto value = numberIn<std::int64_t>(request.value);
+    const gboolean isOn = value != 0 ? TRUE : FALSE;
+    if (ARV_IS_GC_BOOLEAN(node))
+        arv_device_set_boolean_feature_value(device, name, isOn, error.out());
+    else
+        arv_device_set_integer_feature_value(device, name, value, error.out());
 }
 
 }  // namespace

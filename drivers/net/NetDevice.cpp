@@ -31,6 +31,18 @@ void forgetState(gpointer state, GClosure * /*closure*/)
     delete static_cast<StatePtr *>(state);
 }
 
+/// The heartbeat's thread may be telling of the loss just now, with a reference of its own. It must
+/// not drop the last one: it would wait for its own end.
+void letGo(ArvCamera *camera)
+{
+    ArvDevice *device = arv_camera_get_device(camera);
+    g_signal_handlers_disconnect_matched(device, G_SIGNAL_MATCH_FUNC, 0, 0, nullptr,
+                                         reinterpret_cast<gpointer>(&onControlLost), nullptr);
+    for (int turn = 0; turn < 1000 && g_atomic_int_get(&G_OBJECT(device)->ref_count) > 1; ++turn)
+        g_usleep(2000);
+    g_object_unref(camera);
+}
+
 /// "1.2.3" in some text or other.
 void parseVersion(const char *text, unsigned short (&version)[3])
 {
@@ -100,7 +112,7 @@ NetDevice::~NetDevice()
 {
     NetDevice::closeAllStreams();
     if (ArvCamera *camera = m_camera.release())
-        m_worker->submit([camera] { g_object_unref(camera); });
+        m_worker->submit([camera] { letGo(camera); });
     CameraWorker::retire(std::move(m_worker));
 }
 

@@ -116,9 +116,10 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
             return status;
     }
     const typedefNubrixFrameMode mode = modeOf(streamType);
+    const int left = (m_width - mode.width) / 2;
+    const int top = (m_height - mode.height) / 2;
     const CameraIntrinsics intrinsics = {static_cast<float>(focal), static_cast<float>(focal),
-                                         static_cast<float>(u - (m_width - mode.width) / 2),
-                                         static_cast<float>(v - (m_height - mode.height) / 2)};
+                                         static_cast<float>(u - left), static_cast<float>(v - top)};
     return giveOut(&intrinsics, sizeof intrinsics, data, size);
 }
 
