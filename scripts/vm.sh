@@ -44,7 +44,7 @@ results=$folder/results
 mkdir -p "$folder"
 
 packages=$kernel_package,busybox-static,kmod,udev,v4l-utils,libstdc++6,libspdlog1.10,libpng16-16
-packages=$packages,libjpeg62-turbo,libudev1,libasan8,libubsan1
+packages=$packages,libjpeg62-turbo,libudev1,libaravis-0.8-0,libasan8,libubsan1
 
 # The modules that the machine needs to reach its root; all others it finds there.
 make_initrd() {
