@@ -157,10 +157,11 @@ void fill(StreamModes &modes, const Limits &limits)
         const bool inPairs =
             modes.format->layout == Layout::kYuyv || modes.format->layout == Layout::kUyvy;
         for (const int rate : limits.rates) {
-            if (!inPairs || width % 2 == 0)
+            if (!inPairs || width % 2 == 0) {
                 modes.records.push_back(
                     {modes.format->pixelFormat, static_cast<unsigned short>(width),
                      static_cast<unsigned short>(height), static_cast<signed char>(rate)});
+            }
         }
     }
     const auto order = [](const typedefNubrixFrameMode &mode) {
@@ -196,11 +197,13 @@ CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std:
         const char *name = streamName(stream.streamType);
         const std::string wanted = settings.formatOf(serial, name);
         choose(stream, offers, wanted, mono16IsDepth);
-        if (stream.format != nullptr)
+        if (stream.format != nullptr) {
             fill(stream, limits);
-        else if (!wanted.empty())
-            report("nubrixNet.ini: " + wanted + " is no pixel format of " + serial +
-                   " that could be its " + name + " stream");
+        } else if (!wanted.empty()) {
+            std::string line = "nubrixNet.ini: ";
+            line.append(wanted).append(" is no pixel format of ").append(serial);
+            report(line.append(" that could be its ").append(name).append(" stream"));
+        }
     }
     return modes;
 }

@@ -102,10 +102,11 @@ int tellFailure(const std::string &name, const Error &error)
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
 {
     Error error;
-    if (!setup.component.empty())
+    if (!setup.component.empty()) {
         arv_camera_select_component(&camera, setup.component.c_str(),
                                     ARV_COMPONENT_SELECTION_FLAGS_EXCLUSIVE_ENABLE, nullptr,
                                     error.out());
+    }
     if (!error)
         arv_camera_set_pixel_format(&camera, setup.format.code, error.out());
     if (!error)

@@ -78,11 +78,11 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector
     }
     device.reset(new UvcDevice(name, usb, std::move(nodes)));
     const auto &modes = device->m_modes;
-    if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); }))
-        report(
-            name +
-            " has no pixel format that is known here, at a size and rate that can be told: it has "
-            "no streams");
+    if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); })) {
+        report(name +
+               " has no pixel format that is known here, at a size and rate that can be "
+               "told: it has no streams");
+    }
     return kDone;
 }
 

@@ -219,10 +219,11 @@ int UvcStream::takePicture()
         return error;
     countMissed(picture.sequence);
     if (picture.conversion == Conversion::kNothing) {
-        if (m_unusable++ == 0)
+        if (m_unusable++ == 0) {
             report(name() +
                    ": a picture has nothing in it to show, it and others like it are "
                    "dropped and counted");
+        }
         return 0;
     }
     m_lastPicture = Clock::now().time_since_epoch().count();
