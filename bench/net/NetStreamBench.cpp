@@ -4,7 +4,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -75,26 +74,28 @@ private:
     bool m_isUp = false;
 };
 
-/// Counts frames down.
-class Countdown {
+/// Lets the benchmark wait for frames that another thread counts; wakes it with the last only.
+class FrameCount {
 public:
-    explicit Countdown(int count) : m_left(count) {}
     void count()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        if (--m_left == 0)
+        if (++m_frames == m_wanted)
             m_changed.notify_all();
     }
-    void await()
+    /// Waits for so many more.
+    void await(int frames)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        m_changed.wait_for(lock, std::chrono::minutes(1), [&] { return m_left <= 0; });
+        m_wanted = m_frames + frames;
+        m_changed.wait_for(lock, std::chrono::minutes(1), [&] { return m_frames >= m_wanted; });
     }
 
 private:
     std::mutex m_lock;
     std::condition_variable m_changed;
-    int m_left;
+    int m_frames = 0;  // both under m_lock
+    int m_wanted = 0;
 };
 
 double cpuSeconds()
@@ -141,14 +142,7 @@ public:
     BareClient(const BareClient &) = delete;
     BareClient &operator=(const BareClient &) = delete;
 
-    void await(int frames)
-    {
-        Countdown countdown(frames);
-        m_countdown = &countdown;
-        countdown.await();
-        m_countdown = nullptr;
-        const std::lock_guard<std::mutex> lock(m_lock);
-    }
+    void await(int frames) { m_frames.await(frames); }
 
 private:
     static void onStream(void *client, ArvStreamCallbackType type, ArvBuffer * /*buffer*/)
@@ -157,19 +151,14 @@ private:
         if (type != ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
             return;
         ArvBuffer *buffer = arv_stream_try_pop_buffer(self->m_stream.get());
-        {
-            const std::lock_guard<std::mutex> lock(self->m_lock);
-            Countdown *countdown = self->m_countdown;
-            if (countdown != nullptr && arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS)
-                countdown->count();
-        }
+        if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS)
+            self->m_frames.count();
         arv_stream_push_buffer(self->m_stream.get(), buffer);
     }
 
+    FrameCount m_frames;  // first: the stream's thread uses it
     nubrix::ObjectPtr<ArvCamera> m_camera;
     nubrix::ObjectPtr<ArvStream> m_stream;
-    std::mutex m_lock;
-    std::atomic<Countdown *> m_countdown{nullptr};
 };
 
 /// A stream of the driver.
@@ -193,30 +182,19 @@ public:
     DriverClient(const DriverClient &) = delete;
     DriverClient &operator=(const DriverClient &) = delete;
 
-    void await(int frames)
-    {
-        Countdown countdown(frames);
-        m_countdown = &countdown;
-        countdown.await();
-        m_countdown = nullptr;
-        const std::lock_guard<std::mutex> lock(m_lock);
-    }
+    void await(int frames) { m_frames.await(frames); }
 
 private:
     static void onFrame(NubrixFrameRef * /*frame*/, void *client)
     {
-        auto *self = static_cast<DriverClient *>(client);
-        const std::lock_guard<std::mutex> lock(self->m_lock);
-        if (Countdown *countdown = self->m_countdown)
-            countdown->count();
+        static_cast<DriverClient *>(client)->m_frames.count();
     }
 
     nubrix::NetDriver &m_driver;
     NubrixBaseDevice *m_device = nullptr;
     NubrixBaseStream *m_stream = nullptr;
     nubrix::FrameAllocator m_pool{1, 4, 10};  // as the library makes it
-    std::mutex m_lock;
-    std::atomic<Countdown *> m_countdown{nullptr};
+    FrameCount m_frames;
 };
 
 /// The ratio is that of processor time; `ns` are of one frame.
