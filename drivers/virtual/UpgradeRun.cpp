@@ -6,13 +6,13 @@
 #include <iterator>
 #include <utility>
 
+#include "common/Report.h"
 #include "virtual/VirtualCamera.h"
 
 namespace nubrix {
 
 namespace {
 
-constexpr int kGone = -9;
 constexpr std::chrono::milliseconds kBlockTime(1);
 constexpr std::chrono::milliseconds kRebootTime(200);
 constexpr std::chrono::seconds kEventTimeOut(10);
@@ -22,6 +22,8 @@ constexpr int kDetached = 5;
 constexpr int kWritten = 85;
 constexpr int kRebooted = 95;
 constexpr int kVerified = 100;
+
+thread_local const UpgradeRun *runOfThisThread = nullptr;
 
 void tellProgress(const typedefNubrixUpgradeCallbacks &callbacks, int percent)
 {
@@ -40,16 +42,18 @@ int UpgradeRun::begin()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     if (m_claimed)
-        return -2;
+        return kWrongState;
     if (m_breakOff || !m_camera.isPlugged())
         return kGone;
     m_claimed = true;
     m_usesCamera = true;
-    return 0;
+    ++m_runs;
+    return kDone;
 }
 
 void UpgradeRun::run(const FirmwareImage *image, const Callbacks &callbacks)
 {
+    const UpgradeRun *const outer = std::exchange(runOfThisThread, this);
     const int status = image ? upgradeWith(*image, callbacks) : 0;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -60,6 +64,10 @@ void UpgradeRun::run(const FirmwareImage *image, const Callbacks &callbacks)
     }
     if (image && callbacks.onFinished)
         callbacks.onFinished(nullptr, status, callbacks.user);
+    runOfThisThread = outer;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    --m_runs;
+    m_wake.notify_all();
 }
 
 int UpgradeRun::upgradeWith(const FirmwareImage &image, const Callbacks &callbacks)
@@ -74,7 +82,7 @@ int UpgradeRun::upgradeWith(const FirmwareImage &image, const Callbacks &callbac
         status = failed.status;
     } catch (const std::exception &error) {
         complainOfUpgrade(m_camera.uri(), error.what());
-        status = -1;
+        status = kFailed;
     }
     m_camera.endUpgrade();
     return status;
@@ -87,7 +95,7 @@ void UpgradeRun::upgrade(const FirmwareImage &image, const Callbacks &callbacks)
     reboot();
     tellProgress(callbacks, kRebooted);
     if (FirmwareImage::crcOf(written) != image.crc)
-        throw Failed{-1, "what was written differs from the image"};
+        throw Failed{kFailed, "what was written differs from the image"};
     requireCamera();
     m_camera.setFirmware(image.version);
     tellProgress(callbacks, kVerified);
@@ -163,10 +171,10 @@ void UpgradeRun::awaitEvent(unsigned int state)
     std::unique_lock<std::mutex> lock(m_lock);
     m_wake.wait_for(lock, kEventTimeOut, [this] { return m_kept || m_breakOff; });
     if (m_breakOff)
-        throw Failed{-1, "it was broken off"};
+        throw Failed{kFailed, "it was broken off"};
     if (!std::exchange(m_kept, false)) {
-        throw Failed{-1, std::string("nobody noticed that the camera ") +
-                             (state == NUBRIX_DEVICE_CONNECTED ? "came back" : "left")};
+        throw Failed{kFailed, std::string("nobody noticed that the camera ") +
+                                  (state == NUBRIX_DEVICE_CONNECTED ? "came back" : "left")};
     }
 }
 
@@ -176,7 +184,7 @@ void UpgradeRun::nap(std::chrono::milliseconds time)
     if (m_camera.pacing() == Pacing::kRealtime)
         m_wake.wait_for(lock, time, [this] { return m_breakOff; });
     if (m_breakOff)
-        throw Failed{-1, "it was broken off"};
+        throw Failed{kFailed, "it was broken off"};
 }
 
 void UpgradeRun::requireCamera() const
@@ -185,16 +193,24 @@ void UpgradeRun::requireCamera() const
         throw Failed{kGone, "the camera was unplugged"};
 }
 
-void UpgradeRun::breakOff()
+void UpgradeRun::refuseMore()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_breakOff = true;
     m_wake.notify_all();
 }
 
+void UpgradeRun::breakOff()
+{
+    refuseMore();
+    const unsigned int own = runOfThisThread == this ? 1 : 0;
+    std::unique_lock<std::mutex> lock(m_lock);
+    m_wake.wait(lock, [&] { return m_runs == own; });
+}
+
 void UpgradeRun::abandon()
 {
-    breakOff();
+    refuseMore();
     std::unique_lock<std::mutex> lock(m_lock);
     m_wake.wait(lock, [this] { return !m_usesCamera; });
 }

@@ -29,7 +29,8 @@ public:
 
     /// Claims the run: 0, -2 while it is claimed, -9 without a camera.
     int begin();
-    /// Does all the steps and frees the claim; `image` null: only that. The upgrader's thread.
+    /// Does all the steps and frees the claim; `image` null: only that. Once after each begin; the
+    /// upgrader's thread.
     void run(const FirmwareImage *image, const Callbacks &callbacks);
 
     /// An event of the camera has come, ...
@@ -37,7 +38,8 @@ public:
     /// ... and the library asks whether it stays here.
     bool keepsEvent();
 
-    /// Ends the upgrade soon, and begins no other.
+    /// Ends the upgrade soon, begins no other, and waits until all callbacks have returned but
+    /// those that the caller itself is called by.
     void breakOff();
     /// The camera is about to go: breaks off, and waits until it is not used any more.
     void abandon();
@@ -49,6 +51,7 @@ private:
         std::string reason;
     };
 
+    void refuseMore();
     int upgradeWith(const FirmwareImage &image, const Callbacks &callbacks);
     void upgrade(const FirmwareImage &image, const Callbacks &callbacks);
     std::vector<std::uint8_t> write(const FirmwareImage &image, const Callbacks &callbacks);
@@ -64,6 +67,7 @@ private:
     std::condition_variable m_wake;
     bool m_claimed = false;  // everything below is under m_lock
     bool m_usesCamera = false;
+    unsigned int m_runs = 0;  // that have begun; one more begins while onFinished is called
     bool m_breakOff = false;
     std::optional<unsigned int> m_expected;  // state of the event that a reboot waits for
     bool m_arrived = false;                  // it was passed on, ...

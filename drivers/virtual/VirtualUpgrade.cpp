@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "common/Report.h"
 #include "virtual/FirmwareImage.h"
 #include "virtual/UpgradeRun.h"
 #include "virtual/VirtualCamera.h"
@@ -38,11 +39,11 @@ int VirtualUpgrade::deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallback
                                               const char *file)
 {
     if (file == nullptr)
-        return -4;
+        return kBadArgument;
     auto read = FirmwareImage::read(file);
     if (const auto *wrong = std::get_if<std::string>(&read)) {
         complainOfUpgrade(m_uri, *wrong);
-        return -4;
+        return kBadArgument;
     }
     if (const int refused = m_run->begin())
         return refused;
@@ -58,14 +59,14 @@ int VirtualUpgrade::deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallback
     } catch (const std::exception &error) {
         complainOfUpgrade(m_uri, error.what());
         run->run(nullptr, told);
-        return -1;
+        return kFailed;
     }
     // Its upgrade is over, but it may still be in onFinished, which may be calling this.
     if (before.get_id() == std::this_thread::get_id())
         before.detach();
     else if (before.joinable())
         before.join();
-    return 0;
+    return kDone;
 }
 
 void VirtualUpgrade::onDeviceStateChange(const char * /*deviceAddr*/, const char * /*serial*/,

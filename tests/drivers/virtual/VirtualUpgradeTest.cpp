@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -133,7 +134,8 @@ protected:
     std::function<void(int)> m_atProgress;
     std::function<void()> m_atFinish;
     bool m_passEventsOn = true;
-    std::mutex m_apiLock;  // m_upgrader, once events come
+    std::atomic<bool> m_returned{false};  // from m_atFinish
+    std::mutex m_apiLock;                 // m_upgrader, once events come
 
 private:
     static void onState(const char *uri, const char *serial, const char *location,
@@ -379,12 +381,33 @@ TEST_F(VirtualUpgradeTest, MayBeStartedAgainWhenItHasFinished)
     };
     ASSERT_EQ(start(imageOf(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
-    EXPECT_EQ(again, 0);
     for (const auto until = std::chrono::steady_clock::now() + kDeadline;
          version() != "3.5.7" && std::chrono::steady_clock::now() < until;)
         std::this_thread::yield();
     EXPECT_EQ(version(), "3.5.7");
-    m_upgrader.reset();  // waits for the second
+    m_upgrader.reset();  // waits for both
+    EXPECT_EQ(again, 0);
+}
+
+TEST_F(VirtualUpgradeTest, GoesWhenTheCallbackThatStartedTheNextOneHasReturned)
+{
+    begin();
+    bool first = true;
+    std::promise<void> isOver;
+    m_atFinish = [&] {
+        if (!std::exchange(first, false)) {
+            isOver.set_value();
+            return;
+        }
+        EXPECT_EQ(start(imageOf(firmware(), 3)), 0);
+        isOver.get_future().wait();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // be late
+        m_returned = true;
+    };
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    EXPECT_EQ(awaitFinished(), 0);  // of the second
+    m_upgrader.reset();
+    EXPECT_TRUE(m_returned);
 }
 
 TEST_F(VirtualUpgradeTest, NeedsNoCallbacks)
