@@ -8,7 +8,8 @@
 #include <utility>
 
 #include "common/Property.h"
-#include "common/Text.h"
+#include "common/StreamSlots.h"
+#include "common/Versions.h"
 #include "net/CameraSetup.h"
 #include "net/NetProperties.h"
 #include "net/Report.h"
@@ -168,7 +169,8 @@ void NetDevice::readIdentity()
         const bool has = arv_camera_is_feature_available(camera, feature, nullptr) != FALSE;
         return has ? arv_camera_get_string(camera, feature, nullptr) : nullptr;
     };
-    m_versions = {{2, 0, 182}, {}, {}, {}};
+    const char *serial = arv_camera_get_device_serial_number(camera, nullptr);
+    m_versions = versionsWith(serial == nullptr ? "" : serial);
     parseVersion(read("DeviceFirmwareVersion"), m_versions.firmware);
     parseVersion(read("DeviceVersion"), m_versions.hardware);
     arv_camera_get_width_bounds(camera, nullptr, &m_width, nullptr);
@@ -178,8 +180,6 @@ void NetDevice::readIdentity()
         if (arv_camera_is_feature_available(camera, feature, nullptr))
             *size = static_cast<int>(arv_camera_get_integer(camera, feature, nullptr));
     }
-    const char *serial = arv_camera_get_device_serial_number(camera, nullptr);
-    copyText(m_versions.serialNumber, serial == nullptr ? "" : serial);
 }
 
 // --- streams
@@ -218,31 +218,12 @@ try {
 
 int NetDevice::destroyStream(NubrixBaseStream **stream)
 {
-    if (stream == nullptr || *stream == nullptr)
-        return kBadArgument;
-    std::unique_ptr<NetStream> gone;  // stops without the lock, which it takes
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
-            return candidate.stream.get() == *stream;
-        });
-        if (slot == m_slots.end())
-            return kBadArgument;
-        gone = std::move(slot->stream);
-    }
-    *stream = nullptr;
-    return kDone;
+    return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int NetDevice::closeAllStreams()
 {
-    std::array<std::unique_ptr<NetStream>, 3> gone;  // stop without the lock, which they take
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        for (std::size_t i = 0; i < m_slots.size(); ++i)
-            gone[i] = std::move(m_slots[i].stream);
-    }
-    return kDone;
+    return closeStreamsIn(m_slots, m_lock);
 }
 
 bool NetDevice::claimCamera(const NetStream &stream)

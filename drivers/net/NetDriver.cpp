@@ -1,6 +1,5 @@
 #include "net/NetDriver.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -32,23 +31,17 @@ void describe(const NetIdentity &camera, typedefNubrixeviceAttribute &record)
 }  // namespace
 
 NetDriver::NetDriver(const std::string &settings)
-    : m_settings(settings),
-      m_watch(m_settings, [this](const CameraWatch::Change &change) { tell(change); })
+    : m_settings(settings), m_watch(m_settings, [this](const CameraWatch::Change &change) {
+          const NetIdentity &camera = change.camera;
+          m_callback.tell(camera.uri(), camera.serial, locationOf(camera), change.connected);
+      })
 {
-}
-
-NetDriver::~NetDriver()
-{
-    m_watch.stop();
 }
 
 int NetDriver::initialize()
 try {
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (std::exchange(m_initialized, true))
-            return kWrongState;
-    }
+    if (m_initialized.exchange(true))
+        return kWrongState;
     m_watch.start();
     return kDone;
 } catch (const std::exception &error) {
@@ -58,26 +51,8 @@ try {
 
 int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_callback = callback;
-    m_user = user;
+    m_callback.set(callback, user);
     return kDone;
-}
-
-void NetDriver::tell(const CameraWatch::Change &change)
-{
-    DriverStateCallback callback = nullptr;
-    void *user = nullptr;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        callback = m_callback;
-        user = m_user;
-    }
-    const NetIdentity &camera = change.camera;
-    if (callback != nullptr) {
-        callback(camera.uri().c_str(), camera.serial.c_str(), locationOf(camera).c_str(),
-                 change.connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED, user);
-    }
 }
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
@@ -106,10 +81,7 @@ try {
     if (const int status = NetDevice::open(address, m_settings, opened))
         return status;
     m_watch.watch(address, opened->state());
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_devices.push_back(std::move(opened));
-    *device = m_devices.back().get();
-    return kDone;
+    return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &error) {
     report(std::string(uri) + " cannot be opened: " + error.what());
     return kFailed;
@@ -117,20 +89,7 @@ try {
 
 int NetDriver::closeDevice(NubrixBaseDevice **device)
 {
-    if (device == nullptr || *device == nullptr)
-        return kBadArgument;
-    std::unique_ptr<NetDevice> gone;  // stops its streams without the lock
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto found = std::find_if(m_devices.begin(), m_devices.end(),
-                                        [&](const auto &open) { return open.get() == *device; });
-        if (found == m_devices.end())
-            return kBadArgument;
-        gone = std::move(*found);
-        m_devices.erase(found);
-    }
-    *device = nullptr;
-    return kDone;
+    return m_devices.close(device);
 }
 
 }  // namespace nubrix

@@ -1,11 +1,11 @@
 // The driver plug-in of network cameras.
 #pragma once
 
-#include <memory>
-#include <mutex>
+#include <atomic>
 #include <string>
-#include <vector>
 
+#include "common/OpenDevices.h"
+#include "common/StateCallback.h"
 #include "net/CameraWatch.h"
 #include "net/NetDevice.h"
 #include "net/NetSettings.h"
@@ -18,7 +18,6 @@ class NetDriver final : public NubrixBaseDriver {
 public:
     /// `settings`: the path of nubrixNet.ini.
     explicit NetDriver(const std::string &settings);
-    ~NetDriver() override;
 
     /// -2 when it has been called already, -1 when there is no thread to be had.
     int initialize() override;
@@ -30,14 +29,10 @@ public:
     int closeDevice(NubrixBaseDevice **device) override;
 
 private:
-    void tell(const CameraWatch::Change &change);
-
     const NetSettings m_settings;
-    std::mutex m_lock;
-    DriverStateCallback m_callback = nullptr;  // everything up to the devices is under m_lock
-    void *m_user = nullptr;
-    bool m_initialized = false;
-    std::vector<std::unique_ptr<NetDevice>> m_devices;
+    std::atomic<bool> m_initialized{false};
+    StateCallback m_callback;
+    OpenDevices<NetDevice> m_devices;
     CameraWatch m_watch;  // last: its thread uses the others
 };
 

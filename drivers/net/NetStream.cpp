@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds kStopWait{500};
 }  // namespace
 
 NetStream::NetStream(NetDevice &device, unsigned int streamType)
-    : m_device(device), m_streamType(streamType)
+    : DriverStream(streamType), m_device(device)
 {
 }
 
@@ -31,26 +31,9 @@ unsigned int NetStream::getFrameBufferSize()
     return static_cast<unsigned int>(mode.width) * mode.height * pixelBytes(mode.pixelFormat);
 }
 
-int NetStream::setFrameAllocator(FrameAllocatorInterfaceBase *allocator)
-{
-    if (m_running)
-        return kWrongState;
-    m_allocator = allocator;
-    return kDone;
-}
-
-int NetStream::setFrameCallback(DriverFrameCallback callback, void *user)
-{
-    if (m_running)
-        return kWrongState;
-    m_callback = callback;
-    m_user = user;
-    return kDone;
-}
-
 int NetStream::start()
 try {
-    if (m_running || m_allocator == nullptr || m_callback == nullptr)
+    if (!mayStart())
         return kWrongState;
     if (m_device.state()->isGone())
         return kGone;

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <utility>
 
 #include "common/Property.h"
+#include "common/StreamSlots.h"
+#include "common/Versions.h"
 #include "uvc/NodeControls.h"
 #include "uvc/NodeFormats.h"
 #include "uvc/Report.h"
@@ -24,11 +25,10 @@ unsigned short decimalOf(unsigned int bcd)
 NubrixVersions versionsOf(const UsbIdentity &usb)
 {
     const unsigned int release = usb.release;
-    NubrixVersions versions = {{2, 0, 182}, {}, {}, {}};
+    NubrixVersions versions = versionsWith(usb.serial);
     versions.firmware[0] = decimalOf(release >> 8U);
     versions.firmware[1] = static_cast<unsigned short>(release >> 4U & 0xfU);
     versions.firmware[2] = static_cast<unsigned short>(release & 0xfU);
-    std::snprintf(versions.serialNumber, sizeof versions.serialNumber, "%s", usb.serial.c_str());
     return versions;
 }
 
@@ -133,31 +133,12 @@ try {
 
 int UvcDevice::destroyStream(NubrixBaseStream **stream)
 {
-    if (stream == nullptr || *stream == nullptr)
-        return kBadArgument;
-    std::unique_ptr<UvcStream> gone;  // stops, and so waits, without the lock
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
-            return candidate.stream.get() == *stream;
-        });
-        if (slot == m_slots.end())
-            return kBadArgument;
-        gone = std::move(slot->stream);
-    }
-    *stream = nullptr;
-    return kDone;
+    return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int UvcDevice::closeAllStreams()
 {
-    std::array<std::unique_ptr<UvcStream>, 3> gone;  // stop without the lock, which they take
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        for (std::size_t i = 0; i < m_slots.size(); ++i)
-            gone[i] = std::move(m_slots[i].stream);
-    }
-    return kDone;
+    return closeStreamsIn(m_slots, m_lock);
 }
 
 int UvcDevice::setProperty(unsigned int id, const void *data, unsigned int size)

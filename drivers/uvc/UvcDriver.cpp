@@ -1,7 +1,6 @@
 #include "uvc/UvcDriver.h"
 
 #include <sys/stat.h>
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -46,22 +45,17 @@ std::optional<NodeInfo> lookUp(int fd, const NodeOpener &opener)
 
 UvcDriver::UvcDriver(NodeOpener opener)
     : m_opener(std::move(opener)),
-      m_monitor(m_table, m_opener, [this](const CameraTable::Change &change) { tell(change); })
+      m_monitor(m_table, m_opener, [this](const CameraTable::Change &change) {
+          const CameraInfo &camera = change.camera;
+          m_callback.tell(camera.uri(), camera.usb.serial, camera.usb.busPath, change.connected);
+      })
 {
-}
-
-UvcDriver::~UvcDriver()
-{
-    m_monitor.stop();
 }
 
 int UvcDriver::initialize()
 try {
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (std::exchange(m_initialized, true))
-            return kWrongState;
-    }
+    if (m_initialized.exchange(true))
+        return kWrongState;
     if (!m_monitor.start())
         report("udev gives no events: cameras that come and go are not noticed");
     return kDone;
@@ -72,26 +66,8 @@ try {
 
 int UvcDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_callback = callback;
-    m_user = user;
+    m_callback.set(callback, user);
     return kDone;
-}
-
-void UvcDriver::tell(const CameraTable::Change &change)
-{
-    DriverStateCallback callback = nullptr;
-    void *user = nullptr;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        callback = m_callback;
-        user = m_user;
-    }
-    const CameraInfo &camera = change.camera;
-    if (callback != nullptr) {
-        callback(camera.uri().c_str(), camera.usb.serial.c_str(), camera.usb.busPath.c_str(),
-                 change.connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED, user);
-    }
 }
 
 int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
@@ -147,7 +123,7 @@ try {
     std::unique_ptr<UvcDevice> opened;
     if (const int status = UvcDevice::open(uri, usb, paths, m_opener, opened))
         return status;
-    return keep(std::move(opened), device);
+    return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &error) {
     report(std::string(uri) + " cannot be opened: " + error.what());
     return kFailed;
@@ -176,35 +152,14 @@ try {
     std::unique_ptr<UvcDevice> opened;
     if (UvcDevice::open(name, usb, std::move(nodes), opened) != kDone)
         return kBadArgument;
-    return keep(std::move(opened), device);
+    return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &) {
     return kFailed;
 }
 
-int UvcDriver::keep(std::unique_ptr<UvcDevice> opened, NubrixBaseDevice **device)
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_devices.push_back(std::move(opened));
-    *device = m_devices.back().get();
-    return kDone;
-}
-
 int UvcDriver::closeDevice(NubrixBaseDevice **device)
 {
-    if (device == nullptr || *device == nullptr)
-        return kBadArgument;
-    std::unique_ptr<UvcDevice> gone;  // stops its streams without the lock
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto found = std::find_if(m_devices.begin(), m_devices.end(),
-                                        [&](const auto &open) { return open.get() == *device; });
-        if (found == m_devices.end())
-            return kBadArgument;
-        gone = std::move(*found);
-        m_devices.erase(found);
-    }
-    *device = nullptr;
-    return kDone;
+    return m_devices.close(device);
 }
 
 }  // namespace nubrix

@@ -1,10 +1,10 @@
 // The driver plug-in of USB cameras and of other video nodes.
 #pragma once
 
-#include <memory>
-#include <mutex>
-#include <vector>
+#include <atomic>
 
+#include "common/OpenDevices.h"
+#include "common/StateCallback.h"
 #include "nubrix/driver.h"
 #include "uvc/CameraTable.h"
 #include "uvc/HotPlugMonitor.h"
@@ -18,7 +18,6 @@ class UvcDriver final : public NubrixBaseDriver {
 public:
     /// Throws std::system_error when there are no descriptors left.
     explicit UvcDriver(NodeOpener opener);
-    ~UvcDriver() override;
 
     /// -2 when it has been called already, -1 when there is no thread to be had. Without udev it
     /// finds nothing, says so and is content.
@@ -35,16 +34,11 @@ public:
     int closeDevice(NubrixBaseDevice **device) override;
 
 private:
-    void tell(const CameraTable::Change &change);
-    int keep(std::unique_ptr<UvcDevice> opened, NubrixBaseDevice **device);
-
     const NodeOpener m_opener;
     CameraTable m_table;
-    std::mutex m_lock;
-    DriverStateCallback m_callback = nullptr;  // everything up to the devices is under m_lock
-    void *m_user = nullptr;
-    bool m_initialized = false;
-    std::vector<std::unique_ptr<UvcDevice>> m_devices;
+    std::atomic<bool> m_initialized{false};
+    StateCallback m_callback;
+    OpenDevices<UvcDevice> m_devices;
     HotPlugMonitor m_monitor;  // last: its thread uses the others
 };
 

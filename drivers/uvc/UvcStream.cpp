@@ -16,7 +16,7 @@
 namespace nubrix {
 
 UvcStream::UvcStream(UvcDevice &device, unsigned int streamType)
-    : m_device(device), m_streamType(streamType)
+    : DriverStream(streamType), m_device(device)
 {
 }
 
@@ -39,26 +39,9 @@ unsigned int UvcStream::getFrameBufferSize()
     return bytes;
 }
 
-int UvcStream::setFrameAllocator(FrameAllocatorInterfaceBase *allocator)
-{
-    if (m_running)
-        return kWrongState;
-    m_allocator = allocator;
-    return kDone;
-}
-
-int UvcStream::setFrameCallback(DriverFrameCallback callback, void *user)
-{
-    if (m_running)
-        return kWrongState;
-    m_callback = callback;
-    m_user = user;
-    return kDone;
-}
-
 int UvcStream::start()
 try {
-    if (m_running || m_allocator == nullptr || m_callback == nullptr)
+    if (!mayStart())
         return kWrongState;
     if (m_device.isGone())
         return kGone;

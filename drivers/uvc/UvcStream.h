@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "nubrix/driver.h"
+#include "common/DriverStream.h"
 #include "uvc/Capture.h"
 #include "uvc/EventFd.h"
 #include "uvc/PictureConverter.h"
@@ -21,7 +21,7 @@ class UvcDevice;
 struct SourceMode;
 
 /// The operations come one at a time; the queries may be used on any thread.
-class UvcStream final : public NubrixBaseStream {
+class UvcStream final : public DriverStream {
 public:
     /// A camera that has sent nothing for so long does not answer.
     static constexpr std::chrono::milliseconds kSilence{3000};
@@ -31,8 +31,6 @@ public:
     ~UvcStream() override;
 
     unsigned int getFrameBufferSize() override;
-    int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override;
-    int setFrameCallback(DriverFrameCallback callback, void *user) override;
     /// -2 when it runs, lacks allocator or callback, or somebody else streams from the node; -9
     /// when the camera is gone; -5 for want of bandwidth or memory; -4 when the camera no longer
     /// has the mode.
@@ -40,8 +38,6 @@ public:
     /// 0 also when it does not run; -2 from within the frame callback.
     int stop() override;
 
-    unsigned int type() const { return m_streamType; }
-    bool isRunning() const { return m_running; }
     /// Pictures come, or none are asked for.
     bool isAnswering() const;
     StreamCounters counters() const;
@@ -64,10 +60,6 @@ private:
     std::string name() const;
 
     UvcDevice &m_device;
-    const unsigned int m_streamType;
-    FrameAllocatorInterfaceBase *m_allocator = nullptr;  // changed only while no thread runs
-    DriverFrameCallback m_callback = nullptr;
-    void *m_user = nullptr;
     typedefNubrixFrameMode m_mode = {};
     std::optional<unsigned int> m_lastSequence;  // of the thread
     bool m_silenceTold = false;                  // of the thread
@@ -76,7 +68,6 @@ private:
     std::thread m_thread;
     EventFd m_end;
     std::atomic<std::thread::id> m_runner{};  // the thread itself
-    std::atomic<bool> m_running{false};
     std::atomic<bool> m_broken{false};
     std::atomic<Clock::rep> m_lastPicture{0};
     std::atomic<unsigned int> m_delivered{0};

@@ -4,13 +4,6 @@
 
 namespace nubrix {
 
-void HotPlug::setCallback(DriverStateCallback callback, void *user)
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_callback = callback;
-    m_user = user;
-}
-
 void HotPlug::start()
 {
     m_thread = std::thread(&HotPlug::run, this);
@@ -66,19 +59,8 @@ void HotPlug::carryOut(const Event &event)
         camera.unplug();
         return;
     }
-    DriverStateCallback callback = nullptr;
-    void *user = nullptr;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        callback = m_callback;
-        user = m_user;
-    }
-    const unsigned int state = event.action == Action::kTellConnected ? NUBRIX_DEVICE_CONNECTED
-                                                                      : NUBRIX_DEVICE_DISCONNECTED;
-    if (callback != nullptr) {
-        callback(camera.uri().c_str(), camera.serial().c_str(), camera.location().c_str(), state,
-                 user);
-    }
+    m_callback.tell(camera.uri(), camera.serial(), camera.location(),
+                    event.action == Action::kTellConnected);
 }
 
 }  // namespace nubrix

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "nubrix/driver.h"
+#include "common/StateCallback.h"
 
 namespace nubrix {
 
@@ -26,7 +26,7 @@ public:
     HotPlug &operator=(const HotPlug &) = delete;
     ~HotPlug() { stop(); }
 
-    void setCallback(DriverStateCallback callback, void *user);
+    StateCallback &callback() { return m_callback; }
     /// Starts the thread. Throws std::system_error when there is none to be had.
     void start();
     /// Forgets what is still to come and waits for an event that is being carried out.
@@ -43,12 +43,11 @@ private:
     void run();
     void carryOut(const Event &event);
 
+    StateCallback m_callback;
     std::thread m_thread;  // start and stop only
     std::mutex m_lock;
     std::condition_variable m_wake;
-    DriverStateCallback m_callback = nullptr;  // everything below is under m_lock
-    void *m_user = nullptr;
-    bool m_stopping = false;
+    bool m_stopping = false;              // this and m_events: under m_lock
     std::multimap<Time, Event> m_events;  // equal times stay in order
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "common/Report.h"
 #include "virtual/UpgradeRun.h"
 #include "virtual/VirtualDevice.h"
 
@@ -55,14 +56,14 @@ int VirtualCamera::open(std::unique_ptr<VirtualDevice> &device)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     if (!m_plugged)
-        return -4;
+        return kBadArgument;
     if (m_device != nullptr)
-        return -2;
+        return kWrongState;
     if (const int status = m_faults.openAttempt(msAt(std::chrono::steady_clock::now())))
         return status;
     device = std::make_unique<VirtualDevice>(*this);
     m_device = device.get();
-    return 0;
+    return kDone;
 }
 
 void VirtualCamera::detach(const VirtualDevice &device)

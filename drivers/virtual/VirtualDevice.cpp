@@ -1,12 +1,14 @@
 #include "virtual/VirtualDevice.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
 
 #include "common/Property.h"
+#include "common/Report.h"
+#include "common/StreamSlots.h"
+#include "common/Versions.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualProperties.h"
 #include "virtual/VirtualStream.h"
@@ -25,9 +27,9 @@ bool isSame(const typedefNubrixFrameMode &a, const typedefNubrixFrameMode &b)
 NubrixVersions versionsOf(const VirtualCamera &camera)
 {
     const VirtualCamera::Version firmware = camera.firmware();
-    NubrixVersions versions = {{2, 0, 182}, {firmware[0], firmware[1], firmware[2]}, {1, 0, 0}, {}};
-    std::snprintf(versions.serialNumber, sizeof versions.serialNumber, "%s",
-                  camera.serial().c_str());
+    NubrixVersions versions = versionsWith(camera.serial());
+    std::copy(firmware.begin(), firmware.end(), versions.firmware);
+    versions.hardware[0] = 1;
     return versions;
 }
 
@@ -35,15 +37,15 @@ NubrixVersions versionsOf(const VirtualCamera &camera)
 
 VirtualDevice::VirtualDevice(VirtualCamera &camera)
     : m_camera(camera),
-      m_slots{{{NUBRIX_STREAM_COLOR, {}, nullptr},
-               {NUBRIX_STREAM_DEPTH, {}, nullptr},
-               {NUBRIX_STREAM_IR, {}, nullptr},
-               {NUBRIX_STREAM_LIGHT_IR, {}, nullptr}}}
+      m_slots{{{NUBRIX_STREAM_COLOR, {}, {}, nullptr},
+               {NUBRIX_STREAM_DEPTH, {}, {}, nullptr},
+               {NUBRIX_STREAM_IR, {}, {}, nullptr},
+               {NUBRIX_STREAM_LIGHT_IR, {}, {}, nullptr}}}
 {
     const FrameSource &source = camera.source();
     for (Slot &slot : m_slots) {
         if (const auto &modes = source.modes(slot.type); !modes.empty())
-            slot.mode = modes[source.defaultMode(slot.type)];
+            slot.shown = slot.mode = modes[source.defaultMode(slot.type)];
     }
 }
 
@@ -57,70 +59,53 @@ int VirtualDevice::createStream(unsigned int streamType, NubrixBaseStream **stre
 {
     Slot *slot = slotOf(streamType);
     if (slot == nullptr || stream == nullptr)
-        return -4;
+        return kBadArgument;
     if (m_gone)
-        return -9;
+        return kGone;
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream)
-        return -2;
+        return kWrongState;
     slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
     if (!slot->stream)
-        return -1;
+        return kFailed;
     *stream = slot->stream.get();
-    return 0;
+    return kDone;
 }
 
 int VirtualDevice::destroyStream(NubrixBaseStream **stream)
 {
-    if (stream == nullptr || *stream == nullptr)
-        return -4;
-    std::unique_ptr<VirtualStream> gone;  // stops, and so waits, without the lock
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
-            return candidate.stream.get() == *stream;
-        });
-        if (slot == m_slots.end())
-            return -4;
-        gone = std::move(slot->stream);
-    }
-    *stream = nullptr;
-    return 0;
+    return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int VirtualDevice::closeAllStreams()
 {
-    std::array<std::unique_ptr<VirtualStream>, 4> gone;  // outlives the lock
-    const std::lock_guard<std::mutex> lock(m_lock);
-    for (std::size_t i = 0; i < m_slots.size(); ++i)
-        gone[i] = std::move(m_slots[i].stream);
-    return 0;
+    return closeStreamsIn(m_slots, m_lock);
 }
 
 int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 {
     if (m_gone)
-        return -9;
+        return kGone;
     if (isPlace(id))
         return seek(id, data, size);
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE)
-        return -8;
+        return kUnsupported;
     unsigned int mode = 0;
     if (data == nullptr || size != sizeof mode)
-        return -4;
+        return kBadArgument;
     std::memcpy(&mode, data, sizeof mode);
     if (mode < 1 || mode > 4)
-        return -4;
+        return kBadArgument;
     m_streamFlagMode = mode;
-    return 0;
+    return kDone;
 }
 
 int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 {
     if (m_gone)
-        return -9;
+        return kGone;
     if (data == nullptr || size == nullptr)
-        return -4;
+        return kBadArgument;
     if (id == NUBRIX_PROPERTY_VERSION) {
         const NubrixVersions versions = versionsOf(m_camera);
         return giveOut(&versions, sizeof versions, data, size);
@@ -131,16 +116,16 @@ int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
     }
     if (id == kPropertyTruth) {
         const unsigned int room = std::exchange(*size, sizeof(VirtualTruth));
-        return room < sizeof(VirtualTruth) ? -4 : getTruth(data);
+        return room < sizeof(VirtualTruth) ? kBadArgument : getTruth(data);
     }
     if (isPlace(id))
         return getPlace(id, data, size);
     if (id < kPropertyIntrinsics || slotOf(id - kPropertyIntrinsics) == nullptr)
-        return -8;
+        return kUnsupported;
     const unsigned int streamType = id - kPropertyIntrinsics;
     const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
     if (!known)
-        return -8;
+        return kUnsupported;
     const CameraIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
     return giveOut(&intrinsics, sizeof intrinsics, data, size);
 }
@@ -151,13 +136,13 @@ int VirtualDevice::getTruth(void *data)
     std::memcpy(&truth, data, sizeof truth);
     const typedefNubrixFrameMode depthMode = mode(NUBRIX_STREAM_DEPTH);
     if (truth.x >= depthMode.width || truth.y >= depthMode.height)
-        return -4;
+        return kBadArgument;
     const auto depth = m_camera.source().trueDepth(depthMode, truth.frameIndex, truth.x, truth.y);
     if (!depth)
-        return -8;
+        return kUnsupported;
     truth.depthMm = *depth;
     std::memcpy(data, &truth, sizeof truth);
-    return 0;
+    return kDone;
 }
 
 bool VirtualDevice::isPlace(unsigned int id) const
@@ -199,21 +184,21 @@ int VirtualDevice::seek(unsigned int id, const void *data, unsigned int size)
     std::uint64_t us = 0;
     if (id == kPropertyPlayTime) {
         if (data == nullptr || size != sizeof us)
-            return -4;
+            return kBadArgument;
         std::memcpy(&us, data, sizeof us);
     } else {
         std::uint32_t frame = 0;
         if (data == nullptr || size != sizeof frame)
-            return -4;
+            return kBadArgument;
         std::memcpy(&frame, data, sizeof frame);
         const auto recorded = m_camera.source().recorded(id - kPropertyPlayFrame, frame);
         if (!recorded)
-            return -4;
+            return kBadArgument;
         us = recorded->us;
     }
     m_clock.seek(us);
     wakeStreams();
-    return 0;
+    return kDone;
 }
 
 void VirtualDevice::wakeStreams()
@@ -245,11 +230,11 @@ int VirtualDevice::getSupportFrameMode(unsigned int streamType,
                                        const typedefNubrixFrameMode **modes, unsigned int *count)
 {
     if (slotOf(streamType) == nullptr || modes == nullptr || count == nullptr)
-        return -4;
+        return kBadArgument;
     const auto &table = m_camera.source().modes(streamType);
     *modes = table.data();
     *count = static_cast<unsigned int>(table.size());
-    return 0;
+    return kDone;
 }
 
 int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
@@ -257,24 +242,24 @@ int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFram
 {
     Slot *slot = slotOf(streamType);
     if (slot == nullptr)
-        return -4;
+        return kBadArgument;
     if (m_gone)
-        return -9;
+        return kGone;
     const auto &table = m_camera.source().modes(streamType);
     if (std::none_of(table.begin(), table.end(),
                      [&](const typedefNubrixFrameMode &entry) { return isSame(entry, mode); }))
-        return -4;
+        return kBadArgument;
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream && slot->stream->isRunning())
-        return -2;
-    slot->mode = mode;
-    return 0;
+        return kWrongState;
+    slot->shown = slot->mode = mode;
+    return kDone;
 }
 
 typedefNubrixFrameMode *VirtualDevice::getCurrentFrameMode(unsigned int streamType)
 {
     Slot *slot = slotOf(streamType);
-    return slot == nullptr ? nullptr : &slot->mode;
+    return slot == nullptr ? nullptr : &slot->shown;
 }
 
 const char *VirtualDevice::getDeviceId()

@@ -57,6 +57,7 @@ private:
     struct Slot {
         unsigned int type;
         typedefNubrixFrameMode mode;
+        typedefNubrixFrameMode shown;  // handed out: whoever has it may write to it
         std::unique_ptr<VirtualStream> stream;
     };
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include <variant>
 
+#include "common/Report.h"
 #include "virtual/ImageSource.h"
 #include "virtual/RecordingSource.h"
 #include "virtual/ScenarioFile.h"
@@ -55,22 +56,22 @@ try {
     const auto read = readScenarioFile(file);
     if (const auto *error = std::get_if<ScenarioError>(&read)) {
         complain(error->text(file));
-        return -4;
+        return kBadArgument;
     }
     return initializeWith(std::get<Scenario>(read), file);
 } catch (const std::exception &error) {
     complain(error.what());
-    return -1;
+    return kFailed;
 }
 
 int VirtualDriver::initializeWith(const Scenario &scenario, const std::string &file)
 try {
     if (m_initialized)
-        return -2;
+        return kWrongState;
     const auto made = makeSource(scenario);
     if (const auto *error = std::get_if<ScenarioError>(&made)) {
         complain(error->text(file));
-        return -4;
+        return kBadArgument;
     }
     const auto &source = std::get<std::shared_ptr<FrameSource>>(made);
     m_initialized = true;
@@ -82,65 +83,52 @@ try {
         scheduleFaults(*m_cameras.back(), start);
     }
     m_hotPlug.start();
-    return 0;
+    return kDone;
 } catch (const std::exception &error) {
     complain(error.what());
-    return -1;
+    return kFailed;
 }
 
 int VirtualDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 {
-    m_hotPlug.setCallback(callback, user);
-    return 0;
+    m_hotPlug.callback().set(callback, user);
+    return kDone;
 }
 
 int VirtualDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 {
     if (records == nullptr || count == nullptr)
-        return -4;
+        return kBadArgument;
     const unsigned int capacity = std::exchange(*count, 0U);
     for (const auto &camera : m_cameras) {
         if (*count < capacity && camera->isPlugged())
             camera->describe(records[(*count)++]);
     }
-    return 0;
+    return kDone;
 }
 
 int VirtualDriver::openDevice(const char *uri, NubrixBaseDevice **device)
 {
     VirtualCamera *camera = uri == nullptr ? nullptr : find(uri);
-    return camera == nullptr || device == nullptr ? -4 : open(*camera, device);
+    return camera == nullptr || device == nullptr ? kBadArgument : open(*camera, device);
 }
 
 int VirtualDriver::openDeviceByFd(unsigned int vid, unsigned int pid, int /*fd*/, const char *path,
                                   NubrixBaseDevice **device)
 {
     if (vid != VirtualCamera::kVendorId || pid != VirtualCamera::kProductId || device == nullptr)
-        return -4;
+        return kBadArgument;
     const char *start = VirtualCamera::kUriStart;
     if (path != nullptr && std::strncmp(path, start, std::strlen(start)) == 0)
         return openDevice(path, device);
     const auto free = std::find_if(m_cameras.begin(), m_cameras.end(),
                                    [](const auto &camera) { return camera->isFree(); });
-    return free == m_cameras.end() ? -4 : open(**free, device);
+    return free == m_cameras.end() ? kBadArgument : open(**free, device);
 }
 
 int VirtualDriver::closeDevice(NubrixBaseDevice **device)
 {
-    if (device == nullptr || *device == nullptr)
-        return -4;
-    std::unique_ptr<VirtualDevice> gone;  // stops its streams without the lock
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto found = std::find_if(m_devices.begin(), m_devices.end(),
-                                        [&](const auto &open) { return open.get() == *device; });
-        if (found == m_devices.end())
-            return -4;
-        gone = std::move(*found);
-        m_devices.erase(found);
-    }
-    *device = nullptr;
-    return 0;
+    return m_devices.close(device);
 }
 
 VirtualCamera *VirtualDriver::find(const char *uri)
@@ -155,12 +143,9 @@ try {
     std::unique_ptr<VirtualDevice> opened;
     if (const int status = camera.open(opened))
         return status;
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_devices.push_back(std::move(opened));
-    *device = m_devices.back().get();
-    return 0;
+    return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &) {
-    return -1;
+    return kFailed;
 }
 
 void VirtualDriver::scheduleFaults(VirtualCamera &camera, HotPlug::Time start)

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "common/OpenDevices.h"
 #include "nubrix/driver.h"
 #include "virtual/HotPlug.h"
 #include "virtual/Scenario.h"
@@ -43,9 +43,8 @@ private:
 
     bool m_initialized = false;  // the first two: fixed after initialize
     std::vector<std::unique_ptr<VirtualCamera>> m_cameras;
-    std::mutex m_lock;
-    std::vector<std::unique_ptr<VirtualDevice>> m_devices;  // under m_lock
-    HotPlug m_hotPlug;                                      // ends before the cameras
+    OpenDevices<VirtualDevice> m_devices;
+    HotPlug m_hotPlug;  // ends before the cameras
 };
 
 }  // namespace nubrix

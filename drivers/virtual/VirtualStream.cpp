@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kPoolRetry(5);
 }  // namespace
 
 VirtualStream::VirtualStream(VirtualDevice &device, unsigned int streamType)
-    : m_device(device), m_streamType(streamType)
+    : DriverStream(streamType), m_device(device)
 {
 }
 
@@ -36,33 +36,16 @@ unsigned int VirtualStream::getFrameBufferSize()
            m_device.camera().faults().extraBufferBytes(m_streamType);
 }
 
-int VirtualStream::setFrameAllocator(FrameAllocatorInterfaceBase *allocator)
-{
-    if (m_running)
-        return -2;
-    m_allocator = allocator;
-    return 0;
-}
-
-int VirtualStream::setFrameCallback(DriverFrameCallback callback, void *user)
-{
-    if (m_running)
-        return -2;
-    m_callback = callback;
-    m_user = user;
-    return 0;
-}
-
 int VirtualStream::start()
 try {
-    if (m_running || m_allocator == nullptr || m_callback == nullptr)
-        return -2;
+    if (!mayStart())
+        return kWrongState;
     if (m_device.isGone())
-        return -9;
+        return kGone;
     VirtualCamera &camera = m_device.camera();
     m_upgrades = camera.upgrades();
     if (camera.isUpgrading())
-        return -2;
+        return kWrongState;
     if (const int status =
             camera.faults().startAttempt(m_streamType, camera.msAt(steady_clock::now())))
         return status;
@@ -78,19 +61,19 @@ try {
     } catch (const std::exception &) {
         m_device.clock().end();
         m_running = false;
-        return -1;
+        return kFailed;
     }
-    return 0;
+    return kDone;
 } catch (const std::exception &) {
-    return -1;
+    return kFailed;
 }
 
 int VirtualStream::stop()
 {
     if (!m_running)
-        return 0;
+        return kDone;
     if (m_runner.load() == std::this_thread::get_id())
-        return -2;
+        return kWrongState;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         m_stopping = true;
@@ -99,7 +82,7 @@ int VirtualStream::stop()
     m_thread.join();
     m_device.clock().end();
     m_running = false;
-    return 0;
+    return kDone;
 }
 
 void VirtualStream::run()

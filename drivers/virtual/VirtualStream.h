@@ -10,9 +10,9 @@
 #include <optional>
 #include <thread>
 
+#include "common/DriverStream.h"
 #include "common/FrameFlags.h"
 #include "common/FramePtr.h"
-#include "nubrix/driver.h"
 #include "virtual/CameraClock.h"
 #include "virtual/FaultPlan.h"
 #include "virtual/FrameSource.h"
@@ -22,14 +22,12 @@ namespace nubrix {
 class VirtualDevice;
 
 /// The operations come one at a time; the queries and wake may be used on any thread.
-class VirtualStream final : public NubrixBaseStream {
+class VirtualStream final : public DriverStream {
 public:
     VirtualStream(VirtualDevice &device, unsigned int streamType);
     ~VirtualStream() override;
 
     unsigned int getFrameBufferSize() override;
-    int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override;
-    int setFrameCallback(DriverFrameCallback callback, void *user) override;
     /// -2 when it runs, lacks allocator or callback, or the camera is being upgraded, -9 when the
     /// camera has been unplugged, -1 when there is no thread or memory to be had, or what a fault
     /// says.
@@ -37,7 +35,6 @@ public:
     /// 0 also when it does not run; -2 from within the frame callback.
     int stop() override;
 
-    bool isRunning() const { return m_running; }
     /// The frame that comes next while it runs.
     std::uint32_t nextFrame() const { return m_next; }
     /// Has it look at once whether another place was sought or the camera is being upgraded.
@@ -69,10 +66,6 @@ private:
     bool isRecorded() const;
 
     VirtualDevice &m_device;
-    const unsigned int m_streamType;
-    FrameAllocatorInterfaceBase *m_allocator = nullptr;  // changed only while no thread runs
-    DriverFrameCallback m_callback = nullptr;
-    void *m_user = nullptr;
     typedefNubrixFrameMode m_mode = {};
     unsigned int m_frameRate = 0;
     CameraClock::Place m_place;
@@ -81,7 +74,6 @@ private:
     std::atomic<std::uint32_t> m_next{0};
     std::thread m_thread;
     std::atomic<std::thread::id> m_runner{};  // the thread itself
-    std::atomic<bool> m_running{false};
     mutable std::mutex m_lock;
     std::condition_variable m_wake;
     bool m_stopping = false;  // under m_lock

@@ -7,6 +7,7 @@
 #include "device/Device.h"
 #include "device/DriverLoader.h"
 #include "log/LogDriver.h"
+#include "nubrix/version.h"
 #include "record/StreamRecorder.h"
 #include "stream/MultiStreamsListener.h"
 #include "stream/VideoStream.h"
@@ -43,7 +44,8 @@ int Context::initialize()
         logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
         return 0;
     }
-    logPrint(kLogInfo, "Nubrix SDK Version %d.%d.%d", 2, 0, 182);
+    logPrint(kLogInfo, "Nubrix SDK Version %d.%d.%d", NUBRIX_VERSION_MAJOR, NUBRIX_VERSION_MINOR,
+             NUBRIX_VERSION_PATCH);
     loadDriverOf(DRIVER_TYPE_UVC, "Load uvc driver succeed!");
     loadDriverOf(DRIVER_TYPE_NET, "Load net driver succeed!");
     // Kept: the mini driver is never loaded, though everything else about it is there.

@@ -79,7 +79,7 @@ TEST_F(SystemChecksTest, NodesThatMayBeOpenedAreCounted)
         system.add(std::string("/dev/") + name);
     system.access["/dev/video-dec0"] = Machine::Access::kDenied;
     EXPECT_THAT(checkPermissions(machine),
-                ElementsAre(finds(State::kGood, "ada may open all video nodes: 2")));
+                ElementsAre(finds(State::kGood, "visitor may open all video nodes: 2")));
 }
 
 TEST_F(SystemChecksTest, NodesThatMayNotBeOpenedAreNamedWithTheCure)
@@ -91,10 +91,11 @@ TEST_F(SystemChecksTest, NodesThatMayNotBeOpenedAreNamedWithTheCure)
     system.access["/dev/video2"] = Machine::Access::kAfterLogin;
     EXPECT_THAT(
         checkPermissions(machine),
-        ElementsAre(finds(State::kProblem, "ada may not open /dev/video1", "usermod -aG video ada"),
-                    finds(State::kProblem, "may not open /dev/video3, which udev has not given",
-                          "copy packaging/70-nubrix.rules"),
-                    finds(State::kProblem, "/dev/video2 yet", "log in again")));
+        ElementsAre(
+            finds(State::kProblem, "visitor may not open /dev/video1", "usermod -aG video visitor"),
+            finds(State::kProblem, "may not open /dev/video3, which udev has not given",
+                  "copy packaging/70-nubrix.rules"),
+            finds(State::kProblem, "/dev/video2 yet", "log in again")));
 }
 
 TEST(MachineTest, TheRealOneKnowsItsKernelAndWhatMayBeOpened)

@@ -106,7 +106,7 @@ std::string image(const SimulatedCameraSettings &settings)
     };
     std::string formats;
     for (const unsigned int code : settings.formats) {
-        const std::string name = pixelFormatName(code);
+        const std::string name = genicamFormatName(code);
         if (name.empty())
             throw std::runtime_error("a simulated camera has no pixel format " + hexOf(code));
         formats += entry(name, hexOf(code));
@@ -173,7 +173,7 @@ std::string transport()
 
 }  // namespace
 
-std::string pixelFormatName(unsigned int code)
+std::string genicamFormatName(unsigned int code)
 {
     const auto *found = std::find_if(std::begin(kPixelFormats), std::end(kPixelFormats),
                                      [&](const PixelFormatName &row) { return row.code == code; });

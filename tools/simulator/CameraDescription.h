@@ -18,7 +18,7 @@ constexpr unsigned int kRegisterInvalidValue = 0x1018;
 constexpr unsigned int kRegisterReset = 0x101c;
 
 /// The name of a pixel format in the standard, or an empty text. Thread-safe.
-std::string pixelFormatName(unsigned int code);
+std::string genicamFormatName(unsigned int code);
 
 /// The description in XML. Throws std::runtime_error for a format without a name. Thread-safe.
 std::string describeCamera(const SimulatedCameraSettings &settings);

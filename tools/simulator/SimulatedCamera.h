@@ -15,7 +15,7 @@ struct SimulatedCameraSettings {
     std::string address = "127.0.0.1";  ///< one of this machine's
     std::string vendor = "Nubrix";      ///< up to 31 bytes, as are model and version
     std::string model = "SimulatedCamera";
-    std::string version = "2.0.182";
+    std::string version = "1.0.2";
     std::string serial = "SIM1";                        ///< up to 15 bytes
     std::vector<std::uint32_t> formats = {0x011000b8};  ///< the first one is set at first
     unsigned int width = 640;                           ///< of the sensor, pixels

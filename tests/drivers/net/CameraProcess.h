@@ -40,13 +40,19 @@ public:
     }
     ~CameraProcess()
     {
-        send(SIGKILL);
+        kill(m_process, SIGKILL);
         waitpid(m_process, nullptr, 0);
     }
     CameraProcess(const CameraProcess &) = delete;
     CameraProcess &operator=(const CameraProcess &) = delete;
 
-    void send(int signal) const { kill(m_process, signal); }
+    /// Falls silent: returns when none of its threads runs any more.
+    void stop() const
+    {
+        kill(m_process, SIGSTOP);
+        waitpid(m_process, nullptr, WUNTRACED);
+    }
+    void resume() const { kill(m_process, SIGCONT); }
 
 private:
     pid_t m_process = -1;

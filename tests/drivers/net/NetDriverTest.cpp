@@ -134,13 +134,14 @@ TEST_F(NetDriverTest, ACameraThatChangesItsAddressGoesAndComes)
 TEST_F(NetDriverTest, ACameraIsOpenedByItsAddressListedOrNot)
 {
     const auto camera = serve(depthCamera("127.0.0.3"));
-    NubrixBaseDevice *device = open("net:127.0.0.3");
-    ASSERT_NE(device, nullptr);
-    EXPECT_STREQ(device->getDeviceId(), "net:127.0.0.3");
-    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
-    EXPECT_EQ(device->keepLiveState(), 1);
-    EXPECT_TRUE(camera->isControlled());
-    close(device);
+    {
+        const OpenCamera device = open("net:127.0.0.3");
+        ASSERT_TRUE(device);
+        EXPECT_STREQ(device->getDeviceId(), "net:127.0.0.3");
+        EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
+        EXPECT_EQ(device->keepLiveState(), 1);
+        EXPECT_TRUE(camera->isControlled());
+    }
     EXPECT_FALSE(camera->isControlled());
 }
 
@@ -184,19 +185,16 @@ TEST_F(NetDriverTest, ACameraThatADeadApplicationHoldsIsOpenedWhenItsHeartbeatHa
         const CameraProcess holder("hold", "127.0.0.1");
         ASSERT_TRUE(camera->isControlled());
     }  // killed: it lets nothing go
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    close(device);
+    EXPECT_TRUE(open());
 }
 
 TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
 {
     write("[network]\npatienceMs=0\n");
     const auto camera = serve(depthCamera());
-    NubrixBaseDevice *device = open();
+    const OpenCamera device = open();
     NubrixBaseDevice *again = nullptr;
     EXPECT_EQ(driver().openDevice("net:127.0.0.1", &again), -2);
-    close(device);
 }
 
 TEST_F(NetDriverTest, InitialisingTwiceIsRefused)

@@ -44,12 +44,12 @@ TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
 {
     auto camera = serve(depthCamera());
     ASSERT_EQ(list().size(), 1U);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
     {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+        const OpenCamera device = open();
+        ASSERT_TRUE(device);
+        PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
         ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(3));
+        ASSERT_TRUE(stream.sink().await(3));
         camera.reset();
         ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 N1"));
         EXPECT_TRUE(awaitGone(*device));
@@ -61,93 +61,77 @@ TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
         unsigned int size = sizeof value;
         EXPECT_EQ(device->getProperty(75, &value, &size), -9);
     }
-    close(device);
     camera = serve(depthCamera());
     ASSERT_THAT(m_events.await(2), ElementsAre("-net:127.0.0.1 N1", "+net:127.0.0.1 N1"));
-    device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink.await(3));
-    }
-    close(device);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    EXPECT_TRUE(stream.sink().await(3));
 }
 
 TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEnds)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     ASSERT_EQ(list().size(), 1U);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(3));
-        camera.send(SIGSTOP);
-        ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
-        EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
-        EXPECT_EQ(stream.stop(), 0);
-        EXPECT_EQ(stream.pool().inUse(), 0);
-    }
-    close(device);
-    camera.send(SIGCONT);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(3));
+    camera.stop();
+    ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
+    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
+    EXPECT_EQ(stream.stop(), 0);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    camera.resume();
 }
 
 TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
 {
     const CameraProcess camera("serve", "127.0.0.1");
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(3));
-        camera.send(SIGSTOP);
-        double exposure = 0;
-        unsigned int size = sizeof exposure;
-        EXPECT_EQ(device->getProperty(0x5c00, &exposure, &size), -9);
-        EXPECT_EQ(stream.stop(), 0);
-        EXPECT_EQ(stream.pool().inUse(), 0);
-        EXPECT_EQ(stream.start(), -9);
-        EXPECT_EQ(stream.pool().inUse(), 0);
-    }
-    close(device);
-    camera.send(SIGCONT);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(3));
+    camera.stop();
+    double exposure = 0;
+    unsigned int size = sizeof exposure;
+    EXPECT_EQ(device->getProperty(0x5c00, &exposure, &size), -9);
+    EXPECT_EQ(stream.stop(), 0);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    EXPECT_EQ(stream.start(), -9);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    camera.resume();
 }
 
 TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     ASSERT_EQ(list().size(), 1U);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(3));
-        camera.send(SIGSTOP);
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
-        camera.send(SIGCONT);
-        const std::size_t before = stream.sink.count();
-        EXPECT_TRUE(stream.sink.await(before + 5));
-        EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
-    }
-    close(device);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(3));
+    camera.stop();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
+    camera.resume();
+    const std::size_t before = stream.sink().count();
+    EXPECT_TRUE(stream.sink().await(before + 5));
+    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
 }
 
 TEST_F(NetFaultsTest, OpeningAndClosingManyTimesLeavesNothingBehind)
 {
     const auto camera = serve(depthCamera());
     const auto once = [&] {
-        NubrixBaseDevice *device = open();
-        ASSERT_NE(device, nullptr);
-        {
-            RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-            ASSERT_EQ(stream.start(), 0);
-            ASSERT_TRUE(stream.sink.await(1));
-        }
-        close(device);
+        const OpenCamera device = open();
+        ASSERT_TRUE(device);
+        PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink().await(1));
     };
     for (int round = 0; round < 20; ++round)
         once();

@@ -12,7 +12,7 @@
 
 #include "SimulatedCamera.h"
 #include "net/NetDriver.h"
-#include "tests/drivers/FakePool.h"
+#include "tests/drivers/TestStream.h"
 
 namespace nubrix {
 
@@ -74,37 +74,29 @@ inline int wrongUnits(const Received &frame, unsigned int unitBytes)
     return wrong;
 }
 
-/// A running stream with its pool and all that came of it; a device must outlive it.
-class RunningStream {
+/// A camera that is closed at the end; the driver must outlive it.
+class OpenCamera {
 public:
-    RunningStream(NubrixBaseDevice &device, unsigned int type, int poolSize = 10) : m_device(device)
+    OpenCamera(NubrixBaseDriver &driver, const std::string &uri) : m_driver(driver)
     {
-        EXPECT_EQ(m_device.createStream(type, &m_stream), 0);
-        if (m_stream == nullptr)
-            return;
-        m_pool = std::make_unique<FakePool>(m_stream->getFrameBufferSize(), poolSize);
-        m_stream->setFrameAllocator(m_pool.get());
-        m_stream->setFrameCallback(&FrameSink::receive, &sink);
-        sink.keepPixels = true;
+        EXPECT_EQ(driver.openDevice(uri.c_str(), &m_device), 0);
     }
-    ~RunningStream()
+    ~OpenCamera()
     {
-        if (m_stream != nullptr)
-            m_device.destroyStream(&m_stream);
+        if (m_device != nullptr) {
+            EXPECT_EQ(m_driver.closeDevice(&m_device), 0);
+        }
     }
-    RunningStream(const RunningStream &) = delete;
-    RunningStream &operator=(const RunningStream &) = delete;
+    OpenCamera(const OpenCamera &) = delete;
+    OpenCamera &operator=(const OpenCamera &) = delete;
 
-    int start() { return m_stream == nullptr ? -1 : m_stream->start(); }
-    int stop() { return m_stream->stop(); }
-    FakePool &pool() { return *m_pool; }
-
-    FrameSink sink;
+    explicit operator bool() const { return m_device != nullptr; }
+    NubrixBaseDevice &operator*() const { return *m_device; }
+    NubrixBaseDevice *operator->() const { return m_device; }
 
 private:
-    NubrixBaseDevice &m_device;
-    NubrixBaseStream *m_stream = nullptr;
-    std::unique_ptr<FakePool> m_pool;
+    NubrixBaseDriver &m_driver;
+    NubrixBaseDevice *m_device = nullptr;
 };
 
 /// Collects hot-plug events. Thread-safe.
@@ -181,13 +173,7 @@ protected:
         records.resize(count);
         return records;
     }
-    NubrixBaseDevice *open(const std::string &uri = "net:127.0.0.1")
-    {
-        NubrixBaseDevice *device = nullptr;
-        EXPECT_EQ(driver().openDevice(uri.c_str(), &device), 0);
-        return device;
-    }
-    void close(NubrixBaseDevice *device) { EXPECT_EQ(driver().closeDevice(&device), 0); }
+    OpenCamera open(const std::string &uri = "net:127.0.0.1") { return {driver(), uri}; }
 
     std::string m_ini;
     Events m_events;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <deque>
 #include <ostream>
 
 #include "tests/drivers/net/NetFixture.h"
@@ -29,25 +30,22 @@ TEST_P(NetStreamPatternTest, EveryPixelOfEveryFrameIsRight)
     SimulatedCameraSettings settings = depthCamera();
     settings.formats = {GetParam().code};
     const auto camera = serve(settings);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, GetParam().stream);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(20));
-        ASSERT_EQ(stream.stop(), 0);
-        EXPECT_EQ(stream.pool().inUse(), 0);
-        for (const Received &frame : stream.sink.frames()) {
-            EXPECT_EQ(wrongUnits(frame, GetParam().unitBytes), 0);
-            EXPECT_EQ(frame.record.pixelFormat, GetParam().pixelFormat);
-            EXPECT_EQ(frame.record.streamType, GetParam().stream);
-            EXPECT_EQ(frame.record.width, 640);
-            EXPECT_EQ(frame.record.height, 480);
-            EXPECT_EQ(frame.record.dataSize, frame.pixels.size());
-            EXPECT_EQ(frame.record.flags, 0U);
-        }
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, GetParam().stream);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(20));
+    ASSERT_EQ(stream.stop(), 0);
+    EXPECT_EQ(stream.pool().inUse(), 0);
+    for (const Received &frame : stream.sink().frames()) {
+        EXPECT_EQ(wrongUnits(frame, GetParam().unitBytes), 0);
+        EXPECT_EQ(frame.record.pixelFormat, GetParam().pixelFormat);
+        EXPECT_EQ(frame.record.streamType, GetParam().stream);
+        EXPECT_EQ(frame.record.width, 640);
+        EXPECT_EQ(frame.record.height, 480);
+        EXPECT_EQ(frame.record.dataSize, frame.pixels.size());
+        EXPECT_EQ(frame.record.flags, 0U);
     }
-    close(device);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -74,95 +72,82 @@ TEST_F(NetStreamTest, DepthIsScaledToQuartersOfMillimetres)
             for (unsigned int i = 0; i < width * height; ++i)
                 count[i] = static_cast<std::uint16_t>(1000 + i % 200);
         });
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(1));
-        stream.stop();
-        const Received frame = stream.sink.frames().front();
-        for (unsigned int i = 0; i < 640 * 480; ++i) {
-            std::uint16_t depth = 0;
-            std::memcpy(&depth, frame.pixels.data() + 2 * std::size_t{i}, 2);
-            const unsigned int count = 1000 + i % 200;
-            ASSERT_EQ(depth, count == 1100 ? 0 : 4 * 10 + 2 * count) << i;
-        }
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(1));
+    stream.stop();
+    const Received frame = stream.sink().frames().front();
+    for (unsigned int i = 0; i < 640 * 480; ++i) {
+        std::uint16_t depth = 0;
+        std::memcpy(&depth, frame.pixels.data() + 2 * std::size_t{i}, 2);
+        const unsigned int count = 1000 + i % 200;
+        ASSERT_EQ(depth, count == 1100 ? 0 : 4 * 10 + 2 * count) << i;
     }
-    close(device);
 }
 
 TEST_F(NetStreamTest, FramesThatPassThroughAreFilledInPlace)
 {
     const auto camera = serve(depthCamera());
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        // All that are in flight, and one for each that is delivered.
-        stream.sink.onFrame = [&](NubrixFrameRef *) { EXPECT_EQ(stream.pool().inUse(), 5); };
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(5));
-        stream.stop();
-    }
-    close(device);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    // All that are in flight, and one for each that is delivered.
+    stream.sink().onFrame = [&](NubrixFrameRef *) { EXPECT_EQ(stream.pool().inUse(), 5); };
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(5));
+    stream.stop();
 }
 
 TEST_F(NetStreamTest, PicturesAreDroppedAndCountedWhileTheApplicationHoldsAllFrames)
 {
     const auto camera = serve(depthCamera());
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH, 6);
+    std::mutex lock;
+    std::vector<NubrixFrameRef *> held;
+    stream.sink().onFrame = [&](NubrixFrameRef *frame) {
+        frame->incRef();
+        const std::lock_guard<std::mutex> guard(lock);
+        held.push_back(frame);
+    };
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.pool().awaitRefused(3));
+    StreamCounters counters = {};
+    unsigned int size = sizeof counters;
+    EXPECT_EQ(device->getProperty(kPropertyCounters + NUBRIX_STREAM_DEPTH, &counters, &size), 0);
+    EXPECT_EQ(counters.delivered, 2U);
+    EXPECT_GE(counters.held, 2U);
     {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH, 6);
-        std::mutex lock;
-        std::vector<NubrixFrameRef *> held;
-        stream.sink.onFrame = [&](NubrixFrameRef *frame) {
-            frame->incRef();
-            const std::lock_guard<std::mutex> guard(lock);
-            held.push_back(frame);
-        };
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.pool().awaitRefused(3));
-        StreamCounters counters = {};
-        unsigned int size = sizeof counters;
-        EXPECT_EQ(device->getProperty(kPropertyCounters + NUBRIX_STREAM_DEPTH, &counters, &size),
-                  0);
-        EXPECT_EQ(counters.delivered, 2U);
-        EXPECT_GE(counters.held, 2U);
-        {
-            const std::lock_guard<std::mutex> guard(lock);
-            for (NubrixFrameRef *frame : held)
-                frame->release();
-            stream.sink.onFrame = nullptr;
-        }
-        stream.stop();
+        const std::lock_guard<std::mutex> guard(lock);
+        for (NubrixFrameRef *frame : held)
+            frame->release();
+        stream.sink().onFrame = nullptr;
     }
-    close(device);
+    stream.stop();
 }
 
 TEST_F(NetStreamTest, ThreeCamerasStreamAtOnce)
 {
     std::vector<std::unique_ptr<SimulatedCamera>> cameras;
-    std::vector<NubrixBaseDevice *> devices;
-    std::vector<std::unique_ptr<RunningStream>> streams;
+    std::deque<OpenCamera> devices;
+    std::deque<PixelStream> streams;
     const unsigned int types[] = {NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR, NUBRIX_STREAM_COLOR};
     for (const char *address : {"127.0.0.1", "127.0.0.2", "127.0.0.3"}) {
         cameras.push_back(serve(depthCamera(address)));
-        devices.push_back(open(std::string("net:") + address));
-        ASSERT_NE(devices.back(), nullptr);
-        streams.push_back(std::make_unique<RunningStream>(*devices.back(), types[streams.size()]));
-        ASSERT_EQ(streams.back()->start(), 0);
+        devices.emplace_back(driver(), std::string("net:") + address);
+        ASSERT_TRUE(devices.back());
+        streams.emplace_back(*devices.back(), types[streams.size()]);
+        ASSERT_EQ(streams.back().start(), 0);
     }
     for (std::size_t i = 0; i < streams.size(); ++i) {
-        EXPECT_TRUE(streams[i]->sink.await(20));
-        streams[i]->stop();
-        for (const Received &frame : streams[i]->sink.frames())
+        EXPECT_TRUE(streams[i].sink().await(20));
+        streams[i].stop();
+        for (const Received &frame : streams[i].sink().frames())
             EXPECT_EQ(wrongUnits(frame, types[i] == NUBRIX_STREAM_COLOR ? 1 : 2), 0);
     }
-    streams.clear();
-    for (NubrixBaseDevice *device : devices)
-        close(device);
 }
 
 TEST_F(NetStreamTest, ALargeAndFastStreamIsRight)
@@ -172,20 +157,17 @@ TEST_F(NetStreamTest, ALargeAndFastStreamIsRight)
     settings.height = 960;
     settings.frameRate = 60;
     const auto camera = serve(settings);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
     const typedefNubrixFrameMode *mode = device->getCurrentFrameMode(NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(mode->width, 1280);
     EXPECT_EQ(mode->frameRate, 60);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(20));
-        stream.stop();
-        for (const Received &frame : stream.sink.frames())
-            EXPECT_EQ(wrongUnits(frame, 2), 0);
-    }
-    close(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(20));
+    stream.stop();
+    for (const Received &frame : stream.sink().frames())
+        EXPECT_EQ(wrongUnits(frame, 2), 0);
 }
 
 TEST_F(NetStreamTest, LostPacketsCostWholeFramesAndNothingElse)
@@ -193,27 +175,24 @@ TEST_F(NetStreamTest, LostPacketsCostWholeFramesAndNothingElse)
     SimulatedCameraSettings settings = depthCamera();
     settings.lostPackets = 0.005;
     const auto camera = serve(settings);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(40));
-        stream.stop();
-        unsigned int last = 0;
-        for (const Received &frame : stream.sink.frames()) {
-            EXPECT_EQ(wrongUnits(frame, 2), 0);
-            EXPECT_TRUE(last == 0 || frame.record.frameIndex > last);
-            last = frame.record.frameIndex;
-        }
-        StreamCounters counters = {};
-        unsigned int size = sizeof counters;
-        device->getProperty(kPropertyCounters + NUBRIX_STREAM_DEPTH, &counters, &size);
-        EXPECT_GT(counters.unusable + counters.missed, 0U);
-        EXPECT_EQ(counters.delivered, stream.sink.count());
-        EXPECT_GE(last + 1, counters.delivered + counters.unusable);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(40));
+    stream.stop();
+    unsigned int last = 0;
+    for (const Received &frame : stream.sink().frames()) {
+        EXPECT_EQ(wrongUnits(frame, 2), 0);
+        EXPECT_TRUE(last == 0 || frame.record.frameIndex > last);
+        last = frame.record.frameIndex;
     }
-    close(device);
+    StreamCounters counters = {};
+    unsigned int size = sizeof counters;
+    device->getProperty(kPropertyCounters + NUBRIX_STREAM_DEPTH, &counters, &size);
+    EXPECT_GT(counters.unusable + counters.missed, 0U);
+    EXPECT_EQ(counters.delivered, stream.sink().count());
+    EXPECT_GE(last + 1, counters.delivered + counters.unusable);
 }
 
 TEST_F(NetStreamTest, IncompleteFramesComeFlaggedWhenTheyAreAskedFor)
@@ -221,79 +200,67 @@ TEST_F(NetStreamTest, IncompleteFramesComeFlaggedWhenTheyAreAskedFor)
     SimulatedCameraSettings settings = depthCamera();
     settings.lostPackets = 0.02;
     const auto camera = serve(settings);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
     const unsigned int on = 1;
     ASSERT_EQ(device->setProperty(0x5b00, &on, sizeof on), 0);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(40));
-        stream.stop();
-        int flagged = 0;
-        for (const Received &frame : stream.sink.frames()) {
-            if (frame.record.flags == 0)
-                EXPECT_EQ(wrongUnits(frame, 2), 0);
-            else
-                EXPECT_EQ(frame.record.flags, 8U);
-            flagged += frame.record.flags == 8 ? 1 : 0;
-        }
-        EXPECT_GT(flagged, 0);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(40));
+    stream.stop();
+    int flagged = 0;
+    for (const Received &frame : stream.sink().frames()) {
+        if (frame.record.flags == 0)
+            EXPECT_EQ(wrongUnits(frame, 2), 0);
+        else
+            EXPECT_EQ(frame.record.flags, 8U);
+        flagged += frame.record.flags == 8 ? 1 : 0;
     }
-    close(device);
+    EXPECT_GT(flagged, 0);
 }
 
 TEST_F(NetStreamTest, OneStreamOfACameraRunsAtATime)
 {
     const auto camera = serve(depthCamera());
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream depth(*device, NUBRIX_STREAM_DEPTH);
-        RunningStream color(*device, NUBRIX_STREAM_COLOR);
-        ASSERT_EQ(depth.start(), 0);
-        ASSERT_TRUE(depth.sink.await(2));
-        EXPECT_EQ(color.start(), -2);
-        depth.stop();
-        EXPECT_EQ(color.start(), 0);
-        EXPECT_TRUE(color.sink.await(2));
-    }
-    close(device);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream depth(*device, NUBRIX_STREAM_DEPTH);
+    PixelStream color(*device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(depth.start(), 0);
+    ASSERT_TRUE(depth.sink().await(2));
+    EXPECT_EQ(color.start(), -2);
+    depth.stop();
+    EXPECT_EQ(color.start(), 0);
+    EXPECT_TRUE(color.sink().await(2));
 }
 
 TEST_F(NetStreamTest, StoppingFromWithinTheCallbackIsRefused)
 {
     const auto camera = serve(depthCamera());
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        std::atomic<int> status{0};
-        stream.sink.onFrame = [&](NubrixFrameRef *) { status = stream.stop(); };
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(2));
-        EXPECT_EQ(status, -2);
-        EXPECT_EQ(stream.stop(), 0);
-    }
-    close(device);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    std::atomic<int> status{0};
+    stream.sink().onFrame = [&](NubrixFrameRef *) { status = stream.stop(); };
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(2));
+    EXPECT_EQ(status, -2);
+    EXPECT_EQ(stream.stop(), 0);
 }
 
 TEST_F(NetStreamTest, AStreamStartsAgainAndAgain)
 {
     const auto camera = serve(depthCamera());
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        for (int round = 0; round < 5; ++round) {
-            stream.sink.clear();
-            ASSERT_EQ(stream.start(), 0);
-            ASSERT_TRUE(stream.sink.await(3));
-            ASSERT_EQ(stream.stop(), 0);
-            EXPECT_EQ(stream.pool().inUse(), 0);
-        }
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    for (int round = 0; round < 5; ++round) {
+        stream.sink().clear();
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink().await(3));
+        ASSERT_EQ(stream.stop(), 0);
+        EXPECT_EQ(stream.pool().inUse(), 0);
     }
-    close(device);
 }
 
 TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfThePicture)
@@ -302,8 +269,8 @@ TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfThePicture)
     settings.smallestWidth = 64;
     settings.smallestHeight = 48;
     const auto camera = serve(settings);
-    NubrixBaseDevice *device = open();
-    ASSERT_NE(device, nullptr);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
     const typedefNubrixFrameMode small = {NUBRIX_PIXEL_DEPTH_14_2, 320, 240, 60};
     ASSERT_EQ(device->setFrameMode(NUBRIX_STREAM_DEPTH, small, false), 0);
     float intrinsics[4] = {};
@@ -312,17 +279,14 @@ TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfThePicture)
     EXPECT_FLOAT_EQ(intrinsics[0], 577.5F);
     EXPECT_FLOAT_EQ(intrinsics[2], 319.5F - 160);
     EXPECT_FLOAT_EQ(intrinsics[3], 239.5F - 120);
-    {
-        RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink.await(5));
-        stream.stop();
-        for (const Received &frame : stream.sink.frames()) {
-            EXPECT_EQ(frame.record.width, 320);
-            EXPECT_EQ(wrongUnits(frame, 2), 0);
-        }
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(5));
+    stream.stop();
+    for (const Received &frame : stream.sink().frames()) {
+        EXPECT_EQ(frame.record.width, 320);
+        EXPECT_EQ(wrongUnits(frame, 2), 0);
     }
-    close(device);
 }
 
 }  // namespace

@@ -25,14 +25,13 @@ TEST_F(NetPluginTest, ItWorksAgainAfterEachUnloading)
         NubrixBaseDriver *driver = create();
         ASSERT_NE(driver, nullptr);
         ASSERT_EQ(driver->initialize(), 0);
-        NubrixBaseDevice *device = nullptr;
-        ASSERT_EQ(driver->openDevice("net:127.0.0.1", &device), 0);
         {
-            RunningStream stream(*device, NUBRIX_STREAM_DEPTH);
+            const OpenCamera device(*driver, "net:127.0.0.1");
+            ASSERT_TRUE(device);
+            PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
             ASSERT_EQ(stream.start(), 0);
-            EXPECT_TRUE(stream.sink.await(2));
+            EXPECT_TRUE(stream.sink().await(2));
         }
-        EXPECT_EQ(driver->closeDevice(&device), 0);
         destroy(driver);
         dlclose(library);
     }

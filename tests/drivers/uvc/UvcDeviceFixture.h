@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/drivers/FakePool.h"
+#include "tests/drivers/TestStream.h"
 #include "tests/drivers/uvc/FakeNode.h"
 #include "uvc/UvcDevice.h"
 
@@ -85,39 +85,5 @@ inline bool awaitCount(UvcDevice &device, unsigned int streamType, unsigned int 
     }
     return false;
 }
-
-class TestStream {
-public:
-    TestStream(NubrixBaseDevice &device, unsigned int streamType, int poolFrames = 10)
-        : m_device(device)
-    {
-        created = device.createStream(streamType, &m_stream);
-        if (m_stream == nullptr)
-            return;
-        m_pool = std::make_unique<FakePool>(m_stream->getFrameBufferSize(), poolFrames);
-        m_stream->setFrameAllocator(m_pool.get());
-        m_stream->setFrameCallback(&FrameSink::receive, &m_sink);
-        m_sink.keepPixels = true;
-    }
-    ~TestStream()
-    {
-        if (m_stream != nullptr)
-            m_device.destroyStream(&m_stream);
-    }
-    TestStream(const TestStream &) = delete;
-    TestStream &operator=(const TestStream &) = delete;
-
-    NubrixBaseStream *operator->() { return m_stream; }
-    FakePool &pool() { return *m_pool; }
-    FrameSink &sink() { return m_sink; }
-
-    int created = 0;
-
-private:
-    NubrixBaseDevice &m_device;
-    FrameSink m_sink;
-    std::unique_ptr<FakePool> m_pool;
-    NubrixBaseStream *m_stream = nullptr;
-};
 
 }  // namespace nubrix

@@ -99,8 +99,8 @@ TEST_F(UvcDeviceTest, AModeThatIsSetIsWhatTheNodeIsSetTo)
     ASSERT_EQ(
         device.setFrameMode(NUBRIX_STREAM_DEPTH, {NUBRIX_PIXEL_DEPTH_14_2, 64, 48, 15}, false), 0);
     EXPECT_EQ(device.getCurrentFrameMode(NUBRIX_STREAM_DEPTH)->frameRate, 15);
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.format().width, 64U);
     EXPECT_EQ(camera.format().pixelformat, V4L2_PIX_FMT_Z16);
     EXPECT_EQ(camera.interval().denominator, 15U);
@@ -113,8 +113,8 @@ TEST_F(UvcDeviceTest, WhoeverWritesToTheModeThatIsHandedOutChangesNothing)
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
     device.getCurrentFrameMode(NUBRIX_STREAM_DEPTH)->width = 1000;
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(stream->getFrameBufferSize(), 2U * 64 * 48);
     EXPECT_EQ(camera.format().width, 64U);
 }
@@ -123,7 +123,7 @@ TEST_F(UvcDeviceTest, ASecondStreamOfAKindIsRefusedInWords)
 {
     addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
     testing::internal::CaptureStderr();
     NubrixBaseStream *second = nullptr;
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_DEPTH, &second), -2);

@@ -19,8 +19,8 @@ TEST_F(UvcStreamFaultsTest, UnpluggingEndsTheStreamAndTheDevice)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(1);
     ASSERT_TRUE(stream.sink().await(1));
     EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
@@ -31,7 +31,7 @@ TEST_F(UvcStreamFaultsTest, UnpluggingEndsTheStreamAndTheDevice)
     EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_DISCONNECTED);
     EXPECT_EQ(device.keepLiveState(), 0);
     EXPECT_EQ(stream->stop(), 0);
-    EXPECT_EQ(stream->start(), -9);
+    EXPECT_EQ(stream.start(), -9);
     EXPECT_EQ(stream.pool().inUse(), 0);
 }
 
@@ -39,8 +39,8 @@ TEST_F(UvcStreamFaultsTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAns
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     testing::internal::CaptureStderr();
     camera.fail(VIDIOC_DQBUF, EIO);
     camera.captureAll(1);
@@ -54,7 +54,7 @@ TEST_F(UvcStreamFaultsTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAns
               "nubrix usb camera: usb:1-2 depth does not answer (Input/output error): plug it in "
               "again\n");
     camera.fail(VIDIOC_DQBUF, 0);
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_NE(device.keepLiveState(), 0);
     camera.captureAll(1);
     EXPECT_TRUE(stream.sink().await(1));
@@ -64,8 +64,8 @@ TEST_F(UvcStreamFaultsTest, ACameraThatFallsSilentDoesNotAnswerUntilItSendsAgain
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_NE(device.keepLiveState(), 0);
     const LineWatch lines;
     const auto begin = std::chrono::steady_clock::now();
@@ -85,9 +85,9 @@ TEST_F(UvcStreamFaultsTest, ACameraThatSendsOnlyRubbishDoesNotAnswer)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_COLOR);
+    PixelStream stream(device, NUBRIX_STREAM_COLOR);
     const LineWatch lines;
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(0x55);
     EXPECT_TRUE(lines.await("usb:1-2 color: a picture has nothing in it to show"));
     const auto end = std::chrono::steady_clock::now() + kDeadline;
@@ -105,9 +105,9 @@ TEST_F(UvcStreamFaultsTest, ARateThatTheCameraDoesNotKeepIsTold)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     camera.givenRate = 15;
-    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(stream->start(), 0);
+    EXPECT_EQ(stream.start(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "nubrix usb camera: usb:1-2 depth is set to 30 frames/s, and the camera gives 15\n");
 }
@@ -126,10 +126,10 @@ TEST_P(UvcStreamRefusalTest, AStartThatFailsSaysWhyAndLeavesNothingBehind)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
     camera.fail(GetParam().request, GetParam().error);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(stream->start(), GetParam().status);
+    EXPECT_EQ(stream.start(), GetParam().status);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(GetParam().advice));
     EXPECT_EQ(stream.pool().inUse(), 0);
     EXPECT_EQ(camera.mappings(), 0U);
@@ -139,7 +139,7 @@ TEST_P(UvcStreamRefusalTest, AStartThatFailsSaysWhyAndLeavesNothingBehind)
     camera.fail(GetParam().request, 0);
     if (GetParam().error == ENODEV)
         return;
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(1);
     EXPECT_TRUE(stream.sink().await(1));
 }
@@ -158,10 +158,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(UvcStreamFaultsTest, ACameraThatHasChangedItsModesIsToBeOpenedAgain)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
-    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
     camera.changeModes();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(stream->start(), -4);
+    EXPECT_EQ(stream.start(), -4);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 AllOf(HasSubstr("64x48 at 30 frames/s cannot be had any more"), HasSubstr("32x48"),
                       HasSubstr("open it again")));

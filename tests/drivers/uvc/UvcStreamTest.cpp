@@ -23,8 +23,8 @@ class UvcStreamTest : public UvcDeviceTest {};
 TEST_F(UvcStreamTest, DepthArrivesInQuartersOfMillimetres)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
-    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     FakeCamera::Shot shot;
     shot.bytes.assign(2 * kPixels, 0);
     const std::vector<std::uint16_t> depths = {0, 1, 1000, 16383, 16384, 65535};
@@ -43,8 +43,8 @@ TEST_F(UvcStreamTest, DepthArrivesInQuartersOfMillimetres)
 TEST_F(UvcStreamTest, FillsTheRecordOfEachFrame)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
-    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     FakeCamera::Shot shot;
     shot.bytes.assign(2 * kPixels, 1);
     shot.timestampUs = (std::uint64_t{3} << 32U) + 12345;
@@ -66,8 +66,8 @@ TEST_F(UvcStreamTest, FillsTheRecordOfEachFrame)
 TEST_F(UvcStreamTest, AFormatThatPassesThroughIsWrittenIntoTheFrames)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
-    TestStream stream(open(), NUBRIX_STREAM_IR);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(open(), NUBRIX_STREAM_IR);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.memory(), V4L2_MEMORY_USERPTR);
     EXPECT_EQ(camera.mappings(), 0U);
     for (std::uint8_t i = 1; i <= 20; ++i) {
@@ -86,8 +86,8 @@ TEST_F(UvcStreamTest, ANodeThatDoesNotWriteIntoFramesIsCopiedFrom)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
     camera.takesUserMemory = false;
-    TestStream stream(open(), NUBRIX_STREAM_IR);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(open(), NUBRIX_STREAM_IR);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);
     camera.captureAll(9);
     ASSERT_TRUE(stream.sink().await(1));
@@ -101,8 +101,8 @@ TEST_F(UvcStreamTest, ANodeThatWantsManyBuffersIsCopiedFrom)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
     camera.leastBuffers = 8;  // of the pool too few would be left
-    TestStream stream(open(), NUBRIX_STREAM_IR);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(open(), NUBRIX_STREAM_IR);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);
     EXPECT_EQ(stream.pool().inUse(), 0);
     camera.captureAll(9);
@@ -113,9 +113,9 @@ TEST_F(UvcStreamTest, ANodeThatWantsMoreRoomThanAPictureTakesGetsIt)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
     camera.paddingBytes = 16;
-    TestStream stream(open(), NUBRIX_STREAM_IR);
+    PixelStream stream(open(), NUBRIX_STREAM_IR);
     EXPECT_EQ(stream->getFrameBufferSize(), (64U + 16) * 48);
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);  // the gaps have to go
     camera.captureAll(7);
     ASSERT_TRUE(stream.sink().await(1));
@@ -132,8 +132,8 @@ TEST_P(UvcStreamFormatTest, AShortPictureIsFlaggedAndItsMissingPixelsAreZero)
 {
     FakeCamera &camera = addNode({GetParam()});
     UvcDevice &device = open();
-    TestStream stream(device, findSourceFormat(GetParam())->streamType);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, findSourceFormat(GetParam())->streamType);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(255);
     ASSERT_TRUE(stream.sink().await(1));
     FakeCamera::Shot shot;
@@ -159,8 +159,8 @@ TEST_F(UvcStreamTest, ADamagedPictureIsFlagged)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     FakeCamera::Shot shot;
     shot.bytes.assign(2 * kPixels, 1);
     shot.flags |= V4L2_BUF_FLAG_ERROR;
@@ -177,8 +177,8 @@ TEST_F(UvcStreamTest, AnEmptyPictureIsDroppedAndCounted)
         FakeCamera &camera = addNode({code});
         UvcDevice &device = open();
         const unsigned int type = findSourceFormat(code)->streamType;
-        TestStream stream(device, type);
-        ASSERT_EQ(stream->start(), 0);
+        PixelStream stream(device, type);
+        ASSERT_EQ(stream.start(), 0);
         camera.capture({});
         camera.captureAll(1);
         ASSERT_TRUE(stream.sink().await(1));
@@ -195,9 +195,9 @@ TEST_F(UvcStreamTest, PicturesThatTheKernelDropsAreCounted)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_DEPTH);
+    PixelStream stream(device, NUBRIX_STREAM_DEPTH);
     camera.lose(5);  // before the first, which is none of this stream's
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(1);
     ASSERT_TRUE(stream.sink().await(1));
     camera.lose(2);
@@ -215,8 +215,8 @@ TEST_F(UvcStreamTest, ABrokenJpegIsDroppedAndCounted)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
     UvcDevice &device = open();
-    TestStream stream(device, NUBRIX_STREAM_COLOR);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(0x55);
     ASSERT_TRUE(awaitCount(device, NUBRIX_STREAM_COLOR, 1));
     EXPECT_EQ(stream->stop(), 0);
@@ -229,8 +229,8 @@ TEST_F(UvcStreamTest, ANodeThatLiesAboutItsSizeGetsFlaggedFrames)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     camera.missingBytes = 128;  // the last row
-    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream->start(), 0);
+    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(1);  // says that it filled more than the buffer holds
     ASSERT_TRUE(stream.sink().await(1));
     EXPECT_EQ(stream->stop(), 0);
@@ -247,7 +247,7 @@ TEST_F(UvcStreamTest, WithoutAFreeFramePicturesAreDroppedAndCountedAndTheStreamG
         FakeCamera &camera = addNode({code});
         UvcDevice &device = open();
         const unsigned int type = findSourceFormat(code)->streamType;
-        TestStream stream(device, type, 4);
+        PixelStream stream(device, type, 4);
         std::vector<NubrixFrameRef *> held;
         stream.sink().onFrame = [&](NubrixFrameRef *frame) {
             if (held.size() < 4) {
@@ -255,7 +255,7 @@ TEST_F(UvcStreamTest, WithoutAFreeFramePicturesAreDroppedAndCountedAndTheStreamG
                 held.push_back(frame);
             }
         };
-        ASSERT_EQ(stream->start(), 0);
+        ASSERT_EQ(stream.start(), 0);
         for (unsigned int i = 0; i < 10; ++i) {
             camera.captureAll(static_cast<std::uint8_t>(i));
             ASSERT_TRUE(awaitCount(device, type, i + 1));
@@ -279,10 +279,10 @@ TEST_F(UvcStreamTest, StreamsOfDifferentNodesRunTogether)
     FakeCamera &depth = addNode({V4L2_PIX_FMT_Z16});
     FakeCamera &color = addNode({V4L2_PIX_FMT_YUYV});
     UvcDevice &device = open();
-    TestStream depths(device, NUBRIX_STREAM_DEPTH);
-    TestStream colors(device, NUBRIX_STREAM_COLOR);
-    ASSERT_EQ(depths->start(), 0);
-    ASSERT_EQ(colors->start(), 0);
+    PixelStream depths(device, NUBRIX_STREAM_DEPTH);
+    PixelStream colors(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(depths.start(), 0);
+    ASSERT_EQ(colors.start(), 0);
     depth.captureAll(1);
     color.captureAll(128);
     EXPECT_TRUE(depths.sink().await(1));
@@ -293,23 +293,23 @@ TEST_F(UvcStreamTest, StreamsOfOneNodeRunOneAtATime)
 {
     addNode({V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_YUYV});
     UvcDevice &device = open();
-    TestStream depths(device, NUBRIX_STREAM_DEPTH);
-    TestStream colors(device, NUBRIX_STREAM_COLOR);
-    ASSERT_EQ(depths->start(), 0);
+    PixelStream depths(device, NUBRIX_STREAM_DEPTH);
+    PixelStream colors(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(depths.start(), 0);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(colors->start(), -2);
+    EXPECT_EQ(colors.start(), -2);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("shares its node"));
     EXPECT_EQ(depths->stop(), 0);
-    EXPECT_EQ(colors->start(), 0);
+    EXPECT_EQ(colors.start(), 0);
 }
 
 TEST_F(UvcStreamTest, StoppingFromWithinTheCallbackIsRefused)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
-    TestStream stream(open(), NUBRIX_STREAM_DEPTH);
+    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
     std::promise<int> stopped;
     stream.sink().onFrame = [&](NubrixFrameRef *) { stopped.set_value(stream->stop()); };
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     camera.captureAll(1);
     auto result = stopped.get_future();
     ASSERT_EQ(result.wait_for(kDeadline), std::future_status::ready);
@@ -320,9 +320,9 @@ TEST_F(UvcStreamTest, StoppingFromWithinTheCallbackIsRefused)
 TEST_F(UvcStreamTest, StartsAndStopsAHundredTimes)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
-    TestStream stream(open(), NUBRIX_STREAM_IR);
+    PixelStream stream(open(), NUBRIX_STREAM_IR);
     for (std::size_t i = 1; i <= 100; ++i) {
-        ASSERT_EQ(stream->start(), 0);
+        ASSERT_EQ(stream.start(), 0);
         EXPECT_EQ(stream->start(), -2);
         camera.captureAll(1);
         ASSERT_TRUE(stream.sink().await(i));

@@ -59,8 +59,7 @@ protected:
     std::vector<std::vector<unsigned char>> play(NubrixBaseDevice &device, unsigned int streamType,
                                                  std::size_t count)
     {
-        TestStream stream(device, streamType);
-        stream.sink().keepPixels = true;
+        PixelStream stream(device, streamType);
         EXPECT_EQ(stream.start(), 0);
         EXPECT_TRUE(stream.sink().await(count));
         EXPECT_EQ(stream.stop(), 0);
@@ -161,8 +160,7 @@ TEST_F(ImageSourceTest, InRealTimeTheIndexTellsTheImage)
 {
     writePairs(3);
     useImages("", "realtime");
-    TestStream stream(*open(), NUBRIX_STREAM_DEPTH);
-    stream.sink().keepPixels = true;
+    PixelStream stream(*open(), NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(5));
     ASSERT_EQ(stream.stop(), 0);

@@ -83,8 +83,7 @@ protected:
     /// The first `count` frames of a stream.
     std::vector<Received> take(unsigned int streamType, std::size_t count)
     {
-        TestStream stream(*m_device, streamType);
-        stream.sink().keepPixels = true;
+        PixelStream stream(*m_device, streamType);
         EXPECT_EQ(stream.start(), 0);
         EXPECT_TRUE(stream.sink().await(count));
         EXPECT_EQ(stream.stop(), 0);

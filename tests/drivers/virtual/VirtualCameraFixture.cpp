@@ -4,28 +4,6 @@
 
 namespace nubrix {
 
-TestStream::TestStream(NubrixBaseDevice &device, unsigned int type, int poolLimit)
-    : m_device(device), m_pool(0, poolLimit)
-{
-    EXPECT_EQ(device.createStream(type, &m_stream), 0);
-}
-
-TestStream::~TestStream()
-{
-    EXPECT_EQ(m_stream->stop(), 0);
-    EXPECT_EQ(m_device.destroyStream(&m_stream), 0);
-    EXPECT_EQ(m_stream, nullptr);
-    EXPECT_EQ(m_pool.inUse(), 0);
-}
-
-int TestStream::start()
-{
-    EXPECT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
-    m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
-    EXPECT_EQ(m_stream->setFrameAllocator(&m_pool), 0);
-    return m_stream->start();
-}
-
 void VirtualCameraTest::useScenario(const std::string &json)
 {
     const auto parsed = parseScenario(json, ".");

@@ -7,31 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/drivers/FakePool.h"
+#include "tests/drivers/TestStream.h"
 #include "virtual/VirtualDriver.h"
 
 namespace nubrix {
-
-/// A stream of an opened device with a pool and a sink of its own.
-class TestStream {
-public:
-    TestStream(NubrixBaseDevice &device, unsigned int type, int poolLimit = 10);
-    ~TestStream();
-
-    /// Does what the library does before each start, then starts. The result is start's.
-    int start();
-    int stop() { return m_stream->stop(); }
-
-    NubrixBaseStream *operator->() { return m_stream; }
-    FrameSink &sink() { return m_sink; }
-    FakePool &pool() { return m_pool; }
-
-private:
-    NubrixBaseDevice &m_device;
-    FakePool m_pool;
-    FrameSink m_sink;
-    NubrixBaseStream *m_stream = nullptr;
-};
 
 class VirtualCameraTest : public testing::Test {
 protected:

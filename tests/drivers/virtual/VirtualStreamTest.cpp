@@ -47,8 +47,7 @@ TEST_F(VirtualStreamTest, EveryStreamDeliversThePicturesOfTheScene)
     NubrixBaseDevice &device = openSmall();
     for (const unsigned int streamType :
          {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR, NUBRIX_STREAM_LIGHT_IR}) {
-        TestStream stream(device, streamType);
-        stream.sink().keepPixels = true;
+        PixelStream stream(device, streamType);
         ASSERT_EQ(stream.start(), 0);
         ASSERT_TRUE(stream.sink().await(3));
         ASSERT_EQ(stream.stop(), 0);

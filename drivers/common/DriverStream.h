@@ -1,0 +1,48 @@
+// What streams of all drivers have: a type, a pool that their frames are from, a receiver.
+#pragma once
+
+#include <atomic>
+
+#include "common/Report.h"
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+/// As thread-safe as the stream that it is a part of.
+class DriverStream : public NubrixBaseStream {
+public:
+    /// -2 while it runs.
+    int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) final
+    {
+        if (m_running)
+            return kWrongState;
+        m_allocator = allocator;
+        return kDone;
+    }
+    /// -2 while it runs.
+    int setFrameCallback(DriverFrameCallback callback, void *user) final
+    {
+        if (m_running)
+            return kWrongState;
+        m_callback = callback;
+        m_user = user;
+        return kDone;
+    }
+
+    unsigned int type() const { return m_streamType; }
+    bool isRunning() const { return m_running; }
+
+protected:
+    explicit DriverStream(unsigned int streamType) : m_streamType(streamType) {}
+
+    /// It does not run, and has a pool and a receiver.
+    bool mayStart() const { return !m_running && m_allocator != nullptr && m_callback != nullptr; }
+
+    const unsigned int m_streamType;
+    FrameAllocatorInterfaceBase *m_allocator = nullptr;  // these three: fixed while it runs
+    DriverFrameCallback m_callback = nullptr;
+    void *m_user = nullptr;
+    std::atomic<bool> m_running{false};
+};
+
+}  // namespace nubrix

@@ -1,0 +1,44 @@
+// Whom a driver tells of cameras that come and go.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "nubrix/driver.h"
+
+namespace nubrix {
+
+/// Thread-safe.
+class StateCallback {
+public:
+    /// Null for nobody.
+    void set(DriverStateCallback callback, void *user)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_callback = callback;
+        m_user = user;
+    }
+    /// Calls without a lock.
+    void tell(const std::string &uri, const std::string &serial, const std::string &location,
+              bool connected) const
+    {
+        DriverStateCallback callback = nullptr;
+        void *user = nullptr;
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            callback = m_callback;
+            user = m_user;
+        }
+        if (callback != nullptr) {
+            callback(uri.c_str(), serial.c_str(), location.c_str(),
+                     connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED, user);
+        }
+    }
+
+private:
+    mutable std::mutex m_lock;
+    DriverStateCallback m_callback = nullptr;  // both under m_lock
+    void *m_user = nullptr;
+};
+
+}  // namespace nubrix

@@ -1,0 +1,66 @@
+// Streams of a driver's device with a pool and a receiver of their own.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include "tests/drivers/FakePool.h"
+
+namespace nubrix {
+
+/// The device must outlive it. Fails the test when the device does not take it back, or a frame
+/// does not come back to the pool.
+class TestStream {
+public:
+    TestStream(NubrixBaseDevice &device, unsigned int type, int poolLimit = 10)
+        : m_device(device), m_pool(0, poolLimit), m_created(device.createStream(type, &m_stream))
+    {
+    }
+    ~TestStream()
+    {
+        if (m_stream == nullptr)
+            return;
+        EXPECT_EQ(m_device.destroyStream(&m_stream), 0);
+        EXPECT_EQ(m_stream, nullptr);
+        EXPECT_EQ(m_pool.inUse(), 0);
+    }
+    TestStream(const TestStream &) = delete;
+    TestStream &operator=(const TestStream &) = delete;
+
+    /// What createStream said.
+    int created() const { return m_created; }
+    /// Does what the library does before each start, then starts. The result is start's, or
+    /// createStream's.
+    int start()
+    {
+        if (m_stream == nullptr)
+            return m_created;
+        EXPECT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
+        m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
+        EXPECT_EQ(m_stream->setFrameAllocator(&m_pool), 0);
+        return m_stream->start();
+    }
+    int stop() { return m_stream->stop(); }
+
+    NubrixBaseStream *operator->() { return m_stream; }
+    FrameSink &sink() { return m_sink; }
+    FakePool &pool() { return m_pool; }
+
+private:
+    NubrixBaseDevice &m_device;
+    FakePool m_pool;
+    FrameSink m_sink;
+    NubrixBaseStream *m_stream = nullptr;
+    int m_created;
+};
+
+/// One that keeps the pixels of its frames.
+class PixelStream final : public TestStream {
+public:
+    PixelStream(NubrixBaseDevice &device, unsigned int type, int poolLimit = 10)
+        : TestStream(device, type, poolLimit)
+    {
+        sink().keepPixels = true;
+    }
+};
+
+}  // namespace nubrix
