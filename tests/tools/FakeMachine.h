@@ -19,7 +19,7 @@ public:
     {
         machine.root = m_folder.path();
         machine.kernelRelease = "6.1.0-test";
-        machine.user = "ada";
+        machine.user = "visitor";
         machine.access = [this](const std::string &path) {
             const auto found = access.find(path.substr(machine.root.size()));
             return found == access.end() ? Machine::Access::kGranted : found->second;
