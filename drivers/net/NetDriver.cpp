@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "common/RecordList.h"
 #include "common/Text.h"
 #include "net/Report.h"
 
@@ -57,15 +58,7 @@ int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 try {
-    if (records == nullptr || count == nullptr)
-        return kBadArgument;
-    const unsigned int capacity = std::exchange(*count, 0U);
-    for (const NetIdentity &camera : m_watch.cameras()) {
-        if (*count == capacity)
-            break;
-        describe(camera, records[(*count)++]);
-    }
-    return kDone;
+    return listRecords(m_watch.cameras(), describe, records, count);
 } catch (const std::exception &) {
     return kFailed;
 }

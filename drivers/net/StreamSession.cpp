@@ -136,7 +136,7 @@ void StreamSession::takeBuffer()
     m_state->notePicture();
     countMissed(arv_buffer_get_frame_id(buffer.get()));
     if (!isUsable(*buffer)) {
-        ++m_unusable;
+        ++m_counters.unusable;
         arv_stream_push_buffer(stream, buffer.release());
         return;
     }
@@ -149,14 +149,14 @@ void StreamSession::takeBuffer()
             deliver(*buffer, *frame);
             return;
         }
-        ++m_held;
+        ++m_counters.held;
     } else if (const FramePtr frame{m_setup.allocator->allocOneFrame()}) {
         m_converter->convert(
             static_cast<const std::uint8_t *>(arv_buffer_get_data(buffer.get(), nullptr)),
             static_cast<std::uint8_t *>(frame->frame().data));
         deliver(*buffer, *frame);
     } else {
-        ++m_held;
+        ++m_counters.held;
     }
     arv_stream_push_buffer(stream, buffer.release());
 }
@@ -188,7 +188,7 @@ void StreamSession::countMissed(std::uint64_t id)
     m_lastId = id;
     if (step == 0 || step > kIds / 2)  // the camera has begun anew
         return static_cast<void>(++m_index);
-    m_missed += static_cast<unsigned int>(step - 1);
+    m_counters.missed += static_cast<unsigned int>(step - 1);
     m_index += static_cast<unsigned int>(step);
 }
 
@@ -207,14 +207,14 @@ void StreamSession::deliver(ArvBuffer &buffer, NubrixFrameRef &frame)
     record.height = m_setup.mode.height;
     record.dataSize = static_cast<unsigned int>(m_converter->frameBytes());
     record.reserved = 0;
-    m_flagged += isWhole ? 0 : 1;
-    ++m_delivered;
+    m_counters.flagged += isWhole ? 0 : 1;
+    ++m_counters.delivered;
     m_setup.callback(&frame, m_setup.user);
 }
 
 StreamCounters StreamSession::counters() const
 {
-    return {m_delivered, m_flagged, m_held, m_unusable, m_missed};
+    return m_counters.now();
 }
 
 void StreamSession::reportLosses() const

@@ -9,8 +9,8 @@
 #include <string>
 #include <thread>
 
-#include "common/CameraProperties.h"
 #include "common/FramePtr.h"
+#include "common/RunningCounters.h"
 #include "net/CameraSetup.h"
 #include "net/CameraState.h"
 #include "net/FrameConverter.h"
@@ -75,11 +75,7 @@ private:
     bool m_isThreadStopped = false;  // under m_lock
     std::atomic<ArvStream *> m_stream{nullptr};
     std::atomic<bool> m_ended{false};
-    std::atomic<unsigned int> m_delivered{0};
-    std::atomic<unsigned int> m_flagged{0};
-    std::atomic<unsigned int> m_held{0};
-    std::atomic<unsigned int> m_unusable{0};
-    std::atomic<unsigned int> m_missed{0};
+    RunningCounters m_counters;
 };
 
 }  // namespace nubrix

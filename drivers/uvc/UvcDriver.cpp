@@ -5,6 +5,7 @@
 #include <exception>
 #include <utility>
 
+#include "common/RecordList.h"
 #include "common/Text.h"
 #include "uvc/KernelNode.h"
 #include "uvc/Report.h"
@@ -72,15 +73,7 @@ int UvcDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 
 int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 try {
-    if (records == nullptr || count == nullptr)
-        return kBadArgument;
-    const unsigned int capacity = std::exchange(*count, 0U);
-    for (const CameraInfo &camera : m_table.cameras()) {
-        if (*count == capacity)
-            break;
-        describe(camera, records[(*count)++]);
-    }
-    return kDone;
+    return listRecords(m_table.cameras(), describe, records, count);
 } catch (const std::exception &) {
     return kFailed;
 }

@@ -84,7 +84,7 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
     }
     m_converter = std::make_unique<PictureConverter>(*source.format, m_mode.width, m_mode.height,
                                                      format.bytesperline);
-    m_delivered = m_flagged = m_held = m_unusable = m_missed = 0;
+    m_counters.clear();
     m_lastSequence.reset();
     m_silenceTold = false;
     m_end.clear();
@@ -160,7 +160,7 @@ bool UvcStream::isAnswering() const
 
 StreamCounters UvcStream::counters() const
 {
-    return {m_delivered, m_flagged, m_held, m_unusable, m_missed};
+    return m_counters.now();
 }
 
 void UvcStream::run(NodeIo &node)
@@ -202,7 +202,7 @@ int UvcStream::takePicture()
         return error;
     countMissed(picture.sequence);
     if (picture.conversion == Conversion::kNothing) {
-        if (m_unusable++ == 0) {
+        if (m_counters.unusable++ == 0) {
             report(name() +
                    ": a picture has nothing in it to show, it and others like it are "
                    "dropped and counted");
@@ -214,7 +214,7 @@ int UvcStream::takePicture()
     if (picture.frame)
         deliver(picture);
     else
-        ++m_held;
+        ++m_counters.held;
     return 0;
 }
 
@@ -231,7 +231,7 @@ void UvcStream::countMissed(unsigned int sequence)
 {
     // Some do not count, and some begin anew.
     if (m_lastSequence && sequence > *m_lastSequence)
-        m_missed += sequence - *m_lastSequence - 1;
+        m_counters.missed += sequence - *m_lastSequence - 1;
     m_lastSequence = sequence;
 }
 
@@ -240,8 +240,8 @@ void UvcStream::deliver(Picture &picture)
     typedefNubrixFrame &record = picture.frame->frame();
     describe(record, picture);
     if (record.flags != 0)
-        ++m_flagged;
-    ++m_delivered;
+        ++m_counters.flagged;
+    ++m_counters.delivered;
     m_callback(picture.frame.get(), m_user);
 }
 

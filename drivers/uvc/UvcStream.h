@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "common/DriverStream.h"
+#include "common/RunningCounters.h"
 #include "uvc/Capture.h"
 #include "uvc/EventFd.h"
 #include "uvc/PictureConverter.h"
@@ -70,11 +71,7 @@ private:
     std::atomic<std::thread::id> m_runner{};  // the thread itself
     std::atomic<bool> m_broken{false};
     std::atomic<Clock::rep> m_lastPicture{0};
-    std::atomic<unsigned int> m_delivered{0};
-    std::atomic<unsigned int> m_flagged{0};
-    std::atomic<unsigned int> m_held{0};
-    std::atomic<unsigned int> m_unusable{0};
-    std::atomic<unsigned int> m_missed{0};
+    RunningCounters m_counters;
 };
 
 }  // namespace nubrix

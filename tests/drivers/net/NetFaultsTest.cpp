@@ -14,6 +14,7 @@ namespace nubrix {
 namespace {
 
 using testing::ElementsAre;
+using testing::SizeIs;
 
 class NetFaultsTest : public NetTest {
 protected:
@@ -38,6 +39,20 @@ protected:
         }
         return true;
     }
+};
+
+/// A camera in a process of its own, and its depth.
+struct Streaming {
+    explicit Streaming(NetDriver &driver)
+        : device(driver, "net:127.0.0.1"), stream(*device, NUBRIX_STREAM_DEPTH)
+    {
+        EXPECT_EQ(stream.start(), 0);
+        EXPECT_TRUE(stream.sink().await(3));
+    }
+
+    const CameraProcess camera{"serve", "127.0.0.1"};
+    const OpenCamera device;
+    PixelStream stream;
 };
 
 TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
@@ -72,55 +87,43 @@ TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
 
 TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEnds)
 {
-    const CameraProcess camera("serve", "127.0.0.1");
-    ASSERT_EQ(list().size(), 1U);
-    const OpenCamera device = open();
-    ASSERT_TRUE(device);
-    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(3));
-    camera.stop();
+    Streaming streaming(driver());
+    PixelStream &stream = streaming.stream;
+    ASSERT_THAT(list(), SizeIs(1));
+    streaming.camera.stop();
     ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
-    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
+    EXPECT_EQ(streaming.device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
     EXPECT_EQ(stream.stop(), 0);
     EXPECT_EQ(stream.pool().inUse(), 0);
-    camera.resume();
+    streaming.camera.resume();
 }
 
 TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
 {
-    const CameraProcess camera("serve", "127.0.0.1");
-    const OpenCamera device = open();
-    ASSERT_TRUE(device);
-    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(3));
-    camera.stop();
+    Streaming streaming(driver());
+    PixelStream &stream = streaming.stream;
+    streaming.camera.stop();
     double exposure = 0;
     unsigned int size = sizeof exposure;
-    EXPECT_EQ(device->getProperty(0x5c00, &exposure, &size), -9);
+    EXPECT_EQ(streaming.device->getProperty(0x5c00, &exposure, &size), -9);
     EXPECT_EQ(stream.stop(), 0);
     EXPECT_EQ(stream.pool().inUse(), 0);
     EXPECT_EQ(stream.start(), -9);
     EXPECT_EQ(stream.pool().inUse(), 0);
-    camera.resume();
+    streaming.camera.resume();
 }
 
 TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
 {
-    const CameraProcess camera("serve", "127.0.0.1");
-    ASSERT_EQ(list().size(), 1U);
-    const OpenCamera device = open();
-    ASSERT_TRUE(device);
-    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(3));
-    camera.stop();
+    Streaming streaming(driver());
+    PixelStream &stream = streaming.stream;
+    ASSERT_THAT(list(), SizeIs(1));
+    streaming.camera.stop();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
-    camera.resume();
+    streaming.camera.resume();
     const std::size_t before = stream.sink().count();
     EXPECT_TRUE(stream.sink().await(before + 5));
-    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
+    EXPECT_EQ(streaming.device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
 }
 
 TEST_F(NetFaultsTest, OpeningAndClosingManyTimesLeavesNothingBehind)
