@@ -17,7 +17,7 @@ std::string locationOf(const NetIdentity &camera)
     return camera.mac + " " + camera.address;
 }
 
-void describe(const NetIdentity &camera, typedefNubrixeviceAttribute &record)
+void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &record)
 {
     typedefNubrixeviceAttribute filled = {};
     filled.transport = 2;
@@ -58,7 +58,7 @@ int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 try {
-    return listRecords(m_watch.cameras(), describe, records, count);
+    return listRecords(m_watch.cameras(), describeCamera, records, count);
 } catch (const std::exception &) {
     return kFailed;
 }

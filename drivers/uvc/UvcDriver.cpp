@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned int kGmslRecords = 60;  // that the library has room for
 
-void describe(const CameraInfo &camera, typedefNubrixeviceAttribute &record)
+void describeCamera(const CameraInfo &camera, typedefNubrixeviceAttribute &record)
 {
     typedefNubrixeviceAttribute filled = {};
     filled.vendorId = camera.usb.vendorId;
@@ -73,7 +73,7 @@ int UvcDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 
 int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 try {
-    return listRecords(m_table.cameras(), describe, records, count);
+    return listRecords(m_table.cameras(), describeCamera, records, count);
 } catch (const std::exception &) {
     return kFailed;
 }
