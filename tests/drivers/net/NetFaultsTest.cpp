@@ -41,7 +41,7 @@ protected:
     }
 };
 
-/// A camera in a process of its own, and its depth.
+/// The depth of a camera.
 struct Streaming {
     explicit Streaming(NetDriver &driver)
         : device(driver, "net:127.0.0.1"), stream(*device, NUBRIX_STREAM_DEPTH)
@@ -50,7 +50,6 @@ struct Streaming {
         EXPECT_TRUE(stream.sink().await(3));
     }
 
-    const CameraProcess camera{"serve", "127.0.0.1"};
     const OpenCamera device;
     PixelStream stream;
 };
@@ -87,22 +86,24 @@ TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
 
 TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEnds)
 {
+    const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     PixelStream &stream = streaming.stream;
     ASSERT_THAT(list(), SizeIs(1));
-    streaming.camera.stop();
+    camera.stop();
     ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
     EXPECT_EQ(streaming.device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
     EXPECT_EQ(stream.stop(), 0);
     EXPECT_EQ(stream.pool().inUse(), 0);
-    streaming.camera.resume();
+    camera.resume();
 }
 
 TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
 {
+    const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     PixelStream &stream = streaming.stream;
-    streaming.camera.stop();
+    camera.stop();
     double exposure = 0;
     unsigned int size = sizeof exposure;
     EXPECT_EQ(streaming.device->getProperty(0x5c00, &exposure, &size), -9);
@@ -110,17 +111,18 @@ TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
     EXPECT_EQ(stream.pool().inUse(), 0);
     EXPECT_EQ(stream.start(), -9);
     EXPECT_EQ(stream.pool().inUse(), 0);
-    streaming.camera.resume();
+    camera.resume();
 }
 
 TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
 {
+    const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     PixelStream &stream = streaming.stream;
     ASSERT_THAT(list(), SizeIs(1));
-    streaming.camera.stop();
+    camera.stop();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
-    streaming.camera.resume();
+    camera.resume();
     const std::size_t before = stream.sink().count();
     EXPECT_TRUE(stream.sink().await(before + 5));
     EXPECT_EQ(streaming.device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
