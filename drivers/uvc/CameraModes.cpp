@@ -47,9 +47,15 @@ void fill(StreamModes &modes, const std::vector<NodeFormat> &formats)
                                               : rankOf(*a.source.format) < rankOf(*b.source.format);
                      });
     for (const Candidate &candidate : candidates) {
+        const std::size_t known = modes.find(candidate.record);
+        if (known < modes.records.size()) {
+            SourceMode &source = modes.sources[known];
+            if (isCompressed(*candidate.source.format) && !isCompressed(*source.format) &&
+                source.compressed == nullptr)
+                source.compressed = candidate.source.format;
+            continue;
+        }
         if (modes.records.size() == kMostModes)
-            break;
-        if (modes.find(candidate.record) < modes.records.size())
             continue;
         modes.records.push_back(candidate.record);
         modes.sources.push_back(candidate.source);

@@ -16,6 +16,8 @@ namespace nubrix {
 struct SourceMode {
     const SourceFormat *format;
     v4l2_fract interval;  ///< seconds from frame to frame; 0/0 when the node has no say in it
+    /// One that gives the same mode in compressed pictures, for a bus with little left; or null.
+    const SourceFormat *compressed = nullptr;
 };
 
 /// The modes of one stream. Not thread-safe.

@@ -1,7 +1,6 @@
 #include "uvc/CameraTable.h"
 
 #include <algorithm>
-#include <set>
 
 namespace nubrix {
 
@@ -14,11 +13,7 @@ bool isBefore(const NodeInfo &a, const NodeInfo &b)
 
 void insertSorted(std::vector<NodeInfo> &nodes, const NodeInfo &node)
 {
-    const bool known = std::any_of(nodes.begin(), nodes.end(), [&](const NodeInfo &other) {
-        return other.sysPath == node.sysPath;
-    });
-    if (!known)
-        nodes.insert(std::upper_bound(nodes.begin(), nodes.end(), node, isBefore), node);
+    nodes.insert(std::upper_bound(nodes.begin(), nodes.end(), node, isBefore), node);
 }
 
 void eraseFrom(std::vector<NodeInfo> &nodes, const std::string &sysPath)
@@ -30,17 +25,29 @@ void eraseFrom(std::vector<NodeInfo> &nodes, const std::string &sysPath)
 
 }  // namespace
 
-void CameraTable::fill(const std::vector<NodeInfo> &nodes)
+void CameraTable::Entry::noteNode(Time came)
+{
+    lastNode = std::max(lastNode, came);
+    settleAfter(lastNode);
+}
+
+void CameraTable::Entry::settleAfter(Time last)
+{
+    if (settledAt)
+        settledAt = std::min(last + kSettleTime, since + kLongestSettling);
+}
+
+void CameraTable::fill(const std::vector<NodeInfo> &nodes, Time now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     for (const NodeInfo &node : nodes)
-        insert(node, std::nullopt);
+        insert(node, now - node.age, now);
 }
 
 void CameraTable::add(const NodeInfo &node, Time now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    insert(node, now + kSettleTime);
+    insert(node, now, now);
 }
 
 void CameraTable::remove(const std::string &sysPath)
@@ -52,13 +59,7 @@ void CameraTable::remove(const std::string &sysPath)
 void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    std::set<std::string> vanished;
-    for (const NodeInfo &node : m_otherNodes)
-        vanished.insert(node.sysPath);
-    for (const auto &[path, entry] : m_cameras) {
-        for (const NodeInfo &node : entry.camera.nodes)
-            vanished.insert(node.sysPath);
-    }
+    std::set<std::string> vanished = m_known;
     for (const NodeInfo &node : nodes) {
         const auto place = node.usb ? m_cameras.find(node.usb->sysPath) : m_cameras.end();
         const bool replaced =
@@ -69,33 +70,38 @@ void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
     for (const std::string &sysPath : vanished)
         erase(sysPath);
     for (const NodeInfo &node : nodes)
-        insert(node, now + kSettleTime);
+        insert(node, now, now);
 }
 
-void CameraTable::insert(const NodeInfo &node, std::optional<Time> settledAt)
+void CameraTable::insert(const NodeInfo &node, Time came, Time now)
 {
-    if (!node.captures) {
-        const auto owner = node.usb ? m_cameras.find(node.usb->sysPath) : m_cameras.end();
-        if (owner != m_cameras.end() && owner->second.settledAt)
-            owner->second.settledAt = settledAt;
+    if (!m_known.insert(node.sysPath).second)
+        return;
+    if (!node.usb) {
+        if (node.captures)
+            insertSorted(m_otherNodes, node);
         return;
     }
-    if (!node.usb) {
-        insertSorted(m_otherNodes, node);
+    if (!node.captures) {
+        if (const auto owner = m_cameras.find(node.usb->sysPath); owner != m_cameras.end())
+            owner->second.noteNode(came);
         return;
     }
     const auto [place, isNew] = m_cameras.try_emplace(node.usb->sysPath);
     Entry &entry = place->second;
-    if (isNew)
+    if (isNew) {
         entry.camera.usb = *node.usb;
-    // Where udev is slow, the nodes come one after the other.
-    if (isNew || entry.settledAt)
-        entry.settledAt = settledAt;
+        entry.since = now;
+        entry.lastNode = came;
+        entry.settledAt = came;
+    }
+    entry.noteNode(came);
     insertSorted(entry.camera.nodes, node);
 }
 
 void CameraTable::erase(const std::string &sysPath)
 {
+    m_known.erase(sysPath);
     eraseFrom(m_otherNodes, sysPath);
     for (auto place = m_cameras.begin(); place != m_cameras.end(); ++place) {
         Entry &entry = place->second;
@@ -112,6 +118,30 @@ void CameraTable::erase(const std::string &sysPath)
         m_cameras.erase(place);
         return;
     }
+}
+
+std::vector<CameraTable::Due> CameraTable::due(Time now) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    std::vector<Due> all;
+    for (const auto &[path, entry] : m_cameras) {
+        if (entry.settledAt && *entry.settledAt <= now)
+            all.push_back({entry.camera, entry.lastNode});
+    }
+    return all;
+}
+
+void CameraTable::postpone(const std::string &usbPath, Time now)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (const auto place = m_cameras.find(usbPath); place != m_cameras.end())
+        place->second.settleAfter(now);
+}
+
+bool CameraTable::knows(const std::string &sysPath) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_known.count(sysPath) != 0;
 }
 
 std::vector<CameraTable::Change> CameraTable::takeChanges(Time now)

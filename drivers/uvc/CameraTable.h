@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,22 +18,37 @@ class CameraTable {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A camera's nodes come one by one. It is told of, and listed, so long after the last.
+    /// A camera's nodes come one by one. It is told of, and listed, so long after the last,
     static constexpr std::chrono::milliseconds kSettleTime{80};
+    /// or, when more are to come and do not, so long after the first was heard of.
+    static constexpr std::chrono::milliseconds kLongestSettling{3000};
 
     struct Change {
         CameraInfo camera;
         bool connected;
     };
 
-    /// Takes what is attached from the start; no changes come of it.
-    void fill(const std::vector<NodeInfo> &nodes);
+    /// A camera that is about to be told of.
+    struct Due {
+        CameraInfo camera;
+        Time lastNode;  // came
+    };
+
+    /// Adds nodes as of the moments at which udev was done with them.
+    void fill(const std::vector<NodeInfo> &nodes, Time now);
     /// A node that is known already is left alone.
     void add(const NodeInfo &node, Time now);
     /// The camera is gone with its last node.
     void remove(const std::string &sysPath);
     /// Adds and removes whatever makes the difference to `nodes`.
     void update(const std::vector<NodeInfo> &nodes, Time now);
+
+    /// The cameras that have settled by now and have not been told of.
+    std::vector<Due> due(Time now) const;
+    /// Has one of them wait for another kSettleTime; by path of the USB device.
+    void postpone(const std::string &usbPath, Time now);
+    /// Whether a node has been added, be it one that gives pictures or not.
+    bool knows(const std::string &sysPath) const;
 
     /// What has changed up to now and has not been taken, in order.
     std::vector<Change> takeChanges(Time now);
@@ -48,15 +64,21 @@ public:
 private:
     struct Entry {
         CameraInfo camera;
+        Time since;  // it is in the table
+        Time lastNode;
         std::optional<Time> settledAt;  // nothing: listed
+
+        void noteNode(Time came);
+        void settleAfter(Time last);
     };
 
-    void insert(const NodeInfo &node, std::optional<Time> settledAt);
+    void insert(const NodeInfo &node, Time came, Time now);
     void erase(const std::string &sysPath);
 
     mutable std::mutex m_lock;
     std::map<std::string, Entry> m_cameras;  // by path of the USB device; all under m_lock
     std::vector<NodeInfo> m_otherNodes;
+    std::set<std::string> m_known;  // paths of all nodes
     std::vector<Change> m_gone;
 };
 

@@ -8,11 +8,13 @@
 #include <utility>
 
 #include "uvc/Report.h"
+#include "uvc/UsbFolder.h"
 
 namespace nubrix {
 
 namespace {
 
+constexpr std::chrono::milliseconds kProbeTime{1000};  // of one stream, by the kernel
 constexpr int kReceiveBufferBytes = 4 << 20;  // some thousand events, while the handler runs
 
 int msUntil(std::optional<CameraTable::Time> moment)
@@ -37,10 +39,18 @@ bool HotPlugMonitor::start()
     if (!m_udev)
         return false;
     const bool listens = listen();
-    m_table.fill(NodeScanner(*m_udev, m_opener).scan());
-    if (listens)
+    const auto nodes = NodeScanner(*m_udev, m_opener).scan();
+    const auto now = std::chrono::steady_clock::now();
+    m_table.fill(nodes, now);
+    // These are there from the start: they are listed, and nobody is told.
+    if (listens) {
+        waitForMore(now);
+        m_table.takeChanges(now);
         m_thread = std::thread(&HotPlugMonitor::run, this);
-    return listens && isUdevThere();
+    } else {
+        m_table.takeChanges(CameraTable::Time::max());
+    }
+    return listens && isUdevThere(*m_udev);
 }
 
 bool HotPlugMonitor::listen()
@@ -66,7 +76,9 @@ void HotPlugMonitor::run()
 try {
     while (wait()) {
         receive();
-        for (const auto &change : m_table.takeChanges(std::chrono::steady_clock::now()))
+        const auto now = std::chrono::steady_clock::now();
+        waitForMore(now);
+        for (const auto &change : m_table.takeChanges(now))
             m_handler(change);
     }
 } catch (const std::exception &error) {
@@ -82,6 +94,21 @@ bool HotPlugMonitor::wait()
             return false;
     }
     return waited[1].revents == 0;
+}
+
+void HotPlugMonitor::waitForMore(CameraTable::Time now)
+{
+    for (const CameraTable::Due &due : m_table.due(now)) {
+        const UsbFolder folder = readUsbFolder(due.camera.usb.sysPath);
+        // udev has still to tell of a node, or the kernel to make one: it asks the camera about its
+        // next stream first.
+        const bool more =
+            std::any_of(folder.videoNodes.begin(), folder.videoNodes.end(),
+                        [&](const auto &node) { return !m_table.knows(node); }) ||
+            (due.camera.nodes.size() < folder.videoStreams && now < due.lastNode + kProbeTime);
+        if (more)
+            m_table.postpone(due.camera.usb.sysPath, now);
+    }
 }
 
 void HotPlugMonitor::receive()

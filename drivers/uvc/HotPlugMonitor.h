@@ -34,6 +34,8 @@ private:
     /// Waits for an event, the next change or the end; false at the end.
     bool wait();
     void receive();
+    /// Postpones cameras that are due and not whole.
+    void waitForMore(CameraTable::Time now);
 
     CameraTable &m_table;
     const NodeOpener m_opener;

@@ -1,6 +1,7 @@
 // What is known of attached video nodes and cameras.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,6 +27,8 @@ struct NodeInfo {
     std::string path;         ///< "/dev/video0"
     unsigned int number = 0;  ///< the 0 of it
     bool captures = false;    ///< pictures come out of it
+    /// Since udev was done with it; long ago where udev does not run.
+    std::chrono::microseconds age = std::chrono::hours(1);
     std::optional<UsbIdentity> usb;
 };
 

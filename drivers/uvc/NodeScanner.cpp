@@ -1,7 +1,6 @@
 #include "uvc/NodeScanner.h"
 
 #include <linux/videodev2.h>
-#include <unistd.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -59,9 +58,10 @@ UsbIdentity identityOf(udev_device &usb)
 
 }  // namespace
 
-bool isUdevThere()
+bool isUdevThere(udev &context)
 {
-    return ::access("/run/udev/control", F_OK) == 0;
+    const UdevPtr<udev_queue> queue(udev_queue_new(&context));
+    return queue && udev_queue_get_udev_is_active(queue.get()) != 0;
 }
 
 std::string cleanText(const char *text)
@@ -94,6 +94,7 @@ std::vector<NodeInfo> NodeScanner::scan() const
     const UdevPtr<udev_enumerate> search(udev_enumerate_new(&m_udev));
     if (!search)
         return nodes;
+    const bool udevRuns = isUdevThere(m_udev);
     udev_enumerate_add_match_subsystem(search.get(), kSubsystem);
     udev_enumerate_scan_devices(search.get());
     udev_list_entry *entry = nullptr;
@@ -104,10 +105,16 @@ std::vector<NodeInfo> NodeScanner::scan() const
         if (!device)  // gone meanwhile
             continue;
         // udev has still to say what it is and who may open it; its event is to come.
-        if (isUdevThere() && udev_device_get_is_initialized(device.get()) == 0)
+        if (udevRuns && udev_device_get_is_initialized(device.get()) == 0)
             continue;
-        if (auto node = describe(*device))
-            nodes.push_back(std::move(*node));
+        auto node = describe(*device);
+        if (!node)
+            continue;
+        if (udevRuns) {
+            node->age =
+                std::chrono::microseconds(udev_device_get_usec_since_initialized(device.get()));
+        }
+        nodes.push_back(std::move(*node));
     }
     std::sort(nodes.begin(), nodes.end(),
               [](const NodeInfo &a, const NodeInfo &b) { return a.number < b.number; });

@@ -33,7 +33,7 @@ private:
 };
 
 /// Whether udev runs: without it nobody describes devices or tells of them.
-bool isUdevThere();
+bool isUdevThere(udev &context);
 
 /// `text` without control characters, with '?' for bytes that are no UTF-8, and without blanks at
 /// its ends.

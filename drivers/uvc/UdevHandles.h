@@ -11,6 +11,7 @@ struct UdevDeleter {
     void operator()(udev_device *object) const { udev_device_unref(object); }
     void operator()(udev_enumerate *object) const { udev_enumerate_unref(object); }
     void operator()(udev_monitor *object) const { udev_monitor_unref(object); }
+    void operator()(udev_queue *object) const { udev_queue_unref(object); }
 };
 
 template <class T>

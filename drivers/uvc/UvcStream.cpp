@@ -88,7 +88,14 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
     m_lastSequence.reset();
     m_silenceTold = false;
     m_end.clear();
-    if (const int error = beginCapture(node, format.sizeimage))
+    const int error = beginCapture(node, format.sizeimage);
+    if (error == ENOSPC && source.compressed != nullptr) {
+        m_capture.reset();  // the node is free again before it is set to another format
+        report(name() + " " + textOf(m_mode) +
+               ": little USB bandwidth is left, so the camera compresses its pictures");
+        return begin(node, {source.compressed, source.interval});
+    }
+    if (error != 0)
         return refusal(error);
     m_lastPicture = Clock::now().time_since_epoch().count();
     return kDone;

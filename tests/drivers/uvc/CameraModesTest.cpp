@@ -129,6 +129,21 @@ TEST_F(CameraModesTest, OfTwoFormatsForAModeTheCheaperOneIsTaken)
     EXPECT_EQ(modes.sources[1].format->code, V4L2_PIX_FMT_YUYV);
 }
 
+TEST_F(CameraModesTest, TheCompressedOneOfSeveralFormatsIsKeptForABusWithLittleLeft)
+{
+    addNode({{V4L2_PIX_FMT_YUYV, {{640, 480, {30, 15}}, {320, 240, {30}}}},
+             {V4L2_PIX_FMT_NV12, {{640, 480, {30, 15}}, {320, 240, {30}}}},
+             {V4L2_PIX_FMT_MJPEG, {{640, 480, {30}}, {160, 120, {30}}}},
+             {V4L2_PIX_FMT_JPEG, {{640, 480, {30}}, {160, 120, {30}}}}});
+    const StreamModes modes = read(NUBRIX_STREAM_COLOR);
+    ASSERT_THAT(texts(modes), ElementsAre("640x480 at 30 frames/s", "640x480 at 15 frames/s",
+                                          "320x240 at 30 frames/s", "160x120 at 30 frames/s"));
+    ASSERT_NE(modes.sources[0].compressed, nullptr);
+    EXPECT_EQ(modes.sources[0].compressed->code, V4L2_PIX_FMT_MJPEG);
+    for (const std::size_t alone : {1, 2, 3})
+        EXPECT_EQ(modes.sources[alone].compressed, nullptr) << alone;
+}
+
 TEST_F(CameraModesTest, TheNodeThatIsGoodForLessElseGivesAStream)
 {
     addNode({{V4L2_PIX_FMT_UYVY, {{64, 48, {30}}}}, {V4L2_PIX_FMT_GREY, {{64, 48, {30}}}}});

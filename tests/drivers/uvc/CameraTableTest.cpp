@@ -63,6 +63,22 @@ protected:
         table.add(node(number, busPath, captures), m_now);
     }
 
+    /// As at the start, when nobody is told.
+    void fill(const std::vector<NodeInfo> &nodes)
+    {
+        table.fill(nodes, m_now);
+        table.takeChanges(m_now);
+    }
+    void update(const std::vector<NodeInfo> &nodes) { table.update(nodes, m_now); }
+    std::vector<std::string> due() const
+    {
+        std::vector<std::string> all;
+        for (const auto &each : table.due(m_now))
+            all.push_back(each.camera.uri());
+        return all;
+    }
+    void postpone(const std::string &busPath) { table.postpone("/sys/" + busPath, m_now); }
+
     CameraTable table;
 
 private:
@@ -71,7 +87,7 @@ private:
 
 TEST_F(CameraTableTest, WhatIsThereFromTheStartIsListedAndNotTold)
 {
-    table.fill({node(0, "1-1"), node(1, "1-1", false), node(2, "1-1"), node(3, "1-2")});
+    fill({node(0, "1-1"), node(1, "1-1", false), node(2, "1-1"), node(3, "1-2")});
     EXPECT_THAT(uris(), ElementsAre("usb:1-1", "usb:1-2"));
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0, 2));
     EXPECT_THAT(changes(), IsEmpty());
@@ -104,6 +120,62 @@ TEST_F(CameraTableTest, ACameraIsToldWhenNoNodeHasFollowedForAWhile)
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0, 2));
 }
 
+TEST_F(CameraTableTest, WhatHasJustComeAtTheStartIsToldWhenItHasSettled)
+{
+    NodeInfo young = node(0, "1-1");
+    young.age = CameraTable::kSettleTime - std::chrono::milliseconds(1);
+    fill({young, node(1, "1-1", false), node(2, "1-2")});
+    EXPECT_THAT(uris(), ElementsAre("usb:1-2"));
+    EXPECT_THAT(changesNow(), IsEmpty());
+    pass(std::chrono::milliseconds(1));
+    EXPECT_THAT(changesNow(), ElementsAre("+usb:1-1"));
+}
+
+TEST_F(CameraTableTest, ACameraThatIsDueCanBePostponed)
+{
+    add(0, "1-1");
+    add(4, "1-2");
+    EXPECT_THAT(due(), IsEmpty());
+    pass(CameraTable::kSettleTime);
+    EXPECT_THAT(due(), ElementsAre("usb:1-1", "usb:1-2"));
+    postpone("1-1");
+    EXPECT_THAT(changesNow(), ElementsAre("+usb:1-2"));
+    EXPECT_THAT(changes(), ElementsAre("+usb:1-1"));
+    postpone("1-1");
+    EXPECT_THAT(uris(), ElementsAre("usb:1-1", "usb:1-2"));
+    EXPECT_THAT(changes(), IsEmpty());
+}
+
+TEST_F(CameraTableTest, ACameraIsNotPostponedForEver)
+{
+    add(0, "1-1");
+    std::chrono::milliseconds waited{0};
+    while (changesNow().empty()) {
+        ASSERT_LE(waited, CameraTable::kLongestSettling);
+        pass(std::chrono::milliseconds(10));
+        waited += std::chrono::milliseconds(10);
+        if (waited % CameraTable::kSettleTime == std::chrono::milliseconds(0))
+            add(static_cast<unsigned int>(waited.count()), "1-1");
+        else
+            postpone("1-1");
+    }
+    EXPECT_EQ(waited, CameraTable::kLongestSettling);
+    EXPECT_THAT(uris(), ElementsAre("usb:1-1"));
+}
+
+TEST_F(CameraTableTest, KnowsNodesOfAllKindsUntilTheyAreGone)
+{
+    fill({node(0, "1-1"), node(1, "1-1", false)});
+    add(2, "");
+    for (const auto &path : {pathOf(0, "1-1"), pathOf(1, "1-1"), pathOf(2, "")})
+        EXPECT_TRUE(table.knows(path)) << path;
+    table.remove(pathOf(1, "1-1"));
+    update({node(0, "1-1")});
+    EXPECT_TRUE(table.knows(pathOf(0, "1-1")));
+    EXPECT_FALSE(table.knows(pathOf(1, "1-1")));
+    EXPECT_FALSE(table.knows(pathOf(2, "")));
+}
+
 TEST_F(CameraTableTest, ACameraIsListedOnlyOnceItHasBeenTold)
 {
     add(0, "1-1");
@@ -125,7 +197,7 @@ TEST_F(CameraTableTest, MetadataAloneIsNoCamera)
 
 TEST_F(CameraTableTest, TheEventOfANodeThatIsKnownChangesNothing)
 {
-    table.fill({node(0, "1-1")});
+    fill({node(0, "1-1")});
     add(0, "1-1");
     EXPECT_THAT(changes(), IsEmpty());
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0));
@@ -140,7 +212,7 @@ TEST_F(CameraTableTest, ACameraThatGoesBeforeItSettledIsNotTold)
 
 TEST_F(CameraTableTest, ACameraThatComesBackIsToldBothTimes)
 {
-    table.fill({node(0, "1-1")});
+    fill({node(0, "1-1")});
     table.remove(pathOf(0, "1-1"));
     add(0, "1-1");
     EXPECT_THAT(changesNow(), ElementsAre("-usb:1-1"));
@@ -149,7 +221,7 @@ TEST_F(CameraTableTest, ACameraThatComesBackIsToldBothTimes)
 
 TEST_F(CameraTableTest, ACameraThatLosesOneNodeStays)
 {
-    table.fill({node(0, "1-1"), node(2, "1-1")});
+    fill({node(0, "1-1"), node(2, "1-1")});
     table.remove(pathOf(0, "1-1"));
     EXPECT_THAT(changes(), IsEmpty());
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(2));
@@ -157,7 +229,7 @@ TEST_F(CameraTableTest, ACameraThatLosesOneNodeStays)
 
 TEST_F(CameraTableTest, NodesThatAreNotUsbAreListedApart)
 {
-    table.fill({node(0, "1-1"), node(4, ""), node(5, "", false)});
+    fill({node(0, "1-1"), node(4, ""), node(5, "", false)});
     ASSERT_EQ(table.otherNodes().size(), 1U);
     EXPECT_EQ(table.otherNodes()[0].path, "/dev/video4");
     EXPECT_THAT(uris(), ElementsAre("usb:1-1"));
@@ -168,8 +240,8 @@ TEST_F(CameraTableTest, NodesThatAreNotUsbAreListedApart)
 
 TEST_F(CameraTableTest, AnUpdateMakesTheDifference)
 {
-    table.fill({node(0, "1-1"), node(2, "1-2"), node(4, "")});
-    table.update({node(2, "1-2"), node(6, "1-3"), node(7, "")}, {});
+    fill({node(0, "1-1"), node(2, "1-2"), node(4, "")});
+    update({node(2, "1-2"), node(6, "1-3"), node(7, "")});
     EXPECT_THAT(changes(), ElementsAre("-usb:1-1", "+usb:1-3"));
     EXPECT_THAT(uris(), ElementsAre("usb:1-2", "usb:1-3"));
     ASSERT_EQ(table.otherNodes().size(), 1U);
@@ -178,10 +250,10 @@ TEST_F(CameraTableTest, AnUpdateMakesTheDifference)
 
 TEST_F(CameraTableTest, AnUpdateTellsOfACameraThatWasPluggedInAgainMeanwhile)
 {
-    table.fill({node(0, "1-1"), node(2, "1-2")});
+    fill({node(0, "1-1"), node(2, "1-2")});
     NodeInfo again = node(0, "1-1");
     again.usb->address = 7;
-    table.update({again, node(2, "1-2")}, {});
+    update({again, node(2, "1-2")});
     EXPECT_THAT(changes(), ElementsAre("-usb:1-1", "+usb:1-1"));
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0));
 }

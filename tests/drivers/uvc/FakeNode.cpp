@@ -164,6 +164,8 @@ int FakeCamera::control(unsigned long request, void *argument)
         case VIDIOC_DQBUF:
             return dequeue(as<v4l2_buffer>(argument));
         case VIDIOC_STREAMON:
+            if (m_format.pixelformat == tooMuch)
+                return ENOSPC;
             m_streaming = true;
             return 0;
         case VIDIOC_STREAMOFF:

@@ -44,6 +44,7 @@ public:
     unsigned int missingBytes = 0;  // that it does not speak of when asked for its buffers' size
     unsigned int leastBuffers = 0;  // it takes no fewer
     unsigned int givenRate = 0;     // that it is set to whatever it is asked for; 0: that
+    std::uint32_t tooMuch = 0;      // a format for which the bus has too little left
     std::map<std::uint32_t, std::int32_t> controls;
     std::vector<std::uint8_t> extension;  // the one control of extension unit 4, selector 2
 

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <umockdev.h>
 
+#include <chrono>
+#include <optional>
 #include <string>
 
 namespace nubrix {
@@ -11,12 +13,8 @@ namespace nubrix {
 /// Everything below needs libumockdev-preload.so to be loaded with the program.
 class MockedUdev {
 public:
-    MockedUdev()
-    {
-        m_testbed = umockdev_testbed_new();
-        EXPECT_TRUE(umockdev_in_mock_environment()) << "LD_PRELOAD lacks libumockdev-preload.so.0";
-    }
-    ~MockedUdev() { g_object_unref(m_testbed); }
+    MockedUdev();
+    ~MockedUdev();
     MockedUdev(const MockedUdev &) = delete;
     MockedUdev &operator=(const MockedUdev &) = delete;
 
@@ -48,6 +46,23 @@ public:
     {
         add(nodeText(path, number) + lines);
     }
+    /// What the kernel shows of a node before udev has done with it.
+    void addNodeWithoutEvent(const std::string &busPath, unsigned int number)
+    {
+        add("P: " + nodePath(busPath, number) + "\nE: SUBSYSTEM=none\n");
+    }
+    /// Where a USB device describes a stream.
+    void addStreamInterface(const std::string &busPath, unsigned int number)
+    {
+        add("P: " + usbPath(busPath) + "/" + busPath + ":1." + std::to_string(number) +
+            "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\nA: bInterfaceClass=0e\n"
+            "A: bInterfaceSubClass=02\n");
+    }
+    /// udev runs from the start.
+    void setRunning(bool running);
+    /// How long ago udev was done with a node; nothing: it is not. Without it, long ago.
+    void setAge(const std::string &busPath, unsigned int number,
+                std::optional<std::chrono::milliseconds> age);
     void removeNode(const std::string &busPath, unsigned int number)
     {
         const std::string path = "/sys" + nodePath(busPath, number);
@@ -77,8 +92,11 @@ private:
         const std::string digits = std::to_string(number);
         return "P: " + path + "\nN: video" + digits +
                "=00\nE: SUBSYSTEM=video4linux\nE: DEVNAME=/dev/video" + digits +
-               "\nE: MAJOR=81\nE: MINOR=" + digits + "\n";
+               "\nE: MAJOR=81\nE: MINOR=" + std::to_string(kFirstMinor + number) + "\n";
     }
+
+    // What the real system knows of its own devices counts here, too.
+    static constexpr unsigned int kFirstMinor = 200;
 
     UMockdevTestbed *m_testbed = nullptr;
 };

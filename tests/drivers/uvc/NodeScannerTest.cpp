@@ -158,6 +158,38 @@ TEST_F(NodeScannerTest, OfNodesThatCannotBeAskedTheFirstGivesPictures)
     EXPECT_THAT(opened, ElementsAre("/dev/video0", "/dev/video1"));
 }
 
+TEST_F(NodeScannerTest, TellsHowLongAgoUdevWasDoneWithANode)
+{
+    system.addUsb("1-2", "");
+    system.addNode("1-2", 0);
+    system.addNode("1-2", 1);
+    system.setAge("1-2", 1, std::chrono::milliseconds(7));
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 2U);
+    EXPECT_EQ(nodes[0].age, std::chrono::hours(1));
+    EXPECT_EQ(nodes[1].age, std::chrono::milliseconds(7));
+}
+
+TEST_F(NodeScannerTest, LeavesOutWhatUdevIsBusyWith)
+{
+    system.addUsb("1-2", "");
+    system.addNode("1-2", 0);
+    system.addNode("1-2", 1);
+    system.setAge("1-2", 0, std::nullopt);
+    EXPECT_THAT(capturing(), ElementsAre("/dev/video1"));
+}
+
+TEST_F(NodeScannerTest, WhereUdevDoesNotRunAllNodesAreOld)
+{
+    system.addUsb("1-2", "");
+    system.addNode("1-2", 0);
+    system.setAge("1-2", 0, std::nullopt);
+    system.setRunning(false);
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_GE(nodes[0].age, std::chrono::minutes(1));
+}
+
 TEST(CleanTextTest, KeepsWhatCanBeShown)
 {
     EXPECT_EQ(cleanText(nullptr), "");

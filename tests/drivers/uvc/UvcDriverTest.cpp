@@ -207,6 +207,44 @@ TEST_F(UvcDriverTest, ACameraThatIsPluggedInAndOutIsToldOnceEach)
     EXPECT_THAT(list(), IsEmpty());
 }
 
+TEST_F(UvcDriverTest, ACameraThatIsJustComingAtTheStartIsToldWhenUdevHasDoneWithIt)
+{
+    plug("1-1", 0);
+    plug("1-2", 1);
+    system.addNode("1-2", 2);
+    system.setAge("1-2", 2, std::nullopt);
+    start();
+    EXPECT_THAT(uris(), ElementsAre("usb:1-1"));
+    system.setAge("1-2", 2, std::chrono::hours(1));
+    system.repeatAdd("1-2", 2);
+    ASSERT_TRUE(await(1));
+    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S1 1-2"));
+    EXPECT_THAT(uris(), ElementsAre("usb:1-1", "usb:1-2"));
+}
+
+TEST_F(UvcDriverTest, ACameraWithANodeThatUdevIsBusyWithWaitsForItButNotForEver)
+{
+    start();
+    const auto begin = std::chrono::steady_clock::now();
+    plug("1-2", 0);
+    system.addNodeWithoutEvent("1-2", 1);
+    ASSERT_TRUE(await(1));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, CameraTable::kLongestSettling);
+    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2"));
+}
+
+TEST_F(UvcDriverTest, ACameraOfWhichTheKernelLacksAStreamWaitsForItASecond)
+{
+    start();
+    const auto begin = std::chrono::steady_clock::now();
+    plug("1-2", 0);
+    system.addStreamInterface("1-2", 1);
+    system.addStreamInterface("1-2", 2);
+    ASSERT_TRUE(await(1));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2"));
+}
+
 TEST_F(UvcDriverTest, TheEventOfACameraThatWasFoundAlreadyIsNotTold)
 {
     plug("1-2", 0);

@@ -112,6 +112,38 @@ TEST_F(UvcStreamFaultsTest, ARateThatTheCameraDoesNotKeepIsTold)
               "nubrix usb camera: usb:1-2 depth is set to 30 frames/s, and the camera gives 15\n");
 }
 
+class UvcStreamBandwidthTest : public UvcStreamFaultsTest,
+                               public testing::WithParamInterface<std::uint32_t> {};
+
+TEST_P(UvcStreamBandwidthTest, ABusWithLittleLeftGetsCompressedPictures)
+{
+    FakeCamera &camera = addNode({GetParam(), V4L2_PIX_FMT_MJPEG});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(device.setFrameMode(NUBRIX_STREAM_COLOR, {NUBRIX_PIXEL_RGB888, 64, 48, 15}, false),
+              0);
+    camera.tooMuch = GetParam();
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "nubrix usb camera: usb:1-2 color 64x48 at 15 frames/s: little USB bandwidth is left, "
+        "so the camera compresses its pictures\n");
+    EXPECT_EQ(camera.format().pixelformat, V4L2_PIX_FMT_MJPEG);
+    EXPECT_EQ(camera.interval().denominator, 15U);
+    EXPECT_TRUE(camera.isStreaming());
+    camera.captureAll(1);  // no JPEG: it is taken for one
+    EXPECT_TRUE(awaitCount(device, NUBRIX_STREAM_COLOR, 1));
+    EXPECT_EQ(countersOf(device, NUBRIX_STREAM_COLOR).unusable, 1U);
+    EXPECT_EQ(stream->stop(), 0);
+    camera.tooMuch = 0;  // next time there is enough
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(camera.format().pixelformat, GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, UvcStreamBandwidthTest,
+                         testing::Values(V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_RGB24));
+
 struct Refusal {
     unsigned long request;
     int error;
