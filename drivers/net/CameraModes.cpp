@@ -124,10 +124,10 @@ std::vector<Offer> readOffers(ArvCamera &camera)
 /// Whether a component may be shown as a stream; names are those of the GenICam standard.
 bool isFor(const std::string &component, const PixelFormat &format)
 {
-    const bool isRange = component == "Range" || component == "Disparity";
+    const bool isRange = component == "Range";
     if (format.streamType == NUBRIX_STREAM_DEPTH)
         return component.empty() || isRange;
-    return !isRange && component != "Confidence";
+    return !isRange && component != "Disparity" && component != "Confidence";
 }
 
 /// The best of what a camera offers for a stream, or what the settings say.

@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "net/Report.h"
 
@@ -43,6 +45,55 @@ void centre(ArvCamera &camera, const CameraSetup &setup, Error &error)
     const int y = std::max(most[1] - setup.mode.height, 0) / 2 / steps[1] * steps[1];
     if (!error && (x != 0 || y != 0))
         arv_camera_set_region(&camera, x, y, setup.mode.width, setup.mode.height, error.out());
+}
+
+bool has(ArvCamera &camera, const char *feature)
+{
+    return arv_camera_is_feature_available(&camera, feature, nullptr) != FALSE;
+}
+
+/// Sets a choice where the camera has it; says so when depth cannot be had for want of it.
+int insist(ArvCamera &camera, const std::string &name, const char *feature, const char *choice)
+{
+    if (!has(camera, feature))
+        return kDone;
+    Error error;
+    arv_camera_set_string(&camera, feature, choice, nullptr);
+    const char *told = arv_camera_get_string(&camera, feature, error.out());
+    if (error)
+        return tellFailure(name, error);
+    if (told != nullptr && std::strcmp(told, choice) == 0)
+        return kDone;
+    report(name + " cannot show depth: its " + feature + " is " + (told ? told : "unknown") +
+           " and cannot be set to " + choice);
+    return kUnsupported;
+}
+
+/// Millimetres of a unit of distances.
+int readUnit(ArvCamera &camera, const std::string &name, double &unit)
+{
+    constexpr double kInch = 25.4;
+    constexpr const char *kFeature = "Scan3dDistanceUnit";
+    const char *told =
+        has(camera, kFeature) ? arv_camera_get_string(&camera, kFeature, nullptr) : nullptr;
+    if (told != nullptr && std::strcmp(told, "Inch") == 0) {
+        unit = kInch;
+        return kDone;
+    }
+    return insist(camera, name, kFeature, "Millimeter");
+}
+
+/// Leaves the value alone when the camera has no such feature.
+int readNumber(ArvCamera &camera, const std::string &name, const char *feature, double &value)
+{
+    if (!has(camera, feature))
+        return kDone;
+    Error error;
+    const double told = arv_camera_get_float(&camera, feature, error.out());
+    if (error)
+        return tellFailure(name + " " + feature, error);
+    value = told;
+    return kDone;
 }
 
 void setPackets(ArvCamera &camera, const CameraSetup &setup, Error &error)
@@ -107,6 +158,14 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
                                     ARV_COMPONENT_SELECTION_FLAGS_EXCLUSIVE_ENABLE, nullptr,
                                     error.out());
     }
+    if (!error && setup.format.layout == Layout::kDepth) {
+        for (const auto &[feature, choice] :
+             {std::pair<const char *, const char *>("Scan3dOutputMode", "CalibratedC"),
+              {"Scan3dCoordinateSystem", "Cartesian"}}) {
+            if (const int status = insist(camera, setup.name, feature, choice))
+                return status;
+        }
+    }
     if (!error)
         arv_camera_set_pixel_format(&camera, setup.format.code, error.out());
     if (!error)
@@ -130,21 +189,34 @@ void tuneStream(ArvStream &stream, int frameRate)
                  ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBuffer, nullptr);
 }
 
-DepthScale readDepthScale(ArvCamera &camera)
+int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth)
 {
-    const auto read = [&](const char *feature, double &value) {
-        Error error;
-        if (!arv_camera_is_feature_available(&camera, feature, nullptr))
-            return;
-        const double told = arv_camera_get_float(&camera, feature, error.out());
-        if (!error)
-            value = told;
-    };
-    DepthScale depth = {1.0, 0.0, 0.0};
-    read("Scan3dCoordinateScale", depth.scale);
-    read("Scan3dCoordinateOffset", depth.offset);
-    read("Scan3dInvalidDataValue", depth.invalid);
-    return depth;
+    // The features that follow are those of the coordinate that is selected.
+    if (const int status = insist(camera, name, "Scan3dCoordinateSelector", "CoordinateC"))
+        return status;
+    DepthScale read;
+    double unit = 1;
+    if (const int status = readUnit(camera, name, unit))
+        return status;
+    for (const auto &[feature, value] :
+         {std::pair<const char *, double *>("Scan3dCoordinateScale", &read.scale),
+          {"Scan3dCoordinateOffset", &read.offset},
+          {"Scan3dInvalidDataValue", &read.invalid}}) {
+        if (const int status = readNumber(camera, name, feature, *value))
+            return status;
+    }
+    if (has(camera, "Scan3dInvalidDataFlag") &&
+        arv_camera_get_boolean(&camera, "Scan3dInvalidDataFlag", nullptr) == FALSE)
+        read.invalid = DepthScale().invalid;
+    read.scale *= unit;
+    read.offset *= unit;
+    if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
+        report(name + " cannot show depth: a count is " + std::to_string(read.scale) + " mm from " +
+               std::to_string(read.offset) + " mm on");
+        return kUnsupported;
+    }
+    depth = read;
+    return kDone;
 }
 
 }  // namespace nubrix

@@ -34,7 +34,8 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
 /// Sets resending and room of a stream that has just been made.
 void tuneStream(ArvStream &stream, int frameRate);
 
-/// What a camera tells of its depth counts. Not thread-safe.
-DepthScale readDepthScale(ArvCamera &camera);
+/// What a camera that is set up tells of its depth counts. -8, with a line, when no distances along
+/// the axis of view follow from them. `name` is in messages. Not thread-safe.
+int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth);
 
 }  // namespace nubrix

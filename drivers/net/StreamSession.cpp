@@ -50,11 +50,15 @@ int StreamSession::begin(ArvCamera &camera)
     if (m_ended)  // whoever waited for it has given up: nothing of theirs is there any more
         return kGone;
     Error error;
-    const int status = setUpCamera(camera, m_setup);
-    if (status != kDone)
+    if (const int status = setUpCamera(camera, m_setup))
         return status;
-    m_converter = std::make_unique<FrameConverter>(m_setup.format, readDepthScale(camera),
-                                                   m_setup.mode.width, m_setup.mode.height);
+    DepthScale depth;
+    if (m_setup.format.layout == Layout::kDepth) {
+        if (const int status = readDepthScale(camera, m_setup.name, depth))
+            return status;
+    }
+    m_converter = std::make_unique<FrameConverter>(m_setup.format, depth, m_setup.mode.width,
+                                                   m_setup.mode.height);
     m_payload = arv_camera_get_payload(&camera, error.out());
     if (error)
         return tellFailure(m_setup.name, error);
