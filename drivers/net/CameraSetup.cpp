@@ -52,6 +52,33 @@ bool has(ArvCamera &camera, const char *feature)
     return arv_camera_is_feature_available(&camera, feature, nullptr) != FALSE;
 }
 
+bool isChosen(ArvCamera &camera, const char *feature, const char *choice)
+{
+    const char *told =
+        has(camera, feature) ? arv_camera_get_string(&camera, feature, nullptr) : nullptr;
+    return told != nullptr && std::strcmp(told, choice) == 0;
+}
+
+bool waitsForTriggers(ArvCamera &camera)
+{
+    constexpr const char *kSelector = "TriggerSelector";
+    if (!has(camera, kSelector))
+        return isChosen(camera, "TriggerMode", "On");
+    const char *told = arv_camera_get_string(&camera, kSelector, nullptr);
+    const std::string selected = told == nullptr ? "" : told;
+    guint count = 0;
+    const MemoryPtr<const char *> triggers(
+        arv_camera_dup_available_triggers(&camera, &count, nullptr));
+    bool isOn = false;
+    for (guint i = 0; triggers && i < count; ++i) {
+        arv_camera_set_string(&camera, kSelector, triggers.get()[i], nullptr);
+        isOn = isOn || isChosen(camera, "TriggerMode", "On");
+    }
+    if (!selected.empty())
+        arv_camera_set_string(&camera, kSelector, selected.c_str(), nullptr);
+    return isOn;
+}
+
 /// Sets a choice where the camera has it; says so when depth cannot be had for want of it.
 int insist(ArvCamera &camera, const std::string &name, const char *feature, const char *choice)
 {
@@ -74,9 +101,7 @@ int readUnit(ArvCamera &camera, const std::string &name, double &unit)
 {
     constexpr double kInch = 25.4;
     constexpr const char *kFeature = "Scan3dDistanceUnit";
-    const char *told =
-        has(camera, kFeature) ? arv_camera_get_string(&camera, kFeature, nullptr) : nullptr;
-    if (told != nullptr && std::strcmp(told, "Inch") == 0) {
+    if (isChosen(camera, kFeature, "Inch")) {
         unit = kInch;
         return kDone;
     }
@@ -187,6 +212,18 @@ void tuneStream(ArvStream &stream, int frameRate)
     g_object_set(&stream, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, "packet-timeout",
                  kPacketTimeoutUs, "frame-retention", retentionUs, "socket-buffer",
                  ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBuffer, nullptr);
+}
+
+std::chrono::milliseconds patienceFor(ArvCamera &camera)
+{
+    constexpr std::chrono::milliseconds kLeast{3000};
+    constexpr std::chrono::milliseconds kMost{60000};
+    if (waitsForTriggers(camera))
+        return std::chrono::milliseconds(0);
+    if (!arv_camera_is_frame_rate_available(&camera, nullptr))
+        return kLeast;
+    const double rate = std::max(arv_camera_get_frame_rate(&camera, nullptr), 0.01);
+    return std::clamp(std::chrono::milliseconds(std::lround(3000 / rate)), kLeast, kMost);
 }
 
 int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth)

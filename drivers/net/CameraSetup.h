@@ -1,6 +1,7 @@
 // Sets a network camera to a mode, and the way of its packets.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "net/FrameConverter.h"
@@ -30,6 +31,10 @@ int tellFailure(const std::string &name, const Error &error);
 /// Sets component, format, region, rate and packets; the region is the middle of what the camera
 /// sees. Returns a status and says why. Not thread-safe.
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
+
+/// How long a camera that is set up may take for its next picture; 0: as long as it likes, because
+/// it waits for triggers. Not thread-safe.
+std::chrono::milliseconds patienceFor(ArvCamera &camera);
 
 /// Sets resending and room of a stream that has just been made.
 void tuneStream(ArvStream &stream, int frameRate);

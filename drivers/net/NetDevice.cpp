@@ -320,7 +320,13 @@ int NetDevice::deviceState()
 
 int NetDevice::keepLiveState()
 {
-    return m_state->isGone() ? 0 : 1;
+    if (m_state->isGone())
+        return 0;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const bool isSilent = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
+        return slot.stream && slot.stream->isSilent();
+    });
+    return isSilent ? 0 : 1;
 }
 
 }  // namespace nubrix

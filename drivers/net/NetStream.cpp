@@ -88,6 +88,12 @@ int NetStream::stop()
     return kDone;
 }
 
+bool NetStream::isSilent() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_session && m_session->isSilent();
+}
+
 StreamCounters NetStream::counters() const
 {
     const std::lock_guard<std::mutex> lock(m_lock);

@@ -25,6 +25,8 @@ public:
     /// 0 also when it does not run; -2 from within the frame callback.
     int stop() override;
 
+    /// It runs, and no picture of use has come for too long. Thread-safe.
+    bool isSilent() const;
     StreamCounters counters() const;
 
 private:
