@@ -1,17 +1,13 @@
 #include "net/CameraSetup.h"
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "net/Report.h"
 
 namespace nubrix {
@@ -27,24 +23,19 @@ bool isLoopback(const std::string &address)
     return address.compare(0, 4, "127.") == 0;
 }
 
-/// In the middle, where steps allow it.
-void centre(ArvCamera &camera, const CameraSetup &setup, Error &error)
+void setRegion(ArvCamera &camera, const CameraSetup &setup, Error &error)
 {
-    if (!arv_camera_is_region_offset_available(&camera, nullptr)) {
-        arv_camera_set_region(&camera, -1, -1, setup.mode.width, setup.mode.height, error.out());
+    const int width = setup.mode.width;
+    const int height = setup.mode.height;
+    if (setup.sensor.stepX == 0) {
+        arv_camera_set_region(&camera, -1, -1, width, height, error.out());
         return;
     }
     // Offsets first make room for the size.
-    arv_camera_set_region(&camera, 0, 0, setup.mode.width, setup.mode.height, error.out());
-    int most[2] = {0, 0};
-    arv_camera_get_width_bounds(&camera, nullptr, &most[0], nullptr);
-    arv_camera_get_height_bounds(&camera, nullptr, &most[1], nullptr);
-    const int steps[2] = {std::max(arv_camera_get_x_offset_increment(&camera, nullptr), 1),
-                          std::max(arv_camera_get_y_offset_increment(&camera, nullptr), 1)};
-    const int x = std::max(most[0] - setup.mode.width, 0) / 2 / steps[0] * steps[0];
-    const int y = std::max(most[1] - setup.mode.height, 0) / 2 / steps[1] * steps[1];
-    if (!error && (x != 0 || y != 0))
-        arv_camera_set_region(&camera, x, y, setup.mode.width, setup.mode.height, error.out());
+    arv_camera_set_region(&camera, 0, 0, width, height, error.out());
+    const Place place = placeOf(setup.sensor, setup.mode, setup.format);
+    if (!error && (place.x != 0 || place.y != 0))
+        arv_camera_set_region(&camera, place.x, place.y, width, height, error.out());
 }
 
 bool has(ArvCamera &camera, const char *feature)
@@ -137,14 +128,107 @@ void setPackets(ArvCamera &camera, const CameraSetup &setup, Error &error)
         arv_camera_gv_auto_packet_size(&camera, error.out());
 }
 
+int setToDistances(ArvCamera &camera, const std::string &name)
+{
+    if (const int status = insist(camera, name, "Scan3dOutputMode", "CalibratedC"))
+        return status;
+    return insist(camera, name, "Scan3dCoordinateSystem", "Cartesian");
+}
+
+/// Leaves triggers alone. The mode's rate may not be had exactly, or not at all.
+void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
+{
+    const double rate = setup.mode.frameRate;
+    for (const char *feature : {"AcquisitionFrameRateEnable", "AcquisitionFrameRateEnabled"}) {
+        if (has(camera, feature))
+            arv_camera_set_boolean(&camera, feature, TRUE, nullptr);
+    }
+    for (const char *feature : {"AcquisitionFrameRate", "AcquisitionFrameRateAbs"}) {
+        if (!has(camera, feature))
+            continue;
+        double least = rate;
+        double most = rate;
+        arv_camera_get_float_bounds(&camera, feature, &least, &most, nullptr);
+        const double nearest = std::max(std::min(rate, most), least);
+        arv_camera_set_float(&camera, feature, nearest, error.out());
+        break;
+    }
+    if (error && statusOf(error) == kGone)
+        return;
+    error.out();
+    if (!arv_camera_is_frame_rate_available(&camera, nullptr))
+        return;
+    const double told = arv_camera_get_frame_rate(&camera, nullptr);
+    if (std::abs(told - rate) > 0.5) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.3g", told);
+        report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
+               " frames/s, and the camera gives " + text);
+    }
+}
+
+/// Cameras may round, or refuse without a word.
+int checkMode(ArvCamera &camera, const CameraSetup &setup)
+{
+    Error error;
+    const auto width = arv_camera_get_integer(&camera, "Width", error.out());
+    const auto height = error ? 0 : arv_camera_get_integer(&camera, "Height", error.out());
+    const auto code = error ? 0 : arv_camera_get_pixel_format(&camera, error.out());
+    if (error)
+        return tellFailure(setup.name, error);
+    if (width == setup.mode.width && height == setup.mode.height && code == setup.format.code)
+        return kDone;
+    report(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
+           " cannot be had, the camera gives " + std::to_string(width) + "x" +
+           std::to_string(height) + " " + nameOfPixelFormat(code) +
+           ": close it and open it again to see its modes");
+    return kBadArgument;
+}
+
+int statusOfSocket(int code)
+{
+    switch (code) {
+        case G_IO_ERROR_TIMED_OUT:
+        case G_IO_ERROR_HOST_UNREACHABLE:
+        case G_IO_ERROR_NETWORK_UNREACHABLE:
+        case G_IO_ERROR_HOST_NOT_FOUND:
+        case G_IO_ERROR_CONNECTION_REFUSED:
+        case G_IO_ERROR_CONNECTION_CLOSED:
+        case G_IO_ERROR_NOT_CONNECTED:
+            return kGone;
+        default:
+            return kFailed;
+    }
+}
+
+int statusOfDescription(int code)
+{
+    switch (code) {
+        case ARV_GC_ERROR_OUT_OF_RANGE:
+        case ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND:
+        case ARV_GC_ERROR_INVALID_LENGTH:
+        case ARV_GC_ERROR_READ_ONLY:
+        case ARV_GC_ERROR_INVALID_SYNTAX:
+            return kBadArgument;
+        case ARV_GC_ERROR_NODE_NOT_FOUND:
+            return kUnsupported;
+        default:
+            return kFailed;
+    }
+}
+
 }  // namespace
 
 int statusOf(const Error &error)
 {
     if (!error)
         return kDone;
+    if (error.get()->domain == G_IO_ERROR)
+        return statusOfSocket(error.get()->code);
+    if (error.get()->domain == ARV_GC_ERROR)
+        return statusOfDescription(error.get()->code);
     if (error.get()->domain != ARV_DEVICE_ERROR)
-        return kBadArgument;
+        return kFailed;
     switch (error.get()->code) {
         case ARV_DEVICE_ERROR_TIMEOUT:
         case ARV_DEVICE_ERROR_NOT_CONNECTED:
@@ -184,24 +268,20 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
                                     error.out());
     }
     if (!error && setup.format.layout == Layout::kDepth) {
-        for (const auto &[feature, choice] :
-             {std::pair<const char *, const char *>("Scan3dOutputMode", "CalibratedC"),
-              {"Scan3dCoordinateSystem", "Cartesian"}}) {
-            if (const int status = insist(camera, setup.name, feature, choice))
-                return status;
-        }
+        if (const int status = setToDistances(camera, setup.name))
+            return status;
     }
     if (!error)
         arv_camera_set_pixel_format(&camera, setup.format.code, error.out());
     if (!error)
-        centre(camera, setup, error);
-    if (!error && arv_camera_is_frame_rate_available(&camera, nullptr))
-        arv_camera_set_frame_rate(&camera, setup.mode.frameRate, error.out());
+        setRegion(camera, setup, error);
+    if (!error)
+        setRate(camera, setup, error);
     if (!error)
         setPackets(camera, setup, error);
     if (!error)
         arv_camera_set_acquisition_mode(&camera, ARV_ACQUISITION_MODE_CONTINUOUS, error.out());
-    return error ? tellFailure(setup.name, error) : kDone;
+    return error ? tellFailure(setup.name, error) : checkMode(camera, setup);
 }
 
 void tuneStream(ArvStream &stream, int frameRate)

@@ -7,6 +7,7 @@
 #include "net/FrameConverter.h"
 #include "net/GLibPtr.h"
 #include "net/PixelFormats.h"
+#include "net/Region.h"
 #include "nubrix/types.h"
 
 namespace nubrix {
@@ -14,6 +15,7 @@ namespace nubrix {
 struct CameraSetup {
     std::string name;     ///< in messages
     std::string address;  ///< of this machine, on the camera's network
+    Sensor sensor;
     typedefNubrixFrameMode mode;
     PixelFormat format;
     std::string component;  ///< empty: the camera has none
@@ -21,15 +23,16 @@ struct CameraSetup {
     bool usesPacketSocket;
 };
 
-/// The status for what went wrong: -9 no answer, -2 not ours to control, -8 no such feature, -4
-/// refused value, else -1. Thread-safe.
+/// The status for what went wrong: -9 no answer or no way to it, -2 not ours to control, -8 no such
+/// feature, -4 refused value, else -1. Thread-safe.
 int statusOf(const Error &error);
 
 /// Says what went wrong with `name` and returns the status. Thread-safe.
 int tellFailure(const std::string &name, const Error &error);
 
 /// Sets component, format, region, rate and packets; the region is the middle of what the camera
-/// sees. Returns a status and says why. Not thread-safe.
+/// sees. Returns a status and says why: -4 also when the camera then gives another size or format.
+/// A rate that it does not give is only told. Not thread-safe.
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
 
 /// How long a camera that is set up may take for its next picture; 0: as long as it likes, because

@@ -15,6 +15,7 @@
 #include "net/GvcpProbe.h"
 #include "net/NetSettings.h"
 #include "net/NetStream.h"
+#include "net/Region.h"
 #include "nubrix/driver.h"
 
 namespace nubrix {
@@ -47,7 +48,6 @@ public:
     const char *getDeviceId() override { return m_uri.c_str(); }
     int getDeviceKind() override { return 2; }
 
-    const std::string &address() const { return m_address; }
     const std::string &name() const { return m_uri; }
     const std::shared_ptr<CameraState> &state() const { return m_state; }
 
@@ -91,8 +91,7 @@ private:
     ObjectPtr<ArvCamera> m_camera;
     NubrixVersions m_versions = {};
     CameraModes m_modes;
-    int m_width = 0;  // of all that the camera sees
-    int m_height = 0;
+    Sensor m_sensor = {};
     std::atomic<unsigned int> m_streamFlagMode{1};
     std::atomic<unsigned int> m_incomplete;
     mutable std::mutex m_lock;

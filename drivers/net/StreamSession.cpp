@@ -48,6 +48,12 @@ int StreamSession::begin(ArvCamera &camera)
     m_payload = arv_camera_get_payload(&camera, error.out());
     if (error)
         return tellFailure(m_setup.name, error);
+    if (m_payload < m_converter->sourceBytes()) {
+        report(m_setup.name + " cannot start: the camera tells of pictures of " +
+               std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
+               std::to_string(m_converter->sourceBytes()));
+        return kBadArgument;
+    }
     const std::chrono::milliseconds patience = patienceFor(camera);
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;
     ArvStream *stream =

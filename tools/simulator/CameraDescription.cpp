@@ -132,7 +132,8 @@ std::string image(const SimulatedCameraSettings &settings)
 std::string acquisition()
 {
     return category("AcquisitionControl", {"AcquisitionMode", "AcquisitionStart", "AcquisitionStop",
-                                           "AcquisitionFrameRate", "ExposureTime"}) +
+                                           "AcquisitionFrameRate", "ExposureTime", "TriggerMode",
+                                           "TriggerSource", "TriggerSoftware"}) +
            node("Enumeration", "AcquisitionMode",
                 entry("Continuous", "1") + entry("SingleFrame", "2") +
                     element("pValue", "AcquisitionModeReg")) +
@@ -147,7 +148,16 @@ std::string acquisition()
            node("Converter", "ExposureTime",
                 element("FormulaTo", "FROM") + element("FormulaFrom", "TO") +
                     element("pValue", "Exposure")) +
-           integer("Exposure", 0x120, "RW", element("Min", "10") + element("Max", "10000000"));
+           integer("Exposure", 0x120, "RW", element("Min", "10") + element("Max", "10000000")) +
+           node("Enumeration", "TriggerMode",
+                entry("Off", "0") + entry("On", "1") + element("pValue", "TriggerModeReg")) +
+           number("TriggerModeReg", 0x300, "RW") +
+           node("Enumeration", "TriggerSource",
+                entry("Line1", "0") + entry("Software", "1") +
+                    element("pValue", "TriggerSourceReg")) +
+           number("TriggerSourceReg", 0x304, "RW") +
+           command("TriggerSoftware", "TriggerSoftwareReg", 1) +
+           number("TriggerSoftwareReg", 0x30c, "RW");
 }
 
 std::string geometry()

@@ -44,6 +44,9 @@ protected:
     {
         const auto camera = serve(settings);
         const OpenCamera device = open();
+        const signed char rate = settings.frameRate < 1 ? 1 : 30;
+        const typedefNubrixFrameMode mode = {NUBRIX_PIXEL_DEPTH_14_2, 640, 480, rate};
+        EXPECT_EQ(device->setFrameMode(NUBRIX_STREAM_DEPTH, mode, false), 0);
         PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
         testing::internal::CaptureStderr();
         const int status = stream.start();
@@ -116,6 +119,86 @@ TEST_F(CameraSetupTest, AScaleThatMakesNoSenseIsRefused)
         EXPECT_EQ(refusal.status, -8) << scale;
         EXPECT_THAT(refusal.line, HasSubstr("cannot show depth: a count is ")) << scale;
     }
+}
+
+TEST_F(CameraSetupTest, ACameraThatRoundsTheSizeIsRefused)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.width = 1280;
+    redescribe(settings,
+               {{"<Integer Name=\"Width\"><pValue>WidthReg</pValue>",
+                 "<IntConverter Name=\"WidthInSteps\"><FormulaTo>FROM</FormulaTo>"
+                 "<FormulaFrom>TO &amp; 3840</FormulaFrom><pValue>WidthReg</pValue>"
+                 "</IntConverter><Integer Name=\"Width\"><pValue>WidthInSteps</pValue>"}});
+    const Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, -4);
+    EXPECT_THAT(refusal.line, HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 cannot be had, "
+                                        "the camera gives 512x480 Coord3D_C16"));
+}
+
+TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"0xff) / 8<", "0xff) / 16<"}});
+    const Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, -4);
+    EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of 307200 bytes, 640x480 at "
+                                        "30 frames/s has 614400"));
+}
+
+TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.frameRate = 0.25;
+    const std::string usual = "<pValue>FramePeriodReg</pValue><Min>1000</Min><Max>10000000</Max>";
+    redescribe(settings,
+               {{usual, "<pValue>FramePeriodReg</pValue><Min>4000000</Min><Max>10000000</Max>"}});
+    const Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, 0);
+    EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, and the camera gives 0.25"));
+}
+
+TEST_F(CameraSetupTest, TriggersThatAreOnStayOn)
+{
+    const auto camera = serve(depthCamera());
+    const OpenCamera device = open();
+    ASSERT_EQ(device->setProperty(0x5c08, "On", 2), 0);
+    ASSERT_EQ(device->setProperty(0x5c09, "Software", 8), 0);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    char mode[8] = {};
+    unsigned int size = sizeof mode;
+    ASSERT_EQ(device->getProperty(0x5c08, mode, &size), 0);
+    EXPECT_EQ(std::string(mode, size), "On");
+    EXPECT_EQ(stream.sink().count(), 0U);
+    for (std::size_t pictures = 1; pictures <= 3; ++pictures) {
+        ASSERT_EQ(device->setProperty(0x5c0a, nullptr, 0), 0);
+        EXPECT_TRUE(stream.sink().await(pictures));
+    }
+    stream.stop();
+    EXPECT_EQ(stream.sink().count(), 3U);
+}
+
+TEST_F(CameraSetupTest, ACameraOnThisMachineStreamsAlsoWhenPacketSocketsAreAskedFor)
+{
+    write("[network]\npacketSocket=true\n");
+    EXPECT_EQ(depthOf(depthCamera()), 1000U);
+}
+
+TEST(StatusOfTest, WhatTheCameraRefusesIsNotWhatTheNetworkDoes)
+{
+    const auto status = [](GQuark domain, int code) {
+        Error error;
+        *error.out() = g_error_new_literal(domain, code, "");
+        return statusOf(error);
+    };
+    EXPECT_EQ(statusOf(Error()), 0);
+    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_NETWORK_UNREACHABLE), -9);
+    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_TOO_MANY_OPEN_FILES), -1);
+    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_OUT_OF_RANGE), -4);
+    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_PVALUE_NOT_DEFINED), -1);
+    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT), -9);
+    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_NOT_CONTROLLER), -2);
 }
 
 }  // namespace
