@@ -219,12 +219,25 @@ try {
 
 int NetDevice::destroyStream(NubrixBaseStream **stream)
 {
+    if (isInCallback(stream == nullptr ? nullptr : *stream))
+        return kWrongState;
     return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int NetDevice::closeAllStreams()
 {
+    if (isInCallback(nullptr))
+        return kWrongState;
     return closeStreamsIn(m_slots, m_lock);
+}
+
+bool NetDevice::isInCallback(const NubrixBaseStream *stream) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return std::any_of(m_slots.begin(), m_slots.end(), [&](const Slot &slot) {
+        return slot.stream && (stream == nullptr || slot.stream.get() == stream) &&
+               slot.stream->isInCallback();
+    });
 }
 
 bool NetDevice::claimCamera(const NetStream &stream)

@@ -32,6 +32,7 @@ public:
     ~NetDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
+    /// -2 from within the stream's frame callback, as the next one.
     int destroyStream(NubrixBaseStream **stream) override;
     int closeAllStreams() override;
     int setProperty(unsigned int id, const void *data, unsigned int size) override;
@@ -79,6 +80,8 @@ private:
     int connectCamera();
     void readIdentity();
     int slotNumber(unsigned int streamType) const;
+    /// Of a stream, or of any where it is null.
+    bool isInCallback(const NubrixBaseStream *stream) const;
     int access(FeatureRequest request, Bytes &value);
     int getIntrinsics(unsigned int streamType, void *data, unsigned int *size);
     int getCounters(unsigned int streamType, void *data, unsigned int *size);
