@@ -18,11 +18,6 @@ constexpr int kRates[] = {120, 90, 60, 50, 30, 25, 20, 15, 10, 5};
 constexpr int kFastest = std::numeric_limits<signed char>::max();
 constexpr int kUnknownRate = 30;  // of cameras that do not tell theirs
 
-struct Offer {
-    std::string component;
-    std::uint32_t code;
-};
-
 /// What a camera can be set to, of all formats.
 struct Limits {
     std::vector<std::pair<int, int>> sizes;
@@ -124,31 +119,10 @@ std::vector<Offer> readOffers(ArvCamera &camera)
 /// Whether a component may be shown as a stream; names are those of the GenICam standard.
 bool isFor(const std::string &component, const PixelFormat &format)
 {
-    const bool isRange = component == "Range" || component == "Disparity";
+    const bool isRange = component == "Range";
     if (format.streamType == NUBRIX_STREAM_DEPTH)
         return component.empty() || isRange;
-    return !isRange && component != "Confidence";
-}
-
-/// The best of what a camera offers for a stream, or what the settings say.
-void choose(StreamModes &modes, const std::vector<Offer> &offers, const std::string &wanted,
-            bool mono16IsDepth)
-{
-    for (const Offer &offer : offers) {
-        const PixelFormat *format = findPixelFormat(offer.code, modes.streamType);
-        if (format == nullptr)
-            continue;
-        if (!wanted.empty() ? format->name != wanted : !isFor(offer.component, *format))
-            continue;
-        const bool isMono16 = findPixelFormat("Mono16", modes.streamType) == format;
-        const bool isDepth = modes.streamType == NUBRIX_STREAM_DEPTH;
-        if (wanted.empty() && isMono16 && isDepth != mono16IsDepth && offer.component.empty())
-            continue;
-        if (modes.format == nullptr || rankOf(*format) < rankOf(*modes.format)) {
-            modes.format = format;
-            modes.component = offer.component;
-        }
-    }
+    return !isRange && component != "Disparity" && component != "Confidence";
 }
 
 void fill(StreamModes &modes, const Limits &limits)
@@ -176,7 +150,36 @@ void fill(StreamModes &modes, const Limits &limits)
         modes.first = modes.nearest(found);
 }
 
+/// What the settings name is offered.
+bool isNamed(const Offer &offer, const PixelFormat &format, const std::string &wanted)
+{
+    const std::size_t colon = wanted.find(':');
+    if (colon == std::string::npos)
+        return format.name == wanted && isFor(offer.component, format);
+    return format.name == wanted.substr(colon + 1) && offer.component == wanted.substr(0, colon);
+}
+
 }  // namespace
+
+void choose(StreamModes &modes, const std::vector<Offer> &offers, const std::string &wanted,
+            bool mono16IsDepth)
+{
+    const bool isDepth = modes.streamType == NUBRIX_STREAM_DEPTH;
+    for (const Offer &offer : offers) {
+        const PixelFormat *format = findPixelFormat(offer.code, modes.streamType);
+        if (format == nullptr)
+            continue;
+        if (!wanted.empty() ? !isNamed(offer, *format, wanted) : !isFor(offer.component, *format))
+            continue;
+        const bool isMono16 = findPixelFormat("Mono16", modes.streamType) == format;
+        if (wanted.empty() && isMono16 && isDepth != mono16IsDepth && offer.component.empty())
+            continue;
+        if (modes.format == nullptr || rankOf(*format) < rankOf(*modes.format)) {
+            modes.format = format;
+            modes.component = offer.component;
+        }
+    }
+}
 
 CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std::string &serial)
 {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,7 +24,20 @@ struct StreamModes : ModeTable {
 /// The color, depth and ir streams of a camera; those that it lacks have no records.
 using CameraModes = std::array<StreamModes, 3>;
 
-/// Asks the camera, and the settings of its serial number.
+/// A pixel format that a camera can be set to.
+struct Offer {
+    std::string component;  ///< empty: the camera has none
+    std::uint32_t code;
+};
+
+/// Chooses format and component of a stream: what `wanted` names, "Format" or "Component:Format",
+/// or the best one where it is empty. Of a component that is not named only its own kind of stream
+/// is made; Mono16 without a component is depth or infrared as `mono16IsDepth` says. Not
+/// thread-safe.
+void choose(StreamModes &modes, const std::vector<Offer> &offers, const std::string &wanted,
+            bool mono16IsDepth);
+
+/// Asks the camera, and the settings of its serial number. Not thread-safe.
 CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std::string &serial);
 
 }  // namespace nubrix

@@ -1,15 +1,13 @@
 #include "net/CameraSetup.h"
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
+#include "common/ModeTable.h"
 #include "net/Report.h"
 
 namespace nubrix {
@@ -25,24 +23,93 @@ bool isLoopback(const std::string &address)
     return address.compare(0, 4, "127.") == 0;
 }
 
-/// In the middle, where steps allow it.
-void centre(ArvCamera &camera, const CameraSetup &setup, Error &error)
+void setRegion(ArvCamera &camera, const CameraSetup &setup, Error &error)
 {
-    if (!arv_camera_is_region_offset_available(&camera, nullptr)) {
-        arv_camera_set_region(&camera, -1, -1, setup.mode.width, setup.mode.height, error.out());
+    const int width = setup.mode.width;
+    const int height = setup.mode.height;
+    if (setup.sensor.stepX == 0) {
+        arv_camera_set_region(&camera, -1, -1, width, height, error.out());
         return;
     }
     // Offsets first make room for the size.
-    arv_camera_set_region(&camera, 0, 0, setup.mode.width, setup.mode.height, error.out());
-    int most[2] = {0, 0};
-    arv_camera_get_width_bounds(&camera, nullptr, &most[0], nullptr);
-    arv_camera_get_height_bounds(&camera, nullptr, &most[1], nullptr);
-    const int steps[2] = {std::max(arv_camera_get_x_offset_increment(&camera, nullptr), 1),
-                          std::max(arv_camera_get_y_offset_increment(&camera, nullptr), 1)};
-    const int x = std::max(most[0] - setup.mode.width, 0) / 2 / steps[0] * steps[0];
-    const int y = std::max(most[1] - setup.mode.height, 0) / 2 / steps[1] * steps[1];
-    if (!error && (x != 0 || y != 0))
-        arv_camera_set_region(&camera, x, y, setup.mode.width, setup.mode.height, error.out());
+    arv_camera_set_region(&camera, 0, 0, width, height, error.out());
+    const Place place = placeOf(setup.sensor, setup.mode, setup.format);
+    if (!error && (place.x != 0 || place.y != 0))
+        arv_camera_set_region(&camera, place.x, place.y, width, height, error.out());
+}
+
+bool has(ArvCamera &camera, const char *feature)
+{
+    return arv_camera_is_feature_available(&camera, feature, nullptr) != FALSE;
+}
+
+bool isChosen(ArvCamera &camera, const char *feature, const char *choice)
+{
+    const char *told =
+        has(camera, feature) ? arv_camera_get_string(&camera, feature, nullptr) : nullptr;
+    return told != nullptr && std::strcmp(told, choice) == 0;
+}
+
+bool waitsForTriggers(ArvCamera &camera)
+{
+    constexpr const char *kSelector = "TriggerSelector";
+    if (!has(camera, kSelector))
+        return isChosen(camera, "TriggerMode", "On");
+    const char *told = arv_camera_get_string(&camera, kSelector, nullptr);
+    const std::string selected = told == nullptr ? "" : told;
+    guint count = 0;
+    const MemoryPtr<const char *> triggers(
+        arv_camera_dup_available_triggers(&camera, &count, nullptr));
+    bool isOn = false;
+    for (guint i = 0; triggers && i < count; ++i) {
+        arv_camera_set_string(&camera, kSelector, triggers.get()[i], nullptr);
+        isOn = isOn || isChosen(camera, "TriggerMode", "On");
+    }
+    if (!selected.empty())
+        arv_camera_set_string(&camera, kSelector, selected.c_str(), nullptr);
+    return isOn;
+}
+
+/// Sets a choice where the camera has it; says so when depth cannot be had for want of it.
+int insist(ArvCamera &camera, const std::string &name, const char *feature, const char *choice)
+{
+    if (!has(camera, feature))
+        return kDone;
+    Error error;
+    arv_camera_set_string(&camera, feature, choice, nullptr);
+    const char *told = arv_camera_get_string(&camera, feature, error.out());
+    if (error)
+        return tellFailure(name, error);
+    if (told != nullptr && std::strcmp(told, choice) == 0)
+        return kDone;
+    report(name + " cannot show depth: its " + feature + " is " + (told ? told : "unknown") +
+           " and cannot be set to " + choice);
+    return kUnsupported;
+}
+
+/// Millimetres of a unit of distances.
+int readUnit(ArvCamera &camera, const std::string &name, double &unit)
+{
+    constexpr double kInch = 25.4;
+    constexpr const char *kFeature = "Scan3dDistanceUnit";
+    if (isChosen(camera, kFeature, "Inch")) {
+        unit = kInch;
+        return kDone;
+    }
+    return insist(camera, name, kFeature, "Millimeter");
+}
+
+/// Leaves the value alone when the camera has no such feature.
+int readNumber(ArvCamera &camera, const std::string &name, const char *feature, double &value)
+{
+    if (!has(camera, feature))
+        return kDone;
+    Error error;
+    const double told = arv_camera_get_float(&camera, feature, error.out());
+    if (error)
+        return tellFailure(name + " " + feature, error);
+    value = told;
+    return kDone;
 }
 
 void setPackets(ArvCamera &camera, const CameraSetup &setup, Error &error)
@@ -61,14 +128,107 @@ void setPackets(ArvCamera &camera, const CameraSetup &setup, Error &error)
         arv_camera_gv_auto_packet_size(&camera, error.out());
 }
 
+int setToDistances(ArvCamera &camera, const std::string &name)
+{
+    if (const int status = insist(camera, name, "Scan3dOutputMode", "CalibratedC"))
+        return status;
+    return insist(camera, name, "Scan3dCoordinateSystem", "Cartesian");
+}
+
+/// Leaves triggers alone. The mode's rate may not be had exactly, or not at all.
+void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
+{
+    const double rate = setup.mode.frameRate;
+    for (const char *feature : {"AcquisitionFrameRateEnable", "AcquisitionFrameRateEnabled"}) {
+        if (has(camera, feature))
+            arv_camera_set_boolean(&camera, feature, TRUE, nullptr);
+    }
+    for (const char *feature : {"AcquisitionFrameRate", "AcquisitionFrameRateAbs"}) {
+        if (!has(camera, feature))
+            continue;
+        double least = rate;
+        double most = rate;
+        arv_camera_get_float_bounds(&camera, feature, &least, &most, nullptr);
+        const double nearest = std::max(std::min(rate, most), least);
+        arv_camera_set_float(&camera, feature, nearest, error.out());
+        break;
+    }
+    if (error && statusOf(error) == kGone)
+        return;
+    error.out();
+    if (!arv_camera_is_frame_rate_available(&camera, nullptr))
+        return;
+    const double told = arv_camera_get_frame_rate(&camera, nullptr);
+    if (std::abs(told - rate) > 0.5) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.3g", told);
+        report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
+               " frames/s, and the camera gives " + text);
+    }
+}
+
+/// Cameras may round, or refuse without a word.
+int checkMode(ArvCamera &camera, const CameraSetup &setup)
+{
+    Error error;
+    const auto width = arv_camera_get_integer(&camera, "Width", error.out());
+    const auto height = error ? 0 : arv_camera_get_integer(&camera, "Height", error.out());
+    const auto code = error ? 0 : arv_camera_get_pixel_format(&camera, error.out());
+    if (error)
+        return tellFailure(setup.name, error);
+    if (width == setup.mode.width && height == setup.mode.height && code == setup.format.code)
+        return kDone;
+    report(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
+           " cannot be had, the camera gives " + std::to_string(width) + "x" +
+           std::to_string(height) + " " + nameOfPixelFormat(code) +
+           ": close it and open it again to see its modes");
+    return kBadArgument;
+}
+
+int statusOfSocket(int code)
+{
+    switch (code) {
+        case G_IO_ERROR_TIMED_OUT:
+        case G_IO_ERROR_HOST_UNREACHABLE:
+        case G_IO_ERROR_NETWORK_UNREACHABLE:
+        case G_IO_ERROR_HOST_NOT_FOUND:
+        case G_IO_ERROR_CONNECTION_REFUSED:
+        case G_IO_ERROR_CONNECTION_CLOSED:
+        case G_IO_ERROR_NOT_CONNECTED:
+            return kGone;
+        default:
+            return kFailed;
+    }
+}
+
+int statusOfDescription(int code)
+{
+    switch (code) {
+        case ARV_GC_ERROR_OUT_OF_RANGE:
+        case ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND:
+        case ARV_GC_ERROR_INVALID_LENGTH:
+        case ARV_GC_ERROR_READ_ONLY:
+        case ARV_GC_ERROR_INVALID_SYNTAX:
+            return kBadArgument;
+        case ARV_GC_ERROR_NODE_NOT_FOUND:
+            return kUnsupported;
+        default:
+            return kFailed;
+    }
+}
+
 }  // namespace
 
 int statusOf(const Error &error)
 {
     if (!error)
         return kDone;
+    if (error.get()->domain == G_IO_ERROR)
+        return statusOfSocket(error.get()->code);
+    if (error.get()->domain == ARV_GC_ERROR)
+        return statusOfDescription(error.get()->code);
     if (error.get()->domain != ARV_DEVICE_ERROR)
-        return kBadArgument;
+        return kFailed;
     switch (error.get()->code) {
         case ARV_DEVICE_ERROR_TIMEOUT:
         case ARV_DEVICE_ERROR_NOT_CONNECTED:
@@ -107,17 +267,21 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
                                     ARV_COMPONENT_SELECTION_FLAGS_EXCLUSIVE_ENABLE, nullptr,
                                     error.out());
     }
+    if (!error && setup.format.layout == Layout::kDepth) {
+        if (const int status = setToDistances(camera, setup.name))
+            return status;
+    }
     if (!error)
         arv_camera_set_pixel_format(&camera, setup.format.code, error.out());
     if (!error)
-        centre(camera, setup, error);
-    if (!error && arv_camera_is_frame_rate_available(&camera, nullptr))
-        arv_camera_set_frame_rate(&camera, setup.mode.frameRate, error.out());
+        setRegion(camera, setup, error);
+    if (!error)
+        setRate(camera, setup, error);
     if (!error)
         setPackets(camera, setup, error);
     if (!error)
         arv_camera_set_acquisition_mode(&camera, ARV_ACQUISITION_MODE_CONTINUOUS, error.out());
-    return error ? tellFailure(setup.name, error) : kDone;
+    return error ? tellFailure(setup.name, error) : checkMode(camera, setup);
 }
 
 void tuneStream(ArvStream &stream, int frameRate)
@@ -130,21 +294,46 @@ void tuneStream(ArvStream &stream, int frameRate)
                  ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBuffer, nullptr);
 }
 
-DepthScale readDepthScale(ArvCamera &camera)
+std::chrono::milliseconds patienceFor(ArvCamera &camera)
 {
-    const auto read = [&](const char *feature, double &value) {
-        Error error;
-        if (!arv_camera_is_feature_available(&camera, feature, nullptr))
-            return;
-        const double told = arv_camera_get_float(&camera, feature, error.out());
-        if (!error)
-            value = told;
-    };
-    DepthScale depth = {1.0, 0.0, 0.0};
-    read("Scan3dCoordinateScale", depth.scale);
-    read("Scan3dCoordinateOffset", depth.offset);
-    read("Scan3dInvalidDataValue", depth.invalid);
-    return depth;
+    constexpr std::chrono::milliseconds kLeast{3000};
+    constexpr std::chrono::milliseconds kMost{60000};
+    if (waitsForTriggers(camera))
+        return std::chrono::milliseconds(0);
+    if (!arv_camera_is_frame_rate_available(&camera, nullptr))
+        return kLeast;
+    const double rate = std::max(arv_camera_get_frame_rate(&camera, nullptr), 0.01);
+    return std::clamp(std::chrono::milliseconds(std::lround(3000 / rate)), kLeast, kMost);
+}
+
+int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth)
+{
+    // The features that follow are those of the coordinate that is selected.
+    if (const int status = insist(camera, name, "Scan3dCoordinateSelector", "CoordinateC"))
+        return status;
+    DepthScale read;
+    double unit = 1;
+    if (const int status = readUnit(camera, name, unit))
+        return status;
+    for (const auto &[feature, value] :
+         {std::pair<const char *, double *>("Scan3dCoordinateScale", &read.scale),
+          {"Scan3dCoordinateOffset", &read.offset},
+          {"Scan3dInvalidDataValue", &read.invalid}}) {
+        if (const int status = readNumber(camera, name, feature, *value))
+            return status;
+    }
+    if (has(camera, "Scan3dInvalidDataFlag") &&
+        arv_camera_get_boolean(&camera, "Scan3dInvalidDataFlag", nullptr) == FALSE)
+        read.invalid = DepthScale().invalid;
+    read.scale *= unit;
+    read.offset *= unit;
+    if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
+        report(name + " cannot show depth: a count is " + std::to_string(read.scale) + " mm from " +
+               std::to_string(read.offset) + " mm on");
+        return kUnsupported;
+    }
+    depth = read;
+    return kDone;
 }
 
 }  // namespace nubrix

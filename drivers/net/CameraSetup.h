@@ -1,11 +1,13 @@
 // Sets a network camera to a mode, and the way of its packets.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "net/FrameConverter.h"
 #include "net/GLibPtr.h"
 #include "net/PixelFormats.h"
+#include "net/Region.h"
 #include "nubrix/types.h"
 
 namespace nubrix {
@@ -13,6 +15,7 @@ namespace nubrix {
 struct CameraSetup {
     std::string name;     ///< in messages
     std::string address;  ///< of this machine, on the camera's network
+    Sensor sensor;
     typedefNubrixFrameMode mode;
     PixelFormat format;
     std::string component;  ///< empty: the camera has none
@@ -20,21 +23,27 @@ struct CameraSetup {
     bool usesPacketSocket;
 };
 
-/// The status for what went wrong: -9 no answer, -2 not ours to control, -8 no such feature, -4
-/// refused value, else -1. Thread-safe.
+/// The status for what went wrong: -9 no answer or no way to it, -2 not ours to control, -8 no such
+/// feature, -4 refused value, else -1. Thread-safe.
 int statusOf(const Error &error);
 
 /// Says what went wrong with `name` and returns the status. Thread-safe.
 int tellFailure(const std::string &name, const Error &error);
 
 /// Sets component, format, region, rate and packets; the region is the middle of what the camera
-/// sees. Returns a status and says why. Not thread-safe.
+/// sees. Returns a status and says why: -4 also when the camera then gives another size or format.
+/// A rate that it does not give is only told. Not thread-safe.
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
+
+/// How long a camera that is set up may take for its next picture; 0: as long as it likes, because
+/// it waits for triggers. Not thread-safe.
+std::chrono::milliseconds patienceFor(ArvCamera &camera);
 
 /// Sets resending and room of a stream that has just been made.
 void tuneStream(ArvStream &stream, int frameRate);
 
-/// What a camera tells of its depth counts. Not thread-safe.
-DepthScale readDepthScale(ArvCamera &camera);
+/// What a camera that is set up tells of its depth counts. -8, with a line, when no distances along
+/// the axis of view follow from them. `name` is in messages. Not thread-safe.
+int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth);
 
 }  // namespace nubrix

@@ -11,9 +11,9 @@ namespace nubrix {
 
 /// What the counts of a depth picture mean.
 struct DepthScale {
-    double scale = 0.25;  ///< millimetres a count
+    double scale = 1;     ///< millimetres a count
     double offset = 0;    ///< millimetres
-    double invalid = 0;   ///< the count that means that nothing was measured, negative: none does
+    double invalid = -1;  ///< the count that means that nothing was measured, negative: none does
 };
 
 /// Converts the pictures of one mode. Not thread-safe.

@@ -53,8 +53,15 @@ void parseVersion(const char *text, unsigned short (&version)[3])
     unsigned int parts[3] = {0, 0, 0};
     if (std::sscanf(digits, "%5u.%5u.%5u", &parts[0], &parts[1], &parts[2]) < 1)
         return;
-    std::transform(parts, parts + 3, version,
-                   [](unsigned int part) { return static_cast<unsigned short>(part); });
+    std::transform(parts, parts + 3, version, [](unsigned int part) {
+        return static_cast<unsigned short>(std::min(part, 0xffffU));
+    });
+}
+
+/// Packets of such a camera do not pass the interface that has the address.
+bool isHere(const std::string &address, const std::string &local)
+{
+    return address == local || address.compare(0, 4, "127.") == 0;
 }
 
 /// Waits while somebody holds the camera: a client that died does until the heartbeat ends.
@@ -173,13 +180,7 @@ void NetDevice::readIdentity()
     m_versions = versionsWith(serial == nullptr ? "" : serial);
     parseVersion(read("DeviceFirmwareVersion"), m_versions.firmware);
     parseVersion(read("DeviceVersion"), m_versions.hardware);
-    arv_camera_get_width_bounds(camera, nullptr, &m_width, nullptr);
-    arv_camera_get_height_bounds(camera, nullptr, &m_height, nullptr);
-    for (const auto &[feature, size] :
-         {std::pair<const char *, int *>("WidthMax", &m_width), {"HeightMax", &m_height}}) {
-        if (arv_camera_is_feature_available(camera, feature, nullptr))
-            *size = static_cast<int>(arv_camera_get_integer(camera, feature, nullptr));
-    }
+    m_sensor = readSensor(*camera);
 }
 
 // --- streams
@@ -218,12 +219,25 @@ try {
 
 int NetDevice::destroyStream(NubrixBaseStream **stream)
 {
+    if (isInCallback(stream == nullptr ? nullptr : *stream))
+        return kWrongState;
     return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int NetDevice::closeAllStreams()
 {
+    if (isInCallback(nullptr))
+        return kWrongState;
     return closeStreamsIn(m_slots, m_lock);
+}
+
+bool NetDevice::isInCallback(const NubrixBaseStream *stream) const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return std::any_of(m_slots.begin(), m_slots.end(), [&](const Slot &slot) {
+        return slot.stream && (stream == nullptr || slot.stream.get() == stream) &&
+               slot.stream->isInCallback();
+    });
 }
 
 bool NetDevice::claimCamera(const NetStream &stream)
@@ -254,11 +268,12 @@ StreamSetup NetDevice::setupOf(unsigned int streamType) const
     StreamSetup setup = {};
     setup.name = m_uri + " " + streamName(streamType);
     setup.address = m_local;
+    setup.sensor = m_sensor;
     setup.mode = modeOf(streamType);
     setup.format = *modes.format;
     setup.component = modes.component;
     setup.packetSize = m_settings.packetSize();
-    setup.usesPacketSocket = m_settings.usesPacketSocket();
+    setup.usesPacketSocket = m_settings.usesPacketSocket() && !isHere(m_address, m_local);
     setup.streamType = streamType;
     setup.deliversIncomplete = m_incomplete != 0;
     return setup;
@@ -320,7 +335,13 @@ int NetDevice::deviceState()
 
 int NetDevice::keepLiveState()
 {
-    return m_state->isGone() ? 0 : 1;
+    if (m_state->isGone())
+        return 0;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const bool isSilent = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
+        return slot.stream && slot.stream->isSilent();
+    });
+    return isSilent ? 0 : 1;
 }
 
 }  // namespace nubrix

@@ -15,6 +15,7 @@
 #include "net/GvcpProbe.h"
 #include "net/NetSettings.h"
 #include "net/NetStream.h"
+#include "net/Region.h"
 #include "nubrix/driver.h"
 
 namespace nubrix {
@@ -31,6 +32,7 @@ public:
     ~NetDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
+    /// -2 from within the stream's frame callback, as the next one.
     int destroyStream(NubrixBaseStream **stream) override;
     int closeAllStreams() override;
     int setProperty(unsigned int id, const void *data, unsigned int size) override;
@@ -47,7 +49,6 @@ public:
     const char *getDeviceId() override { return m_uri.c_str(); }
     int getDeviceKind() override { return 2; }
 
-    const std::string &address() const { return m_address; }
     const std::string &name() const { return m_uri; }
     const std::shared_ptr<CameraState> &state() const { return m_state; }
 
@@ -79,6 +80,8 @@ private:
     int connectCamera();
     void readIdentity();
     int slotNumber(unsigned int streamType) const;
+    /// Of a stream, or of any where it is null.
+    bool isInCallback(const NubrixBaseStream *stream) const;
     int access(FeatureRequest request, Bytes &value);
     int getIntrinsics(unsigned int streamType, void *data, unsigned int *size);
     int getCounters(unsigned int streamType, void *data, unsigned int *size);
@@ -91,8 +94,7 @@ private:
     ObjectPtr<ArvCamera> m_camera;
     NubrixVersions m_versions = {};
     CameraModes m_modes;
-    int m_width = 0;  // of all that the camera sees
-    int m_height = 0;
+    Sensor m_sensor = {};
     std::atomic<unsigned int> m_streamFlagMode{1};
     std::atomic<unsigned int> m_incomplete;
     mutable std::mutex m_lock;

@@ -116,10 +116,11 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
             return status;
     }
     const typedefNubrixFrameMode mode = modeOf(streamType);
-    const int left = (m_width - mode.width) / 2;
-    const int top = (m_height - mode.height) / 2;
+    const PixelFormat &format = *m_modes[static_cast<std::size_t>(slotNumber(streamType))].format;
+    const Place place = placeOf(m_sensor, mode, format);
     const CameraIntrinsics intrinsics = {static_cast<float>(focal), static_cast<float>(focal),
-                                         static_cast<float>(u - left), static_cast<float>(v - top)};
+                                         static_cast<float>(u - place.x),
+                                         static_cast<float>(v - place.y)};
     return giveOut(&intrinsics, sizeof intrinsics, data, size);
 }
 

@@ -27,8 +27,9 @@ public:
     /// Incomplete frames are delivered.
     bool deliversIncomplete() const { return m_incomplete; }
 
-    /// The name of the pixel format that a camera's section, which is its serial number, gives to a
-    /// stream ("depth", "ir", "color"); an empty text if it says nothing.
+    /// The pixel format, or component and pixel format ("Range:Mono16"), that a camera's section,
+    /// which is its serial number, gives to a stream ("depth", "ir", "color"); an empty text if it
+    /// says nothing.
     std::string formatOf(const std::string &serial, const std::string &stream) const;
 
 private:

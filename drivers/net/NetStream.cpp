@@ -37,21 +37,26 @@ try {
         return kWrongState;
     if (m_device.state()->isGone())
         return kGone;
-    if (!m_device.claimCamera(*this)) {
-        report(m_device.name() + " sends one stream at a time: stop the other one first");
-        return kWrongState;
-    }
     StreamSetup setup = m_device.setupOf(m_streamType);
     setup.room = m_allocator->getFrameBufferSize();
+    if (setup.room < getFrameBufferSize()) {
+        report(setup.name + " needs frames of " + std::to_string(getFrameBufferSize()) +
+               " bytes, and those it has been given have " + std::to_string(setup.room));
+        return kWrongState;
+    }
     setup.allocator = m_allocator;
     setup.callback = m_callback;
     setup.user = m_user;
     const auto session = std::make_shared<StreamSession>(std::move(setup), m_device.state());
+    if (!m_device.claimCamera(*this)) {
+        report(m_device.name() + " sends one stream at a time: stop the other one first");
+        return kWrongState;
+    }
+    m_running = true;  // from here on a stop undoes everything
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         m_session = session;
     }
-    m_running = true;
     m_device.state()->notePicture();  // the watch counts from here
     ArvCamera *camera = m_device.camera();
     auto begun = m_device.worker().submit([session, camera] { return session->begin(*camera); });
@@ -86,6 +91,18 @@ int NetStream::stop()
     m_device.releaseCamera(*this);
     session->reportLosses();
     return kDone;
+}
+
+bool NetStream::isInCallback() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_running && m_session && m_session->isOwnThread();
+}
+
+bool NetStream::isSilent() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_session && m_session->isSilent();
 }
 
 StreamCounters NetStream::counters() const

@@ -19,12 +19,17 @@ public:
     ~NetStream() override;
 
     unsigned int getFrameBufferSize() override;
-    /// -2 when it runs, lacks allocator or callback, or another stream of the camera runs; -9 when
-    /// the camera is gone or does not answer; -4 when it refuses the mode.
+    /// -2 when it runs, lacks callback or allocator, or its frames are too small, or another stream
+    /// of the camera runs; -9 when the camera is gone or does not answer; -4 when it refuses the
+    /// mode.
     int start() override;
     /// 0 also when it does not run; -2 from within the frame callback.
     int stop() override;
 
+    /// Within the frame callback. Thread-safe.
+    bool isInCallback() const;
+    /// It runs, and no picture of use has come for too long. Thread-safe.
+    bool isSilent() const;
     StreamCounters counters() const;
 
 private:

@@ -1,6 +1,7 @@
 #include "net/PixelFormats.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <iterator>
 
 #include "nubrix/types.h"
@@ -53,6 +54,15 @@ const PixelFormat *findPixelFormat(const std::string &name, unsigned int streamT
     return find([&](const PixelFormat &format) {
         return format.name == name && format.streamType == streamType;
     });
+}
+
+std::string nameOfPixelFormat(std::uint32_t code)
+{
+    if (const auto *known = find([&](const PixelFormat &format) { return format.code == code; }))
+        return known->name;
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned int>(code));
+    return text;
 }
 
 std::ptrdiff_t rankOf(const PixelFormat &format)

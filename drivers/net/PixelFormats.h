@@ -34,6 +34,9 @@ const PixelFormat *findPixelFormat(std::uint32_t code, unsigned int streamType);
 /// Of a name. Thread-safe.
 const PixelFormat *findPixelFormat(const std::string &name, unsigned int streamType);
 
+/// The name of a code in the standard, or the code itself when it is not known here. Thread-safe.
+std::string nameOfPixelFormat(std::uint32_t code);
+
 /// Of two formats for the same stream the one with the smaller rank is the better. Thread-safe.
 std::ptrdiff_t rankOf(const PixelFormat &format);
 

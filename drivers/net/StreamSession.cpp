@@ -2,10 +2,12 @@
 
 #include <pthread.h>
 
-#include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "common/FrameFlags.h"
+#include "common/ModeTable.h"
+#include "net/PictureCheck.h"
 #include "net/Report.h"
 
 namespace nubrix {
@@ -14,22 +16,6 @@ namespace {
 
 constexpr unsigned int kInFlight = 4;   // of the 10 frames of a pool
 constexpr std::uint64_t kIds = 0xffff;  // the protocol's frame ids run from 1 to this one
-
-/// Microseconds of the monotonic clock when the first packet of a picture came.
-std::uint64_t arrivalOf(ArvBuffer &buffer)
-{
-    const gint64 ageUs =
-        g_get_real_time() - static_cast<gint64>(arv_buffer_get_system_timestamp(&buffer) / 1000);
-    return static_cast<std::uint64_t>(g_get_monotonic_time() - std::max<gint64>(ageUs, 0));
-}
-
-bool isOneImage(ArvBuffer &buffer)
-{
-    if (arv_buffer_get_n_parts(&buffer) != 1)
-        return false;
-    const ArvBufferPartDataType type = arv_buffer_get_part_data_type(&buffer, 0);
-    return type == ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE || type == ARV_BUFFER_PART_DATA_TYPE_3D_IMAGE;
-}
 
 void releaseFrame(void *frame)
 {
@@ -50,14 +36,25 @@ int StreamSession::begin(ArvCamera &camera)
     if (m_ended)  // whoever waited for it has given up: nothing of theirs is there any more
         return kGone;
     Error error;
-    const int status = setUpCamera(camera, m_setup);
-    if (status != kDone)
+    if (const int status = setUpCamera(camera, m_setup))
         return status;
-    m_converter = std::make_unique<FrameConverter>(m_setup.format, readDepthScale(camera),
-                                                   m_setup.mode.width, m_setup.mode.height);
+    DepthScale depth;
+    if (m_setup.format.layout == Layout::kDepth) {
+        if (const int status = readDepthScale(camera, m_setup.name, depth))
+            return status;
+    }
+    m_converter = std::make_unique<FrameConverter>(m_setup.format, depth, m_setup.mode.width,
+                                                   m_setup.mode.height);
     m_payload = arv_camera_get_payload(&camera, error.out());
     if (error)
         return tellFailure(m_setup.name, error);
+    if (m_payload < m_converter->sourceBytes()) {
+        report(m_setup.name + " cannot start: the camera tells of pictures of " +
+               std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
+               std::to_string(m_converter->sourceBytes()));
+        return kBadArgument;
+    }
+    const std::chrono::milliseconds patience = patienceFor(camera);
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;
     ArvStream *stream =
         arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
@@ -80,7 +77,12 @@ int StreamSession::begin(ArvCamera &camera)
         }
     }
     arv_camera_start_acquisition(&camera, error.out());
-    return error ? tellFailure(m_setup.name, error) : kDone;
+    if (error)
+        return tellFailure(m_setup.name, error);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (!m_ended && patience.count() != 0)
+        m_watch.begin(patience, [this] { tellSilence(); });
+    return kDone;
 }
 
 void StreamSession::end()
@@ -88,6 +90,7 @@ void StreamSession::end()
     const std::lock_guard<std::mutex> lock(m_lock);
     if (m_ended.exchange(true))
         return;
+    m_watch.end();
     if (ArvStream *stream = m_stream) {
         arv_stream_stop_thread(stream, TRUE);
         m_isThreadStopped = true;
@@ -122,8 +125,11 @@ void StreamSession::onStream(void *session, ArvStreamCallbackType type, ArvBuffe
 {
     if (type == ARV_STREAM_CALLBACK_TYPE_INIT)
         pthread_setname_np(pthread_self(), "nubrix-net-rx");
+    auto *self = static_cast<StreamSession *>(session);
+    if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER)
+        self->m_arrivals.note(g_get_real_time(), g_get_monotonic_time());
     if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
-        static_cast<StreamSession *>(session)->takeBuffer();
+        self->takeBuffer();
 }
 
 void StreamSession::takeBuffer()
@@ -136,10 +142,10 @@ void StreamSession::takeBuffer()
     m_state->notePicture();
     countMissed(arv_buffer_get_frame_id(buffer.get()));
     if (!isUsable(*buffer)) {
-        ++m_counters.unusable;
         arv_stream_push_buffer(stream, buffer.release());
         return;
     }
+    m_watch.notePicture();
     if (m_isDirect) {
         // The camera gets another frame before the application gets this one.
         if (ArvBuffer *next = newBuffer()) {
@@ -163,19 +169,51 @@ void StreamSession::takeBuffer()
 
 bool StreamSession::isUsable(ArvBuffer &buffer)
 {
-    const ArvBufferStatus status = arv_buffer_get_status(&buffer);
-    const bool isIncomplete =
-        status == ARV_BUFFER_STATUS_TIMEOUT || status == ARV_BUFFER_STATUS_MISSING_PACKETS;
-    std::size_t size = 0;
-    arv_buffer_get_data(&buffer, &size);
-    // What an incomplete picture shows is not known for certain.
-    if (isIncomplete)
-        return m_setup.deliversIncomplete;
-    return status == ARV_BUFFER_STATUS_SUCCESS && size >= m_converter->sourceBytes() &&
-           isOneImage(buffer) &&
-           arv_buffer_get_image_pixel_format(&buffer) == m_setup.format.code &&
-           arv_buffer_get_image_width(&buffer) == m_setup.mode.width &&
-           arv_buffer_get_image_height(&buffer) == m_setup.mode.height;
+    // The last picture before a cable is cut, or before the end, is none that got lost.
+    m_counters.unusable += std::exchange(m_isLastIncomplete, false) ? 1 : 0;
+    switch (faultOf(buffer, m_setup.format, m_setup.mode, m_converter->sourceBytes())) {
+        case Fault::kNone:
+            return true;
+        case Fault::kGaps:
+            // Pictures of another shape have gaps, too.
+            if (m_setup.deliversIncomplete && m_misshapen == 0)
+                return true;
+            break;
+        case Fault::kLost:
+            break;
+        case Fault::kMisshapen:
+            if (m_misshapen == 0)
+                m_misshape = shapeOf(buffer);
+            ++m_misshapen;
+            ++m_counters.unusable;
+            return false;
+    }
+    m_isLastIncomplete = true;
+    return false;
+}
+
+void StreamSession::tellSilence() const
+{
+    if (!m_state->isGone())
+        report(m_setup.name + " has sent no picture of use for some seconds: " + causeOfSilence());
+}
+
+std::string StreamSession::causeOfSilence() const
+{
+    if (m_misshapen != 0)
+        return "its pictures are " + m_misshape + ", and not " + textOf(m_setup.mode) + " " +
+               m_setup.format.name;
+    ArvStream *stream = m_stream;
+    if (m_counters.unusable != 0 ||
+        arv_stream_get_info_uint64_by_name(stream, "n_received_packets") != 0)
+        return "its pictures come with gaps; larger buffers, larger packets or a lower rate help, "
+               "see docs/network.md";
+    std::string cause =
+        "none of its packets arrives; a firewall, or packets that are too large for the network, "
+        "keep them out (nubrix doctor, docs/network.md)";
+    if (m_setup.usesPacketSocket)
+        cause += "; or they cannot be taken from the interface: packetSocket in nubrixNet.ini";
+    return cause;
 }
 
 void StreamSession::countMissed(std::uint64_t id)
@@ -195,7 +233,8 @@ void StreamSession::countMissed(std::uint64_t id)
 void StreamSession::deliver(ArvBuffer &buffer, NubrixFrameRef &frame)
 {
     typedefNubrixFrame &record = frame.frame();
-    const std::uint64_t timestamp = arrivalOf(buffer);
+    const auto begun = static_cast<std::int64_t>(arv_buffer_get_system_timestamp(&buffer) / 1000);
+    const auto timestamp = static_cast<std::uint64_t>(m_arrivals.of(begun));
     record.pixelFormat = m_setup.mode.pixelFormat;
     record.streamType = m_setup.streamType;
     record.frameIndex = m_index;
@@ -224,9 +263,14 @@ void StreamSession::reportLosses() const
     if (lost.held != 0)
         report(m_setup.name + ": pictures dropped because the application held all frames: " +
                std::to_string(lost.held) + of);
-    if (lost.unusable != 0)
-        report(m_setup.name + ": incomplete pictures dropped: " + std::to_string(lost.unusable) +
-               of + "; larger packets or a lower rate help, see docs/network.md");
+    const unsigned int misshapen = m_misshapen;
+    if (lost.unusable > misshapen)
+        report(m_setup.name +
+               ": incomplete pictures dropped: " + std::to_string(lost.unusable - misshapen) + of +
+               "; larger packets or a lower rate help, see docs/network.md");
+    if (misshapen != 0)
+        report(m_setup.name + ": pictures dropped because they were " + m_misshape + ": " +
+               std::to_string(misshapen) + of);
     if (lost.missed != 0)
         report(m_setup.name + ": pictures of which nothing came: " + std::to_string(lost.missed));
     if (lost.flagged != 0)

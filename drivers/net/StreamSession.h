@@ -11,10 +11,12 @@
 
 #include "common/FramePtr.h"
 #include "common/RunningCounters.h"
+#include "net/Arrivals.h"
 #include "net/CameraSetup.h"
 #include "net/CameraState.h"
 #include "net/FrameConverter.h"
 #include "net/GLibPtr.h"
+#include "net/PictureWatch.h"
 #include "nubrix/driver.h"
 
 namespace nubrix {
@@ -49,6 +51,8 @@ public:
 
     /// Within the frame callback. Thread-safe.
     bool isOwnThread() const { return m_runner.load() == std::this_thread::get_id(); }
+    /// It runs, and no picture of use has come for too long. Thread-safe.
+    bool isSilent() const { return m_watch.isSilent(); }
     /// Thread-safe.
     StreamCounters counters() const;
     /// Tells what was lost, if anything. Thread-safe.
@@ -60,6 +64,8 @@ private:
     ArvBuffer *newBuffer();
     void takeBuffer();
     bool isUsable(ArvBuffer &buffer);
+    void tellSilence() const;
+    std::string causeOfSilence() const;
     void countMissed(std::uint64_t id);
     void deliver(ArvBuffer &buffer, NubrixFrameRef &frame);
 
@@ -68,14 +74,20 @@ private:
     std::unique_ptr<const FrameConverter> m_converter;  // the first three: fixed by begin
     std::size_t m_payload = 0;
     bool m_isDirect = false;                // frames are filled in place
-    std::optional<std::uint64_t> m_lastId;  // this and the next: of the stream's thread
+    std::optional<std::uint64_t> m_lastId;  // this and the next three: of the stream's thread
     unsigned int m_index = 0;
+    bool m_isLastIncomplete = false;
+    Arrivals m_arrivals;
     std::atomic<std::thread::id> m_runner{};
     std::mutex m_lock;               // of beginning and tearing down against ending
     bool m_isThreadStopped = false;  // under m_lock
     std::atomic<ArvStream *> m_stream{nullptr};
     std::atomic<bool> m_ended{false};
     RunningCounters m_counters;
+    std::string
+        m_misshape;  // of the first picture that was misshapen, written before it is counted
+    std::atomic<unsigned int> m_misshapen{0};  // of those that were unusable
+    PictureWatch m_watch;
 };
 
 }  // namespace nubrix

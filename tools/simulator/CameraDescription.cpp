@@ -72,9 +72,16 @@ std::string integer(const std::string &name, unsigned int address, const char *a
            number(name + "Reg", address, access);
 }
 
-std::string real(const char *name, unsigned int address)
+std::string real(const char *name, unsigned int address, const std::string &index = "")
 {
-    return node("FloatReg", name, place(address, 4, "RO") + element("Endianess", "BigEndian"));
+    return node("FloatReg", name,
+                place(address, 4, "RO") + index + element("Endianess", "BigEndian"));
+}
+
+/// One of three, that of the selected coordinate.
+std::string realOfCoordinate(const char *name, unsigned int address)
+{
+    return real(name, address, "<pIndex Offset=\"4\">CoordinateReg</pIndex>");
 }
 
 std::string command(const char *name, const std::string &reg, unsigned int value)
@@ -125,7 +132,8 @@ std::string image(const SimulatedCameraSettings &settings)
 std::string acquisition()
 {
     return category("AcquisitionControl", {"AcquisitionMode", "AcquisitionStart", "AcquisitionStop",
-                                           "AcquisitionFrameRate", "ExposureTime"}) +
+                                           "AcquisitionFrameRate", "ExposureTime", "TriggerMode",
+                                           "TriggerSource", "TriggerSoftware"}) +
            node("Enumeration", "AcquisitionMode",
                 entry("Continuous", "1") + entry("SingleFrame", "2") +
                     element("pValue", "AcquisitionModeReg")) +
@@ -140,22 +148,40 @@ std::string acquisition()
            node("Converter", "ExposureTime",
                 element("FormulaTo", "FROM") + element("FormulaFrom", "TO") +
                     element("pValue", "Exposure")) +
-           integer("Exposure", 0x120, "RW", element("Min", "10") + element("Max", "10000000"));
+           integer("Exposure", 0x120, "RW", element("Min", "10") + element("Max", "10000000")) +
+           node("Enumeration", "TriggerMode",
+                entry("Off", "0") + entry("On", "1") + element("pValue", "TriggerModeReg")) +
+           number("TriggerModeReg", 0x300, "RW") +
+           node("Enumeration", "TriggerSource",
+                entry("Line1", "0") + entry("Software", "1") +
+                    element("pValue", "TriggerSourceReg")) +
+           number("TriggerSourceReg", 0x304, "RW") +
+           command("TriggerSoftware", "TriggerSoftwareReg", 1) +
+           number("TriggerSoftwareReg", 0x30c, "RW");
 }
 
 std::string geometry()
 {
     return category("Scan3dControl",
-                    {"Scan3dFocalLength", "Scan3dPrincipalPointU", "Scan3dPrincipalPointV",
-                     "Scan3dBaseline", "Scan3dCoordinateScale", "Scan3dCoordinateOffset",
+                    {"Scan3dOutputMode", "Scan3dDistanceUnit", "Scan3dFocalLength",
+                     "Scan3dPrincipalPointU", "Scan3dPrincipalPointV", "Scan3dBaseline",
+                     "Scan3dCoordinateSelector", "Scan3dCoordinateScale", "Scan3dCoordinateOffset",
                      "Scan3dInvalidDataValue"}) +
+           node("Enumeration", "Scan3dOutputMode",
+                entry("CalibratedC", "0") + element("Value", "0")) +
+           node("Enumeration", "Scan3dDistanceUnit",
+                entry("Millimeter", "0") + element("Value", "0")) +
+           node("Enumeration", "Scan3dCoordinateSelector",
+                entry("CoordinateA", "0") + entry("CoordinateB", "1") + entry("CoordinateC", "2") +
+                    element("pValue", "CoordinateReg")) +
+           number("CoordinateReg", kRegisterCoordinate, "RW") +
            real("Scan3dFocalLength", kRegisterFocalLength) +
            real("Scan3dPrincipalPointU", kRegisterPrincipalU) +
            real("Scan3dPrincipalPointV", kRegisterPrincipalV) +
            real("Scan3dBaseline", kRegisterBaseline) +
-           real("Scan3dCoordinateScale", kRegisterCoordinateScale) +
-           real("Scan3dCoordinateOffset", kRegisterCoordinateOffset) +
-           real("Scan3dInvalidDataValue", kRegisterInvalidValue);
+           realOfCoordinate("Scan3dCoordinateScale", kRegisterCoordinateScale) +
+           realOfCoordinate("Scan3dCoordinateOffset", kRegisterCoordinateOffset) +
+           realOfCoordinate("Scan3dInvalidDataValue", kRegisterInvalidValue);
 }
 
 std::string transport()

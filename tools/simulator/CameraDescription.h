@@ -12,10 +12,11 @@ constexpr unsigned int kRegisterFocalLength = 0x1000;
 constexpr unsigned int kRegisterPrincipalU = 0x1004;
 constexpr unsigned int kRegisterPrincipalV = 0x1008;
 constexpr unsigned int kRegisterBaseline = 0x100c;
-constexpr unsigned int kRegisterCoordinateScale = 0x1010;
-constexpr unsigned int kRegisterCoordinateOffset = 0x1014;
-constexpr unsigned int kRegisterInvalidValue = 0x1018;
 constexpr unsigned int kRegisterReset = 0x101c;
+constexpr unsigned int kRegisterCoordinate = 0x1020;       // 0 to 2: A to C, whose values are below
+constexpr unsigned int kRegisterCoordinateScale = 0x1030;  // three
+constexpr unsigned int kRegisterCoordinateOffset = 0x1040;  // three
+constexpr unsigned int kRegisterInvalidValue = 0x1050;      // three
 
 /// The name of a pixel format in the standard, or an empty text. Thread-safe.
 std::string genicamFormatName(unsigned int code);

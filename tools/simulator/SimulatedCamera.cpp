@@ -67,9 +67,16 @@ void configure(ArvFakeCamera *camera, const SimulatedCameraSettings &settings)
     writeReal(camera, kRegisterPrincipalU, settings.principalU);
     writeReal(camera, kRegisterPrincipalV, settings.principalV);
     writeReal(camera, kRegisterBaseline, settings.baseline);
-    writeReal(camera, kRegisterCoordinateScale, settings.coordinateScale);
-    writeReal(camera, kRegisterCoordinateOffset, settings.coordinateOffset);
-    writeReal(camera, kRegisterInvalidValue, settings.invalidValue);
+    arv_fake_camera_write_register(camera, kRegisterCoordinate, settings.coordinate);
+    constexpr float kOfOthers = 1.0F;
+    for (const auto &[address, depth] :
+         {std::pair<guint32, float>(kRegisterCoordinateScale, settings.coordinateScale),
+          {kRegisterCoordinateOffset, settings.coordinateOffset},
+          {kRegisterInvalidValue, settings.invalidValue}}) {
+        writeReal(camera, address, kOfOthers);
+        writeReal(camera, address + 4, kOfOthers);
+        writeReal(camera, address + 8, depth);
+    }
 }
 
 }  // namespace
@@ -98,7 +105,8 @@ SimulatedCamera::SimulatedCamera(const SimulatedCameraSettings &settings, Fill f
     if (settings.formats.empty() || settings.frameRate <= 0)
         throw std::runtime_error("a simulated camera needs a pixel format and a frame rate");
     m_server->fill = std::move(fill);
-    const MemoryFile description(describeCamera(settings));
+    const MemoryFile description(settings.description.empty() ? describeCamera(settings)
+                                                              : settings.description);
     ArvGvFakeCamera *camera = arv_gv_fake_camera_new_full(
         settings.address.c_str(), settings.serial.c_str(), description.path().c_str());
     if (camera == nullptr || !arv_gv_fake_camera_is_running(camera)) {

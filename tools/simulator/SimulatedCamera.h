@@ -30,7 +30,9 @@ struct SimulatedCameraSettings {
     float coordinateScale = 0.25F;  ///< millimetres a count of a depth picture
     float coordinateOffset = 0.0F;  ///< millimetres
     float invalidValue = 0.0F;      ///< counts; means that nothing was measured
+    unsigned int coordinate = 2;    ///< selected at first, 0 to 2: A to C; depth is C
     double lostPackets = 0;         ///< the part of the packets that gets lost, 0 to 1
+    std::string description = {};   ///< GenICam's; empty: as describeCamera makes it
 };
 
 /// Serves from its construction to its destruction, which is its loss for the clients. Port 3956

@@ -79,6 +79,19 @@ TEST_F(NetDeviceTest, TheVersionRecordIsTheCameras)
     EXPECT_EQ(m_device->getProperty(NUBRIX_PROPERTY_VERSION, &versions, &size), -4);
 }
 
+TEST_F(NetDeviceTest, AVersionThatIsTooLargeForTheRecordIsItsLargest)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.version = "v65537.3.65536";
+    connect(settings);
+    NubrixVersions versions = {};
+    unsigned int size = sizeof versions;
+    ASSERT_EQ(m_device->getProperty(NUBRIX_PROPERTY_VERSION, &versions, &size), 0);
+    unsigned short hardware[3] = {};
+    std::memcpy(hardware, versions.hardware, sizeof hardware);
+    EXPECT_THAT(hardware, ElementsAre(65535, 3, 65535));
+}
+
 TEST_F(NetDeviceTest, StreamsFollowFromThePixelFormats)
 {
     ASSERT_FALSE(modesOf(NUBRIX_STREAM_DEPTH).empty());

@@ -248,6 +248,40 @@ TEST_F(NetStreamTest, StoppingFromWithinTheCallbackIsRefused)
     EXPECT_EQ(stream.stop(), 0);
 }
 
+TEST_F(NetStreamTest, DestroyingFromWithinTheCallbackIsRefused)
+{
+    const auto camera = serve(depthCamera());
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    std::atomic<int> destroyed{0};
+    std::atomic<int> closed{0};
+    stream.sink().onFrame = [&](NubrixFrameRef *) {
+        NubrixBaseStream *own = stream.operator->();
+        destroyed = device->destroyStream(&own);
+        closed = device->closeAllStreams();
+    };
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(2));
+    EXPECT_EQ(destroyed, -2);
+    EXPECT_EQ(closed, -2);
+    EXPECT_EQ(stream.stop(), 0);
+}
+
+TEST_F(NetStreamTest, AStreamWithFramesThatAreTooSmallDoesNotStartAndKeepsNothing)
+{
+    const auto camera = serve(depthCamera());
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream color(*device, NUBRIX_STREAM_COLOR);
+    PixelStream depth(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(color.start(), 0);
+    ASSERT_EQ(color.stop(), 0);
+    color.pool().setFrameBufferSize(640 * 480 * 3 - 1);
+    EXPECT_EQ(color->start(), -2);
+    EXPECT_EQ(depth.start(), 0);
+}
+
 TEST_F(NetStreamTest, AStreamStartsAgainAndAgain)
 {
     const auto camera = serve(depthCamera());

@@ -1,0 +1,205 @@
+#include "net/CameraSetup.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "tests/drivers/net/NetFixture.h"
+#include "tests/drivers/net/OddCamera.h"
+
+namespace nubrix {
+namespace {
+
+using testing::HasSubstr;
+
+class CameraSetupTest : public NetTest {
+protected:
+    /// The first depth of the first frame of a camera whose counts are 1000.
+    unsigned int depthOf(const SimulatedCameraSettings &settings)
+    {
+        const SimulatedCamera camera(settings, [](std::uint32_t, std::uint32_t, void *data,
+                                                  unsigned int width, unsigned int height) {
+            std::fill_n(static_cast<std::uint16_t *>(data), width * height,
+                        static_cast<std::uint16_t>(1000));
+        });
+        const OpenCamera device = open();
+        PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+        EXPECT_EQ(stream.start(), 0);
+        if (!stream.sink().await(1))
+            return ~0U;
+        stream.stop();
+        std::uint16_t depth = 0;
+        std::memcpy(&depth, stream.sink().frames().front().pixels.data(), sizeof depth);
+        return depth;
+    }
+
+    struct Refusal {
+        int status;
+        std::string line;
+    };
+    /// What starting depth says.
+    Refusal startOf(const SimulatedCameraSettings &settings)
+    {
+        const auto camera = serve(settings);
+        const OpenCamera device = open();
+        const signed char rate = settings.frameRate < 1 ? 1 : 30;
+        const typedefNubrixFrameMode mode = {NUBRIX_PIXEL_DEPTH_14_2, 640, 480, rate};
+        EXPECT_EQ(device->setFrameMode(NUBRIX_STREAM_DEPTH, mode, false), 0);
+        PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+        testing::internal::CaptureStderr();
+        const int status = stream.start();
+        stream.stop();
+        return {status, testing::internal::GetCapturedStderr()};
+    }
+};
+
+TEST_F(CameraSetupTest, DepthIsScaledByTheCoordinateAlongTheAxisOfView)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.coordinate = 0;
+    settings.coordinateScale = 0.5F;
+    settings.coordinateOffset = 10;
+    EXPECT_EQ(depthOf(settings), 4U * (1000 / 2 + 10));
+}
+
+TEST_F(CameraSetupTest, DepthInInchesBecomesMillimetres)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.coordinateScale = 0.1F;
+    settings.coordinateOffset = 1;
+    redescribe(settings, {{"EnumEntry Name=\"Millimeter\"", "EnumEntry Name=\"Inch\""}});
+    EXPECT_EQ(depthOf(settings), 10262U);  // 101 inches
+}
+
+TEST_F(CameraSetupTest, AnInvalidValueCountsOnlyWhereItsFlagIsSet)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.invalidValue = 1000;
+    EXPECT_EQ(depthOf(settings), 0U);
+    const std::string feature = "<FloatReg Name=\"Scan3dInvalidDataValue\">";
+    redescribe(settings, {{feature,
+                           "<Boolean Name=\"Scan3dInvalidDataFlag\"><Value>0</Value>"
+                           "</Boolean>" +
+                               feature}});
+    EXPECT_EQ(depthOf(settings), 1000U);
+}
+
+TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheAxisOfView)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"<EnumEntry Name=\"CalibratedC\"><Value>0</Value></EnumEntry>",
+                           "<EnumEntry Name=\"DisparityC\"><Value>0</Value></EnumEntry>"
+                           "<EnumEntry Name=\"CalibratedC\"><Value>1</Value></EnumEntry>"}});
+    EXPECT_EQ(depthOf(settings), 1000U);
+}
+
+TEST_F(CameraSetupTest, WhatIsNoDistanceIsNotDeliveredAsDepth)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"\"CalibratedC\"", "\"DisparityC\""}});
+    Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, -8);
+    EXPECT_THAT(refusal.line,
+                HasSubstr("net:127.0.0.1 depth cannot show depth: its Scan3dOutputMode is "
+                          "DisparityC and cannot be set to CalibratedC"));
+    redescribe(settings, {{"\"Millimeter\"", "\"Pixel\""}});
+    refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, -8);
+    EXPECT_THAT(refusal.line, HasSubstr("its Scan3dDistanceUnit is Pixel"));
+}
+
+TEST_F(CameraSetupTest, AScaleThatMakesNoSenseIsRefused)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    for (const float scale : {0.0F, -0.25F, std::numeric_limits<float>::quiet_NaN()}) {
+        settings.coordinateScale = scale;
+        const Refusal refusal = startOf(settings);
+        EXPECT_EQ(refusal.status, -8) << scale;
+        EXPECT_THAT(refusal.line, HasSubstr("cannot show depth: a count is ")) << scale;
+    }
+}
+
+TEST_F(CameraSetupTest, ACameraThatRoundsTheSizeIsRefused)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.width = 1280;
+    redescribe(settings,
+               {{"<Integer Name=\"Width\"><pValue>WidthReg</pValue>",
+                 "<IntConverter Name=\"WidthInSteps\"><FormulaTo>FROM</FormulaTo>"
+                 "<FormulaFrom>TO &amp; 3840</FormulaFrom><pValue>WidthReg</pValue>"
+                 "</IntConverter><Integer Name=\"Width\"><pValue>WidthInSteps</pValue>"}});
+    const Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, -4);
+    EXPECT_THAT(refusal.line, HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 cannot be had, "
+                                        "the camera gives 512x480 Coord3D_C16"));
+}
+
+TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"0xff) / 8<", "0xff) / 16<"}});
+    const Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, -4);
+    EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of 307200 bytes, 640x480 at "
+                                        "30 frames/s has 614400"));
+}
+
+TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.frameRate = 0.25;
+    const std::string usual = "<pValue>FramePeriodReg</pValue><Min>1000</Min><Max>10000000</Max>";
+    redescribe(settings,
+               {{usual, "<pValue>FramePeriodReg</pValue><Min>4000000</Min><Max>10000000</Max>"}});
+    const Refusal refusal = startOf(settings);
+    EXPECT_EQ(refusal.status, 0);
+    EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, and the camera gives 0.25"));
+}
+
+TEST_F(CameraSetupTest, TriggersThatAreOnStayOn)
+{
+    const auto camera = serve(depthCamera());
+    const OpenCamera device = open();
+    ASSERT_EQ(device->setProperty(0x5c08, "On", 2), 0);
+    ASSERT_EQ(device->setProperty(0x5c09, "Software", 8), 0);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    char mode[8] = {};
+    unsigned int size = sizeof mode;
+    ASSERT_EQ(device->getProperty(0x5c08, mode, &size), 0);
+    EXPECT_EQ(std::string(mode, size), "On");
+    EXPECT_EQ(stream.sink().count(), 0U);
+    for (std::size_t pictures = 1; pictures <= 3; ++pictures) {
+        ASSERT_EQ(device->setProperty(0x5c0a, nullptr, 0), 0);
+        EXPECT_TRUE(stream.sink().await(pictures));
+    }
+    stream.stop();
+    EXPECT_EQ(stream.sink().count(), 3U);
+}
+
+TEST_F(CameraSetupTest, ACameraOnThisMachineStreamsAlsoWhenPacketSocketsAreAskedFor)
+{
+    write("[network]\npacketSocket=true\n");
+    EXPECT_EQ(depthOf(depthCamera()), 1000U);
+}
+
+TEST(StatusOfTest, WhatTheCameraRefusesIsNotWhatTheNetworkDoes)
+{
+    const auto status = [](GQuark domain, int code) {
+        Error error;
+        *error.out() = g_error_new_literal(domain, code, "");
+        return statusOf(error);
+    };
+    EXPECT_EQ(statusOf(Error()), 0);
+    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_NETWORK_UNREACHABLE), -9);
+    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_TOO_MANY_OPEN_FILES), -1);
+    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_OUT_OF_RANGE), -4);
+    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_PVALUE_NOT_DEFINED), -1);
+    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT), -9);
+    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_NOT_CONTROLLER), -2);
+}
+
+}  // namespace
+}  // namespace nubrix
