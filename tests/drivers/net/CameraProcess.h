@@ -9,13 +9,14 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace nubrix {
 
 /// Killed at the end of the test. Not thread-safe.
 class CameraProcess {
 public:
-    /// `role`: "serve" or "hold". Throws std::runtime_error when it cannot.
+    /// `role`: "serve", "hold" or "stream". Throws std::runtime_error when it cannot.
     CameraProcess(const std::string &role, const std::string &address)
     {
         int ends[2] = {-1, -1};
@@ -40,6 +41,8 @@ public:
     }
     ~CameraProcess()
     {
+        if (m_process < 0)
+            return;
         kill(m_process, SIGKILL);
         waitpid(m_process, nullptr, 0);
     }
@@ -53,6 +56,14 @@ public:
         waitpid(m_process, nullptr, WUNTRACED);
     }
     void resume() const { kill(m_process, SIGCONT); }
+    /// Asks a program that streams to end. Returns its status, or 128 and the signal that ended it.
+    int end()
+    {
+        int status = 0;
+        kill(m_process, SIGTERM);
+        waitpid(std::exchange(m_process, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
 
 private:
     pid_t m_process = -1;

@@ -16,8 +16,21 @@ namespace {
 using testing::ElementsAre;
 using testing::SizeIs;
 
+/// Calls may take a second with a silent camera. The protocol's own patience is three seconds for
+/// each thing that it is asked.
+constexpr std::chrono::milliseconds kMostOfACall{2500};
+
 class NetFaultsTest : public NetTest {
 protected:
+    template <class Call>
+    static std::chrono::milliseconds durationOf(Call call)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        call();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - begin);
+    }
+
     static int entriesOf(const char *folder)
     {
         DIR *open = opendir(folder);
@@ -112,6 +125,56 @@ TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
     EXPECT_EQ(stream.start(), -9);
     EXPECT_EQ(stream.pool().inUse(), 0);
     camera.resume();
+}
+
+TEST_F(NetFaultsTest, NoCallWaitsLongForASilentCamera)
+{
+    const CameraProcess camera("serve", "127.0.0.1");
+    auto streaming = std::make_unique<Streaming>(driver());
+    PixelStream &stream = streaming->stream;
+    NubrixBaseDevice &device = *streaming->device;
+    camera.stop();
+    double exposure = 0;
+    unsigned int size = sizeof exposure;
+    const auto read = [&] { device.getProperty(0x5c00, &exposure, &size); };
+    EXPECT_LT(durationOf(read), kMostOfACall);
+    EXPECT_LT(durationOf(read), kMostOfACall);
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.stop(), 0); }), kMostOfACall);
+    EXPECT_LT(durationOf([&] { EXPECT_NE(stream.start(), 0); }), kMostOfACall);
+    EXPECT_LT(durationOf([&] { streaming.reset(); }), kMostOfACall);
+    EXPECT_LT(durationOf([&] { m_driver.reset(); }), kMostOfACall);
+}
+
+TEST_F(NetFaultsTest, ClosingADriverWithSilentCamerasThatStreamDoesNotAddUp)
+{
+    const CameraProcess one("serve", "127.0.0.1");
+    const CameraProcess two("serve", "127.0.0.2");
+    const CameraProcess three("serve", "127.0.0.3");
+    std::vector<std::unique_ptr<PixelStream>> streams;
+    for (const char *uri : {"net:127.0.0.1", "net:127.0.0.2", "net:127.0.0.3"}) {
+        NubrixBaseDevice *device = nullptr;
+        ASSERT_EQ(driver().openDevice(uri, &device), 0);
+        streams.push_back(std::make_unique<PixelStream>(*device, NUBRIX_STREAM_DEPTH));
+        ASSERT_EQ(streams.back()->start(), 0);
+        ASSERT_TRUE(streams.back()->sink().await(3));
+    }
+    for (const CameraProcess *camera : {&one, &two, &three})
+        camera->stop();
+    EXPECT_LT(durationOf([&] {
+                  for (const auto &stream : streams)
+                      EXPECT_EQ(stream->stop(), 0);
+                  streams.clear();
+                  m_driver.reset();
+              }),
+              kMostOfACall);
+}
+
+TEST_F(NetFaultsTest, AProgramEndsSoonThoughItsCameraIsSilent)
+{
+    const CameraProcess camera("serve", "127.0.0.1");
+    CameraProcess program("stream", "127.0.0.1");
+    camera.stop();
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(program.end(), 0); }), 2 * kMostOfACall);
 }
 
 TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
