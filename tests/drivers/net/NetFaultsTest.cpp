@@ -70,7 +70,7 @@ struct Streaming {
 TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
 {
     auto camera = serve(depthCamera());
-    ASSERT_EQ(list().size(), 1U);
+    ASSERT_THAT(awaitListed(1), SizeIs(1));
     {
         const OpenCamera device = open();
         ASSERT_TRUE(device);
@@ -102,7 +102,7 @@ TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEn
     const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     PixelStream &stream = streaming.stream;
-    ASSERT_THAT(list(), SizeIs(1));
+    ASSERT_THAT(awaitListed(1), SizeIs(1));
     camera.stop();
     ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
     EXPECT_EQ(streaming.device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
@@ -182,7 +182,7 @@ TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
     const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     PixelStream &stream = streaming.stream;
-    ASSERT_THAT(list(), SizeIs(1));
+    ASSERT_THAT(awaitListed(1), SizeIs(1));
     camera.stop();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
     camera.resume();

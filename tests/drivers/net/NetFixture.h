@@ -3,11 +3,13 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "SimulatedCamera.h"
@@ -118,6 +120,11 @@ public:
         m_changed.wait_for(lock, kDeadline, [&] { return m_events.size() >= count; });
         return m_events;
     }
+    std::vector<std::string> soFar()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_events;
+    }
 
 private:
     std::mutex m_lock;
@@ -171,6 +178,17 @@ protected:
         unsigned int count = 60;
         EXPECT_EQ(driver().getDeviceList(records.data(), &count), 0);
         records.resize(count);
+        return records;
+    }
+    /// The list once it has so many records; fewer after the deadline.
+    std::vector<typedefNubrixeviceAttribute> awaitListed(std::size_t count)
+    {
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        auto records = list();
+        while (records.size() < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            records = list();
+        }
         return records;
     }
     OpenCamera open(const std::string &uri = "net:127.0.0.1") { return {driver(), uri}; }
