@@ -39,13 +39,7 @@ public:
         if (got != 2 || std::string(word) != "up")
             throw std::runtime_error("no process to " + role + " a camera on " + address);
     }
-    ~CameraProcess()
-    {
-        if (m_process < 0)
-            return;
-        kill(m_process, SIGKILL);
-        waitpid(m_process, nullptr, 0);
-    }
+    ~CameraProcess() { endAtOnce(); }
     CameraProcess(const CameraProcess &) = delete;
     CameraProcess &operator=(const CameraProcess &) = delete;
 
@@ -56,6 +50,14 @@ public:
         waitpid(m_process, nullptr, WUNTRACED);
     }
     void resume() const { kill(m_process, SIGCONT); }
+    /// Without a farewell to anybody.
+    void endAtOnce()
+    {
+        if (m_process < 0)
+            return;
+        kill(m_process, SIGKILL);
+        waitpid(std::exchange(m_process, -1), nullptr, 0);
+    }
     /// Asks a program that streams to end. Returns its status, or 128 and the signal that ended it.
     int end()
     {

@@ -105,6 +105,22 @@ TEST_F(NetDriverTest, ACameraIsOpenedByItsAddressListedOrNot)
     EXPECT_FALSE(camera->isControlled());
 }
 
+TEST_F(NetDriverTest, TheSettingsReachTheCamera)
+{
+    write("[network]\npacketSize=1000\nincomplete=true\n");
+    const auto camera = serve(depthCamera());
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    unsigned int incomplete = 0;
+    unsigned int size = sizeof incomplete;
+    EXPECT_EQ(device->getProperty(0x5b00, &incomplete, &size), 0);
+    EXPECT_EQ(incomplete, 1U);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(integerOf(*device, "GevSCPSPacketSize"), 1000);
+}
+
 TEST_F(NetDriverTest, OnlyAddressesAreOpened)
 {
     NubrixBaseDevice *device = nullptr;

@@ -15,6 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 /// Calls may take a second with a silent camera. The protocol's own patience is three seconds for
 /// each thing that it is asked.
@@ -56,8 +57,8 @@ protected:
 
 /// The depth of a camera.
 struct Streaming {
-    explicit Streaming(NetDriver &driver)
-        : device(driver, "net:127.0.0.1"), stream(*device, NUBRIX_STREAM_DEPTH)
+    explicit Streaming(NetDriver &driver, const std::string &address = "127.0.0.1")
+        : device(driver, "net:" + address), stream(*device, NUBRIX_STREAM_DEPTH)
     {
         EXPECT_EQ(stream.start(), 0);
         EXPECT_TRUE(stream.sink().await(3));
@@ -97,7 +98,7 @@ TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
     EXPECT_TRUE(stream.sink().await(3));
 }
 
-TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEnds)
+TEST_F(NetFaultsTest, ASilentCameraIsToldAndEverythingEnds)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
@@ -109,6 +110,42 @@ TEST_F(NetFaultsTest, ASilentCameraIsLostBeforeTheProtocolNoticesAndEverythingEn
     EXPECT_EQ(stream.stop(), 0);
     EXPECT_EQ(stream.pool().inUse(), 0);
     camera.resume();
+}
+
+TEST_F(NetFaultsTest, ACameraWhoseProgramIsKilledWhileItStreamsIsGone)
+{
+    CameraProcess camera("serve", "127.0.0.1");
+    Streaming streaming(driver());
+    ASSERT_THAT(awaitListed(1), SizeIs(1));
+    camera.endAtOnce();
+    ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
+    EXPECT_TRUE(awaitGone(*streaming.device));
+    EXPECT_EQ(streaming.stream.stop(), 0);
+    EXPECT_EQ(streaming.stream.pool().inUse(), 0);
+    EXPECT_EQ(streaming.stream.start(), -9);
+}
+
+TEST_F(NetFaultsTest, CamerasThatFallSilentAtOnceAreEachToldAndTheOthersStay)
+{
+    const CameraProcess one("serve", "127.0.0.1");
+    const CameraProcess two("serve", "127.0.0.2");
+    const CameraProcess three("serve", "127.0.0.3");
+    Streaming first(driver(), "127.0.0.1");
+    Streaming second(driver(), "127.0.0.2");
+    Streaming third(driver(), "127.0.0.3");
+    ASSERT_THAT(awaitListed(3), SizeIs(3));
+    const auto begin = std::chrono::steady_clock::now();
+    one.stop();
+    two.stop();
+    ASSERT_THAT(m_events.await(2),
+                UnorderedElementsAre("-net:127.0.0.1 PROCESS", "-net:127.0.0.2 PROCESS"));
+    // 3 s where nothing holds the machine up.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
+    const std::size_t before = third.stream.sink().count();
+    EXPECT_TRUE(third.stream.sink().await(before + 3));
+    EXPECT_EQ(third.device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
+    EXPECT_EQ(first.device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
+    EXPECT_EQ(second.device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
 }
 
 TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)

@@ -101,6 +101,19 @@ private:
     NubrixBaseDevice *m_device = nullptr;
 };
 
+/// An integer feature of the camera; -1 when it cannot be read.
+inline std::int64_t integerOf(NubrixBaseDevice &device, const std::string &name)
+{
+    std::vector<unsigned char> request = {0, 0, static_cast<unsigned char>(name.size()), 0};
+    request.insert(request.end(), name.begin(), name.end());
+    std::int64_t value = -1;
+    unsigned int size = sizeof value;
+    const int status = device.propertyTranspraentTransmission(
+        request.data(), static_cast<unsigned int>(request.size()),
+        reinterpret_cast<unsigned char *>(&value), &size);
+    return status == 0 ? value : -1;
+}
+
 /// Collects hot-plug events. Thread-safe.
 class Events {
 public:
