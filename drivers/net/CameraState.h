@@ -15,7 +15,17 @@ public:
     void setGone() { m_gone = true; }
     bool isGone() const { return m_gone; }
 
-    void notePicture() { m_lastPicture = Clock::now().time_since_epoch().count(); }
+    /// It has just not answered: whoever waited for it tells the others, so that nobody does again.
+    void noteSilence() { m_silent = true; }
+    void noteAnswer() { m_silent = false; }
+    /// Gone, or it did not answer when it was asked last.
+    bool isSilent() const { return m_gone || m_silent; }
+
+    void notePicture()
+    {
+        m_lastPicture = Clock::now().time_since_epoch().count();
+        m_silent = false;
+    }
     Clock::time_point lastPicture() const
     {
         return Clock::time_point(Clock::duration(m_lastPicture.load()));
@@ -23,6 +33,7 @@ public:
 
 private:
     std::atomic<bool> m_gone{false};
+    std::atomic<bool> m_silent{false};
     std::atomic<Clock::rep> m_lastPicture{0};
 };
 

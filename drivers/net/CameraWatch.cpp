@@ -12,9 +12,14 @@ namespace nubrix {
 
 namespace {
 
-constexpr std::chrono::milliseconds kListen{300};
-constexpr std::chrono::milliseconds kPause{300};
-constexpr std::chrono::milliseconds kFirstList{1200};
+// A camera that puts off each answer by up to a second is heard within the shortest silence, also
+// when a packet is lost.
+constexpr std::chrono::milliseconds kAskEvery{500};
+constexpr std::chrono::milliseconds kSlice{100};  // within which the end is noticed
+constexpr std::chrono::milliseconds kRetry{1000};
+constexpr std::chrono::milliseconds kQuick{300};       // cameras that do not put it off
+constexpr std::chrono::milliseconds kFirstList{1100};  // those that do
+constexpr std::chrono::milliseconds kQuiet{1200};      // one that is asked by its address
 
 }  // namespace
 
@@ -49,7 +54,10 @@ void CameraWatch::stop()
 std::vector<NetIdentity> CameraWatch::cameras()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    m_changed.wait_until(lock, m_started + kFirstList, [&] { return m_hasLooked; });
+    m_changed.wait_until(lock, m_started + kQuick, [&] { return m_ending; });
+    m_changed.wait_until(lock, m_started + kFirstList,
+                         [&] { return m_ending || !m_cameras.empty(); });
+    m_hasListed = true;
     std::vector<NetIdentity> all;
     for (const auto &[address, entry] : m_cameras)
         all.push_back(entry.camera);
@@ -59,90 +67,137 @@ std::vector<NetIdentity> CameraWatch::cameras()
 void CameraWatch::watch(const std::string &address, const std::shared_ptr<CameraState> &state)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_open.emplace(address, state);
+    m_open.push_back({address, state, Clock::now()});
 }
 
 void CameraWatch::run()
 {
+    std::string told;
     std::unique_lock<std::mutex> lock(m_lock);
     while (!m_ending) {
         lock.unlock();
         try {
             look();
         } catch (const std::exception &error) {
-            report(std::string("cannot look for cameras: ") + error.what());
+            if (std::exchange(told, error.what()) != error.what())
+                report("cannot look for cameras, tries again each second: " + told);
         }
         lock.lock();
-        m_changed.wait_for(lock, kPause, [&] { return m_ending; });
+        m_changed.wait_for(lock, kRetry, [&] { return m_ending; });
     }
 }
 
 void CameraWatch::look()
 {
-    const auto found = findCameras(addressesToAsk(), kListen);
-    std::vector<Change> changes = update(found, Clock::now());
-    for (const Change &change : changes)
-        m_listener(change);
+    CameraFinder finder;
+    while (!isEnding()) {
+        finder.ask(addressesToAsk());
+        const auto next = Clock::now() + kAskEvery;
+        while (Clock::now() < next && !isEnding()) {
+            const Answer answer = finder.await(std::min(next, Clock::now() + kSlice));
+            for (const Change &change : update(answer, Clock::now()))
+                m_listener(change);
+        }
+    }
+}
+
+bool CameraWatch::isEnding()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_ending;
 }
 
 std::vector<std::string> CameraWatch::addressesToAsk()
 {
     std::vector<std::string> addresses = m_settings.addresses();
     const std::lock_guard<std::mutex> lock(m_lock);
-    for (const auto &[address, state] : m_open)
-        addresses.push_back(address);
+    for (const Opened &open : m_open)
+        addresses.push_back(open.address);
     return addresses;
 }
 
-std::vector<CameraWatch::Change> CameraWatch::update(const std::vector<NetIdentity> &found,
-                                                     Clock::time_point now)
+std::vector<CameraWatch::Change> CameraWatch::update(const Answer &answer, Clock::time_point now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    std::vector<Change> changes;
-    for (const NetIdentity &camera : found) {
-        const auto known = m_cameras.find(camera.address);
-        if (known != m_cameras.end() && known->second.camera.mac == camera.mac &&
-            known->second.camera.serial == camera.serial)
-            known->second.lastAnswer = now;
-    }
-    for (auto entry = m_cameras.begin(); entry != m_cameras.end();) {
-        if (!isLost(entry->first, entry->second, now)) {
-            ++entry;
-            continue;
-        }
-        changes.push_back({entry->second.camera, false});
-        entry = m_cameras.erase(entry);
-    }
-    for (const NetIdentity &camera : found) {
-        if (m_cameras.insert({camera.address, {camera, now}}).second)
-            changes.push_back({camera, true});
-    }
-    // What is there from the start is listed; no changes come of it.
-    if (!std::exchange(m_hasLooked, true))
-        changes.clear();
+    if (answer)
+        noteAnswer(*answer, now);
+    std::vector<Change> changes = loseListed(loseOpened(now), now);
+    if (answer && m_cameras.insert({answer->camera.address, {answer->camera, now}}).second)
+        changes.push_back({answer->camera, true});
     m_changed.notify_all();
+    // What comes before the first list is in it.
+    if (!m_hasListed && now < m_started + kFirstList)
+        changes.clear();
     return changes;
 }
 
-bool CameraWatch::isLost(const std::string &address, const Entry &entry, Clock::time_point now)
+void CameraWatch::noteAnswer(const CameraFinder::Answer &answer, Clock::time_point now)
 {
-    auto lastSign = entry.lastAnswer;
-    bool isGone = false;
-    const auto [first, last] = m_open.equal_range(address);
-    for (auto open = first; open != last; ++open) {
-        if (const auto state = open->second.lock()) {
-            lastSign = std::max(lastSign, state->lastPicture());
-            isGone = isGone || state->isGone();
-        }
+    const NetIdentity &camera = answer.camera;
+    for (Opened &open : m_open) {
+        if (open.address != camera.address && open.address != answer.sender)
+            continue;
+        open.lastAnswer = now;
+        if (const auto state = open.state.lock())
+            state->noteAnswer();
     }
-    isGone = isGone || now - lastSign > m_settings.silence();
-    for (auto open = first; open != last;) {
-        const auto state = open->second.lock();
-        if (state && isGone)
+    const auto known = m_cameras.find(camera.address);
+    if (known != m_cameras.end() && known->second.camera.mac == camera.mac &&
+        known->second.camera.serial == camera.serial)
+        known->second = {camera, now};
+}
+
+/// The addresses of those that are gone. Nobody holds a camera there that is not.
+std::set<std::string> CameraWatch::loseOpened(Clock::time_point now)
+{
+    std::set<std::string> lost;
+    std::set<std::string> held;
+    std::vector<Opened> kept;
+    for (const Opened &open : m_open) {
+        const auto state = open.state.lock();
+        if (!state)
+            continue;
+        const auto silence = now - std::max(open.lastAnswer, state->lastPicture());
+        if (silence > m_settings.silence())
             state->setGone();
-        open = !state || isGone ? m_open.erase(open) : std::next(open);
+        else if (silence > kQuiet)
+            state->noteSilence();
+        if (state->isGone()) {
+            lost.insert(open.address);
+            continue;
+        }
+        held.insert(open.address);
+        kept.push_back(open);
     }
-    return isGone;
+    m_open = std::move(kept);
+    // Whoever has opened it again knows that it was lost.
+    for (const std::string &address : held)
+        lost.erase(address);
+    return lost;
+}
+
+std::vector<CameraWatch::Change> CameraWatch::loseListed(std::set<std::string> lost,
+                                                         Clock::time_point now)
+{
+    std::vector<Change> changes;
+    for (auto entry = m_cameras.begin(); entry != m_cameras.end();) {
+        const auto &[address, listed] = *entry;
+        const bool isOpen = std::any_of(m_open.begin(), m_open.end(),
+                                        [&, &at = address](auto &o) { return o.address == at; });
+        const bool isSilent = !isOpen && now - listed.lastAnswer > m_settings.silence();
+        if (lost.erase(address) == 0 && !isSilent) {
+            ++entry;
+            continue;
+        }
+        changes.push_back({listed.camera, false});
+        entry = m_cameras.erase(entry);
+    }
+    for (const std::string &address : lost) {
+        NetIdentity unlisted;
+        unlisted.address = address;
+        changes.push_back({unlisted, false});
+    }
+    return changes;
 }
 
 }  // namespace nubrix

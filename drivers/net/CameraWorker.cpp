@@ -2,46 +2,10 @@
 
 #include <pthread.h>
 
-#include <algorithm>
-#include <chrono>
+#include <iterator>
 #include <list>
 
 namespace nubrix {
-
-namespace {
-
-constexpr std::chrono::milliseconds kFarewell{700};
-
-/// The workers that still wait for cameras which do not answer.
-class Retired {
-public:
-    void take(std::unique_ptr<CameraWorker> worker)
-    {
-        std::future<void> done = worker->submit([] {});
-        const bool isDone = done.wait_for(kFarewell) == std::future_status::ready;
-        std::list<Entry> finished;  // joined without the lock
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (!isDone)
-            m_entries.push_back({std::move(worker), std::move(done)});
-        for (auto entry = m_entries.begin(); entry != m_entries.end();) {
-            const auto next = std::next(entry);
-            if (entry->done.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
-                finished.splice(finished.end(), m_entries, entry);
-            entry = next;
-        }
-    }
-
-private:
-    struct Entry {
-        std::unique_ptr<CameraWorker> worker;
-        std::future<void> done;
-    };
-
-    std::mutex m_lock;
-    std::list<Entry> m_entries;  // under m_lock
-};
-
-}  // namespace
 
 CameraWorker::CameraWorker() : m_thread(&CameraWorker::run, this)
 {
@@ -54,14 +18,45 @@ CameraWorker::~CameraWorker()
         const std::lock_guard<std::mutex> lock(m_lock);
         m_ending = true;
     }
-    m_changed.notify_one();
+    m_changed.notify_all();
     m_thread.join();
+}
+
+bool CameraWorker::finishWithin(std::chrono::milliseconds patience)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    for (;;) {
+        if (m_tasks.empty() && !m_busy)
+            return true;
+        const auto now = std::chrono::steady_clock::now();
+        const auto end = (m_busy ? m_begun : now) + patience;
+        if (now >= end)
+            return false;
+        m_changed.wait_until(lock, end);
+    }
+}
+
+bool CameraWorker::isDone()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_tasks.empty() && !m_busy;
 }
 
 void CameraWorker::retire(std::unique_ptr<CameraWorker> worker)
 {
-    static Retired retired;
-    retired.take(std::move(worker));
+    // Never destroyed: contexts may be closed by the destructors of others, and a silent camera
+    // must not hold up the end of the process.
+    static auto &lock = *new std::mutex;
+    static auto &retired = *new std::list<std::unique_ptr<CameraWorker>>;  // under lock
+    std::list<std::unique_ptr<CameraWorker>> finished;                     // joined without it
+    const std::lock_guard<std::mutex> guard(lock);
+    retired.push_back(std::move(worker));
+    for (auto each = retired.begin(); each != retired.end();) {
+        const auto next = std::next(each);
+        if ((*each)->isDone())
+            finished.splice(finished.end(), retired, each);
+        each = next;
+    }
 }
 
 void CameraWorker::push(Task task)
@@ -70,7 +65,7 @@ void CameraWorker::push(Task task)
         const std::lock_guard<std::mutex> lock(m_lock);
         m_tasks.push_back(std::move(task));
     }
-    m_changed.notify_one();
+    m_changed.notify_all();
 }
 
 void CameraWorker::run()
@@ -82,10 +77,14 @@ void CameraWorker::run()
             return;
         Task task = std::move(m_tasks.front());
         m_tasks.pop_front();
+        m_busy = true;
+        m_begun = std::chrono::steady_clock::now();
         lock.unlock();
         task();
         task = nullptr;  // what it owned goes without the lock
         lock.lock();
+        m_busy = false;
+        m_changed.notify_all();
     }
 }
 

@@ -1,6 +1,7 @@
 // The thread that talks to one camera, so that nobody else waits for a silent one.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -34,8 +35,11 @@ public:
         return result;
     }
 
-    /// Keeps a worker, and so the camera that its last tasks let go, until it is done, without
-    /// waiting longer than a second; the process waits for it at its end.
+    /// Waits until all tasks are done, but not when the one that runs has done so for longer than
+    /// `patience`: false.
+    bool finishWithin(std::chrono::milliseconds patience);
+    /// Keeps a worker, and so the camera that its last tasks let go, until it is done. Does not
+    /// wait: what is left at the end of the process is never done.
     static void retire(std::unique_ptr<CameraWorker> worker);
 
 private:
@@ -43,10 +47,13 @@ private:
 
     void push(Task task);
     void run();
+    bool isDone();
 
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::deque<Task> m_tasks;  // both under m_lock
+    std::deque<Task> m_tasks;  // these four under m_lock
+    bool m_busy = false;
+    std::chrono::steady_clock::time_point m_begun;  // of the task that runs
     bool m_ending = false;
     std::thread m_thread;  // last: it uses the others
 };

@@ -19,6 +19,7 @@ namespace nubrix {
 namespace {
 
 constexpr std::chrono::milliseconds kRetry{200};
+constexpr std::chrono::milliseconds kFarewell{900};
 
 using StatePtr = std::shared_ptr<CameraState>;
 
@@ -121,7 +122,23 @@ NetDevice::~NetDevice()
     NetDevice::closeAllStreams();
     if (ArvCamera *camera = m_camera.release())
         m_worker->submit([camera] { letGo(camera); });
+    if (!m_state->isSilent())
+        m_worker->finishWithin(kFarewell);
     CameraWorker::retire(std::move(m_worker));
+}
+
+bool NetDevice::asksWhetherThere() const
+{
+    if (m_state->isGone())
+        return false;
+    const bool isThere = isAnswering(m_address);
+    isThere ? m_state->noteAnswer() : m_state->noteSilence();
+    return isThere;
+}
+
+void NetDevice::tellStuck() const
+{
+    report(m_uri + " answers, but does not do what it was asked to");
 }
 
 int NetDevice::connect()

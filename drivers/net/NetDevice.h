@@ -63,7 +63,8 @@ public:
     /// Makes the stream the only one of the camera; false when another one is.
     bool claimCamera(const NetStream &stream);
     void releaseCamera(const NetStream &stream);
-    /// Waits for a task; false, within a second, when the camera does not answer.
+    /// Waits for a task; false, within a second, when the camera does not answer, and when the
+    /// worker does not come to an end though it does.
     template <class Result>
     bool await(const std::future<Result> &task) const;
 
@@ -78,6 +79,8 @@ private:
 
     int connect();
     int connectCamera();
+    bool asksWhetherThere() const;
+    void tellStuck() const;
     void readIdentity();
     int slotNumber(unsigned int streamType) const;
     /// Of a stream, or of any where it is null.
@@ -107,13 +110,16 @@ template <class Result>
 bool NetDevice::await(const std::future<Result> &task) const
 {
     constexpr std::chrono::milliseconds kPatience{500};
-    constexpr int kMostTurns = 40;
-    for (int turn = 0; turn < kMostTurns; ++turn) {
-        if (task.wait_for(kPatience) == std::future_status::ready)
+    constexpr std::chrono::seconds kMost{10};
+    const auto end = CameraState::Clock::now() + kMost;
+    do {
+        const auto wait = m_state->isSilent() ? std::chrono::milliseconds(0) : kPatience;
+        if (task.wait_for(wait) == std::future_status::ready)
             return true;
-        if (m_state->isGone() || !isAnswering(m_address))
+        if (!asksWhetherThere())
             return task.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }
+    } while (CameraState::Clock::now() < end);
+    tellStuck();
     return false;
 }
 

@@ -2,8 +2,10 @@
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
+#include <strings.h>
 
-#include <array>
+#include <charconv>
+#include <cstdint>
 #include <sstream>
 
 #include "net/Report.h"
@@ -15,59 +17,106 @@ namespace {
 
 constexpr const char *kSection = "network";
 
+constexpr std::size_t kRoom = 16384;
+
 std::string textOf(const std::string &path, const std::string &section, const char *key)
 {
-    std::array<char, 1024> value = {};
+    std::vector<char> value(kRoom);
     if (path.empty() ||
-        nubrixReadString(path.c_str(), section.c_str(), key, value.data(), value.size()) != 0)
+        nubrixReadString(path.c_str(), section.c_str(), key, value.data(), kRoom) != 0)
         return {};
-    return value.data();
+    const std::string text = value.data();
+    return text.substr(0, text.find_last_not_of(" \t\r") + 1);
 }
 
-/// Leaves the value alone when there is none, or one out of range.
-void readNumber(const std::string &path, const char *key, int least, int most, int &value)
+/// Says what is wrong with an entry, and what is done instead.
+void refuse(const std::string &key, const std::string &text, const std::string &why,
+            const std::string &used)
 {
-    int read = 0;
-    if (path.empty() || nubrixReadInt(path.c_str(), kSection, key, &read) != 0)
+    report("nubrixNet.ini: " + key + "=" + text + " is " + why + ", " + used + " is used");
+}
+
+/// Leaves the value alone when there is none, or one that is neither from `least` to `most` nor
+/// `special`.
+void readNumber(const std::string &path, const char *key, int least, int most, int &value,
+                int special)
+{
+    const std::string text = textOf(path, kSection, key);
+    if (text.empty())
         return;
-    if (read < least || read > most) {
-        report("nubrixNet.ini: " + std::string(key) + "=" + std::to_string(read) + " is not from " +
-               std::to_string(least) + " to " + std::to_string(most) + ", " +
-               std::to_string(value) + " is used");
+    int read = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size();
+    if (isNumber && (read == special || (read >= least && read <= most))) {
+        value = read;
         return;
     }
-    value = read;
+    const std::string range = std::to_string(least) + " to " + std::to_string(most);
+    refuse(key, text, "no number from " + range, std::to_string(value));
 }
 
+std::chrono::milliseconds readTime(const std::string &path, const char *key, int least, int most,
+                                   std::chrono::milliseconds usual)
+{
+    auto value = static_cast<int>(usual.count());
+    readNumber(path, key, least, most, value, value);
+    return std::chrono::milliseconds(value);
+}
+
+/// "true" or "1", "false" or "0", in any case.
+void readFlag(const std::string &path, const char *key, bool &value)
+{
+    const std::string text = textOf(path, kSection, key);
+    const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
+    if (is("true") || is("1"))
+        value = true;
+    else if (is("false") || is("0"))
+        value = false;
+    else if (!text.empty())
+        refuse(key, text, "neither true nor false", value ? "true" : "false");
+}
+
+/// Of one host, as far as can be seen.
 bool isAddress(const std::string &text)
 {
     in_addr address = {};
-    return inet_pton(AF_INET, text.c_str(), &address) == 1;
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1)
+        return false;
+    const std::uint32_t network = ntohl(address.s_addr) >> 24U;
+    return network != 0 && network < 224;  // from there on they are of groups, or of all
 }
 
-}  // namespace
-
-NetSettings::NetSettings(const std::string &path) : m_path(path)
+std::vector<std::string> readAddresses(const std::string &path)
 {
-    std::istringstream addresses(textOf(m_path, kSection, "addresses"));
+    std::string text = textOf(path, kSection, "addresses");
+    if (text.size() >= kRoom - 1) {
+        report("nubrixNet.ini: addresses has more than " + std::to_string(kRoom - 2) +
+               " characters: what comes after them is left out");
+        text.resize(text.rfind(',') == std::string::npos ? 0 : text.rfind(','));
+    }
+    std::vector<std::string> found;
+    std::istringstream addresses(text);
     for (std::string address; std::getline(addresses, address, ',');) {
         if (isAddress(address))
-            m_addresses.push_back(address);
+            found.push_back(address);
         else
             report("nubrixNet.ini: \"" + address +
                    "\" is no address; write addresses=192.168.7.20,192.168.7.21 without blanks");
     }
-    auto silence = static_cast<int>(m_silence.count());
-    readNumber(m_path, "silenceMs", 1000, 60000, silence);
-    m_silence = std::chrono::milliseconds(silence);
-    auto patience = static_cast<int>(m_patience.count());
-    readNumber(m_path, "patienceMs", 0, 60000, patience);
-    m_patience = std::chrono::milliseconds(patience);
-    readNumber(m_path, "packetSize", 0, 16384, m_packetSize);
-    if (!m_path.empty()) {
-        nubrixReadBool(m_path.c_str(), kSection, "packetSocket", &m_packetSocket);
-        nubrixReadBool(m_path.c_str(), kSection, "incomplete", &m_incomplete);
-    }
+    return found;
+}
+
+}  // namespace
+
+NetSettings::NetSettings(const std::string &path)
+    : m_path(path),
+      m_addresses(readAddresses(path)),
+      m_silence(readTime(path, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
+      m_patience(readTime(path, "patienceMs", 0, 60000, std::chrono::seconds(5)))
+{
+    readNumber(m_path, "packetSize", 576, 16384, m_packetSize, 0);
+    readFlag(m_path, "packetSocket", m_packetSocket);
+    readFlag(m_path, "incomplete", m_incomplete);
 }
 
 std::string NetSettings::besidePlugin()

@@ -7,7 +7,8 @@
 
 namespace nubrix {
 
-/// The file is optional, and so is every entry. Not thread-safe.
+/// The file is optional, and so is every entry; one that cannot be understood is told and counts as
+/// left out. Thread-safe once it is made.
 class NetSettings {
 public:
     /// Reads the section [network] of a file; an empty path is no file.
@@ -35,8 +36,8 @@ public:
 private:
     std::string m_path;
     std::vector<std::string> m_addresses;
-    std::chrono::milliseconds m_silence{2000};
-    std::chrono::milliseconds m_patience{5000};
+    std::chrono::milliseconds m_silence;
+    std::chrono::milliseconds m_patience;
     int m_packetSize = 0;
     bool m_packetSocket = false;
     bool m_incomplete = false;

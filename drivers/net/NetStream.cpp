@@ -1,6 +1,5 @@
 #include "net/NetStream.h"
 
-#include <chrono>
 #include <exception>
 #include <utility>
 
@@ -8,12 +7,6 @@
 #include "net/Report.h"
 
 namespace nubrix {
-
-namespace {
-
-constexpr std::chrono::milliseconds kStopWait{500};
-
-}  // namespace
 
 NetStream::NetStream(NetDevice &device, unsigned int streamType)
     : DriverStream(streamType), m_device(device)
@@ -82,9 +75,8 @@ int NetStream::stop()
     if (session->isOwnThread())
         return kWrongState;
     ArvCamera *camera = m_device.camera();
-    auto stopped = m_device.worker().submit([session, camera] { session->stopCamera(*camera); });
-    if (!m_device.state()->isGone())
-        stopped.wait_for(kStopWait);
+    // Nobody waits for it: what comes next is done after it.
+    m_device.worker().submit([session, camera] { session->stopCamera(*camera); });
     session->end();
     m_device.worker().submit([session] { session->tearDown(); });
     m_running = false;

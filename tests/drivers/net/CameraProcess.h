@@ -9,13 +9,14 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace nubrix {
 
 /// Killed at the end of the test. Not thread-safe.
 class CameraProcess {
 public:
-    /// `role`: "serve" or "hold". Throws std::runtime_error when it cannot.
+    /// `role`: "serve", "hold" or "stream". Throws std::runtime_error when it cannot.
     CameraProcess(const std::string &role, const std::string &address)
     {
         int ends[2] = {-1, -1};
@@ -38,11 +39,7 @@ public:
         if (got != 2 || std::string(word) != "up")
             throw std::runtime_error("no process to " + role + " a camera on " + address);
     }
-    ~CameraProcess()
-    {
-        kill(m_process, SIGKILL);
-        waitpid(m_process, nullptr, 0);
-    }
+    ~CameraProcess() { endAtOnce(); }
     CameraProcess(const CameraProcess &) = delete;
     CameraProcess &operator=(const CameraProcess &) = delete;
 
@@ -53,6 +50,22 @@ public:
         waitpid(m_process, nullptr, WUNTRACED);
     }
     void resume() const { kill(m_process, SIGCONT); }
+    /// Without a farewell to anybody.
+    void endAtOnce()
+    {
+        if (m_process < 0)
+            return;
+        kill(m_process, SIGKILL);
+        waitpid(std::exchange(m_process, -1), nullptr, 0);
+    }
+    /// Asks a program that streams to end. Returns its status, or 128 and the signal that ended it.
+    int end()
+    {
+        int status = 0;
+        kill(m_process, SIGTERM);
+        waitpid(std::exchange(m_process, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
 
 private:
     pid_t m_process = -1;

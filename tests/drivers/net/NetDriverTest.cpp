@@ -1,14 +1,9 @@
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <array>
 #include <cstring>
-#include <thread>
 
 #include "tests/drivers/net/CameraProcess.h"
+#include "tests/drivers/net/DistantCamera.h"
 #include "tests/drivers/net/NetFixture.h"
 
 namespace nubrix {
@@ -19,47 +14,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-/// Answers those who ask at its address, which is no interface's, and nobody else.
-class DistantCamera {
-public:
-    explicit DistantCamera(const char *address) : m_socket(::socket(AF_INET, SOCK_DGRAM, 0))
-    {
-        sockaddr_in own = {};
-        own.sin_family = AF_INET;
-        own.sin_port = htons(3956);
-        inet_pton(AF_INET, address, &own.sin_addr);
-        EXPECT_EQ(::bind(m_socket, reinterpret_cast<sockaddr *>(&own), sizeof own), 0);
-        m_answer[3] = 3;     // what was asked for
-        m_answer[5] = 0xf8;  // bytes that follow
-        std::memcpy(&m_answer[8 + 0x24], &own.sin_addr, sizeof own.sin_addr);
-        m_thread = std::thread(&DistantCamera::answer, this);
-    }
-    ~DistantCamera()
-    {
-        ::shutdown(m_socket, SHUT_RDWR);
-        m_thread.join();
-        ::close(m_socket);
-    }
-    DistantCamera(const DistantCamera &) = delete;
-    DistantCamera &operator=(const DistantCamera &) = delete;
-
-private:
-    void answer()
-    {
-        sockaddr_in from = {};
-        socklen_t size = sizeof from;
-        std::array<char, 64> asked = {};
-        while (::recvfrom(m_socket, asked.data(), asked.size(), 0,
-                          reinterpret_cast<sockaddr *>(&from), &size) > 0)
-            ::sendto(m_socket, m_answer.data(), m_answer.size(), 0,
-                     reinterpret_cast<sockaddr *>(&from), size);
-    }
-
-    const int m_socket;
-    std::array<unsigned char, 8 + 0xf8> m_answer = {};
-    std::thread m_thread;
-};
-
 class NetDriverTest : public NetTest {
 protected:
     std::vector<std::string> uris()
@@ -68,6 +22,12 @@ protected:
         for (const typedefNubrixeviceAttribute &record : list())
             all.emplace_back(record.uri);
         return all;
+    }
+    /// The list once there are so many; fewer after the deadline. A busy machine answers late.
+    std::vector<std::string> urisOf(std::size_t count)
+    {
+        awaitListed(count);
+        return uris();
     }
 };
 
@@ -79,7 +39,7 @@ TEST_F(NetDriverTest, WithoutACameraTheListIsEmpty)
 TEST_F(NetDriverTest, AListedCameraSaysWhoItIs)
 {
     const auto camera = serve(depthCamera());
-    const auto records = list();
+    const auto records = awaitListed(1);
     ASSERT_EQ(records.size(), 1U);
     const typedefNubrixeviceAttribute record = records.front();
     EXPECT_EQ(int{record.transport}, 2);
@@ -94,7 +54,7 @@ TEST_F(NetDriverTest, AllCamerasOfAllAddressesAreListed)
     const auto one = serve(depthCamera("127.0.0.1"));
     const auto two = serve(depthCamera("127.0.0.2"));
     const auto three = serve(depthCamera("127.0.0.3"));
-    EXPECT_THAT(uris(), ElementsAre("net:127.0.0.1", "net:127.0.0.2", "net:127.0.0.3"));
+    EXPECT_THAT(urisOf(3), ElementsAre("net:127.0.0.1", "net:127.0.0.2", "net:127.0.0.3"));
 }
 
 TEST_F(NetDriverTest, ACameraThatNoBroadcastReachesIsListedByItsAddressInTheSettings)
@@ -104,7 +64,7 @@ TEST_F(NetDriverTest, ACameraThatNoBroadcastReachesIsListedByItsAddressInTheSett
     m_driver.reset();
     write("[network]\naddresses=127.0.0.50,10.1\n");
     testing::internal::CaptureStderr();
-    EXPECT_THAT(uris(), ElementsAre("net:127.0.0.50"));
+    EXPECT_THAT(urisOf(1), ElementsAre("net:127.0.0.50"));
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("\"10.1\" is no address"));
 }
 
@@ -122,7 +82,7 @@ TEST_F(NetDriverTest, CamerasThatComeAndGoAreTold)
 TEST_F(NetDriverTest, ACameraThatChangesItsAddressGoesAndComes)
 {
     auto camera = serve(depthCamera("127.0.0.1"));
-    ASSERT_THAT(uris(), ElementsAre("net:127.0.0.1"));
+    ASSERT_THAT(urisOf(1), ElementsAre("net:127.0.0.1"));
     camera.reset();
     SimulatedCameraSettings moved = depthCamera("127.0.0.4");
     moved.serial = "N1";
@@ -143,6 +103,22 @@ TEST_F(NetDriverTest, ACameraIsOpenedByItsAddressListedOrNot)
         EXPECT_TRUE(camera->isControlled());
     }
     EXPECT_FALSE(camera->isControlled());
+}
+
+TEST_F(NetDriverTest, TheSettingsReachTheCamera)
+{
+    write("[network]\npacketSize=1000\nincomplete=true\n");
+    const auto camera = serve(depthCamera());
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    unsigned int incomplete = 0;
+    unsigned int size = sizeof incomplete;
+    EXPECT_EQ(device->getProperty(0x5b00, &incomplete, &size), 0);
+    EXPECT_EQ(incomplete, 1U);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(1));
+    EXPECT_EQ(integerOf(*device, "GevSCPSPacketSize"), 1000);
 }
 
 TEST_F(NetDriverTest, OnlyAddressesAreOpened)
@@ -175,6 +151,18 @@ TEST_F(NetDriverTest, ACameraThatAnotherApplicationHoldsIsRefusedWithTheReason)
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("net:127.0.0.1 is controlled by "));
     EXPECT_EQ(device, nullptr);
+}
+
+TEST_F(NetDriverTest, TheHolderOfACameraIsNamedWhereTheCameraTellsIt)
+{
+    write("[network]\npatienceMs=0\n");
+    // Controlled, and by whom.
+    const DistantCamera camera({"127.0.0.50", {}, {}, {{0x0a00, 2}, {0x0a14, 0xc0a80517}}});
+    NubrixBaseDevice *device = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.50", &device), -2);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("net:127.0.0.50 is controlled by 192.168.5.23: close it there"));
 }
 
 TEST_F(NetDriverTest, ACameraThatADeadApplicationHoldsIsOpenedWhenItsHeartbeatHasEnded)

@@ -3,11 +3,13 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "SimulatedCamera.h"
@@ -99,6 +101,19 @@ private:
     NubrixBaseDevice *m_device = nullptr;
 };
 
+/// An integer feature of the camera; -1 when it cannot be read.
+inline std::int64_t integerOf(NubrixBaseDevice &device, const std::string &name)
+{
+    std::vector<unsigned char> request = {0, 0, static_cast<unsigned char>(name.size()), 0};
+    request.insert(request.end(), name.begin(), name.end());
+    std::int64_t value = -1;
+    unsigned int size = sizeof value;
+    const int status = device.propertyTranspraentTransmission(
+        request.data(), static_cast<unsigned int>(request.size()),
+        reinterpret_cast<unsigned char *>(&value), &size);
+    return status == 0 ? value : -1;
+}
+
 /// Collects hot-plug events. Thread-safe.
 class Events {
 public:
@@ -116,6 +131,11 @@ public:
     {
         std::unique_lock<std::mutex> lock(m_lock);
         m_changed.wait_for(lock, kDeadline, [&] { return m_events.size() >= count; });
+        return m_events;
+    }
+    std::vector<std::string> soFar()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
         return m_events;
     }
 
@@ -171,6 +191,17 @@ protected:
         unsigned int count = 60;
         EXPECT_EQ(driver().getDeviceList(records.data(), &count), 0);
         records.resize(count);
+        return records;
+    }
+    /// The list once it has so many records; fewer after the deadline.
+    std::vector<typedefNubrixeviceAttribute> awaitListed(std::size_t count)
+    {
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        auto records = list();
+        while (records.size() < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            records = list();
+        }
         return records;
     }
     OpenCamera open(const std::string &uri = "net:127.0.0.1") { return {driver(), uri}; }

@@ -1,9 +1,12 @@
-// A program of its own that a test can stop and kill: serves a camera or holds one.
+// A program of its own that a test can stop and kill: serves a camera, holds one, or streams its
+// depth until SIGTERM and then closes everything.
 //
-//     camera_process serve|hold ADDRESS
+//     camera_process serve|hold|stream ADDRESS
 #include <gio/gio.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -12,6 +15,8 @@
 #include <arv.h>
 
 #include "SimulatedCamera.h"
+#include "net/NetDriver.h"
+#include "tests/drivers/FakePool.h"
 
 namespace {
 
@@ -36,19 +41,51 @@ bool hold(const char *address)
     return device != nullptr && arv_gv_device_is_controller(ARV_GV_DEVICE(device)) != FALSE;
 }
 
+void sayThatItIsUp()
+{
+    std::puts("up");
+    std::fflush(stdout);
+}
+
+int stream(const std::string &address)
+{
+    sigset_t end;
+    sigemptyset(&end);
+    sigaddset(&end, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &end, nullptr);  // of all threads to come
+    nubrix::NetDriver driver("");
+    nubrix::FakePool pool(640 * 480 * 2);
+    nubrix::FrameSink sink;
+    NubrixBaseDevice *device = nullptr;
+    NubrixBaseStream *stream = nullptr;
+    if (driver.initialize() != 0 || driver.openDevice(("net:" + address).c_str(), &device) != 0 ||
+        device->createStream(NUBRIX_STREAM_DEPTH, &stream) != 0)
+        return 1;
+    stream->setFrameAllocator(&pool);
+    stream->setFrameCallback(&nubrix::FrameSink::receive, &sink);
+    if (stream->start() != 0 || !sink.await(1))
+        return 1;
+    sayThatItIsUp();
+    int signal = 0;
+    sigwait(&end, &signal);
+    stream->stop();
+    return driver.closeDevice(&device) == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int count, char **words)
 try {
     if (count != 3)
         return 2;
+    if (std::strcmp(words[1], "stream") == 0)
+        return stream(words[2]);
     std::unique_ptr<nubrix::SimulatedCamera> served;
     if (std::strcmp(words[1], "serve") == 0)
         served = serve(words[2]);
     else if (!hold(words[2]))
         return 1;
-    std::puts("up");
-    std::fflush(stdout);
+    sayThatItIsUp();
     for (;;)
         pause();
 } catch (const std::exception &error) {

@@ -1,0 +1,182 @@
+#include "net/Gvcp.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace nubrix {
+
+namespace {
+
+constexpr std::uint16_t kPort = 3956;
+constexpr std::uint8_t kKey = 0x42;
+constexpr std::uint8_t kAcknowledge = 1;
+constexpr std::size_t kHeader = 8;
+constexpr std::size_t kIdentity = 0xf8;  // registers 0 to 0xf7
+
+const sockaddr *plain(const sockaddr_in &address)
+{
+    return reinterpret_cast<const sockaddr *>(&address);
+}
+
+void append(Packet &packet, unsigned int value)
+{
+    packet.push_back(static_cast<std::uint8_t>(value >> 8U));
+    packet.push_back(static_cast<std::uint8_t>(value));
+}
+
+std::uint16_t shortAt(const Packet &packet, std::size_t place)
+{
+    return static_cast<std::uint16_t>(packet[place] << 8U | packet[place + 1]);
+}
+
+std::uint32_t wordAt(const Packet &packet, std::size_t place)
+{
+    return static_cast<std::uint32_t>(shortAt(packet, place)) << 16U | shortAt(packet, place + 2);
+}
+
+bool isAnswerTo(const Packet &packet, std::uint16_t command, std::uint16_t id)
+{
+    return packet.size() >= kHeader && shortAt(packet, 2) == command + 1 &&
+           shortAt(packet, 6) == id;
+}
+
+/// Up to its end mark, if there is one within its room.
+std::string textAt(const Packet &packet, std::size_t place, std::size_t room)
+{
+    const auto first = packet.begin() + static_cast<std::ptrdiff_t>(kHeader + place);
+    const auto end = first + static_cast<std::ptrdiff_t>(room);
+    std::string text(first, std::find(first, end, 0));
+    // It goes to logs and terminals.
+    const auto isControl = [](char character) {
+        const auto code = static_cast<unsigned char>(character);
+        return code < 0x20 || code == 0x7f;
+    };
+    std::replace_if(text.begin(), text.end(), isControl, '?');
+    return text;
+}
+
+}  // namespace
+
+Packet makeRequest(std::uint16_t command, std::uint16_t id, const std::vector<std::uint32_t> &words)
+{
+    Packet request = {kKey, kAcknowledge};
+    append(request, command);
+    append(request, static_cast<unsigned int>(4 * words.size()));
+    append(request, id);
+    for (const std::uint32_t word : words) {
+        append(request, word >> 16U);
+        append(request, word);
+    }
+    return request;
+}
+
+std::optional<NetIdentity> identityIn(const Packet &packet, std::uint16_t id)
+{
+    if (!isAnswerTo(packet, kDiscovery, id) || shortAt(packet, 0) != 0 ||
+        packet.size() < kHeader + kIdentity)
+        return std::nullopt;
+    std::array<char, 18> mac = {};
+    const auto *byte = packet.data() + kHeader + 0x0a;
+    std::snprintf(mac.data(), mac.size(), "%02x:%02x:%02x:%02x:%02x:%02x", byte[0], byte[1],
+                  byte[2], byte[3], byte[4], byte[5]);
+    NetIdentity camera;
+    camera.address = addressText({htonl(wordAt(packet, kHeader + 0x24))});
+    camera.mac = mac.data();
+    camera.vendor = textAt(packet, 0x48, 32);
+    camera.model = textAt(packet, 0x68, 32);
+    camera.serial = textAt(packet, 0xd8, 16);
+    return camera;
+}
+
+std::optional<RegisterReply> registerReplyIn(const Packet &packet, std::uint16_t command,
+                                             std::uint16_t id)
+{
+    if (!isAnswerTo(packet, command, id))
+        return std::nullopt;
+    const bool hasValue = packet.size() >= kHeader + 4;
+    return RegisterReply{hasValue && shortAt(packet, 0) == 0,
+                         hasValue ? wordAt(packet, kHeader) : 0};
+}
+
+sockaddr_in cameraAddress(in_addr address)
+{
+    sockaddr_in to = {};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(kPort);
+    to.sin_addr = address;
+    return to;
+}
+
+std::optional<sockaddr_in> cameraAddress(const std::string &text)
+{
+    in_addr address = {};
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1)
+        return std::nullopt;
+    return cameraAddress(address);
+}
+
+std::string addressText(in_addr address)
+{
+    std::array<char, INET_ADDRSTRLEN> text = {};
+    return inet_ntop(AF_INET, &address, text.data(), text.size()) == nullptr ? "" : text.data();
+}
+
+UdpSocket::UdpSocket() : m_descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    if (m_descriptor < 0)
+        throw std::system_error(errno, std::generic_category(), "socket");
+}
+
+UdpSocket::~UdpSocket()
+{
+    ::close(m_descriptor);
+}
+
+bool UdpSocket::connectTo(const std::string &address) const
+{
+    const auto to = cameraAddress(address);
+    return to && ::connect(m_descriptor, plain(*to), sizeof *to) == 0;
+}
+
+void UdpSocket::send(const sockaddr_in &to, const Packet &packet) const
+{
+    ::sendto(m_descriptor, packet.data(), packet.size(), MSG_DONTWAIT, plain(to), sizeof to);
+}
+
+void UdpSocket::send(const Packet &packet) const
+{
+    ::send(m_descriptor, packet.data(), packet.size(), MSG_DONTWAIT);
+}
+
+UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
+{
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        if (left <= 0)
+            return {};
+        pollfd waited = {m_descriptor, POLLIN, 0};
+        if (::poll(&waited, 1, static_cast<int>(left)) <= 0)
+            continue;
+        Packet packet(1024);
+        sockaddr_in from = {};
+        socklen_t size = sizeof from;
+        // Refused by a machine without a camera, among others: no packet.
+        const ssize_t got = ::recvfrom(m_descriptor, packet.data(), packet.size(), MSG_DONTWAIT,
+                                       reinterpret_cast<sockaddr *>(&from), &size);
+        if (got <= 0)
+            continue;
+        packet.resize(static_cast<std::size_t>(got));
+        return {std::move(packet), from.sin_addr};
+    }
+}
+
+}  // namespace nubrix

@@ -1,0 +1,83 @@
+// Packets and sockets of the protocol by which cameras are found and controlled.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nubrix {
+
+constexpr std::uint16_t kDiscovery = 0x0002;  // commands; an answer has the next number
+constexpr std::uint16_t kReadRegister = 0x0080;
+constexpr std::uint16_t kWriteRegister = 0x0082;
+
+using Packet = std::vector<std::uint8_t>;
+
+/// What a camera says of itself when it is looked for. Its texts are printable, whatever it sent.
+struct NetIdentity {
+    std::string address;  ///< IPv4
+    std::string mac;      ///< "00:11:22:33:44:55"
+    std::string vendor;
+    std::string model;
+    std::string serial;
+
+    std::string uri() const { return "net:" + address; }
+};
+
+struct RegisterReply {
+    bool isGranted;
+    std::uint32_t value;
+};
+
+/// A request that is to be answered; `id` is the answer's, too, and not 0. Thread-safe.
+Packet makeRequest(std::uint16_t command, std::uint16_t id,
+                   const std::vector<std::uint32_t> &words = {});
+/// The answer to a discovery of this id, or nothing for any other packet. Thread-safe.
+std::optional<NetIdentity> identityIn(const Packet &packet, std::uint16_t id);
+/// The answer to a request for a register of this id, or nothing for any other packet. A refusal is
+/// an answer. Thread-safe.
+std::optional<RegisterReply> registerReplyIn(const Packet &packet, std::uint16_t command,
+                                             std::uint16_t id);
+
+/// Where a camera listens; nothing when the text is no IPv4 address. Thread-safe.
+std::optional<sockaddr_in> cameraAddress(const std::string &text);
+sockaddr_in cameraAddress(in_addr address);
+/// Thread-safe.
+std::string addressText(in_addr address);
+
+/// Not thread-safe.
+class UdpSocket {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    struct Received {
+        Packet packet;  ///< empty: none
+        in_addr sender;
+    };
+
+    /// Throws std::system_error when there is no descriptor left.
+    UdpSocket();
+    ~UdpSocket();
+    UdpSocket(const UdpSocket &) = delete;
+    UdpSocket &operator=(const UdpSocket &) = delete;
+
+    int descriptor() const { return m_descriptor; }
+    /// Sends and receives by one camera only from now on. False when there is no way to it.
+    bool connectTo(const std::string &address) const;
+    /// Does not wait. What cannot be sent is lost, as on the network.
+    void send(const sockaddr_in &to, const Packet &packet) const;
+    /// To the camera that it is connected to.
+    void send(const Packet &packet) const;
+    /// Waits for a packet until `end`.
+    Received receive(Clock::time_point end) const;
+
+private:
+    const int m_descriptor;
+};
+
+}  // namespace nubrix
