@@ -124,7 +124,7 @@ TEST_P(UvcStreamBandwidthTest, ABusWithLittleLeftGetsCompressedPictures)
               0);
     camera.tooMuch = GetParam();
     testing::internal::CaptureStderr();
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(
         testing::internal::GetCapturedStderr(),
         "nubrix usb camera: usb:1-2 color 64x48 at 15 frames/s: little USB bandwidth is left, "
@@ -137,7 +137,7 @@ TEST_P(UvcStreamBandwidthTest, ABusWithLittleLeftGetsCompressedPictures)
     EXPECT_EQ(countersOf(device, NUBRIX_STREAM_COLOR).unusable, 1U);
     EXPECT_EQ(stream->stop(), 0);
     camera.tooMuch = 0;  // next time there is enough
-    ASSERT_EQ(stream->start(), 0);
+    ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.format().pixelformat, GetParam());
 }
 
