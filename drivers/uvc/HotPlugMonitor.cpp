@@ -114,15 +114,15 @@ void HotPlugMonitor::waitForMore(CameraTable::Time now)
 void HotPlugMonitor::receive()
 {
     const NodeScanner scanner(*m_udev, m_opener);
+    bool lost = false;
     for (;;) {
         errno = 0;
         const UdevPtr<udev_device> device(udev_monitor_receive_device(m_monitor.get()));
         const auto now = std::chrono::steady_clock::now();
         if (!device) {
             if (errno != ENOBUFS)
-                return;
-            // Events were lost: what is there now counts.
-            m_table.update(scanner.scan(), now);
+                break;
+            lost = true;
             continue;
         }
         const char *action = udev_device_get_action(device.get());
@@ -135,6 +135,10 @@ void HotPlugMonitor::receive()
                 m_table.add(*node, now);
         }
     }
+    // What is there now counts. Not before the last event is read: until then the kernel drops all
+    // others and does not say so again.
+    if (lost)
+        m_table.update(scanner.scan(), std::chrono::steady_clock::now());
 }
 
 }  // namespace nubrix

@@ -1,8 +1,13 @@
 #include "CameraFixture.h"
 
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <thread>
+#include <utility>
 
 #include "../camera/Command.h"
+#include "FrameWait.h"
 
 namespace nubrix::vm {
 
@@ -29,6 +34,20 @@ CameraFixture::~CameraFixture()
 void CameraFixture::tell(const std::string &command)
 {
     ASSERT_EQ(tellCamera("one", command).substr(0, 2), "ok") << command;
+}
+
+void CameraFixture::replug()
+{
+    const auto nodes = [] {
+        const std::filesystem::directory_iterator begin("/sys/class/video4linux");
+        return std::distance(begin, std::filesystem::directory_iterator());
+    };
+    const auto there = nodes();
+    for (const auto &[command, count] : {std::pair{"unplug", there - there}, {"plug", there}}) {
+        tell(command);
+        ASSERT_TRUE(eventually([&] { return nodes() == count; })) << command;
+        ASSERT_EQ(std::system("udevadm settle --timeout=20"), 0);
+    }
 }
 
 bool CameraFixture::eventually(const std::function<bool()> &isSo)
@@ -117,10 +136,16 @@ int CameraFixture::readUntil(NubrixStream *stream, int wanted)
     return status;
 }
 
-unsigned int CameraFixture::readRightFrame(NubrixStream *stream, const std::string &name)
+typedefNubrixFrame *CameraFixture::nextFrame(NubrixStream *stream)
 {
     typedefNubrixFrame *frame = nullptr;
-    EXPECT_EQ(m_context->readFrame(stream, &frame, 20000), 0);
+    EXPECT_EQ(awaitFrame(*m_context, stream, &frame), 0);
+    return frame;
+}
+
+unsigned int CameraFixture::readRightFrame(NubrixStream *stream, const std::string &name)
+{
+    typedefNubrixFrame *frame = nextFrame(stream);
     if (frame == nullptr) {
         return 0;
     }

@@ -41,6 +41,10 @@ protected:
     /// Gives the software camera a command, and has it obeyed.
     static void tell(const std::string &command);
 
+    /// Unplugs the camera and plugs it in again, and waits until udev has seen its nodes go and
+    /// come.
+    static void replug();
+
     /// Asks until it is so, 20 s at most.
     static bool eventually(const std::function<bool()> &isSo);
 
@@ -61,6 +65,9 @@ protected:
 
     /// Reads until a frame comes or the status is `wanted`; what the last call gave.
     int readUntil(NubrixStream *stream, int wanted);
+
+    /// Waits for a frame, which is to be released; null when none comes.
+    typedefNubrixFrame *nextFrame(NubrixStream *stream);
 
     /// Reads one frame, which must be right in every byte unless it carries flags; its flags.
     unsigned int readRightFrame(NubrixStream *stream, const std::string &name);

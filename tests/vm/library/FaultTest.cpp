@@ -19,8 +19,7 @@ protected:
     // The frame index of the next frame, which must be right.
     unsigned int nextIndex()
     {
-        typedefNubrixFrame *frame = nullptr;
-        EXPECT_EQ(m_context->readFrame(m_depth, &frame, 20000), 0);
+        typedefNubrixFrame *frame = nextFrame(m_depth);
         if (frame == nullptr) {
             return 0;
         }

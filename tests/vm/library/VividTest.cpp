@@ -112,8 +112,8 @@ TEST_F(Vivid, ColourBarsHaveTheirColours)
     set("Test Pattern", 1);   // full brightness
     NubrixStream *color = stream(m_camera, NUBRIX_STREAM_COLOR);
     ASSERT_NE(color, nullptr);
-    typedefNubrixFrame *frame = nullptr;
-    ASSERT_EQ(m_context->readFrame(color, &frame, 20000), 0);
+    typedefNubrixFrame *frame = nextFrame(color);
+    ASSERT_NE(frame, nullptr);
     ASSERT_EQ(frame->dataSize, static_cast<unsigned int>(m_mode.width) * m_mode.height * 3U);
     for (int bar = 0; bar < 8; ++bar) {
         const Colour colour = columnOf(*frame, (2 * bar + 1) * frame->width / 16);
@@ -131,8 +131,8 @@ TEST_F(Vivid, GreyPicturesHaveOneOrTwoBytesAPixel)
         select(NUBRIX_STREAM_IR, format);
         NubrixStream *infrared = stream(m_camera, NUBRIX_STREAM_IR);
         ASSERT_NE(infrared, nullptr);
-        typedefNubrixFrame *frame = nullptr;
-        ASSERT_EQ(m_context->readFrame(infrared, &frame, 20000), 0);
+        typedefNubrixFrame *frame = nextFrame(infrared);
+        ASSERT_NE(frame, nullptr);
         EXPECT_EQ(frame->pixelFormat, format);
         EXPECT_EQ(frame->dataSize, static_cast<unsigned int>(m_mode.width) * m_mode.height *
                                        (format == NUBRIX_PIXEL_GREY8 ? 1U : 2U));
@@ -175,8 +175,8 @@ TEST_F(Vivid, LostPicturesAreCountedAsGapsInTheIndices)
     EXPECT_TRUE(
         eventually([&] { return counters(m_camera, NUBRIX_STREAM_COLOR).missed > missed + 5; }));
     set("Percentage of Dropped Buffers", 0);
-    typedefNubrixFrame *frame = nullptr;
-    ASSERT_EQ(m_context->readFrame(color, &frame, 20000), 0);
+    typedefNubrixFrame *frame = nextFrame(color);
+    ASSERT_NE(frame, nullptr);
     EXPECT_GT(frame->frameIndex, counters(m_camera, NUBRIX_STREAM_COLOR).missed);
     m_context->releaseFrame(frame);
     EXPECT_EQ(counters(m_camera, NUBRIX_STREAM_COLOR).held, 0U);

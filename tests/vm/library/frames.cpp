@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Expected.h"
+#include "FrameWait.h"
 
 namespace {
 
@@ -61,7 +62,8 @@ void readFrames(NubrixBaseContext &context, const Options &options, std::vector<
     for (unsigned int round = 0; round < options.count; ++round) {
         for (Reading &reading : readings) {
             typedefNubrixFrame *frame = nullptr;
-            require(context.readFrame(reading.stream, &frame, 10000), reading.name + ": readFrame");
+            require(nubrix::vm::awaitFrame(context, reading.stream, &frame),
+                    reading.name + ": readFrame");
             std::string wrong = nubrix::vm::difference(reading.kind, options.size, *frame);
             if (frame->flags != 0) {
                 wrong = "flags " + std::to_string(frame->flags);
