@@ -2,10 +2,9 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -15,6 +14,7 @@
 #include "net/CameraSetup.h"
 #include "net/CameraState.h"
 #include "net/FrameConverter.h"
+#include "net/FrameNumbers.h"
 #include "net/GLibPtr.h"
 #include "net/PictureWatch.h"
 #include "nubrix/driver.h"
@@ -66,16 +66,14 @@ private:
     bool isUsable(ArvBuffer &buffer);
     void tellSilence() const;
     std::string causeOfSilence() const;
-    void countMissed(std::uint64_t id);
     void deliver(ArvBuffer &buffer, NubrixFrameRef &frame);
 
     const StreamSetup m_setup;
     const std::shared_ptr<CameraState> m_state;
     std::unique_ptr<const FrameConverter> m_converter;  // the first three: fixed by begin
     std::size_t m_payload = 0;
-    bool m_isDirect = false;                // frames are filled in place
-    std::optional<std::uint64_t> m_lastId;  // this and the next three: of the stream's thread
-    unsigned int m_index = 0;
+    bool m_isDirect = false;  // frames are filled in place
+    FrameNumbers m_numbers;   // this and the next two: of the stream's thread
     bool m_isLastIncomplete = false;
     Arrivals m_arrivals;
     std::atomic<std::thread::id> m_runner{};
@@ -84,9 +82,8 @@ private:
     std::atomic<ArvStream *> m_stream{nullptr};
     std::atomic<bool> m_ended{false};
     RunningCounters m_counters;
-    std::string
-        m_misshape;  // of the first picture that was misshapen, written before it is counted
-    std::atomic<unsigned int> m_misshapen{0};  // of those that were unusable
+    std::string m_misshape;  // of the first of those that are counted here
+    std::atomic<unsigned int> m_misshapen{0};
     PictureWatch m_watch;
 };
 
