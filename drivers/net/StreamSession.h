@@ -31,7 +31,7 @@ struct StreamSetup : CameraSetup {
     void *user;
 };
 
-/// Lives as long as the worker has something to do for it. Each operation says who calls it.
+/// Lives as long as the camera's worker has something to do for it.
 class StreamSession {
 public:
     StreamSession(StreamSetup setup, std::shared_ptr<CameraState> state);
@@ -39,14 +39,14 @@ public:
     StreamSession(const StreamSession &) = delete;
     StreamSession &operator=(const StreamSession &) = delete;
 
-    /// Sets the camera up and starts it. Returns a status and says why. Worker.
+    /// Sets the camera up and starts it. Returns a status and says why. Driver thread only.
     int begin(ArvCamera &camera);
-    /// No frame is delivered or held from now on. Any thread but that of the callback; does not
-    /// talk to the camera.
+    /// No frame is delivered or held from now on. Not from within the frame callback; does not talk
+    /// to the camera. Any thread; may block.
     void end();
-    /// Stops the camera. Worker.
+    /// Stops the camera. Driver thread only.
     void stopCamera(ArvCamera &camera);
-    /// Lets go what begin took; after end. Worker.
+    /// Lets go what begin took; after end. Driver thread only.
     void tearDown();
 
     /// Within the frame callback. Thread-safe.

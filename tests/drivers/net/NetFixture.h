@@ -76,16 +76,14 @@ inline int wrongPictures(const std::vector<Received> &frames, unsigned int unitB
 inline int wrongUnits(const Received &frame, unsigned int unitBytes)
 {
     const unsigned int mask = unitBytes == 1 ? 0xff : 0xffff;
-    const auto height = static_cast<std::size_t>(frame.record.height);
-    const std::size_t row = frame.pixels.size() / unitBytes / height;
+    const unsigned int first = unitOf(frame, 0, unitBytes);
+    const unsigned int height = frame.record.height;
+    const auto row = static_cast<unsigned int>(frame.pixels.size() / unitBytes / height);
     int wrong = 0;
-    for (std::size_t y = 0; y < height; ++y) {
-        for (std::size_t x = 0; x < row; ++x) {
-            const unsigned int expected =
-                patternAt(unitOf(frame, 0, unitBytes), static_cast<unsigned int>(x),
-                          static_cast<unsigned int>(y)) &
-                mask;
-            wrong += unitOf(frame, y * row + x, unitBytes) != expected ? 1 : 0;
+    for (unsigned int y = 0; y < height; ++y) {
+        for (unsigned int x = 0; x < row; ++x) {
+            const unsigned int shown = unitOf(frame, std::size_t{y} * row + x, unitBytes);
+            wrong += shown != (patternAt(first, x, y) & mask) ? 1 : 0;
         }
     }
     return wrong;
