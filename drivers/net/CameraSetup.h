@@ -39,7 +39,7 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
 /// it waits for triggers. Not thread-safe.
 std::chrono::milliseconds patienceFor(ArvCamera &camera);
 
-/// Sets resending and room of a stream that has just been made.
+/// Sets resending and room of a stream that has just been made. Not thread-safe.
 void tuneStream(ArvStream &stream, int frameRate);
 
 /// What a camera that is set up tells of its depth counts. -8, with a line, when no distances along

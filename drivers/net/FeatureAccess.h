@@ -35,7 +35,7 @@ std::optional<FeatureRequest> parseFeatureRequest(const unsigned char *in, std::
 std::optional<FeatureRequest> featureOfProperty(unsigned int id);
 
 /// Does it, and puts what was read into `value`. -8 for a feature that the camera lacks, -4 for a
-/// type or a value that is not its. Worker.
+/// type or a value that is not its. Driver thread only.
 int accessFeature(ArvCamera &camera, const FeatureRequest &request, Bytes &value);
 
 }  // namespace nubrix

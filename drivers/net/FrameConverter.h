@@ -29,7 +29,7 @@ public:
     /// Frames have the very bytes of the source.
     bool passesThrough() const;
 
-    /// Reads sourceBytes() and writes frameBytes().
+    /// Reads sourceBytes() and writes frameBytes(). Thread-safe.
     void convert(const std::uint8_t *source, std::uint8_t *frame) const;
 
 private:

@@ -10,7 +10,7 @@
 
 namespace nubrix {
 
-/// Has a thread of its own from begin to end. Each operation says who may call it.
+/// Has a thread of its own from begin to end.
 class PictureWatch {
 public:
     PictureWatch() = default;

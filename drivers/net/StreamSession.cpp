@@ -14,8 +14,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr unsigned int kInFlight = 4;   // of the 10 frames of a pool
-constexpr std::uint64_t kIds = 0xffff;  // the protocol's frame ids run from 1 to this one
+constexpr unsigned int kInFlight = 4;  // of the 10 frames of a pool
 
 void releaseFrame(void *frame)
 {
@@ -140,7 +139,9 @@ void StreamSession::takeBuffer()
         return;
     m_runner = std::this_thread::get_id();
     m_state->notePicture();
-    countMissed(arv_buffer_get_frame_id(buffer.get()));
+    // One without its first packet has the number of what was in its buffer before.
+    const bool isWhole = arv_buffer_get_status(buffer.get()) == ARV_BUFFER_STATUS_SUCCESS;
+    m_counters.missed += m_numbers.take(isWhole ? arv_buffer_get_frame_id(buffer.get()) : 0);
     if (!isUsable(*buffer)) {
         arv_stream_push_buffer(stream, buffer.release());
         return;
@@ -216,20 +217,6 @@ std::string StreamSession::causeOfSilence() const
     return cause;
 }
 
-void StreamSession::countMissed(std::uint64_t id)
-{
-    if (!m_lastId) {
-        m_lastId = id;
-        return;
-    }
-    const std::uint64_t step = id > *m_lastId ? id - *m_lastId : id + kIds - *m_lastId;
-    m_lastId = id;
-    if (step == 0 || step > kIds / 2)  // the camera has begun anew
-        return static_cast<void>(++m_index);
-    m_counters.missed += static_cast<unsigned int>(step - 1);
-    m_index += static_cast<unsigned int>(step);
-}
-
 void StreamSession::deliver(ArvBuffer &buffer, NubrixFrameRef &frame)
 {
     typedefNubrixFrame &record = frame.frame();
@@ -237,7 +224,7 @@ void StreamSession::deliver(ArvBuffer &buffer, NubrixFrameRef &frame)
     const auto timestamp = static_cast<std::uint64_t>(m_arrivals.of(begun));
     record.pixelFormat = m_setup.mode.pixelFormat;
     record.streamType = m_setup.streamType;
-    record.frameIndex = m_index;
+    record.frameIndex = m_numbers.index();
     record.timestampLow = static_cast<unsigned int>(timestamp);
     record.timestampHigh = static_cast<unsigned int>(timestamp >> 32U);
     const bool isWhole = arv_buffer_get_status(&buffer) == ARV_BUFFER_STATUS_SUCCESS;

@@ -2,10 +2,9 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -15,6 +14,7 @@
 #include "net/CameraSetup.h"
 #include "net/CameraState.h"
 #include "net/FrameConverter.h"
+#include "net/FrameNumbers.h"
 #include "net/GLibPtr.h"
 #include "net/PictureWatch.h"
 #include "nubrix/driver.h"
@@ -31,7 +31,7 @@ struct StreamSetup : CameraSetup {
     void *user;
 };
 
-/// Lives as long as the worker has something to do for it. Each operation says who calls it.
+/// Lives as long as the camera's worker has something to do for it.
 class StreamSession {
 public:
     StreamSession(StreamSetup setup, std::shared_ptr<CameraState> state);
@@ -39,14 +39,14 @@ public:
     StreamSession(const StreamSession &) = delete;
     StreamSession &operator=(const StreamSession &) = delete;
 
-    /// Sets the camera up and starts it. Returns a status and says why. Worker.
+    /// Sets the camera up and starts it. Returns a status and says why. Driver thread only.
     int begin(ArvCamera &camera);
-    /// No frame is delivered or held from now on. Any thread but that of the callback; does not
-    /// talk to the camera.
+    /// No frame is delivered or held from now on. Not from within the frame callback; does not talk
+    /// to the camera. Any thread; may block.
     void end();
-    /// Stops the camera. Worker.
+    /// Stops the camera. Driver thread only.
     void stopCamera(ArvCamera &camera);
-    /// Lets go what begin took; after end. Worker.
+    /// Lets go what begin took; after end. Driver thread only.
     void tearDown();
 
     /// Within the frame callback. Thread-safe.
@@ -66,16 +66,14 @@ private:
     bool isUsable(ArvBuffer &buffer);
     void tellSilence() const;
     std::string causeOfSilence() const;
-    void countMissed(std::uint64_t id);
     void deliver(ArvBuffer &buffer, NubrixFrameRef &frame);
 
     const StreamSetup m_setup;
     const std::shared_ptr<CameraState> m_state;
     std::unique_ptr<const FrameConverter> m_converter;  // the first three: fixed by begin
     std::size_t m_payload = 0;
-    bool m_isDirect = false;                // frames are filled in place
-    std::optional<std::uint64_t> m_lastId;  // this and the next three: of the stream's thread
-    unsigned int m_index = 0;
+    bool m_isDirect = false;  // frames are filled in place
+    FrameNumbers m_numbers;   // this and the next two: of the stream's thread
     bool m_isLastIncomplete = false;
     Arrivals m_arrivals;
     std::atomic<std::thread::id> m_runner{};
@@ -84,9 +82,8 @@ private:
     std::atomic<ArvStream *> m_stream{nullptr};
     std::atomic<bool> m_ended{false};
     RunningCounters m_counters;
-    std::string
-        m_misshape;  // of the first picture that was misshapen, written before it is counted
-    std::atomic<unsigned int> m_misshapen{0};  // of those that were unusable
+    std::string m_misshape;  // of the first of those that are counted here
+    std::atomic<unsigned int> m_misshapen{0};
     PictureWatch m_watch;
 };
 

@@ -134,6 +134,23 @@ TEST(FrameConverterTest, AMosaicIsFilledInFromTheNeighbours)
     EXPECT_THAT(pixel(1, 1), ElementsAre((10 + 30 + 90 + 110) / 4, (20 + 50 + 70 + 100) / 4, 60));
     EXPECT_THAT(pixel(2, 1), ElementsAre((30 + 110) / 2, 70, (60 + 80) / 2));
     EXPECT_THAT(pixel(1, 2), ElementsAre((90 + 110) / 2, 100, (60 + 140) / 2));
+    // Beyond an edge lies what is on this side of it.
+    EXPECT_THAT(pixel(0, 0), ElementsAre(10, (20 + 50) / 2, 60));
+    EXPECT_THAT(pixel(3, 0), ElementsAre(30, 40, 80));
+    EXPECT_THAT(pixel(0, 3), ElementsAre(90, 130, 140));
+    EXPECT_THAT(pixel(3, 3), ElementsAre(110, (150 + 120) / 2, 160));
+    EXPECT_THAT(pixel(2, 0), ElementsAre(30, (20 + 40 + 70 + 70) / 4, (60 + 80) / 2));
+    EXPECT_THAT(pixel(3, 1), ElementsAre((30 + 110) / 2, (70 + 70 + 40 + 120) / 4, 80));
+}
+
+TEST(FrameConverterTest, AMosaicMayHaveAnOddSize)
+{
+    const auto frame = convert("BayerRG8", NUBRIX_STREAM_COLOR, 3, 3,
+                               {10, 20, 30,  //
+                                40, 50, 60,  //
+                                70, 80, 90});
+    EXPECT_THAT(std::vector<int>(frame.end() - 3, frame.end()), ElementsAre(90, (80 + 60) / 2, 50));
+    EXPECT_THAT(convert("BayerRG8", NUBRIX_STREAM_COLOR, 1, 1, {7}), ElementsAre(7, 7, 7));
 }
 
 }  // namespace

@@ -153,6 +153,18 @@ TEST_F(NetDeviceTest, ModesAreSizesThatTheCameraHasAtRatesThatItHas)
     EXPECT_EQ(found->frameRate, 24);
 }
 
+TEST_F(NetDeviceTest, PixelsThatShareColoursComeInPairs)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.width = 643;
+    settings.formats = {kYuyv, kMono8};
+    connect(settings);
+    EXPECT_EQ(modesOf(NUBRIX_STREAM_IR).front().width, 643);
+    ASSERT_FALSE(modesOf(NUBRIX_STREAM_COLOR).empty());
+    for (const typedefNubrixFrameMode &mode : modesOf(NUBRIX_STREAM_COLOR))
+        EXPECT_EQ(mode.width, 640);
+}
+
 TEST_F(NetDeviceTest, AModeThatCannotBeHadIsRefusedWithTheNearest)
 {
     testing::internal::CaptureStderr();

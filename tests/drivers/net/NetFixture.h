@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -20,15 +21,16 @@ namespace nubrix {
 
 constexpr std::uint32_t kCoord3d = 0x011000b8;
 constexpr std::uint32_t kMono8 = 0x01080001;
+constexpr std::uint32_t kMono10 = 0x01100003;
 constexpr std::uint32_t kMono12 = 0x01100005;
 constexpr std::uint32_t kMono16 = 0x01100007;
 constexpr std::uint32_t kRgb8 = 0x02180014;
 constexpr std::uint32_t kBgr8 = 0x02180015;
 constexpr std::uint32_t kBayerRg8 = 0x01080009;
 constexpr std::uint32_t kYuyv = 0x02100032;
+constexpr std::uint32_t kUyvy = 0x0210001f;
 
-/// The pattern: what lies at a place, counted in the format's units, of a picture. Everything in
-/// it follows from the first unit.
+/// The pattern: what lies at a place of a picture, in the format's units, by the first unit.
 inline unsigned int patternAt(unsigned int first, unsigned int x, unsigned int y)
 {
     return first + x + 3 * y;
@@ -39,7 +41,7 @@ inline void fillPattern(std::uint32_t format, std::uint32_t frame, void *data, u
                         unsigned int height)
 {
     const unsigned int bits = format >> 16U & 0xffU;
-    if (bits == 16 && format != kYuyv) {
+    if (bits == 16 && format != kYuyv && format != kUyvy) {
         auto *unit = static_cast<std::uint16_t *>(data);
         for (unsigned int y = 0; y < height; ++y) {
             for (unsigned int x = 0; x < width; ++x)
@@ -54,23 +56,36 @@ inline void fillPattern(std::uint32_t format, std::uint32_t frame, void *data, u
     }
 }
 
+inline unsigned int unitOf(const Received &frame, std::size_t place, unsigned int bytes)
+{
+    const unsigned char *byte = frame.pixels.data() + place * bytes;
+    return bytes == 1 ? byte[0] : static_cast<unsigned int>(byte[0] | byte[1] << 8U);
+}
+
+/// How many frames show another picture than they should, by their index and the first frame.
+inline int wrongPictures(const std::vector<Received> &frames, unsigned int unitBytes)
+{
+    const auto isWrong = [&](const Received &frame) {
+        const unsigned int since = frame.record.frameIndex - frames.front().record.frameIndex;
+        const unsigned int shown =
+            unitOf(frame, 0, unitBytes) - unitOf(frames.front(), 0, unitBytes);
+        return (shown - since) % (unitBytes == 1 ? 256 : 512) != 0;
+    };
+    return static_cast<int>(std::count_if(frames.begin(), frames.end(), isWrong));
+}
+
 /// How many units of a frame are not those of the pattern.
 inline int wrongUnits(const Received &frame, unsigned int unitBytes)
 {
-    const auto unitAt = [&](std::size_t place) -> unsigned int {
-        const unsigned char *byte = frame.pixels.data() + place * unitBytes;
-        return unitBytes == 1 ? byte[0] : static_cast<unsigned int>(byte[0] | byte[1] << 8U);
-    };
     const unsigned int mask = unitBytes == 1 ? 0xff : 0xffff;
-    const auto height = static_cast<std::size_t>(frame.record.height);
-    const std::size_t row = frame.pixels.size() / unitBytes / height;
+    const unsigned int first = unitOf(frame, 0, unitBytes);
+    const unsigned int height = frame.record.height;
+    const auto row = static_cast<unsigned int>(frame.pixels.size() / unitBytes / height);
     int wrong = 0;
-    for (std::size_t y = 0; y < height; ++y) {
-        for (std::size_t x = 0; x < row; ++x) {
-            const unsigned int expected =
-                patternAt(unitAt(0), static_cast<unsigned int>(x), static_cast<unsigned int>(y)) &
-                mask;
-            wrong += unitAt(y * row + x) != expected ? 1 : 0;
+    for (unsigned int y = 0; y < height; ++y) {
+        for (unsigned int x = 0; x < row; ++x) {
+            const unsigned int shown = unitOf(frame, std::size_t{y} * row + x, unitBytes);
+            wrong += shown != (patternAt(first, x, y) & mask) ? 1 : 0;
         }
     }
     return wrong;

@@ -4,6 +4,8 @@
 #include <deque>
 #include <ostream>
 
+#include "net/FrameConverter.h"
+#include "net/PixelFormats.h"
 #include "tests/drivers/net/NetFixture.h"
 
 namespace nubrix {
@@ -29,6 +31,8 @@ TEST_P(NetStreamPatternTest, EveryPixelOfEveryFrameIsRight)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.formats = {GetParam().code};
+    if (GetParam().stream == NUBRIX_STREAM_IR)
+        settings.formats.push_back(kCoord3d);  // what else it could be depth of
     const auto camera = serve(settings);
     const OpenCamera device = open();
     ASSERT_TRUE(device);
@@ -37,6 +41,7 @@ TEST_P(NetStreamPatternTest, EveryPixelOfEveryFrameIsRight)
     ASSERT_TRUE(stream.sink().await(20));
     ASSERT_EQ(stream.stop(), 0);
     EXPECT_EQ(stream.pool().inUse(), 0);
+    EXPECT_EQ(wrongPictures(stream.sink().frames(), GetParam().unitBytes), 0);
     for (const Received &frame : stream.sink().frames()) {
         EXPECT_EQ(wrongUnits(frame, GetParam().unitBytes), 0);
         EXPECT_EQ(frame.record.pixelFormat, GetParam().pixelFormat);
@@ -53,9 +58,71 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Case{"Depth", kCoord3d, NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_14_2, 2},
                     Case{"DepthInMono16", kMono16, NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_14_2, 2},
                     Case{"Infrared8", kMono8, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY8, 1},
+                    Case{"Infrared10", kMono10, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, 2},
+                    Case{"Infrared16", kMono16, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, 2},
                     Case{"Infrared12", kMono12, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, 2},
                     Case{"Colour", kRgb8, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, 1}),
     [](const auto &test) { return test.param.name; });
+
+struct Converted {
+    const char *name;
+    std::uint32_t code;
+};
+
+void PrintTo(const Converted &format, std::ostream *out)
+{
+    *out << format.name;
+}
+
+/// Formats whose frames are made of the camera's bytes.
+class NetStreamConvertedTest : public NetTest, public testing::WithParamInterface<Converted> {
+protected:
+    static constexpr unsigned int kWidth = 96;
+    static constexpr unsigned int kHeight = 64;
+
+    static std::vector<unsigned char> expected(std::uint32_t picture)
+    {
+        const PixelFormat &format = *findPixelFormat(GetParam().code, NUBRIX_STREAM_COLOR);
+        const FrameConverter converter(format, {}, kWidth, kHeight);
+        std::vector<std::uint8_t> source(converter.sourceBytes());
+        fillPattern(GetParam().code, picture, source.data(), kWidth, kHeight);
+        std::vector<std::uint8_t> frame(converter.frameBytes());
+        converter.convert(source.data(), frame.data());
+        return frame;
+    }
+};
+
+TEST_P(NetStreamConvertedTest, EveryFrameIsMadeOfItsPicture)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.formats = {GetParam().code};
+    settings.width = settings.smallestWidth = kWidth;
+    settings.height = settings.smallestHeight = kHeight;
+    const auto camera = serve(settings);
+    const OpenCamera device = open();
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(10));
+    stream.stop();
+    const std::vector<Received> frames = stream.sink().frames();
+    std::uint32_t first = 0;
+    while (first < 256 && expected(first) != frames.front().pixels)
+        ++first;
+    ASSERT_LT(first, 256U) << "the first frame is made of no picture";
+    for (const Received &frame : frames) {
+        const std::uint32_t since = frame.record.frameIndex - frames.front().record.frameIndex;
+        EXPECT_EQ(frame.pixels, expected(first + since)) << frame.record.frameIndex;
+        EXPECT_EQ(frame.record.pixelFormat, unsigned{NUBRIX_PIXEL_RGB888});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, NetStreamConvertedTest,
+                         testing::Values(Converted{"BlueFirst", kBgr8},
+                                         Converted{"LumaFirst", kYuyv},
+                                         Converted{"ChromaFirst", kUyvy},
+                                         Converted{"MosaicRedFirst", kBayerRg8}),
+                         [](const auto &test) { return test.param.name; });
 
 class NetStreamTest : public NetTest {};
 
@@ -145,8 +212,10 @@ TEST_F(NetStreamTest, ThreeCamerasStreamAtOnce)
     for (std::size_t i = 0; i < streams.size(); ++i) {
         EXPECT_TRUE(streams[i].sink().await(20));
         streams[i].stop();
+        const unsigned int unitBytes = types[i] == NUBRIX_STREAM_COLOR ? 1 : 2;
+        EXPECT_EQ(wrongPictures(streams[i].sink().frames(), unitBytes), 0);
         for (const Received &frame : streams[i].sink().frames())
-            EXPECT_EQ(wrongUnits(frame, types[i] == NUBRIX_STREAM_COLOR ? 1 : 2), 0);
+            EXPECT_EQ(wrongUnits(frame, unitBytes), 0);
     }
 }
 
@@ -166,6 +235,7 @@ TEST_F(NetStreamTest, ALargeAndFastStreamIsRight)
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(20));
     stream.stop();
+    EXPECT_EQ(wrongPictures(stream.sink().frames(), 2), 0);
     for (const Received &frame : stream.sink().frames())
         EXPECT_EQ(wrongUnits(frame, 2), 0);
 }
@@ -181,6 +251,7 @@ TEST_F(NetStreamTest, LostPacketsCostWholeFramesAndNothingElse)
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(40));
     stream.stop();
+    EXPECT_EQ(wrongPictures(stream.sink().frames(), 2), 0);
     unsigned int last = 0;
     for (const Received &frame : stream.sink().frames()) {
         EXPECT_EQ(wrongUnits(frame, 2), 0);
