@@ -68,6 +68,9 @@ public:
     bool await(const std::future<Result> &task) const;
 
 private:
+    static constexpr std::chrono::milliseconds kPatience{500};  // with what may be silent
+    static constexpr std::chrono::seconds kMost{10};            // with what answers
+
     struct Slot {
         typedefNubrixFrameMode current;
         typedefNubrixFrameMode shown;  // handed out: whoever has it may write to it
@@ -78,6 +81,7 @@ private:
 
     int connect();
     int connectCamera();
+    void awaitFarewell();
     bool asksWhetherThere() const;
     void tellStuck() const;
     void readIdentity();
@@ -107,8 +111,6 @@ private:
 template <class Result>
 bool NetDevice::await(const std::future<Result> &task) const
 {
-    constexpr std::chrono::milliseconds kPatience{500};
-    constexpr std::chrono::seconds kMost{10};
     const auto end = CameraState::Clock::now() + kMost;
     do {
         const auto wait = m_state->isSilent() ? std::chrono::milliseconds(0) : kPatience;
