@@ -23,9 +23,10 @@ namespace nubrix {
 class NetDevice final : public NubrixBaseDevice {
 public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
-    /// holds it and does not let it go in time, -8 when it gives no pictures. Says why. Waits for
-    /// a camera that is held as long as the settings say, for all others no longer than they
-    /// answer.
+    /// holds it and does not let it go in time, nor what is left of the last opening, -1 when it
+    /// does not say what it has. Says why. One that gives no pictures is opened, without streams.
+    /// Waits for a camera that is held as long as the settings say, and some seconds for one that
+    /// falls silent meanwhile. Any thread; may block.
     static int open(const std::string &address, const NetSettings &settings,
                     std::unique_ptr<NetDevice> &device);
     ~NetDevice() override;
@@ -47,7 +48,6 @@ public:
     const char *getDeviceId() override { return m_uri.c_str(); }
     int getDeviceKind() override { return 2; }
 
-    const std::string &address() const { return m_address; }
     const std::string &name() const { return m_uri; }
     const std::shared_ptr<CameraState> &state() const { return m_state; }
 
