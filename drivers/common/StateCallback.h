@@ -11,7 +11,8 @@ namespace nubrix {
 /// Thread-safe.
 class StateCallback {
 public:
-    /// Null for nobody.
+    /// Null for nobody. Does not wait: the one before may still be called, or be running, on
+    /// another thread, so what it uses must live until the driver is destroyed.
     void set(DriverStateCallback callback, void *user)
     {
         const std::lock_guard<std::mutex> lock(m_lock);

@@ -8,6 +8,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -17,8 +18,10 @@ namespace nubrix {
 /// Runs tasks one after the other, in the order in which they came. Thread-safe.
 class CameraWorker {
 public:
+    using Clock = std::chrono::steady_clock;
+
     /// Throws std::system_error when there is no thread to be had.
-    CameraWorker();
+    explicit CameraWorker(std::string address);
     /// Runs what is left and waits for it.
     ~CameraWorker();
     CameraWorker(const CameraWorker &) = delete;
@@ -35,25 +38,33 @@ public:
         return result;
     }
 
-    /// Waits until all tasks are done, but not when the one that runs has done so for longer than
-    /// `patience`: false.
-    bool finishWithin(std::chrono::milliseconds patience);
+    /// Waits until all tasks are done; false when they are not at `end`.
+    bool finishBy(Clock::time_point end);
+    /// When the task that runs began; now when none does.
+    Clock::time_point runningSince();
     /// Keeps a worker, and so the camera that its last tasks let go, until it is done. Does not
     /// wait: what is left at the end of the process is never done.
     static void retire(std::unique_ptr<CameraWorker> worker);
+    /// Waits until no retired worker has anything left to say to the camera at this address: it
+    /// would take from whoever opens it next. False when that lasts until `end`.
+    static bool awaitRetired(const std::string &address, Clock::time_point end);
 
 private:
     using Task = std::function<void()>;
+    struct Retired;
+
+    static Retired &retired();
 
     void push(Task task);
     void run();
     bool isDone();
 
+    const std::string m_address;
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::deque<Task> m_tasks;  // these four under m_lock
     bool m_busy = false;
-    std::chrono::steady_clock::time_point m_begun;  // of the task that runs
+    Clock::time_point m_begun;  // of the task that runs
     bool m_ending = false;
     std::thread m_thread;  // last: it uses the others
 };

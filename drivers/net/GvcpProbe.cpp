@@ -73,7 +73,7 @@ bool isAnswering(const std::string &address)
 
 Hold askHold(const std::string &address)
 {
-    for (int attempt = 0; attempt < 3; ++attempt) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
         if (const auto control = readRegister(address, kControlRegister)) {
             const bool isFree = control->isGranted && (control->value & kControlBits) == 0;
             return isFree ? Hold::kNobody : Hold::kSomebody;

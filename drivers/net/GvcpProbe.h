@@ -22,7 +22,7 @@ enum class Hold {
     kNoAnswer,
 };
 
-/// Asks a camera; at most 600 ms. Thread-safe.
+/// Asks a camera; at most a second. Thread-safe.
 Hold askHold(const std::string &address);
 
 /// Takes the control of a camera and lets it go: whether it can be had now. It is to be asked for,

@@ -19,7 +19,7 @@ namespace nubrix {
 namespace {
 
 constexpr std::chrono::milliseconds kRetry{200};
-constexpr std::chrono::milliseconds kFarewell{900};
+constexpr std::chrono::milliseconds kLong{800};  // for what is done in a few when all is well
 
 using StatePtr = std::shared_ptr<CameraState>;
 
@@ -70,6 +70,10 @@ int awaitRelease(const std::string &name, const std::string &address,
                  std::chrono::milliseconds patience)
 {
     const auto end = CameraState::Clock::now() + patience;
+    if (askHold(address) != Hold::kNoAnswer && !CameraWorker::awaitRetired(address, end)) {
+        report(name + " is still being closed: open it again");
+        return kWrongState;
+    }
     const Hold hold = askHold(address);
     if (hold == Hold::kNoAnswer) {
         report(name + " does not answer: check its cable, its power and the address");
@@ -113,7 +117,7 @@ NetDevice::NetDevice(const std::string &address, const NetSettings &settings)
       m_settings(settings),
       m_state(std::make_shared<CameraState>()),
       m_incomplete(settings.deliversIncomplete() ? 1 : 0),
-      m_worker(std::make_unique<CameraWorker>())
+      m_worker(std::make_unique<CameraWorker>(address))
 {
 }
 
@@ -123,8 +127,21 @@ NetDevice::~NetDevice()
     if (ArvCamera *camera = m_camera.release())
         m_worker->submit([camera] { letGo(camera); });
     if (!m_state->isSilent())
-        m_worker->finishWithin(kFarewell);
+        awaitFarewell();
     CameraWorker::retire(std::move(m_worker));
+}
+
+/// A camera that answers is let go when it is closed. Of several silent ones only the first costs
+/// patience: what the workers of the others do has lasted for too long by then.
+void NetDevice::awaitFarewell()
+{
+    const auto now = CameraState::Clock::now();
+    const auto since = m_worker->runningSince();
+    if (now - since > kLong)
+        return;
+    auto end = since + kPatience;
+    while (!m_worker->finishBy(end) && asksWhetherThere() && end < now + kMost)
+        end = CameraState::Clock::now() + kPatience;
 }
 
 bool NetDevice::asksWhetherThere() const

@@ -24,9 +24,10 @@ namespace nubrix {
 class NetDevice final : public NubrixBaseDevice {
 public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
-    /// holds it and does not let it go in time, -8 when it gives no pictures. Says why. Waits for
-    /// a camera that is held as long as the settings say, for all others no longer than they
-    /// answer.
+    /// holds it and does not let it go in time, nor what is left of the last opening, -1 when it
+    /// does not say what it has. Says why. One that gives no pictures is opened, without streams.
+    /// Waits for a camera that is held as long as the settings say, and some seconds for one that
+    /// falls silent meanwhile. Any thread; may block.
     static int open(const std::string &address, const NetSettings &settings,
                     std::unique_ptr<NetDevice> &device);
     ~NetDevice() override;
@@ -69,6 +70,9 @@ public:
     bool await(const std::future<Result> &task) const;
 
 private:
+    static constexpr std::chrono::milliseconds kPatience{500};  // with what may be silent
+    static constexpr std::chrono::seconds kMost{10};            // with what answers
+
     struct Slot {
         typedefNubrixFrameMode current;
         typedefNubrixFrameMode shown;  // handed out: whoever has it may write to it
@@ -79,6 +83,7 @@ private:
 
     int connect();
     int connectCamera();
+    void awaitFarewell();
     bool asksWhetherThere() const;
     void tellStuck() const;
     void readIdentity();
@@ -109,8 +114,6 @@ private:
 template <class Result>
 bool NetDevice::await(const std::future<Result> &task) const
 {
-    constexpr std::chrono::milliseconds kPatience{500};
-    constexpr std::chrono::seconds kMost{10};
     const auto end = CameraState::Clock::now() + kMost;
     do {
         const auto wait = m_state->isSilent() ? std::chrono::milliseconds(0) : kPatience;

@@ -21,6 +21,7 @@ public:
 
     /// -2 when it has been called already, -1 when there is no thread to be had.
     int initialize() override;
+    /// The callback before may still be running afterwards, until the driver is destroyed.
     int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
     int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
     /// Any "net:" and an IPv4 address, listed or not: -4 for another URI, or what NetDevice::open

@@ -95,6 +95,14 @@ TEST_F(NetworkLoadsTest, StreamsThatAnInterfaceCarriesAreNotMentioned)
                 IsEmpty());
 }
 
+TEST_F(NetworkLoadsTest, ANetworkCameraSendsOneStreamAtATime)
+{
+    EXPECT_EQ(loadOf("net:10.1.0.5", {590, 885}), 885);
+    EXPECT_EQ(loadOf("net:10.1.0.5", {885, 590}), 885);
+    EXPECT_EQ(loadOf("usb:1-2", {590, 885}), 1475);
+    EXPECT_EQ(loadOf("usb:1-2", {}), 0);
+}
+
 TEST_F(NetworkLoadsTest, CamerasOfOneInterfaceShareIt)
 {
     const Findings found = check({{"net:10.1.0.5", "", 500}, {"net:10.1.0.6", "", 401}});

@@ -66,6 +66,15 @@ public:
         add(folder + "/mtu", packet + "\n");
     }
 
+    /// The interface that every machine has, but none of its cameras.
+    void addLoopback()
+    {
+        add("/sys/class/net/lo/type", "772\n");
+        add("/sys/class/net/lo/flags", "0x9\n");
+        add("/sys/class/net/lo/mtu", "65536\n");
+        machine.addresses.push_back({"lo", "127.0.0.1", 8});
+    }
+
     Machine machine;
     std::map<std::string, Machine::Access> access;  // by path; granted where nothing is said
     std::map<std::string, std::string> answers;     // of commands; others fail

@@ -23,6 +23,15 @@ protected:
             "\t\tiifname \"eth7\" accept\n\t}\n}\n";
         return checkFirewall(system.machine);
     }
+    /// A machine whose input chain has one rule, and lets in all others.
+    Findings checkAccepting(const std::string &rule)
+    {
+        system.answers["nft list ruleset"] =
+            "table inet a {\n\tchain in {\n"
+            "\t\ttype filter hook input priority filter; policy accept;\n\t\t" +
+            rule + "\n\t}\n}\n";
+        return checkFirewall(system.machine);
+    }
     Findings checkOldRules(const std::string &rules)
     {
         system.add("/proc/net/ip_tables_names", "filter\n");
@@ -94,6 +103,53 @@ TEST_F(FirewallChecksTest, RulesOfTheOlderKindAreReadAsWell)
         ElementsAre(finds(State::kNote, "answers of cameras", "iptables -I INPUT -i eth1")));
     EXPECT_THAT(checkOldRules("-P INPUT DROP\n-A INPUT -i eth1 -j ACCEPT\n"),
                 ElementsAre(finds(State::kGood, "-A INPUT -i eth1 -j ACCEPT")));
+}
+
+TEST_F(FirewallChecksTest, ARuleThatDropsWhatCamerasMaySendIsQuoted)
+{
+    for (const char *rule :
+         {"counter packets 5 bytes 300 drop", "log prefix \"no: \" drop", "iifname \"eth1\" drop",
+          "ip protocol udp drop", "udp dport 1024-65535 drop", "udp dport { 53, 1024-65535 } drop",
+          "udp dport != 53 drop", "ip saddr 10.0.0.0/8 counter packets 0 bytes 0 reject"})
+        EXPECT_THAT(checkAccepting(rule),
+                    ElementsAre(finds(State::kNote, std::string("may send: ") + rule, "iifname")))
+            << rule;
+    for (const char *rule :
+         {"-A INPUT -p udp -j DROP", "-A INPUT -i eth1 -j DROP",
+          "-A INPUT -p udp -m udp --dport 1024:65535 -j DROP", "-A INPUT -s 10.0.0.0/8 -j REJECT"})
+        EXPECT_THAT(checkOldRules(std::string("-P INPUT ACCEPT\n") + rule + "\n"),
+                    ElementsAre(finds(State::kNote, std::string("may send: ") + rule, "iptables")))
+            << rule;
+}
+
+TEST_F(FirewallChecksTest, RulesThatDropSomethingElseAreGood)
+{
+    for (const char *rule :
+         {"tcp dport 1024-65535 drop", "ip protocol icmp drop", "ct state invalid drop",
+          "udp dport 5353 drop", "udp dport { 53, 123 } drop", "udp dport 53 counter drop"})
+        EXPECT_THAT(checkAccepting(rule), ElementsAre(finds(State::kGood, "no rule keeps")))
+            << rule;
+    EXPECT_THAT(checkAccepting("iifname \"eth1\" accept\n\t\tip protocol udp drop"),
+                ElementsAre(finds(State::kGood, "no rule keeps")));
+    EXPECT_THAT(checkOldRules("-P INPUT ACCEPT\n-A INPUT -p udp -m udp --dport 53 -j DROP\n"
+                              "-A INPUT -p tcp -j DROP\n-A INPUT -j LOG\n"),
+                ElementsAre(finds(State::kGood, "no rule keeps")));
+}
+
+TEST_F(FirewallChecksTest, RulesThatLeadOnAreNotCalledGood)
+{
+    EXPECT_THAT(checkAccepting("jump guests"),
+                ElementsAre(finds(State::kNote, "leads on: jump guests", "nft list ruleset")));
+    EXPECT_THAT(checkOldRules("-P INPUT ACCEPT\n-A INPUT -j guests\n"),
+                ElementsAre(finds(State::kNote, "leads on: -A INPUT -j guests")));
+}
+
+TEST_F(FirewallChecksTest, TablesForOtherAddressesAreOfNoConcern)
+{
+    system.answers["nft list ruleset"] =
+        "table ip6 a {\n\tchain in {\n\t\ttype filter hook input priority 0; policy drop;\n"
+        "\t}\n}\n";
+    EXPECT_THAT(checkFirewall(system.machine), ElementsAre(finds(State::kGood, "no rule keeps")));
 }
 
 TEST_F(FirewallChecksTest, EitherKindOfRulesCanDrop)

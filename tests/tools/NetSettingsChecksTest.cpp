@@ -79,8 +79,26 @@ TEST_F(NetSettingsChecksTest, WhatIsNoAddressIsNamed)
                     finds(State::kProblem, "\"camera-7\" is no address", "without blanks")));
 }
 
+TEST_F(NetSettingsChecksTest, EntriesThatTheDriverLeavesOutAreProblems)
+{
+    for (const auto &[entry, text] : std::map<std::string, std::string>{
+             {"patienceMs=5s", "patienceMs=5s is not a number from 0 to 60000"},
+             {"silenceMs=abc", "silenceMs=abc is not a number from 1000 to 60000"},
+             {"silenceMs=999", "silenceMs=999 is not a number"},
+             {"packetSize=100", "packetSize=100 is not a number from 576 to 16384"},
+             {"packetSocket=yes", "packetSocket=yes is not true or false"},
+             {"incomplete=2", "incomplete=2 is not true or false"},
+             {"addresses=0.0.0.0", "\"0.0.0.0\" is no address"},
+             {"addresses=255.255.255.255", "\"255.255.255.255\" is no address"}})
+        EXPECT_THAT(check(entry), ElementsAre(finds(State::kProblem, text))) << entry;
+    for (const char *entry :
+         {"patienceMs=0", "silenceMs=60000", "packetSize=0", "packetSize=576", "incomplete=TRUE"})
+        EXPECT_THAT(check(entry), ElementsAre(finds(State::kGood, "names no addresses"))) << entry;
+}
+
 TEST_F(NetSettingsChecksTest, PacketsThatNoInterfaceTakesAreAProblem)
 {
+    system.addLoopback();  // which takes all of them
     EXPECT_THAT(check("packetSize=1500"), ElementsAre(finds(State::kGood, "no addresses")));
     EXPECT_THAT(check("packetSize=9000"),
                 ElementsAre(finds(State::kProblem,

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <numeric>
 #include <optional>
 
 #include "Camera.h"
@@ -66,7 +67,7 @@ double megabitsOf(const std::string &uri, const StreamKind &kind,
 Finding inspect(Session &session, const Place &place, std::vector<CameraLoad> &loads)
 {
     Camera camera(session, place.uri);
-    CameraLoad load = {place.uri, place.location, 0};
+    std::vector<double> needs;
     std::string streams;
     for (const StreamKind &kind : kStreamKinds) {
         const std::size_t modes = camera.modes(kind).size();
@@ -75,7 +76,7 @@ Finding inspect(Session &session, const Place &place, std::vector<CameraLoad> &l
         streams += std::string(streams.empty() ? "" : ", ") + kind.name + " with " +
                    std::to_string(modes) + (modes == 1 ? " mode" : " modes");
         if (const auto mode = camera.currentMode(kind))
-            load.megabits += megabitsOf(place.uri, kind, *mode);
+            needs.push_back(megabitsOf(place.uri, kind, *mode));
     }
     if (streams.empty()) {
         return {place.uri, State::kProblem, place.label + ": it has no streams",
@@ -83,7 +84,7 @@ Finding inspect(Session &session, const Place &place, std::vector<CameraLoad> &l
                     (addressOf(place.uri) ? "docs/network.md" : "docs/usb.md") +
                     " lists those that are"};
     }
-    loads.push_back(load);
+    loads.push_back({place.uri, place.location, loadOf(place.uri, needs)});
     return {place.uri, State::kGood, place.label + ": " + streams};
 }
 
@@ -127,6 +128,14 @@ Finding inspectPort(const Machine &machine, const CameraLoad &camera, double spe
 }
 
 }  // namespace
+
+double loadOf(const std::string &uri, const std::vector<double> &needs)
+{
+    if (needs.empty())
+        return 0;
+    return addressOf(uri) ? *std::max_element(needs.begin(), needs.end())
+                          : std::accumulate(needs.begin(), needs.end(), 0.0);
+}
 
 Findings checkCameras(Session &session, std::vector<CameraLoad> &loads)
 {

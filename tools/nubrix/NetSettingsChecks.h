@@ -6,7 +6,8 @@
 
 namespace nubrix {
 
-/// Whether the file can be read, and the addresses in it can be reached.
+/// Whether the file can be read, the driver understands its entries, and the addresses in it can be
+/// reached.
 Findings checkNetSettings(const Machine &machine, const std::string &path);
 
 }  // namespace nubrix

@@ -39,21 +39,6 @@ long numberIn(const Machine &machine, const std::string &path)
     return std::atol(machine.read(path).c_str());
 }
 
-/// Interfaces of cables and radio, and those of software that have an address.
-std::vector<std::string> cameraInterfaces(const Machine &machine)
-{
-    std::vector<std::string> found;
-    for (const std::string &name : machine.list(kInterfaces)) {
-        const bool hasAddress =
-            std::any_of(machine.addresses.begin(), machine.addresses.end(),
-                        [&](const Address &address) { return address.interface == name; });
-        if (machine.read(kInterfaces + name + "/type") == kEthernet &&
-            (hasAddress || machine.has(kInterfaces + name + "/device")))
-            found.push_back(name);
-    }
-    return found;
-}
-
 std::string addressesOf(const Machine &machine, const std::string &name)
 {
     std::string text;
@@ -155,6 +140,20 @@ std::string holderOf(const Machine &machine, const std::string &inode)
 }
 
 }  // namespace
+
+std::vector<std::string> cameraInterfaces(const Machine &machine)
+{
+    std::vector<std::string> found;
+    for (const std::string &name : machine.list(kInterfaces)) {
+        const bool hasAddress =
+            std::any_of(machine.addresses.begin(), machine.addresses.end(),
+                        [&](const Address &address) { return address.interface == name; });
+        if (machine.read(kInterfaces + name + "/type") == kEthernet &&
+            (hasAddress || machine.has(kInterfaces + name + "/device")))
+            found.push_back(name);
+    }
+    return found;
+}
 
 Findings checkInterfaces(const Machine &machine)
 {

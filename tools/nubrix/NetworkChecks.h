@@ -6,7 +6,11 @@
 
 namespace nubrix {
 
-/// The interfaces that cameras can be attached to: up, with an address, fast, with large packets.
+/// The names of interfaces that cameras can be attached to: of cables and radio, and those of
+/// software that have an address. Not the loopback.
+std::vector<std::string> cameraInterfaces(const Machine &machine);
+/// Whether they are fit for cameras: up, with an address, fast, with large
+/// packets.
 Findings checkInterfaces(const Machine &machine);
 /// Interfaces that lie in one network, of which the system answers by one only.
 Findings checkNetworks(const Machine &machine);

@@ -16,8 +16,10 @@ namespace nubrix {
 /// Killed at the end of the test. Not thread-safe.
 class CameraProcess {
 public:
-    /// `role`: "serve", "hold" or "stream". Throws std::runtime_error when it cannot.
-    CameraProcess(const std::string &role, const std::string &address)
+    /// `role`: "serve", "hold" or "stream"; `runner` runs it. Throws std::runtime_error when it
+    /// cannot.
+    CameraProcess(const std::string &role, const std::string &address,
+                  const std::string &runner = "")
     {
         int ends[2] = {-1, -1};
         if (pipe(ends) != 0)
@@ -28,7 +30,7 @@ public:
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             const std::string command =
-                std::string("exec ") + NUBRIX_CAMERA_PROCESS + " " + role + " " + address;
+                "exec " + runner + " " + NUBRIX_CAMERA_PROCESS + " " + role + " " + address;
             execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
             _exit(127);
         }

@@ -1,0 +1,86 @@
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "tests/drivers/net/CameraProcess.h"
+#include "tests/drivers/net/NetFixture.h"
+
+namespace nubrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+constexpr const char *kUri = "net:10.9.0.2";
+
+/// A camera at the other end of a cable, which is found by a broadcast and in no settings.
+class NetCableTest : public NetTest {
+protected:
+    void SetUp() override
+    {
+        NetTest::SetUp();
+        if (!IsSkipped() && !run("ip link add tried type veth peer name other"))
+            GTEST_SKIP() << "this system has no virtual cables";
+        if (!IsSkipped())
+            run("ip link delete tried");
+    }
+
+    static bool run(const std::string &command) { return std::system(command.c_str()) == 0; }
+    static void pull() { EXPECT_TRUE(run("ip link set cable down")); }
+    static void putBack() { EXPECT_TRUE(run("ip link set cable up")); }
+};
+
+TEST_F(NetCableTest, ACameraIsFoundByABroadcast)
+{
+    const CameraProcess camera("serve", "10.9.0.2", NUBRIX_BEHIND_CABLE);
+    const auto records = awaitListed(1);
+    ASSERT_THAT(records, SizeIs(1));
+    EXPECT_STREQ(records.front().uri, kUri);
+    EXPECT_STREQ(records.front().serialNumber, "PROCESS");
+}
+
+TEST_F(NetCableTest, ACablePulledAndPutBackTakesTheCameraAwayAndBringsItBack)
+{
+    write("[network]\npatienceMs=60000\n");
+    const CameraProcess camera("serve", "10.9.0.2", NUBRIX_BEHIND_CABLE);
+    ASSERT_THAT(awaitListed(1), SizeIs(1));
+    {
+        const OpenCamera device = open(kUri);
+        ASSERT_TRUE(device);
+        PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+        ASSERT_EQ(stream.start(), 0);
+        ASSERT_TRUE(stream.sink().await(3));
+        pull();
+        ASSERT_THAT(m_events.await(1), ElementsAre("-net:10.9.0.2 PROCESS"));
+        EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
+        EXPECT_EQ(stream.stop(), 0);
+        EXPECT_EQ(stream.start(), -9);
+    }
+    putBack();
+    ASSERT_THAT(m_events.await(2), ElementsAre("-net:10.9.0.2 PROCESS", "+net:10.9.0.2 PROCESS"));
+    // What the lost opening still had to say to the camera does not disturb this one.
+    const OpenCamera device = open(kUri);
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    EXPECT_TRUE(stream.sink().await(3));
+}
+
+TEST_F(NetCableTest, ACablePutBackAtOnceIsNoLoss)
+{
+    const CameraProcess camera("serve", "10.9.0.2", NUBRIX_BEHIND_CABLE);
+    ASSERT_THAT(awaitListed(1), SizeIs(1));
+    const OpenCamera device = open(kUri);
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    ASSERT_TRUE(stream.sink().await(3));
+    pull();
+    putBack();
+    const std::size_t before = stream.sink().count();
+    EXPECT_TRUE(stream.sink().await(before + 5));
+    EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
+}
+
+}  // namespace
+}  // namespace nubrix
