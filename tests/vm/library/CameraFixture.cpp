@@ -45,7 +45,7 @@ void CameraFixture::replug()
     const auto there = nodes();
     for (const auto &[command, count] : {std::pair{"unplug", there - there}, {"plug", there}}) {
         tell(command);
-        ASSERT_TRUE(eventually([&] { return nodes() == count; })) << command;
+        ASSERT_TRUE(eventually([&, wanted = count] { return nodes() == wanted; })) << command;
         ASSERT_EQ(std::system("udevadm settle --timeout=20"), 0);
     }
 }

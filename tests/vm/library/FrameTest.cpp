@@ -61,7 +61,7 @@ public:
             const std::string text(record.data(), static_cast<std::size_t>(bytes));
             std::smatch found;
             if (std::regex_search(text, found, kBuffer)) {
-                all.insert(std::stoull(found[1], nullptr, 16));
+                all.insert(std::stoul(found[1], nullptr, 16));
             }
         }
     }
