@@ -34,7 +34,29 @@ int StreamSession::begin(ArvCamera &camera)
 {
     if (m_ended)  // whoever waited for it has given up: nothing of theirs is there any more
         return kGone;
+    if (const int status = prepare(camera))
+        return status;
+    const std::chrono::milliseconds patience = patienceFor(camera);
     Error error;
+    ArvStream *stream =
+        arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
+    if (stream == nullptr)
+        return tellFailure(m_setup.name, error);
+    tuneStream(*stream, m_setup.mode.frameRate);
+    m_stream = stream;
+    if (const int status = pushBuffers(*stream))
+        return status;
+    arv_camera_start_acquisition(&camera, error.out());
+    if (error)
+        return tellFailure(m_setup.name, error);
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (!m_ended && patience.count() != 0)
+        m_watch.begin(patience, [this] { tellSilence(); });
+    return kDone;
+}
+
+int StreamSession::prepare(ArvCamera &camera)
+{
     if (const int status = setUpCamera(camera, m_setup))
         return status;
     DepthScale depth;
@@ -44,6 +66,7 @@ int StreamSession::begin(ArvCamera &camera)
     }
     m_converter = std::make_unique<FrameConverter>(m_setup.format, depth, m_setup.mode.width,
                                                    m_setup.mode.height);
+    Error error;
     m_payload = arv_camera_get_payload(&camera, error.out());
     if (error)
         return tellFailure(m_setup.name, error);
@@ -53,34 +76,24 @@ int StreamSession::begin(ArvCamera &camera)
                std::to_string(m_converter->sourceBytes()));
         return kBadArgument;
     }
-    const std::chrono::milliseconds patience = patienceFor(camera);
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;
-    ArvStream *stream =
-        arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
-    if (stream == nullptr)
-        return tellFailure(m_setup.name, error);
-    tuneStream(*stream, m_setup.mode.frameRate);
-    m_stream = stream;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_ended)
-            return kGone;
-        for (unsigned int i = 0; i < kInFlight; ++i) {
-            ArvBuffer *buffer = newBuffer();
-            if (buffer == nullptr && i == 0) {
-                report(m_setup.name + " cannot start: the application holds all frames");
-                return kLimitReached;
-            }
-            if (buffer != nullptr)
-                arv_stream_push_buffer(stream, buffer);
-        }
-    }
-    arv_camera_start_acquisition(&camera, error.out());
-    if (error)
-        return tellFailure(m_setup.name, error);
+    return kDone;
+}
+
+int StreamSession::pushBuffers(ArvStream &stream)
+{
     const std::lock_guard<std::mutex> lock(m_lock);
-    if (!m_ended && patience.count() != 0)
-        m_watch.begin(patience, [this] { tellSilence(); });
+    if (m_ended)
+        return kGone;
+    for (unsigned int i = 0; i < kInFlight; ++i) {
+        ArvBuffer *buffer = newBuffer();
+        if (buffer == nullptr && i == 0) {
+            report(m_setup.name + " cannot start: the application holds all frames");
+            return kLimitReached;
+        }
+        if (buffer != nullptr)
+            arv_stream_push_buffer(&stream, buffer);
+    }
     return kDone;
 }
 

@@ -61,6 +61,8 @@ public:
 private:
     static void onStream(void *session, ArvStreamCallbackType type, ArvBuffer *buffer);
 
+    int prepare(ArvCamera &camera);
+    int pushBuffers(ArvStream &stream);
     ArvBuffer *newBuffer();
     void takeBuffer();
     bool isUsable(ArvBuffer &buffer);
