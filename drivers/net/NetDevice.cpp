@@ -196,6 +196,8 @@ int NetDevice::connectCamera()
     m_camera.reset(arv_camera_new_with_device(device.get(), error.out()));
     if (!m_camera)
         return tellFailure(m_uri, error);
+    // Whoever had it before may have left it sending: by a pulled cable, or dead.
+    arv_camera_stop_acquisition(m_camera.get(), nullptr);
     arv_camera_set_range_check_policy(m_camera.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
     arv_camera_set_access_check_policy(m_camera.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
     g_signal_connect_data(device.get(), "control-lost", G_CALLBACK(&onControlLost),

@@ -16,6 +16,7 @@
 #include "SimulatedCamera.h"
 #include "net/NetDriver.h"
 #include "tests/drivers/TestStream.h"
+#include "tests/drivers/net/Events.h"
 
 namespace nubrix {
 
@@ -128,37 +129,6 @@ inline std::int64_t integerOf(NubrixBaseDevice &device, const std::string &name)
         reinterpret_cast<unsigned char *>(&value), &size);
     return status == 0 ? value : -1;
 }
-
-/// Collects hot-plug events. Thread-safe.
-class Events {
-public:
-    static void take(const char *uri, const char *serial, const char * /*location*/,
-                     unsigned int state, void *events)
-    {
-        auto *self = static_cast<Events *>(events);
-        const std::lock_guard<std::mutex> lock(self->m_lock);
-        self->m_events.push_back(std::string(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + uri +
-                                 " " + serial);
-        self->m_changed.notify_all();
-    }
-    /// The first events once there are so many; fewer after the deadline.
-    std::vector<std::string> await(std::size_t count)
-    {
-        std::unique_lock<std::mutex> lock(m_lock);
-        m_changed.wait_for(lock, kDeadline, [&] { return m_events.size() >= count; });
-        return m_events;
-    }
-    std::vector<std::string> soFar()
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        return m_events;
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    std::vector<std::string> m_events;  // under m_lock
-};
 
 /// A network of its own with cameras and a driver.
 class NetTest : public testing::Test {
