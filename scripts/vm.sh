@@ -88,7 +88,7 @@ run_qemu() {
         set -- "$@" -device "virtio-9p-pci,fsdev=$tag,mount_tag=$tag" -fsdev \
             "local,id=$tag,path=${path%,*},security_model=none,multidevs=remap,$mode"
     done
-    timeout --foreground -k 10 "${NUBRIX_VM_SECONDS:-900}" "$emulator" "$@" </dev/null
+    timeout --foreground -k 10 "${NUBRIX_VM_SECONDS:-1500}" "$emulator" "$@" </dev/null
 }
 
 # name_unrun WHY: the tests that have no verdict.
@@ -116,7 +116,7 @@ cat >"$results/job" <<END
 project='$root'
 build='$root/build/$preset'
 only='${only:-*}'
-limit=${NUBRIX_VM_TEST_SECONDS:-120}
+limit=${NUBRIX_VM_TEST_SECONDS:-300}
 END
 status=0
 run_qemu || status=$?
