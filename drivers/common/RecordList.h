@@ -8,8 +8,8 @@
 namespace nubrix {
 
 /// Fills as many records as there is room for, one for each entry, by `describe(entry, record)`.
-/// `count` holds the room on entry and tells how many there are: -4 when it or the records are null.
-/// Thread-safe.
+/// `count` holds the room on entry and tells how many there are: -4 when it or the records are
+/// null. Thread-safe.
 template <class Record, class Entries, class Describe>
 int listRecords(const Entries &entries, Describe describe, Record *records, unsigned int *count)
 {
