@@ -264,10 +264,11 @@ void StreamSession::reportLosses() const
         report(m_setup.name + ": pictures dropped because the application held all frames: " +
                std::to_string(lost.held) + of);
     const unsigned int misshapen = m_misshapen;
-    if (lost.unusable > misshapen)
+    if (lost.unusable > misshapen) {
         report(m_setup.name +
                ": incomplete pictures dropped: " + std::to_string(lost.unusable - misshapen) + of +
                "; larger packets or a lower rate help, see docs/network.md");
+    }
     if (misshapen != 0)
         report(m_setup.name + ": pictures dropped because they were " + m_misshape + ": " +
                std::to_string(misshapen) + of);

@@ -147,16 +147,18 @@ Inward readIptables(const std::string &text)
 
 Finding judge(const Inward &inward, const std::string &cure)
 {
-    if (!inward.keepOut.empty())
+    if (!inward.keepOut.empty()) {
         return {kName, State::kNote,
                 "a rule drops what cameras may send: " + inward.keepOut.front(),
                 "if it is of the cameras' interface, before it: " + cure};
+    }
     if (inward.drops && inward.letsIn.empty())
         return {kName, State::kNote, kDrops, "for each interface with cameras: " + cure};
-    if (!inward.leadOn.empty())
+    if (!inward.leadOn.empty()) {
         return {kName, State::kNote,
                 "not followed was where a rule leads on: " + inward.leadOn.front(),
                 "should cameras not be found, look at 'sudo nft list ruleset'"};
+    }
     if (!inward.drops)
         return {kName, State::kGood, "no rule keeps cameras out"};
     return {kName, State::kGood, "it lets in by its rule: " + inward.letsIn.front()};
