@@ -44,6 +44,10 @@ int Context::initialize()
         logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
         return 0;
     }
+    {
+        const CriticalSectionScoped guard(*m_leafLock);
+        m_changedMeanwhile = false;
+    }
     logPrint(kLogInfo, "Nubrix SDK Version %d.%d.%d", NUBRIX_VERSION_MAJOR, NUBRIX_VERSION_MINOR,
              NUBRIX_VERSION_PATCH);
     loadDriverOf(DRIVER_TYPE_UVC, "Load uvc driver succeed!");
@@ -52,7 +56,14 @@ int Context::initialize()
     if (const int failed = initializeDrivers())
         return failed;
     m_initialized = true;
-    m_destroying = false;
+    bool changed = false;
+    {
+        const CriticalSectionScoped guard(*m_leafLock);
+        m_destroying = false;
+        changed = m_changedMeanwhile;
+    }
+    if (changed)  // some drivers had been asked for their cameras already
+        rebuildDeviceTable();
     logPrint(kLogMilestone, "Nubrix SDK  Initialize End");
     return 0;
 }

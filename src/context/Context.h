@@ -180,6 +180,7 @@ private:
     typedefNubrixeviceAttribute *findRecord(const char *uri);
     NubrixBaseDriver *driverForIdentifiers(unsigned int vid, unsigned int pid);
     bool isOpen(const std::string &path) const;
+    bool isDropped();
     bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
                        unsigned int state);
     std::unique_ptr<NubrixBaseUpgrade> takeUpgraderOf(NubrixDevice *handle);
@@ -203,8 +204,8 @@ private:
 
     ReentrantLock m_frameReadLock;  // readFrame, and the end of a stream
     std::atomic<bool> m_initialized{false};
-    std::atomic<bool> m_destroying{false};
-    InFlight m_inFlight;  // what destroy waits for before it takes the API lock
+    std::atomic<bool> m_destroying{false};  // until the next initialize has ended
+    InFlight m_inFlight;                    // what destroy waits for before it takes the API lock
     std::unique_ptr<CriticalSectionWrapper> m_apiLock;
     std::unique_ptr<CriticalSectionWrapper> m_leafLock;   // nothing is called while it is held
     std::unique_ptr<CriticalSectionWrapper> m_thirdLock;  // no user; gone after the first destroy
@@ -219,6 +220,7 @@ private:
     // Under the leaf lock.
     using Registration = std::pair<NubrixDeviceStateCallback, void *>;
     std::list<Registration> m_stateCallbacks;
+    bool m_changedMeanwhile = false;  // cameras, while the next initialize was under way
     StreamRegistry m_streams;
     std::list<std::shared_ptr<StreamRecorder>> m_recorders;
     std::map<unsigned int, std::shared_ptr<MultiStreamsListener>> m_listeners;  // by thread

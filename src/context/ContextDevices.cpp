@@ -282,7 +282,7 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
 {
     const InFlight::Entry entry(m_inFlight);
     logEmptyLine();
-    if (m_destroying || upgraderTakes(deviceAddr, serial, location, state))
+    if (isDropped() || upgraderTakes(deviceAddr, serial, location, state))
         return;
     logPrint(kLogMilestone,
              "onDeviceState Change deviceAddr = %s , SN = %s, location = %s, deviceState = %d",
@@ -291,6 +291,13 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
         logAdvice(orEmpty(deviceAddr));
     rebuildDeviceTable();
     notifyApplication(deviceAddr, serial, state);
+}
+
+bool Context::isDropped()
+{
+    const CriticalSectionScoped guard(*m_leafLock);
+    m_changedMeanwhile = m_changedMeanwhile || m_destroying;
+    return m_destroying;
 }
 
 bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const char *location,

@@ -251,6 +251,20 @@ TEST_F(HotPlug, EventsDuringDestroyAreDropped)
     EXPECT_THAT(m_usb.calls(), ElementsAre("closeDevice usb:1", "driverDestroy"));
 }
 
+TEST_F(HotPlug, ACameraThatComesDuringTheNextInitializeIsListed)
+{
+    ASSERT_EQ(context().destroy(), 0);
+    bool isAsked = false;
+    m_net.setHook([&](const std::string &call) {
+        if (call.rfind("getDeviceList", 0) != 0 || std::exchange(isAsked, true))
+            return;
+        m_usb.setDevices({cameraRecord("usb:1"), cameraRecord("usb:2")});  // it was asked already
+        std::thread([&] { m_usb.raise("usb:2", "SN1", "1-1", kOn); }).join();
+    });
+    ASSERT_EQ(context().initialize(), 0);
+    EXPECT_THAT(listed(), ElementsAre("usb:1", "usb:2", "net:1"));
+}
+
 TEST_F(HotPlug, DestroyForgetsTheCallbacks)
 {
     registering(&first);
