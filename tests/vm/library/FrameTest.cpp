@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <set>
+#include <string>
 
 #include "CameraFixture.h"
 
@@ -47,7 +47,8 @@ public:
 
     std::set<std::uintptr_t> addresses() const
     {
-        static const std::regex kBuffer("memory=userptr.*userptr=0x([0-9a-f]+)");
+        static const std::string kMemory = "memory=userptr";
+        static const std::string kAddress = "userptr=0x";
         std::set<std::uintptr_t> all;
         std::array<char, 8192> record = {};
         for (;;) {
@@ -59,9 +60,11 @@ public:
                 return all;
             }
             const std::string text(record.data(), static_cast<std::size_t>(bytes));
-            std::smatch found;
-            if (std::regex_search(text, found, kBuffer)) {
-                all.insert(std::stoul(found[1], nullptr, 16));
+            const std::size_t memory = text.find(kMemory);
+            const std::size_t address =
+                memory == std::string::npos ? memory : text.find(kAddress, memory + kMemory.size());
+            if (address != std::string::npos) {
+                all.insert(std::stoul(text.substr(address + kAddress.size()), nullptr, 16));
             }
         }
     }
