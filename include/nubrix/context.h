@@ -79,7 +79,8 @@ public:
     virtual int openDevice2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path,
                             NubrixDevice **device) = 0;
     /// Passes a new descriptor to the upgrade that is running.
-    virtual int setDufDeviceFd(unsigned int a, unsigned int b, unsigned int c, const char *d) = 0;
+    virtual int setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd,
+                               const char *path) = 0;
     /// Closes the streams of the camera and the camera. May block until its callbacks have
     /// returned.
     virtual int closeDevice(NubrixDevice *device) = 0;
@@ -216,7 +217,8 @@ public:
                                           const char *file) = 0;
     /// Passes an event that the application has seen itself to the upgrade that was started last;
     /// what the numbers mean is the upgrader's. Always 0.
-    virtual int setDeviceStatusChange(int a, int b, const char *path, unsigned int d) = 0;
+    virtual int setDeviceStatusChange(int event, int detail, const char *path,
+                                      unsigned int state) = 0;
 
     /// Sets or changes the callback of a stream, before or after its start. After a stop the
     /// callback must be set again to be called again.

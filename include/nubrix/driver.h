@@ -254,12 +254,12 @@ public:
     {
     }
     /// The application's setDeviceStatusChange.
-    virtual void onDeviceStateChange(const char * /*path*/, int /*a*/, int /*b*/,
-                                     unsigned int /*d*/)
+    virtual void onDeviceStateChange(const char * /*path*/, int /*event*/, int /*detail*/,
+                                     unsigned int /*state*/)
     {
     }
-    virtual void setDufDeviceFd(unsigned int /*a*/, unsigned int /*b*/, unsigned int /*c*/,
-                                const char * /*d*/)
+    virtual void setDufDeviceFd(unsigned int /*vid*/, unsigned int /*pid*/, unsigned int /*fd*/,
+                                const char * /*path*/)
     {
     }
     /// While true, hot-plug events of this camera stay with the upgrader.

@@ -1,52 +1,97 @@
-// Life cycle, guards and tear-down.
+// Life cycle and tear-down.
 #include "context/Context.h"
 
-#include "base/CriticalSectionScoped.h"
+#include <exception>
+#include <mutex>
+#include <optional>
+
+#include "base/CallbackScope.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
-#include "device/Device.h"
+#include "context/ContextGuards.h"
 #include "device/DriverLoader.h"
 #include "log/LogDriver.h"
 #include "nubrix/version.h"
-#include "record/StreamRecorder.h"
-#include "stream/MultiStreamsListener.h"
-#include "stream/VideoStream.h"
 
 namespace nubrix {
 
+namespace {
+
+// The contexts that exist, linked through m_nextExisting: a driver that was left running may call
+// back when its context is gone.
+Undestroyed<Mutex> g_existingMutex;
+Context *g_firstExisting = nullptr;
+
+}  // namespace
+
 Context::Context()
     : m_apiLock(CriticalSectionWrapper::create()),
-      m_leafLock(CriticalSectionWrapper::create()),
-      m_thirdLock(CriticalSectionWrapper::create()),
       m_streamNames({{NUBRIX_STREAM_COLOR, "color"},
                      {NUBRIX_STREAM_DEPTH, "depth"},
                      {NUBRIX_STREAM_LIGHT_IR, "light ir"},
-                     {NUBRIX_STREAM_IR, "ir"}}),
-      m_streams(*m_leafLock)
+                     {NUBRIX_STREAM_IR, "ir"}})
 {
+    {
+        const MutexLock guard(g_existingMutex.get());
+        m_nextExisting = g_firstExisting;
+        g_firstExisting = this;
+    }
     loadLogDriver("NubrixCommonDriver");
 }
 
 Context::~Context()
 {
+    {
+        const MutexLock guard(g_existingMutex.get());
+        Context **link = &g_firstExisting;
+        while (*link != this)
+            link = &(*link)->m_nextExisting;
+        *link = m_nextExisting;
+    }
     logEmptyLine();
+    m_gate->shut();
+    m_waiters.wakeAll();
+    m_gate->waitForOthers();
+    abandonObjects();
     unloadLogDriver();
+}
+
+// Kept: what was not destroyed before is left as it is, and its threads run on; only recorders are
+// closed. See docs/oddities.md.
+void Context::abandonObjects()
+{
+    for (const auto &stream : m_streams.all())
+        new std::shared_ptr<VideoStream>(stream);
+    for (const auto &device : m_devices.all())
+        new std::shared_ptr<Device>(device);
+    for (const auto &upgrader : m_upgrades.all())
+        new std::shared_ptr<Upgrader>(upgrader);
 }
 
 int Context::initialize()
 {
     logPrint(kLogMilestone, "Nubrix SDK  Initialize start");
     logEmptyLine();
-    const ApiLock lock(*this);
-    if (lock.refused())
-        return refuseUninitialized();
-    if (m_initialized) {
+    return guarded([this] {
+        // destroy may be waiting for the callback that calls this.
+        if (!CallbackScope::isActive() && !m_gate->isInside())
+            m_lifeLock.lock();
+        else if (!m_lifeLock.try_lock())
+            return refuseUninitialized();
+        const std::lock_guard<Mutex> life(m_lifeLock, std::adopt_lock);
+        const CriticalSectionScoped lock(*m_apiLock);
+        if (!m_initialized)
+            return startUp();
         logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
         return 0;
-    }
+    });
+}
+
+int Context::startUp()
+{
     {
-        const CriticalSectionScoped guard(*m_leafLock);
-        m_changedMeanwhile = false;
+        const MutexLock guard(m_eventMutex);
+        m_missedEvent = false;
     }
     logPrint(kLogInfo, "Nubrix SDK Version %d.%d.%d", NUBRIX_VERSION_MAJOR, NUBRIX_VERSION_MINOR,
              NUBRIX_VERSION_PATCH);
@@ -56,14 +101,14 @@ int Context::initialize()
     if (const int failed = initializeDrivers())
         return failed;
     m_initialized = true;
-    bool changed = false;
+    bool missed = false;
     {
-        const CriticalSectionScoped guard(*m_leafLock);
+        const MutexLock guard(m_eventMutex);
         m_destroying = false;
-        changed = m_changedMeanwhile;
+        missed = m_missedEvent;
     }
-    if (changed)  // some drivers had been asked for their cameras already
-        rebuildDeviceTable();
+    if (missed)  // some drivers had been asked for their cameras already
+        m_records.rebuild(m_drivers);
     logPrint(kLogMilestone, "Nubrix SDK  Initialize End");
     return 0;
 }
@@ -74,21 +119,20 @@ void Context::loadDriverOf(DRIVER_TYPE type, const char *success)
     if (!driver)
         return;
     logPrint(kLogMilestone, "%s", success);
-    const CriticalSectionScoped guard(*m_leafLock);
-    m_drivers[type] = driver;
+    m_drivers.set(type, driver);
 }
 
 int Context::initializeDrivers()
 {
-    const std::lock_guard<std::recursive_mutex> table(m_tableLock);
-    m_deviceCount = 0;
-    for (const auto &[type, driver] : drivers()) {
+    m_records.clear();
+    for (const auto &[type, driver] : m_drivers.loaded()) {
         driver->setDeviceStateCallback(&Context::deviceStateCallback, this);
         if (const int failed = driver->initialize()) {
             logPrint(kLogError, "initialize %d driver  failed!", static_cast<int>(type));
             return failed;
         }
-        if (listDevicesOf(*driver) != 0) {
+        noteRunning(type, driver);
+        if (m_records.append(*driver) != 0) {
             logPrint(kLogMilestone, "get device list failed");
             return -1;
         }
@@ -98,100 +142,114 @@ int Context::initializeDrivers()
 
 int Context::destroy()
 {
-    m_destroying = true;
-    logEmptyLine();
-    m_inFlight.waitForOthers();
+    if (CallbackScope::isActive() || m_gate->isInside()) {
+        logPrint(kLogError,
+                 "destroy was called from within a callback or an operation, for which it would "
+                 "have to wait: call it on another thread");
+        return -1;
+    }
+    return guarded([this] {
+        const MutexLock life(m_lifeLock);
+        {
+            const MutexLock guard(m_eventMutex);
+            m_destroying = true;
+        }
+        m_gate->shut();
+        logEmptyLine();
+        m_waiters.wakeAll();
+        m_gate->waitForOthers();
+        const int result = guarded([this] { return tearDown(); });
+        m_gate->open();
+        return result;
+    });
+}
+
+int Context::tearDown()
+{
     const CriticalSectionScoped lock(*m_apiLock);
     const int result = releaseAllResoures();
     if (result == 0)
         m_initialized = false;
+    m_drivers.forgetAll();
     closeDriverLibraries();
-    const CriticalSectionScoped guard(*m_leafLock);
-    for (auto &driver : m_drivers)
-        driver.second = nullptr;
     return result;
 }
 
 int Context::releaseAllResoures()
 {
     logEmptyLine();
-    if (const int refused = requireInitialized())
-        return refused;
-    {
-        std::map<unsigned int, std::shared_ptr<MultiStreamsListener>> listeners;
-        const CriticalSectionScoped guard(*m_leafLock);
-        listeners.swap(m_listeners);
-    }
+    if (!m_initialized)
+        return refuseUninitialized();
+    m_waiters.clear();
     releaseRecorders();
     releaseStreams();
-    releaseStateCallbacks();
+    {
+        const MutexLock guard(m_eventMutex);
+        m_stateCallbacks.clear();
+    }
     releaseDevices();
     releaseDrivers();
-    releaseUpgraders();
-    m_thirdLock.reset();
+    m_upgrades.removeAll();
     return 0;
 }
 
 void Context::releaseRecorders()
 {
-    const auto first = [this] {
-        const CriticalSectionScoped guard(*m_leafLock);
-        return m_recorders.empty() ? nullptr : m_recorders.front()->handle();
-    };
-    NubrixRecord *last = nullptr;
-    for (NubrixRecord *each = first(); each && each != last; each = first()) {
-        recorderStop(each);
-        destroyRecorder(each);
-        last = each;
+    while (const std::shared_ptr<StreamRecorder> recorder = m_recorders.first()) {
+        recorderStop(recorder->handle());
+        destroyRecorder(recorder->handle());
+        m_recorders.remove(recorder->handle());  // an override may have kept it
     }
-    std::list<std::shared_ptr<StreamRecorder>> left;  // by an override that keeps them
-    const CriticalSectionScoped guard(*m_leafLock);
-    left.swap(m_recorders);
 }
 
 void Context::releaseStreams()
 {
-    while (VideoStream *const stream = m_streams.first()) {
+    while (const std::shared_ptr<VideoStream> stream = m_streams.first()) {
         logPrint(kLogTrace, "begin release:stop stream");
         stopStream(stream->handle());
-        const StreamRegistry::Removed removed = m_streams.remove(stream->handle());
-        m_streams.waitUnpinned(removed);
-        delete stream;
-        m_streams.forget(removed);
+        m_streams.retire(stream->handle());  // an override may have destroyed it
+        shutDown(stream);
     }
-    m_streams.waitForgotten(nullptr);  // those that another thread is destroying
-}
-
-void Context::releaseStateCallbacks()
-{
-    const CriticalSectionScoped guard(*m_leafLock);
-    m_stateCallbacks.clear();
+    for (const auto &stream : m_streams.retired())  // by callbacks
+        shutDown(stream);
 }
 
 void Context::releaseDevices()
 {
-    for (Device *device : m_devices) {
+    while (const std::shared_ptr<Device> device = m_devices.first()) {
         logPrint(kLogTrace, "begin release:close device");
         device->close();
-        delete device;
+        m_devices.remove(device->handle());
     }
-    m_devices.clear();
 }
 
 void Context::releaseDrivers()
 {
-    for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI}) {
-        if (const auto destroyDriver = driverDestroyOf(type))
-            destroyDriver(driverOf(type));
-    }
+    for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI})
+        destroyDriver(type, m_drivers.of(type));
 }
 
-void Context::releaseUpgraders()
+// A camera arrives or leaves, on a driver's thread. The context may be gone, or be about to go.
+void Context::deviceStateCallback(const char *deviceAddr, const char *serial, const char *location,
+                                  unsigned int state, void *user)
 {
-    m_activeUpgrader = nullptr;
-    for (const auto &upgrader : m_upgraders)
-        delete upgrader.second;
-    m_upgraders.clear();
+    auto *const context = static_cast<Context *>(user);
+    std::optional<Gate::Entry> entry;
+    {
+        const MutexLock guard(g_existingMutex.get());
+        const Context *each = g_firstExisting;
+        while (each && each != context)
+            each = each->m_nextExisting;
+        if (!each)
+            return;
+        entry.emplace(*context->m_gate);
+        if (!*entry)
+            context->missEvent();
+    }
+    if (*entry)
+        context->onDeviceState(deviceAddr, serial, location, state);
+    else
+        logEmptyLine();
 }
 
 void Context::setErrorCode(NubrixErrorCode code)
@@ -199,104 +257,47 @@ void Context::setErrorCode(NubrixErrorCode code)
     setErrorNumber(code);
 }
 
-// --- guards
+// --- refusals
 
-Context::ApiLock::ApiLock(Context &context) : m_context(context)
-{
-    if (VideoStream::onCallbackThread()) {
-        m_entry.emplace(context.m_inFlight);
-        m_refused = context.m_destroying;
-    }
-    if (!m_refused)
-        m_context.m_apiLock->enter();
-}
-
-Context::ApiLock::~ApiLock()
-{
-    if (!m_refused)
-        m_context.m_apiLock->leave();
-}
-
-int Context::refuseUninitialized()
+int refuseUninitialized()
 {
     setErrorNumber(NUBRIX_ERR_NOT_INITIALIZED);
     logPrint(kLogError, "not Initialized! ");
     return -2;
 }
 
-int Context::requireInitialized() const
-{
-    return m_initialized ? 0 : refuseUninitialized();
-}
-
-int Context::requireInitialized(const ApiLock &lock) const
-{
-    return lock.refused() ? refuseUninitialized() : requireInitialized();
-}
-
-int Context::requireDevice(const ApiLock &lock, NubrixDevice *handle, Device *&device) const
-{
-    if (const int refused = requireInitialized(lock))
-        return refused;
-    return requireOpenDevice(handle, device);
-}
-
-int Context::requireOpenDevice(NubrixDevice *handle, Device *&device) const
-{
-    for (Device *each : m_devices) {
-        if (each->handle() == handle) {
-            device = each;
-            return 0;
-        }
-    }
-    return refuseDevice();
-}
-
-int Context::refuseDevice()
+int refuseDevice()
 {
     setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
     logPrint(kLogError, "Invalid Device!");
     return -3;
 }
 
-StreamRegistry::Pin Context::requireStream(NubrixStream *handle)
+int refuseStream()
 {
-    StreamRegistry::Pin pin = m_streams.pin(handle);
-    if (!pin) {
-        setErrorNumber(NUBRIX_ERR_INVALID_STREAM);
-        // Kept: the text says "Valid" for an invalid handle, and applications match it. See
-        // docs/oddities.md.
-        logPrint(kLogError, "Stream Handle is Valid!");
+    setErrorNumber(NUBRIX_ERR_INVALID_STREAM);
+    // Kept: the text says "Valid" for an invalid handle, and applications match it. See
+    // docs/oddities.md.
+    logPrint(kLogError, "Stream Handle is Valid!");
+    return -13;
+}
+
+int refuseRecorder()
+{
+    logPrint(kLogError, "Invalid Recorder Handler!");
+    return -13;
+}
+
+int reportException() noexcept
+{
+    try {
+        throw;
+    } catch (const std::exception &thrown) {
+        logPrint(kLogError, "the operation failed: %s", thrown.what());
+    } catch (...) {
+        logPrint(kLogError, "the operation failed for an unknown reason");
     }
-    return pin;
-}
-
-// --- drivers
-
-NubrixBaseDriver *Context::driverOf(DRIVER_TYPE type)
-{
-    const CriticalSectionScoped guard(*m_leafLock);
-    return m_drivers[type];  // looking a driver up makes a null entry for a missing one
-}
-
-std::vector<std::pair<DRIVER_TYPE, NubrixBaseDriver *>> Context::drivers()
-{
-    const CriticalSectionScoped guard(*m_leafLock);
-    std::vector<std::pair<DRIVER_TYPE, NubrixBaseDriver *>> loaded;
-    for (const auto &driver : m_drivers) {
-        if (driver.second)
-            loaded.push_back(driver);
-    }
-    return loaded;
-}
-
-int Context::listDevicesOf(NubrixBaseDriver &driver)
-{
-    // Kept: always offers 60 records, whatever room is left. See docs/oddities.md.
-    unsigned int count = kMaxDevices;
-    const int result = driver.getDeviceList(&m_deviceTable[m_deviceCount], &count);
-    m_deviceCount += count;
-    return result;
+    return -1;
 }
 
 }  // namespace nubrix

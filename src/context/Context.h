@@ -5,23 +5,25 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "base/CriticalSectionWrapper.h"
+#include "base/Mutex.h"
 #include "base/ReentrantLock.h"
-#include "context/InFlight.h"
-#include "context/StreamRegistry.h"
+#include "context/DeviceRecords.h"
+#include "context/DriverTable.h"
+#include "context/Gate.h"
+#include "context/HandleTable.h"
+#include "context/Upgrades.h"
+#include "context/Waiters.h"
+#include "device/Device.h"
 #include "nubrix/context.h"
-#include "nubrix/driver.h"
+#include "record/StreamRecorder.h"
+#include "stream/VideoStream.h"
 
 namespace nubrix {
-
-class MultiStreamsListener;
-class StreamRecorder;
 
 class Context : public NubrixBaseContext {
 public:
@@ -43,7 +45,8 @@ public:
     int openDevice(const char *uri, NubrixDevice **device) override;
     int openDevice2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path,
                     NubrixDevice **device) override;
-    int setDufDeviceFd(unsigned int a, unsigned int b, unsigned int c, const char *d) override;
+    int setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd,
+                       const char *path) override;
     int closeDevice(NubrixDevice *handle) override;
 
     // ContextProperties.cpp
@@ -106,7 +109,7 @@ public:
     int deviceStartUpgradeOffLine(NubrixDevice *device,
                                   const typedefNubrixUpgradeCallbacks *callbacks,
                                   const char *file) override;
-    int setDeviceStatusChange(int a, int b, const char *path, unsigned int d) override;
+    int setDeviceStatusChange(int event, int detail, const char *path, unsigned int state) override;
 
     int setStreamCallback(NubrixStream *handle, NubrixFrameCallback callback, void *user) override;
     int setGmslI2CStats(bool on) override;
@@ -133,105 +136,90 @@ public:
                        unsigned int state);
 
 private:
-    static constexpr unsigned int kMaxDevices = 60;
+    // How an operation runs; ContextGuards.h has the bodies. What is thrown in it ends in -1 (null)
+    // and a line in the log.
+    //   inside: in the gate, or `refuse` answers
+    //   underLock: inside, initialized, and with the API lock
+    //   onDevice, onRecorder: under the lock, with the object of a handle
+    //   onStream: inside and initialized, with the object of a handle
+    template <class Body>
+    auto inside(Body body, int (*refuse)()) -> decltype(body());
+    template <class Body>
+    auto inside(Body body) -> decltype(body());
+    template <class Body>
+    auto underLock(Body body) -> decltype(body());
+    template <class Body>
+    auto onDevice(NubrixDevice *handle, Body body);
+    template <class Body>
+    auto onRecorder(NubrixRecord *handle, Body body);
+    template <class Body>
+    auto onStream(NubrixStream *handle, Body body);
 
-    // Holds the API lock for one operation. While destroy runs, an operation on a callback thread
-    // does not wait for the lock, because destroy waits for that thread; it is refused.
-    class ApiLock final {
-    public:
-        explicit ApiLock(Context &context);
-        ~ApiLock();
-        ApiLock(const ApiLock &) = delete;
-        ApiLock &operator=(const ApiLock &) = delete;
-        bool refused() const { return m_refused; }
-
-    private:
-        Context &m_context;
-        std::optional<InFlight::Entry> m_entry;
-        bool m_refused = false;
-    };
-
-    // The guards. Each says everything about a refusal and returns its status, 0 to go on.
-    static int refuseUninitialized();
-    static int refuseDevice();
-    int requireInitialized() const;
-    int requireInitialized(const ApiLock &lock) const;
-    int requireDevice(const ApiLock &lock, NubrixDevice *handle, Device *&device) const;
-    int requireOpenDevice(NubrixDevice *handle, Device *&device) const;
-    std::shared_ptr<StreamRecorder> requireRecorder(NubrixRecord *handle);
-    // Nothing when the handle is unknown, which is reported; the operation then returns -13.
-    StreamRegistry::Pin requireStream(NubrixStream *handle);
-
+    // Context.cpp
+    int startUp();
+    int tearDown();
     int releaseAllResoures();
     void releaseRecorders();
     void releaseStreams();
-    void releaseStateCallbacks();
     void releaseDevices();
     void releaseDrivers();
-    void releaseUpgraders();
     void loadDriverOf(DRIVER_TYPE type, const char *success);
     int initializeDrivers();
+    void abandonObjects();
 
-    NubrixBaseDriver *driverOf(DRIVER_TYPE type);
-    std::vector<std::pair<DRIVER_TYPE, NubrixBaseDriver *>> drivers();
-    int listDevicesOf(NubrixBaseDriver &driver);
-    int resolveUri(const char *uri, std::string &path, NubrixBaseDriver *&driver);
-    bool isGmslPath(const char *path) const;
-    typedefNubrixeviceAttribute *findRecord(const char *uri);
-    NubrixBaseDriver *driverForIdentifiers(unsigned int vid, unsigned int pid);
-    bool isOpen(const std::string &path) const;
-    bool isDropped();
+    // ContextDevices.cpp
+    int findCamera(const char *uri, std::string &path, NubrixBaseDriver *&driver);
+    NubrixDevice *keep(std::shared_ptr<Device> device);
+    bool dropsEvent();
+    void missEvent();
     bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
                        unsigned int state);
-    std::unique_ptr<NubrixBaseUpgrade> takeUpgraderOf(NubrixDevice *handle);
-    static void logAdvice(const char *deviceAddr);
-    void rebuildDeviceTable();
     void notifyApplication(const char *deviceAddr, const char *serial, unsigned int state);
 
-    std::list<std::shared_ptr<StreamRecorder>> recorders();
-    unsigned int frameTypeOf(NubrixStream *handle);
-    void detachFromRecorders(NubrixStream *handle);
-    int closeStreamsOfDevice(Device *device);
-    typedefNubrixFrame *internalReadStreamFrame(VideoStream *stream);
-    std::shared_ptr<MultiStreamsListener> listenerOfThisThread();
-    int waitInSlices(NubrixStream **handles, int count, MultiStreamsListener &listener,
-                     NubrixStream **ready, int timeoutMs);
-    int waitStreamsUtilTimeout(NubrixStream **handles, int count, MultiStreamsListener *listener,
-                               NubrixStream **ready, int ms);
-    bool canWaitOn(NubrixStream **handles, int count);
-    bool checkIfAnyDeviceConnected(NubrixStream **handles, int count);
-    bool checkIfDeviceKeepLiveOK(NubrixStream **handles, int count);
+    // ContextStreams.cpp
+    int closeStreamsOfDevice(const Device &device);
+    bool shutDown(const std::shared_ptr<VideoStream> &stream);
+    typedefNubrixFrame *internalReadStreamFrame(VideoStream &stream);
 
-    ReentrantLock m_frameReadLock;  // readFrame, and the end of a stream
+    // ContextWait.cpp
+    using Streams = std::vector<std::shared_ptr<VideoStream>>;
+    int waitForStreamsInside(NubrixStream **handles, int count, NubrixStream **ready,
+                             int timeoutMs);
+    int waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
+                               NubrixStream **ready, unsigned int ms);
+    bool haveHandles(const Streams &streams) const;
+    static bool checkIfAnyDeviceConnected(const Streams &streams);
+    static bool checkIfDeviceKeepLiveOK(const Streams &streams);
+
+    // ContextPhoto.cpp, ContextUpgrade.cpp
+    int copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned char> &pixels);
+    std::shared_ptr<Upgrader> upgraderOf(NubrixDevice *handle,
+                                         const std::shared_ptr<Device> &device);
+
+    Context *m_nextExisting = nullptr;  // in the list of all contexts, which Context.cpp guards
+    const std::shared_ptr<Gate> m_gate = std::make_shared<Gate>();
+    Mutex m_lifeLock;               // one initialize or destroy at a time
+    ReentrantLock m_frameReadLock;  // readFrame, and the deletion of a stream
+    const std::unique_ptr<CriticalSectionWrapper> m_apiLock;
     std::atomic<bool> m_initialized{false};
-    std::atomic<bool> m_destroying{false};  // until the next initialize has ended
-    InFlight m_inFlight;                    // what destroy waits for before it takes the API lock
-    std::unique_ptr<CriticalSectionWrapper> m_apiLock;
-    std::unique_ptr<CriticalSectionWrapper> m_leafLock;   // nothing is called while it is held
-    std::unique_ptr<CriticalSectionWrapper> m_thirdLock;  // no user; gone after the first destroy
-
     const std::map<unsigned int, std::string> m_streamNames;  // fixed after construction
 
-    // Under the API lock.
-    std::list<Device *> m_devices;
-    std::map<NubrixDevice *, NubrixBaseUpgrade *> m_upgraders;
-    std::atomic<NubrixBaseUpgrade *> m_activeUpgrader{nullptr};
+    // Each is thread-safe and calls nothing under its own lock, except that DeviceRecords asks the
+    // drivers.
+    DriverTable m_drivers;
+    DeviceRecords m_records;
+    HandleTable<Device> m_devices;
+    HandleTable<VideoStream> m_streams;
+    HandleTable<StreamRecorder> m_recorders;
+    Waiters m_waiters;
+    Upgrades m_upgrades;
 
-    // Under the leaf lock.
     using Registration = std::pair<NubrixDeviceStateCallback, void *>;
-    std::list<Registration> m_stateCallbacks;
-    bool m_changedMeanwhile = false;  // cameras, while the next initialize was under way
-    StreamRegistry m_streams;
-    std::list<std::shared_ptr<StreamRecorder>> m_recorders;
-    std::map<unsigned int, std::shared_ptr<MultiStreamsListener>> m_listeners;  // by thread
-    std::map<DRIVER_TYPE, NubrixBaseDriver *> m_drivers;
-
-    // The application reads these tables in place.
-    std::recursive_mutex m_tableLock;  // serialises rebuilding and looking up
-    typedefNubrixeviceAttribute m_deviceTable[kMaxDevices] = {};
-    std::atomic<unsigned int> m_deviceCount{0};
-    _NubrixGmslDeviceInfo m_gmslTable[kMaxDevices] = {};
-    unsigned int m_gmslCount = 0;
+    Mutex m_eventMutex;
+    std::list<Registration> m_stateCallbacks NUBRIX_GUARDED_BY(m_eventMutex);
+    bool m_destroying NUBRIX_GUARDED_BY(m_eventMutex) =
+        false;  // until the next initialize has ended
+    bool m_missedEvent NUBRIX_GUARDED_BY(m_eventMutex) = false;  // one was dropped meanwhile
 };
 
 }  // namespace nubrix

@@ -1,52 +1,68 @@
 // Photos: the newest colour frame as a bitmap file.
 #include <cstdint>
+#include <cstring>
 
 #include "base/ErrorNumber.h"
 #include "base/xp.h"
-#include "context/Context.h"
-#include "stream/VideoStream.h"
+#include "context/ContextGuards.h"
 #include "utils/BitmapFile.h"
 
 namespace nubrix {
 
 namespace {
 
-bool holdsItsPixels(const typedefNubrixFrame &picture)
+// The bytes of the pixels, 0 for a frame without pixels or with too little data.
+std::uint64_t pixelBytes(const typedefNubrixFrame &frame)
 {
-    if (picture.width < 0 || picture.height < 0)
-        return false;
+    if (frame.width < 0 || frame.height < 0)
+        return 0;
     // Three times a product of two such numbers fits.
-    const auto pixels =
-        static_cast<std::uint64_t>(picture.width) * static_cast<std::uint64_t>(picture.height);
-    return picture.dataSize >= pixels * 3;
+    const auto bytes =
+        static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height) * 3;
+    return frame.dataSize >= bytes ? bytes : 0;
 }
 
 }  // namespace
 
 int Context::takePhoto(const char *path)
 {
-    {
-        const ApiLock lock(*this);
-        if (const int refused = requireInitialized(lock))
-            return refused;
-    }
-    const StreamRegistry::Pin stream = m_streams.pinFirstOf(NUBRIX_STREAM_COLOR);
-    if (!stream) {
-        setErrorNumber(NUBRIX_ERR_INVALID_STREAM);
-        return -8;
-    }
-    xp<NubrixFrameRef> frame;
-    if (const int failed = stream->getFrame(frame))  // up to 1 s, without the API lock
+    typedefNubrixFrame frame = {};
+    std::vector<unsigned char> pixels;
+    if (const int failed = copyColourFrame(frame, pixels))
         return failed;
-    const typedefNubrixFrame &picture = frame->frame();
-    if (picture.pixelFormat != NUBRIX_PIXEL_RGB888 || !holdsItsPixels(picture))
-        return -8;
-    const std::string name = path && *path ? path : bitmapNameOfNow();
-    if (!writeBitmap(name, picture)) {
+    // Outside of the gate, with nothing held: a pipe or a slow disk holds nobody up.
+    return guarded([&] {
+        const std::string name = path && *path ? path : bitmapNameOfNow();
+        if (writeBitmap(name, frame))
+            return 0;
         setErrorNumber(NUBRIX_ERR_URI_NOT_FOUND);
         return -4;
-    }
-    return 0;
+    });
+}
+
+int Context::copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned char> &pixels)
+{
+    return inside([&] {
+        if (const int refused = underLock([] { return 0; }))
+            return refused;
+        const std::shared_ptr<VideoStream> stream = m_streams.findIf(
+            [](VideoStream &each) { return each.getFrameType() == NUBRIX_STREAM_COLOR; });
+        if (!stream) {
+            setErrorNumber(NUBRIX_ERR_INVALID_STREAM);
+            return -8;
+        }
+        xp<NubrixFrameRef> newest;
+        if (const int failed = stream->getFrame(newest))  // up to 1 s, without the API lock
+            return failed;
+        frame = newest->frame();
+        const std::uint64_t bytes = pixelBytes(frame);
+        if (frame.pixelFormat != NUBRIX_PIXEL_RGB888 || bytes == 0)
+            return -8;
+        const auto *const source = static_cast<const unsigned char *>(frame.data);
+        pixels.assign(source, source + bytes);
+        frame.data = pixels.data();
+        return 0;
+    });
 }
 
 }  // namespace nubrix

@@ -1,6 +1,5 @@
 // Point clouds: two conversions by the library, one by the camera's driver.
-#include "context/Context.h"
-#include "device/Device.h"
+#include "context/ContextGuards.h"
 #include "utils/PointCloud.h"
 
 namespace nubrix {
@@ -10,8 +9,11 @@ int Context::convertDepthToPointCloud(const unsigned short *depth, unsigned int 
                                       float cy, typedefNubrixPoint3D *points,
                                       unsigned int pixelType, bool limitRange)
 {
-    convertToPointCloud(depth, width, height, {s, fx, fy, cx, cy}, points, pixelType, limitRange);
-    return 0;
+    return guarded([&] {
+        convertToPointCloud(depth, width, height, {s, fx, fy, cx, cy}, points, pixelType,
+                            limitRange);
+        return 0;
+    });
 }
 
 int Context::convertDepthToPointCloud2(NubrixDevice *handle, const unsigned short *depth,
@@ -19,15 +21,14 @@ int Context::convertDepthToPointCloud2(NubrixDevice *handle, const unsigned shor
                                        float fy, float cx, float cy, typedefNubrixPoint3D *points,
                                        unsigned int pixelType, bool limitRange)
 {
-    // Before the lock: without a context there is no waiting.
-    if (const int refused = requireInitialized())
-        return refused;
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->convertDepthToPointCloud2(depth, width, height, s, fx, fy, cx, cy, points,
-                                             pixelType, limitRange);
+    return inside([&] {
+        if (!m_initialized)  // before the lock: without a context there is no waiting
+            return refuseUninitialized();
+        return onDevice(handle, [&](Device &device) {
+            return device.convertDepthToPointCloud2(depth, width, height, s, fx, fy, cx, cy, points,
+                                                    pixelType, limitRange);
+        });
+    });
 }
 
 int Context::convertDepthToPointCloudWithRGBA(const unsigned short *depth, unsigned int width,
@@ -38,8 +39,10 @@ int Context::convertDepthToPointCloudWithRGBA(const unsigned short *depth, unsig
                                               bool /*limitRange*/)
 {
     // Kept: only s is used of the camera, and depths are not limited. See docs/oddities.md.
-    convertToPointCloudWithColours(depth, width, height, s, points, colours, pixelType);
-    return 0;
+    return guarded([&] {
+        convertToPointCloudWithColours(depth, width, height, s, points, colours, pixelType);
+        return 0;
+    });
 }
 
 }  // namespace nubrix

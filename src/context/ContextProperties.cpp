@@ -1,99 +1,72 @@
 // What is passed through to an open device: modes, properties, version.
 #include "base/LogCall.h"
-#include "context/Context.h"
-#include "device/Device.h"
+#include "context/ContextGuards.h"
 
 namespace nubrix {
 
 int Context::getSupportFrameMode(NubrixDevice *handle, unsigned int streamType,
                                  const typedefNubrixFrameMode **modes, unsigned int *count)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->getSupportFrameMode(streamType, modes, count);
+    return onDevice(handle, [&](Device &device) {
+        return device.getSupportFrameMode(streamType, modes, count);
+    });
 }
 
 int Context::setFrameMode(NubrixDevice *handle, unsigned int streamType,
                           typedefNubrixFrameMode &mode)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->setFrameMode(streamType, mode, false);
+    return onDevice(handle,
+                    [&](Device &device) { return device.setFrameMode(streamType, mode, false); });
 }
 
 typedefNubrixFrameMode *Context::getCurrentFrameMode(NubrixDevice *handle, unsigned int streamType)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (requireDevice(lock, handle, device) != 0)
-        return nullptr;
-    return device->getCurrentFrameMode(streamType);
+    return onDevice(handle, [&](Device &device) { return device.getCurrentFrameMode(streamType); });
 }
 
 int Context::setDeviceProperty(NubrixDevice *handle, unsigned int id, const void *data,
                                unsigned int size)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->setProperty(id, data, size);
+    return onDevice(handle, [&](Device &device) { return device.setProperty(id, data, size); });
 }
 
 int Context::getDeviceProperty(NubrixDevice *handle, unsigned int id, void *data,
                                unsigned int *size)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->getProperty(id, data, size);
+    return onDevice(handle, [&](Device &device) { return device.getProperty(id, data, size); });
 }
 
 int Context::propertyTranspraentTransmission(NubrixDevice *handle, unsigned char *in,
                                              unsigned int inSize, unsigned char *out,
                                              unsigned int *outSize)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->propertyTranspraentTransmission(in, inSize, out, outSize);
+    return onDevice(handle, [&](Device &device) {
+        return device.propertyTranspraentTransmission(in, inSize, out, outSize);
+    });
 }
 
 int Context::getVersion(NubrixDevice *handle, NubrixVersions *versions)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    unsigned int size = sizeof(*versions);
-    return device->getProperty(NUBRIX_PROPERTY_VERSION, versions, &size);
+    return onDevice(handle, [&](Device &device) {
+        unsigned int size = sizeof(*versions);
+        return device.getProperty(NUBRIX_PROPERTY_VERSION, versions, &size);
+    });
 }
 
 int Context::setTemperatureParamsFilePath(NubrixDevice *handle, const char *path)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    return device->setTemperatureParamsFilePath(path);
+    return onDevice(handle,
+                    [&](Device &device) { return device.setTemperatureParamsFilePath(path); });
 }
 
 int Context::setStreamFlagMode(NubrixDevice *handle, unsigned int mode)
 {
-    const ApiLock lock(*this);
-    Device *device = nullptr;
-    if (const int refused = requireDevice(lock, handle, device))
-        return refused;
-    if (mode < 1 || mode > 4)
-        return -1;
-    logPrint(kLogMilestone, "Set Stream Flag Mode = %d", static_cast<int>(mode));
-    return device->setProperty(NUBRIX_PROPERTY_STREAM_FLAG_MODE, &mode, sizeof(mode));
+    return onDevice(handle, [&](Device &device) {
+        if (mode < 1 || mode > 4)
+            return -1;
+        logPrint(kLogMilestone, "Set Stream Flag Mode = %d", static_cast<int>(mode));
+        return device.setProperty(NUBRIX_PROPERTY_STREAM_FLAG_MODE, &mode, sizeof(mode));
+    });
 }
 
 }  // namespace nubrix

@@ -1,12 +1,7 @@
 // Waiting for one of several streams.
-#include "base/CriticalSectionScoped.h"
 #include "base/ErrorNumber.h"
-#include "base/LogCall.h"
-#include "base/ThreadWrapper.h"
-#include "context/Context.h"
-#include "device/Device.h"
+#include "context/ContextGuards.h"
 #include "stream/MultiStreamsListener.h"
-#include "stream/VideoStream.h"
 
 namespace nubrix {
 
@@ -14,113 +9,97 @@ namespace {
 
 constexpr unsigned int kSliceMs = 1000;
 
+// A listener that hears the streams of one wait.
+class Listening final {
+public:
+    explicit Listening(MultiStreamsListener &listener) : m_listener(listener) {}
+    ~Listening() { m_listener.removeAllStreams(); }
+    Listening(const Listening &) = delete;
+    Listening &operator=(const Listening &) = delete;
+
+    void add(VideoStream *stream) { m_listener.addStreams(&stream, 1); }
+
+private:
+    MultiStreamsListener &m_listener;
+};
+
 }  // namespace
 
 int Context::waitForStreams(NubrixStream **handles, int count, NubrixStream **ready, int timeoutMs)
 {
-    if (const int refused = requireInitialized())
-        return refused;
-    if (count < 1) {
-        setErrorNumber(NUBRIX_ERR_URI_NOT_FOUND);
-        return -4;
-    }
-    for (int i = 0; i < count; ++i) {
-        if (!requireStream(handles[i]))
-            return -13;
-    }
-    // Held here too: destroy may drop it from the map meanwhile.
-    const std::shared_ptr<MultiStreamsListener> listener = listenerOfThisThread();
-    for (int i = 0; i < count; ++i) {
-        if (const StreamRegistry::Pin stream = m_streams.pin(handles[i])) {
-            VideoStream *added = stream.get();
-            listener->addStreams(&added, 1);
+    return inside([&] {
+        if (!m_initialized)
+            return refuseUninitialized();
+        if (count < 1) {
+            setErrorNumber(NUBRIX_ERR_URI_NOT_FOUND);
+            return -4;
         }
-    }
-    const int result = waitInSlices(handles, count, *listener, ready, timeoutMs);
-    listener->removeAllStreams();
-    return result;
+        return waitForStreamsInside(handles, count, ready, timeoutMs);
+    });
 }
 
-std::shared_ptr<MultiStreamsListener> Context::listenerOfThisThread()
+int Context::waitForStreamsInside(NubrixStream **handles, int count, NubrixStream **ready,
+                                  int timeoutMs)
 {
-    const int thread = ThreadWrapper::getThreadId();
-    const auto key = static_cast<unsigned int>(thread);
-    {
-        const CriticalSectionScoped guard(*m_leafLock);
-        const auto found = m_listeners.find(key);
-        if (found != m_listeners.end())
-            return found->second;
+    Streams streams;
+    for (int i = 0; i < count; ++i) {
+        streams.push_back(m_streams.find(handles[i]));
+        if (!streams.back())
+            return refuseStream();
     }
-    logPrint(kLogMilestone, "StramListener ThradID = %d", thread);
-    auto created = std::make_shared<MultiStreamsListener>();
-    const CriticalSectionScoped guard(*m_leafLock);
-    m_listeners.emplace(key, created);
-    return created;
-}
-
-int Context::waitInSlices(NubrixStream **handles, int count, MultiStreamsListener &listener,
-                          NubrixStream **ready, int timeoutMs)
-{
-    const auto slice = [&](unsigned int ms) {
-        return waitStreamsUtilTimeout(handles, count, &listener, ready, static_cast<int>(ms));
-    };
+    const std::shared_ptr<MultiStreamsListener> listener = m_waiters.ofThisThread();
+    Listening listening(*listener);
+    for (const auto &stream : streams)
+        listening.add(stream.get());
     const bool forEver = timeoutMs == -1;
     auto left = static_cast<unsigned int>(timeoutMs);
     while (forEver || left > kSliceMs) {
         left -= kSliceMs;
-        const int result = slice(kSliceMs);
+        const int result = waitStreamsUtilTimeout(streams, *listener, ready, kSliceMs);
         if (result != -11)
             return result;
     }
-    return slice(left);
+    return waitStreamsUtilTimeout(streams, *listener, ready, left);
 }
 
-int Context::waitStreamsUtilTimeout(NubrixStream **handles, int count,
-                                    MultiStreamsListener *listener, NubrixStream **ready, int ms)
+int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
+                                    NubrixStream **ready, unsigned int ms)
 {
     // A stream that was closed and opened anew may stand at the same address, and is not heard.
-    if (!canWaitOn(handles, count) || listener->hasLostAStream() ||
-        !checkIfAnyDeviceConnected(handles, count))
+    if (m_gate->isShut() || !haveHandles(streams) || !checkIfAnyDeviceConnected(streams))
         return -9;
-    if (!checkIfDeviceKeepLiveOK(handles, count))
-        return canWaitOn(handles, count) ? -10 : -9;
+    if (!checkIfDeviceKeepLiveOK(streams))
+        return haveHandles(streams) ? -10 : -9;
     VideoStream *last = nullptr;
-    const int waited = listener->wait(static_cast<unsigned int>(ms), &last);
+    const int waited = listener.wait(ms, &last);
+    if (m_gate->isShut())
+        return -9;
     if (waited == 0 && ready)
         ready[0] = reinterpret_cast<NubrixStream *>(last);  // it may be gone: the address only
     return waited;
 }
 
-// False once the context is being destroyed or a stream is gone.
-bool Context::canWaitOn(NubrixStream **handles, int count)
+// False once a stream was closed.
+bool Context::haveHandles(const Streams &streams) const
 {
-    if (m_destroying)
-        return false;
-    for (int i = 0; i < count; ++i) {
-        if (!m_streams.pin(handles[i]))
-            return false;
-    }
-    return true;
+    return std::all_of(streams.begin(), streams.end(), [this](const auto &stream) {
+        return m_streams.find(stream->handle()) == stream;
+    });
 }
 
-bool Context::checkIfAnyDeviceConnected(NubrixStream **handles, int count)
+bool Context::checkIfAnyDeviceConnected(const Streams &streams)
 {
-    for (int i = 0; i < count; ++i) {
-        const StreamRegistry::Pin stream = m_streams.pin(handles[i]);
-        if (stream && stream->device().deviceState() == NUBRIX_DEVICE_CONNECTED)
-            return true;
-    }
-    return false;
+    return std::any_of(streams.begin(), streams.end(), [](const auto &stream) {
+        return stream->device().deviceState() == NUBRIX_DEVICE_CONNECTED;
+    });
 }
 
-bool Context::checkIfDeviceKeepLiveOK(NubrixStream **handles, int count)
+bool Context::checkIfDeviceKeepLiveOK(const Streams &streams)
 {
     // Kept: every device is asked, the last one decides. See docs/oddities.md.
     bool alive = false;
-    for (int i = 0; i < count; ++i) {
-        const StreamRegistry::Pin stream = m_streams.pin(handles[i]);
-        alive = stream && stream->device().keepLiveState() != 0;
-    }
+    for (const auto &stream : streams)
+        alive = stream->device().keepLiveState() != 0;
     return alive;
 }
 

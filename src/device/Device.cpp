@@ -69,6 +69,10 @@ int Device::close()
         const std::lock_guard<std::shared_mutex> unused(m_driverLock);
         driverDevice = m_driverDevice.exchange(nullptr);
     }
+    for (const auto &sensor : m_sensors) {
+        if (sensor)
+            sensor->onDeviceClosed();
+    }
     const int result = m_driver.closeDevice(&driverDevice);
     m_opened = false;
     return result;
@@ -225,13 +229,13 @@ NubrixBaseUpgrade *Device::createUpgradeIntance()
 
 int Device::deviceState() const
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->deviceState() : int{NUBRIX_DEVICE_DISCONNECTED};
 }
 
 int Device::keepLiveState() const
 {
-    NubrixBaseDevice *const driverDevice = m_driverDevice;
+    const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->keepLiveState() : 0;
 }
 

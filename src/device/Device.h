@@ -14,10 +14,11 @@ namespace nubrix {
 
 class VideoStream;
 
-/// Wraps the driver's device and keeps one sensor for each stream type. Used under the context's
-/// API lock, but for deviceState, keepLiveState and what sensors call. Statuses of the driver are
-/// passed on unchanged; -3 where the driver's device is gone.
-class Device {
+/// Wraps the driver's device and keeps one sensor for each stream type. Its streams keep it alive,
+/// also when it is closed. createStream is called under the context's API lock, everything else by
+/// any thread. Statuses of the driver are passed on unchanged; -3 where the driver's device is
+/// gone.
+class Device : public std::enable_shared_from_this<Device> {
 public:
     explicit Device(NubrixBaseDriver &driver);
     Device(const Device &) = delete;
@@ -30,7 +31,7 @@ public:
     /// True for the one who may close the device. From then on it makes no streams. Thread-safe.
     bool beginClose();
     /// 0 when it was not open, else what the driver returned; closed either way. Waits for calls
-    /// into the driver's device; later ones find it gone.
+    /// into the driver's device and its streams; later ones find it gone.
     int close();
 
     /// A new stream on the sensor of a type (not above 63), null when the camera is disconnected or
@@ -62,8 +63,7 @@ public:
     /// What the driver's device makes; null when it cannot be upgraded. The caller owns it.
     NubrixBaseUpgrade *createUpgradeIntance();
 
-    /// A NubrixDeviceState; disconnected when closed. This and the next are asked on behalf of a
-    /// stream, and streams are gone before the device is closed: they hold no lock.
+    /// A NubrixDeviceState; disconnected when closed.
     int deviceState() const;
     /// Non-zero while the camera answers; 0 when closed.
     int keepLiveState() const;

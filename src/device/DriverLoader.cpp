@@ -1,6 +1,7 @@
 #include "device/DriverLoader.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <string>
 
@@ -28,12 +29,13 @@ struct PlugIn {
     const char *file;
     void **handle;
     DestroyFunction *destroy;
+    NubrixBaseDriver *running;  // initialized, and not destroyed
 };
 
-const PlugIn kPlugIns[] = {
-    {DRIVER_TYPE_UVC, "libNubrixUvcDriver.so", &libUvcDriverHandle, &delUvcDriver},
-    {DRIVER_TYPE_NET, "libNubrixNetDriver.so", &libNetDriverHandle, &delNetDriver},
-    {DRIVER_TYPE_MINI, "libNubrixMiniDriver.so", &libMiniDriverHandle, &delMiniDriver},
+PlugIn g_plugIns[] = {
+    {DRIVER_TYPE_UVC, "libNubrixUvcDriver.so", &libUvcDriverHandle, &delUvcDriver, nullptr},
+    {DRIVER_TYPE_NET, "libNubrixNetDriver.so", &libNetDriverHandle, &delNetDriver, nullptr},
+    {DRIVER_TYPE_MINI, "libNubrixMiniDriver.so", &libMiniDriverHandle, &delMiniDriver, nullptr},
 };
 
 // The address and thread sanitizers end the process on RTLD_DEEPBIND.
@@ -43,9 +45,9 @@ constexpr int kOpenFlags = RTLD_NOW;
 constexpr int kOpenFlags = RTLD_NOW | RTLD_DEEPBIND;
 #endif
 
-const PlugIn *plugInOf(DRIVER_TYPE type)
+PlugIn *plugInOf(DRIVER_TYPE type)
 {
-    for (const PlugIn &plugIn : kPlugIns) {
+    for (PlugIn &plugIn : g_plugIns) {
         if (plugIn.type == type)
             return &plugIn;
     }
@@ -75,11 +77,31 @@ std::string choosePath(const std::string &folder, const char *file)
     return isPlugIn ? path : file;
 }
 
+// One more reference, for the rest of the process.
+void keepMapped(void *handle)
+{
+    link_map *file = nullptr;
+    if (dlinfo(handle, RTLD_DI_LINKMAP, &file) == 0)
+        dlopen(file->l_name, RTLD_NOW | RTLD_NOLOAD);
+}
+
+void ignoreDeviceState(const char *, const char *, const char *, unsigned int, void *)
+{
+}
+
+// A driver that was left running, because another one failed after it, must not report beside the
+// one that takes its place.
+void silence(PlugIn &plugIn, const NubrixBaseDriver *successor)
+{
+    if (plugIn.running && plugIn.running != successor)
+        plugIn.running->setDeviceStateCallback(&ignoreDeviceState, nullptr);
+}
+
 }  // namespace
 
 NubrixBaseDriver *loadDriver(DRIVER_TYPE type)
 {
-    const PlugIn *const plugIn = plugInOf(type);
+    PlugIn *const plugIn = plugInOf(type);
     if (!plugIn)
         return nullptr;
     const std::string folder = libraryFolder();
@@ -101,18 +123,32 @@ NubrixBaseDriver *loadDriver(DRIVER_TYPE type)
     }
     *plugIn->destroy = reinterpret_cast<DestroyFunction>(dlsym(handle, "driverDestroy"));
     *plugIn->handle = handle;
-    return instance();
+    NubrixBaseDriver *const driver = instance();
+    silence(*plugIn, driver);
+    return driver;
 }
 
-void (*driverDestroyOf(DRIVER_TYPE type))(NubrixBaseDriver *)
+void noteRunning(DRIVER_TYPE type, NubrixBaseDriver *driver)
 {
-    const PlugIn *const plugIn = plugInOf(type);
-    return plugIn ? *plugIn->destroy : nullptr;
+    if (PlugIn *const plugIn = plugInOf(type))
+        plugIn->running = driver;
+}
+
+void destroyDriver(DRIVER_TYPE type, NubrixBaseDriver *driver)
+{
+    PlugIn *const plugIn = plugInOf(type);
+    if (!plugIn || !*plugIn->destroy)
+        return;
+    (*plugIn->destroy)(driver);
+    if (plugIn->running == driver)
+        plugIn->running = nullptr;
 }
 
 void closeDriverLibraries()
 {
-    for (const PlugIn &plugIn : kPlugIns) {
+    for (const PlugIn &plugIn : g_plugIns) {
+        if (*plugIn.handle && plugIn.running)
+            keepMapped(*plugIn.handle);
         if (*plugIn.handle)
             dlclose(*plugIn.handle);
         *plugIn.handle = nullptr;

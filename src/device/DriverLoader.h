@@ -12,10 +12,15 @@ class NubrixBaseDriver;
 /// "driverDestroy" are kept in the exported variables. One caller at a time.
 NubrixBaseDriver *loadDriver(DRIVER_TYPE type);
 
-/// The "driverDestroy" of a type's plug-in, null without one.
-void (*driverDestroyOf(DRIVER_TYPE type))(NubrixBaseDriver *driver);
+/// Remembers a driver that was initialized, until destroyDriver: its threads run. Its code stays in
+/// memory when its plug-in is closed, and when the plug-in is loaded anew, its device states are
+/// ignored. One caller at a time, as for everything here.
+void noteRunning(DRIVER_TYPE type, NubrixBaseDriver *driver);
 
-/// Closes all plug-ins: USB video, network, mini. Their drivers must be gone.
+/// Calls the "driverDestroy" of a type's plug-in, if there is one, with a driver or null.
+void destroyDriver(DRIVER_TYPE type, NubrixBaseDriver *driver);
+
+/// Closes all plug-ins: USB video, network, mini. The code of running drivers stays.
 void closeDriverLibraries();
 
 }  // namespace nubrix

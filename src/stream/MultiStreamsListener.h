@@ -25,6 +25,8 @@ public:
     /// Waits up to `ms` milliseconds. 0 with the stream that signalled last in `*out` (which may be
     /// null), -11 on time-out, -1 on another failure.
     int wait(unsigned int ms, VideoStream **out);
+    /// Ends a wait that is under way, or the next one. Any thread.
+    void wake() { m_event->set(); }
     /// Disconnects, and forgets a frame that nobody waited for.
     void removeAllStreams();
 

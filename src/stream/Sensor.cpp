@@ -77,6 +77,12 @@ void Sensor::stop()
     m_device.setStreamOpenedState(m_type, false);
 }
 
+void Sensor::onDeviceClosed()
+{
+    const CriticalSectionScoped guard(m_lock);
+    m_driverStream = nullptr;
+}
+
 void Sensor::onNewFrameCallBackFunc(NubrixFrameRef *frame, void *context)
 {
     static_cast<Sensor *>(context)->onNewFrame(frame);

@@ -27,6 +27,9 @@ public:
     /// counts even when it failed.
     int start();
     void stop();
+    /// Forgets the driver's stream, which ends with the driver's device. Waits for a start or stop
+    /// that is under way; a later one does not reach the driver.
+    void onDeviceClosed();
 
     /// Hands a frame to every connected stream, on this thread. Takes no reference.
     void onNewFrame(NubrixFrameRef *frame) { m_newFrame.emit(frame); }

@@ -1,9 +1,11 @@
 #include "stream/VideoStream.h"
 
+#include "base/CallbackScope.h"
 #include "base/Clock.h"
 #include "base/CriticalSectionScoped.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
+#include "device/Device.h"
 #include "stream/Sensor.h"
 #include "stream/StreamFrameBaseListener.h"
 
@@ -15,45 +17,37 @@ constexpr int kPassMs = 100;
 constexpr int kGetFrameMs = 1000;
 constexpr int kBeforeStopMs = 20;
 
-thread_local bool t_callbackThread = false;
-
-// One start or stop at a time. A second one does not wait for it, since it may run on a thread that
-// the first one waits for.
-class Change final {
-public:
-    explicit Change(std::atomic<bool> &underWay) : m_underWay(underWay)
-    {
-        m_mine = !m_underWay.exchange(true);
-    }
-    ~Change()
-    {
-        if (m_mine)
-            m_underWay = false;
-    }
-    Change(const Change &) = delete;
-    Change &operator=(const Change &) = delete;
-    bool mine() const { return m_mine; }
-
-private:
-    std::atomic<bool> &m_underWay;
-    bool m_mine = false;
-};
-
 }  // namespace
 
-VideoStream::VideoStream(Device &device, Sensor &sensor) : m_device(device), m_sensor(sensor)
+VideoStream::VideoStream(Device &device, Sensor &sensor)
+    : m_owner(device.weak_from_this().lock()),
+      m_device(device),
+      m_sensor(sensor),
+      m_callbackWorker(newFrameCallBackThreadFunc, this)
 {
     logPrint(kLogInfo, "Create newFrameThreadFunc");
     m_streamWorker.reset(ThreadWrapper::createThread(newFrameThreadFunc, this, "Stream Thread"));
-    m_callbackWorker.reset(
-        ThreadWrapper::createThread(newFrameCallBackThreadFunc, this, "Stream CallBack"));
     readConfigeMaxFrameSize();
 }
 
 VideoStream::~VideoStream()
 {
-    stop();
+    shutDown();
     disconnect_all();
+}
+
+bool VideoStream::shutDown()
+{
+    bool first = false;
+    {
+        const MutexLock change(m_change);
+        first = !m_shutDown;
+        m_shutDown = true;
+    }
+    if (first)
+        stop();
+    m_callbackWorker.close();
+    return m_callbackWorker.awaitEnd();
 }
 
 void VideoStream::readConfigeMaxFrameSize()
@@ -68,8 +62,10 @@ void VideoStream::readConfigeMaxFrameSize()
 int VideoStream::start()
 {
     logEmptyLine();
-    const Change change(m_changing);
-    if (m_started || !change.mine())
+    const MutexLock change(m_change);
+    if (m_shutDown)
+        return -13;
+    if (m_started)
         return 0;
     b_NewFrameThreadStarted = true;
     if (const int failed = m_streamWorker->start()) {
@@ -85,11 +81,10 @@ int VideoStream::start()
 void VideoStream::stop()
 {
     logEmptyLine();
-    const Change change(m_changing);
-    if (!change.mine())
-        return;
-    if (m_started) {
+    if (hasStarted())
         stopCallbackWorker();
+    const MutexLock change(m_change);
+    if (m_started) {
         m_sensor.newFrameSignal().disconnect(this);
         b_NewFrameThreadStarted = false;
         m_streamEvent.set();
@@ -103,6 +98,14 @@ void VideoStream::stop()
     m_started = false;
 }
 
+// Waits for a start that is under way, so that the stop after it takes effect.
+bool VideoStream::hasStarted()
+{
+    const MutexLock change(m_change);
+    return m_started;
+}
+
+// Without m_change: the callback that is waited for may start or stop this stream.
 void VideoStream::stopCallbackWorker()
 {
     {
@@ -110,10 +113,10 @@ void VideoStream::stopCallbackWorker()
         if (!m_callback)
             return;
     }
-    m_callbackRunning = false;
+    m_callbackWorker.requestEnd();
     sleepMs(kBeforeStopMs);
-    m_callbackEvent.set();
-    m_callbackWorker->stop();
+    m_callbackWorker.notify();
+    m_callbackWorker.awaitEnd();
 }
 
 void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
@@ -131,8 +134,11 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
         frame->incRef();
         withCallback = m_callback != nullptr;
     }
-    // Kept: with a callback the listeners are not told.
-    (withCallback ? m_callbackEvent : m_streamEvent).set();
+    // Kept: with a callback the listeners are not woken.
+    if (withCallback)
+        m_callbackWorker.notify();
+    else
+        m_streamEvent.set();
 }
 
 bool VideoStream::newFrameProcess()
@@ -148,15 +154,9 @@ bool VideoStream::newFrameProcess()
 
 bool VideoStream::newFrameCallFrameBackProcess()
 {
-    const int waited = m_callbackEvent.wait(kPassMs);
-    if (waited == -11)
-        return true;
-    if (waited != 0)
-        return false;
-    if (!m_callbackRunning) {
-        logPrint(kLogMilestone, "stop NewCallFrameBackProcess Thread succeed!");
-        return false;
-    }
+    const CallbackWorker::Wakeup wakeup = m_callbackWorker.wait();
+    if (wakeup != CallbackWorker::Wakeup::kFrame)
+        return wakeup == CallbackWorker::Wakeup::kNone;
     xp<NubrixFrameRef> frame;
     if (readFrame(frame, true) != 0)
         return true;
@@ -169,6 +169,7 @@ bool VideoStream::newFrameCallFrameBackProcess()
     }
     if (callback) {
         frame->incRef();  // the application's, given back with releaseFrame
+        const CallbackScope inCallback;
         callback(handle(), &frame->frame(), userData);
     }
     return true;
@@ -229,18 +230,12 @@ void VideoStream::setStreamCallback(NubrixFrameCallback callback, void *userData
         m_userData = userData;
         m_maxFrameSize = 1;
     }
-    m_callbackRunning = true;  // before the thread looks at it
-    m_callbackWorker->start();
+    m_callbackWorker.run();
 }
 
 unsigned int VideoStream::getFrameType() const
 {
     return m_sensor.type();
-}
-
-bool VideoStream::onCallbackThread()
-{
-    return t_callbackThread;
 }
 
 bool VideoStream::newFrameThreadFunc(void *self)
@@ -250,7 +245,6 @@ bool VideoStream::newFrameThreadFunc(void *self)
 
 bool VideoStream::newFrameCallBackThreadFunc(void *self)
 {
-    t_callbackThread = true;
     return static_cast<VideoStream *>(self)->newFrameCallFrameBackProcess();
 }
 

@@ -7,10 +7,12 @@
 
 #include "base/CriticalSectionImpl.h"
 #include "base/EventImpl.h"
+#include "base/Mutex.h"
 #include "base/ThreadWrapper.h"
 #include "base/sigslot.h"
 #include "base/xp.h"
 #include "nubrix/driver.h"
+#include "stream/CallbackWorker.h"
 
 namespace nubrix {
 
@@ -19,8 +21,8 @@ class Sensor;
 class UserStreamFrameListener;
 
 /// Keeps one frame, the newest. With a callback a thread of the stream pops each frame and calls
-/// it; without one another thread tells the listeners, who pull the frame themselves. Any thread,
-/// but stop waits for both threads and must not be called on them.
+/// it; without one another thread notifies the listeners, who pull the frame themselves. Any
+/// thread, the callback's own included; a listener must not start or stop the stream.
 class VideoStream final : public sigslot::has_slots<sigslot::single_threaded> {
 public:
     using NewFrameSignal = sigslot::signal1<VideoStream *, sigslot::multi_threaded_local>;
@@ -28,10 +30,17 @@ public:
     VideoStream(Device &device, Sensor &sensor);
     ~VideoStream() override;
 
-    /// 0 (also when started already, or while another thread starts or stops it), or why the worker
-    /// or the sensor did not start; the stream then counts as started all the same.
+    /// 0 (also when started already), or why the worker or the sensor did not start; the stream
+    /// then counts as started all the same. -13 after shutDown. Waits for a start or stop of
+    /// another thread.
     int start();
+    /// Afterwards no callback and no listener is called. Waits for a start that is under way and
+    /// for the callback, unless it is called from within it or the callback waits for this thread:
+    /// then the callback that runs is the last one.
     void stop();
+    /// Stops for good. True when the callback's thread has ended; false when this thread must not
+    /// wait for it: it is to be called again on another thread before the stream is deleted.
+    bool shutDown();
     /// Slot of the sensor's signal, on the driver's thread.
     void onNewSensorFrame(NubrixFrameRef *frame);
     /// The newest frame, left in the queue unless `pop`. -2 when not started, -5 without a frame.
@@ -48,8 +57,8 @@ public:
     Device &device() const { return m_device; }
     NewFrameSignal &newFrameSignal() { return m_newFrame; }
 
-    /// Whether this thread is the callback thread of a stream.
-    static bool onCallbackThread();
+    /// Whether the callback's thread has ended, or was never started.
+    bool hasEnded() { return m_callbackWorker.hasEnded(); }
 
 private:
     static bool newFrameThreadFunc(void *self);
@@ -58,17 +67,18 @@ private:
     bool newFrameCallFrameBackProcess();
     void readConfigeMaxFrameSize();
     bool queueIsEmpty();
+    bool hasStarted();
     void stopCallbackWorker();
 
     NewFrameSignal m_newFrame;
+    const std::shared_ptr<Device> m_owner;  // keeps m_device and m_sensor alive where it is shared
     Device &m_device;
     Sensor &m_sensor;
-    std::atomic<bool> m_changing{false};  // a start or a stop is under way
+    Mutex m_change;  // one start or stop at a time; no callback is waited for under it
+    bool m_shutDown NUBRIX_GUARDED_BY(m_change) = false;
     std::atomic<bool> m_started{false};
     std::atomic<bool> b_NewFrameThreadStarted{false};
-    std::atomic<bool> m_callbackRunning{false};
     EventImpl m_streamEvent;
-    EventImpl m_callbackEvent;
     std::unique_ptr<UserStreamFrameListener> m_userListener;  // null until used
 
     CriticalSectionImpl m_queueLock;
@@ -79,7 +89,7 @@ private:
 
     // Last: they end before what they use.
     std::unique_ptr<ThreadWrapper> m_streamWorker;
-    std::unique_ptr<ThreadWrapper> m_callbackWorker;
+    CallbackWorker m_callbackWorker;
 };
 
 }  // namespace nubrix

@@ -69,8 +69,8 @@ protected:
     std::unique_ptr<Signal> m_signal = std::make_unique<Signal>();
     std::atomic<pthread_mutex_t *> m_signalMutex{nullptr};
     std::atomic<bool> m_inLockHook{false};
-    Gate m_running;
-    Gate m_atTheLock;
+    Latch m_running;
+    Latch m_atTheLock;
     std::atomic<bool> m_done{false};
     bool m_doneAtReturn = false;
     SystemCalls m_calls;

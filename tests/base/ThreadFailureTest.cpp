@@ -80,7 +80,7 @@ protected:
 
     std::int64_t m_deadlineNs = 0;
     std::int64_t m_waitBeganNs = 0;
-    Gate m_startGaveUp;
+    Latch m_startGaveUp;
     SystemCalls m_calls;
     std::unique_ptr<LogRecorder> m_hold;
 };
@@ -262,8 +262,8 @@ TEST_F(ThreadPriorityTest, ARefusalOfTheKernelHasAnErrorNumber)
 
 TEST_F(ThreadPriorityTest, TheResultSaysWhatTheKernelHasDone)
 {
-    Gate running;
-    Gate end;
+    Latch running;
+    Latch end;
     makeThread([&] { return running.open(), end.pass(), false; });
     ASSERT_EQ(m_thread->start(), 0);
     ASSERT_TRUE(running.pass());

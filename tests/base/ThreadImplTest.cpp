@@ -99,7 +99,7 @@ TEST_F(ThreadImplTest, TheFunctionIsCalledOverAndOverUntilStop)
 
 TEST_F(ThreadImplTest, StartingTwiceIsRefusedAndTheThreadRunsOn)
 {
-    Gate end;
+    Latch end;
     makeThread([&] { return end.pass(), false; });
     ASSERT_EQ(m_thread->start(), 0);
     EXPECT_EQ(m_thread->start(), -5);
@@ -109,7 +109,7 @@ TEST_F(ThreadImplTest, StartingTwiceIsRefusedAndTheThreadRunsOn)
 
 TEST_F(ThreadImplTest, StopWaitsForTheCurrentCallAndDoesNotWakeIt)
 {
-    Gate mayReturn;
+    Latch mayReturn;
     std::atomic<bool> returned{false};
     makeThread([&] { return mayReturn.pass(), returned = true, true; });
     SystemCalls calls;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <map>
 
 #include "context/Context.h"
 #include "tests/fakes/FakeDriver.h"
@@ -23,11 +22,8 @@ struct Reach {
     template struct Reach<Member, &Context::m_##Member>
 
 NUBRIX_REACH(initialized, std::atomic<bool>);
-NUBRIX_REACH(drivers, std::map<DRIVER_TYPE, NubrixBaseDriver *>);
-NUBRIX_REACH(upgraders, std::map<NubrixDevice *, NubrixBaseUpgrade *>);
-NUBRIX_REACH(activeUpgrader, std::atomic<NubrixBaseUpgrade *>);
-NUBRIX_REACH(gmslTable, _NubrixGmslDeviceInfo[60]);
-NUBRIX_REACH(gmslCount, unsigned int);
+NUBRIX_REACH(drivers, DriverTable);
+NUBRIX_REACH(upgrades, Upgrades);
 
 /// A context that has its drivers without loading plug-ins.
 template <class ContextType>
@@ -35,8 +31,10 @@ class InsideOf : public testing::Test {
 protected:
     InsideOf()
     {
-        reach(m_context, drivers()) = {
-            {DRIVER_TYPE_UVC, &m_usb}, {DRIVER_TYPE_NET, &m_net}, {DRIVER_TYPE_MINI, &m_mini}};
+        DriverTable &loaded = reach(m_context, drivers());
+        loaded.set(DRIVER_TYPE_UVC, &m_usb);
+        loaded.set(DRIVER_TYPE_NET, &m_net);
+        loaded.set(DRIVER_TYPE_MINI, &m_mini);
         reach(m_context, initialized()) = true;
         m_usb.setDeviceStateCallback(&Context::deviceStateCallback, &m_context);
         m_usb.setDevices({cameraRecord("usb:1")});

@@ -16,10 +16,17 @@ using testing::IsEmpty;
 class Inside : public InsideOf<Context> {
 protected:
     /// Gives a device an upgrader, as if one had been started.
-    void addUpgrader(NubrixDevice *device, const char *location, bool upgrading = false)
+    std::shared_ptr<Upgrader> addUpgrader(NubrixDevice *device, const char *location,
+                                          bool upgrading = false)
     {
-        reach(m_context, upgraders())[device] = new FakeUpgrade(m_usb, location, upgrading);
+        return add(device, new FakeUpgrade(m_usb, location, upgrading));
     }
+    std::shared_ptr<Upgrader> add(NubrixDevice *device, NubrixBaseUpgrade *upgrader)
+    {
+        return upgradesInside().add(device,
+                                    std::make_shared<Upgrader>(std::make_shared<Gate>(), upgrader));
+    }
+    Upgrades &upgradesInside() { return reach(m_context, upgrades()); }
     void unplug(const char *location) { m_usb.raise("usb:1", "SN1", location, 1); }
     /// Devices in the order in which the context walks its upgraders.
     static NubrixDevice *handle(std::size_t number)
@@ -87,7 +94,7 @@ TEST_F(Inside, ATunnelledUpgraderIsConcernedByEveryEvent)
 
 TEST_F(Inside, ADeviceWithoutAnUpgraderIsPassedOver)
 {
-    reach(m_context, upgraders())[handle(0)] = nullptr;
+    add(handle(0), nullptr);
     addUpgrader(handle(1), "1-1");
     unplug("1-1");
     EXPECT_THAT(m_usb.takeCalls(), Contains("upgrader 1-1 event usb:1 1"));
@@ -104,37 +111,34 @@ TEST_F(Inside, NoLocationEqualsAnEmptyOne)
 TEST_F(Inside, ClosingADeviceEndsItsUpgrader)
 {
     NubrixDevice *const device = open("usb:1");
-    addUpgrader(device, "1-1");
+    upgradesInside().setActive(addUpgrader(device, "1-1"));
     addUpgrader(handle(0), "2-2");
-    reach(m_context, activeUpgrader()) = reach(m_context, upgraders())[device];
     forget();
     ASSERT_EQ(m_context.closeDevice(device), 0);
     EXPECT_THAT(m_usb.takeCalls(), ElementsAre("closeDevice usb:1", "upgrader 1-1 deleted"));
-    EXPECT_EQ(reach(m_context, activeUpgrader()), nullptr);
-    EXPECT_EQ(reach(m_context, upgraders()).size(), 1U);
+    EXPECT_EQ(upgradesInside().active(), nullptr);
+    EXPECT_EQ(upgradesInside().all().size(), 1U);
 }
 
 TEST_F(Inside, ClosingADeviceLeavesTheUpgradeOfAnother)
 {
     NubrixDevice *const device = open("usb:1");
     addUpgrader(device, "1-1");
-    addUpgrader(handle(0), "2-2");
-    NubrixBaseUpgrade *const active = reach(m_context, upgraders())[handle(0)];
-    reach(m_context, activeUpgrader()) = active;
+    const auto active = addUpgrader(handle(0), "2-2");
+    upgradesInside().setActive(active);
     ASSERT_EQ(m_context.closeDevice(device), 0);
-    EXPECT_EQ(reach(m_context, activeUpgrader()), active);
+    EXPECT_EQ(upgradesInside().active(), active);
 }
 
 TEST_F(Inside, DestroyEndsTheUpgradersAfterTheDrivers)
 {
-    addUpgrader(handle(0), "1-1");
-    reach(m_context, activeUpgrader()) = reach(m_context, upgraders())[handle(0)];
+    upgradesInside().setActive(addUpgrader(handle(0), "1-1"));
     delUvcDriver = [](NubrixBaseDriver *driver) {
         static_cast<FakeDriver *>(driver)->record("driverDestroy");
     };
     ASSERT_EQ(m_context.destroy(), 0);
     EXPECT_THAT(m_usb.takeCalls(), ElementsAre("driverDestroy", "upgrader 1-1 deleted"));
-    EXPECT_EQ(reach(m_context, activeUpgrader()), nullptr);
+    EXPECT_EQ(upgradesInside().active(), nullptr);
     EXPECT_EQ(delUvcDriver, nullptr);
     reach(m_context, initialized()) = true;
     ASSERT_EQ(m_context.destroy(), 0);
@@ -165,8 +169,12 @@ class InsideGmsl : public Inside {
 protected:
     InsideGmsl()
     {
-        reach(m_context, gmslTable())[1] = {1, "/dev/video7"};
-        reach(m_context, gmslCount()) = 2;
+        m_usb.setGmslPaths({"", "/dev/video7"});
+        _NubrixGmslDeviceInfo *list = nullptr;
+        unsigned int count = 0;
+        EXPECT_EQ(m_context.nubrixGetGmslDeviceList(&list, &count), 0);
+        EXPECT_EQ(count, 2U);
+        forget();
     }
 };
 
@@ -191,7 +199,7 @@ TEST_F(InsideGmsl, AnyOtherVideoNodeIsUnknown)
 
 TEST_F(InsideGmsl, WithoutTheUsbDriverNobodyServesIt)
 {
-    reach(m_context, drivers()).erase(DRIVER_TYPE_UVC);
+    reach(m_context, drivers()).set(DRIVER_TYPE_UVC, nullptr);
     NubrixDevice *device = nullptr;
     EXPECT_EQ(m_context.openDevice("/dev/video7", &device), -12);
     EXPECT_THAT(m_log.take(),

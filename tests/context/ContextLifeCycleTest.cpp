@@ -190,6 +190,7 @@ TEST_F(LifeCycle, ASecondDriverThatFailsIsNamedByItsNumber)
     EXPECT_EQ(failed.status, -4);
     EXPECT_EQ(failed.log.back(), "3 initialize 2 driver  failed!");
     EXPECT_FALSE(initialized());
+    m_library.expectToStayLoaded(kUvcDriver);
 }
 
 TEST_F(LifeCycle, ADriverThatCannotListItsCamerasFailsInitialize)
@@ -201,6 +202,27 @@ TEST_F(LifeCycle, ADriverThatCannotListItsCamerasFailsInitialize)
     EXPECT_EQ(failed.log.back(), "4 get device list failed");
     EXPECT_FALSE(initialized());
     EXPECT_EQ(m_net.countCalls("initialize"), 0U);
+    m_library.expectToStayLoaded(kUvcDriver);
+}
+
+TEST_F(LifeCycle, ADriverThatWasLeftRunningKeepsItsCodeAndReportsToNobody)
+{
+    m_library.expectToStayLoaded(kUvcDriver);
+    m_net.results.initialize = -4;
+    ASSERT_EQ(context().initialize(), -4);
+    ASSERT_EQ(context().destroy(), -2);
+    EXPECT_EQ(m_usb.countCalls("driverDestroy"), 0U);
+    EXPECT_EQ(*m_library.exported<void *>("libUvcDriverHandle"), nullptr);
+    m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+    ASSERT_TRUE(m_usb.waitForAnnouncements());
+    m_library.deleteContext();
+    m_usb.takeCalls();
+    EXPECT_THAT(logOf([&] {
+                    m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+                    EXPECT_TRUE(m_usb.waitForAnnouncements());
+                }),
+                ElementsAre());
+    EXPECT_THAT(m_usb.calls(), ElementsAre()) << "nobody asks it for its cameras";
 }
 
 TEST_F(LifeCycle, AnInitializeThatFailedCanBeTriedAgain)

@@ -217,7 +217,7 @@ TEST_F(Threads, CamerasOpenAndCloseOnSeveralThreads)
 TEST_F(Threads, OneOfTwoWhoCloseACameraIsRefusedAndItGetsNoMoreStreams)
 {
     Counter closing;
-    Gate mayClose;
+    Latch mayClose;
     m_usb.setHook([&](const std::string &call) {
         if (call == "closeDevice usb:1") {
             closing.add();

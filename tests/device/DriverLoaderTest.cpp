@@ -111,6 +111,7 @@ TEST_F(DriverLoading, SaysThatAFileIsNoLibrary)
 
 TEST_F(DriverLoading, APlugInWithoutADestroyFunctionServes)
 {
+    m_library.expectToStayLoaded(kUvcDriver);  // nobody can end its driver
     FakeDriver &usb = m_library.installDriver(kUvcDriver, "NoDestroyDriver");
     EXPECT_THAT(initializing(), testing::Contains("4 Load uvc driver succeed!"));
     EXPECT_NE(handle("libUvcDriverHandle"), nullptr);

@@ -1,6 +1,7 @@
 // A copy of the library in a folder of its own, with the plug-ins that a test puts beside it.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ public:
     bool isLoaded(const std::string &name) const;
     /// Takes back a reference that the library holds for ever, as after an initialize that failed.
     void unloadOnceMore(const std::string &name);
+    /// Expects the code of a plug-in to stay in memory, because its driver was left running.
+    void expectToStayLoaded(const std::string &name) { m_staying.insert(name); }
 
     /// The context of ContextFactory; loads the library on first use.
     NubrixBaseContext &context();
@@ -64,6 +67,7 @@ private:
 
     TemporaryFolder m_folder;
     std::vector<void *> m_kept;
+    std::set<std::string> m_staying;
     void *m_library = nullptr;
 };
 

@@ -37,7 +37,7 @@ private:
 };
 
 /// Closed until somebody opens it.
-class Gate {
+class Latch {
 public:
     void open() { m_opened.add(); }
     bool isOpen() const { return m_opened.value() != 0; }

@@ -56,9 +56,9 @@ protected:
     int m_waitResult = 0;  // 0: really waits
     std::int64_t m_deadlineNs = 0;
     std::int64_t m_waitBeganNs = 0;
-    Gate m_waiting;
-    Gate m_held;
-    Gate m_mayGo;
+    Latch m_waiting;
+    Latch m_held;
+    Latch m_mayGo;
     SystemCalls m_calls;
     const SystemCallsInForce m_inForce{m_calls};
 };

@@ -109,7 +109,7 @@ TEST_F(MultiStreamsListenerTest, AWaitThatFailsWritesNothing)
 
 TEST_F(MultiStreamsListenerTest, AllBitsSetWaitForEver)
 {
-    Gate waiting;
+    Latch waiting;
     SystemCalls calls;
     calls.condWait = [&](pthread_cond_t *condition, pthread_mutex_t *mutex) {
         waiting.open();

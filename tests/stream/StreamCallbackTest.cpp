@@ -4,6 +4,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/CallbackScope.h"
 #include "tests/stream/VideoStreamFixture.h"
 
 namespace nubrix {
@@ -67,8 +68,8 @@ TEST_F(StreamCallbackTest, TheApplicationOwnsItsFrameUntilItGivesItBackEvenAfter
 
 TEST_F(StreamCallbackTest, WhileACallbackRunsOnlyTheNewestFrameIsKept)
 {
-    Gate inFirst;
-    Gate go;
+    Latch inFirst;
+    Latch go;
     m_application.then = [&] {
         inFirst.open();
         EXPECT_TRUE(go.pass());
@@ -138,8 +139,8 @@ TEST_F(StreamCallbackTest, SettingNoneStartsTheThreadAllTheSame)
 
 TEST_F(StreamCallbackTest, AFrameForACallbackThatHasBeenClearedMeanwhileIsDropped)
 {
-    Gate inFirst;
-    Gate go;
+    Latch inFirst;
+    Latch go;
     m_application.then = [&] {
         inFirst.open();
         EXPECT_TRUE(go.pass());
@@ -160,8 +161,8 @@ TEST_F(StreamCallbackTest, AFrameForACallbackThatHasBeenClearedMeanwhileIsDroppe
 
 TEST_F(StreamCallbackTest, AWakeUpWithoutAFrameIsPassedOver)
 {
-    Gate inFirst;
-    Gate go;
+    Latch inFirst;
+    Latch go;
     m_application.then = [&] {
         inFirst.open();
         EXPECT_TRUE(go.pass());
@@ -208,8 +209,8 @@ TEST_F(StreamCallbackTest, StopIsLoggedInOrderWithTheCallbackThreadFirst)
 
 TEST_F(StreamCallbackTest, StopWaitsForARunningCallback)
 {
-    Gate inCallback;
-    Gate stopping;
+    Latch inCallback;
+    Latch stopping;
     std::atomic<bool> returned{false};
     m_application.then = [&] {
         inCallback.open();
@@ -258,9 +259,9 @@ TEST_F(StreamCallbackTest, AfterARestartTheStoredCallbackWaitsToBeSetAgain)
 TEST_F(StreamCallbackTest, NothingIsLockedWhileTheCallbackRuns)
 {
     m_application.then = [&] {
-        EXPECT_TRUE(VideoStream::onCallbackThread());
+        EXPECT_TRUE(CallbackScope::isActive());
         std::thread([&] {
-            EXPECT_FALSE(VideoStream::onCallbackThread());
+            EXPECT_FALSE(CallbackScope::isActive());
             EXPECT_EQ(read(true), -5);
             setCallback();
             m_application.giveBackAll();
@@ -270,7 +271,7 @@ TEST_F(StreamCallbackTest, NothingIsLockedWhileTheCallbackRuns)
     start();
     ASSERT_TRUE(deliver(1));
     EXPECT_TRUE(m_application.calls.reaches(1));
-    EXPECT_FALSE(VideoStream::onCallbackThread());
+    EXPECT_FALSE(CallbackScope::isActive());
     m_stream->stop();
 }
 

@@ -215,8 +215,8 @@ TEST_F(VideoStreamTest, AFrameThatNoListenerReadsStaysForReaders)
 
 TEST_F(VideoStreamTest, ListenersAreToldEvenWhenTheFrameHasBeenRead)
 {
-    Gate inFirst;
-    Gate go;
+    Latch inFirst;
+    Latch go;
     m_listener.then = [&](VideoStream *) {
         inFirst.open();
         EXPECT_TRUE(go.pass());

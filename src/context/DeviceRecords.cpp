@@ -1,0 +1,97 @@
+#include "context/DeviceRecords.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/LogCall.h"
+
+namespace nubrix {
+
+namespace {
+
+template <std::size_t Size>
+std::string textOf(const char (&field)[Size])
+{
+    return {field, strnlen(field, Size)};
+}
+
+}  // namespace
+
+void DeviceRecords::clear()
+{
+    const MutexLock listing(m_listing);
+    m_count = 0;
+}
+
+int DeviceRecords::append(NubrixBaseDriver &driver)
+{
+    const MutexLock listing(m_listing);
+    const int result = appendLocked(driver);
+    publish();
+    return result;
+}
+
+int DeviceRecords::appendLocked(NubrixBaseDriver &driver)
+{
+    // Kept: always offers 60 records, and counts what the driver leaves in the count, also when it
+    // fails. See docs/oddities.md.
+    unsigned int count = kOffered;
+    const unsigned int before = m_count;
+    const int result = driver.getDeviceList(&m_table[before], &count);
+    m_count = std::min(before + std::min(count, kOffered), kCapacity);
+    return result;
+}
+
+void DeviceRecords::rebuild(const DriverTable &drivers)
+{
+    const MutexLock listing(m_listing);
+    m_count = 0;
+    for (const auto &[type, driver] : drivers.loaded()) {
+        logPrint(kLogInfo, "get device list");
+        appendLocked(*driver);
+    }
+    publish();
+}
+
+// Copies what look-ups need. The table itself is the drivers' while they list.
+void DeviceRecords::publish()
+{
+    std::vector<Known> known;
+    known.reserve(m_count);
+    for (unsigned int i = 0; i < m_count; ++i)
+        known.push_back({textOf(m_table[i].uri), m_table[i].transport});
+    const MutexLock guard(m_mutex);
+    m_known.swap(known);
+}
+
+void DeviceRecords::readGmsl(NubrixBaseDriver &driver)
+{
+    const MutexLock listing(m_gmslListing);
+    unsigned int count = m_gmslCount;  // kept: the driver is given the count before
+    driver.getGmslDeviceList(m_gmslTable, &count);
+    m_gmslCount = std::min(count, kCapacity);
+    std::vector<std::string> known;
+    for (unsigned int i = 0; i < m_gmslCount; ++i)
+        known.push_back(textOf(m_gmslTable[i].devicePath));
+    const MutexLock guard(m_mutex);
+    m_knownGmsl.swap(known);
+}
+
+std::optional<DeviceRecords::Found> DeviceRecords::find(const char *uri) const
+{
+    const MutexLock guard(m_mutex);
+    const auto found = std::find_if(m_known.begin(), m_known.end(),
+                                    [&](const Known &each) { return !uri || each.uri == uri; });
+    if (found == m_known.end())
+        return std::nullopt;
+    auto *const table = const_cast<typedefNubrixeviceAttribute *>(m_table);
+    return Found{table + (found - m_known.begin()), found->uri, found->transport};
+}
+
+bool DeviceRecords::hasGmsl(const std::string &path) const
+{
+    const MutexLock guard(m_mutex);
+    return std::find(m_knownGmsl.begin(), m_knownGmsl.end(), path) != m_knownGmsl.end();
+}
+
+}  // namespace nubrix

@@ -1,0 +1,68 @@
+// The tables of attached cameras, which the drivers fill and the application reads in place.
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/Mutex.h"
+#include "context/DriverTable.h"
+#include "nubrix/types.h"
+
+namespace nubrix {
+
+/// Look-ups answer from a copy, so that none waits for a driver that is slow to list its cameras.
+/// Thread-safe, but for the tables that are handed out.
+class DeviceRecords final {
+public:
+    struct Found {
+        typedefNubrixeviceAttribute *record;  // in the table that is handed out
+        std::string uri;
+        int transport;
+    };
+
+    /// Empties the table. One thread at a time for this and the next two.
+    void clear();
+    /// Appends a driver's cameras; returns the driver's status.
+    int append(NubrixBaseDriver &driver);
+    /// Asks all drivers anew.
+    void rebuild(const DriverTable &drivers);
+    /// Asks a driver for its GMSL cameras.
+    void readGmsl(NubrixBaseDriver &driver);
+
+    typedefNubrixeviceAttribute *table() { return m_table; }
+    unsigned int count() const { return m_count; }
+    _NubrixGmslDeviceInfo *gmslTable() { return m_gmslTable; }
+    unsigned int gmslCount() const { return m_gmslCount; }
+
+    /// The first camera with a URI, or the first of all for null; nothing when there is none.
+    std::optional<Found> find(const char *uri) const;
+    bool hasGmsl(const std::string &path) const;
+
+private:
+    // What every driver is offered, whatever space is left, and the space for three that use it up.
+    static constexpr unsigned int kOffered = 60;
+    static constexpr unsigned int kCapacity = 3 * kOffered;
+
+    struct Known {
+        std::string uri;
+        int transport;
+    };
+
+    int appendLocked(NubrixBaseDriver &driver) NUBRIX_REQUIRES(m_listing);
+    void publish();
+
+    Mutex m_listing;  // one listing at a time; held while drivers are asked
+    typedefNubrixeviceAttribute m_table[kCapacity] = {};
+    std::atomic<unsigned int> m_count{0};
+    Mutex m_gmslListing;  // as m_listing
+    _NubrixGmslDeviceInfo m_gmslTable[kCapacity] = {};
+    std::atomic<unsigned int> m_gmslCount{0};
+
+    mutable Mutex m_mutex;                                  // nothing is called while it is held
+    std::vector<Known> m_known NUBRIX_GUARDED_BY(m_mutex);  // by the index in the table
+    std::vector<std::string> m_knownGmsl NUBRIX_GUARDED_BY(m_mutex);
+};
+
+}  // namespace nubrix

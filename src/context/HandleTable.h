@@ -1,0 +1,104 @@
+// The objects behind the handles of one kind that an application holds.
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "base/Mutex.h"
+
+namespace nubrix {
+
+/// Devices, streams or recorders, in the order they were made. Whoever looks a handle up shares the
+/// object and keeps it alive. A retired object has lost its handle but is not shut down yet.
+/// Thread-safe; nothing is called while the lock is held but the conditions of look-ups.
+template <class Object>
+class HandleTable final {
+public:
+    using Pointer = std::shared_ptr<Object>;
+    using Handle = decltype(std::declval<Object &>().handle());
+
+    /// Throws std::bad_alloc, and then nothing was added. Afterwards retire needs no memory.
+    void add(Pointer object)
+    {
+        const MutexLock guard(m_mutex);
+        m_objects.reserve(m_objects.size() + 1);
+        m_retired.reserve(m_objects.size() + 1 + m_retired.size());
+        m_objects.push_back(std::move(object));
+    }
+    /// The object of a handle, null when the handle is not valid.
+    Pointer find(Handle handle) const
+    {
+        return findIf([&](Object &object) { return object.handle() == handle; });
+    }
+    /// The first object that meets a condition, null without one.
+    template <class Condition>
+    Pointer findIf(Condition condition) const
+    {
+        const MutexLock guard(m_mutex);
+        const auto found = std::find_if(m_objects.begin(), m_objects.end(),
+                                        [&](const Pointer &each) { return condition(*each); });
+        return found == m_objects.end() ? nullptr : *found;
+    }
+    Pointer first() const
+    {
+        return findIf([](Object &) { return true; });
+    }
+    std::size_t size() const
+    {
+        const MutexLock guard(m_mutex);
+        return m_objects.size();
+    }
+    std::vector<Pointer> all() const
+    {
+        const MutexLock guard(m_mutex);
+        return m_objects;
+    }
+    std::vector<Pointer> retired() const
+    {
+        const MutexLock guard(m_mutex);
+        return m_retired;
+    }
+
+    /// Makes a handle invalid, and keeps the object until forget. Null when it was not valid.
+    Pointer retire(Handle handle)
+    {
+        const MutexLock guard(m_mutex);
+        Pointer object = take(handle);
+        if (object)
+            m_retired.push_back(object);
+        return object;
+    }
+    /// Drops a retired object.
+    void forget(const Pointer &object)
+    {
+        const MutexLock guard(m_mutex);
+        m_retired.erase(std::remove(m_retired.begin(), m_retired.end(), object), m_retired.end());
+    }
+    /// Makes a handle invalid and returns the object, null when it was not valid.
+    Pointer remove(Handle handle)
+    {
+        const MutexLock guard(m_mutex);
+        return take(handle);
+    }
+
+private:
+    Pointer take(Handle handle) NUBRIX_REQUIRES(m_mutex)
+    {
+        const auto found =
+            std::find_if(m_objects.begin(), m_objects.end(),
+                         [&](const Pointer &each) { return each->handle() == handle; });
+        if (found == m_objects.end())
+            return nullptr;
+        Pointer object = std::move(*found);
+        m_objects.erase(found);
+        return object;
+    }
+
+    mutable Mutex m_mutex;
+    std::vector<Pointer> m_objects NUBRIX_GUARDED_BY(m_mutex);
+    std::vector<Pointer> m_retired NUBRIX_GUARDED_BY(m_mutex);
+};
+
+}  // namespace nubrix
