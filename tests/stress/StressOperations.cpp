@@ -580,6 +580,12 @@ void callSomething(Caller &caller)
     static const std::size_t total =
         std::accumulate(operations().begin(), operations().end(), std::size_t{0},
                         [](std::size_t sum, const Operation &each) { return sum + each.weight; });
+    // Refused in callbacks, where nothing else would call it often enough.
+    const bool destroys = caller.origin != Origin::kThread && caller.random.chance(4);
+    if (destroys && caller.world.isOn(caller.origin, "destroy")) {
+        callOperation("destroy", caller);
+        return;
+    }
     std::size_t place = caller.random.below(total);
     for (const Operation &operation : operations()) {
         if (place >= operation.weight) {

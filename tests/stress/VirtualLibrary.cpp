@@ -1,6 +1,7 @@
 #include "tests/stress/VirtualLibrary.h"
 
 #include <dlfcn.h>
+#include <malloc.h>
 #include <zlib.h>
 
 #include <cstdint>
@@ -35,6 +36,7 @@ void appendLittle(std::string &bytes, std::uint64_t value, int count)
 
 VirtualLibrary::VirtualLibrary(const std::string &cameras)
 {
+    ::mallopt(M_PERTURB, 0x5a);  // so that what is freed does not look valid any more
     writeImages();
     const std::string scenario =
         m_folder.file("scenario.json", R"({"source": "images", "images": {"folder": "images"},
