@@ -129,13 +129,19 @@ public:
     signal &operator=(const signal &) = delete;
     ~signal() { disconnect_all(); }
 
-    /// Calls target->method on every emission from now on, after those connected before.
+    /// Calls target->method on every emission from now on, after those connected before. Connects
+    /// nothing when it throws (std::bad_alloc).
     template <class Target>
     void connect(Target *target, void (Target::*method)(Arguments...))
     {
         const lock_block<Policy> guard(*m_core);
         m_core->m_connections.push_back(connection::make(target, method));
-        target->signal_connect(m_core);
+        try {
+            target->signal_connect(m_core);
+        } catch (...) {
+            m_core->m_connections.pop_back();
+            throw;
+        }
     }
     void disconnect(receiver_base *target)
     {

@@ -1,5 +1,7 @@
 #include "stream/FrameAllocator.h"
 
+#include <new>
+
 #include "base/CriticalSectionScoped.h"
 #include "base/LogCall.h"
 
@@ -21,32 +23,34 @@ FrameAllocator::~FrameAllocator()
 
 InternalFrame *FrameAllocator::allocOneFrame()
 {
-    bool exhausted = false;
-    InternalFrame *const frame = takeFrame(exhausted);
-    if (exhausted)
+    Failure failure = Failure::kNone;
+    unsigned int size = 0;
+    InternalFrame *const frame = takeFrame(failure, size);
+    if (failure == Failure::kExhausted)
         logPrint(kLogError, "no available Frame!!!");
+    if (failure == Failure::kNoMemory)
+        logPrint(kLogError, "can not alloc  size[%d]!!!", static_cast<int>(size));
     return frame;
 }
 
-InternalFrame *FrameAllocator::takeFrame(bool &exhausted)
+InternalFrame *FrameAllocator::takeFrame(Failure &failure, unsigned int &size)
 {
     const CriticalSectionScoped guard(*m_lock);
+    size = m_frameBufferSize;
     // Kept: with fewer spare frames than that none is reused, even when no more may be created; and
     // unsigned, so that a threshold of 0 never reuses. See docs/oddities.md.
     InternalFrame *frame = nullptr;
     if (m_freeCount != 0 && m_freeCount >= m_reuseThreshold - 1U) {
         frame = takeFreeFrame();
     } else if (m_createdCount >= m_maxFrames) {
-        exhausted = true;
-        return nullptr;
+        failure = Failure::kExhausted;
     } else {
-        ++m_createdCount;
         frame = createOneInterFrame();
         if (!frame)
-            return nullptr;
-        m_detach.connect(frame, &InternalFrame::onDetachFromAllocator);
+            failure = Failure::kNoMemory;
     }
-    frame->adopt();
+    if (frame)
+        frame->adopt();
     return frame;
 }
 
@@ -60,10 +64,18 @@ InternalFrame *FrameAllocator::takeFreeFrame()
 
 InternalFrame *FrameAllocator::createOneInterFrame()
 {
-    auto *const frame = new InternalFrame(*this, m_lock);
+    InternalFrame *frame = nullptr;
+    try {
+        frame = new InternalFrame(*this, m_lock);
+        m_detach.connect(frame, &InternalFrame::onDetachFromAllocator);
+    } catch (const std::bad_alloc &) {
+        delete frame;
+        return nullptr;
+    }
+    // Kept: a frame without memory for its buffer counts as one of the frames.
+    ++m_createdCount;
     if (frame->allocateBuffer(m_frameBufferSize))
         return frame;
-    logPrint(kLogError, "can not alloc  size[%d]!!!", static_cast<int>(m_frameBufferSize));
     delete frame;
     return nullptr;
 }

@@ -33,8 +33,12 @@ public:
     void releaseBackFrame(InternalFrame *frame);
 
 private:
+    enum class Failure { kNone, kExhausted, kNoMemory };
+
+    // Under m_lock, which is never held during a call of the log. Null without memory.
     InternalFrame *createOneInterFrame();
-    InternalFrame *takeFrame(bool &exhausted);
+    // Null with the reason, and with the size that no memory was found for.
+    InternalFrame *takeFrame(Failure &failure, unsigned int &size);
     InternalFrame *takeFreeFrame();
 
     const unsigned int m_reuseThreshold;

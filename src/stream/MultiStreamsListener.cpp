@@ -21,9 +21,14 @@ void MultiStreamsListener::onNewFrame(VideoStream *stream)
 
 void MultiStreamsListener::addStreams(VideoStream **streams, unsigned int count)
 {
-    for (unsigned int i = 0; i < count; ++i) {
-        if (streams[i])
-            streams[i]->newFrameSignal().connect(this, &MultiStreamsListener::onNewFrame);
+    try {
+        for (unsigned int i = 0; i < count; ++i) {
+            if (streams[i])
+                streams[i]->newFrameSignal().connect(this, &MultiStreamsListener::onNewFrame);
+        }
+    } catch (...) {
+        removeAllStreams();
+        throw;
     }
     m_added = sender_count();
 }

@@ -17,7 +17,8 @@ public:
     ~MultiStreamsListener() override;
 
     void onNewFrame(VideoStream *stream) override;
-    /// Connects to every stream that is not null.
+    /// Connects to every stream that is not null. When it throws (std::bad_alloc), no stream is
+    /// connected any more, as after removeAllStreams.
     void addStreams(VideoStream **streams, unsigned int count);
     void addStreams(const std::list<VideoStream *> &streams);
     /// Whether a stream that was added is gone.

@@ -17,6 +17,9 @@ public:
 /// A listener of the application's own making; it takes no notice.
 class UserStreamFrameListener final : public StreamFrameBaseListener {
 public:
+    // Here, while onNewFrame is still this class's: a stream's thread may be calling it.
+    ~UserStreamFrameListener() override { disconnect_all(); }
+
     void onNewFrame(VideoStream * /*stream*/) override {}
 };
 

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "tests/fakes/FailingNew.h"
+
 namespace {
 
 using testing::ElementsAre;
@@ -136,6 +138,22 @@ public:
     void onSignal() { ++calls; }
     int calls = 0;
 };
+
+TYPED_TEST(SigslotTest, AConnectionWithoutMemoryIsNotMade)
+{
+    this->connect(this->m_first);
+    const auto connectSecond = [&] { this->connect(this->m_second); };
+    const auto onlyTheFirstIsCalled = [&] {
+        EXPECT_EQ(this->m_second.sender_count(), 0U);
+        this->m_log.clear();
+        this->m_signal.emit(1);
+        EXPECT_THAT(this->m_log, ElementsAre(11));
+    };
+    EXPECT_EQ(nubrix::failEachAllocation(connectSecond, onlyTheFirstIsCalled), 2);
+    this->m_log.clear();
+    this->m_signal.emit(2);
+    EXPECT_THAT(this->m_log, ElementsAre(12, 22));
+}
 
 TEST(SigslotPolicyTest, SignalsWithoutArgumentsAndOfAnotherPolicyReachAReceiver)
 {

@@ -7,8 +7,10 @@
 #include <deque>
 #include <memory>
 #include <random>
+#include <thread>
 #include <vector>
 
+#include "tests/fakes/FailingNew.h"
 #include "tests/fakes/LogRecorder.h"
 #include "tests/fakes/SystemCalls.h"
 
@@ -301,6 +303,50 @@ TEST_F(NoMemoryTest, AFailedCreationCountsAsOneOfTheFrames)
     EXPECT_THAT(m_log.take(), ElementsAre(errorLine("no available Frame!!!")));
     releaseOldest();
     EXPECT_EQ(hold(), frame);
+}
+
+TEST_F(NoMemoryTest, AFrameThatCannotBeMadeDoesNotCount)
+{
+    makePool(4, 1);
+    const auto nothingIsLeftBehind = [this] {
+        EXPECT_THAT(m_held, IsEmpty());
+        EXPECT_THAT(m_log.take(), ElementsAre(errorLine("can not alloc  size[32]!!!")));
+    };
+    InternalFrame *frame = nullptr;
+    const auto take = [&] { frame = m_pool->allocOneFrame(); };
+    EXPECT_EQ(failEachAllocation(take, nothingIsLeftBehind), 3);  // the frame and its connection
+    ASSERT_NE(frame, nullptr);
+    m_held.push_back(frame);
+    EXPECT_EQ(hold(), nullptr);
+    EXPECT_THAT(m_log.take(), ElementsAre(errorLine("no available Frame!!!")));
+}
+
+TEST(FrameAllocatorLockTest, NoLineIsLoggedUnderTheLock)
+{
+    std::unique_ptr<FrameAllocator> pool;
+    std::vector<std::thread> others;
+    // Another thread gets the lock while a line is logged.
+    const LogRecorder log([&](const LogLine &) {
+        const auto passed = std::make_shared<Gate>();
+        others.emplace_back([&pool, passed] {
+            pool->getFrameBufferSize();
+            passed->open();
+        });
+        EXPECT_TRUE(passed->pass());
+    });
+    SystemCalls calls;
+    calls.calloc = [](std::size_t count, std::size_t each) {
+        return count * each == kSize ? nullptr : RealCalls::calloc(count, each);
+    };
+    const SystemCallsInForce inForce(calls);
+    pool = std::make_unique<FrameAllocator>(kSize, 4, 1);
+    EXPECT_EQ(pool->allocOneFrame(), nullptr);  // no memory
+    EXPECT_EQ(pool->allocOneFrame(), nullptr);  // exhausted
+    pool->setFrameBufferSize(kSize);
+    pool->setFrameBufferSize(kSize + 1);
+    EXPECT_EQ(others.size(), 4U);
+    for (std::thread &other : others)
+        other.join();
 }
 
 TEST_F(FrameAllocatorTest, SettingTheSameSizeKeepsAllFrames)

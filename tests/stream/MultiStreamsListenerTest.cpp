@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "tests/fakes/FailingNew.h"
 #include "tests/stream/VideoStreamFixture.h"
 
 namespace nubrix {
@@ -189,6 +190,52 @@ TEST_F(MultiStreamsListenerTest, AListenerOfTheApplicationsMakingTakesNoNotice)
     emit(frame);
     ASSERT_TRUE(m_listener.calls.reaches(1));
     EXPECT_EQ(read(true), 9);
+}
+
+TEST_F(MultiStreamsListenerTest, WithoutMemoryNoStreamStaysConnected)
+{
+    const auto addBoth = [this] { m_waiter->addStreams(m_both, 2); };
+    const auto noneIsConnected = [this] {
+        EXPECT_EQ(m_waiter->sender_count(), 0U);
+        signal(*m_stream);
+        signal(m_second);
+        EXPECT_EQ(ready(), nullptr);
+        EXPECT_FALSE(m_waiter->hasLostAStream());
+        // The next attempt finds no memory that this one has got.
+        m_waiter = std::make_unique<MultiStreamsListener>();
+    };
+    EXPECT_GE(failEachAllocation(addBoth, noneIsConnected), 2);
+    EXPECT_EQ(m_waiter->sender_count(), 2U);
+}
+
+TEST_F(MultiStreamsListenerTest, AListenerOfTheApplicationsMakingMayEndWhileAFrameComes)
+{
+    auto user = std::make_unique<UserStreamFrameListener>();
+    Gate emitting;
+    Gate atTheLock;
+    m_listener.then = [&](VideoStream *) {
+        emitting.open();
+        EXPECT_TRUE(atTheLock.pass());
+    };
+    listen();  // called before the other, while the signal is locked
+    m_stream->newFrameSignal().connect(static_cast<StreamFrameBaseListener *>(user.get()),
+                                       &StreamFrameBaseListener::onNewFrame);
+    thread_local int t_locksLeft = 0;
+    SystemCalls calls;
+    calls.mutexLock = [&](pthread_mutex_t *mutex) {
+        if (t_locksLeft > 0 && --t_locksLeft == 0)
+            atTheLock.open();
+        return RealCalls::mutexLock(mutex);
+    };
+    const SystemCallsInForce inForce(calls);
+    std::thread deleter([&] {
+        EXPECT_TRUE(emitting.pass());
+        t_locksLeft = 2;  // the listener's own, then the signal's
+        user.reset();
+    });
+    signal(*m_stream);
+    deleter.join();
+    EXPECT_EQ(m_listener.calls.value(), 1);
 }
 
 }  // namespace
