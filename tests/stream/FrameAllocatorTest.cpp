@@ -327,7 +327,7 @@ TEST(FrameAllocatorLockTest, NoLineIsLoggedUnderTheLock)
     std::vector<std::thread> others;
     // Another thread gets the lock while a line is logged.
     const LogRecorder log([&](const LogLine &) {
-        const auto passed = std::make_shared<Gate>();
+        const auto passed = std::make_shared<Latch>();
         others.emplace_back([&pool, passed] {
             pool->getFrameBufferSize();
             passed->open();

@@ -211,8 +211,8 @@ TEST_F(MultiStreamsListenerTest, WithoutMemoryNoStreamStaysConnected)
 TEST_F(MultiStreamsListenerTest, AListenerOfTheApplicationsMakingMayEndWhileAFrameComes)
 {
     auto user = std::make_unique<UserStreamFrameListener>();
-    Gate emitting;
-    Gate atTheLock;
+    Latch emitting;
+    Latch atTheLock;
     m_listener.then = [&](VideoStream *) {
         emitting.open();
         EXPECT_TRUE(atTheLock.pass());

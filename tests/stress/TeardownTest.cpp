@@ -78,8 +78,8 @@ public:
     }
 
     Counter calls;
-    Gate begun;
-    Gate done;
+    Latch begun;
+    Latch done;
     std::atomic<int> status{1};
 
 private:
@@ -168,7 +168,7 @@ TEST_F(TeardownTest, AStreamMayBeDestroyedWhileItsCallbackReads)
     NubrixDevice *const right = open("RIGHT");
     NubrixStream *const silent = stream(right, nullptr, nullptr);
     ASSERT_EQ(stopStream(m_context, silent), 0);
-    Gate destroying;
+    Latch destroying;
     Once reading{m_context, [&](NubrixStream *) {
                      EXPECT_TRUE(destroying.pass());
                      typedefNubrixFrame *frame = nullptr;
@@ -266,7 +266,7 @@ TEST_F(TeardownTest, TwoCallbacksMayCloseEachOthersStreams)
     NubrixDevice *const right = open("RIGHT");
     std::atomic<NubrixStream *> streams[2] = {nullptr, nullptr};
     Counter inside;
-    Gate opened;
+    Latch opened;
     const auto closeThe = [&](int other) {
         return [&, other](NubrixStream *) {
             inside.add();
