@@ -15,6 +15,17 @@ std::atomic<decltype(LogSink::simplify)> g_simplify{nullptr};
 std::atomic<decltype(LogSink::write)> g_write{nullptr};
 char g_module[64];
 
+// A log plug-in without memory does not fail what is logged.
+template <class Call>
+int withoutExceptions(Call call) noexcept
+{
+    try {
+        return call();
+    } catch (...) {
+        return -1;
+    }
+}
+
 }  // namespace
 
 int logPrint(int level, const char *format, ...)
@@ -28,7 +39,7 @@ int logPrint(int level, const char *format, ...)
     va_start(arguments, format);
     std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    return simplify(g_module, level, text);
+    return withoutExceptions([&] { return simplify(g_module, level, text); });
 }
 
 int logWrite(int w1, int w2, int w3, int w4, const char *format, ...)
@@ -42,7 +53,7 @@ int logWrite(int w1, int w2, int w3, int w4, const char *format, ...)
     va_start(arguments, format);
     std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    return write(g_module, w1, w2, w3, w4, text);
+    return withoutExceptions([&] { return write(g_module, w1, w2, w3, w4, text); });
 }
 
 void setLogSink(const LogSink &sink, const char *module)

@@ -88,7 +88,7 @@ public:
     int setLogLevel(unsigned int level) override;
     int setLogFolder(const char *folder) override;
     int getVersion(NubrixDevice *handle, NubrixVersions *versions) override;
-    void setErrorCode(NubrixErrorCode code) override;
+    NUBRIX_API void setErrorCode(NubrixErrorCode code) override;
     int logInfo(NubrixLogLevel level, const char *format, ...) override;
 
     // ContextPhoto.cpp, ContextPointCloud.cpp, ContextUpgrade.cpp

@@ -20,8 +20,7 @@ int Device::open(const char *uri)
         return failed;
     if (!driverDevice)  // a driver that says yes and gives nothing
         return -1;
-    m_deviceId = uri;
-    opened(driverDevice);
+    adopt(driverDevice, uri);
     return 0;
 }
 
@@ -38,17 +37,25 @@ int Device::open2(unsigned int vid, unsigned int pid, unsigned int fd, const cha
                  failed);
         return failed;
     }
-    const char *const id = driverDevice->getDeviceId();
-    m_deviceId = id ? id : "";
-    logPrint(kLogInfo, "open2 m_deviceId = %s", m_deviceId.c_str());
-    opened(driverDevice);
+    adopt(driverDevice, nullptr);
     logPrint(kLogInfo, "open device %s, fd:%d, successfull ", path, signedFd);
     return 0;
 }
 
-void Device::opened(NubrixBaseDevice *driverDevice)
+// Takes over what the driver has opened, or closes it again when that throws. Without a URI the
+// driver's device names itself.
+void Device::adopt(NubrixBaseDevice *driverDevice, const char *uri)
 {
-    m_deviceKind = driverDevice->getDeviceKind();
+    try {
+        const char *const id = uri ? uri : driverDevice->getDeviceId();
+        m_deviceId = id ? id : "";
+        if (!uri)
+            logPrint(kLogInfo, "open2 m_deviceId = %s", m_deviceId.c_str());
+        m_deviceKind = driverDevice->getDeviceKind();
+    } catch (...) {
+        m_driver.closeDevice(&driverDevice);
+        throw;
+    }
     m_driverDevice = driverDevice;
     m_opened = true;
 }

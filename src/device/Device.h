@@ -90,7 +90,7 @@ private:
 
     bool isDisconnected() const;
     bool isConflictWithOpenedStreams(unsigned int streamType) const;
-    void opened(NubrixBaseDevice *driverDevice);
+    void adopt(NubrixBaseDevice *driverDevice, const char *uri);
     InUse inUse() const;
     /// As inUse, and sets the error number when it is gone.
     InUse requireOpen() const;

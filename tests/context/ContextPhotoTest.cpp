@@ -1,4 +1,7 @@
 // Photos: the newest colour frame as a bitmap.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -123,26 +126,48 @@ TEST_F(Photo, IsReadBackByAnotherProgram)
     EXPECT_EQ(readFile(m_folder.file("text")), expected + "\n");
 }
 
+TEST_F(Photo, HoldsNobodyUpWhileItIsWritten)
+{
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
+    std::atomic<int> threadId{0};
+    std::atomic<int> result{1};
+    std::thread photo([&] {
+        threadId = ::gettid();
+        result = context().takePhoto(m_path.c_str());
+    });
+    // It waits for somebody who reads the pipe.
+    ASSERT_TRUE(eventually([&] { return threadId != 0 && hasFallenAsleep(threadId); }));
+    EXPECT_EQ(context().closeStream(stream), 0);
+    EXPECT_EQ(context().destroy(), 0);
+    EXPECT_EQ(result, 1) << "it is not done yet";
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+    photo.join();
+    EXPECT_EQ(result, 0);
+}
+
 TEST_F(Photo, WaitsForAFrame)
 {
     opened(NUBRIX_STREAM_COLOR);
     // A wake-up goes to the stream's own thread or to one of these, and the others wait in vain.
     constexpr int kPhotos = 8;
-    std::atomic<int> begun{0};
+    std::array<std::atomic<int>, kPhotos> threadIds = {};
     std::atomic<int> done{0};
     std::atomic<int> taken{0};
     std::vector<std::thread> photos;
-    for (int i = 0; i < kPhotos; ++i) {
+    for (std::atomic<int> &threadId : threadIds) {
         photos.emplace_back([&] {
-            ++begun;
+            threadId = ::gettid();
             if (context().takePhoto(m_path.c_str()) == 0)
                 ++taken;
             ++done;
         });
     }
-    EXPECT_TRUE(eventually([&] { return begun == kPhotos; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(done, 0) << "one did not wait";
+    EXPECT_TRUE(eventually([&] {
+        return std::any_of(threadIds.begin(), threadIds.end(),
+                           [](int id) { return id != 0 && hasFallenAsleep(id); });
+    })) << "none waits";
     while (done < kPhotos) {
         EXPECT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -261,6 +261,29 @@ TEST_F(Threads, AStreamIsDestroyedWhileItsCameraIsClosed)
     }
 }
 
+TEST_F(Threads, AStopTakesEffectAlsoWhileTheStreamIsBeingStarted)
+{
+    m_usb.freeRunning = true;
+    Counter starting;
+    Latch mayStart;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "usb:1 stream 1 start") {
+            starting.add();
+            EXPECT_TRUE(mayStart.pass());
+        }
+    });
+    NubrixStream *const stream = created(NUBRIX_STREAM_COLOR);
+    std::thread starter([&] { EXPECT_EQ(startStream(stream), 0); });
+    ASSERT_TRUE(starting.reaches(1));
+    std::thread stopper([&] { EXPECT_EQ(stopStream(stream), 0); });
+    mayStart.open();
+    starter.join();
+    stopper.join();
+    EXPECT_EQ(m_usb.countCalls("usb:1 stream 1 stop"), 1U);
+    EXPECT_FALSE(m_usb.deliver(NUBRIX_STREAM_COLOR, {})) << "it does not run";
+    EXPECT_EQ(context().closeStream(stream), 0);
+}
+
 TEST_F(Threads, StartsAndStopsOfOneStreamOnSeveralThreads)
 {
     m_usb.freeRunning = true;
@@ -269,13 +292,15 @@ TEST_F(Threads, StartsAndStopsOfOneStreamOnSeveralThreads)
     for (int thread = 0; thread < 3; ++thread) {
         threads.emplace_back([&] {
             for (int i = 0; i < 20; ++i) {
-                EXPECT_THAT(startStream(stream), AnyOf(0, -5));
+                EXPECT_EQ(startStream(stream), 0);
                 EXPECT_EQ(stopStream(stream), 0);
             }
         });
     }
     for (std::thread &thread : threads)
         thread.join();
+    EXPECT_FALSE(m_usb.deliver(NUBRIX_STREAM_COLOR, {})) << "the last call of each was a stop";
+    EXPECT_EQ(m_usb.countCalls("usb:1 stream 1 start"), m_usb.countCalls("usb:1 stream 1 stop"));
     EXPECT_EQ(context().closeStream(stream), 0);
 }
 
@@ -322,6 +347,65 @@ TEST_F(Threads, FramesAreGivenBackOnAnyThread)
         }
         std::thread([&] { EXPECT_EQ(context().releaseFrame(frame), 0); }).join();
     }
+}
+
+// --- drivers that take their time
+
+TEST_F(Threads, LookingUpDoesNotWaitForADriverThatLists)
+{
+    Counter listing;
+    Latch mayList;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "getDeviceList 60") {
+            listing.add();
+            EXPECT_TRUE(mayList.pass());
+        }
+    });
+    m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+    ASSERT_TRUE(listing.reaches(1));
+    typedefNubrixeviceAttribute *const record = context().getDeviceAttributeByUri("net:1");
+    EXPECT_NE(record, nullptr);
+    _NubrixGmslDeviceInfo *gmsl = nullptr;
+    unsigned int count = 0;
+    EXPECT_EQ(context().nubrixGetGmslDeviceList(&gmsl, &count), 0);
+    NubrixDevice *device = nullptr;
+    EXPECT_EQ(context().openDevice("net:1", &device), 0);
+    mayList.open();
+    ASSERT_TRUE(m_usb.waitForAnnouncements());
+    EXPECT_STREQ(record->uri, "net:1");
+}
+
+TEST_F(Threads, AnUpgraderMayWaitForAnEventWhileItIsMade)
+{
+    m_usb.hasUpgrader = true;
+    m_usb.setHook([&](const std::string &call) {
+        if (call != "usb:1 createUpgradeIntance")
+            return;
+        m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+        EXPECT_TRUE(m_usb.waitForAnnouncements());
+    });
+    EXPECT_EQ(context().deviceStartUpgradeOffLine(m_device, nullptr, "firmware"), 0);
+}
+
+TEST_F(Threads, AnUpgradeThatIsBeingStartedOutlivesItsCamera)
+{
+    m_usb.hasUpgrader = true;
+    Counter starting;
+    Latch mayStart;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "upgrader usb:1 start firmware") {
+            starting.add();
+            EXPECT_TRUE(mayStart.pass());
+        }
+    });
+    std::thread starter(
+        [&] { EXPECT_EQ(context().deviceStartUpgradeOffLine(m_device, nullptr, "firmware"), 0); });
+    ASSERT_TRUE(starting.reaches(1));
+    EXPECT_EQ(context().closeDevice(m_device), 0);
+    EXPECT_EQ(m_usb.countCalls("upgrader usb:1 deleted"), 0U);
+    mayStart.open();
+    starter.join();
+    EXPECT_EQ(m_usb.countCalls("upgrader usb:1 deleted"), 1U);
 }
 
 // --- everything at once

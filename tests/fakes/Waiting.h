@@ -3,7 +3,10 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <mutex>
+#include <string>
+#include <thread>
 
 namespace nubrix {
 
@@ -47,5 +50,21 @@ public:
 private:
     Counter m_opened;
 };
+
+/// Whether a thread, by its kernel id, waits. Nothing reports that a call has begun to wait, but a
+/// thread that computes nothing for so long waits.
+inline bool hasFallenAsleep(int thread)
+{
+    for (int looks = 0; looks < 20; ++looks) {
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        std::string line;
+        std::getline(file, line);
+        const std::size_t state = line.rfind(") ");
+        if (state == std::string::npos || line[state + 2] != 'S')
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
 
 }  // namespace nubrix

@@ -114,20 +114,6 @@ INSTANTIATE_TEST_SUITE_P(AfterMilliseconds, CloseAnotherTest,
 
 // --- waiting
 
-/// Nothing reports that a call has begun to wait, but a thread that computes nothing for so long
-/// waits.
-bool hasFallenAsleep(int thread)
-{
-    for (int looks = 0; looks < 20; ++looks) {
-        const std::string line = readFile("/proc/self/task/" + std::to_string(thread) + "/stat");
-        const std::size_t state = line.rfind(") ");
-        if (state == std::string::npos || line[state + 2] != 'S')
-            return false;
-        std::this_thread::sleep_for(milliseconds(2));
-    }
-    return true;
-}
-
 TEST_F(TeardownTest, DestroyWakesWhoeverWaitsForEverAndTheContextMayBeDeletedAtOnce)
 {
     NubrixDevice *const left = open("LEFT");
