@@ -23,24 +23,17 @@ StreamRecorder::StreamRecorder(const std::string &path) : m_file(FileWrapper::cr
 
 StreamRecorder::~StreamRecorder()
 {
-    disconnect_all();
-    logPrint(kLogInfo, "~StreamRecorder()");
-    flush();
+    finish();
 }
 
 void StreamRecorder::finish()
 {
     disconnect_all();
-    flush();
+    if (m_finished.exchange(true))
+        return;
+    logPrint(kLogInfo, "~StreamRecorder()");
+    m_file->flush();
     m_file->closeFile();
-}
-
-void StreamRecorder::flush()
-{
-    // What is still buffered may find the disk full, too; the file's result does not tell.
-    errno = 0;
-    if (m_file->flush() == 0 && errno != 0)
-        logPrint(kLogWarning, "write Data failed, errno:0x%x", static_cast<unsigned int>(errno));
 }
 
 StreamRecorder::Slot *StreamRecorder::slotOf(unsigned int recordType)
@@ -125,7 +118,7 @@ int StreamRecorder::Stop()
 {
     m_started = false;
     logPrint(kLogInfo, "Recorder[%p] Stop", static_cast<void *>(this));
-    flush();
+    m_file->flush();
     return 0;
 }
 
