@@ -111,6 +111,9 @@ int StreamRecorder::Start()
 {
     m_started = true;
     logPrint(kLogInfo, "Recorder[%p] Start", static_cast<void *>(this));
+    const CriticalSectionScoped guard(m_lock);
+    for (const auto &[stream, info] : m_attachedStreams)
+        stream->onListenerBegins();
     return 0;
 }
 
@@ -168,9 +171,9 @@ void StreamRecorder::onNewFrame(VideoStream *stream)
     if (!m_started || !recordTypeOf(stream, recordType))
         return;
     xp<NubrixFrameRef> frame;
-    if (stream->readFrame(frame, false) != 0)  // left for the stream's other readers
-        return;
-    writeRecord(frame->frame(), recordType);
+    if (stream->readFrame(frame, false) == 0)  // left for the stream's other readers
+        writeRecord(frame->frame(), recordType);
+    stream->onListenerDone();
 }
 
 void StreamRecorder::writeRecord(const typedefNubrixFrame &frame, unsigned int recordType)
