@@ -1,5 +1,8 @@
 #include "virtual/HotPlug.h"
 
+#include <cstdio>
+#include <exception>
+
 #include "virtual/VirtualCamera.h"
 
 namespace nubrix {
@@ -49,7 +52,7 @@ void HotPlug::run()
 }
 
 void HotPlug::carryOut(const Event &event)
-{
+try {
     VirtualCamera &camera = *event.camera;
     if (event.action == Action::kPlug) {
         camera.plug();
@@ -61,6 +64,9 @@ void HotPlug::carryOut(const Event &event)
     }
     m_callback.tell(camera.uri(), camera.serial(), camera.location(),
                     event.action == Action::kTellConnected);
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "nubrix virtual camera: an event of %s is lost: %s\n",
+                 event.camera->uri().c_str(), error.what());
 }
 
 }  // namespace nubrix

@@ -163,6 +163,8 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
             return Result::kLost;
         }
     }
+    if (frame.info().dataSize > series->largest)  // what the caller has room for
+        return Result::kLost;
     std::memcpy(data, frame.data(), frame.info().dataSize);
     return Result::kFilled;
 }
@@ -178,9 +180,9 @@ std::optional<RecordedPicture> RecordingSource::recorded(unsigned int streamType
         std::min<std::uint64_t>(frameIndex / series->records.size(), kMostUs / m_passUs);
     RecordInfo info = {};
     {
+        // One that cannot be read any more keeps its place: fill says that it is lost.
         const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_reader.info(series->records[place], &info) != 0)
-            return std::nullopt;
+        m_reader.info(series->records[place], &info);
     }
     // Recorders count the frames of colour and of depth only.
     const bool isCounted = streamType == NUBRIX_STREAM_COLOR || streamType == NUBRIX_STREAM_DEPTH;

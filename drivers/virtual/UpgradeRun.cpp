@@ -33,9 +33,9 @@ void tellProgress(const typedefNubrixUpgradeCallbacks &callbacks, int percent)
 
 }  // namespace
 
-void complainOfUpgrade(const std::string &uri, const std::string &reason)
+void complainOfUpgrade(const std::string &uri, const char *reason)
 {
-    std::fprintf(stderr, "nubrix virtual camera: upgrade of %s: %s\n", uri.c_str(), reason.c_str());
+    std::fprintf(stderr, "nubrix virtual camera: upgrade of %s: %s\n", uri.c_str(), reason);
 }
 
 int UpgradeRun::begin()
@@ -46,7 +46,6 @@ int UpgradeRun::begin()
     if (m_breakOff || !m_camera.isPlugged())
         return kGone;
     m_claimed = true;
-    m_usesCamera = true;
     ++m_runs;
     return kDone;
 }
@@ -59,8 +58,6 @@ void UpgradeRun::run(const FirmwareImage *image, const Callbacks &callbacks)
         const std::lock_guard<std::mutex> lock(m_lock);
         m_expected.reset();
         m_claimed = false;
-        m_usesCamera = false;
-        m_wake.notify_all();
     }
     if (image && callbacks.onFinished)
         callbacks.onFinished(nullptr, status, callbacks.user);
@@ -72,20 +69,26 @@ void UpgradeRun::run(const FirmwareImage *image, const Callbacks &callbacks)
 
 int UpgradeRun::upgradeWith(const FirmwareImage &image, const Callbacks &callbacks)
 {
-    int status = 0;
+    int status = kFailed;
     m_camera.beginUpgrade();
     try {
-        upgrade(image, callbacks);
-    } catch (const Failed &failed) {
-        complainOfUpgrade(m_camera.uri(), failed.reason + "; the camera keeps firmware " +
-                                              FirmwareImage::versionText(m_camera.firmware()));
-        status = failed.status;
+        status = attempt(image, callbacks);
     } catch (const std::exception &error) {
         complainOfUpgrade(m_camera.uri(), error.what());
-        status = kFailed;
     }
     m_camera.endUpgrade();
     return status;
+}
+
+int UpgradeRun::attempt(const FirmwareImage &image, const Callbacks &callbacks)
+try {
+    upgrade(image, callbacks);
+    return kDone;
+} catch (const Failed &failed) {
+    const std::string text = failed.reason + "; the camera keeps firmware " +
+                             FirmwareImage::versionText(m_camera.firmware());
+    complainOfUpgrade(m_camera.uri(), text.c_str());
+    return failed.status;
 }
 
 void UpgradeRun::upgrade(const FirmwareImage &image, const Callbacks &callbacks)
@@ -193,26 +196,13 @@ void UpgradeRun::requireCamera() const
         throw Failed{kGone, "the camera was unplugged"};
 }
 
-void UpgradeRun::refuseMore()
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_breakOff = true;
-    m_wake.notify_all();
-}
-
 void UpgradeRun::breakOff()
 {
-    refuseMore();
     const unsigned int own = runOfThisThread == this ? 1 : 0;
     std::unique_lock<std::mutex> lock(m_lock);
+    m_breakOff = true;
+    m_wake.notify_all();
     m_wake.wait(lock, [&] { return m_runs == own; });
-}
-
-void UpgradeRun::abandon()
-{
-    refuseMore();
-    std::unique_lock<std::mutex> lock(m_lock);
-    m_wake.wait(lock, [this] { return !m_usesCamera; });
 }
 
 }  // namespace nubrix

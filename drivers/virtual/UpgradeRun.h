@@ -18,8 +18,8 @@ class VirtualCamera;
 
 /// Detaches the camera, writes block after block, lets it reboot and verifies what was written. The
 /// reboot raises the events of a real one, which stay with the upgrader. Whatever goes wrong, the
-/// camera keeps the firmware that it had. Shared by the upgrader, its thread and the camera, since
-/// each may go before the others. Thread-safe.
+/// camera keeps the firmware that it had. Shared by the upgrader and its thread, since either may
+/// go before the other. Thread-safe.
 class UpgradeRun {
 public:
     static constexpr std::uint32_t kBlockBytes = 4096;
@@ -41,8 +41,6 @@ public:
     /// Ends the upgrade soon, begins no other, and waits until all callbacks have returned but
     /// those that the caller itself is called by.
     void breakOff();
-    /// The camera is about to go: breaks off, and waits until it is not used any more.
-    void abandon();
 
 private:
     /// Why an upgrade did not end well.
@@ -51,8 +49,8 @@ private:
         std::string reason;
     };
 
-    void refuseMore();
     int upgradeWith(const FirmwareImage &image, const Callbacks &callbacks);
+    int attempt(const FirmwareImage &image, const Callbacks &callbacks);
     void upgrade(const FirmwareImage &image, const Callbacks &callbacks);
     std::vector<std::uint8_t> write(const FirmwareImage &image, const Callbacks &callbacks);
     void reboot();
@@ -65,8 +63,7 @@ private:
     VirtualCamera &m_camera;
     std::mutex m_lock;
     std::condition_variable m_wake;
-    bool m_claimed = false;  // everything below is under m_lock
-    bool m_usesCamera = false;
+    bool m_claimed = false;   // everything below is under m_lock
     unsigned int m_runs = 0;  // that have begun; one more begins while onFinished is called
     bool m_breakOff = false;
     std::optional<unsigned int> m_expected;  // state of the event that a reboot waits for
@@ -75,6 +72,6 @@ private:
 };
 
 /// One line on stderr about an upgrade of a camera.
-void complainOfUpgrade(const std::string &uri, const std::string &reason);
+void complainOfUpgrade(const std::string &uri, const char *reason);
 
 }  // namespace nubrix

@@ -128,7 +128,7 @@ void VirtualCamera::addUpgrade(const std::shared_ptr<UpgradeRun> &run)
     m_upgradeRuns.push_back(run);
 }
 
-void VirtualCamera::abandonUpgrades()
+void VirtualCamera::breakOffUpgrades()
 {
     std::vector<std::weak_ptr<UpgradeRun>> left;
     {
@@ -137,7 +137,7 @@ void VirtualCamera::abandonUpgrades()
     }
     for (const auto &each : left) {
         if (const std::shared_ptr<UpgradeRun> run = each.lock())
-            run->abandon();
+            run->breakOff();
     }
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/DriverThreads.h"
 #include "nubrix/driver.h"
 #include "virtual/FaultPlan.h"
 #include "virtual/FrameSource.h"
@@ -34,6 +35,7 @@ public:
         HotPlug::Time start;  ///< what times of faults count from
         std::shared_ptr<FrameSource> source;
         HotPlug &hotPlug;
+        DriverThreads &threads;
     };
 
     /// `ordinal` counts the cameras from 1.
@@ -48,6 +50,7 @@ public:
     Pacing pacing() const { return m_shared.pacing; }
     FrameSource &source() const { return *m_shared.source; }
     FaultPlan &faults() { return m_faults; }
+    DriverThreads &threads() const { return m_shared.threads; }
 
     void describe(typedefNubrixeviceAttribute &record) const;
     bool isPlugged() const;
@@ -82,8 +85,8 @@ public:
     void leaveForReboot();
     /// Upgrades of this camera will be run.
     void addUpgrade(const std::shared_ptr<UpgradeRun> &run);
-    /// Ends them; to be called before the camera goes.
-    void abandonUpgrades();
+    /// Ends them and waits until their callbacks have returned; none begins afterwards.
+    void breakOffUpgrades();
 
 private:
     const Shared m_shared;  // fixed after construction

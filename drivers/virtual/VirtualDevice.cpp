@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -60,7 +61,7 @@ int VirtualDevice::createStream(unsigned int streamType, NubrixBaseStream **stre
     Slot *slot = slotOf(streamType);
     if (slot == nullptr || stream == nullptr)
         return kBadArgument;
-    if (m_gone)
+    if (isGone())
         return kGone;
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream)
@@ -84,7 +85,7 @@ int VirtualDevice::closeAllStreams()
 
 int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 {
-    if (m_gone)
+    if (isGone())
         return kGone;
     if (isPlace(id))
         return seek(id, data, size);
@@ -101,8 +102,8 @@ int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int s
 }
 
 int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
-{
-    if (m_gone)
+try {
+    if (isGone())
         return kGone;
     if (data == nullptr || size == nullptr)
         return kBadArgument;
@@ -128,6 +129,8 @@ int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
         return kUnsupported;
     const CameraIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
     return giveOut(&intrinsics, sizeof intrinsics, data, size);
+} catch (const std::exception &) {
+    return kFailed;
 }
 
 int VirtualDevice::getTruth(void *data)
@@ -156,7 +159,7 @@ std::uint32_t VirtualDevice::nextFrame(const Slot &slot) const
 {
     if (slot.stream && slot.stream->isRunning())
         return slot.stream->nextFrame();
-    return m_camera.source().firstFrom(slot.type, m_clock.place().us);
+    return m_camera.source().firstFrom(slot.type, m_state->clock.place().us);
 }
 
 int VirtualDevice::getPlace(unsigned int id, void *data, unsigned int *size)
@@ -166,7 +169,7 @@ int VirtualDevice::getPlace(unsigned int id, void *data, unsigned int *size)
         const std::uint32_t next = nextFrame(*slotOf(id - kPropertyPlayFrame));
         return giveOut(&next, sizeof next, data, size);
     }
-    std::uint64_t us = m_clock.place().us;
+    std::uint64_t us = m_state->clock.place().us;
     bool first = true;
     for (const Slot &slot : m_slots) {
         if (!slot.stream || !slot.stream->isRunning())
@@ -196,7 +199,7 @@ int VirtualDevice::seek(unsigned int id, const void *data, unsigned int size)
             return kBadArgument;
         us = recorded->us;
     }
-    m_clock.seek(us);
+    m_state->clock.seek(us);
     wakeStreams();
     return kDone;
 }
@@ -211,19 +214,21 @@ void VirtualDevice::wakeStreams()
 }
 
 NubrixBaseUpgrade *VirtualDevice::createUpgradeIntance()
-{
-    return new (std::nothrow) VirtualUpgrade(m_camera);
+try {
+    return new VirtualUpgrade(m_camera);
+} catch (const std::exception &) {
+    return nullptr;
 }
 
 int VirtualDevice::deviceState()
 {
-    return m_gone ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
+    return isGone() ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
 }
 
 int VirtualDevice::keepLiveState()
 {
     const auto now = m_camera.msAt(std::chrono::steady_clock::now());
-    return !m_gone && m_camera.faults().keepsAlive(now) ? 1 : 0;
+    return !isGone() && m_camera.faults().keepsAlive(now) ? 1 : 0;
 }
 
 int VirtualDevice::getSupportFrameMode(unsigned int streamType,
@@ -243,7 +248,7 @@ int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFram
     Slot *slot = slotOf(streamType);
     if (slot == nullptr)
         return kBadArgument;
-    if (m_gone)
+    if (isGone())
         return kGone;
     const auto &table = m_camera.source().modes(streamType);
     if (std::none_of(table.begin(), table.end(),

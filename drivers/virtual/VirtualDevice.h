@@ -8,8 +8,8 @@
 #include <mutex>
 
 #include "nubrix/driver.h"
-#include "virtual/CameraClock.h"
 #include "virtual/FrameSource.h"
+#include "virtual/OpenState.h"
 
 namespace nubrix {
 
@@ -44,12 +44,12 @@ public:
     int getDeviceKind() override { return kKind; }
 
     VirtualCamera &camera() { return m_camera; }
-    CameraClock &clock() { return m_clock; }
+    const std::shared_ptr<OpenState> &state() const { return m_state; }
     typedefNubrixFrameMode mode(unsigned int streamType) const;
 
     /// The cable has been pulled; for good. Any thread.
-    void disconnect() { m_gone = true; }
-    bool isGone() const { return m_gone; }
+    void disconnect() { m_state->gone = true; }
+    bool isGone() const { return m_state->gone; }
     /// Has the streams look at once whether they are to end or to be elsewhere. Any thread.
     void wakeStreams();
 
@@ -70,8 +70,7 @@ private:
     int seek(unsigned int id, const void *data, unsigned int size);
 
     VirtualCamera &m_camera;
-    CameraClock m_clock;
-    std::atomic<bool> m_gone{false};
+    const std::shared_ptr<OpenState> m_state = std::make_shared<OpenState>();
     std::atomic<unsigned int> m_streamFlagMode{1};
     mutable std::mutex m_lock;
     std::array<Slot, 4> m_slots;  // modes and streams under m_lock

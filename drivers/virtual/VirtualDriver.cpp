@@ -44,7 +44,8 @@ VirtualDriver::~VirtualDriver()
 {
     m_devices.clear();
     for (const auto &camera : m_cameras)
-        camera->abandonUpgrades();
+        camera->breakOffUpgrades();
+    m_threads.joinAll();  // they may still tell the hot-plug thread something
     m_hotPlug.stop();
 }
 
@@ -76,7 +77,7 @@ try {
     const auto &source = std::get<std::shared_ptr<FrameSource>>(made);
     m_initialized = true;
     const HotPlug::Time start = std::chrono::steady_clock::now();
-    const VirtualCamera::Shared shared = {scenario.pacing, start, source, m_hotPlug};
+    const VirtualCamera::Shared shared = {scenario.pacing, start, source, m_hotPlug, m_threads};
     unsigned int ordinal = 0;
     for (const CameraSetup &setup : scenario.cameras) {
         m_cameras.push_back(std::make_unique<VirtualCamera>(setup, ++ordinal, shared));
@@ -128,7 +129,9 @@ int VirtualDriver::openDeviceByFd(unsigned int vid, unsigned int pid, int /*fd*/
 
 int VirtualDriver::closeDevice(NubrixBaseDevice **device)
 {
-    return m_devices.close(device);
+    const int status = m_devices.close(device);
+    m_threads.joinDone();
+    return status;
 }
 
 VirtualCamera *VirtualDriver::find(const char *uri)

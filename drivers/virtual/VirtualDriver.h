@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "common/DriverThreads.h"
 #include "common/OpenDevices.h"
 #include "nubrix/driver.h"
 #include "virtual/HotPlug.h"
@@ -18,6 +19,7 @@ namespace nubrix {
 class VirtualDriver final : public NubrixBaseDriver {
 public:
     VirtualDriver() = default;
+    /// Waits for all threads of the driver, and so for callbacks that they are in.
     ~VirtualDriver() override;
 
     /// Reads the scenario that NUBRIX_VIRTUAL_SCENARIO names; without one there is one camera. A
@@ -43,6 +45,7 @@ private:
 
     bool m_initialized = false;  // the first two: fixed after initialize
     std::vector<std::unique_ptr<VirtualCamera>> m_cameras;
+    DriverThreads m_threads;  // use the cameras
     OpenDevices<VirtualDevice> m_devices;
     HotPlug m_hotPlug;  // ends before the cameras
 };

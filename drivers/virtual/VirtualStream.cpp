@@ -1,24 +1,13 @@
 #include "virtual/VirtualStream.h"
 
-#include <algorithm>
-#include <cstdio>
+#include <chrono>
 #include <exception>
-#include <utility>
 
+#include "virtual/StreamRun.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualDevice.h"
 
 namespace nubrix {
-
-namespace {
-
-using std::chrono::steady_clock;
-
-constexpr std::chrono::microseconds kShortestNap(50);
-constexpr std::chrono::microseconds kLongestNap(1000);
-constexpr std::chrono::milliseconds kPoolRetry(5);
-
-}  // namespace
 
 VirtualStream::VirtualStream(VirtualDevice &device, unsigned int streamType)
     : DriverStream(streamType), m_device(device)
@@ -43,256 +32,67 @@ try {
     if (m_device.isGone())
         return kGone;
     VirtualCamera &camera = m_device.camera();
-    m_upgrades = camera.upgrades();
+    const unsigned int upgrades = camera.upgrades();
     if (camera.isUpgrading())
         return kWrongState;
-    if (const int status =
-            camera.faults().startAttempt(m_streamType, camera.msAt(steady_clock::now())))
+    if (const int status = camera.faults().startAttempt(
+            m_streamType, camera.msAt(std::chrono::steady_clock::now())))
         return status;
-    m_mode = m_device.mode(m_streamType);
-    m_frameRate = static_cast<unsigned char>(m_mode.frameRate);
-    camera.source().prepare(m_streamType, m_mode);
+    const typedefNubrixFrameMode mode = m_device.mode(m_streamType);
+    camera.source().prepare(m_streamType, mode);
     camera.faults().beginRun(m_streamType);
-    m_stopping = false;
-    m_place = m_device.clock().begin();
-    m_running = true;
-    try {
-        m_thread = std::thread(&VirtualStream::run, this);
-    } catch (const std::exception &) {
-        m_device.clock().end();
-        m_running = false;
-        return kFailed;
-    }
-    return kDone;
+    camera.threads().join(m_thread);  // its last frame comes before the first one of this start
+    return begin(mode, upgrades);
 } catch (const std::exception &) {
     return kFailed;
 }
 
+int VirtualStream::begin(const typedefNubrixFrameMode &mode, unsigned int upgrades)
+{
+    // A stop from within the first callback waits here.
+    const std::lock_guard<std::mutex> lock(m_lock);
+    const std::shared_ptr<OpenState> state = m_device.state();
+    const CameraClock::Place place = state->clock.begin();
+    try {
+        const auto run = std::make_shared<StreamRun>(
+            StreamRun::Setup{m_device.camera(), state, m_streamType, upgrades, mode, place,
+                             m_allocator, m_callback, m_user});
+        m_thread = m_device.camera().threads().run([run] { run->deliver(); });
+        m_run = run;
+        m_running = true;
+        return kDone;
+    } catch (const std::exception &) {
+        state->clock.end();
+        return kFailed;
+    }
+}
+
 int VirtualStream::stop()
 {
-    if (!m_running)
-        return kDone;
-    if (m_runner.load() == std::this_thread::get_id())
-        return kWrongState;
+    DriverThreads::Handle thread;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_stopping = true;
-        m_wake.notify_all();
+        if (m_running.exchange(false)) {
+            m_run->end();
+            m_device.state()->clock.end();
+        }
+        thread = m_thread;
     }
-    m_thread.join();
-    m_device.clock().end();
-    m_running = false;
+    m_device.camera().threads().join(thread);
     return kDone;
 }
 
-void VirtualStream::run()
-try {
-    m_runner = std::this_thread::get_id();
-    std::uint32_t index = firstFrame();
-    while (runFrame(index)) {
-    }
-} catch (const std::exception &error) {
-    std::fprintf(stderr, "nubrix virtual camera: a stream has ended: %s\n", error.what());
-}
-
-std::uint32_t VirtualStream::firstFrame() const
+std::uint32_t VirtualStream::nextFrame() const
 {
-    // A stream that starts after others catches up with them: nothing of a recording is left out.
-    if (isRecorded())
-        return m_device.camera().source().firstFrom(m_streamType, m_place.us);
-    return isFree() ? 0 : CameraClock::indexAt(m_place.epoch, steady_clock::now(), m_frameRate);
-}
-
-void VirtualStream::lookUpRecorded(std::uint32_t &frameIndex)
-{
-    FrameSource &source = m_device.camera().source();
-    if (isSought()) {
-        m_place = m_device.clock().place();
-        frameIndex = source.firstFrom(m_streamType, m_place.us);
-    }
-    m_recorded = source.recorded(m_streamType, frameIndex);
-}
-
-bool VirtualStream::runFrame(std::uint32_t &frameIndex)
-{
-    VirtualCamera &camera = m_device.camera();
-    if (isRecorded())
-        lookUpRecorded(frameIndex);
-    m_next = frameIndex;
-    if (isRecorded() && !m_recorded) {  // the end, until another place is sought
-        sleepUntil(nullptr);
-        return !isEnding();
-    }
-    const Time capture = nextCapture(frameIndex);
-    // In real time a picture is ready before its time, so that it can be delivered in time.
-    FramePtr frame;
-    if (!isFree() && !render(frameIndex, frame))
-        return false;
-    sleepUntil(&capture);
-    if (isEnding())
-        return false;
-    if (isSought())
-        return true;
-    const FrameOrders orders =
-        camera.faults().ordersFor(m_streamType, frameIndex, camera.msAt(capture));
-    if (orders.unplug) {
-        camera.unplug();
-        return false;
-    }
-    if (orders.stall) {
-        frame.reset();
-        const Time end =
-            steady_clock::now() + std::chrono::milliseconds(orders.stallMs.value_or(0));
-        sleepUntil(orders.stallMs ? &end : nullptr);
-        return true;
-    }
-    if (isFree() && !orders.drop && !render(frameIndex, frame))
-        return false;
-    if (frame && !orders.drop && !isEnding()) {
-        describe(frame->frame(), frameIndex, capture, orders);
-        m_callback(frame.get(), m_user);
-        if (isFree())
-            awaitReturn(*frame);
-    }
-    ++frameIndex;
-    return true;
-}
-
-VirtualStream::Time VirtualStream::nextCapture(std::uint32_t &frameIndex) const
-{
-    const Time now = steady_clock::now();
-    if (isFree())
-        return now;
-    if (isRecorded())
-        return m_place.epoch + std::chrono::microseconds(m_recorded->us - m_place.us);
-    // Frames that have passed meanwhile are lost.
-    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_place.epoch, now, m_frameRate));
-    return CameraClock::captureTime(m_place.epoch, frameIndex, m_frameRate);
-}
-
-bool VirtualStream::render(std::uint32_t frameIndex, FramePtr &frame)
-{
-    FramePtr taken(takeFrame());
-    FrameSource &source = m_device.camera().source();
-    if (!taken || taken->frame().data == nullptr ||
-        taken->bufferSize() < source.largestPicture(m_streamType, m_mode))
-        return true;
-    auto *data = static_cast<std::uint8_t *>(taken->frame().data);
-    const auto result = source.fill(m_streamType, m_mode, frameIndex, data);
-    if (result == FrameSource::Result::kFilled)
-        frame = std::move(taken);
-    return result != FrameSource::Result::kEnd;
-}
-
-NubrixFrameRef *VirtualStream::takeFrame()
-{
-    NubrixFrameRef *frame = m_allocator->allocOneFrame();
-    // A recording is played in full, however slowly its frames are taken.
-    while (frame == nullptr && (isFree() || isRecorded()) && !isEnding() && !isSought()) {
-        const Time retry = steady_clock::now() + kPoolRetry;
-        sleepUntil(&retry);
-        frame = m_allocator->allocOneFrame();
-    }
-    return frame;
-}
-
-void VirtualStream::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
-                             const FrameOrders &orders) const
-{
-    auto stamp = static_cast<std::uint64_t>(
-        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count());
-    if (m_recorded)
-        stamp = m_recorded->timestampUs;
-    const auto offset = static_cast<std::uint64_t>(orders.clockOffsetUs);
-    stamp = orders.clockOffsetUs < 0 && stamp < 0 - offset ? 0 : stamp + offset;
-    record.pixelFormat = m_mode.pixelFormat;
-    record.streamType = m_streamType;
-    record.frameIndex = frameIndex;
-    record.timestampLow = static_cast<unsigned int>(stamp);
-    record.timestampHigh = static_cast<unsigned int>(stamp >> 32U);
-    record.flags = 0;
-    record.width = m_mode.width;
-    record.height = m_mode.height;
-    record.dataSize = framePayload(m_mode);
-    record.reserved = 0;
-    if (m_recorded) {
-        record.frameIndex = m_recorded->frameIndex;
-        record.width = m_recorded->width;
-        record.height = m_recorded->height;
-        record.dataSize = m_recorded->bytes;
-    }
-    if (orders.shortened) {
-        record.dataSize = std::min(record.dataSize, orders.bytes.value_or(record.dataSize / 2));
-        record.flags |= kFrameFlagShort;
-    }
-    if (orders.empty) {
-        record.dataSize = 0;
-        record.flags |= kFrameFlagEmpty;
-    }
-    if (orders.wrongType) {
-        const unsigned int other =
-            m_streamType == NUBRIX_STREAM_DEPTH ? NUBRIX_STREAM_COLOR : NUBRIX_STREAM_DEPTH;
-        record.streamType = orders.asType == 0 ? other : orders.asType;
-        record.flags |= kFrameFlagWrongType;
-    }
-}
-
-void VirtualStream::awaitReturn(NubrixFrameRef &frame)
-{
-    // Nobody tells when a frame is given back, so its count is looked at: ours alone is 1.
-    auto nap = kShortestNap;
-    while (!isEnding() && !isSought()) {
-        frame.incRef();
-        if (frame.release() == 1)
-            return;
-        const Time next = steady_clock::now() + nap;
-        sleepUntil(&next);
-        nap = std::min(nap * 2, kLongestNap);
-    }
-}
-
-void VirtualStream::sleepUntil(const Time *until)
-{
-    std::unique_lock<std::mutex> lock(m_lock);
-    const auto ending = [this] { return m_stopping || isUpgraded() || isSought(); };
-    if (until == nullptr)
-        m_wake.wait(lock, ending);
-    else
-        m_wake.wait_until(lock, *until, ending);
-}
-
-bool VirtualStream::isEnding() const
-{
-    if (m_device.isGone() || isUpgraded())
-        return true;
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_stopping;
-}
-
-bool VirtualStream::isUpgraded() const
-{
-    return m_device.camera().upgrades() != m_upgrades;
-}
-
-bool VirtualStream::isSought() const
-{
-    return isRecorded() && m_device.clock().place().seeks != m_place.seeks;
+    return m_run ? m_run->nextFrame() : 0;
 }
 
 void VirtualStream::wake()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_wake.notify_all();
-}
-
-bool VirtualStream::isRecorded() const
-{
-    return m_device.camera().source().isRecorded();
-}
-
-bool VirtualStream::isFree() const
-{
-    return m_device.camera().pacing() == Pacing::kFree;
+    if (m_run)
+        m_run->wake();
 }
 
 }  // namespace nubrix

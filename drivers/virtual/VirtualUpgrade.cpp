@@ -15,6 +15,7 @@ VirtualUpgrade::VirtualUpgrade(VirtualCamera &camera)
     : m_uri(camera.uri()),
       m_serial(camera.serial()),
       m_location(camera.location()),
+      m_threads(camera.threads()),
       m_run(std::make_shared<UpgradeRun>(camera))
 {
     camera.addUpgrade(m_run);
@@ -23,50 +24,37 @@ VirtualUpgrade::VirtualUpgrade(VirtualCamera &camera)
 VirtualUpgrade::~VirtualUpgrade()
 {
     m_run->breakOff();
-    std::thread last;
-    {
-        // A callback may end the upgrader before the start of its upgrade has returned.
-        const std::lock_guard<std::mutex> lock(m_lock);
-        last.swap(m_thread);
-    }
-    if (last.get_id() == std::this_thread::get_id())
-        last.detach();  // it goes on to its end with the run alone
-    else if (last.joinable())
-        last.join();
 }
 
 int VirtualUpgrade::deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallbacks *callbacks,
                                               const char *file)
-{
+try {
     if (file == nullptr)
         return kBadArgument;
     auto read = FirmwareImage::read(file);
     if (const auto *wrong = std::get_if<std::string>(&read)) {
-        complainOfUpgrade(m_uri, *wrong);
+        complainOfUpgrade(m_uri, wrong->c_str());
         return kBadArgument;
     }
+    const UpgradeRun::Callbacks told = callbacks ? *callbacks : UpgradeRun::Callbacks();
+    return begin(std::move(std::get<FirmwareImage>(read)), told);
+} catch (const std::exception &error) {
+    complainOfUpgrade(m_uri, error.what());
+    return kFailed;
+}
+
+int VirtualUpgrade::begin(FirmwareImage image, const typedefNubrixUpgradeCallbacks &callbacks)
+{
     if (const int refused = m_run->begin())
         return refused;
-    const UpgradeRun::Callbacks told = callbacks ? *callbacks : UpgradeRun::Callbacks();
     const std::shared_ptr<UpgradeRun> run = m_run;
-    std::thread before;
     try {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        before = std::exchange(
-            m_thread, std::thread([run, image = std::move(std::get<FirmwareImage>(read)), told] {
-                run->run(&image, told);
-            }));
-    } catch (const std::exception &error) {
-        complainOfUpgrade(m_uri, error.what());
-        run->run(nullptr, told);
-        return kFailed;
+        m_threads.run([run, image = std::move(image), callbacks] { run->run(&image, callbacks); });
+        return kDone;
+    } catch (const std::exception &) {
+        run->run(nullptr, callbacks);
+        throw;
     }
-    // Its upgrade is over, but it may still be in onFinished, which may be calling this.
-    if (before.get_id() == std::this_thread::get_id())
-        before.detach();
-    else if (before.joinable())
-        before.join();
-    return kDone;
 }
 
 void VirtualUpgrade::onDeviceStateChange(const char * /*deviceAddr*/, const char * /*serial*/,

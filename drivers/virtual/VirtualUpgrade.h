@@ -2,22 +2,23 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 
+#include "common/DriverThreads.h"
 #include "nubrix/driver.h"
 
 namespace nubrix {
 
 class UpgradeRun;
+struct FirmwareImage;
 class VirtualCamera;
 
 /// Upgrades one camera, on a thread of its own. One upgrade at a time. Thread-safe.
 class VirtualUpgrade final : public NubrixBaseUpgrade {
 public:
     explicit VirtualUpgrade(VirtualCamera &camera);
-    /// Breaks an upgrade off that is still running. May be called from within its callbacks.
+    /// Breaks an upgrade off that is still running, and waits for its callbacks. May be called from
+    /// within them.
     ~VirtualUpgrade() override;
 
     /// Checks the image, then upgrades on a thread of its own, which calls the callbacks (with a
@@ -32,12 +33,13 @@ public:
     std::string getDeviceLocation() override;
 
 private:
+    int begin(FirmwareImage image, const typedefNubrixUpgradeCallbacks &callbacks);
+
     const std::string m_uri;
     const std::string m_serial;
     const std::string m_location;
+    DriverThreads &m_threads;  // not used once the driver is gone: the run begins no more then
     const std::shared_ptr<UpgradeRun> m_run;
-    std::mutex m_lock;
-    std::thread m_thread;  // under m_lock
 };
 
 }  // namespace nubrix

@@ -84,8 +84,9 @@ NUBRIX_API bool rotateClockwise180_YUV420SP(unsigned char *source, int width, in
 NUBRIX_API bool rotateAnticlockwise90_YUV420SP(unsigned char *source, int width, int height,
                                                unsigned char *destination);
 
-/// The same for unsigned char and unsigned short into a destination, which must not be null; with
-/// `copyBack` the rotated image is copied over the source afterwards. Thread-safe.
+/// The same for unsigned char and unsigned short; with a destination and `copyBack` the rotated
+/// image is copied over the source afterwards. Without a destination they rotate in place as
+/// rotateClockwise90 and the others do, through the same buffers.
 template <class T>
 NUBRIX_API bool tempRotateClockwise90(T *source, T *destination, int width, int height,
                                       bool copyBack);

@@ -108,6 +108,27 @@ bool rotateSemiPlanar(unsigned char *source, int width, int height, unsigned cha
         });
 }
 
+template <class Direction>
+unsigned char *scratchFor(const unsigned char * /*source*/)
+{
+    return Direction::kScratch.of8;
+}
+
+template <class Direction>
+unsigned short *scratchFor(const unsigned short * /*source*/)
+{
+    return Direction::kScratch.of16;
+}
+
+template <class Direction, class T>
+bool rotateWithFlag(T *source, T *destination, int width, int height, bool copyBack)
+{
+    T *const scratch = scratchFor<Direction>(source);
+    if (!destination || destination == scratch)
+        return rotate<Direction>(source, width, height, destination, scratch);
+    return rotateInto<Direction>(pixels(source), pixels(destination), width, height, copyBack);
+}
+
 }  // namespace
 
 }  // namespace nubrix
@@ -115,7 +136,6 @@ bool rotateSemiPlanar(unsigned char *source, int width, int height, unsigned cha
 using nubrix::Anticlockwise90;
 using nubrix::Clockwise180;
 using nubrix::Clockwise90;
-using nubrix::pixels;
 
 bool rotateClockwise90(unsigned short *source, int width, int height, unsigned short *destination)
 {
@@ -211,22 +231,19 @@ bool rotateAnticlockwise90_YUV420SP(unsigned char *source, int width, int height
 template <class T>
 bool tempRotateClockwise90(T *source, T *destination, int width, int height, bool copyBack)
 {
-    return nubrix::rotateInto<Clockwise90>(pixels(source), pixels(destination), width, height,
-                                           copyBack);
+    return nubrix::rotateWithFlag<Clockwise90>(source, destination, width, height, copyBack);
 }
 
 template <class T>
 bool tempRotateClockwise180(T *source, T *destination, int width, int height, bool copyBack)
 {
-    return nubrix::rotateInto<Clockwise180>(pixels(source), pixels(destination), width, height,
-                                            copyBack);
+    return nubrix::rotateWithFlag<Clockwise180>(source, destination, width, height, copyBack);
 }
 
 template <class T>
 bool tempRotateAnticlockwise90(T *source, T *destination, int width, int height, bool copyBack)
 {
-    return nubrix::rotateInto<Anticlockwise90>(pixels(source), pixels(destination), width, height,
-                                               copyBack);
+    return nubrix::rotateWithFlag<Anticlockwise90>(source, destination, width, height, copyBack);
 }
 
 template NUBRIX_API bool tempRotateClockwise90(unsigned char *, unsigned char *, int, int, bool);

@@ -26,6 +26,17 @@ std::string cutTag(std::uint64_t sizeBytes)
 
 }  // namespace
 
+RecordIndex::Entry::Entry(std::uint64_t place, const RecordTag &tag)
+    : offset(place),
+      timestampUs(tag.timestampUs),
+      index(tag.index),
+      dataSize(tag.dataSize),
+      width(static_cast<std::uint16_t>(tag.width)),
+      height(static_cast<std::uint16_t>(tag.height)),
+      streamType(static_cast<std::uint16_t>(tag.streamType))
+{
+}
+
 RecordIndex::RecordIndex(const char *path) : m_file(path), m_size(m_file.size())
 {
     walkToEnd();
@@ -99,7 +110,8 @@ void RecordIndex::returnToSettled()
     m_walk = m_settledWalk;
     m_settled = true;
     m_block.clear();
-    m_records.resize(m_walk.records);
+    while (m_records.size() > m_walk.records)
+        m_records.pop_back();
     for (auto &[type, records] : m_recordsOfType) {
         while (!records.empty() && records.back() >= m_walk.records)
             records.pop_back();
@@ -131,7 +143,7 @@ void RecordIndex::add(std::uint64_t offset, const RecordTag &tag)
     if (m_records.size() == UINT32_MAX)
         throw std::bad_alloc();
     m_recordsOfType[tag.streamType].push_back(static_cast<std::uint32_t>(m_records.size()));
-    m_records.push_back({offset, tag.timestampUs});
+    m_records.emplace_back(offset, tag);
     m_walk.records = m_records.size();
     m_walk.offset = offset + kRecordTagSize + tag.dataSize;
 }

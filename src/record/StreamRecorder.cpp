@@ -23,24 +23,17 @@ StreamRecorder::StreamRecorder(const std::string &path) : m_file(FileWrapper::cr
 
 StreamRecorder::~StreamRecorder()
 {
-    disconnect_all();
-    logPrint(kLogInfo, "~StreamRecorder()");
-    flush();
+    finish();
 }
 
 void StreamRecorder::finish()
 {
     disconnect_all();
-    flush();
+    if (m_finished.exchange(true))
+        return;
+    logPrint(kLogInfo, "~StreamRecorder()");
+    m_file->flush();
     m_file->closeFile();
-}
-
-void StreamRecorder::flush()
-{
-    // What is still buffered may find the disk full, too; the file's result does not tell.
-    errno = 0;
-    if (m_file->flush() == 0 && errno != 0)
-        logPrint(kLogWarning, "write Data failed, errno:0x%x", static_cast<unsigned int>(errno));
 }
 
 StreamRecorder::Slot *StreamRecorder::slotOf(unsigned int recordType)
@@ -118,6 +111,9 @@ int StreamRecorder::Start()
 {
     m_started = true;
     logPrint(kLogInfo, "Recorder[%p] Start", static_cast<void *>(this));
+    const CriticalSectionScoped guard(m_lock);
+    for (const auto &[stream, info] : m_attachedStreams)
+        stream->onListenerBegins();
     return 0;
 }
 
@@ -125,7 +121,7 @@ int StreamRecorder::Stop()
 {
     m_started = false;
     logPrint(kLogInfo, "Recorder[%p] Stop", static_cast<void *>(this));
-    flush();
+    m_file->flush();
     return 0;
 }
 
@@ -175,9 +171,9 @@ void StreamRecorder::onNewFrame(VideoStream *stream)
     if (!m_started || !recordTypeOf(stream, recordType))
         return;
     xp<NubrixFrameRef> frame;
-    if (stream->readFrame(frame, false) != 0)  // left for the stream's other readers
-        return;
-    writeRecord(frame->frame(), recordType);
+    if (stream->readFrame(frame, false) == 0)  // left for the stream's other readers
+        writeRecord(frame->frame(), recordType);
+    stream->onListenerDone();
 }
 
 void StreamRecorder::writeRecord(const typedefNubrixFrame &frame, unsigned int recordType)

@@ -38,7 +38,7 @@ public:
     /// Flushes the file, which stays open.
     int Stop();
     /// The end of recording, also while others still hold the recorder: nothing is written after
-    /// it.
+    /// it. The destructor does the same unless it has been done.
     void finish();
 
     /// Overwrites the first 70 bytes of the file with the header. Nothing calls it while recording.
@@ -62,7 +62,6 @@ private:
         std::uint16_t height;
     };
 
-    void flush();
     Slot *slotOf(unsigned int recordType);
     bool recordTypeOf(VideoStream *stream, unsigned int &recordType);
     void writeRecord(const typedefNubrixFrame &frame, unsigned int recordType);
@@ -73,6 +72,7 @@ private:
     std::map<VideoStream *, tagAttachedStreamInfo> m_attachedStreams;
     bool m_opened = false;  // fixed after construction
     std::atomic<bool> m_started{false};
+    std::atomic<bool> m_finished{false};
 };
 
 }  // namespace nubrix

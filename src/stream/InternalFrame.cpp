@@ -31,8 +31,19 @@ int InternalFrame::release()
     if (__atomic_load_n(&m_count, __ATOMIC_ACQUIRE) == 1)
         __atomic_store_n(&m_count, 0, __ATOMIC_RELAXED);
     else if (const int left = __atomic_sub_fetch(&m_count, 1, __ATOMIC_SEQ_CST))
-        return left;
+        return counted(left);
+    goBack();
+    return 0;
+}
 
+void InternalFrame::dropShelved()
+{
+    if (__atomic_sub_fetch(&m_count, kShelved, __ATOMIC_SEQ_CST) == 0)
+        goBack();
+}
+
+void InternalFrame::goBack()
+{
     bool orphan = false;
     {
         const CriticalSectionScoped guard(*m_poolLock);
@@ -42,7 +53,6 @@ int InternalFrame::release()
     }
     if (orphan)
         delete this;
-    return 0;
 }
 
 }  // namespace nubrix

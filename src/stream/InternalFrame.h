@@ -19,7 +19,15 @@ public:
     /// `poolLock` guards what the pool does with its frames; it outlives the pool.
     InternalFrame(FrameAllocator &allocator, std::shared_ptr<CriticalSectionImpl> poolLock);
 
+    int incRef() override { return counted(__atomic_add_fetch(&m_count, 1, __ATOMIC_SEQ_CST)); }
     int release() override;
+    /// How many references are held.
+    int count() const { return counted(__atomic_load_n(&m_count, __ATOMIC_ACQUIRE)); }
+    /// Turns a reference of the caller's into one that does not count: whoever asks for the count
+    /// learns that the frame was returned, but it does not go back to the pool until ...
+    void shelve() { __atomic_add_fetch(&m_count, kShelved - 1, __ATOMIC_SEQ_CST); }
+    /// ... that one is dropped, too.
+    void dropShelved();
     unsigned int bufferSize() const override { return m_bufferSize; }
 
     /// Gives the frame a zeroed buffer. False when there is no memory for it.
@@ -38,7 +46,13 @@ public:
 private:
     friend class FrameAllocator;
 
+    // Shelved references are counted in the same word, above the others.
+    static constexpr int kShelved = 1 << 16;
+
     ~InternalFrame() override = default;
+
+    static int counted(int count) { return count & (kShelved - 1); }
+    void goBack();
 
     unsigned int m_bufferSize = 0;
     FrameAllocator &m_allocator;  // valid while not detached

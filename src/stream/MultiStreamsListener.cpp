@@ -16,6 +16,8 @@ MultiStreamsListener::~MultiStreamsListener()
 void MultiStreamsListener::onNewFrame(VideoStream *stream)
 {
     m_lastStream = stream;
+    if (stream)
+        stream->onReaderWoken();
     m_event->set();
 }
 

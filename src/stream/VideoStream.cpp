@@ -93,8 +93,9 @@ void VideoStream::stop()
     }
     const CriticalSectionScoped guard(m_queueLock);
     for (NubrixFrameRef *frame : m_queue)
-        frame->release();
+        m_return.drop(frame);
     m_queue.clear();
+    m_return.reset();
     m_started = false;
 }
 
@@ -127,12 +128,13 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
     {
         const CriticalSectionScoped guard(m_queueLock);
         while (m_queue.size() >= m_maxFrameSize) {
-            m_queue.front()->release();
+            m_return.drop(m_queue.front());
             m_queue.erase(m_queue.begin());
         }
         m_queue.push_back(frame);
         frame->incRef();
         withCallback = m_callback != nullptr;
+        m_return.onArrival(!withCallback);
     }
     // Kept: with a callback the listeners are not woken.
     if (withCallback)
@@ -144,12 +146,45 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
 bool VideoStream::newFrameProcess()
 {
     const int waited = m_streamEvent.wait(kPassMs);
-    if (waited == -11)
-        return true;
-    if (waited != 0 || !b_NewFrameThreadStarted)
-        return false;
-    m_newFrame.emit(this);
+    if (waited != -11) {
+        if (waited != 0 || !b_NewFrameThreadStarted)
+            return false;
+        notifyListeners();
+    }
+    const CriticalSectionScoped guard(m_queueLock);
+    m_return.shelveIfDone(newest());
+    if (m_return.mustNotifyAgain(newest()))
+        m_streamEvent.set();
     return true;
+}
+
+void VideoStream::notifyListeners()
+{
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        m_return.beginNotifying();
+    }
+    m_newFrame.emit(this);
+    const CriticalSectionScoped guard(m_queueLock);
+    m_return.endNotifying();
+}
+
+void VideoStream::onListenerBegins()
+{
+    const CriticalSectionScoped guard(m_queueLock);
+    m_return.onListenerBegins();
+}
+
+void VideoStream::onListenerDone()
+{
+    const CriticalSectionScoped guard(m_queueLock);
+    m_return.onListenerDone();
+}
+
+void VideoStream::onReaderWoken()
+{
+    const CriticalSectionScoped guard(m_queueLock);
+    m_return.onReader();
 }
 
 bool VideoStream::newFrameCallFrameBackProcess()
@@ -182,11 +217,14 @@ int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
         return -2;
     }
     const CriticalSectionScoped guard(m_queueLock);
-    if (m_queue.empty())
+    if (pop)
+        m_return.onReader();
+    NubrixFrameRef *const frame = pop ? newest() : m_return.toShow(newest());
+    if (!frame)
         return -5;
-    out = m_queue.front();
+    out = frame;
     if (pop) {
-        m_queue.front()->release();
+        m_return.onRead(frame);
         m_queue.erase(m_queue.begin());
     }
     return 0;
@@ -208,12 +246,21 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out)
             logPrint(kLogMilestone, "b_NewFrameThreadStarted is false, Thread is Stop");
             return -1;
         }
+        passEventOn();
     }
     const CriticalSectionScoped guard(m_queueLock);
     if (m_queue.empty())
         return -1;
     out = m_queue.front();
     return 0;
+}
+
+void VideoStream::passEventOn()
+{
+    // It was the stream worker's: a listener that records must not miss a frame.
+    const CriticalSectionScoped guard(m_queueLock);
+    if (m_return.hasListener())
+        m_streamEvent.set();
 }
 
 bool VideoStream::queueIsEmpty()
@@ -226,6 +273,8 @@ void VideoStream::setStreamCallback(NubrixFrameCallback callback, void *userData
 {
     {
         const CriticalSectionScoped guard(m_queueLock);
+        if (callback && !m_callback)
+            m_return.shelve(newest());  // it came before: the callback does not get it
         m_callback = callback;
         m_userData = userData;
         m_maxFrameSize = 1;

@@ -13,6 +13,7 @@
 #include "base/xp.h"
 #include "nubrix/driver.h"
 #include "stream/CallbackWorker.h"
+#include "stream/FrameReturn.h"
 
 namespace nubrix {
 
@@ -45,6 +46,13 @@ public:
     void onNewSensorFrame(NubrixFrameRef *frame);
     /// The newest frame, left in the queue unless `pop`. -2 when not started, -5 without a frame.
     int readFrame(xp<NubrixFrameRef> &out, bool pop);
+    /// A listener begins to take frames: it is told of the newest one again if the driver waits for
+    /// that to be given back.
+    void onListenerBegins();
+    /// A listener that leaves frames in the queue has no need of the newest one any more.
+    void onListenerDone();
+    /// Somebody has been woken to read the newest frame.
+    void onReaderWoken();
     /// The newest frame, left in the queue; waits up to 1 s for one. -2 when not started, -1
     /// without.
     int getFrame(xp<NubrixFrameRef> &out);
@@ -66,8 +74,11 @@ private:
     bool newFrameProcess();
     bool newFrameCallFrameBackProcess();
     void readConfigeMaxFrameSize();
+    void notifyListeners();
+    void passEventOn();
     bool queueIsEmpty();
     bool hasStarted();
+    NubrixFrameRef *newest() const { return m_queue.empty() ? nullptr : m_queue.front(); }
     void stopCallbackWorker();
 
     NewFrameSignal m_newFrame;
@@ -83,6 +94,7 @@ private:
 
     CriticalSectionImpl m_queueLock;
     std::vector<NubrixFrameRef *> m_queue;  // each entry holds a reference; all under m_queueLock
+    FrameReturn m_return;
     unsigned int m_maxFrameSize = 0;
     NubrixFrameCallback m_callback = nullptr;
     void *m_userData = nullptr;

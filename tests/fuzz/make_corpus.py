@@ -5,6 +5,7 @@ Inputs that a fuzzer has found are kept beside them, under the name of what they
 """
 import pathlib
 import struct
+import zlib
 
 CORPUS = pathlib.Path(__file__).parent / "corpus"
 
@@ -197,9 +198,109 @@ def scenario_files():
     yield "nul_after", b"{}\0"
 
 
+def firmware(content, version=(2, 1, 0), size=None, crc=None, magic=b"NUBRIXFW", zero=0, end=(0, 0)):
+    size = len(content) if size is None else size
+    crc = zlib.crc32(content) if crc is None else crc
+    return magic + struct.pack("<HHHHIIII", *version, zero, size, crc, *end) + content
+
+
+def firmware_files():
+    content = bytes(range(256)) * 5
+    yield "empty", b""
+    yield "sound", firmware(content)
+    yield "one_byte", firmware(b"\xff")
+    yield "no_firmware", firmware(b"")
+    yield "header_cut", firmware(content)[:31]
+    yield "cut", firmware(content)[:-1]
+    yield "longer", firmware(content) + b"x"
+    yield "other_magic", firmware(content, magic=b"NUBRIXFX")
+    yield "damaged", firmware(content, crc=0)
+    yield "largest_version", firmware(content, version=(65535, 65535, 65535))
+    yield "unknown_zero", firmware(content, zero=1)
+    yield "unknown_end", firmware(content, end=(0, 1))
+    yield "size_wraps", firmware(content, size=2 ** 32 - 32)
+    yield "text", b"NUBRIXFW" * 10
+
+
+def chunk(kind, content, crc=None):
+    crc = zlib.crc32(kind + content) if crc is None else crc
+    return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", crc)
+
+
+def png(width=5, height=3, depth=8, kind=2, interlace=0, before=b"", rows=None, end=True):
+    channels = {0: 1, 2: 3, 3: 1, 4: 2, 6: 4}[kind]
+    if rows is None:
+        stride = (min(width, 64) * channels * depth + 7) // 8
+        rows = b"".join(bytes([y % 5]) + bytes((y * 31 + x * 7) % 256 for x in range(stride))
+                        for y in range(min(height, 64)))
+    head = struct.pack(">IIBBBBB", width, height, depth, kind, 0, 0, interlace)
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head) + before +
+            chunk(b"IDAT", zlib.compress(rows)) + (chunk(b"IEND", b"") if end else b""))
+
+
+def segment(marker, content):
+    return bytes([0xff, marker]) + struct.pack(">H", len(content) + 2) + content
+
+
+def jpeg(width=8, height=8, components=3, frame=0xc0, scan=b"\x03", spectrum=(0, 63)):
+    """One block of each component, in which every coefficient is 0."""
+    tables = segment(0xdb, b"\0" + b"\1" * 64)
+    for code in (b"\0", b"\x10"):  # the code "0" means that nothing comes
+        tables += segment(0xc4, code + b"\1" + bytes(15) + b"\0")
+    numbers = range(1, components + 1)
+    head = struct.pack(">BHHB", 8, height, width, components)
+    head += b"".join(bytes([n, 0x11, 0]) for n in numbers)
+    begin = bytes([components]) + b"".join(bytes([n, 0]) for n in numbers) + bytes([*spectrum, 0])
+    return (b"\xff\xd8" + tables + segment(frame, head) + segment(0xda, begin) + scan +
+            b"\xff\xd9")
+
+
+def image_files():
+    palette = chunk(b"PLTE", bytes(range(48)))
+    yield "empty", b""
+    yield "png_rgb", png()
+    yield "png_depth", png(depth=16, kind=0)
+    yield "png_grey", png(depth=1, kind=0, width=11)
+    yield "png_palette", png(kind=3, depth=4, before=palette, rows=bytes(4) * 3)
+    yield "png_no_palette", png(kind=3)
+    yield "png_palette_too_small", png(kind=3, before=chunk(b"PLTE", bytes(6)))
+    yield "png_transparent_palette", png(kind=3, depth=4, before=palette + chunk(b"tRNS", b"\1\2"),
+                                         rows=bytes(4) * 3)
+    yield "png_grey_alpha", png(kind=4)
+    yield "png_rgba_16", png(kind=6, depth=16)
+    yield "png_interlaced", png(interlace=1, width=2, height=1, rows=b"\0abc\0def")
+    yield "png_interlaced_depth", png(depth=16, kind=0, interlace=1, width=1, height=1, rows=b"\0ab")
+    yield "png_cut", png()[:-20]
+    yield "png_no_end", png(end=False)
+    yield "png_too_few_rows", png(rows=b"\0" * 16)
+    yield "png_too_many_rows", png(rows=b"\0" * 160)
+    yield "png_unknown_filter", png(rows=(b"\7" + bytes(15)) * 3)
+    yield "png_no_width", png(width=0)
+    yield "png_too_wide", png(width=8193, height=1)
+    yield "png_too_high", png(width=1, height=2 ** 31 - 1)
+    yield "png_wraps", png(width=2 ** 32 - 1, height=2 ** 32 - 1)
+    yield "png_bad_crc", png(before=chunk(b"PLTE", bytes(6), 0))
+    yield "png_long_chunk", png(before=struct.pack(">I", 2 ** 31 - 1) + b"tEXt")
+    yield "png_text", png(before=chunk(b"zTXt", b"a\0\0" + zlib.compress(bytes(100000))))
+    yield "png_signature", png()[:8]
+    yield "jpeg_rgb", jpeg()
+    yield "jpeg_grey", jpeg(components=1, scan=b"\x3f")
+    yield "jpeg_four_components", jpeg(components=4, scan=b"\0")
+    yield "jpeg_progressive", jpeg(components=1, frame=0xc2, scan=b"\x7f", spectrum=(0, 0))
+    yield "jpeg_cut", jpeg()[:-3]
+    yield "jpeg_no_scan", jpeg()[:60]
+    yield "jpeg_no_width", jpeg(width=0)
+    yield "jpeg_too_wide", jpeg(width=8193)
+    yield "jpeg_largest", jpeg(width=65535, height=65535)
+    yield "jpeg_arithmetic", jpeg(frame=0xc9)
+    yield "jpeg_start", b"\xff\xd8"
+    yield "text", b"no image\n"
+
+
 def main():
     for target, inputs in (("record_reader", record_files()), ("ini", ini_files()),
-                           ("scenario", scenario_files())):
+                           ("scenario", scenario_files()), ("firmware", firmware_files()),
+                           ("image", image_files())):
         folder = CORPUS / target
         folder.mkdir(parents=True, exist_ok=True)
         for name, content in inputs:

@@ -241,10 +241,16 @@ void checkTemplates()
         EXPECT_TRUE(rotate(source.data(), target.data(), kWidth, kHeight, true));
         EXPECT_EQ(source, expected);
         EXPECT_EQ(target, expected);
+        for (const bool copyBack : {false, true}) {
+            source = image;
+            EXPECT_TRUE(rotate(source.data(), nullptr, kWidth, kHeight, copyBack));
+            EXPECT_EQ(source, expected) << "in place, whatever the flag says";
+        }
+        EXPECT_FALSE(rotate(nullptr, nullptr, kWidth, kHeight, true));
     }
 }
 
-TEST_P(RotationTest, TheTemplatesCopyBackWhenTheyAreTold)
+TEST_P(RotationTest, TheTemplatesCopyBackWhenTheyAreToldOrHaveNoDestination)
 {
     checkTemplates<unsigned char>();
     checkTemplates<unsigned short>();
@@ -277,7 +283,7 @@ TEST(Rotations, NullSourcesAndADestinationThatIsTheSourceAreRefused)
         }
     }
     unsigned char image[4] = {};
-    EXPECT_FALSE(tempRotateClockwise90<unsigned char>(image, nullptr, 2, 2, true));
+    EXPECT_FALSE(tempRotateClockwise90<unsigned char>(nullptr, nullptr, 2, 2, true));
     EXPECT_FALSE(tempRotateClockwise180<unsigned char>(nullptr, image, 2, 2, true));
     EXPECT_FALSE(tempRotateAnticlockwise90<unsigned char>(image, image, 2, 2, true));
 }

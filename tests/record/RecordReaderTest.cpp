@@ -356,6 +356,31 @@ TEST_F(RecordReaderTest, AFileThatChangesIsNoticed)
     EXPECT_EQ(failureOf(m_reader.info(1, &info)), "-1 byte 56: the file has changed");
 }
 
+TEST_F(RecordReaderTest, AChangeOfAnyPartOfATagIsNoticed)
+{
+    const std::vector<SentRecord> sent = someRecords(3);
+    openRecords(sent);
+    const auto change = [&](const auto &changeOne) {
+        std::vector<SentRecord> changed = sent;
+        changeOne(changed[1]);
+        writeFile(m_path, bytesOf(changed));
+        RecordFrame frame;
+        RecordInfo info;
+        EXPECT_EQ(failureOf(m_reader.frame(1, &frame)), "-1 byte 56: the file has changed");
+        EXPECT_EQ(failureOf(m_reader.info(1, &info)), "-1 byte 56: the file has changed");
+        EXPECT_EQ(frame.data(), nullptr);
+    };
+    change([](SentRecord &record) { record.streamType = 3; });
+    change([](SentRecord &record) { record.index += 1; });
+    change([](SentRecord &record) { record.timestampUs += 1; });
+    change([](SentRecord &record) { record.pixels += "more"; });
+    change([](SentRecord &record) { record.pixels.pop_back(); });
+    change([](SentRecord &record) { record.width += 1; });
+    change([](SentRecord &record) { record.height += 1; });
+    writeFile(m_path, bytesOf(sent));
+    EXPECT_EQ(readBack(m_reader), sent);
+}
+
 TEST_F(RecordReaderTest, ReadersAndFramesOfOneFileWorkOnManyThreads)
 {
     const std::vector<SentRecord> sent = someRecords(60, 5000);

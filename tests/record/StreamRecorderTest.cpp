@@ -309,29 +309,43 @@ TEST_F(StreamRecorderTest, AFullDiskIsSaidForEveryFrame)
     m_recorder->Stop();
 }
 
-TEST_F(StreamRecorderTest, WhatDoesNotFitAtTheEndIsSaid)
+TEST_F(StreamRecorderTest, OnlyItsEndIsLoggedWhetherWhatIsLeftFitsOrNot)
 {
-    char expected[64];
-    std::snprintf(expected, sizeof(expected), "write Data failed, errno:0x%x", ENOSPC);
-    makeRecorder("/dev/full");
+    for (const bool stops : {true, false}) {
+        makeRecorder("/dev/full");
+        RecordedStream depth(m_device, kDepth);
+        attach(depth);
+        m_recorder->Start();
+        send(depth, depthRecord(0));
+        const std::string address = addressOf(m_recorder.get());
+        m_log.take();
+        if (stops) {
+            m_recorder->Stop();
+            EXPECT_THAT(m_log.take(), ElementsAre(infoLine("Recorder[" + address + "] Stop")));
+        }
+        m_recorder->finish();
+        EXPECT_THAT(m_log.take(), ElementsAre(infoLine("~StreamRecorder()")));
+        m_recorder.reset();
+        EXPECT_THAT(m_log.take(), testing::IsEmpty()) << "it is logged once";
+    }
+}
+
+TEST_F(StreamRecorderTest, ItsEndIsLoggedBeforeItIsFlushed)
+{
     RecordedStream depth(m_device, kDepth);
     attach(depth);
     m_recorder->Start();
     send(depth, depthRecord(0));
-    const std::string address = addressOf(m_recorder.get());
-    m_log.take();
-    m_recorder->Stop();
-    EXPECT_THAT(m_log.take(),
-                ElementsAre(infoLine("Recorder[" + address + "] Stop"), warningLine(expected)));
-    m_recorder.reset();
-    EXPECT_THAT(m_log.take(), ElementsAre(infoLine("~StreamRecorder()"))) << "it is said once";
-    makeRecorder("/dev/full");
-    attach(depth);
-    m_recorder->Start();
-    send(depth, depthRecord(0));
-    m_log.take();
-    m_recorder->finish();
-    EXPECT_THAT(m_log.take(), ElementsAre(warningLine(expected))) << "also without a stop";
+    std::string atTheLine = "no line";
+    {
+        const LogRecorder log([&](const LogLine &line) {
+            if (line.text == "~StreamRecorder()")
+                atTheLine = readFile(m_path);
+        });
+        m_recorder->finish();
+    }
+    EXPECT_EQ(atTheLine, "") << "the frame is still buffered";
+    EXPECT_EQ(readFile(m_path), bytesOf(depthRecord(0)));
 }
 
 TEST_F(StreamRecorderTest, AfterItsEndNothingIsWritten)

@@ -21,6 +21,8 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 
 constexpr unsigned int kWidth = 6;
 constexpr unsigned int kHeight = 5;
@@ -348,6 +350,29 @@ TEST_F(RecordingSourceTest, PlaysTheWholeRecordsOfAFileThatWasCut)
     TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(awaitTrue([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 2; }));
+}
+
+TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome)
+{
+    const std::vector<SentRecord> sent = pairs(4);
+    const std::size_t second = bytesOf(sent[0]).size();
+    const auto depthOf = [&](const std::string &tag) {
+        play(bytesOf(sent));
+        std::string bytes = bytesOf(sent);
+        bytes.replace(second, kTagBytes, tag);
+        writeFile(m_folder.file("room.bin"), bytes);
+        CaptureStderr();
+        const std::vector<Received> frames = take(NUBRIX_STREAM_DEPTH, 3);
+        EXPECT_THAT(GetCapturedStderr(), HasSubstr("record 1 of"));
+        for (std::size_t i = 0; i < 3; ++i)
+            expectSame(frames[i], sent[2 * i + 3]);
+    };
+    // The bytes that it now claims are there, but a frame has no room for them.
+    depthOf(tagOf(sent[1], sent[1].pixels.size() * 2));
+    depthOf(tagOf(sent[1], sent[1].pixels.size() - 1));
+    SentRecord other = sent[1];
+    other.streamType = NUBRIX_STREAM_COLOR;
+    depthOf(tagOf(other, other.pixels.size()));
 }
 
 TEST_F(RecordingSourceTest, TimesThatGoBackOrFarAheadDoNotUpsetIt)

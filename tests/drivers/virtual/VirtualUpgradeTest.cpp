@@ -410,6 +410,68 @@ TEST_F(VirtualUpgradeTest, GoesWhenTheCallbackThatStartedTheNextOneHasReturned)
     EXPECT_TRUE(m_returned);
 }
 
+TEST_F(VirtualUpgradeTest, ItsDriverWaitsForTheCallbackThatEndedIt)
+{
+    begin();
+    std::promise<void> hasEnded;
+    std::promise<void> mayReturn;
+    m_atFinish = [&] {
+        dropUpgrader();
+        hasEnded.set_value();
+        mayReturn.get_future().wait();
+        m_returned = true;
+    };
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(hasEnded.get_future().wait_for(kDeadline), std::future_status::ready);
+    auto gone = std::async(std::launch::async, [&] { m_driver.reset(); });
+    EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    mayReturn.set_value();
+    ASSERT_EQ(gone.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_TRUE(m_returned);
+}
+
+TEST_F(VirtualUpgradeTest, ItsDriverWaitsForACallbackThatUsesIt)
+{
+    begin();
+    std::promise<void> isFinishing;
+    std::promise<void> mayGoOn;
+    m_atFinish = [&] {
+        isFinishing.set_value();
+        mayGoOn.get_future().wait();
+        EXPECT_FALSE(m_upgrader->isUpgradeState());
+        m_returned = true;
+    };
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(isFinishing.get_future().wait_for(kDeadline), std::future_status::ready);
+    auto gone = std::async(std::launch::async, [&] { m_driver.reset(); });
+    EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    mayGoOn.set_value();
+    ASSERT_EQ(gone.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_TRUE(m_returned);
+    EXPECT_EQ(awaitFinished(), 0);
+}
+
+TEST_F(VirtualUpgradeTest, WaitsForItsCallbackWhenItGoesFromElsewhere)
+{
+    begin();
+    std::promise<void> isFinishing;
+    std::promise<void> mayGoOn;
+    m_atFinish = [&] {
+        isFinishing.set_value();
+        mayGoOn.get_future().wait();
+        EXPECT_EQ(list().size(), 1U);
+        m_returned = true;
+    };
+    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(isFinishing.get_future().wait_for(kDeadline), std::future_status::ready);
+    auto gone = std::async(std::launch::async, [&] { dropUpgrader(); });
+    EXPECT_EQ(gone.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    mayGoOn.set_value();
+    ASSERT_EQ(gone.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_TRUE(m_returned);
+    EXPECT_EQ(awaitFinished(), 0);
+}
+
 TEST_F(VirtualUpgradeTest, NeedsNoCallbacks)
 {
     begin();

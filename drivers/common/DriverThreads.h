@@ -1,0 +1,94 @@
+// The threads of a driver, so that none of them outlives it.
+#pragma once
+
+#include <atomic>
+#include <iterator>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace nubrix {
+
+/// Owns threads from their start on. A callback may end the work of the very thread that calls it,
+/// and what that work is for; it cannot join the thread, so the thread stays here until somebody
+/// else joins it, at the latest when this goes. Thread-safe.
+class DriverThreads {
+    struct Member {
+        std::thread thread;  // under m_lock until it is taken out
+        std::atomic<bool> done{false};
+    };
+
+public:
+    /// Null: no thread.
+    using Handle = std::shared_ptr<Member>;
+
+    DriverThreads() = default;
+    DriverThreads(const DriverThreads &) = delete;
+    DriverThreads &operator=(const DriverThreads &) = delete;
+    ~DriverThreads() { joinAll(); }
+
+    /// Starts a thread. `work` lets nothing out and owns what it uses, for others may be gone
+    /// before it ends. Throws std::system_error when there is none to be had, std::bad_alloc.
+    template <class Work>
+    Handle run(Work work)
+    {
+        joinDone();
+        const Handle member = std::make_shared<Member>();
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_members.push_back(member);
+        try {
+            member->thread = std::thread([member, work = std::move(work)]() mutable {
+                work();
+                member->done = true;
+            });
+        } catch (...) {
+            m_members.pop_back();
+            throw;
+        }
+        return member;
+    }
+
+    /// Waits for the end of a thread; returns at once on that thread itself, and when it has been
+    /// joined already.
+    void join(const Handle &thread)
+    {
+        joinIf([&](const Handle &each) {
+            return each == thread && each->thread.get_id() != std::this_thread::get_id();
+        });
+    }
+    /// Frees the threads whose work is over.
+    void joinDone()
+    {
+        joinIf([](const Handle &each) { return each->done.load(); });
+    }
+    /// Waits for all. Not on one of them.
+    void joinAll()
+    {
+        joinIf([](const Handle &) { return true; });
+    }
+
+private:
+    template <class Condition>
+    void joinIf(Condition isMeant)
+    {
+        std::list<Handle> meant;  // joined without the lock
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            for (auto each = m_members.begin(); each != m_members.end();) {
+                const auto next = std::next(each);
+                if (isMeant(*each))
+                    meant.splice(meant.end(), m_members, each);
+                each = next;
+            }
+        }
+        for (const Handle &each : meant)
+            each->thread.join();
+    }
+
+    std::mutex m_lock;
+    std::list<Handle> m_members;  // under m_lock
+};
+
+}  // namespace nubrix
