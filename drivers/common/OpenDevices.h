@@ -47,8 +47,9 @@ public:
     /// Destroys all.
     void clear()
     {
+        std::vector<std::unique_ptr<Device>> gone;  // waits for their streams without the lock
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_devices.clear();
+        gone.swap(m_devices);
     }
 
 private:
