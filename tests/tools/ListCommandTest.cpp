@@ -118,7 +118,7 @@ TEST_F(ListCommandTest, APluginWithoutItsEntryIsNamedAsThat)
 TEST_F(ListCommandTest, TextsOfACameraDoNotReachTheTerminalAsTheyAre)
 {
     std::filesystem::copy_file(NUBRIX_TEST_RUDE_DRIVER, in("libNubrixUvcDriver.so"));
-    const std::string serial = "S?[2J??\xe6\xb7\xb1" + std::string(52, 'x');
+    const std::string serial = "S?[2J??\xe6\xb7\xb1" + std::string(53, 'x');
     const std::string product = "P??????\xf0\x9f\x93\xb7" + std::string(117, 'x');
     const ToolResult result = list();
     EXPECT_EQ(result.status, 0);
