@@ -41,8 +41,8 @@ inline std::string cleanText(std::string_view text)
     while (!text.empty()) {
         const std::size_t size = characterSize(text);
         const auto last = static_cast<unsigned char>(text[size == 2 ? 1 : 0]);
-        const bool isControl = size == 1 ? last < 0x20 || last == 0x7f
-                                         : size == 2 && text[0] == '\xc2' && last < 0xa0;
+        const bool isControl =
+            size == 1 ? last < 0x20 || last == 0x7f : size == 2 && text[0] == '\xc2' && last < 0xa0;
         if (size == 0 || isControl)
             clean += '?';
         else
