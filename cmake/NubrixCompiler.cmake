@@ -39,4 +39,6 @@ if(NUBRIX_FUZZ)
     message(FATAL_ERROR "NUBRIX_FUZZ needs clang++")
   endif()
   add_compile_options(-fsanitize=fuzzer-no-link)
+  # What watches is in the program, also for the libraries that it uses.
+  add_link_options(-Wl,-z,undefs)
 endif()

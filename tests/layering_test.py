@@ -17,7 +17,8 @@ GOOD = {
     "drivers/one/One.h": '#include "nubrix/api.h"\n',
     "drivers/two/Two.h": "",
     "tools/tool/main.cpp": '#include "Command.h"\n#include "nubrix/api.h"\n',
-    "tools/tool/Command.h": "",
+    "tools/tool/Command.h": '#include "common/Text.h"\n',
+    "drivers/common/Text.h": "",
     "tools/nubrix/Stop.h": "",
     "tools/simulator/Served.h": "",
     "tools/simulate/main.cpp": '#include "Served.h"\n#include "Stop.h"\n#include "virtual/Room.h"\n',
@@ -52,7 +53,7 @@ class LayeringTest(unittest.TestCase):
         self.assertIn("1 bad includes", said)
 
     def test_good_includes_pass(self):
-        self.assertEqual(self.run_on({}), (0, "0 bad includes of 12\n"))
+        self.assertEqual(self.run_on({}), (0, "0 bad includes of 13\n"))
 
     def test_a_lower_floor_may_not_use_a_higher_one(self):
         self.assert_found("src/base/Clock.cpp:3", "device/Device.h")
@@ -78,6 +79,7 @@ class LayeringTest(unittest.TestCase):
     def test_a_tool_may_not_use_the_inside_or_a_driver(self):
         self.assert_found("tools/tool/More.cpp:1", "base/Lock.h")
         self.assert_found("tools/tool/More.cpp:1", "one/One.h")
+        self.assert_found("tools/tool/More.cpp:1", "common/Shared.h")
 
     def test_only_the_simulator_shows_what_a_driver_has_and_that_of_one_only(self):
         self.assert_found("tools/tool/More.cpp:1", "virtual/Room.h")

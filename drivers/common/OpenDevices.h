@@ -47,7 +47,7 @@ public:
     /// Destroys all.
     void clear()
     {
-        std::vector<std::unique_ptr<Device>> gone;  // waits for its streams without the lock
+        std::vector<std::unique_ptr<Device>> gone;  // waits for their streams without the lock
         const std::lock_guard<std::mutex> lock(m_lock);
         gone.swap(m_devices);
     }

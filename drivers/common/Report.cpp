@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "common/Text.h"
 #include "nubrix/log_driver.h"
 
 namespace nubrix {
@@ -38,8 +39,9 @@ bool writeToLog(const char *module, const std::string &line)
 
 }  // namespace
 
-void reportAs(const char *module, const char *subject, const std::string &line)
+void reportAs(const char *module, const char *subject, const std::string &text)
 {
+    const std::string line = cleanText(text);
     if (!writeToLog(module, line) || std::getenv("NUBRIX_DRIVER_STDERR") != nullptr)
         std::fprintf(stderr, "%s: %s\n", subject, line.c_str());
 }

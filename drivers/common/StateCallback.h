@@ -4,6 +4,7 @@
 #include <mutex>
 #include <string>
 
+#include "common/Text.h"
 #include "nubrix/driver.h"
 
 namespace nubrix {
@@ -19,7 +20,7 @@ public:
         m_callback = callback;
         m_user = user;
     }
-    /// Calls without a lock.
+    /// Calls with the cleaned texts, and without a lock.
     void tell(const std::string &uri, const std::string &serial, const std::string &location,
               bool connected) const
     {
@@ -31,7 +32,7 @@ public:
             user = m_user;
         }
         if (callback != nullptr) {
-            callback(uri.c_str(), serial.c_str(), location.c_str(),
+            callback(cleanText(uri).c_str(), cleanText(serial).c_str(), cleanText(location).c_str(),
                      connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED, user);
         }
     }

@@ -1,22 +1,75 @@
-// Texts in the records of the interface.
+// Texts that came from a device or a file, as they may be shown and handed on. The tool uses this
+// header, too; so it needs nothing else of the drivers.
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace nubrix {
 
-/// Fills a field with a text and zeros; cuts between characters. Thread-safe.
-template <std::size_t N>
-void copyText(char (&field)[N], const std::string &text)
+/// Bytes of the UTF-8 character at the start of a text that is not empty, 0 if there is none:
+/// characters that are cut, longer than need be, halves of pairs and those beyond the last one are
+/// none. Thread-safe.
+inline std::size_t characterSize(std::string_view text)
 {
-    std::size_t size = std::min(text.size(), N - 1);
-    while (size < text.size() && size > 0 &&
-           (static_cast<unsigned char>(text[size]) & 0xc0U) == 0x80)
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char first = byte(0);
+    if (first < 0x80)
+        return 1;
+    const std::size_t size = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    if (first < 0xc2 || first > 0xf4 || text.size() < size)
+        return 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xc0U) != 0x80)
+            return 0;
+    }
+    const unsigned char second = byte(1);
+    const bool valid = !(first == 0xe0 && second < 0xa0) && !(first == 0xed && second > 0x9f) &&
+                       !(first == 0xf0 && second < 0x90) && !(first == 0xf4 && second > 0x8f);
+    return valid ? size : 0;
+}
+
+/// The same text with '?' for each control character (U+0000 to U+001F, U+007F to U+009F), which a
+/// terminal would obey, and for each byte that is no UTF-8. Thread-safe.
+inline std::string cleanText(std::string_view text)
+{
+    std::string clean;
+    clean.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t size = characterSize(text);
+        const auto last = static_cast<unsigned char>(text[size == 2 ? 1 : 0]);
+        const bool isControl =
+            size == 1 ? last < 0x20 || last == 0x7f : size == 2 && text[0] == '\xc2' && last < 0xa0;
+        if (size == 0 || isControl)
+            clean += '?';
+        else
+            clean += text.substr(0, size);
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return clean;
+}
+
+/// The cleaned text of a field, which need not be terminated. Thread-safe.
+template <std::size_t N>
+std::string fieldText(const char (&field)[N])
+{
+    return cleanText({field, static_cast<std::size_t>(std::find(field, field + N, '\0') - field)});
+}
+
+/// Fills a field with the cleaned text and zeros; cuts between characters. Thread-safe.
+template <std::size_t N>
+void copyText(char (&field)[N], std::string_view text)
+{
+    const std::string clean = cleanText(text);
+    std::size_t size = std::min(clean.size(), N - 1);
+    while (size < clean.size() && size > 0 &&
+           (static_cast<unsigned char>(clean[size]) & 0xc0U) == 0x80)
         --size;
     std::memset(field, 0, N);
-    std::memcpy(field, text.data(), size);
+    std::memcpy(field, clean.data(), size);
 }
 
 }  // namespace nubrix

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <system_error>
 
+#include "common/Text.h"
+
 namespace nubrix {
 
 namespace {
@@ -53,14 +55,7 @@ std::string textAt(const Packet &packet, std::size_t place, std::size_t room)
 {
     const auto first = packet.begin() + static_cast<std::ptrdiff_t>(kHeader + place);
     const auto end = first + static_cast<std::ptrdiff_t>(room);
-    std::string text(first, std::find(first, end, 0));
-    // It goes to logs and terminals.
-    const auto isControl = [](char character) {
-        const auto code = static_cast<unsigned char>(character);
-        return code < 0x20 || code == 0x7f;
-    };
-    std::replace_if(text.begin(), text.end(), isControl, '?');
-    return text;
+    return cleanText(std::string(first, std::find(first, end, 0)));
 }
 
 }  // namespace

@@ -57,10 +57,8 @@ int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 }
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
-try {
-    return listRecords(m_watch.cameras(), describeCamera, records, count);
-} catch (const std::exception &) {
-    return kFailed;
+{
+    return listRecords([this] { return m_watch.cameras(); }, describeCamera, records, count);
 }
 
 int NetDriver::openDevice(const char *uri, NubrixBaseDevice **device)

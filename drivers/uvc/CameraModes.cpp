@@ -81,7 +81,7 @@ CameraModes readModes(const std::vector<NodeIo *> &nodes)
     formats.reserve(nodes.size());
     for (NodeIo *node : nodes)
         formats.push_back(readFormats(*node));
-    CameraModes modes = {{{NUBRIX_STREAM_COLOR}, {NUBRIX_STREAM_DEPTH}, {NUBRIX_STREAM_IR}}};
+    CameraModes modes = {{{{NUBRIX_STREAM_COLOR}}, {{NUBRIX_STREAM_DEPTH}}, {{NUBRIX_STREAM_IR}}}};
     for (StreamModes &stream : modes) {
         std::optional<std::size_t> best;
         int fewest = std::numeric_limits<int>::max();

@@ -1,6 +1,7 @@
 #include "uvc/HotPlugMonitor.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -74,6 +75,7 @@ void HotPlugMonitor::stop()
 
 void HotPlugMonitor::run()
 try {
+    ::pthread_setname_np(::pthread_self(), "nubrix-usb-plug");
     while (wait()) {
         receive();
         const auto now = std::chrono::steady_clock::now();
@@ -82,7 +84,11 @@ try {
             m_handler(change);
     }
 } catch (const std::exception &error) {
-    report(std::string("cameras that come and go are no longer noticed: ") + error.what());
+    try {
+        report(std::string("cameras that come and go are no longer noticed: ") + error.what());
+    } catch (const std::exception &) {
+        // For want of memory it ends without a line.
+    }
 }
 
 bool HotPlugMonitor::wait()

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/Text.h"
 #include "uvc/NodeFormats.h"
 
 namespace nubrix {
@@ -14,27 +15,6 @@ namespace nubrix {
 namespace {
 
 constexpr const char *kSubsystem = "video4linux";
-
-/// Bytes of the UTF-8 character at the start of a text, 0 if there is none.
-std::size_t characterSize(std::string_view text)
-{
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char first = byte(0);
-    if (first < 0x80)
-        return 1;
-    const std::size_t size = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-    if (first < 0xc2 || first > 0xf4 || text.size() < size)
-        return 0;
-    for (std::size_t i = 1; i < size; ++i) {
-        if ((byte(i) & 0xc0U) != 0x80)
-            return 0;
-    }
-    // Longer than need be, halves of pairs, and beyond the last character.
-    const unsigned char second = byte(1);
-    const bool valid = !(first == 0xe0 && second < 0xa0) && !(first == 0xed && second > 0x9f) &&
-                       !(first == 0xf0 && second < 0x90) && !(first == 0xf4 && second > 0x8f);
-    return valid ? size : 0;
-}
 
 unsigned int hexAttribute(udev_device &device, const char *name)
 {
@@ -51,8 +31,8 @@ UsbIdentity identityOf(udev_device &usb)
     identity.productId = hexAttribute(usb, "idProduct");
     identity.address = hexAttribute(usb, "devnum");
     identity.release = hexAttribute(usb, "bcdDevice");
-    identity.serial = cleanText(udev_device_get_sysattr_value(&usb, "serial"));
-    identity.product = cleanText(udev_device_get_sysattr_value(&usb, "product"));
+    identity.serial = attributeText(udev_device_get_sysattr_value(&usb, "serial"));
+    identity.product = attributeText(udev_device_get_sysattr_value(&usb, "product"));
     return identity;
 }
 
@@ -64,23 +44,14 @@ bool isUdevThere(udev &context)
     return queue && udev_queue_get_udev_is_active(queue.get()) != 0;
 }
 
-std::string cleanText(const char *text)
+std::string attributeText(const char *value)
 {
-    std::string clean;
-    std::string_view rest = text == nullptr ? "" : text;
-    while (!rest.empty()) {
-        const std::size_t size = characterSize(rest);
-        const auto first = static_cast<unsigned char>(rest.front());
-        if (size == 0)
-            clean += '?';
-        else if (first >= 0x20 && first != 0x7f)
-            clean += rest.substr(0, size);
-        rest.remove_prefix(std::max<std::size_t>(size, 1));
-    }
-    const auto begin = clean.find_first_not_of(' ');
-    if (begin == std::string::npos)
+    constexpr std::string_view kBlanks = " \t\n\v\f\r";
+    const std::string_view text = value == nullptr ? "" : value;
+    const auto begin = text.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos)
         return "";
-    return clean.substr(begin, clean.find_last_not_of(' ') - begin + 1);
+    return cleanText(text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1));
 }
 
 NodeScanner::NodeScanner(udev &context, NodeOpener opener)
@@ -140,7 +111,7 @@ std::optional<NodeInfo> NodeScanner::describe(udev_device &device) const
     if (usb != nullptr) {
         node.usb = identityOf(*usb);
         if (node.usb->product.empty())
-            node.usb->product = cleanText(udev_device_get_sysattr_value(&device, "name"));
+            node.usb->product = attributeText(udev_device_get_sysattr_value(&device, "name"));
     }
     return node;
 }

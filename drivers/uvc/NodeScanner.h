@@ -35,8 +35,7 @@ private:
 /// Whether udev runs: without it nobody describes devices or tells of them.
 bool isUdevThere(udev &context);
 
-/// `text` without control characters, with '?' for bytes that are no UTF-8, and without blanks at
-/// its ends.
-std::string cleanText(const char *text);
+/// The text of an attribute, which may be null, as it may be shown and without blanks at its ends.
+std::string attributeText(const char *value);
 
 }  // namespace nubrix

@@ -4,15 +4,16 @@
 #include <algorithm>
 #include <cstring>
 
+#include "common/JpegDecoder.h"
 #include "common/ModeTable.h"
 #include "nubrix/image.h"
-#include "uvc/JpegDecoder.h"
 
 namespace nubrix {
 
 namespace {
 
-constexpr unsigned int kLargestDepthMm = 0xffff >> 2;  // with two bits after the point
+constexpr std::chrono::milliseconds kLongestDecoding{3000};  // then the camera counts as silent
+constexpr unsigned int kLargestDepthMm = 0xffff >> 2;        // with two bits after the point
 
 /// Whole millimetres, little-endian, to 14.2 fixed point.
 void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *frame)
@@ -34,13 +35,15 @@ std::size_t believedRowBytes(std::size_t said, std::size_t least)
 }  // namespace
 
 PictureConverter::PictureConverter(const SourceFormat &format, unsigned int width,
-                                   unsigned int height, std::size_t rowBytes)
+                                   unsigned int height, std::size_t rowBytes,
+                                   const std::atomic<bool> *stop)
     : m_format(format),
       m_width(width),
       m_height(height),
       m_rowBytes(believedRowBytes(rowBytes, std::size_t{width} * format.rowBytes)),
       m_expected(isCompressed(format) ? 0 : sourceBytes(format, m_rowBytes, height)),
-      m_frameBytes(std::size_t{width} * height * pixelBytes(format.pixelFormat))
+      m_frameBytes(std::size_t{width} * height * pixelBytes(format.pixelFormat)),
+      m_stop(stop)
 {
 }
 
@@ -52,18 +55,11 @@ bool PictureConverter::passesThrough() const
 Conversion PictureConverter::convert(const std::uint8_t *source, std::size_t bytes,
                                      std::uint8_t *frame)
 {
+    m_fault.clear();
     if (bytes == 0)
         return Conversion::kNothing;
-    if (isCompressed(m_format)) {
-        switch (decodeJpeg(source, bytes, frame, m_width, m_height)) {
-            case Decoded::kWhole:
-                return Conversion::kWhole;
-            case Decoded::kDamaged:
-                return Conversion::kDamaged;
-            default:
-                return Conversion::kNothing;
-        }
-    }
+    if (isCompressed(m_format))
+        return decodeJpeg(source, bytes, frame);
     const bool whole = bytes >= m_expected;
     if (hasPlanes(m_format)) {
         // Without its colours, which come last, there is no row to show.
@@ -77,6 +73,23 @@ Conversion PictureConverter::convert(const std::uint8_t *source, std::size_t byt
     const std::size_t written = m_frameBytes / m_height * rows;
     std::memset(frame + written, 0, m_frameBytes - written);
     return whole ? Conversion::kWhole : Conversion::kShort;
+}
+
+Conversion PictureConverter::decodeJpeg(const std::uint8_t *source, std::size_t bytes,
+                                        std::uint8_t *frame)
+{
+    JpegDecoder decoder(JpegDecoder::Damage::kTolerated, {kLongestDecoding, m_stop});
+    bool done = decoder.readHeader(source, bytes);
+    if (done && (decoder.width() != m_width || decoder.height() != m_height)) {
+        m_fault = "it has " + std::to_string(decoder.width()) + "x" +
+                  std::to_string(decoder.height()) + " pixels";
+        return Conversion::kNothing;
+    }
+    done = done && decoder.decode(frame);
+    m_fault = decoder.error();
+    if (!done)
+        return Conversion::kNothing;
+    return decoder.isDamaged() ? Conversion::kDamaged : Conversion::kWhole;
 }
 
 const std::uint8_t *PictureConverter::packed(const std::uint8_t *source, std::size_t rows)

@@ -52,7 +52,7 @@ std::vector<NodeIo *> iosOf(const std::vector<UvcDevice::Node> &nodes)
 
 int UvcDevice::open(const std::string &name, const UsbIdentity &usb,
                     const std::vector<std::string> &paths, const NodeOpener &opener,
-                    std::unique_ptr<UvcDevice> &device)
+                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device)
 {
     std::vector<Node> nodes;
     for (const std::string &path : paths) {
@@ -63,11 +63,11 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb,
         }
         nodes.push_back({path, std::move(io)});
     }
-    return open(name, usb, std::move(nodes), device);
+    return open(name, usb, std::move(nodes), retired, device);
 }
 
 int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-                    std::unique_ptr<UvcDevice> &device)
+                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device)
 {
     nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
                                [](const Node &node) { return !givesPictures(*node.io); }),
@@ -76,7 +76,7 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector
         report(name + " gives no pictures that can be streamed: it is no camera, or gone");
         return kUnsupported;
     }
-    device.reset(new UvcDevice(name, usb, std::move(nodes)));
+    device.reset(new UvcDevice(name, usb, std::move(nodes), retired));
     const auto &modes = device->m_modes;
     if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); })) {
         report(name +
@@ -86,12 +86,14 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector
     return kDone;
 }
 
-UvcDevice::UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes)
+UvcDevice::UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
+                     RetiredThreads &retired)
     : m_name(name),
       m_usb(usb),
       m_nodes(std::move(nodes)),
       m_ios(iosOf(m_nodes)),
       m_modes(readModes(m_ios)),
+      m_retired(retired),
       m_claims(m_nodes.size(), nullptr)
 {
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
@@ -123,7 +125,7 @@ try {
         report(m_name + " has its " + streamName(streamType) + " stream open already");
         return kWrongState;
     }
-    slot->stream = std::make_unique<UvcStream>(*this, streamType);
+    slot->stream = {new UvcStream(*this, streamType), StreamDeleter(m_retired, this)};
     *stream = slot->stream.get();
     return kDone;
 } catch (const std::exception &error) {
@@ -138,7 +140,9 @@ int UvcDevice::destroyStream(NubrixBaseStream **stream)
 
 int UvcDevice::closeAllStreams()
 {
-    return closeStreamsIn(m_slots, m_lock);
+    const int status = closeStreamsIn(m_slots, m_lock);
+    m_retired.join(this);
+    return status;
 }
 
 int UvcDevice::setProperty(unsigned int id, const void *data, unsigned int size)

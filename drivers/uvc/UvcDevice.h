@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/RetiredThreads.h"
 #include "nubrix/driver.h"
 #include "uvc/CameraModes.h"
 #include "uvc/NodeInfo.h"
@@ -33,12 +34,14 @@ public:
 
     /// Opens the nodes of a camera that messages and the library call `name`: -9 when it is gone,
     /// -2 when it is busy, -1 without permission, -8 when no node gives pictures. Says why.
+    /// `retired` must outlive the device.
     static int open(const std::string &name, const UsbIdentity &usb,
                     const std::vector<std::string> &paths, const NodeOpener &opener,
-                    std::unique_ptr<UvcDevice> &device);
+                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device);
     /// Nodes that are open already; -8 when none gives pictures.
     static int open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-                    std::unique_ptr<UvcDevice> &device);
+                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device);
+    /// Ends its streams and waits for their callbacks, but for one that is the caller.
     ~UvcDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
@@ -78,10 +81,11 @@ private:
         const StreamModes *modes;
         std::size_t current = 0;            // among the records
         typedefNubrixFrameMode shown = {};  // handed out: whoever has it may write to it
-        std::unique_ptr<UvcStream> stream;
+        std::unique_ptr<UvcStream, StreamDeleter> stream;
     };
 
-    UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes);
+    UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
+              RetiredThreads &retired);
 
     static void setCurrent(Slot &slot, std::size_t place);
     Slot *slotOf(unsigned int streamType);
@@ -93,6 +97,7 @@ private:
     const std::vector<Node> m_nodes;
     const std::vector<NodeIo *> m_ios;  // of m_nodes
     const CameraModes m_modes;
+    RetiredThreads &m_retired;
     std::atomic<bool> m_gone{false};
     std::atomic<unsigned int> m_streamFlagMode{1};
     mutable std::mutex m_lock;

@@ -30,6 +30,12 @@ void describeCamera(const CameraInfo &camera, typedefNubrixeviceAttribute &recor
     std::memcpy(&record, &filled, sizeof filled);
 }
 
+void describeNode(const NodeInfo &node, _NubrixGmslDeviceInfo &record)
+{
+    record = {};
+    copyText(record.devicePath, node.path);
+}
+
 /// What udev knows of an open node, nothing if it knows none.
 std::optional<NodeInfo> lookUp(int fd, const NodeOpener &opener)
 {
@@ -72,27 +78,15 @@ int UvcDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 }
 
 int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
-try {
-    return listRecords(m_table.cameras(), describeCamera, records, count);
-} catch (const std::exception &) {
-    return kFailed;
+{
+    return listRecords([this] { return m_table.cameras(); }, describeCamera, records, count);
 }
 
 int UvcDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count)
-try {
-    if (records == nullptr || count == nullptr)
-        return kBadArgument;
-    *count = 0;
-    for (const NodeInfo &node : m_table.otherNodes()) {
-        if (*count == kGmslRecords)
-            break;
-        _NubrixGmslDeviceInfo record = {};
-        copyText(record.devicePath, node.path);
-        records[(*count)++] = record;
-    }
-    return kDone;
-} catch (const std::exception &) {
-    return kFailed;
+{
+    if (count != nullptr)
+        *count = kGmslRecords;  // it is not for the caller to say
+    return listRecords([this] { return m_table.otherNodes(); }, describeNode, records, count);
 }
 
 int UvcDriver::openDevice(const char *uri, NubrixBaseDevice **device)
@@ -114,7 +108,7 @@ try {
     if (paths.empty())
         return kBadArgument;
     std::unique_ptr<UvcDevice> opened;
-    if (const int status = UvcDevice::open(uri, usb, paths, m_opener, opened))
+    if (const int status = UvcDevice::open(uri, usb, paths, m_opener, m_retired, opened))
         return status;
     return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &error) {
@@ -143,7 +137,7 @@ try {
         name = "usb:" + usb.busPath;
     }
     std::unique_ptr<UvcDevice> opened;
-    if (UvcDevice::open(name, usb, std::move(nodes), opened) != kDone)
+    if (UvcDevice::open(name, usb, std::move(nodes), m_retired, opened) != kDone)
         return kBadArgument;
     return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &) {

@@ -1,6 +1,7 @@
 #include "uvc/UvcStream.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <algorithm>
 #include <cerrno>
 #include <exception>
@@ -41,8 +42,9 @@ unsigned int UvcStream::getFrameBufferSize()
 
 int UvcStream::start()
 try {
-    if (!mayStart())
+    if (!mayStart() || isOwnThread())
         return kWrongState;
+    joinThread();  // which has been stopped from within
     if (m_device.isGone())
         return kGone;
     if (!m_device.claimNode(*this)) {
@@ -58,7 +60,7 @@ try {
     try {
         status = begin(*setting.node, setting.source);
         if (status == kDone)
-            m_thread = std::thread(&UvcStream::run, this, std::ref(*setting.node));
+            beginThread([this, &node = *setting.node] { run(node); });
     } catch (const std::exception &error) {
         report(name() + " cannot start: " + error.what());
         status = kFailed;
@@ -83,11 +85,12 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
         return status;
     }
     m_converter = std::make_unique<PictureConverter>(*source.format, m_mode.width, m_mode.height,
-                                                     format.bytesperline);
+                                                     format.bytesperline, &m_stopping);
     m_counters.clear();
     m_lastSequence.reset();
     m_silenceTold = false;
     m_end.clear();
+    m_stopping = false;
     const int error = beginCapture(node, format.sizeimage);
     if (error == ENOSPC && source.compressed != nullptr) {
         m_capture.reset();  // the node is free again before it is set to another format
@@ -142,19 +145,23 @@ int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
 
 int UvcStream::stop()
 {
-    if (!m_running)
-        return kDone;
-    if (m_runner.load() == std::this_thread::get_id())
-        return kWrongState;
+    m_stopping = true;
     m_end.set();
-    if (m_thread.joinable())
-        m_thread.join();
-    m_runner = std::thread::id();
-    m_capture.reset();
-    m_running = false;
-    m_device.releaseNode(*this);
-    reportLosses();
+    // The thread cannot wait for itself, and need not: it uses the capture before and after the
+    // callback, and not after a stop.
+    if (!isOwnThread())
+        joinThread();
+    if (m_running)
+        end();
     return kDone;
+}
+
+void UvcStream::end()
+{
+    m_capture.reset();
+    reportLosses();
+    m_device.releaseNode(*this);
+    m_running = false;
 }
 
 bool UvcStream::isAnswering() const
@@ -172,7 +179,7 @@ StreamCounters UvcStream::counters() const
 
 void UvcStream::run(NodeIo &node)
 try {
-    m_runner = std::this_thread::get_id();
+    ::pthread_setname_np(::pthread_self(), "nubrix-usb-cam");
     pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
     for (;;) {
         const int ready = ::poll(waited, 2, static_cast<int>(kSilence.count()));
@@ -182,13 +189,15 @@ try {
             endFor(errno);
             return;
         }
-        if (waited[1].revents != 0)
+        if (m_stopping)
             return;
         if (ready == 0) {
             tellSilence();
             continue;
         }
         int error = takePicture();
+        if (m_stopping)  // maybe from within: the device may be gone
+            return;
         // Nothing is filled and something is wrong: it would be so for ever.
         if (error == EAGAIN && (waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
             error = EIO;
@@ -198,8 +207,9 @@ try {
         }
     }
 } catch (const std::exception &error) {
+    endFor(error);
+} catch (...) {
     m_broken = true;
-    report(name() + " has ended: " + error.what());
 }
 
 int UvcStream::takePicture()
@@ -209,11 +219,8 @@ int UvcStream::takePicture()
         return error;
     countMissed(picture.sequence);
     if (picture.conversion == Conversion::kNothing) {
-        if (m_counters.unusable++ == 0) {
-            report(name() +
-                   ": a picture has nothing in it to show, it and others like it are "
-                   "dropped and counted");
-        }
+        if (!m_stopping)  // which ends a conversion
+            countUnusable();
         return 0;
     }
     m_lastPicture = Clock::now().time_since_epoch().count();
@@ -223,6 +230,16 @@ int UvcStream::takePicture()
     else
         ++m_counters.held;
     return 0;
+}
+
+void UvcStream::countUnusable()
+{
+    if (m_counters.unusable++ != 0)
+        return;
+    const std::string &fault = m_converter->fault();
+    report(name() + ": a picture has nothing in it to show" +
+           (fault.empty() ? "" : " (" + fault + ")") +
+           ", it and others like it are dropped and counted");
 }
 
 void UvcStream::tellSilence()
@@ -276,6 +293,16 @@ void UvcStream::endFor(int error)
     m_device.noteError(error);
     // What the queue says of a camera that has just gone is not always that it has.
     report(adviceFor(m_device.isGone() ? ENODEV : error, name()));
+}
+
+void UvcStream::endFor(const std::exception &error) noexcept
+try {
+    if (m_stopping)  // maybe from within: the device may be gone
+        return;
+    m_broken = true;
+    report(name() + " has ended: " + error.what());
+} catch (const std::exception &) {
+    // For want of memory it ends without a line.
 }
 
 void UvcStream::reportLosses() const

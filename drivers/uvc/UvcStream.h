@@ -3,12 +3,13 @@
 
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "common/DriverStream.h"
+#include "common/RetiredThreads.h"
 #include "common/RunningCounters.h"
 #include "uvc/Capture.h"
 #include "uvc/EventFd.h"
@@ -22,7 +23,7 @@ class UvcDevice;
 struct SourceMode;
 
 /// The operations come one at a time; the queries may be used on any thread.
-class UvcStream final : public DriverStream {
+class UvcStream final : public DriverStream, public ThreadOwner {
 public:
     /// A camera that has sent nothing for so long does not answer.
     static constexpr std::chrono::milliseconds kSilence{3000};
@@ -34,9 +35,11 @@ public:
     unsigned int getFrameBufferSize() override;
     /// -2 when it runs, lacks allocator or callback, or somebody else streams from the node; -9
     /// when the camera is gone; -5 for want of bandwidth or memory; -4 when the camera no longer
-    /// has the mode.
+    /// has the mode. -2 also within the frame callback that has stopped it, as its thread is still
+    /// there; elsewhere start waits for that.
     int start() override;
-    /// 0 also when it does not run; -2 from within the frame callback.
+    /// 0 also when it does not run. Within the frame callback it does not wait: the callback is
+    /// not called again, and its thread ends when it returns.
     int stop() override;
 
     /// Pictures come, or none are asked for.
@@ -51,12 +54,15 @@ private:
     int refusal(int error);
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
     void run(NodeIo &node);
+    void end();
     int takePicture();
+    void countUnusable();
     void tellSilence();
     void countMissed(unsigned int sequence);
     void deliver(Picture &picture);
     void describe(typedefNubrixFrame &record, const Picture &picture) const;
     void endFor(int error);
+    void endFor(const std::exception &error) noexcept;
     void reportLosses() const;
     std::string name() const;
 
@@ -66,9 +72,8 @@ private:
     bool m_silenceTold = false;                  // of the thread
     std::unique_ptr<PictureConverter> m_converter;
     std::unique_ptr<Capture> m_capture;
-    std::thread m_thread;
     EventFd m_end;
-    std::atomic<std::thread::id> m_runner{};  // the thread itself
+    std::atomic<bool> m_stopping{false};
     std::atomic<bool> m_broken{false};
     std::atomic<Clock::rep> m_lastPicture{0};
     RunningCounters m_counters;

@@ -7,23 +7,24 @@
 #include <cstring>
 #include <memory>
 
-#include <jpeglib.h>
 #include <png.h>
+
+#include "common/JpegDecoder.h"
 
 namespace nubrix {
 
 namespace {
 
 constexpr unsigned int kLargestSide = 8192;
-constexpr std::size_t kMessageSize = JMSG_LENGTH_MAX;
+constexpr std::size_t kMessageSize = 200;
 
 struct Closer {
     void operator()(std::FILE *file) const { std::fclose(file); }
 };
 using File = std::unique_ptr<std::FILE, Closer>;
 
-// libpng and libjpeg report errors by longjmp, which runs no destructors: the functions that
-// setjmp hold nothing that needs one.
+// libpng reports errors by longjmp, which runs no destructors: the functions that setjmp hold
+// nothing that needs one.
 
 struct PngReader {
     png_structp png = nullptr;
@@ -108,77 +109,23 @@ Image readPng(std::FILE *file, bool asDepth)
     return image;
 }
 
-struct JpegReader {
-    jpeg_decompress_struct jpeg = {};
-    jpeg_error_mgr errors = {};
-    std::jmp_buf escape = {};
-    char message[kMessageSize] = "";
-
-    JpegReader() = default;
-    JpegReader(const JpegReader &) = delete;
-    JpegReader &operator=(const JpegReader &) = delete;
-    ~JpegReader() { jpeg_destroy_decompress(&jpeg); }
-};
-
-[[noreturn]] void onJpegError(j_common_ptr jpeg)
-{
-    auto *reader = static_cast<JpegReader *>(jpeg->client_data);
-    jpeg->err->format_message(jpeg, reader->message);
-    std::longjmp(reader->escape, 1);
-}
-
-void onJpegMessage(j_common_ptr jpeg, int level)
-{
-    if (level < 0)  // the data is damaged: the rest of the picture would be made up
-        onJpegError(jpeg);
-}
-
-bool openJpeg(JpegReader &reader, std::FILE *file)
-{
-    reader.jpeg.err = jpeg_std_error(&reader.errors);
-    reader.jpeg.client_data = &reader;
-    reader.errors.error_exit = onJpegError;
-    reader.errors.emit_message = onJpegMessage;
-    if (setjmp(reader.escape) != 0)
-        return false;
-    jpeg_create_decompress(&reader.jpeg);
-    jpeg_stdio_src(&reader.jpeg, file);
-    jpeg_read_header(&reader.jpeg, TRUE);
-    reader.jpeg.out_color_space = JCS_RGB;
-    jpeg_start_decompress(&reader.jpeg);
-    return true;
-}
-
-bool readJpegRows(JpegReader &reader, std::uint8_t *pixels, std::size_t stride)
-{
-    if (setjmp(reader.escape) != 0)
-        return false;
-    while (reader.jpeg.output_scanline < reader.jpeg.output_height) {
-        JSAMPROW row = pixels + reader.jpeg.output_scanline * stride;
-        jpeg_read_scanlines(&reader.jpeg, &row, 1);
-    }
-    jpeg_finish_decompress(&reader.jpeg);
-    return true;
-}
-
 Image readJpeg(std::FILE *file)
 {
     Image image;
-    JpegReader reader;
-    if (!openJpeg(reader, file)) {
-        image.error = reader.message;
+    JpegDecoder decoder(JpegDecoder::Damage::kRefused, {});
+    if (!decoder.readHeader(file)) {
+        image.error = decoder.error();
         return image;
     }
-    image.width = reader.jpeg.output_width;
-    image.height = reader.jpeg.output_height;
-    if (image.width > kLargestSide || image.height > kLargestSide) {
+    if (decoder.width() > kLargestSide || decoder.height() > kLargestSide) {
         image.error = "it is too large";
         return image;
     }
-    const std::size_t stride = std::size_t{image.width} * 3;
-    image.pixels.resize(stride * image.height);
-    if (!readJpegRows(reader, image.pixels.data(), stride))
-        image.error = reader.message;
+    image.width = decoder.width();
+    image.height = decoder.height();
+    image.pixels.resize(std::size_t{3} * image.width * image.height);
+    if (!decoder.decode(image.pixels.data()))
+        image.error = decoder.error();
     return image;
 }
 

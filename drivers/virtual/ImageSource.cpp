@@ -7,6 +7,8 @@
 #include <system_error>
 #include <utility>
 
+#include "common/Text.h"
+
 namespace nubrix {
 
 namespace {
@@ -150,7 +152,7 @@ FrameSource::Result ImageSource::fill(unsigned int streamType, const typedefNubr
     const Image image = isDepth ? readDepthImage(entry.path) : readColorImage(entry.path);
     if (!image.error.empty() || image.width != mode.width || image.height != mode.height) {
         std::fprintf(stderr, "nubrix virtual camera: the image \"%s\" is lost: %s\n",
-                     entry.path.c_str(),
+                     cleanText(entry.path).c_str(),
                      image.error.empty() ? "its size has changed" : image.error.c_str());
         return Result::kLost;
     }

@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "common/Report.h"
+#include "common/Text.h"
 #include "virtual/ImageSource.h"
 #include "virtual/RecordingSource.h"
 #include "virtual/ScenarioFile.h"
@@ -20,7 +21,7 @@ namespace {
 
 void complain(const std::string &text)
 {
-    std::fprintf(stderr, "nubrix virtual camera: %s\n", text.c_str());
+    std::fprintf(stderr, "nubrix virtual camera: %s\n", cleanText(text).c_str());
 }
 
 /// A source, or what is wrong with what the scenario says of it.
@@ -98,9 +99,11 @@ int VirtualDriver::setDeviceStateCallback(DriverStateCallback callback, void *us
 
 int VirtualDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 {
-    if (records == nullptr || count == nullptr)
+    if (count == nullptr)
         return kBadArgument;
     const unsigned int capacity = std::exchange(*count, 0U);
+    if (records == nullptr)
+        return kBadArgument;
     for (const auto &camera : m_cameras) {
         if (*count < capacity && camera->isPlugged())
             camera->describe(records[(*count)++]);

@@ -297,10 +297,118 @@ def image_files():
     yield "text", b"no image\n"
 
 
+def jpeg_files():
+    def segment(kind, content):
+        return struct.pack(">BBH", 0xff, kind, 2 + len(content)) + content
+
+    def frame(kind=0xc0, width=16, height=8, components=1, sampling=0x11):
+        parts = b"".join(bytes([i + 1, sampling, 0]) for i in range(components))
+        return segment(kind, struct.pack(">BHHB", 8, height, width, components) + parts)
+
+    def scan(content, first=0, last=63, bits=0, components=1):
+        parts = b"".join(bytes([i + 1, 0]) for i in range(components))
+        return segment(0xda, bytes([components]) + parts + bytes([first, last, bits])) + content
+
+    start, end = b"\xff\xd8", b"\xff\xd9"
+    steps = segment(0xdb, b"\0" + b"\1" * 64)
+    # One code of one bit each: no difference, and the end of a block.
+    codes = segment(0xc4, b"\0\1" + bytes(15) + b"\0") + segment(0xc4, b"\x10\1" + bytes(15) + b"\0")
+    head = start + steps + codes
+    grey = b"\x0f"  # two blocks
+    dc, ac = scan(b"\x3f", 0, 0), scan(b"\x3f", 1, 63)
+    slow = frame(0xc2) + dc + ac
+    yield "empty", b""
+    yield "grey", head + frame() + scan(grey) + end
+    yield "colours", head + frame(components=3) + scan(b"\0\x0f", components=3) + end
+    yield "colours_sampled", (head + frame(components=3, sampling=0x22) +
+                              scan(bytes(9), components=3) + end)
+    yield "no_tables", start + steps + frame() + scan(grey) + end
+    yield "progressive", head + slow + end
+    yield "refined", head + frame(0xc2) + scan(b"\x3f", 0, 0, 1) + scan(b"\0", 0, 0, 0x10) + end
+    yield "hundred_scans", head + slow + 98 * ac + end
+    yield "too_many_scans", head + slow + 99 * ac + end
+    yield "restarts", head + segment(0xdd, b"\0\1") + frame() + scan(b"\x3f\xff\xd0\x3f") + end
+    yield "twelve_bits", head + frame().replace(b"\x08\0\x08", b"\x0c\0\x08") + scan(grey) + end
+    yield "arithmetic", head + frame(0xc9) + scan(grey) + end
+    yield "lossless", head + frame(0xc3) + scan(grey, 1, 0) + end
+    yield "no_width", head + frame(width=0) + scan(grey) + end
+    yield "no_height", head + frame(height=0) + scan(grey) + end
+    yield "larger_than_it_is", head + frame(width=128, height=128) + scan(grey) + end
+    yield "largest", head + frame(width=65535, height=65535) + scan(grey) + end
+    yield "cut_header", (head + frame())[:-3]
+    yield "cut_scan", head + frame() + scan(b"")
+    yield "no_end", head + frame() + scan(grey)
+    yield "filled_up", head + frame() + scan(grey + bytes(32)) + end
+    yield "comment", start + segment(0xfe, b"text") + head[2:] + frame() + scan(grey) + end
+    yield "no_steps", start + codes + frame() + scan(grey) + end
+    yield "component_unknown", head + frame() + scan(grey, components=2) + end
+    yield "two_pictures", 2 * (head + frame() + scan(grey) + end)
+
+
+def uvc_node_files():
+    def ok(form="", *values):
+        return b"\0" + struct.pack("<" + form, *values)
+
+    def size(width, height):
+        return ok("BII", 1, width, height)
+
+    def rate(numerator, denominator):
+        return ok("BII", 1, numerator, denominator)
+
+    no_more = b"\x16"
+    z16, rgb, yuyv, nv12, mjpeg, grey = (ok("B", code) for code in (0, 1, 2, 5, 6, 8))
+    capabilities = ok("II", 0x84000001, 0x04000001)
+
+    def one(code, width=16, height=8):
+        return code + size(width, height) + rate(1, 30) + 2 * no_more
+
+    def capture(line, length, used):
+        """Set, four buffers, two pictures."""
+        buffers = 4 * (ok("II", length, 0) + 64 * b"\x80" + ok())
+        pictures = b"".join(ok("BIII", i, used, i, 0) + ok() for i in range(2))
+        return 2 * ok("BII", 0, line, length) + ok("II", 1, 30) + ok("B", 4) + buffers + ok() + pictures
+
+    def described():
+        yield "depth", one(z16) + no_more + capture(32, 256, 256)
+        yield "colours", one(yuyv) + no_more + capture(32, 256, 256)
+        yield "colours_short", one(yuyv) + no_more + capture(32, 256, 100)
+        yield "planes", one(nv12) + no_more + capture(16, 192, 192)
+        yield "planes_short", one(nv12) + no_more + capture(16, 192, 191)
+        yield "gaps", one(grey) + no_more + capture(24, 192, 192)
+        yield "more_than_there_is", one(z16) + no_more + capture(32, 64, 2 ** 32 - 1)
+        yield "compressed", one(mjpeg) + no_more + capture(0, 256, 64)
+        yield "through", (one(rgb) + no_more + 2 * ok("BII", 0, 48, 384) + ok("II", 1, 30) + ok("B", 3) +
+                          4 * ok() + ok("BIII", 0, 384, 0, 0) + ok() + ok("BIII", 9, 1, 1, 0))
+        yield "more_formats", b"".join(one(ok("B", code)) for code in range(11)) + no_more
+        yield "unknown_format", ok("BI", 255, 0x20202020) + no_more
+        yield "same_format", one(z16) + z16 + no_more
+        yield "largest_size", one(z16, 65535, 1024) + no_more
+        yield "too_large", one(z16, 65536, 1) + one(grey, 65535, 65535) + no_more
+        yield "no_size", one(z16, 0, 0) + no_more
+        yield "odd_size", one(yuyv, 15, 7) + one(nv12, 16, 7) + no_more
+        yield "range", (z16 + ok("BIIIIII", 3, 16, 1920, 16, 16, 1080, 8) +
+                        ok("BIIIIII", 3, 1, 100, 1, 1, 0, 1) + no_more)
+        yield "range_backwards", (z16 + ok("BIIIIII", 3, 99, 1, 0, 99, 1, 0) +
+                                  ok("BIIIIII", 2, 1, 1, 2 ** 32 - 1, 1, 1, 1) + no_more)
+        yield "no_rate", z16 + size(16, 8) + rate(0, 0) + rate(1, 0) + rate(0, 1) + 2 * no_more
+        yield "rates_at_limits", (z16 + size(16, 8) + rate(1, 127) + rate(1, 128) + rate(2, 1) +
+                                  rate(2 ** 32 - 1, 2 ** 32 - 1) + 2 * no_more)
+        yield "not_enumerated", z16 + no_more + ok("BIIII", 1, 16, 8, 32, 256) + no_more + ok("II", 1, 15)
+        yield "another_size", one(z16) + no_more + no_more + ok("BIIII", 1, 8, 8, 16, 128)
+        yield "many_sizes", z16 + 300 * (size(16, 8) + no_more)
+
+    yield "empty", b""
+    yield "nothing", no_more
+    yield "gone", b"\x13" * 40
+    for name, answers in described():
+        yield name, capabilities + answers
+
+
 def main():
     for target, inputs in (("record_reader", record_files()), ("ini", ini_files()),
                            ("scenario", scenario_files()), ("firmware", firmware_files()),
-                           ("image", image_files())):
+                           ("image", image_files()), ("jpeg", jpeg_files()),
+                           ("uvc_node", uvc_node_files())):
         folder = CORPUS / target
         folder.mkdir(parents=True, exist_ok=True)
         for name, content in inputs:

@@ -12,6 +12,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 /// A folder with the library and no plug-ins but those that a test puts there.
 class ListCommandTest : public testing::Test {
@@ -112,6 +113,22 @@ TEST_F(ListCommandTest, APluginWithoutItsEntryIsNamedAsThat)
     EXPECT_THAT(result.out,
                 HasSubstr("libNubrixNetDriver.so: not loaded: " + in("libNubrixNetDriver.so") +
                           ": it has no function \"driverInstance\"\n"));
+}
+
+TEST_F(ListCommandTest, TextsOfACameraDoNotReachTheTerminalAsTheyAre)
+{
+    std::filesystem::copy_file(NUBRIX_TEST_RUDE_DRIVER, in("libNubrixUvcDriver.so"));
+    const std::string serial = "S?[2J??\xe6\xb7\xb1" + std::string(53, 'x');
+    const std::string product = "P??????\xf0\x9f\x93\xb7" + std::string(117, 'x');
+    const ToolResult result = list();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, StartsWith("usb:?xxx"));
+    EXPECT_THAT(result.out, HasSubstr("\n  serial number  " + serial + "\n"));
+    EXPECT_THAT(result.out, HasSubstr("\n  product        " + product + "\n"));
+    const nlohmann::json camera = list({"--json"}).json()["cameras"][0];
+    EXPECT_EQ(camera["serial_number"], serial);
+    EXPECT_EQ(camera["product"], product);
+    EXPECT_THAT(camera["location"].get<std::string>(), StartsWith("1-2?xxx"));
 }
 
 TEST_F(ListCommandTest, TheLogIsQuietUnlessItIsAskedFor)

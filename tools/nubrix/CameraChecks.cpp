@@ -10,6 +10,7 @@
 #include "Camera.h"
 #include "Failure.h"
 #include "Ipv4.h"
+#include "common/Text.h"
 
 namespace nubrix {
 
@@ -43,7 +44,7 @@ std::vector<Place> allCameras(Session &session)
     if (session.context().nubrixGetGmslDeviceList(&records, &count) != 0 || records == nullptr)
         return places;
     for (unsigned int i = 0; i < count; ++i)
-        places.push_back({records[i].devicePath, {}, "not USB"});
+        places.push_back({fieldText(records[i].devicePath), {}, "not USB"});
     return places;
 }
 

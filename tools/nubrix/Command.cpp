@@ -18,7 +18,7 @@ void Command::addUri(std::string &uri)
 
 void Command::printJson(const Json &json)
 {
-    // Texts of a camera need not be valid UTF-8.
+    // Names of files need not be valid UTF-8; texts of cameras have been cleaned.
     std::cout << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 

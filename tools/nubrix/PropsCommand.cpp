@@ -1,12 +1,12 @@
 #include "PropsCommand.h"
 
-#include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <optional>
 
 #include "Camera.h"
 #include "Failure.h"
+#include "common/Text.h"
 
 namespace nubrix {
 
@@ -19,13 +19,10 @@ Command::Json jsonOf(const std::optional<NubrixVersions> &versions)
 {
     if (!versions)
         return nullptr;
-    const char *serial = versions->serialNumber;
-    return {
-        {"sdk", versionText(versions->sdk)},
-        {"firmware", versionText(versions->firmware)},
-        {"hardware", versionText(versions->hardware)},
-        {"serial_number",
-         std::string(serial, std::find(serial, serial + sizeof(versions->serialNumber), '\0'))}};
+    return {{"sdk", versionText(versions->sdk)},
+            {"firmware", versionText(versions->firmware)},
+            {"hardware", versionText(versions->hardware)},
+            {"serial_number", fieldText(versions->serialNumber)}};
 }
 
 void reportText(const std::string &uri, const Command::Json &version,

@@ -1,31 +1,19 @@
 #include "Session.h"
 
-#include <algorithm>
-
 #include "Failure.h"
+#include "common/Text.h"
 
 namespace nubrix {
 
 namespace {
 
-/// A text of a record, which need not be terminated, without what would upset a terminal.
-template <std::size_t Size>
-std::string textOf(const char (&field)[Size])
-{
-    std::string text(field, std::find(field, field + Size, '\0'));
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
-    return text;
-}
-
 CameraInfo infoOf(const typedefNubrixeviceAttribute &record)
 {
     CameraInfo info;
-    info.uri = textOf(record.uri);
-    info.serialNumber = textOf(record.serialNumber);
-    info.productName = textOf(record.productName);
-    info.location = textOf(record.location);
+    info.uri = fieldText(record.uri);
+    info.serialNumber = fieldText(record.serialNumber);
+    info.productName = fieldText(record.productName);
+    info.location = fieldText(record.location);
     info.vendorId = record.vendorId;
     info.productId = record.productId;
     info.transport = record.transport;

@@ -63,11 +63,11 @@ TEST(GvcpTest, TextsWithoutAnEndMarkEndWithTheirRoom)
 TEST(GvcpTest, WhatWouldSteerATerminalIsReplaced)
 {
     Packet packet = identity();
-    const std::string text = "\x1b[2J\n\x7f\xc3\xa9";
+    const std::string text = "\x1b[2J\n\x7f\xc3\xa9\xc2\x9b\x9b\xed\xa0";
     std::copy(text.begin(), text.end(), packet.begin() + 8 + 0xd8);
     const auto camera = identityIn(packet, kId);
     ASSERT_TRUE(camera);
-    EXPECT_EQ(camera->serial, "?[2J??\xc3\xa9");
+    EXPECT_EQ(camera->serial, "?[2J??\xc3\xa9????");
 }
 
 TEST(GvcpTest, AnIdentityThatIsCutIsNone)

@@ -249,6 +249,7 @@ void FakeCamera::adjust(v4l2_pix_format &format) const
             : static_cast<unsigned int>(
                   known == nullptr ? format.bytesperline * format.height
                                    : sourceBytes(*known, format.bytesperline, format.height));
+    format.sizeimage += spareBytes;
     format.sizeimage -= std::min(format.sizeimage, missingBytes);
 }
 

@@ -190,16 +190,12 @@ TEST_F(NodeScannerTest, WhereUdevDoesNotRunAllNodesAreOld)
     EXPECT_GE(nodes[0].age, std::chrono::minutes(1));
 }
 
-TEST(CleanTextTest, KeepsWhatCanBeShown)
+TEST(AttributeTextTest, IsCleanAndWithoutBlanksAtItsEnds)
 {
-    EXPECT_EQ(cleanText(nullptr), "");
-    EXPECT_EQ(cleanText("   "), "");
-    EXPECT_EQ(cleanText("  A camera\t \n"), "A camera");
-    EXPECT_EQ(cleanText("\xe6\xb7\xb1\xf0\x9f\x93\xb7"), "\xe6\xb7\xb1\xf0\x9f\x93\xb7");
-    EXPECT_EQ(cleanText("\xc0\x80"), "??");            // longer than need be
-    EXPECT_EQ(cleanText("\xed\xa0\x80"), "???");       // half of a pair
-    EXPECT_EQ(cleanText("\xf4\x90\x80\x80"), "????");  // beyond the last character
-    EXPECT_EQ(cleanText("\xe6\xb7"), "??");            // cut
+    EXPECT_EQ(attributeText(nullptr), "");
+    EXPECT_EQ(attributeText("   "), "");
+    EXPECT_EQ(attributeText("  A camera\t \n"), "A camera");
+    EXPECT_EQ(attributeText("A\tcamera\xc2\x9b"), "A?camera?");
 }
 
 }  // namespace

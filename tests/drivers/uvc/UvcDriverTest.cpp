@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <future>
 #include <memory>
 #include <mutex>
 
@@ -40,6 +43,7 @@ protected:
                 node = std::make_unique<FakeNode>(camera);
                 return 0;
             });
+        m_driver = driver.get();
         driver->setDeviceStateCallback(&UvcDriverTest::take, this);
         ASSERT_EQ(driver->initialize(), 0);
     }
@@ -49,7 +53,7 @@ protected:
     {
         std::vector<typedefNubrixeviceAttribute> records(60);
         unsigned int count = 60;
-        EXPECT_EQ(driver->getDeviceList(records.data(), &count), 0);
+        EXPECT_EQ(m_driver->getDeviceList(records.data(), &count), 0);
         records.resize(count);
         return records;
     }
@@ -85,9 +89,39 @@ protected:
         system.addNode(busPath, number);
     }
 
+    void forgetTold()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_all.clear();
+    }
+    /// The driver's; the mocked system has some of its own.
+    static std::size_t threads()
+    {
+        std::size_t count = 0;
+        for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::string name;
+            std::getline(std::ifstream(task.path() / "comm"), name);
+            count += name.rfind("nubrix-usb", 0) == 0 ? 1 : 0;
+        }
+        return count;
+    }
+    /// Waits until there are so many: one has its name, and is gone once joined, a moment later.
+    static bool awaitThreads(std::size_t count)
+    {
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        while (threads() != count) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::yield();
+        }
+        return true;
+    }
+
     MockedUdev system;
     FakeCamera camera;
     int openError = 0;
+    std::function<void()> onTold;  // set before the event
+    std::atomic<int> m_inside{0};  // callbacks
     std::unique_ptr<UvcDriver> driver;
 
 private:
@@ -95,14 +129,19 @@ private:
                      void *user)
     {
         auto &self = *static_cast<UvcDriverTest *>(user);
+        ++self.m_inside;
         const std::size_t listed = self.list().size();  // as the library does
+        if (self.onTold)
+            self.onTold();
         const std::lock_guard<std::mutex> lock(self.m_lock);
         self.m_all.push_back({(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + std::string(uri) +
                                   " " + serial + " " + location,
                               listed});
         self.m_told.notify_all();
+        --self.m_inside;
     }
 
+    UvcDriver *m_driver = nullptr;  // for callbacks, also while its owner ends it
     std::mutex m_lock;
     std::condition_variable m_told;
     std::vector<Told> m_all;  // under m_lock
@@ -291,13 +330,112 @@ TEST_F(UvcDriverTest, IsInitializedOnce)
 
 TEST_F(UvcDriverTest, IsDestroyedAtAnyTime)
 {
-    for (unsigned int i = 0; i < 20; ++i) {
+    const auto step = 2 * CameraTable::kSettleTime / 20;
+    bool early = false;
+    bool late = false;
+    for (int i = 0; i < 20; ++i) {
         start();
+        EXPECT_TRUE(awaitThreads(1));
         plug("1-2", 0);
+        std::this_thread::sleep_for(i * step);  // the moment; nothing is waited for
+        const std::size_t toldBefore = told().size();
         driver.reset();
+        EXPECT_EQ(m_inside, 0);
+        const auto all = told();
+        ASSERT_LE(all.size(), 1U);
+        EXPECT_GE(all.size(), toldBefore);
+        (all.empty() ? early : late) = true;
         system.removeNode("1-2", 0);
         system.removeUsb("1-2");
+        EXPECT_TRUE(awaitThreads(0)) << "a thread is left, moment " << i;
+        EXPECT_EQ(told(), all) << "told after its end, moment " << i;
+        forgetTold();
     }
+    EXPECT_TRUE(early && late) << "the moments were all alike";
+}
+
+TEST_F(UvcDriverTest, ItsEndWaitsForTheHotPlugCallback)
+{
+    start();
+    std::promise<void> entered;
+    std::promise<void> mayReturn;
+    onTold = [&] {
+        entered.set_value();
+        mayReturn.get_future().wait();
+    };
+    plug("1-2", 0);
+    ASSERT_EQ(entered.get_future().wait_for(kDeadline), std::future_status::ready);
+    auto ended = std::async(std::launch::async, [this] {
+        driver.reset();
+        return m_inside.load();
+    });
+    mayReturn.set_value();
+    ASSERT_EQ(ended.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_EQ(ended.get(), 0);
+    EXPECT_EQ(told().size(), 1U);
+}
+
+TEST_F(UvcDriverTest, ItsEndWaitsForAFrameCallbackThatClosedItsOwnCamera)
+{
+    plug("1-2", 0);
+    camera.formats = {formatOf(V4L2_PIX_FMT_Z16)};
+    start();
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(driver->openDevice("usb:1-2", &device), 0);
+    NubrixBaseStream *stream = nullptr;
+    ASSERT_EQ(device->createStream(NUBRIX_STREAM_DEPTH, &stream), 0);
+    FakePool pool(stream->getFrameBufferSize());
+    FrameSink sink;
+    std::promise<int> closed;
+    std::promise<void> mayReturn;
+    std::atomic<bool> returned = false;
+    sink.onFrame = [&](NubrixFrameRef *) {
+        closed.set_value(driver->closeDevice(&device));
+        mayReturn.get_future().wait();
+        returned = true;
+    };
+    stream->setFrameAllocator(&pool);
+    stream->setFrameCallback(&FrameSink::receive, &sink);
+    ASSERT_EQ(stream->start(), 0);
+    camera.captureAll(1);
+    auto status = closed.get_future();
+    ASSERT_EQ(status.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_EQ(status.get(), 0);
+    EXPECT_EQ(device, nullptr);
+    EXPECT_FALSE(camera.isStreaming());
+    auto ended = std::async(std::launch::async, [&] {
+        driver.reset();
+        return returned.load();
+    });
+    mayReturn.set_value();
+    ASSERT_EQ(ended.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_TRUE(ended.get());
+    EXPECT_EQ(pool.inUse(), 0);
+    EXPECT_TRUE(awaitThreads(0));
+}
+
+TEST_F(UvcDriverTest, AListThatFailsHasNoRecords)
+{
+    plug("1-2", 0);
+    start();
+    unsigned int count = 60;
+    EXPECT_EQ(driver->getDeviceList(nullptr, &count), -4);
+    EXPECT_EQ(count, 0U);
+    count = 60;
+    EXPECT_EQ(driver->getGmslDeviceList(nullptr, &count), -4);
+    EXPECT_EQ(count, 0U);
+}
+
+TEST_F(UvcDriverTest, TextsOfACameraAreClean)
+{
+    // An escape, a control sequence introducer of two bytes and of one, and half of a pair.
+    system.addUsb("1-2", "H: serial=411b5b42\nH: product=41c29b429b43eda08044\n");
+    system.addNode("1-2", 0);
+    start();
+    const auto cameras = list();
+    ASSERT_EQ(cameras.size(), 1U);
+    EXPECT_STREQ(cameras[0].serialNumber, "A?[B");
+    EXPECT_STREQ(cameras[0].productName, "A?B?C???D");
 }
 
 TEST_F(UvcDriverTest, OpensOnlyWhatItLists)

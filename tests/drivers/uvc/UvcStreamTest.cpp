@@ -6,6 +6,7 @@
 #include <future>
 
 #include "common/FrameFlags.h"
+#include "tests/drivers/common/JpegPictures.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 
 namespace nubrix {
@@ -191,6 +192,42 @@ TEST_F(UvcStreamTest, AnEmptyPictureIsDroppedAndCounted)
     }
 }
 
+TEST_F(UvcStreamTest, AJpegThatWouldTakeForEverIsDroppedAndItsFaultNamed)
+{
+    FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
+    camera.spareBytes = 1 << 20;
+    UvcDevice &device = open();
+    PixelStream stream(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(stream.start(), 0);
+    testing::internal::CaptureStderr();
+    FakeCamera::Shot shot;
+    shot.bytes = withScansRepeated(progressiveJpeg(64, 48, 64), 1000);
+    camera.capture(shot);
+    ASSERT_TRUE(awaitCount(device, NUBRIX_STREAM_COLOR, 1));
+    EXPECT_EQ(stream->stop(), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("nothing in it to show (it has more than 100 scans), it and others"));
+    EXPECT_EQ(countersOf(device, NUBRIX_STREAM_COLOR).unusable, 1U);
+}
+
+TEST_F(UvcStreamTest, StoppingDoesNotWaitForAPictureToBeDecoded)
+{
+    constexpr unsigned int kSide = 4096;
+    FakeCamera &camera = addNode({});
+    camera.formats.push_back({V4L2_PIX_FMT_MJPEG, {{kSide, kSide, {30}}}});
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_COLOR);
+    ASSERT_EQ(stream.start(), 0);
+    FakeCamera::Shot shot;  // decoding it takes seconds
+    shot.bytes = withScansRepeated(withSize(progressiveJpeg(8, 8, 10), kSide, kSide), 90);
+    camera.capture(shot);
+    ASSERT_TRUE(stream.pool().awaitHandedOut(1));
+    EXPECT_EQ(stream->stop(), 0);
+    const StreamCounters counters = countersOf(device, NUBRIX_STREAM_COLOR);
+    EXPECT_EQ(counters.delivered, 0U);
+    EXPECT_EQ(counters.unusable, 0U);
+}
+
 TEST_F(UvcStreamTest, PicturesThatTheKernelDropsAreCounted)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
@@ -301,20 +338,6 @@ TEST_F(UvcStreamTest, StreamsOfOneNodeRunOneAtATime)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("shares its node"));
     EXPECT_EQ(depths->stop(), 0);
     EXPECT_EQ(colors.start(), 0);
-}
-
-TEST_F(UvcStreamTest, StoppingFromWithinTheCallbackIsRefused)
-{
-    FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
-    PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
-    std::promise<int> stopped;
-    stream.sink().onFrame = [&](NubrixFrameRef *) { stopped.set_value(stream->stop()); };
-    ASSERT_EQ(stream.start(), 0);
-    camera.captureAll(1);
-    auto result = stopped.get_future();
-    ASSERT_EQ(result.wait_for(kDeadline), std::future_status::ready);
-    EXPECT_EQ(result.get(), -2);
-    EXPECT_EQ(stream->stop(), 0);
 }
 
 TEST_F(UvcStreamTest, StartsAndStopsAHundredTimes)

@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "tests/TemporaryFolder.h"
+#include "tests/drivers/common/JpegPictures.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 
 namespace nubrix {
@@ -20,6 +21,11 @@ constexpr unsigned int kHeight = 23;
 class ImageFileTest : public testing::Test {
 protected:
     std::string at(const std::string &name) { return m_folder.file(name); }
+
+    void write(const std::string &name, const Jpeg &jpeg)
+    {
+        m_folder.file(name, {jpeg.begin(), jpeg.end()});
+    }
 
     TemporaryFolder m_folder;
 };
@@ -169,6 +175,23 @@ TEST_F(ImageFileTest, ImagesOfAbsurdSizeAreRefused)
     EXPECT_EQ(readColorImage(at("wide.jpg")).error, "it is too large");
     writePng(at("widest.png"), 8192, 1, 8, 0, std::vector<std::uint8_t>(8192, 1));
     EXPECT_EQ(readColorImage(at("widest.png")).error, "");
+}
+
+TEST_F(ImageFileTest, AJpegIsNotDecodedBeforeItsSizeIsKnownToBeGood)
+{
+    const Jpeg jpeg = withSize(progressiveJpeg(64, 48, 10), 65500, 65500);
+    write("lying.jpg",
+          {jpeg.begin(), jpeg.begin() + static_cast<Jpeg::difference_type>(jpeg.size() / 2)});
+    EXPECT_EQ(readColorImage(at("lying.jpg")).error, "it is too large");
+}
+
+TEST_F(ImageFileTest, AJpegOfTooManyScansIsRefused)
+{
+    write("whole.jpg", progressiveJpeg(640, 480, 60));
+    EXPECT_EQ(readColorImage(at("whole.jpg")).error, "");
+    // Bit after bit of each band: nothing is damaged.
+    write("bomb.jpg", progressiveJpeg(640, 480, 64, 3));
+    EXPECT_EQ(readColorImage(at("bomb.jpg")).error, "it has more than 100 scans");
 }
 
 }  // namespace

@@ -51,6 +51,16 @@ TEST_F(VirtualDriverTest, ListsTheCamerasOfTheScenarioThatArePluggedIn)
     EXPECT_STREQ(cameras[1].location, "virtual-3");
 }
 
+TEST_F(VirtualDriverTest, AListThatFailsHasNoCameras)
+{
+    useDefault();
+    unsigned int count = 60;
+    EXPECT_EQ(m_driver->getDeviceList(nullptr, &count), -4);
+    EXPECT_EQ(count, 0U);
+    typedefNubrixeviceAttribute record = {};
+    EXPECT_EQ(m_driver->getDeviceList(&record, nullptr), -4);
+}
+
 TEST_F(VirtualDriverTest, ListsNoMoreCamerasThanThereIsRoomFor)
 {
     useScenario(R"({"cameras": 5})");

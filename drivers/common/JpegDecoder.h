@@ -1,0 +1,76 @@
+// Decodes JPEGs that nobody vouches for: those of cameras and of files.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <csetjmp>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+// It needs FILE and size_t to be there.
+#include <jpeglib.h>
+
+namespace nubrix {
+
+/// Decodes one JPEG. A small file may describe a picture that takes hours: see Limits. Not
+/// thread-safe, but for the flag.
+class JpegDecoder {
+public:
+    struct Limits {
+        /// That the processor works on the picture. Its own time, so that a machine that is busy
+        /// otherwise refuses nothing.
+        std::chrono::milliseconds time{1000};
+        /// Ends the work when it is set on another thread; may be null.
+        const std::atomic<bool> *stop = nullptr;
+    };
+    enum class Damage {
+        kTolerated,  ///< what is missing is guessed; see isDamaged
+        kRefused,
+    };
+    /// Every scan goes over all of the picture, however few bytes it has. Encoders write about ten,
+    /// those that try for the smallest file a few dozen.
+    static constexpr int kMostScans = 100;
+
+    JpegDecoder(Damage damage, const Limits &limits);
+    JpegDecoder(const JpegDecoder &) = delete;
+    JpegDecoder &operator=(const JpegDecoder &) = delete;
+    ~JpegDecoder() { jpeg_destroy_decompress(&m_jpeg); }
+
+    /// Reads up to the pixels, of which nothing is reserved or decoded; the bytes or the file are
+    /// needed until the end. False when it is no JPEG: error says why.
+    bool readHeader(const std::uint8_t *jpeg, std::size_t bytes);
+    bool readHeader(std::FILE *file);
+    unsigned int width() const { return m_jpeg.image_width; }
+    unsigned int height() const { return m_jpeg.image_height; }
+    /// Writes width * height RGB888 pixels, after readHeader. Takes pictures without Huffman
+    /// tables, as cameras send them. False when it is not to be had: error says why.
+    bool decode(std::uint8_t *rgb);
+
+    bool isDamaged() const { return m_errors.num_warnings != 0; }
+    std::string error() const { return static_cast<const char *>(m_message); }
+
+private:
+    bool readHeader();
+    bool decodeRows(std::uint8_t *rgb);
+    [[noreturn]] void leave();
+    void checkLimits();
+
+    static JpegDecoder &of(j_common_ptr jpeg);
+    [[noreturn]] static void onError(j_common_ptr jpeg);
+    static void onMessage(j_common_ptr jpeg, int level);
+    static void onOutput(j_common_ptr /*jpeg*/) {}
+    static void onProgress(j_common_ptr jpeg) { of(jpeg).checkLimits(); }
+
+    const Damage m_damage;
+    const Limits m_limits;
+    const std::chrono::nanoseconds m_end;  // of the thread's time
+    jpeg_decompress_struct m_jpeg = {};
+    jpeg_error_mgr m_errors = {};
+    jpeg_progress_mgr m_progress = {};
+    std::jmp_buf m_exit = {};
+    char m_message[JMSG_LENGTH_MAX] = "";
+};
+
+}  // namespace nubrix
