@@ -29,6 +29,13 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
     std::memcpy(&record, &filled, sizeof filled);
 }
 
+/// In a frame callback the next one does it: this one may be what a worker waits for.
+void joinFinished()
+{
+    if (!StreamSession::isInCallback())
+        CameraWorker::joinFinished();
+}
+
 }  // namespace
 
 NetDriver::NetDriver(const std::string &settings)
@@ -37,6 +44,13 @@ NetDriver::NetDriver(const std::string &settings)
           m_callback.tell(camera.uri(), camera.serial, locationOf(camera), change.connected);
       })
 {
+}
+
+NetDriver::~NetDriver()
+{
+    m_watch.stop();
+    m_devices.clear();
+    CameraWorker::joinAll();
 }
 
 int NetDriver::initialize()
@@ -57,10 +71,17 @@ int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 }
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
-try {
-    return listRecords(m_watch.cameras(), describeCamera, records, count);
-} catch (const std::exception &) {
-    return kFailed;
+{
+    if (count == nullptr)
+        return kBadArgument;
+    unsigned int room = std::exchange(*count, 0U);  // whatever comes
+    try {
+        const int status = listRecords(m_watch.cameras(), describeCamera, records, &room);
+        *count = status == kDone ? room : 0;
+        return status;
+    } catch (const std::exception &) {
+        return kFailed;
+    }
 }
 
 int NetDriver::openDevice(const char *uri, NubrixBaseDevice **device)
@@ -70,6 +91,7 @@ try {
     const std::string address = addressOf(uri);
     if (address.empty())
         return kBadArgument;
+    joinFinished();
     std::unique_ptr<NetDevice> opened;
     if (const int status = NetDevice::open(address, m_settings, opened))
         return status;
@@ -82,7 +104,9 @@ try {
 
 int NetDriver::closeDevice(NubrixBaseDevice **device)
 {
-    return m_devices.close(device);
+    const int status = m_devices.close(device);
+    joinFinished();
+    return status;
 }
 
 }  // namespace nubrix

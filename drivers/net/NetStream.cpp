@@ -40,6 +40,10 @@ try {
     setup.allocator = m_allocator;
     setup.callback = m_callback;
     setup.user = m_user;
+    if (isEnding()) {
+        report(setup.name + " has been stopped by its frame callback, which has not returned yet");
+        return kWrongState;
+    }
     const auto session = std::make_shared<StreamSession>(std::move(setup), m_device.state());
     if (!m_device.claimCamera(*this)) {
         report(m_device.name() + " sends one stream at a time: stop the other one first");
@@ -52,8 +56,10 @@ try {
     }
     m_device.state()->notePicture();  // the watch counts from here
     ArvCamera *camera = m_device.camera();
-    auto begun = m_device.worker().submit([session, camera] { return session->begin(*camera); });
-    const int status = m_device.await(begun) ? begun.get() : kGone;
+    const auto end = NetDevice::callEnd();
+    auto begun =
+        m_device.worker().submit(end, [session, camera] { return session->begin(*camera); });
+    const int status = m_device.await(begun, end) ? begun.get() : kGone;
     if (status != kDone)
         stop();
     return status;
@@ -65,30 +71,34 @@ try {
 
 int NetStream::stop()
 {
+    if (!m_running.exchange(false))
+        return kDone;
     std::shared_ptr<StreamSession> session;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         session = m_session;
     }
-    if (!m_running || !session)
-        return kDone;
-    if (session->isOwnThread())
-        return kWrongState;
-    ArvCamera *camera = m_device.camera();
-    // Nobody waits for it: what comes next is done after it.
-    m_device.worker().submit([session, camera] { session->stopCamera(*camera); });
-    session->end();
-    m_device.worker().submit([session] { session->tearDown(); });
-    m_running = false;
+    const auto end = NetDevice::callEnd();
+    try {
+        // Nobody waits for it: what comes next is done after it.
+        ArvCamera *camera = m_device.camera();
+        m_device.worker().submit(end, [session, camera] { session->stopCamera(*camera); });
+        session->end();
+        m_device.worker().submit(end, [session] { session->tearDown(); });
+    } catch (const std::exception &error) {
+        report(m_device.name() + " is not stopped: " + error.what());
+        session->end();
+    }
     m_device.releaseCamera(*this);
     session->reportLosses();
     return kDone;
 }
 
-bool NetStream::isInCallback() const
+/// Within the callback that has stopped it.
+bool NetStream::isEnding() const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_running && m_session && m_session->isOwnThread();
+    return m_session && m_session->isDelivering();
 }
 
 bool NetStream::isSilent() const
