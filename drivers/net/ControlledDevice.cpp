@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -121,17 +122,19 @@ void initClass(gpointer type, gpointer /*data*/)
     device->create_stream = &createStream;
 }
 
-GType derive(GType from, const char *name, GClassInitFunc init)
-{
-    GTypeQuery parent = {};
-    g_type_query(from, &parent);
-    return g_type_register_static_simple(from, name, parent.class_size, init, parent.instance_size,
-                                         nullptr, GTypeFlags(0));
-}
-
+/// Types have names in the whole process: those of each copy of the driver in it differ.
 GType deviceType()
 {
-    static const GType type = derive(ARV_TYPE_GV_DEVICE, "NubrixControlledDevice", &initClass);
+    static const GType type = [] {
+        char name[64];
+        std::snprintf(name, sizeof name, "NubrixControlledDevice-%p",
+                      reinterpret_cast<void *>(&deviceType));
+        GTypeQuery parent = {};
+        g_type_query(ARV_TYPE_GV_DEVICE, &parent);
+        return g_type_register_static_simple(ARV_TYPE_GV_DEVICE, name, parent.class_size,
+                                             &initClass, parent.instance_size, nullptr,
+                                             GTypeFlags(0));
+    }();
     return type;
 }
 

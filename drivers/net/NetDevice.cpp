@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kRetry{200};
 /// Of the time for opening, for what follows when the camera is free.
-constexpr std::chrono::milliseconds kConnecting{600};
+constexpr std::chrono::milliseconds kConnecting{400};
 
 /// Of a camera that may never have been made.
 void letGo(ArvCamera *camera)

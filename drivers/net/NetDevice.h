@@ -68,7 +68,7 @@ public:
     template <class Result>
     bool await(const std::future<Result> &task, CameraState::Clock::time_point end) const;
 
-    static constexpr std::chrono::milliseconds kOpening{2300};
+    static constexpr std::chrono::milliseconds kOpening{2450};
     static constexpr std::chrono::milliseconds kCall{850};
 
 private:

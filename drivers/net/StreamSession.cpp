@@ -95,9 +95,9 @@ int StreamSession::prepare(ArvCamera &camera)
     const std::size_t least = m_converter->sourceBytes();
     if (m_payload < least || m_payload > least + kMostChunks) {
         report(m_setup.name + " cannot start: the camera tells of pictures of " +
-               std::to_string(m_payload) + " bytes (PayloadSize), " + textOf(m_setup.mode) +
-               " has " + std::to_string(least) + ", and " + std::to_string(kMostChunks) +
-               " more may come with it");
+               std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
+               std::to_string(least) + ", and no more than " + std::to_string(kMostChunks) +
+               " may come with them (PayloadSize)");
         return kBadArgument;
     }
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;

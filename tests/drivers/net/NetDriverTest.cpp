@@ -170,10 +170,21 @@ TEST_F(NetDriverTest, ACameraThatADeadApplicationHoldsIsOpenedWhenItsHeartbeatHa
     write("[network]\npatienceMs=60000\n");
     const auto camera = serve(depthCamera());
     {
-        const CameraProcess holder("hold", "127.0.0.1");
+        const CameraProcess holder("stream", "127.0.0.1");
         ASSERT_TRUE(camera->isControlled());
     }  // killed: it lets nothing go
     EXPECT_TRUE(open());
+}
+
+TEST_F(NetDriverTest, ACameraThatIsHeldIsWaitedForNoLongerThanOpeningMayTake)
+{
+    write("[network]\npatienceMs=60000\n");
+    const DistantCamera camera({"127.0.0.50", {}, {}, {{0x0a00, 2}}});
+    NubrixBaseDevice *device = nullptr;
+    driver();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.50", &device), -2);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3300));
 }
 
 TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
