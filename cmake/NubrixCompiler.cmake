@@ -39,4 +39,6 @@ if(NUBRIX_FUZZ)
     message(FATAL_ERROR "NUBRIX_FUZZ needs clang++")
   endif()
   add_compile_options(-fsanitize=fuzzer-no-link)
+  # With clang the sanitizers are in the program, and libraries find them there.
+  add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:-Wl,-z,undefs>)
 endif()

@@ -14,7 +14,7 @@ constexpr std::uint32_t kControlRegister = 0x0a00;
 constexpr std::uint32_t kHeartbeatRegister = 0x0938;
 constexpr std::uint32_t kControl = 2;
 constexpr std::uint32_t kControlBits = 3;        // with exclusive access
-constexpr std::uint32_t kHeartbeatMs = 2000;     // within which whoever opens it next may wait
+constexpr std::uint32_t kHeartbeatMs = 1500;     // within which whoever opens it next may wait
 constexpr std::chrono::seconds kLost{3};         // without an answer
 constexpr std::chrono::milliseconds kSlice{20};  // within which an interruption is noticed
 constexpr std::chrono::milliseconds kResend{200};

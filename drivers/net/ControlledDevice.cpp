@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "net/Description.h"
+#include "net/FeatureGraph.h"
 
 namespace nubrix {
 
@@ -181,6 +182,13 @@ ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GI
                                                           "device-address", &remote, nullptr)));
     if (!device)
         return nullptr;
+    ArvGc *features = arv_device_get_genicam(device.get());
+    if (features == nullptr || !isComputable(*features)) {
+        g_set_error_literal(out, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_GENICAM_NOT_FOUND,
+                            "its description says nothing, or that features depend on themselves "
+                            "or have no end");
+        return nullptr;
+    }
     // Without the control Aravis' heartbeat does nothing: it would wait for seconds for a camera
     // that is silent, and its end for it.
     if (!arv_gv_device_leave_control(ARV_GV_DEVICE(device.get()), out))

@@ -79,19 +79,22 @@ int NetStream::stop()
         session = m_session;
     }
     const auto end = NetDevice::callEnd();
-    try {
-        // Nobody waits for it: what comes next is done after it.
-        ArvCamera *camera = m_device.camera();
-        m_device.worker().submit(end, [session, camera] { session->stopCamera(*camera); });
-        session->end();
-        m_device.worker().submit(end, [session] { session->tearDown(); });
-    } catch (const std::exception &error) {
-        report(m_device.name() + " is not stopped: " + error.what());
-        session->end();
-    }
+    ArvCamera *camera = m_device.camera();
+    // Nobody waits for it: what comes next is done after it.
+    submit(end, [session, camera] { session->stopCamera(*camera); });
+    session->end();
+    submit(end, [session] { session->tearDown(); });
     m_device.releaseCamera(*this);
     session->reportLosses();
     return kDone;
+}
+
+/// Also in a destructor: without memory the session is torn down with its last owner.
+template <class Task>
+void NetStream::submit(CameraState::Clock::time_point end, Task task) noexcept
+try {
+    m_device.worker().submit(end, std::move(task));
+} catch (const std::exception &) {
 }
 
 /// Within the callback that has stopped it.

@@ -33,6 +33,8 @@ public:
 
 private:
     bool isEnding() const;
+    template <class Task>
+    void submit(CameraState::Clock::time_point end, Task task) noexcept;
 
     NetDevice &m_device;
     mutable std::mutex m_lock;

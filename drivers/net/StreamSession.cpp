@@ -179,6 +179,8 @@ void StreamSession::onStream(void *session, ArvStreamCallbackType type, ArvBuffe
             self->takeBuffer();
     } catch (const std::exception &) {
         ++self->m_counters.unusable;  // no memory for it; Aravis is C
+        self->m_isDelivering = false;
+        t_delivering = nullptr;
     }
     self->shareWithAravis();
 }
@@ -244,10 +246,12 @@ bool StreamSession::isUsable(ArvBuffer &buffer)
     return false;
 }
 
-void StreamSession::tellSilence() const
-{
+void StreamSession::tellSilence() const noexcept
+try {
     if (!m_state->isGone())
         report(m_setup.name + " has sent no picture of use for some seconds: " + causeOfSilence());
+} catch (const std::exception &) {
+    // No memory for the line.
 }
 
 std::string StreamSession::causeOfSilence() const
@@ -298,8 +302,8 @@ StreamCounters StreamSession::counters() const
     return m_counters.now();
 }
 
-void StreamSession::reportLosses() const
-{
+void StreamSession::reportLosses() const noexcept
+try {
     const StreamCounters lost = counters();
     const std::string of = " of " + std::to_string(lost.delivered + lost.held + lost.unusable);
     if (lost.held != 0)
@@ -319,6 +323,8 @@ void StreamSession::reportLosses() const
     if (lost.flagged != 0)
         report(m_setup.name + ": incomplete frames delivered: " + std::to_string(lost.flagged) +
                of);
+} catch (const std::exception &) {
+    // No memory for the lines.
 }
 
 }  // namespace nubrix

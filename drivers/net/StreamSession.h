@@ -58,7 +58,7 @@ public:
     /// Thread-safe.
     StreamCounters counters() const;
     /// Tells what was lost, if anything. Thread-safe.
-    void reportLosses() const;
+    void reportLosses() const noexcept;
 
 private:
     void shareWithAravis();
@@ -69,7 +69,7 @@ private:
     ArvBuffer *newBuffer();
     void takeBuffer();
     bool isUsable(ArvBuffer &buffer);
-    void tellSilence() const;
+    void tellSilence() const noexcept;
     std::string causeOfSilence() const;
     void deliver(ArvBuffer &buffer, NubrixFrameRef &frame);
 

@@ -172,6 +172,20 @@ TEST_F(CameraSetupTest, ACameraMaySendAMebibyteOfOtherThingsWithAPicture)
     EXPECT_EQ(startOf(settings).status, 0);
 }
 
+TEST_F(CameraSetupTest, ACameraWhoseFeaturesDependOnThemselvesIsRefusedWithTheReason)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"<Integer Name=\"Width\"><pValue>WidthReg</pValue>",
+                           "<Integer Name=\"Width\"><pValue>Height</pValue>"},
+                          {"<Integer Name=\"Height\"><pValue>HeightReg</pValue>",
+                           "<Integer Name=\"Height\"><pValue>Width</pValue>"}});
+    const auto camera = serve(settings);
+    NubrixBaseDevice *device = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.1", &device), -1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("depend on themselves"));
+}
+
 TEST_F(CameraSetupTest, NumbersOfACameraThatFitNoPictureDoNoHarm)
 {
     const std::string width = "<Integer Name=\"Width\"><pValue>WidthReg</pValue>";

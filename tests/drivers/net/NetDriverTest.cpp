@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <cstring>
 
@@ -194,6 +195,30 @@ TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
     const OpenCamera device = open();
     NubrixBaseDevice *again = nullptr;
     EXPECT_EQ(driver().openDevice("net:127.0.0.1", &again), -2);
+}
+
+TEST_F(NetDriverTest, AListThatCannotBeHadIsEmpty)
+{
+    unsigned int count = 60;
+    EXPECT_EQ(driver().getDeviceList(nullptr, &count), -4);
+    EXPECT_EQ(count, 0U);
+}
+
+TEST_F(NetDriverTest, ACameraIsClosedWhenNoDescriptorIsLeft)
+{
+    const auto camera = serve(depthCamera());
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(driver().openDevice("net:127.0.0.1", &device), 0);
+    rlimit usual = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none = {0, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const int status = driver().closeDevice(&device);
+    const int again = driver().openDevice("net:127.0.0.1", &device);
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(again, -1);
+    EXPECT_FALSE(camera->isControlled());
 }
 
 TEST_F(NetDriverTest, InitialisingTwiceIsRefused)
