@@ -27,7 +27,8 @@ struct Limits {
 
 bool fits(int value, int least, int most, int step)
 {
-    return value >= least && value <= most && (value - least) % std::max(step, 1) == 0;
+    return value >= least && value <= most &&
+           (std::int64_t{value} - least) % std::max(step, 1) == 0;
 }
 
 std::vector<std::pair<int, int>> readSizes(ArvCamera &camera, typedefNubrixFrameMode &found)
@@ -57,8 +58,8 @@ std::vector<std::pair<int, int>> readSizes(ArvCamera &camera, typedefNubrixFrame
             fits(size[1], least[1], most[1], steps[1]))
             add(size[0], size[1]);
     }
-    found.width = static_cast<unsigned short>(now[2]);
-    found.height = static_cast<unsigned short>(now[3]);
+    found.width = static_cast<unsigned short>(std::clamp(now[2], 0, kLargest));
+    found.height = static_cast<unsigned short>(std::clamp(now[3], 0, kLargest));
     return sizes;
 }
 
@@ -71,8 +72,8 @@ std::vector<int> readRates(ArvCamera &camera, typedefNubrixFrameMode &found)
     double most = 0;
     arv_camera_get_frame_rate_bounds(&camera, &least, &most, nullptr);
     const double now = arv_camera_get_frame_rate(&camera, nullptr);
-    const auto rounded = [](double rate) {
-        return static_cast<int>(std::lround(std::clamp(rate, 1.0, double{kFastest})));
+    const auto rounded = [](double rate) {  // also of what is no number
+        return rate > 1 ? static_cast<int>(std::lround(std::min(rate, double{kFastest}))) : 1;
     };
     found.frameRate = static_cast<signed char>(rounded(now));
     std::vector<int> rates = {rounded(now)};

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/ModeTable.h"
+#include "net/ControlledDevice.h"
 #include "net/Report.h"
 
 namespace nubrix {
@@ -149,7 +150,8 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
         double least = rate;
         double most = rate;
         arv_camera_get_float_bounds(&camera, feature, &least, &most, nullptr);
-        const double nearest = std::max(std::min(rate, most), least);
+        const bool hasBounds = least <= most;  // not where one is no number
+        const double nearest = hasBounds ? std::clamp(rate, least, most) : rate;
         arv_camera_set_float(&camera, feature, nearest, error.out());
         break;
     }
@@ -159,7 +161,7 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
     if (!arv_camera_is_frame_rate_available(&camera, nullptr))
         return;
     const double told = arv_camera_get_frame_rate(&camera, nullptr);
-    if (std::abs(told - rate) > 0.5) {
+    if (!(std::abs(told - rate) <= 0.5)) {
         char text[32];
         std::snprintf(text, sizeof text, "%.3g", told);
         report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
@@ -250,7 +252,9 @@ int statusOf(const Error &error)
 int tellFailure(const std::string &name, const Error &error)
 {
     const int status = statusOf(error);
-    if (status == kGone)
+    if (isLate(error))
+        report(name + " answers, but does not do what it was asked to");
+    else if (status == kGone)
         report(name + " does not answer: check its cable and its power, then open it again");
     else if (status == kWrongState)
         report(name + " is no longer ours to control: another application has taken it");
@@ -302,7 +306,9 @@ std::chrono::milliseconds patienceFor(ArvCamera &camera)
         return std::chrono::milliseconds(0);
     if (!arv_camera_is_frame_rate_available(&camera, nullptr))
         return kLeast;
-    const double rate = std::max(arv_camera_get_frame_rate(&camera, nullptr), 0.01);
+    const double rate = arv_camera_get_frame_rate(&camera, nullptr);
+    if (!(rate >= 0.05))  // or no number
+        return kMost;
     return std::clamp(std::chrono::milliseconds(std::lround(3000 / rate)), kLeast, kMost);
 }
 

@@ -21,6 +21,15 @@ constexpr std::chrono::milliseconds kQuick{300};       // cameras that do not pu
 constexpr std::chrono::milliseconds kFirstList{1100};  // those that do
 constexpr std::chrono::milliseconds kQuiet{1200};      // one that is asked by its address
 
+/// On the watch's thread, which nothing may end.
+void tellOnce(const char *cause, std::string &told) noexcept
+try {
+    if (std::exchange(told, cause) != cause)
+        report("cannot look for cameras, tries again each second: " + told);
+} catch (const std::exception &) {
+    // No memory for the line.
+}
+
 }  // namespace
 
 CameraWatch::CameraWatch(const NetSettings &settings, Listener listener)
@@ -79,8 +88,7 @@ void CameraWatch::run()
         try {
             look();
         } catch (const std::exception &error) {
-            if (std::exchange(told, error.what()) != error.what())
-                report("cannot look for cameras, tries again each second: " + told);
+            tellOnce(error.what(), told);
         }
         lock.lock();
         m_changed.wait_for(lock, kRetry, [&] { return m_ending; });

@@ -2,33 +2,33 @@
 
 #include <pthread.h>
 
-#include <algorithm>
-#include <iterator>
-#include <list>
+#include <exception>
+
+#include "net/Report.h"
 
 namespace nubrix {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLook{20};
+/// For what is left when nothing is asked of the camera any more.
+constexpr std::chrono::milliseconds kRest{200};
 
 }  // namespace
 
 struct CameraWorker::Retired {
     std::mutex lock;
-    std::list<std::unique_ptr<CameraWorker>> workers;  // under lock
+    std::unique_ptr<CameraWorker> first;  // under lock
 };
 
-/// Never destroyed: contexts may be closed by the destructors of others, and a silent camera must
-/// not hold up the end of the process.
+/// Never destroyed: contexts may be closed by the destructors of others.
 CameraWorker::Retired &CameraWorker::retired()
 {
     static auto &all = *new Retired;
     return all;
 }
 
-CameraWorker::CameraWorker(std::string address)
-    : m_address(std::move(address)), m_thread(&CameraWorker::run, this)
+CameraWorker::CameraWorker(const std::string &address, std::shared_ptr<CameraState> state)
+    : m_state(std::move(state)), m_channel(address), m_thread(&CameraWorker::run, this)
 {
     pthread_setname_np(m_thread.native_handle(), "nubrix-net-cam");
 }
@@ -49,47 +49,51 @@ bool CameraWorker::finishBy(Clock::time_point end)
     return m_changed.wait_until(lock, end, [&] { return m_tasks.empty() && !m_busy; });
 }
 
-CameraWorker::Clock::time_point CameraWorker::runningSince()
+/// Lets the worker do what can be done by its end; false when a frame callback holds it up.
+bool CameraWorker::isFinished()
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    return m_busy ? m_begun : Clock::now();
+    const bool isDone = finishBy(m_end);
+    m_channel.interrupt();
+    return isDone || finishBy(Clock::now() + kRest);
 }
 
-bool CameraWorker::isDone()
+void CameraWorker::retire(std::unique_ptr<CameraWorker> worker, Clock::time_point end) noexcept
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    return m_tasks.empty() && !m_busy;
+    Retired &all = retired();
+    worker->m_end = end;
+    const std::lock_guard<std::mutex> guard(all.lock);
+    worker->m_next = std::move(all.first);
+    all.first = std::move(worker);
 }
 
-void CameraWorker::retire(std::unique_ptr<CameraWorker> worker)
+void CameraWorker::joinFinished() noexcept
 {
-    std::list<std::unique_ptr<CameraWorker>> finished;  // joined without the lock
     Retired &all = retired();
     const std::lock_guard<std::mutex> guard(all.lock);
-    all.workers.push_back(std::move(worker));
-    for (auto each = all.workers.begin(); each != all.workers.end();) {
-        const auto next = std::next(each);
-        if ((*each)->isDone())
-            finished.splice(finished.end(), all.workers, each);
-        each = next;
+    for (std::unique_ptr<CameraWorker> *link = &all.first; *link;) {
+        if (!(*link)->isFinished()) {
+            link = &(*link)->m_next;
+            continue;
+        }
+        const std::unique_ptr<CameraWorker> finished = std::move(*link);
+        *link = std::move(finished->m_next);
     }
 }
 
-bool CameraWorker::awaitRetired(const std::string &address, Clock::time_point end)
+void CameraWorker::joinAll() noexcept
 {
     Retired &all = retired();
-    const auto isBusy = [&] {
-        const std::lock_guard<std::mutex> guard(all.lock);
-        return std::any_of(all.workers.begin(), all.workers.end(), [&](const auto &worker) {
-            return worker->m_address == address && !worker->isDone();
-        });
-    };
-    while (isBusy()) {
-        if (Clock::now() >= end)
-            return false;
-        std::this_thread::sleep_for(kLook);
+    for (;;) {
+        std::unique_ptr<CameraWorker> worker;
+        {
+            const std::lock_guard<std::mutex> guard(all.lock);
+            worker = std::move(all.first);
+            if (!worker)
+                return;
+            all.first = std::move(worker->m_next);
+        }
+        worker->isFinished();
     }
-    return true;
 }
 
 void CameraWorker::push(Task task)
@@ -103,15 +107,22 @@ void CameraWorker::push(Task task)
 
 void CameraWorker::run()
 {
+    auto beat = Clock::now() + ControlChannel::kBeat;
     std::unique_lock<std::mutex> lock(m_lock);
     for (;;) {
-        m_changed.wait(lock, [&] { return m_ending || !m_tasks.empty(); });
+        const auto hasWork = [&] { return m_ending || !m_tasks.empty(); };
+        if (!m_changed.wait_until(lock, beat, hasWork)) {
+            lock.unlock();
+            keepControl();
+            lock.lock();
+            beat = Clock::now() + ControlChannel::kBeat;
+            continue;
+        }
         if (m_tasks.empty())
             return;
         Task task = std::move(m_tasks.front());
         m_tasks.pop_front();
         m_busy = true;
-        m_begun = Clock::now();
         lock.unlock();
         task();
         task = nullptr;  // what it owned goes without the lock
@@ -119,6 +130,23 @@ void CameraWorker::run()
         m_busy = false;
         m_changed.notify_all();
     }
+}
+
+void CameraWorker::keepControl()
+try {
+    if (!m_channel.keepControl())
+        m_state->setGone();
+    noteHealth();
+} catch (const std::exception &) {
+    // No memory now; the next beat may have some.
+}
+
+void CameraWorker::noteHealth()
+{
+    if (m_channel.isSilent())
+        m_state->noteSilence();
+    else if (m_channel.hasHeard())
+        m_state->noteAnswer();
 }
 
 }  // namespace nubrix

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
@@ -20,6 +21,7 @@ namespace {
 constexpr std::uint16_t kPort = 3956;
 constexpr std::uint8_t kKey = 0x42;
 constexpr std::uint8_t kAcknowledge = 1;
+constexpr std::uint16_t kPending = 0x0089;
 constexpr std::size_t kHeader = 8;
 constexpr std::size_t kIdentity = 0xf8;  // registers 0 to 0xf7
 
@@ -39,11 +41,6 @@ std::uint16_t shortAt(const Packet &packet, std::size_t place)
     return static_cast<std::uint16_t>(packet[place] << 8U | packet[place + 1]);
 }
 
-std::uint32_t wordAt(const Packet &packet, std::size_t place)
-{
-    return static_cast<std::uint32_t>(shortAt(packet, place)) << 16U | shortAt(packet, place + 2);
-}
-
 bool isAnswerTo(const Packet &packet, std::uint16_t command, std::uint16_t id)
 {
     return packet.size() >= kHeader && shortAt(packet, 2) == command + 1 &&
@@ -60,17 +57,46 @@ std::string textAt(const Packet &packet, std::size_t place, std::size_t room)
 
 }  // namespace
 
-Packet makeRequest(std::uint16_t command, std::uint16_t id, const std::vector<std::uint32_t> &words)
+std::uint32_t wordAt(const Packet &packet, std::size_t place)
+{
+    return static_cast<std::uint32_t>(shortAt(packet, place)) << 16U | shortAt(packet, place + 2);
+}
+
+std::uint16_t nextRequestId()
+{
+    static std::atomic<std::uint16_t> last{0};
+    const std::uint16_t id = ++last;
+    return id == 0 ? ++last : id;
+}
+
+Packet makeRequest(std::uint16_t command, std::uint16_t id, const std::vector<std::uint32_t> &words,
+                   const Packet &bytes)
 {
     Packet request = {kKey, kAcknowledge};
     append(request, command);
-    append(request, static_cast<unsigned int>(4 * words.size()));
+    append(request, static_cast<unsigned int>(4 * words.size() + bytes.size()));
     append(request, id);
     for (const std::uint32_t word : words) {
         append(request, word >> 16U);
         append(request, word);
     }
+    request.insert(request.end(), bytes.begin(), bytes.end());
     return request;
+}
+
+std::optional<GvcpAnswer> answerIn(const Packet &packet, std::uint16_t command, std::uint16_t id)
+{
+    if (!isAnswerTo(packet, command, id))
+        return std::nullopt;
+    return GvcpAnswer{shortAt(packet, 0),
+                      Packet(packet.begin() + std::ptrdiff_t{kHeader}, packet.end())};
+}
+
+std::optional<std::chrono::milliseconds> delayIn(const Packet &packet, std::uint16_t id)
+{
+    if (!isAnswerTo(packet, kPending - 1, id) || packet.size() < kHeader + 4)
+        return std::nullopt;
+    return std::chrono::milliseconds(shortAt(packet, kHeader + 2));
 }
 
 std::optional<NetIdentity> identityIn(const Packet &packet, std::uint16_t id)
@@ -94,11 +120,11 @@ std::optional<NetIdentity> identityIn(const Packet &packet, std::uint16_t id)
 std::optional<RegisterReply> registerReplyIn(const Packet &packet, std::uint16_t command,
                                              std::uint16_t id)
 {
-    if (!isAnswerTo(packet, command, id))
+    const auto answer = answerIn(packet, command, id);
+    if (!answer)
         return std::nullopt;
-    const bool hasValue = packet.size() >= kHeader + 4;
-    return RegisterReply{hasValue && shortAt(packet, 0) == 0,
-                         hasValue ? wordAt(packet, kHeader) : 0};
+    const bool hasValue = answer->content.size() >= 4;
+    return RegisterReply{hasValue && answer->status == 0, hasValue ? wordAt(packet, kHeader) : 0};
 }
 
 sockaddr_in cameraAddress(in_addr address)

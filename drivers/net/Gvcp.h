@@ -15,6 +15,8 @@ namespace nubrix {
 constexpr std::uint16_t kDiscovery = 0x0002;  // commands; an answer has the next number
 constexpr std::uint16_t kReadRegister = 0x0080;
 constexpr std::uint16_t kWriteRegister = 0x0082;
+constexpr std::uint16_t kReadMemory = 0x0084;
+constexpr std::uint16_t kWriteMemory = 0x0086;
 
 using Packet = std::vector<std::uint8_t>;
 
@@ -34,9 +36,24 @@ struct RegisterReply {
     std::uint32_t value;
 };
 
+/// What a camera answers to a command.
+struct GvcpAnswer {
+    std::uint16_t status;  ///< 0: done
+    Packet content;        ///< what follows the header
+};
+
+/// The number at a place of a packet, which it must have. Thread-safe.
+std::uint32_t wordAt(const Packet &packet, std::size_t place);
+/// The next id of a request, of the whole process. Thread-safe.
+std::uint16_t nextRequestId();
 /// A request that is to be answered; `id` is the answer's, too, and not 0. Thread-safe.
 Packet makeRequest(std::uint16_t command, std::uint16_t id,
-                   const std::vector<std::uint32_t> &words = {});
+                   const std::vector<std::uint32_t> &words = {}, const Packet &bytes = {});
+/// The answer to a command of this id, or nothing for any other packet. Thread-safe.
+std::optional<GvcpAnswer> answerIn(const Packet &packet, std::uint16_t command, std::uint16_t id);
+/// How much more time a camera asks for to answer the command of this id, or nothing for any other
+/// packet. Thread-safe.
+std::optional<std::chrono::milliseconds> delayIn(const Packet &packet, std::uint16_t id);
 /// The answer to a discovery of this id, or nothing for any other packet. Thread-safe.
 std::optional<NetIdentity> identityIn(const Packet &packet, std::uint16_t id);
 /// The answer to a request for a register of this id, or nothing for any other packet. A refusal is

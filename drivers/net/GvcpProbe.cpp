@@ -2,7 +2,6 @@
 
 #include <sys/socket.h>
 
-#include <atomic>
 #include <optional>
 
 #include "net/Gvcp.h"
@@ -18,17 +17,10 @@ constexpr std::uint32_t kControlBits = 3;  // with exclusive access
 
 constexpr std::chrono::milliseconds kRegisterWait{200};
 
-std::uint16_t nextId()
-{
-    static std::atomic<std::uint16_t> last{0};
-    const std::uint16_t id = ++last;
-    return id == 0 ? ++last : id;
-}
-
 std::optional<RegisterReply> ask(const UdpSocket &socket, std::uint16_t command,
                                  const std::vector<std::uint32_t> &words)
 {
-    const std::uint16_t id = nextId();
+    const std::uint16_t id = nextRequestId();
     socket.send(makeRequest(command, id, words));
     const auto end = UdpSocket::Clock::now() + kRegisterWait;
     for (;;) {

@@ -11,6 +11,7 @@
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
 #include "net/CameraSetup.h"
+#include "net/ControlledDevice.h"
 #include "net/NetProperties.h"
 #include "net/Report.h"
 
@@ -19,29 +20,17 @@ namespace nubrix {
 namespace {
 
 constexpr std::chrono::milliseconds kRetry{200};
-constexpr std::chrono::milliseconds kLong{800};  // for what is done in a few when all is well
+/// Of the time for opening, for what follows when the camera is free.
+constexpr std::chrono::milliseconds kConnecting{400};
 
-using StatePtr = std::shared_ptr<CameraState>;
-
-void onControlLost(ArvDevice * /*device*/, gpointer state)
-{
-    (*static_cast<StatePtr *>(state))->setGone();
-}
-
-void forgetState(gpointer state, GClosure * /*closure*/)
-{
-    delete static_cast<StatePtr *>(state);
-}
-
-/// The heartbeat's thread may be telling of the loss just now, with a reference of its own. It must
-/// not drop the last one: it would wait for its own end.
+/// Of a camera that may never have been made.
 void letGo(ArvCamera *camera)
 {
-    ArvDevice *device = arv_camera_get_device(camera);
-    g_signal_handlers_disconnect_matched(device, G_SIGNAL_MATCH_FUNC, 0, 0, nullptr,
-                                         reinterpret_cast<gpointer>(&onControlLost), nullptr);
-    for (int turn = 0; turn < 1000 && g_atomic_int_get(&G_OBJECT(device)->ref_count) > 1; ++turn)
-        g_usleep(2000);
+    if (camera == nullptr)
+        return;
+    GSocketAddress *remote =
+        arv_gv_device_get_device_address(ARV_GV_DEVICE(arv_camera_get_device(camera)));
+    closeAddress(*g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(remote)));
     g_object_unref(camera);
 }
 
@@ -67,13 +56,8 @@ bool isHere(const std::string &address, const std::string &local)
 
 /// Waits while somebody holds the camera: a client that died does until the heartbeat ends.
 int awaitRelease(const std::string &name, const std::string &address,
-                 std::chrono::milliseconds patience)
+                 CameraState::Clock::time_point end)
 {
-    const auto end = CameraState::Clock::now() + patience;
-    if (askHold(address) != Hold::kNoAnswer && !CameraWorker::awaitRetired(address, end)) {
-        report(name + " is still being closed: open it again");
-        return kWrongState;
-    }
     const Hold hold = askHold(address);
     if (hold == Hold::kNoAnswer) {
         report(name + " does not answer: check its cable, its power and the address");
@@ -98,13 +82,17 @@ int awaitRelease(const std::string &name, const std::string &address,
 int NetDevice::open(const std::string &address, const NetSettings &settings,
                     std::unique_ptr<NetDevice> &device)
 {
+    const auto now = CameraState::Clock::now();
+    const auto end = now + kOpening;
     std::unique_ptr<NetDevice> opened(new NetDevice(address, settings));
-    if (const int status = awaitRelease(opened->m_uri, address, settings.patience()))
+    const auto freeBy = std::min(now + settings.patience(), end - kConnecting);
+    if (const int status = awaitRelease(opened->m_uri, address, freeBy))
         return status;
-    auto connected = opened->m_worker->submit([self = opened.get()] { return self->connect(); });
-    // It uses the device: there is nothing to be done but to wait, seconds for a camera that falls
-    // silent just now.
-    const int status = connected.get();
+    auto connected =
+        opened->m_worker->submit(end, [self = opened.get()] { return self->connect(); });
+    if (connected.wait_until(end) != std::future_status::ready && opened->m_remote)
+        closeAddress(*opened->m_remote);
+    const int status = connected.get();  // it uses the device, and ends when its time is over
     if (status == kDone)
         device = std::move(opened);
     return status;
@@ -114,48 +102,47 @@ NetDevice::NetDevice(const std::string &address, const NetSettings &settings)
     : m_address(address),
       m_uri("net:" + address),
       m_local(localAddressFor(address)),
+      m_remote(g_inet_address_new_from_string(address.c_str())),
       m_settings(settings),
       m_state(std::make_shared<CameraState>()),
       m_incomplete(settings.deliversIncomplete() ? 1 : 0),
-      m_worker(std::make_unique<CameraWorker>(address))
+      m_worker(std::make_unique<CameraWorker>(address, m_state))
 {
 }
 
 NetDevice::~NetDevice()
 {
     NetDevice::closeAllStreams();
-    if (ArvCamera *camera = m_camera.release())
-        m_worker->submit([camera] { letGo(camera); });
-    if (!m_state->isSilent())
-        awaitFarewell();
-    CameraWorker::retire(std::move(m_worker));
-}
-
-/// A camera that answers is let go when it is closed. Of several silent ones only the first costs
-/// patience: what the workers of the others do has lasted for too long by then.
-void NetDevice::awaitFarewell()
-{
     const auto now = CameraState::Clock::now();
-    const auto since = m_worker->runningSince();
-    if (now - since > kLong)
-        return;
-    auto end = since + kPatience;
-    while (!m_worker->finishBy(end) && asksWhetherThere() && end < now + kMost)
-        end = CameraState::Clock::now() + kPatience;
-}
-
-bool NetDevice::asksWhetherThere() const
-{
-    if (m_state->isGone())
-        return false;
-    const bool isThere = isAnswering(m_address);
-    isThere ? m_state->noteAnswer() : m_state->noteSilence();
-    return isThere;
+    const auto end = m_state->isSilent() ? now : now + kFarewell;
+    try {
+        m_worker->submit(end, [camera = m_camera.release(), worker = m_worker.get()] {
+            letGo(camera);
+            worker->channel().releaseControl();
+        });
+    } catch (const std::exception &) {
+        // No memory: the camera is free when its heartbeat has ended.
+    }
+    CameraWorker::retire(std::move(m_worker), end);
 }
 
 void NetDevice::tellStuck() const
 {
     report(m_uri + " answers, but does not do what it was asked to");
+}
+
+/// Aravis keeps to itself why it could not read something: whether the camera answered is known
+/// here.
+int NetDevice::tellFailed(const Error &error)
+{
+    const ControlChannel &channel = m_worker->channel();
+    if (!channel.hasFailed() && error)
+        return tellFailure(m_uri, error);
+    if (channel.isSilent())
+        report(m_uri + " does not answer: check its cable and its power, then open it again");
+    else
+        tellStuck();
+    return kGone;
 }
 
 int NetDevice::connect()
@@ -164,6 +151,8 @@ try {
         return status;
     readIdentity();
     m_modes = readModes(*m_camera, m_settings, m_versions.serialNumber);
+    if (m_worker->channel().hasFailed())
+        return tellFailed(Error());
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
         if (!m_modes[i].records.empty())
             m_slots[i].shown = m_slots[i].current = m_modes[i].records[m_modes[i].first];
@@ -180,28 +169,26 @@ try {
 int NetDevice::connectCamera()
 {
     const ObjectPtr<GInetAddress> local(g_inet_address_new_from_string(m_local.c_str()));
-    const ObjectPtr<GInetAddress> remote(g_inet_address_new_from_string(m_address.c_str()));
-    if (!local || !remote) {
+    if (!local || !m_remote) {
         report(m_uri + ": there is no route to it");
         return kGone;
     }
+    ControlChannel &channel = m_worker->channel();
     Error error;
-    const ObjectPtr<ArvDevice> device(arv_gv_device_new(local.get(), remote.get(), error.out()));
-    if (!device)
-        return tellFailure(m_uri, error);
-    if (!arv_gv_device_is_controller(ARV_GV_DEVICE(device.get()))) {
+    const ObjectPtr<ArvDevice> device = makeDevice(channel, *local, *m_remote, error);
+    if (!device && statusOf(error) == kWrongState) {
         report(m_uri + " is controlled by another application: close it there and open it again");
         return kWrongState;
     }
+    if (!device)
+        return tellFailed(error);
     m_camera.reset(arv_camera_new_with_device(device.get(), error.out()));
     if (!m_camera)
-        return tellFailure(m_uri, error);
+        return tellFailed(error);
     // Whoever had it before may have left it sending: by a pulled cable, or dead.
     arv_camera_stop_acquisition(m_camera.get(), nullptr);
     arv_camera_set_range_check_policy(m_camera.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
     arv_camera_set_access_check_policy(m_camera.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
-    g_signal_connect_data(device.get(), "control-lost", G_CALLBACK(&onControlLost),
-                          new StatePtr(m_state), &forgetState, GConnectFlags(0));
     return kDone;
 }
 
@@ -255,25 +242,12 @@ try {
 
 int NetDevice::destroyStream(NubrixBaseStream **stream)
 {
-    if (isInCallback(stream == nullptr ? nullptr : *stream))
-        return kWrongState;
     return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int NetDevice::closeAllStreams()
 {
-    if (isInCallback(nullptr))
-        return kWrongState;
     return closeStreamsIn(m_slots, m_lock);
-}
-
-bool NetDevice::isInCallback(const NubrixBaseStream *stream) const
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    return std::any_of(m_slots.begin(), m_slots.end(), [&](const Slot &slot) {
-        return slot.stream && (stream == nullptr || slot.stream.get() == stream) &&
-               slot.stream->isInCallback();
-    });
 }
 
 bool NetDevice::claimCamera(const NetStream &stream)

@@ -24,16 +24,14 @@ namespace nubrix {
 class NetDevice final : public NubrixBaseDevice {
 public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
-    /// holds it and does not let it go in time, nor what is left of the last opening, -1 when it
-    /// does not say what it has. Says why. One that gives no pictures is opened, without streams.
-    /// Waits for a camera that is held as long as the settings say, and some seconds for one that
-    /// falls silent meanwhile. Any thread; may block.
+    /// holds it and does not let it go in time, -1 when it does not say what it has. Says why. One
+    /// that gives no pictures is opened, without streams. Waits for a camera that is held as long
+    /// as the settings say; no longer than kOpening in all. Any thread; may block.
     static int open(const std::string &address, const NetSettings &settings,
                     std::unique_ptr<NetDevice> &device);
     ~NetDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
-    /// -2 from within the stream's frame callback, as the next one.
     int destroyStream(NubrixBaseStream **stream) override;
     int closeAllStreams() override;
     int setProperty(unsigned int id, const void *data, unsigned int size) override;
@@ -64,14 +62,18 @@ public:
     /// Makes the stream the only one of the camera; false when another one is.
     bool claimCamera(const NetStream &stream);
     void releaseCamera(const NetStream &stream);
-    /// Waits for a task; false, within a second, when the camera does not answer, and when the
-    /// worker does not come to an end though it does.
+    /// When a call of the application that begins now must be done.
+    static CameraState::Clock::time_point callEnd() { return CameraState::Clock::now() + kCall; }
+    /// Waits for a task with this end; false when it is late all the same.
     template <class Result>
-    bool await(const std::future<Result> &task) const;
+    bool await(const std::future<Result> &task, CameraState::Clock::time_point end) const;
+
+    static constexpr std::chrono::milliseconds kOpening{2450};
+    static constexpr std::chrono::milliseconds kCall{850};
 
 private:
-    static constexpr std::chrono::milliseconds kPatience{500};  // with what may be silent
-    static constexpr std::chrono::seconds kMost{10};            // with what answers
+    static constexpr std::chrono::milliseconds kGrace{100};  // of a task whose end has come
+    static constexpr std::chrono::milliseconds kFarewell{500};
 
     struct Slot {
         typedefNubrixFrameMode current;
@@ -83,20 +85,18 @@ private:
 
     int connect();
     int connectCamera();
-    void awaitFarewell();
-    bool asksWhetherThere() const;
+    int tellFailed(const Error &error);
     void tellStuck() const;
     void readIdentity();
     int slotNumber(unsigned int streamType) const;
-    /// Of a stream, or of any where it is null.
-    bool isInCallback(const NubrixBaseStream *stream) const;
-    int access(FeatureRequest request, Bytes &value);
+    int access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point end);
     int getIntrinsics(unsigned int streamType, void *data, unsigned int *size);
     int getCounters(unsigned int streamType, void *data, unsigned int *size);
 
     const std::string m_address;  // fixed after construction, as is what follows after connect
     const std::string m_uri;
     const std::string m_local;  // address of this machine
+    const ObjectPtr<GInetAddress> m_remote;
     const NetSettings m_settings;
     const std::shared_ptr<CameraState> m_state;
     ObjectPtr<ArvCamera> m_camera;
@@ -112,16 +112,10 @@ private:
 };
 
 template <class Result>
-bool NetDevice::await(const std::future<Result> &task) const
+bool NetDevice::await(const std::future<Result> &task, CameraState::Clock::time_point end) const
 {
-    const auto end = CameraState::Clock::now() + kMost;
-    do {
-        const auto wait = m_state->isSilent() ? std::chrono::milliseconds(0) : kPatience;
-        if (task.wait_for(wait) == std::future_status::ready)
-            return true;
-        if (!asksWhetherThere())
-            return task.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    } while (CameraState::Clock::now() < end);
+    if (task.wait_until(end + kGrace) == std::future_status::ready)
+        return true;
     tellStuck();
     return false;
 }

@@ -1,4 +1,5 @@
 // Properties and features of an opened network camera.
+#include <cmath>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -10,18 +11,24 @@
 
 namespace nubrix {
 
-int NetDevice::access(FeatureRequest request, Bytes &value)
+namespace {
+
+constexpr double kLargestLens = 1e9;  // pixels; NaN is not below it either
+
+}  // namespace
+
+int NetDevice::access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point end)
 {
     struct Answer {
         int status;
         Bytes value;
     };
-    auto answer = m_worker->submit([camera = m_camera.get(), asked = std::move(request)] {
+    auto answer = m_worker->submit(end, [camera = m_camera.get(), asked = std::move(request)] {
         Answer got = {};
         got.status = accessFeature(*camera, asked, got.value);
         return got;
     });
-    if (!await(answer))
+    if (!await(answer, end))
         return kGone;
     Answer got = answer.get();
     value = std::move(got.value);
@@ -39,7 +46,7 @@ try {
         feature->isWrite = true;
         feature->value.assign(bytes, bytes + size);
         Bytes nothing;
-        return access(std::move(*feature), nothing);
+        return access(std::move(*feature), nothing, callEnd());
     }
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE && id != kPropertyIncomplete)
         return kUnsupported;
@@ -78,7 +85,7 @@ try {
     if (!feature)
         return kUnsupported;
     Bytes value;
-    if (const int status = access(std::move(*feature), value))
+    if (const int status = access(std::move(*feature), value, callEnd()))
         return status;
     return giveOut(value.data(), static_cast<unsigned int>(value.size()), data, size);
 } catch (const std::exception &) {
@@ -98,12 +105,17 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
 {
     if (m_modes[static_cast<std::size_t>(slotNumber(streamType))].records.empty())
         return kUnsupported;
+    const auto end = callEnd();
     const auto read = [&](const char *name, double &value) {
         Bytes bytes;
-        const int status = access({false, FeatureType::kFloat, name, {}}, bytes);
-        if (status == kDone)
-            std::memcpy(&value, bytes.data(), sizeof value);
-        return status;
+        const int status = access({false, FeatureType::kFloat, name, {}}, bytes, end);
+        if (status != kDone)
+            return status;
+        std::memcpy(&value, bytes.data(), sizeof value);
+        if (std::abs(value) <= kLargestLens)
+            return kDone;
+        report(m_uri + ": its " + name + " is " + std::to_string(value));
+        return kFailed;
     };
     double focal = 0;
     double u = 0;
@@ -134,7 +146,7 @@ try {
         return kGone;
     const bool isWrite = request->isWrite;
     Bytes value;
-    const int status = access(std::move(*request), value);
+    const int status = access(std::move(*request), value, callEnd());
     if (status != kDone || isWrite)
         return status;
     return giveOut(value.data(), static_cast<unsigned int>(value.size()), out, outSize);

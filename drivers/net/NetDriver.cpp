@@ -29,6 +29,13 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
     std::memcpy(&record, &filled, sizeof filled);
 }
 
+/// In a frame callback the next one does it: this one may be what a worker waits for.
+void joinFinished()
+{
+    if (!StreamSession::isInCallback())
+        CameraWorker::joinFinished();
+}
+
 }  // namespace
 
 NetDriver::NetDriver(const std::string &settings)
@@ -37,6 +44,13 @@ NetDriver::NetDriver(const std::string &settings)
           m_callback.tell(camera.uri(), camera.serial, locationOf(camera), change.connected);
       })
 {
+}
+
+NetDriver::~NetDriver()
+{
+    m_watch.stop();
+    m_devices.clear();
+    CameraWorker::joinAll();
 }
 
 int NetDriver::initialize()
@@ -68,6 +82,7 @@ try {
     const std::string address = addressOf(uri);
     if (address.empty())
         return kBadArgument;
+    joinFinished();
     std::unique_ptr<NetDevice> opened;
     if (const int status = NetDevice::open(address, m_settings, opened))
         return status;
@@ -80,7 +95,9 @@ try {
 
 int NetDriver::closeDevice(NubrixBaseDevice **device)
 {
-    return m_devices.close(device);
+    const int status = m_devices.close(device);
+    joinFinished();
+    return status;
 }
 
 }  // namespace nubrix

@@ -18,6 +18,9 @@ class NetDriver final : public NubrixBaseDriver {
 public:
     /// `settings`: the path of nubrixNet.ini.
     explicit NetDriver(const std::string &settings);
+    /// Closes all cameras and joins all threads, also those of cameras that were closed in their
+    /// own frame callbacks: not from within one.
+    ~NetDriver() override;
 
     /// -2 when it has been called already, -1 when there is no thread to be had.
     int initialize() override;

@@ -112,7 +112,7 @@ NetSettings::NetSettings(const std::string &path)
     : m_path(path),
       m_addresses(readAddresses(path)),
       m_silence(readTime(path, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
-      m_patience(readTime(path, "patienceMs", 0, 60000, std::chrono::seconds(5)))
+      m_patience(readTime(path, "patienceMs", 0, 60000, std::chrono::milliseconds(2000)))
 {
     readNumber(m_path, "packetSize", 576, 16384, m_packetSize, 0);
     readFlag(m_path, "packetSocket", m_packetSocket);

@@ -40,6 +40,10 @@ try {
     setup.allocator = m_allocator;
     setup.callback = m_callback;
     setup.user = m_user;
+    if (isEnding()) {
+        report(setup.name + " has been stopped by its frame callback, which has not returned yet");
+        return kWrongState;
+    }
     const auto session = std::make_shared<StreamSession>(std::move(setup), m_device.state());
     if (!m_device.claimCamera(*this)) {
         report(m_device.name() + " sends one stream at a time: stop the other one first");
@@ -52,8 +56,10 @@ try {
     }
     m_device.state()->notePicture();  // the watch counts from here
     ArvCamera *camera = m_device.camera();
-    auto begun = m_device.worker().submit([session, camera] { return session->begin(*camera); });
-    const int status = m_device.await(begun) ? begun.get() : kGone;
+    const auto end = NetDevice::callEnd();
+    auto begun =
+        m_device.worker().submit(end, [session, camera] { return session->begin(*camera); });
+    const int status = m_device.await(begun, end) ? begun.get() : kGone;
     if (status != kDone)
         stop();
     return status;
@@ -65,30 +71,37 @@ try {
 
 int NetStream::stop()
 {
+    if (!m_running.exchange(false))
+        return kDone;
     std::shared_ptr<StreamSession> session;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         session = m_session;
     }
-    if (!m_running || !session)
-        return kDone;
-    if (session->isOwnThread())
-        return kWrongState;
+    const auto end = NetDevice::callEnd();
     ArvCamera *camera = m_device.camera();
     // Nobody waits for it: what comes next is done after it.
-    m_device.worker().submit([session, camera] { session->stopCamera(*camera); });
+    submit(end, [session, camera] { session->stopCamera(*camera); });
     session->end();
-    m_device.worker().submit([session] { session->tearDown(); });
-    m_running = false;
+    submit(end, [session] { session->tearDown(); });
     m_device.releaseCamera(*this);
     session->reportLosses();
     return kDone;
 }
 
-bool NetStream::isInCallback() const
+/// Also in a destructor: without memory the session is torn down with its last owner.
+template <class Task>
+void NetStream::submit(CameraState::Clock::time_point end, Task task) noexcept
+try {
+    m_device.worker().submit(end, std::move(task));
+} catch (const std::exception &) {
+}
+
+/// Within the callback that has stopped it.
+bool NetStream::isEnding() const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_running && m_session && m_session->isOwnThread();
+    return m_session && m_session->isDelivering();
 }
 
 bool NetStream::isSilent() const

@@ -20,19 +20,22 @@ public:
 
     unsigned int getFrameBufferSize() override;
     /// -2 when it runs, lacks callback or allocator, or its frames are too small, or another stream
-    /// of the camera runs; -9 when the camera is gone or does not answer; -4 when it refuses the
-    /// mode.
+    /// of the camera runs, or in the callback that has stopped it; -9 when the camera is gone or
+    /// does not answer; -4 when it refuses the mode.
     int start() override;
-    /// 0 also when it does not run; -2 from within the frame callback.
+    /// 0 also when it does not run. From within its own frame callback, too, as is its destruction:
+    /// the callback is not called again, and what it runs in ends when it returns.
     int stop() override;
 
-    /// Within the frame callback. Thread-safe.
-    bool isInCallback() const;
     /// It runs, and no picture of use has come for too long. Thread-safe.
     bool isSilent() const;
     StreamCounters counters() const;
 
 private:
+    bool isEnding() const;
+    template <class Task>
+    void submit(CameraState::Clock::time_point end, Task task) noexcept;
+
     NetDevice &m_device;
     mutable std::mutex m_lock;
     std::shared_ptr<StreamSession> m_session;  // under m_lock; stays after the stop

@@ -3,6 +3,8 @@
 #include <pthread.h>
 
 #include <chrono>
+#include <exception>
+#include <new>
 #include <utility>
 
 #include "common/FrameFlags.h"
@@ -14,21 +16,40 @@ namespace nubrix {
 
 namespace {
 
-constexpr unsigned int kInFlight = 4;  // of the 10 frames of a pool
+constexpr unsigned int kInFlight = 4;         // of the 10 frames of a pool
+constexpr std::size_t kMostChunks = 1 << 20;  // bytes that may come with a picture
 
 void releaseFrame(void *frame)
 {
     static_cast<NubrixFrameRef *>(frame)->release();
 }
 
+void releaseMemory(void *memory)
+{
+    delete[] static_cast<std::uint8_t *>(memory);
+}
+
 }  // namespace
+
+thread_local const StreamSession *StreamSession::t_delivering = nullptr;
 
 StreamSession::StreamSession(StreamSetup setup, std::shared_ptr<CameraState> state)
     : m_setup(std::move(setup)), m_state(std::move(state))
 {
 }
 
-StreamSession::~StreamSession() = default;
+StreamSession::~StreamSession()
+{
+    end();
+    tearDown();
+}
+
+/// The queues between Aravis' thread and the others have locks that a thread sanitizer does not
+/// see. Whoever has put something into one, or is about to take something out, calls this.
+void StreamSession::shareWithAravis()
+{
+    m_handOver.fetch_add(1, std::memory_order_acq_rel);
+}
 
 int StreamSession::begin(ArvCamera &camera)
 {
@@ -38,6 +59,7 @@ int StreamSession::begin(ArvCamera &camera)
         return status;
     const std::chrono::milliseconds patience = patienceFor(camera);
     Error error;
+    shareWithAravis();
     ArvStream *stream =
         arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
     if (stream == nullptr)
@@ -70,10 +92,12 @@ int StreamSession::prepare(ArvCamera &camera)
     m_payload = arv_camera_get_payload(&camera, error.out());
     if (error)
         return tellFailure(m_setup.name, error);
-    if (m_payload < m_converter->sourceBytes()) {
+    const std::size_t least = m_converter->sourceBytes();
+    if (m_payload < least || m_payload > least + kMostChunks) {
         report(m_setup.name + " cannot start: the camera tells of pictures of " +
                std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
-               std::to_string(m_converter->sourceBytes()));
+               std::to_string(least) + ", and no more than " + std::to_string(kMostChunks) +
+               " may come with them (PayloadSize)");
         return kBadArgument;
     }
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.room;
@@ -88,9 +112,13 @@ int StreamSession::pushBuffers(ArvStream &stream)
     for (unsigned int i = 0; i < kInFlight; ++i) {
         ArvBuffer *buffer = newBuffer();
         if (buffer == nullptr && i == 0) {
-            report(m_setup.name + " cannot start: the application holds all frames");
-            return kLimitReached;
+            report(m_setup.name + " cannot start: " +
+                   (m_isDirect
+                        ? "the application holds all frames"
+                        : "no memory for pictures of " + std::to_string(m_payload) + " bytes"));
+            return m_isDirect ? kLimitReached : kFailed;
         }
+        shareWithAravis();
         if (buffer != nullptr)
             arv_stream_push_buffer(&stream, buffer);
     }
@@ -99,14 +127,15 @@ int StreamSession::pushBuffers(ArvStream &stream)
 
 void StreamSession::end()
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (m_ended.exchange(true))
+    m_ended = true;
+    if (t_delivering == this)  // the thread that would have to end first
         return;
+    const std::lock_guard<std::mutex> lock(m_lock);
     m_watch.end();
-    if (ArvStream *stream = m_stream) {
+    ArvStream *stream = m_stream;
+    if (stream != nullptr && !std::exchange(m_isThreadStopped, true))
         arv_stream_stop_thread(stream, TRUE);
-        m_isThreadStopped = true;
-    }
+    shareWithAravis();
 }
 
 void StreamSession::stopCamera(ArvCamera &camera)
@@ -117,6 +146,7 @@ void StreamSession::stopCamera(ArvCamera &camera)
 
 void StreamSession::tearDown()
 {
+    end();
     const std::lock_guard<std::mutex> lock(m_lock);
     const ObjectPtr<ArvStream> stream(m_stream.exchange(nullptr));
     if (stream && m_isThreadStopped)
@@ -125,8 +155,11 @@ void StreamSession::tearDown()
 
 ArvBuffer *StreamSession::newBuffer()
 {
-    if (!m_isDirect)
-        return arv_buffer_new_allocate(m_payload);
+    if (!m_isDirect) {
+        auto *memory = new (std::nothrow) std::uint8_t[m_payload];  // Aravis' own cannot fail
+        return memory == nullptr ? nullptr
+                                 : arv_buffer_new_full(m_payload, memory, memory, &releaseMemory);
+    }
     NubrixFrameRef *frame = m_setup.allocator->allocOneFrame();
     if (frame == nullptr)
         return nullptr;
@@ -138,10 +171,18 @@ void StreamSession::onStream(void *session, ArvStreamCallbackType type, ArvBuffe
     if (type == ARV_STREAM_CALLBACK_TYPE_INIT)
         pthread_setname_np(pthread_self(), "nubrix-net-rx");
     auto *self = static_cast<StreamSession *>(session);
-    if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER)
-        self->m_arrivals.note(g_get_real_time(), g_get_monotonic_time());
-    if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
-        self->takeBuffer();
+    self->shareWithAravis();
+    try {
+        if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER)
+            self->m_arrivals.note(g_get_real_time(), g_get_monotonic_time());
+        if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE)
+            self->takeBuffer();
+    } catch (const std::exception &) {
+        ++self->m_counters.unusable;  // no memory for it; Aravis is C
+        self->m_isDelivering = false;
+        t_delivering = nullptr;
+    }
+    self->shareWithAravis();
 }
 
 void StreamSession::takeBuffer()
@@ -150,7 +191,6 @@ void StreamSession::takeBuffer()
     ObjectPtr<ArvBuffer> buffer(arv_stream_try_pop_buffer(stream));
     if (!buffer || m_ended)
         return;
-    m_runner = std::this_thread::get_id();
     m_state->notePicture();
     // One without its first packet has the number of what was in its buffer before.
     const bool isWhole = arv_buffer_get_status(buffer.get()) == ARV_BUFFER_STATUS_SUCCESS;
@@ -206,10 +246,12 @@ bool StreamSession::isUsable(ArvBuffer &buffer)
     return false;
 }
 
-void StreamSession::tellSilence() const
-{
+void StreamSession::tellSilence() const noexcept
+try {
     if (!m_state->isGone())
         report(m_setup.name + " has sent no picture of use for some seconds: " + causeOfSilence());
+} catch (const std::exception &) {
+    // No memory for the line.
 }
 
 std::string StreamSession::causeOfSilence() const
@@ -248,7 +290,11 @@ void StreamSession::deliver(ArvBuffer &buffer, NubrixFrameRef &frame)
     record.reserved = 0;
     m_counters.flagged += isWhole ? 0 : 1;
     ++m_counters.delivered;
+    t_delivering = this;
+    m_isDelivering = true;
     m_setup.callback(&frame, m_setup.user);
+    m_isDelivering = false;
+    t_delivering = nullptr;
 }
 
 StreamCounters StreamSession::counters() const
@@ -256,8 +302,8 @@ StreamCounters StreamSession::counters() const
     return m_counters.now();
 }
 
-void StreamSession::reportLosses() const
-{
+void StreamSession::reportLosses() const noexcept
+try {
     const StreamCounters lost = counters();
     const std::string of = " of " + std::to_string(lost.delivered + lost.held + lost.unusable);
     if (lost.held != 0)
@@ -277,6 +323,8 @@ void StreamSession::reportLosses() const
     if (lost.flagged != 0)
         report(m_setup.name + ": incomplete frames delivered: " + std::to_string(lost.flagged) +
                of);
+} catch (const std::exception &) {
+    // No memory for the lines.
 }
 
 }  // namespace nubrix

@@ -6,7 +6,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "common/FramePtr.h"
 #include "common/RunningCounters.h"
@@ -41,24 +40,28 @@ public:
 
     /// Sets the camera up and starts it. Returns a status and says why. Driver thread only.
     int begin(ArvCamera &camera);
-    /// No frame is delivered or held from now on. Not from within the frame callback; does not talk
-    /// to the camera. Any thread; may block.
+    /// No frame is delivered or held from now on; from within its frame callback none is delivered
+    /// again, and what is held goes when that returns. Does not talk to the camera. Any thread; may
+    /// block.
     void end();
     /// Stops the camera. Driver thread only.
     void stopCamera(ArvCamera &camera);
     /// Lets go what begin took; after end. Driver thread only.
     void tearDown();
 
-    /// Within the frame callback. Thread-safe.
-    bool isOwnThread() const { return m_runner.load() == std::this_thread::get_id(); }
+    /// Its frame callback has not returned. Thread-safe.
+    bool isDelivering() const { return m_isDelivering; }
+    /// This thread is in the frame callback of some session. Thread-safe.
+    static bool isInCallback() { return t_delivering != nullptr; }
     /// It runs, and no picture of use has come for too long. Thread-safe.
     bool isSilent() const { return m_watch.isSilent(); }
     /// Thread-safe.
     StreamCounters counters() const;
     /// Tells what was lost, if anything. Thread-safe.
-    void reportLosses() const;
+    void reportLosses() const noexcept;
 
 private:
+    void shareWithAravis();
     static void onStream(void *session, ArvStreamCallbackType type, ArvBuffer *buffer);
 
     int prepare(ArvCamera &camera);
@@ -66,7 +69,7 @@ private:
     ArvBuffer *newBuffer();
     void takeBuffer();
     bool isUsable(ArvBuffer &buffer);
-    void tellSilence() const;
+    void tellSilence() const noexcept;
     std::string causeOfSilence() const;
     void deliver(ArvBuffer &buffer, NubrixFrameRef &frame);
 
@@ -78,7 +81,9 @@ private:
     FrameNumbers m_numbers;   // this and the next two: of the stream's thread
     bool m_isLastIncomplete = false;
     Arrivals m_arrivals;
-    std::atomic<std::thread::id> m_runner{};
+    static thread_local const StreamSession *t_delivering;
+    std::atomic<bool> m_isDelivering{false};
+    std::atomic<unsigned int> m_handOver{0};
     std::mutex m_lock;               // of beginning and tearing down against ending
     bool m_isThreadStopped = false;  // under m_lock
     std::atomic<ArvStream *> m_stream{nullptr};

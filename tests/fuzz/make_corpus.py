@@ -404,11 +404,128 @@ def uvc_node_files():
         yield name, capabilities + answers
 
 
+def packet(command, content=b"", status=0, number=0x1234):
+    return struct.pack(">HHHH", status, command, len(content), number) + content
+
+
+def identity(texts=b"Maker"):
+    registers = bytearray(0xf8)
+    registers[0x0a:0x10] = b"\x02\x11\x22\x33\x44\xff"
+    registers[0x24:0x28] = b"\x0a\x01\x07\x14"
+    for place, room in ((0x48, 32), (0x68, 32), (0xd8, 16)):
+        registers[place:place + room] = texts[:room].ljust(room, b"\0")
+    return bytes(registers)
+
+
+def gvcp_files():
+    yield "empty", b""
+    yield "identity", packet(3, identity())
+    yield "identity_full", packet(3, identity(b"x" * 32))
+    yield "identity_controls", packet(3, identity(b"\x1b[2J\n\x7f\x9b\xc3"))
+    yield "identity_cut", packet(3, identity()[:-1])
+    yield "identity_refused", packet(3, identity(), status=0x8001)
+    yield "register", packet(0x81, b"\0\0\0\2")
+    yield "register_cut", packet(0x81, b"\0\0\0")
+    yield "register_refused", packet(0x81, b"\0\0\0\2", status=0x8006)
+    yield "memory", packet(0x85, struct.pack(">I", 0x200) + b"Local:a.xml;1000;20".ljust(512, b"\0"))
+    yield "written", packet(0x83, b"\0\0\0\1")
+    yield "pending", packet(0x89, b"\0\0\xff\xff")
+    yield "pending_cut", packet(0x89, b"\0\0\xff")
+    yield "header_cut", packet(0x81)[:7]
+    yield "local", b"Local:camera.xml;10000;2764"
+    yield "local_query", b"local:///camera.zip;0x10000;0x2764?SchemaVersion=1.1.0"
+    yield "local_too_large", b"Local:camera.xml;0;f0000000"
+    yield "local_wraps", b"Local:camera.xml;ffffffff;2"
+    yield "local_path", b"Local:../camera.xml;0;20"
+    yield "file", b"File:///dev/zero"
+    yield "web", b"http://192.168.7.20/camera.xml"
+    archive = b"PK\3\4" + bytes(20) + b"PK\1\2" + bytes(20)
+    yield "archive", archive + struct.pack("<I", 2764) + bytes(18)
+    yield "archive_bomb", archive + struct.pack("<I", 0xf0000000) + bytes(18)
+    yield "archive_cut", archive
+    yield "request_read", b"\0\0\5\0Width"
+    yield "request_write", b"\1\1\4\0Gain" + struct.pack("<d", 1.5)
+    yield "request_long_name", b"\0\0\xff\xffWidth"
+
+
+def node(kind, name, *content):
+    return f'<{kind} Name="{name}">{"".join(content)}</{kind}>'
+
+
+def tag(name, value):
+    return f"<{name}>{value}</{name}>"
+
+
+def number(name, place, *limits):
+    return node("Integer", name, tag("pValue", name + "Reg"), *limits) + node(
+        "IntReg", name + "Reg", tag("Address", place), tag("Length", 4), tag("AccessMode", "RW"),
+        tag("pPort", "Device"), tag("Sign", "Signed"), tag("Endianess", "BigEndian"))
+
+
+def entry(name, value):
+    return node("EnumEntry", name, tag("Value", value))
+
+
+def description(*nodes):
+    return ('<?xml version="1.0"?><RegisterDescription ModelName="M" VendorName="V"'
+            ' xmlns="http://www.genicam.org/GenApi/Version_1_1">' + "".join(nodes)
+            + node("Port", "Device") + "</RegisterDescription>")
+
+
+def genicam_files():
+    formats = node("Enumeration", "PixelFormat", entry("Mono8", 0x01080001),
+                   entry("Coord3D_C16", 0x011000b8), entry("BayerRG8", 0x01080009),
+                   entry("YUV422_8", 0x02100032), tag("pValue", "FormatReg")) + number("Format", 12)
+    sizes = number("Width", 0) + number("Height", 4) + number("OffsetX", 16) + number("OffsetY", 20)
+    rate = node("Float", "AcquisitionFrameRate", tag("Value", "{}"), tag("Min", "{}"), tag("Max", "{}"))
+    depth = node("FloatReg", "Scan3dCoordinateScale", tag("Address", 24), tag("Length", 4),
+                 tag("AccessMode", "RO"), tag("pPort", "Device"), tag("Endianess", "BigEndian"))
+    usual = struct.pack(">IIIIII f", 640, 480, 0, 0x011000b8, 0, 0, 0.25)
+
+    def camera(*nodes, memory=usual):
+        return description(*nodes).encode() + b"\0" + memory
+
+    yield "empty", b""
+    yield "no_description", b"\0" + usual
+    yield "nothing", camera()
+    yield "cut", camera(sizes, formats)[:300]
+    yield "usual", camera(sizes, formats, depth, rate.format(30, 1, 120))
+    yield "zeros", camera(sizes, formats, depth, memory=bytes(28))
+    yield "ones", camera(sizes, formats, depth, memory=b"\xff" * 28)
+    yield "smallest", camera(sizes, formats, memory=b"\x80\0\0\0" * 7)
+    yield "largest", camera(sizes, formats, memory=b"\x7f\xff\xff\xff" * 7)
+    for name in ("NaN", "INF", "-INF", "1e308", "-1e308", "0"):
+        yield "rate_" + name, camera(sizes, formats, rate.format(name, name, name))
+    for name in ("NaN", "INF"):
+        yield "rate_limits_" + name, camera(sizes, formats, rate.format(30, name, "-" + name))
+    yield "scale_nan", camera(sizes, formats, depth, memory=usual[:24] + b"\x7f\xc0\0\0")
+    yield "least_min", camera(
+        number("Width", 0, tag("Min", -2 ** 63), tag("Max", 2 ** 63 - 1), tag("Inc", 2 ** 63 - 1)),
+        number("Height", 4, tag("Min", -2 ** 31), tag("Inc", 0)), formats)
+    yield "itself", camera(node("Integer", "Width", tag("pValue", "Width")))
+    yield "in_turn", camera(node("Integer", "Width", tag("pValue", "Height")),
+                            node("Integer", "Height", tag("pValue", "Width")))
+    yield "limits_in_turn", camera(number("Width", 0, tag("pMax", "OffsetX")),
+                                   number("OffsetX", 4, tag("pMax", "Width")), formats)
+    yield "payload", camera(sizes, formats, node(
+        "IntSwissKnife", "PayloadSize", '<pVariable Name="W">Width</pVariable>',
+        tag("Formula", "W / 0 + (1 &lt;&lt; 70) % 0")))
+    yield "length", camera(sizes.replace("<Length>4", "<Length>9223372036854775807"), formats)
+    yield "length_from_camera", camera(
+        sizes.replace("<Length>4</Length>", "<pLength>Height</pLength>"), formats)
+    yield "twofold", camera(*(node(
+        "IntSwissKnife", f"N{i}", f'<pVariable Name="A">N{i + 1}</pVariable>',
+        f'<pVariable Name="B">N{i + 1}</pVariable>', tag("Formula", "A+B")) for i in range(40)))
+    yield "components", camera(sizes, formats, node(
+        "Enumeration", "ComponentSelector", entry("Intensity", 0), entry("Range", 1), tag("Value", 1)))
+
+
 def main():
     for target, inputs in (("record_reader", record_files()), ("ini", ini_files()),
                            ("scenario", scenario_files()), ("firmware", firmware_files()),
                            ("image", image_files()), ("jpeg", jpeg_files()),
-                           ("uvc_node", uvc_node_files())):
+                           ("uvc_node", uvc_node_files()), ("gvcp", gvcp_files()),
+                           ("genicam", genicam_files())):
         folder = CORPUS / target
         folder.mkdir(parents=True, exist_ok=True)
         for name, content in inputs:

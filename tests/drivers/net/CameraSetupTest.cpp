@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <thread>
+#include <utility>
 
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/OddCamera.h"
@@ -146,6 +147,57 @@ TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
     EXPECT_EQ(refusal.status, -4);
     EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of 307200 bytes, 640x480 at "
                                         "30 frames/s has 614400"));
+}
+
+TEST_F(CameraSetupTest, ACameraThatTellsOfPicturesThatNobodyHasMemoryForIsRefused)
+{
+    for (const auto &[size, bytes] :
+         {std::pair<std::string, std::string>("0xf0000000", "4026531840"),
+          {"0x7fffffff", "2147483647"},
+          {"614400 + 1048577", "1662977"}}) {
+        SimulatedCameraSettings settings = depthCamera();
+        redescribe(settings, {{"0xff) / 8<", "0xff) / 8 * 0 + " + size + "<"}});
+        const Refusal refusal = startOf(settings);
+        EXPECT_EQ(refusal.status, -4);
+        EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of " + bytes +
+                                            " bytes, 640x480 at 30 frames/s has 614400"));
+        EXPECT_THAT(refusal.line, HasSubstr("no more than 1048576 may come with them"));
+    }
+}
+
+TEST_F(CameraSetupTest, ACameraMaySendAMebibyteOfOtherThingsWithAPicture)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"0xff) / 8<", "0xff) / 8 + 1048576<"}});
+    EXPECT_EQ(startOf(settings).status, 0);
+}
+
+TEST_F(CameraSetupTest, ACameraWhoseFeaturesDependOnThemselvesIsRefusedWithTheReason)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    redescribe(settings, {{"<Integer Name=\"Width\"><pValue>WidthReg</pValue>",
+                           "<Integer Name=\"Width\"><pValue>Height</pValue>"},
+                          {"<Integer Name=\"Height\"><pValue>HeightReg</pValue>",
+                           "<Integer Name=\"Height\"><pValue>Width</pValue>"}});
+    const auto camera = serve(settings);
+    NubrixBaseDevice *device = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.1", &device), -1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("depend on themselves"));
+}
+
+TEST_F(CameraSetupTest, NumbersOfACameraThatFitNoPictureDoNoHarm)
+{
+    const std::string width = "<Integer Name=\"Width\"><pValue>WidthReg</pValue>";
+    const std::string least = "<Min>-9223372036854775808</Min>";
+    for (const std::string &odd : {least, std::string("<Min>-2147483648</Min>"),
+                                   std::string("<Inc>9223372036854775807</Inc>")}) {
+        SimulatedCameraSettings settings = depthCamera();
+        redescribe(settings, {{width, width + odd}});
+        const auto camera = serve(settings);
+        const OpenCamera device = open();
+        EXPECT_TRUE(device) << odd;
+    }
 }
 
 TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)

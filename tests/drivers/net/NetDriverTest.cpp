@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <cstring>
 
@@ -170,10 +171,21 @@ TEST_F(NetDriverTest, ACameraThatADeadApplicationHoldsIsOpenedWhenItsHeartbeatHa
     write("[network]\npatienceMs=60000\n");
     const auto camera = serve(depthCamera());
     {
-        const CameraProcess holder("hold", "127.0.0.1");
+        const CameraProcess holder("stream", "127.0.0.1");
         ASSERT_TRUE(camera->isControlled());
     }  // killed: it lets nothing go
     EXPECT_TRUE(open());
+}
+
+TEST_F(NetDriverTest, ACameraThatIsHeldIsWaitedForNoLongerThanOpeningMayTake)
+{
+    write("[network]\npatienceMs=60000\n");
+    const DistantCamera camera({"127.0.0.50", {}, {}, {{0x0a00, 2}}});
+    NubrixBaseDevice *device = nullptr;
+    driver();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(driver().openDevice("net:127.0.0.50", &device), -2);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3300));
 }
 
 TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
@@ -183,6 +195,30 @@ TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
     const OpenCamera device = open();
     NubrixBaseDevice *again = nullptr;
     EXPECT_EQ(driver().openDevice("net:127.0.0.1", &again), -2);
+}
+
+TEST_F(NetDriverTest, AListThatCannotBeHadIsEmpty)
+{
+    unsigned int count = 60;
+    EXPECT_EQ(driver().getDeviceList(nullptr, &count), -4);
+    EXPECT_EQ(count, 0U);
+}
+
+TEST_F(NetDriverTest, ACameraIsClosedWhenNoDescriptorIsLeft)
+{
+    const auto camera = serve(depthCamera());
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(driver().openDevice("net:127.0.0.1", &device), 0);
+    rlimit usual = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none = {0, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const int status = driver().closeDevice(&device);
+    const int again = driver().openDevice("net:127.0.0.1", &device);
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(again, -1);
+    EXPECT_FALSE(camera->isControlled());
 }
 
 TEST_F(NetDriverTest, InitialisingTwiceIsRefused)

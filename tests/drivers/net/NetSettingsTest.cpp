@@ -37,7 +37,7 @@ TEST_F(NetSettingsTest, WithoutAnEntryTheUsualCounts)
     for (const NetSettings &settings : {read(""), NetSettings("")}) {
         EXPECT_THAT(settings.addresses(), IsEmpty());
         EXPECT_EQ(settings.silence(), milliseconds(2000));
-        EXPECT_EQ(settings.patience(), milliseconds(5000));
+        EXPECT_EQ(settings.patience(), milliseconds(2000));
         EXPECT_EQ(settings.packetSize(), 0);
         EXPECT_FALSE(settings.usesPacketSocket());
         EXPECT_FALSE(settings.deliversIncomplete());
@@ -61,9 +61,9 @@ TEST_F(NetSettingsTest, EachEntryIsRead)
 
 TEST_F(NetSettingsTest, NumbersThatAreNoneOrOutOfRangeAreToldAndLeftOut)
 {
-    EXPECT_EQ(read("patienceMs=abc\n").patience(), milliseconds(5000));
-    EXPECT_THAT(m_said, HasSubstr("patienceMs=abc is no number from 0 to 60000, 5000 is used"));
-    EXPECT_EQ(read("patienceMs=5s\n").patience(), milliseconds(5000));
+    EXPECT_EQ(read("patienceMs=abc\n").patience(), milliseconds(2000));
+    EXPECT_THAT(m_said, HasSubstr("patienceMs=abc is no number from 0 to 60000, 2000 is used"));
+    EXPECT_EQ(read("patienceMs=5s\n").patience(), milliseconds(2000));
     EXPECT_THAT(m_said, HasSubstr("patienceMs=5s is no number"));
     EXPECT_EQ(read("silenceMs=999\n").silence(), milliseconds(2000));
     EXPECT_THAT(m_said, HasSubstr("silenceMs=999 is no number from 1000 to 60000, 2000 is used"));

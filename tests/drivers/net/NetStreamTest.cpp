@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <deque>
+#include <functional>
+#include <future>
 #include <ostream>
 
 #include "net/FrameConverter.h"
@@ -305,38 +307,114 @@ TEST_F(NetStreamTest, OneStreamOfACameraRunsAtATime)
     EXPECT_TRUE(color.sink().await(2));
 }
 
-TEST_F(NetStreamTest, StoppingFromWithinTheCallbackIsRefused)
+/// Ends streams from within their frame callbacks. A test waits for the callback to end it and then
+/// for its return, after which the driver may still hold frames for a moment.
+class NetStreamEndTest : public NetTest {
+protected:
+    void SetUp() override
+    {
+        NetTest::SetUp();
+        if (IsSkipped())
+            return;
+        m_camera = serve(depthCamera());
+        ASSERT_EQ(driver().openDevice("net:127.0.0.1", &m_device), 0);
+        ASSERT_EQ(m_device->createStream(NUBRIX_STREAM_DEPTH, &m_stream), 0);
+    }
+    void TearDown() override
+    {
+        if (m_device != nullptr)
+            driver().closeDevice(&m_device);
+        NetTest::TearDown();
+        EXPECT_EQ(m_pool.inUse(), 0);
+        m_camera.reset();
+    }
+    void startWith(std::function<void()> inCallback)
+    {
+        m_sink.onFrame = [this, run = std::move(inCallback)](NubrixFrameRef *) {
+            ++m_calls;
+            run();
+        };
+        m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
+        ASSERT_EQ(m_stream->setFrameAllocator(&m_pool), 0);
+        ASSERT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
+        ASSERT_EQ(m_stream->start(), 0);
+        ASSERT_TRUE(m_sink.await(1));
+    }
+
+    std::unique_ptr<SimulatedCamera> m_camera;
+    FakePool m_pool{0};
+    FrameSink m_sink;
+    std::atomic<int> m_calls{0};
+    std::atomic<int> m_status{-100};
+    NubrixBaseDevice *m_device = nullptr;
+    NubrixBaseStream *m_stream = nullptr;
+};
+
+TEST_F(NetStreamEndTest, AStreamStopsFromWithinItsCallback)
 {
-    const auto camera = serve(depthCamera());
-    const OpenCamera device = open();
-    ASSERT_TRUE(device);
-    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
-    std::atomic<int> status{0};
-    stream.sink().onFrame = [&](NubrixFrameRef *) { status = stream.stop(); };
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(2));
-    EXPECT_EQ(status, -2);
-    EXPECT_EQ(stream.stop(), 0);
+    startWith([&] {
+        m_status = m_stream->stop();
+        EXPECT_EQ(m_stream->start(), -2);  // what it runs in has not ended
+    });
+    EXPECT_EQ(m_status, 0);
+    m_sink.onFrame = nullptr;
+    m_sink.clear();
+    while (m_stream->start() == -2)  // until the callback has returned
+        std::this_thread::yield();
+    EXPECT_TRUE(m_sink.await(2));
+    EXPECT_EQ(m_calls, 1);
+    EXPECT_EQ(m_stream->stop(), 0);
 }
 
-TEST_F(NetStreamTest, DestroyingFromWithinTheCallbackIsRefused)
+TEST_F(NetStreamEndTest, AStreamIsDestroyedFromWithinItsCallback)
 {
-    const auto camera = serve(depthCamera());
-    const OpenCamera device = open();
-    ASSERT_TRUE(device);
-    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
-    std::atomic<int> destroyed{0};
-    std::atomic<int> closed{0};
-    stream.sink().onFrame = [&](NubrixFrameRef *) {
-        NubrixBaseStream *own = stream.operator->();
-        destroyed = device->destroyStream(&own);
-        closed = device->closeAllStreams();
+    startWith([&] { m_status = m_device->destroyStream(&m_stream); });
+    EXPECT_EQ(m_status, 0);
+    EXPECT_EQ(m_stream, nullptr);
+    EXPECT_EQ(driver().closeDevice(&m_device), 0);
+    EXPECT_EQ(m_calls, 1);
+    EXPECT_EQ(m_pool.inUse(), 0);
+}
+
+TEST_F(NetStreamEndTest, AllStreamsAreClosedFromWithinACallback)
+{
+    startWith([&] { m_status = m_device->closeAllStreams(); });
+    EXPECT_EQ(m_status, 0);
+    EXPECT_EQ(driver().closeDevice(&m_device), 0);
+    EXPECT_EQ(m_calls, 1);
+}
+
+TEST_F(NetStreamEndTest, ACameraIsClosedFromWithinItsCallbackAndOpenedAgain)
+{
+    startWith([&] { m_status = driver().closeDevice(&m_device); });
+    EXPECT_EQ(m_status, 0);
+    EXPECT_EQ(m_device, nullptr);
+    ASSERT_EQ(driver().openDevice("net:127.0.0.1", &m_device), 0);
+    EXPECT_EQ(m_calls, 1);
+}
+
+TEST_F(NetStreamEndTest, ADriverJoinsACameraThatIsClosedFromWithinACallbackThatRuns)
+{
+    std::promise<void> closed;
+    std::promise<void> returns;
+    m_sink.onFrame = [&](NubrixFrameRef *) {
+        m_status = m_device->destroyStream(&m_stream);
+        m_status = m_status + driver().closeDevice(&m_device);
+        closed.set_value();
+        returns.get_future().wait();
+        ++m_calls;
     };
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(2));
-    EXPECT_EQ(destroyed, -2);
-    EXPECT_EQ(closed, -2);
-    EXPECT_EQ(stream.stop(), 0);
+    m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
+    ASSERT_EQ(m_stream->setFrameAllocator(&m_pool), 0);
+    ASSERT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
+    ASSERT_EQ(m_stream->start(), 0);
+    ASSERT_EQ(closed.get_future().wait_for(kDeadline), std::future_status::ready);
+    auto destroyed = std::async(std::launch::async, [&] { m_driver.reset(); });
+    returns.set_value();
+    ASSERT_EQ(destroyed.wait_for(kDeadline), std::future_status::ready);
+    EXPECT_EQ(m_status, 0);
+    EXPECT_EQ(m_calls, 1);
+    EXPECT_EQ(m_pool.inUse(), 0);
 }
 
 TEST_F(NetStreamTest, AStreamWithFramesThatAreTooSmallDoesNotStartAndKeepsNothing)

@@ -1,0 +1,212 @@
+#include "net/ControlledDevice.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <utility>
+#include <vector>
+
+#include "net/Description.h"
+#include "net/FeatureGraph.h"
+
+namespace nubrix {
+
+namespace {
+
+using Outcome = ControlChannel::Outcome;
+
+constexpr std::uint32_t kDescriptionRegisters[] = {0x200, 0x400};
+constexpr std::size_t kLongestUrl = 512;
+
+ControlChannel &channelOf(gpointer device)
+{
+    static const GQuark key = g_quark_from_static_string("nubrix-channel");
+    return *static_cast<ControlChannel *>(g_object_get_qdata(G_OBJECT(device), key));
+}
+
+void setChannel(GObject *device, guint /*id*/, const GValue *channel, GParamSpec * /*property*/)
+{
+    const GQuark key = g_quark_from_static_string("nubrix-channel");
+    g_object_set_qdata(device, key, g_value_get_pointer(channel));
+}
+
+gboolean conclude(Outcome outcome, std::uint16_t refusal, GError **error)
+{
+    switch (outcome) {
+        case Outcome::kFine:
+            return TRUE;
+        case Outcome::kSilent:
+            g_set_error_literal(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT,
+                                "the camera does not answer");
+            break;
+        case Outcome::kLate:
+            g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT,
+                                "the camera does not do it in time");
+            break;
+        case Outcome::kRefused:
+            g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR,
+                        "the camera refuses it by 0x%04x", static_cast<unsigned int>(refusal));
+            break;
+        case Outcome::kOdd:
+            g_set_error_literal(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR,
+                                "the camera's answer makes no sense");
+            break;
+    }
+    return FALSE;
+}
+
+/// Runs an access for Aravis, which is C.
+template <class Access>
+gboolean run(ArvDevice *device, guint64 place, GError **error, Access access)
+try {
+    ControlChannel &channel = channelOf(device);
+    if (place > UINT32_MAX)
+        return conclude(Outcome::kOdd, 0, error);
+    const Outcome outcome = access(channel, static_cast<std::uint32_t>(place));
+    return conclude(outcome, channel.refusal(), error);
+} catch (const std::exception &failure) {
+    g_set_error_literal(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_UNKNOWN, failure.what());
+    return FALSE;
+}
+
+gboolean readMemory(ArvDevice *device, guint64 place, guint32 size, void *buffer, GError **error)
+{
+    auto *bytes = static_cast<std::uint8_t *>(buffer);
+    return run(device, place, error, [&](ControlChannel &channel, std::uint32_t at) {
+        return channel.readMemory(at, bytes, size);
+    });
+}
+
+gboolean writeMemory(ArvDevice *device, guint64 place, guint32 size, void *buffer, GError **error)
+{
+    return run(device, place, error, [&](ControlChannel &channel, std::uint32_t at) {
+        return channel.writeMemory(at, static_cast<const std::uint8_t *>(buffer), size);
+    });
+}
+
+gboolean readRegister(ArvDevice *device, guint64 place, guint32 *value, GError **error)
+{
+    return run(device, place, error, [&](ControlChannel &channel, std::uint32_t at) {
+        return channel.readRegister(at, *value);
+    });
+}
+
+gboolean writeRegister(ArvDevice *device, guint64 place, guint32 value, GError **error)
+{
+    return run(device, place, error, [&](ControlChannel &channel, std::uint32_t at) {
+        return channel.writeRegister(at, value);
+    });
+}
+
+/// As Aravis does it, for a device that is not the controller in its eyes.
+ArvStream *createStream(ArvDevice *device, ArvStreamCallback callback, void *user,
+                        GDestroyNotify destroy, GError **error)
+{
+    return ARV_STREAM(g_initable_new(ARV_TYPE_GV_STREAM, nullptr, error, "device", device,
+                                     "callback", callback, "callback-data", user, "destroy-notify",
+                                     destroy, nullptr));
+}
+
+void initClass(gpointer type, gpointer /*data*/)
+{
+    auto *object = G_OBJECT_CLASS(type);
+    object->set_property = &setChannel;
+    const auto flags = GParamFlags(G_PARAM_WRITABLE | G_PARAM_CONSTRUCT_ONLY);
+    g_object_class_install_property(
+        object, 1, g_param_spec_pointer("channel", "channel", "the way to the registers", flags));
+    auto *device = ARV_DEVICE_CLASS(type);
+    device->read_memory = &readMemory;
+    device->write_memory = &writeMemory;
+    device->read_register = &readRegister;
+    device->write_register = &writeRegister;
+    device->create_stream = &createStream;
+}
+
+/// Types have names in the whole process: those of each copy of the driver in it differ.
+GType deviceType()
+{
+    static const GType type = [] {
+        char name[64];
+        std::snprintf(name, sizeof name, "NubrixControlledDevice-%p",
+                      reinterpret_cast<void *>(&deviceType));
+        GTypeQuery parent = {};
+        g_type_query(ARV_TYPE_GV_DEVICE, &parent);
+        return g_type_register_static_simple(ARV_TYPE_GV_DEVICE, name, parent.class_size,
+                                             &initClass, parent.instance_size, nullptr,
+                                             GTypeFlags(0));
+    }();
+    return type;
+}
+
+/// Aravis takes whatever the camera tells for true: where its description lies, and how large it
+/// is.
+gboolean checkDescription(ControlChannel &channel, GError **error)
+{
+    for (const std::uint32_t place : kDescriptionRegisters) {
+        char told[kLongestUrl + 1] = {};
+        const Outcome outcome =
+            channel.readMemory(place, reinterpret_cast<std::uint8_t *>(told), kLongestUrl);
+        if (outcome != Outcome::kFine)
+            return conclude(outcome, channel.refusal(), error);
+        if (told[0] == 0)
+            continue;
+        const auto description = localDescription(told);
+        if (!description) {
+            g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_GENICAM_NOT_FOUND,
+                        "its description is in no file of the camera's, or larger than %zu bytes",
+                        kLargestDescription);
+            return FALSE;
+        }
+        if (!description->isArchive)
+            continue;
+        std::vector<std::uint8_t> archive(description->size);
+        const Outcome read = channel.readMemory(description->place, archive.data(), archive.size());
+        if (read != Outcome::kFine || isDescriptionTooLarge(archive.data(), archive.size()))
+            return conclude(read != Outcome::kFine ? read : Outcome::kOdd, channel.refusal(),
+                            error);
+    }
+    return TRUE;
+}
+
+}  // namespace
+
+ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GInetAddress &remote,
+                                Error &error)
+{
+    GError **out = error.out();
+    if (!checkDescription(channel, out))
+        return nullptr;
+    ObjectPtr<ArvDevice> device(ARV_DEVICE(g_initable_new(deviceType(), nullptr, out, "channel",
+                                                          &channel, "interface-address", &local,
+                                                          "device-address", &remote, nullptr)));
+    if (!device)
+        return nullptr;
+    ArvGc *features = arv_device_get_genicam(device.get());
+    if (features == nullptr || !isComputable(*features)) {
+        g_set_error_literal(out, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_GENICAM_NOT_FOUND,
+                            "its description says nothing, or that features depend on themselves "
+                            "or have no end");
+        return nullptr;
+    }
+    // Without the control Aravis' heartbeat does nothing: it would wait for seconds for a camera
+    // that is silent, and its end for it.
+    if (!arv_gv_device_leave_control(ARV_GV_DEVICE(device.get()), out))
+        return nullptr;
+    const Outcome outcome = channel.takeControl();
+    return conclude(outcome, channel.refusal(), out) ? std::move(device) : nullptr;
+}
+
+void closeAddress(GInetAddress &address)
+{
+    // Of everybody who is near: sending to it is refused to a socket that has not asked for it.
+    auto *bytes = const_cast<guint8 *>(g_inet_address_to_bytes(&address));
+    std::fill_n(bytes, 4, guint8{0xff});
+}
+
+bool isLate(const Error &error)
+{
+    return error && g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
+}
+
+}  // namespace nubrix

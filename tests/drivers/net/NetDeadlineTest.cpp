@@ -1,0 +1,152 @@
+#include <dirent.h>
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <fstream>
+#include <string>
+
+#include "tests/drivers/net/NetFixture.h"
+#include "tests/drivers/net/RelayCamera.h"
+
+namespace nubrix {
+namespace {
+
+using testing::HasSubstr;
+using Way = RelayCamera::Way;
+
+// What is promised, and what a busy machine adds.
+constexpr std::chrono::milliseconds kCall{1000 + 300};
+constexpr std::chrono::milliseconds kOpening{3000 + 300};
+
+class NetDeadlineTest : public NetTest {
+protected:
+    void SetUp() override
+    {
+        NetTest::SetUp();
+        if (IsSkipped())
+            return;
+        m_camera = serve(depthCamera());
+        m_relay = std::make_unique<RelayCamera>("127.0.0.50", "127.0.0.1");
+    }
+    void TearDown() override
+    {
+        NetTest::TearDown();
+        m_relay.reset();
+        m_camera.reset();
+    }
+
+    template <class Call>
+    static std::chrono::milliseconds durationOf(Call call)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        call();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - begin);
+    }
+    /// The threads of the driver.
+    static int threads()
+    {
+        int count = 0;
+        DIR *open = opendir("/proc/self/task");
+        while (const dirent *entry = readdir(open)) {
+            std::string name;
+            std::getline(std::ifstream("/proc/self/task/" + std::string(entry->d_name) + "/comm"),
+                         name);
+            count += name.rfind("nubrix-net", 0) == 0 ? 1 : 0;
+        }
+        closedir(open);
+        return count;
+    }
+    int openRelayed(NubrixBaseDevice **device)
+    {
+        return driver().openDevice("net:127.0.0.50", device);
+    }
+
+    std::unique_ptr<SimulatedCamera> m_camera;
+    std::unique_ptr<RelayCamera> m_relay;
+};
+
+TEST_F(NetDeadlineTest, ARelayedCameraStreams)
+{
+    const OpenCamera device = open("net:127.0.0.50");
+    ASSERT_TRUE(device);
+    PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(stream.start(), 0);
+    EXPECT_TRUE(stream.sink().await(3));
+}
+
+class NetDeadlineWayTest : public NetDeadlineTest, public testing::WithParamInterface<Way> {};
+
+TEST_P(NetDeadlineWayTest, OpeningEndsInTime)
+{
+    m_relay->set(GetParam());
+    NubrixBaseDevice *device = nullptr;
+    EXPECT_LT(durationOf([&] { EXPECT_NE(openRelayed(&device), 0); }), kOpening);
+    EXPECT_EQ(device, nullptr);
+    EXPECT_LT(durationOf([&] { m_driver.reset(); }), kCall);
+    EXPECT_EQ(threads(), 0);
+}
+
+TEST_P(NetDeadlineWayTest, EveryCallOfAnOpenedCameraEndsInTime)
+{
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(openRelayed(&device), 0);
+    {
+        TestStream stream(*device, NUBRIX_STREAM_DEPTH);
+        m_relay->set(GetParam());
+        EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.start(), -9); }), kCall);
+        float intrinsics[4] = {};
+        double exposure = 0;
+        unsigned int size = sizeof intrinsics;
+        EXPECT_LT(durationOf([&] { device->getProperty(0x5602, intrinsics, &size); }), kCall);
+        EXPECT_LT(durationOf([&] { device->setProperty(0x5c00, &exposure, sizeof exposure); }),
+                  kCall);
+        size = sizeof exposure;
+        EXPECT_LT(durationOf([&] { device->getProperty(0x5c00, &exposure, &size); }), kCall);
+        EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.stop(), 0); }), kCall);
+    }
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(m_driver->closeDevice(&device), 0); }), kCall);
+    EXPECT_LT(durationOf([&] { m_driver.reset(); }), kCall);
+    EXPECT_EQ(threads(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, NetDeadlineWayTest, testing::Values(Way::kSlow, Way::kPending));
+
+TEST_F(NetDeadlineTest, ACameraThatOnlyAcknowledgesIsRefusedWithTheReason)
+{
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(openRelayed(&device), 0);
+    {
+        TestStream stream(*device, NUBRIX_STREAM_IR);
+        m_relay->set(Way::kIdle);
+        testing::internal::CaptureStderr();
+        EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.start(), -4); }), kCall);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("cannot be had"));
+    }
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(m_driver->closeDevice(&device), 0); }), kCall);
+}
+
+TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsToldSo)
+{
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(openRelayed(&device), 0);
+    TestStream stream(*device, NUBRIX_STREAM_DEPTH);
+    m_relay->set(Way::kSlow);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(stream.start(), -9);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("answers, but does not do what it was asked to"));
+}
+
+TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasSilentWhenItWasClosed)
+{
+    NubrixBaseDevice *device = nullptr;
+    ASSERT_EQ(openRelayed(&device), 0);
+    m_relay.reset();
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(m_driver->closeDevice(&device), 0); }), kCall);
+    EXPECT_LT(durationOf([&] { m_driver.reset(); }), kCall);
+    EXPECT_EQ(threads(), 0);
+}
+
+}  // namespace
+}  // namespace nubrix
