@@ -6,11 +6,14 @@
 #include <barrier>
 #include <cstring>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
 #include "stream/FrameAllocator.h"
 #include "tests/fakes/LogRecorder.h"
+#include "tests/fakes/SystemCalls.h"
 
 namespace nubrix {
 namespace {
@@ -123,16 +126,50 @@ TEST(FrameThreadsTest, AFrameReleasedDuringASizeChangeNeverComesBackWithTheOldSi
                     });
 }
 
+// The buffers of frames that were allocated and not freed.
+class LivingBuffers {
+public:
+    LivingBuffers()
+    {
+        m_calls.calloc = [this](std::size_t count, std::size_t size) {
+            void *const buffer = RealCalls::calloc(count, size);
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            m_living.insert(buffer);
+            return buffer;
+        };
+        m_calls.free = [this](void *buffer) {
+            {
+                const std::lock_guard<std::mutex> guard(m_mutex);
+                m_living.erase(buffer);
+            }
+            RealCalls::free(buffer);
+        };
+    }
+    std::size_t count()
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_living.size();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::set<void *> m_living;
+    SystemCalls m_calls;
+    const SystemCallsInForce m_inForce{m_calls};
+};
+
 TEST(FrameThreadsTest, AFrameMayBeReleasedWhileItsPoolDies)
 {
+    LivingBuffers buffers;
     std::unique_ptr<FrameAllocator> pool;
     raceWithRelease(
         [&] {
             pool = std::make_unique<FrameAllocator>(kSize, 1, 2);
-            return pool->allocOneFrame();
+            InternalFrame *const frame = pool->allocOneFrame();
+            EXPECT_EQ(buffers.count(), 1U);
+            return frame;
         },
-        [&](int) { pool.reset(); }, [] {});
-    EXPECT_EQ(pool, nullptr);
+        [&](int) { pool.reset(); }, [&] { EXPECT_EQ(buffers.count(), 0U); });
 }
 
 TEST(FrameThreadsTest, FramesMayBeTakenWhileAllAreForgotten)
