@@ -50,7 +50,8 @@ if [ "$(id -u)" -ne 0 ]; then
     as_root=sudo
 fi
 echo "deps.sh: installing$missing"
-$as_root apt-get update -qq
-# shellcheck disable=SC2086  # a list of words
+"$(dirname "$0")/apt-update.sh"
+# Another apt that is installing something is waited for. Missing is a list of words.
+# shellcheck disable=SC2086
 $as_root env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends $missing >/dev/null
+    apt-get install -y -qq --no-install-recommends -o DPkg::Lock::Timeout=300 $missing >/dev/null
