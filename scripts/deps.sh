@@ -15,7 +15,7 @@ packages_of() {
     build) echo g++ cmake ninja-build pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
         nlohmann-json3-dev libcli11-dev libudev-dev libaravis-dev \
         libusb-1.0-0-dev ;;
-    test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev python3 python3-pil \
+    test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev locales python3 python3-pil \
         python3-meshio iproute2 aravis-tools-cli ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
