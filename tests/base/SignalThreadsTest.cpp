@@ -5,7 +5,11 @@
 #include <barrier>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "base/sigslot.h"
 #include "tests/fakes/HangGuard.h"
@@ -15,15 +19,41 @@
 namespace nubrix {
 namespace {
 
-// Counts the locks, and with them the signals and receivers, that have not been destroyed.
+// Counts the locks, and with them the signals and receivers, that have not been destroyed; and how
+// often two of them were taken one under the other in both orders, which could end in a deadlock.
 class CountedLock : public sigslot::multi_threaded_local {
 public:
     CountedLock() { ++s_living; }
     ~CountedLock() override { --s_living; }
+    void lock() override
+    {
+        {
+            const std::lock_guard<std::mutex> guard(s_mutex);
+            for (const int held : t_held) {
+                s_orders.insert({held, m_number});
+                s_inversions += s_orders.contains({m_number, held}) ? 1 : 0;
+            }
+        }
+        sigslot::multi_threaded_local::lock();
+        t_held.push_back(m_number);
+    }
+    void unlock() override
+    {
+        std::erase(t_held, m_number);
+        sigslot::multi_threaded_local::unlock();
+    }
     static int living() { return s_living; }
+    static int inversions() { return s_inversions; }
 
 private:
     inline static std::atomic<int> s_living{0};
+    inline static std::atomic<int> s_inversions{0};
+    inline static std::atomic<int> s_made{0};
+    inline static std::mutex s_mutex;
+    inline static std::set<std::pair<int, int>> s_orders;  // under s_mutex
+    inline static thread_local std::vector<int> t_held;
+
+    const int m_number = s_made++;
 };
 
 using Policy = CountedLock;
@@ -240,6 +270,7 @@ TEST(SignalRaceTest, LeavingFromBothEndsDoesNotLockUp)
         EXPECT_EQ(otherCalls, 0);
     };
     race(kRounds, OnFirstThread{connect, leave, check}, [&] { receiver.disconnect_all(); });
+    EXPECT_EQ(CountedLock::inversions(), 0);
 }
 
 TEST(SignalRaceTest, ManyMayConnectAndEmitAtOnce)

@@ -5,15 +5,18 @@
 #include <atomic>
 #include <barrier>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "stream/FrameAllocator.h"
 #include "tests/fakes/LogRecorder.h"
 #include "tests/fakes/SystemCalls.h"
+#include "tests/fakes/Waiting.h"
 
 namespace nubrix {
 namespace {
@@ -129,8 +132,13 @@ TEST(FrameThreadsTest, AFrameReleasedDuringASizeChangeNeverComesBackWithTheOldSi
 // The buffers of frames that were allocated and not freed.
 class LivingBuffers {
 public:
-    LivingBuffers()
+    /// beforeLock is called on every thread that is about to lock a mutex.
+    explicit LivingBuffers(const std::function<void()> &beforeLock = [] {})
     {
+        m_calls.mutexLock = [beforeLock](pthread_mutex_t *mutex) {
+            beforeLock();
+            return RealCalls::mutexLock(mutex);
+        };
         m_calls.calloc = [this](std::size_t count, std::size_t size) {
             void *const buffer = RealCalls::calloc(count, size);
             const std::lock_guard<std::mutex> guard(m_mutex);
@@ -170,6 +178,32 @@ TEST(FrameThreadsTest, AFrameMayBeReleasedWhileItsPoolDies)
             return frame;
         },
         [&](int) { pool.reset(); }, [&] { EXPECT_EQ(buffers.count(), 0U); });
+}
+
+thread_local bool t_stopsAtTheLock = false;
+
+TEST(FrameThreadsTest, AFrameThatIsAboutToReturnToAPoolThatDiesIsFreed)
+{
+    Gate atTheLock;
+    Gate poolIsGone;
+    LivingBuffers buffers([&] {
+        if (std::exchange(t_stopsAtTheLock, false)) {
+            atTheLock.open();
+            EXPECT_TRUE(poolIsGone.pass());
+        }
+    });
+    auto pool = std::make_unique<FrameAllocator>(kSize, 1, 2);
+    InternalFrame *const frame = pool->allocOneFrame();
+    std::thread holder([frame] {
+        t_stopsAtTheLock = true;
+        EXPECT_EQ(frame->release(), 0);
+    });
+    EXPECT_TRUE(atTheLock.pass());
+    pool.reset();
+    EXPECT_EQ(buffers.count(), 1U);
+    poolIsGone.open();
+    holder.join();
+    EXPECT_EQ(buffers.count(), 0U);
 }
 
 TEST(FrameThreadsTest, FramesMayBeTakenWhileAllAreForgotten)
