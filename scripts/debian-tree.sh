@@ -25,7 +25,7 @@ deb [signed-by=$keyring] \$(REPO_URI) \$(CODENAME) \$(COMPONENT)" 'Created-By: P
 }
 sources=$(debian_sources)
 if [ -z "$sources" ]; then
-    $as_root apt-get update -qq
+    "$(dirname "$0")/apt-update.sh"
     sources=$(debian_sources)
 fi
 [ -n "$sources" ] || { echo "debian-tree.sh: apt knows no Debian archive" >&2; exit 1; }

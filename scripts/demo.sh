@@ -9,7 +9,7 @@ results=${1:-$root/build/demo/results}
 
 "$root/scripts/deps.sh" build
 cd "$root"
-cmake --preset release -B build/demo -DNUBRIX_BUILD_TESTS=OFF -DNUBRIX_BUILD_BENCH=OFF >/dev/null
+cmake --preset install -B build/demo >/dev/null
 cmake --build build/demo --parallel
 cd "$OLDPWD"
 mkdir -p "$results"

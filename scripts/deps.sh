@@ -15,7 +15,7 @@ packages_of() {
     build) echo g++ cmake ninja-build pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
         nlohmann-json3-dev libcli11-dev libudev-dev libaravis-dev \
         libusb-1.0-0-dev ;;
-    test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev python3 python3-pil \
+    test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev locales python3 python3-pil \
         python3-meshio iproute2 aravis-tools-cli ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
@@ -50,7 +50,8 @@ if [ "$(id -u)" -ne 0 ]; then
     as_root=sudo
 fi
 echo "deps.sh: installing$missing"
-$as_root apt-get update -qq
-# shellcheck disable=SC2086  # a list of words
+"$(dirname "$0")/apt-update.sh"
+# Another apt that is installing something is waited for. Missing is a list of words.
+# shellcheck disable=SC2086
 $as_root env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends $missing >/dev/null
+    apt-get install -y -qq --no-install-recommends -o DPkg::Lock::Timeout=300 $missing >/dev/null

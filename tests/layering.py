@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Holds every include to the floors of the house.
 
     layering.py ROOT FOLDER:ALLOWED,ALLOWED...

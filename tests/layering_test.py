@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Bad includes of every kind are found, and nothing else is."""
 import pathlib
 import subprocess

@@ -1,5 +1,6 @@
 #include "config/CINIImpl.h"
 
+#include <locale.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -18,6 +19,21 @@ constexpr int kNullPointer = -4;
 // Typed values go through a buffer of this size. Kept: a read uses one character less of it.
 constexpr unsigned int kValueSize = 256;
 constexpr int kChunkSize = 255;
+
+// While it lives, numbers on this thread are written and read with a point: the application may
+// have set a locale whose decimal separator is another one.
+class NumbersWithAPoint {
+public:
+    NumbersWithAPoint() : m_before(uselocale(kClassic)) {}
+    ~NumbersWithAPoint() { uselocale(m_before); }
+    NumbersWithAPoint(const NumbersWithAPoint &) = delete;
+    NumbersWithAPoint &operator=(const NumbersWithAPoint &) = delete;
+
+private:
+    inline static const locale_t kClassic = newlocale(LC_ALL_MASK, "C", nullptr);
+
+    const locale_t m_before;
+};
 
 std::size_t afterSection(const std::string &data, std::size_t from)
 {
@@ -118,6 +134,7 @@ int CINIImpl::readDouble(double *value)
     char text[kValueSize] = {};
     if (const int failed = readString(text, kValueSize - 1))
         return failed;
+    const NumbersWithAPoint point;
     *value = std::strtod(text, nullptr);
     return 0;
 }
@@ -162,7 +179,10 @@ int CINIImpl::writeInt(int value)
 int CINIImpl::writeDouble(double value)
 {
     char text[kValueSize];
-    std::snprintf(text, sizeof text, "%f", value);
+    {
+        const NumbersWithAPoint point;
+        std::snprintf(text, sizeof text, "%f", value);
+    }
     return writeString(text, true);
 }
 

@@ -132,11 +132,16 @@ std::size_t carrylessBytes(InstructionSet set)
     return set == InstructionSet::kAvx512 ? 64 : 32;
 }
 
-std::size_t streamingThreshold()
+std::size_t streamingThreshold(long lastCacheBytes)
 {
     constexpr long kLeast = 8L << 20;
-    static const long kThreshold = std::max(kLeast, sysconf(_SC_LEVEL3_CACHE_SIZE));
-    return static_cast<std::size_t>(kThreshold);
+    return static_cast<std::size_t>(std::max(kLeast, lastCacheBytes));
+}
+
+std::size_t streamingThreshold()
+{
+    static const std::size_t kThreshold = streamingThreshold(sysconf(_SC_LEVEL3_CACHE_SIZE));
+    return kThreshold;
 }
 
 }  // namespace nubrix

@@ -30,7 +30,10 @@ InstructionSet instructionSet();
 std::size_t carrylessBytes(InstructionSet set);
 
 /// How large an output must be to be written past the caches: 8 MB, or the last cache if that is
-/// larger. Thread-safe.
+/// larger (sysconf returns 0 or -1 when it does not know). Thread-safe.
+std::size_t streamingThreshold(long lastCacheBytes);
+
+/// The same for the caches of this processor. Thread-safe.
 std::size_t streamingThreshold();
 
 }  // namespace nubrix

@@ -4,7 +4,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -328,12 +333,59 @@ TEST_F(FileImplTest, DestructionClosesTheFile)
     EXPECT_EQ(readFile(m_path), "abc");
 }
 
-TEST_F(FileImplTest, PositionsPassFourGigabytes)
+// Positions outlive closing: a device without an end brings them as far as wanted in no time, and
+// the file that is opened next has a hole up to there.
+constexpr std::int64_t kPastFourGigabytes = (4LL << 30) + 12345;
+
+void transferPastFourGigabytes(const std::function<int(int)> &transfer)
 {
-    constexpr std::int64_t kFiveGigabytes = 5LL << 30;
-    openForReading("");
-    ASSERT_EQ(truncate64(m_path.c_str(), kFiveGigabytes), 0);
-    EXPECT_EQ(m_file->fileSize(), kFiveGigabytes);
+    constexpr std::int64_t kBlock = 1 << 20;
+    for (std::int64_t left = kPastFourGigabytes; left > 0; left -= kBlock) {
+        const int wanted = static_cast<int>(std::min(left, kBlock));
+        ASSERT_EQ(transfer(wanted), wanted) << left;
+    }
+}
+
+TEST_F(FileImplTest, WritePositionsPassFourGigabytes)
+{
+    ASSERT_EQ(m_file->openFile("/dev/null", false, false, false), 0);
+    const std::string block(1 << 20, 'x');
+    transferPastFourGigabytes([&](int size) { return m_file->write(block.data(), size); });
+    EXPECT_EQ(m_file->writeText("%s", "yz"), kPastFourGigabytes + 2);
+    m_file->closeFile();
+
+    openForWriting();
+    EXPECT_EQ(write("abc"), 3);
+    EXPECT_EQ(writeHead("HEAD"), 4);
+    EXPECT_EQ(m_file->writeText("%s", "de"), kPastFourGigabytes + 7);
+    EXPECT_EQ(m_file->fileSize(), kPastFourGigabytes + 7);
+    m_file->closeFile();
+
+    std::ifstream file(m_path, std::ios::binary);
+    std::string head(5, '?');
+    file.read(head.data(), 5);
+    EXPECT_EQ(head, std::string("HEAD\0", 5));
+    file.seekg(kPastFourGigabytes + 1);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), std::string("\0abcde", 6));
+}
+
+TEST_F(FileImplTest, ReadPositionsPassFourGigabytes)
+{
+    ASSERT_EQ(m_file->openFile("/dev/zero", true, false, false), 0);
+    std::string block(1 << 20, '?');
+    transferPastFourGigabytes([&](int size) { return m_file->read(block.data(), size); });
+    m_file->closeFile();
+
+    writeFile(m_path, "start");
+    ASSERT_EQ(truncate64(m_path.c_str(), kPastFourGigabytes), 0);
+    std::ofstream(m_path, std::ios::app) << "abcdef";
+    ASSERT_EQ(m_file->openFile(m_path.c_str(), true, true, false), 0);
+    EXPECT_EQ(m_file->fileSize(), kPastFourGigabytes + 6);
+    EXPECT_EQ(read(2), "ab");
+    EXPECT_EQ(read(9), "cdef");
+    EXPECT_EQ(read(5), "start") << "the end lies past four gigabytes, too";
+    EXPECT_EQ(m_file->rewind(), 0);
+    EXPECT_EQ(read(5), "start");
 }
 
 TEST_F(FileImplTest, AFullDiskShortensTheWriteAndIsNoCrash)

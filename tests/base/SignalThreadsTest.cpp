@@ -5,16 +5,58 @@
 #include <barrier>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "base/sigslot.h"
+#include "tests/fakes/HangGuard.h"
 #include "tests/fakes/SystemCalls.h"
 #include "tests/fakes/Waiting.h"
 
 namespace nubrix {
 namespace {
 
-using Policy = sigslot::multi_threaded_local;
+// Counts the locks, and with them the signals and receivers, that have not been destroyed; and how
+// often two of them were taken one under the other in both orders, which could end in a deadlock.
+class CountedLock : public sigslot::multi_threaded_local {
+public:
+    CountedLock() { ++s_living; }
+    ~CountedLock() override { --s_living; }
+    void lock() override
+    {
+        {
+            const std::lock_guard<std::mutex> guard(s_mutex);
+            for (const int held : t_held) {
+                s_orders.insert({held, m_number});
+                s_inversions += s_orders.contains({m_number, held}) ? 1 : 0;
+            }
+        }
+        sigslot::multi_threaded_local::lock();
+        t_held.push_back(m_number);
+    }
+    void unlock() override
+    {
+        std::erase(t_held, m_number);
+        sigslot::multi_threaded_local::unlock();
+    }
+    static int living() { return s_living; }
+    static int inversions() { return s_inversions; }
+
+private:
+    inline static std::atomic<int> s_living{0};
+    inline static std::atomic<int> s_inversions{0};
+    inline static std::atomic<int> s_made{0};
+    inline static std::mutex s_mutex;
+    inline static std::set<std::pair<int, int>> s_orders;  // under s_mutex
+    inline static thread_local std::vector<int> t_held;
+
+    const int m_number = s_made++;
+};
+
+using Policy = CountedLock;
 using Signal = sigslot::signal1<int, Policy>;
 
 class Receiver final : public sigslot::has_slots<Policy> {
@@ -157,12 +199,24 @@ struct OnFirstThread {
 
 TEST(SignalRaceTest, ASignalAndItsReceiverMayDieAtTheSameTime)
 {
+    const HangGuard hangGuard("a signal that dies together with its receiver");
     Pair pair;
-    race(kRounds,
-         OnFirstThread{[&] { pair.make(); }, [&] { pair.signal.reset(); },
-                       [&] { ASSERT_EQ(pair.receiver, nullptr); }},
+    Receiver otherReceiver;
+    Signal otherSignal;
+    const int others = CountedLock::living();
+    const auto make = [&] {
+        pair.make();
+        pair.signal->connect(&otherReceiver, &Receiver::onValue);
+        otherSignal.connect(pair.receiver.get(), &Receiver::onValue);
+    };
+    const auto check = [&] {
+        EXPECT_EQ(CountedLock::living(), others);
+        EXPECT_EQ(otherReceiver.sender_count(), 0U);
+        otherSignal.emit(1);
+        EXPECT_EQ(pair.calls, 0);
+    };
+    race(kRounds, OnFirstThread{make, [&] { pair.signal.reset(); }, check},
          [&] { pair.receiver.reset(); });
-    EXPECT_EQ(pair.calls, 0);
 }
 
 TEST(SignalRaceTest, AReceiverMayDieWhileTheSignalIsEmitted)
@@ -182,24 +236,41 @@ TEST(SignalRaceTest, AReceiverMayDieWhileTheSignalIsEmitted)
 // The two orders in which locks could be taken: signal then receiver, and receiver then signal.
 TEST(SignalRaceTest, LeavingFromBothEndsDoesNotLockUp)
 {
-    Pair pair;
-    pair.make();
+    const HangGuard hangGuard("leaving a signal from both ends");
+    std::atomic<int> calls{0};
+    std::atomic<int> otherCalls{0};
+    Receiver receiver([&] { ++calls; });
+    Receiver otherReceiver([&] { ++otherCalls; });
+    Signal first;
     Signal second;
-    race(kRounds,
-         OnFirstThread{[&] {
-                           pair.signal->connect(pair.receiver.get(), &Receiver::onValue);
-                           second.connect(pair.receiver.get(), &Receiver::onValue);
-                       },
-                       [&] {
-                           pair.signal->disconnect_all();
-                           second.disconnect(pair.receiver.get());
-                       },
-                       [&] {
-                           pair.signal->emit(1);
-                           second.emit(1);
-                       }},
-         [&] { pair.receiver->disconnect_all(); });
-    EXPECT_EQ(pair.calls, 0);
+    Signal otherSignal;
+    const auto emitAll = [&] {
+        calls = 0;
+        otherCalls = 0;
+        for (Signal *const each : {&first, &second, &otherSignal})
+            each->emit(1);
+    };
+    const auto connect = [&] {
+        for (Signal *const each : {&first, &second, &otherSignal})
+            each->connect(&receiver, &Receiver::onValue);
+        first.connect(&otherReceiver, &Receiver::onValue);
+        emitAll();
+        EXPECT_EQ(calls, 3);
+        EXPECT_EQ(otherCalls, 1);
+    };
+    const auto leave = [&] {
+        first.disconnect_all();
+        second.disconnect(&receiver);
+    };
+    const auto check = [&] {
+        EXPECT_EQ(receiver.sender_count(), 0U);
+        EXPECT_EQ(otherReceiver.sender_count(), 0U);
+        emitAll();
+        EXPECT_EQ(calls, 0);
+        EXPECT_EQ(otherCalls, 0);
+    };
+    race(kRounds, OnFirstThread{connect, leave, check}, [&] { receiver.disconnect_all(); });
+    EXPECT_EQ(CountedLock::inversions(), 0);
 }
 
 TEST(SignalRaceTest, ManyMayConnectAndEmitAtOnce)

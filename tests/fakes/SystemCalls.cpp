@@ -106,6 +106,12 @@ void *__wrap_calloc(std::size_t count, std::size_t size)
     return dispatch(&SystemCalls::calloc, __real_calloc, count, size);
 }
 
+void __real_free(void *);
+void __wrap_free(void *memory)
+{
+    dispatch(&SystemCalls::free, __real_free, memory);
+}
+
 int __real_dladdr(const void *, Dl_info *);
 int __wrap_dladdr(const void *address, Dl_info *info)
 {
@@ -177,6 +183,11 @@ int RealCalls::join(pthread_t thread, void **result)
 void *RealCalls::calloc(std::size_t count, std::size_t size)
 {
     return __real_calloc(count, size);
+}
+
+void RealCalls::free(void *memory)
+{
+    __real_free(memory);
 }
 
 }  // namespace nubrix

@@ -25,6 +25,7 @@ struct SystemCalls {
     std::function<int(int)> priorityMin;
     std::function<int(int)> priorityMax;
     std::function<void *(std::size_t, std::size_t)> calloc;
+    std::function<void(void *)> free;
     std::function<int(const void *, Dl_info *)> dladdr;
     std::function<void *(const char *, int)> dlopen;
     std::function<void *(void *, const char *)> dlsym;
@@ -43,6 +44,7 @@ struct RealCalls {
                       void *argument);
     static int join(pthread_t thread, void **result);
     static void *calloc(std::size_t count, std::size_t size);
+    static void free(void *memory);
 };
 
 /// Puts `calls` in force for its own lifetime. One at a time; both must outlive the threads that

@@ -13,7 +13,7 @@ rm -rf "$folder"
 mkdir -p "$folder"
 "$here/first_block.sh" "$document" >"$folder/slope.cpp"
 command=$(sed -n 's/^g++ //p' "$document")
-(cd "$folder" && eval "$CXX $command -I $tree/include -Wall -Wextra -Werror")
+(cd "$folder" && eval "$CXX $command -I \"\$tree/include\" -Wall -Wextra -Werror")
 ln -s "$libdir/libNubrix.so.2" "$libdir/libNubrixLogDriver.so" "$folder"
 
 export LD_LIBRARY_PATH="$folder"

@@ -8,6 +8,7 @@ program=$3
 shift 3
 
 rm -f "$program"
-# shellcheck disable=SC2046,SC2086  # lists of words
-$CXX $CXXFLAGS "$source" $(pkg-config --cflags --libs nubrix) -o "$program"
+# Not as words of this shell: pkg-config puts a backslash before the blanks of a path.
+# shellcheck disable=SC2086  # lists of words
+pkg-config --cflags --libs nubrix | xargs $CXX $CXXFLAGS "$source" -o "$program"
 exec "$@"

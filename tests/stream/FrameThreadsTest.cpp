@@ -5,12 +5,18 @@
 #include <atomic>
 #include <barrier>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "stream/FrameAllocator.h"
 #include "tests/fakes/LogRecorder.h"
+#include "tests/fakes/SystemCalls.h"
+#include "tests/fakes/Waiting.h"
 
 namespace nubrix {
 namespace {
@@ -123,16 +129,81 @@ TEST(FrameThreadsTest, AFrameReleasedDuringASizeChangeNeverComesBackWithTheOldSi
                     });
 }
 
+// The buffers of frames that were allocated and not freed.
+class LivingBuffers {
+public:
+    /// beforeLock is called on every thread that is about to lock a mutex.
+    explicit LivingBuffers(const std::function<void()> &beforeLock = [] {})
+    {
+        m_calls.mutexLock = [beforeLock](pthread_mutex_t *mutex) {
+            beforeLock();
+            return RealCalls::mutexLock(mutex);
+        };
+        m_calls.calloc = [this](std::size_t count, std::size_t size) {
+            void *const buffer = RealCalls::calloc(count, size);
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            m_living.insert(buffer);
+            return buffer;
+        };
+        m_calls.free = [this](void *buffer) {
+            {
+                const std::lock_guard<std::mutex> guard(m_mutex);
+                m_living.erase(buffer);
+            }
+            RealCalls::free(buffer);
+        };
+    }
+    std::size_t count()
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_living.size();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::set<void *> m_living;
+    SystemCalls m_calls;
+    const SystemCallsInForce m_inForce{m_calls};
+};
+
 TEST(FrameThreadsTest, AFrameMayBeReleasedWhileItsPoolDies)
 {
+    LivingBuffers buffers;
     std::unique_ptr<FrameAllocator> pool;
     raceWithRelease(
         [&] {
             pool = std::make_unique<FrameAllocator>(kSize, 1, 2);
-            return pool->allocOneFrame();
+            InternalFrame *const frame = pool->allocOneFrame();
+            EXPECT_EQ(buffers.count(), 1U);
+            return frame;
         },
-        [&](int) { pool.reset(); }, [] {});
-    EXPECT_EQ(pool, nullptr);
+        [&](int) { pool.reset(); }, [&] { EXPECT_EQ(buffers.count(), 0U); });
+}
+
+thread_local bool t_stopsAtTheLock = false;
+
+TEST(FrameThreadsTest, AFrameThatIsAboutToReturnToAPoolThatDiesIsFreed)
+{
+    Latch atTheLock;
+    Latch poolIsGone;
+    LivingBuffers buffers([&] {
+        if (std::exchange(t_stopsAtTheLock, false)) {
+            atTheLock.open();
+            EXPECT_TRUE(poolIsGone.pass());
+        }
+    });
+    auto pool = std::make_unique<FrameAllocator>(kSize, 1, 2);
+    InternalFrame *const frame = pool->allocOneFrame();
+    std::thread holder([frame] {
+        t_stopsAtTheLock = true;
+        EXPECT_EQ(frame->release(), 0);
+    });
+    EXPECT_TRUE(atTheLock.pass());
+    pool.reset();
+    EXPECT_EQ(buffers.count(), 1U);
+    poolIsGone.open();
+    holder.join();
+    EXPECT_EQ(buffers.count(), 0U);
 }
 
 TEST(FrameThreadsTest, FramesMayBeTakenWhileAllAreForgotten)

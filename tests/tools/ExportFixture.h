@@ -65,21 +65,13 @@ protected:
         }
         return names;
     }
-    /// What a program that is not ours says of a file that was written.
-    std::string readBy(const std::string &program, const std::string &name) const
-    {
-        const std::string text = m_folder.file("text");
-        const std::string command = program + " " + m_out + "/" + name + " > " + text;
-        EXPECT_EQ(std::system(command.c_str()), 0) << command;
-        return readFile(text);
-    }
     std::string image(const std::string &name) const
     {
-        return readBy(NUBRIX_TEST_READ_IMAGE, name);
+        return readBy(NUBRIX_TEST_READ_IMAGE, m_out + "/" + name);
     }
     std::vector<std::string> points(const std::string &name) const
     {
-        return linesOf(readBy(NUBRIX_TEST_READ_POINTS, name));
+        return linesOf(readBy(NUBRIX_TEST_READ_POINTS, m_out + "/" + name));
     }
 
     TemporaryFolder m_folder;

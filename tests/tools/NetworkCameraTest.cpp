@@ -121,8 +121,7 @@ TEST_F(NetworkCameraTest, ACloudIsTheRoomInItsGeometry)
 {
     const ToolResult result = runOnCamera("cloud", {"--out", file("cloud.ply")});
     ASSERT_EQ(result.status, 0) << result.err;
-    std::istringstream points(
-        ToolProcess({NUBRIX_TEST_READ_POINTS, file("cloud.ply")}).finish().out);
+    std::istringstream points(readBy(NUBRIX_TEST_READ_POINTS, file("cloud.ply")));
     struct Point {
         double x;
         double y;

@@ -20,14 +20,6 @@ using testing::HasSubstr;
 
 class PictureCommandsTest : public testing::Test {
 protected:
-    /// What a program that is not ours says of a file.
-    std::string readBy(const std::string &program, const std::string &file)
-    {
-        const std::string text = m_folder.file("text");
-        EXPECT_EQ(std::system((program + " " + file + " > " + text).c_str()), 0) << program;
-        return readFile(text);
-    }
-
     TemporaryFolder m_folder;
 };
 

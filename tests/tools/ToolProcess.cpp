@@ -1,6 +1,7 @@
 #include "ToolProcess.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
@@ -227,6 +228,13 @@ ToolResult recordWithoutLoss(const Words &words)
                             [](const ToolResult &result) {
                                 return result.err.find("are missing") == std::string::npos;
                             });
+}
+
+std::string readBy(const std::string &program, const std::string &file)
+{
+    const ToolResult result = ToolProcess({program, file}).finish();
+    EXPECT_EQ(result.status, 0) << program << " " << file << "\n" << result.err;
+    return result.out;
 }
 
 }  // namespace nubrix

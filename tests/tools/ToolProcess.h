@@ -69,5 +69,7 @@ ToolResult untilUndisturbed(const std::function<ToolResult()> &run,
                             const std::function<bool(const ToolResult &)> &undisturbed);
 /// A recording of the virtual camera that has lost nothing.
 ToolResult recordWithoutLoss(const Words &words);
+/// What a program that is not ours prints about a file; the test fails when it cannot read it.
+std::string readBy(const std::string &program, const std::string &file);
 
 }  // namespace nubrix

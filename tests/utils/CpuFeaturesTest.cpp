@@ -1,6 +1,7 @@
 #include "utils/CpuFeatures.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -54,9 +55,14 @@ TEST(CpuFeatures, OnlySetsOfThisArchitectureAreSupported)
 #endif
 }
 
-TEST(CpuFeatures, OutputsBelow8MegabytesAreNeverStreamed)
+TEST(CpuFeatures, OutputsThatExceedTheLastCacheAreStreamedButNoneBelow8Megabytes)
 {
-    EXPECT_GE(streamingThreshold(), std::size_t{8} << 20);
+    constexpr std::size_t kLeast = std::size_t{8} << 20;
+    for (const long smallOrUnknown : {-1L, 0L, 1L << 20, 8L << 20})
+        EXPECT_EQ(streamingThreshold(smallOrUnknown), kLeast) << smallOrUnknown;
+    for (const long large : {(8L << 20) + 1, 32L << 20, 384L << 20, 480L << 20})
+        EXPECT_EQ(streamingThreshold(large), static_cast<std::size_t>(large));
+    EXPECT_EQ(streamingThreshold(), streamingThreshold(sysconf(_SC_LEVEL3_CACHE_SIZE)));
 }
 
 }  // namespace

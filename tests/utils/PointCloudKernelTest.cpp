@@ -216,21 +216,33 @@ TEST(PointCloudKernels, ThereIsOneForEveryVectorInstructionSetOfThisProcessor)
     EXPECT_EQ(cloudKernelOf(InstructionSet::kScalar), nullptr);
 }
 
+// The last cache, and so the threshold, need not hold a whole number of pixels.
+unsigned int leastThatIsStreamed(std::size_t columnBytes)
+{
+    return static_cast<unsigned int>((streamingThreshold() + columnBytes - 1) / columnBytes);
+}
+
 TEST(PointCloudKernels, LargeOutputsAreStreamed)
 {
-    const auto least = static_cast<unsigned int>(streamingThreshold());
     const auto streams = [](unsigned int width) {
         return cloudJob(nullptr, width, 1, kCamera, nullptr, 1, false).streaming;
     };
-    EXPECT_FALSE(streams(least / 12));
-    EXPECT_TRUE(streams(least / 12 + 1));
-    const auto streamsWithColours = [](unsigned int width, unsigned int rows) {
-        return cloudJobWithColours(nullptr, width, 5, 5 + rows, kCamera, nullptr, nullptr, 1)
-            .streaming;
-    };
-    EXPECT_FALSE(streamsWithColours(least / 28, 1));
-    EXPECT_TRUE(streamsWithColours(least / 28 + 1, 1));
-    EXPECT_TRUE(streamsWithColours(least / 56 + 1, 2));
+    const unsigned int width = leastThatIsStreamed(12);
+    EXPECT_FALSE(streams(width - 1));
+    EXPECT_TRUE(streams(width));
+}
+
+TEST(PointCloudKernels, LargeOutputsWithColoursAreStreamed)
+{
+    for (const unsigned int rows : {1U, 2U, 3U}) {
+        const auto streams = [rows](unsigned int width) {
+            return cloudJobWithColours(nullptr, width, 5, 5 + rows, kCamera, nullptr, nullptr, 1)
+                .streaming;
+        };
+        const unsigned int width = leastThatIsStreamed(rows * std::size_t{28});
+        EXPECT_FALSE(streams(width - 1)) << rows;
+        EXPECT_TRUE(streams(width)) << rows;
+    }
 }
 
 }  // namespace
