@@ -21,7 +21,10 @@ endif()
 
 # RUNPATH, not RPATH: a folder in the library path comes first (this is how an unmodified
 # application gets the virtual camera).
-add_link_options(-Wl,--enable-new-dtags -Wl,--no-undefined)
+add_link_options(-Wl,--enable-new-dtags)
+if(NOT NUBRIX_FUZZ)  # Clang's sanitizers are in the programs alone
+  add_link_options(-Wl,--no-undefined)
+endif()
 
 if(NUBRIX_SANITIZE)
   add_compile_options(-fsanitize=${NUBRIX_SANITIZE} -fno-omit-frame-pointer

@@ -16,6 +16,7 @@ namespace nubrix {
 namespace {
 
 constexpr unsigned int kLargestSide = 8192;
+constexpr unsigned int kLargestChunk = 8U << 20U;
 constexpr std::size_t kMessageSize = 200;
 
 struct Closer {
@@ -60,6 +61,9 @@ bool openPng(PngReader &reader, std::FILE *file)
     if (setjmp(png_jmpbuf(reader.png)) != 0)
         return false;
     png_set_user_limits(reader.png, kLargestSide, kLargestSide);
+    png_set_chunk_malloc_max(reader.png, kLargestChunk);
+    // Texts and profiles are left out unread: one may claim to have 2 GiB.
+    png_set_keep_unknown_chunks(reader.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_init_io(reader.png, file);
     png_read_info(reader.png, reader.info);
     if (reader.asDepth) {
