@@ -95,7 +95,7 @@ TEST_F(NodeScannerTest, RubbishInNamesIsCleaned)
     EXPECT_EQ(nodes[0].usb->serial, "?A?");
     EXPECT_EQ(nodes[0].usb->product,
               "\xc3\xa9"
-              "B??");
+              "??B??");
 }
 
 TEST_F(NodeScannerTest, TwoIdenticalCamerasAreToldApartByTheirPlaces)
