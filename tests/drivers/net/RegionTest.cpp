@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/OddCamera.h"
 
@@ -111,6 +113,16 @@ TEST_F(CameraRegionTest, ThePrincipalPointStaysWherePicturesCannotBeMoved)
     EXPECT_EQ(centre.offsetX, -1);
     EXPECT_FLOAT_EQ(centre.x, 325.5F);
     EXPECT_FLOAT_EQ(centre.y, 249.5F);
+}
+
+TEST(RegionTest, StepsThatNoSensorHasDoNoHarm)
+{
+    const int most = std::numeric_limits<int>::max();
+    const PixelFormat &mosaic = *findPixelFormat("BayerRG8", NUBRIX_STREAM_COLOR);
+    const typedefNubrixFrameMode mode = {NUBRIX_PIXEL_RGB888, 1, 1, 30};
+    const Place place = placeOf({most, most, most, 1}, mode, mosaic);
+    EXPECT_EQ(place.x, 0);
+    EXPECT_EQ(place.y, (most - 1) / 2 / 2 * 2);
 }
 
 }  // namespace
