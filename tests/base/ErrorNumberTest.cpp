@@ -9,6 +9,13 @@
 namespace nubrix {
 namespace {
 
+const unsigned int g_numberAtStart = g_nubrixErrno;
+
+TEST(ErrorNumberTest, StartsAtZero)
+{
+    EXPECT_EQ(g_numberAtStart, 0U);
+}
+
 TEST(ErrorNumberTest, EveryAccessLeadsToTheOneNumber)
 {
     setErrorNumber(0x80300107);
