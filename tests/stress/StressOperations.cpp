@@ -325,7 +325,7 @@ void addOpening(std::vector<Operation> &table)
     const std::vector<int> opened = {0, -1, -2, -3, -4, -5, -8, -9, -13, kStartFault};
     table.push_back({"openStream", 16, opened, {-2, -4}, [](Context *context, Caller &caller) {
                          if (caller.world.streams.live() >= kStreams)
-                             return 0;
+                             return kSkipped;
                          NubrixDevice *const of = device(caller);
                          Receiver *const receiver =
                              caller.random.chance(60) ? caller.world.newReceiver(of) : nullptr;
