@@ -13,9 +13,6 @@
 #include <filesystem>
 #include <utility>
 
-// What the program loader gives a program; gdb is started with the same.
-extern char **environ;
-
 namespace nubrix {
 
 namespace {

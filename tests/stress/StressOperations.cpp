@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <numeric>
 #include <sstream>
 
@@ -10,6 +11,8 @@ namespace nubrix::stress {
 namespace {
 
 using Context = NubrixBaseContext;
+
+constexpr std::size_t kStreams = 8;  // at once; each takes its time to stop
 
 alignas(64) unsigned char g_foreign[4096];  // what a handle of another library may point to
 
@@ -142,6 +145,8 @@ void onFinished(NubrixDevice *device, int, void *user)
 
 // --- operations
 
+constexpr int kSkipped = std::numeric_limits<int>::min();  // nothing was called
+
 const std::vector<int> kNothingElse = {0};
 const std::vector<int> kRefused = {-2};
 
@@ -152,7 +157,7 @@ void addLifeCycle(std::vector<Operation> &table)
                          if (caller.origin != Origin::kThread)
                              return context->initialize();
                          if (!world.initializeDoor.tryEnter())
-                             return 0;
+                             return kSkipped;
                          world.life.begin();
                          const int status = context->initialize();
                          world.life.end(LifeState::State::kInitialized);
@@ -319,6 +324,8 @@ void addOpening(std::vector<Operation> &table)
 {
     const std::vector<int> opened = {0, -1, -2, -3, -4, -5, -8, -9, -13, kStartFault};
     table.push_back({"openStream", 16, opened, {-2, -4}, [](Context *context, Caller &caller) {
+                         if (caller.world.streams.live() >= kStreams)
+                             return kSkipped;
                          NubrixDevice *const of = device(caller);
                          Receiver *const receiver =
                              caller.random.chance(60) ? caller.world.newReceiver(of) : nullptr;
@@ -409,7 +416,7 @@ void addFrames(std::vector<Operation> &table)
          }});
     table.push_back({"releaseFrame", 14, {0}, {0, -2}, [](Context *context, Caller &caller) {
                          typedefNubrixFrame *const frame = caller.world.takeFrame(caller.random);
-                         return frame ? release(context, caller.world, frame) : 0;
+                         return frame ? release(context, caller.world, frame) : kSkipped;
                      }});
     table.push_back(
         {"takePhoto", 2, {0, -1, -2, -4, -8}, kRefused, [](Context *context, Caller &caller) {
@@ -563,6 +570,8 @@ int perform(const Operation &operation, Caller &caller)
     const LifeState::Snapshot after = world.life.now();
     if (ordinary)
         world.contextDoor.leave();
+    if (status == kSkipped)
+        return status;
     // Its own change of the state is checked where it is called.
     const bool changes = ordinary && (std::strcmp(operation.name, "destroy") == 0 ||
                                       std::strcmp(operation.name, "initialize") == 0);

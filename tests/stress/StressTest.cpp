@@ -73,7 +73,7 @@ protected:
         callOperation("initialize", caller);
         if (m_world.isOn("state"))
             callOperation("setDeviceStateCallback", caller);
-        const std::size_t longest = caller.random.oneOf({10U, 20U, 20U, 40U, 80U, 300U});
+        const std::size_t longest = caller.random.oneOf({5U, 10U, 20U, 40U, 80U, 250U});
         std::this_thread::sleep_for(milliseconds(caller.random.below(longest)));
     }
     void destroyAndDelete(Caller &caller)

@@ -110,6 +110,11 @@ public:
         const std::deque<Entry> &from = random.chance(80) ? m_live : m_stale;
         return from.empty() ? foreign : from[random.below(from.size())];
     }
+    std::size_t live()
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_live.size();
+    }
     template <class Matches>
     void retire(Matches matches)
     {

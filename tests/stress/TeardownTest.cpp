@@ -12,6 +12,7 @@
 
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/HangGuard.h"
+#include "tests/stress/StallWatch.h"
 #include "tests/stress/VirtualLibrary.h"
 
 namespace nubrix {
@@ -51,7 +52,8 @@ protected:
         return opened;
     }
 
-    HangGuard m_hangGuard{"a test of the tear-down", 2 * kTestDeadline};
+    StallWatch m_watch{2 * std::chrono::seconds(NUBRIX_STRESS_STALL_S), "a test of the tear-down"};
+    StallWatch::Call m_wholeTest{m_watch, "the whole test"};
     VirtualLibrary m_library{R"(["LEFT", "RIGHT"])"};
     NubrixBaseContext *m_context = nullptr;
 };
