@@ -13,7 +13,7 @@ void stall(const char *path)
 {
     ::setenv("PATH", path, 1);
     StallWatch watch(std::chrono::seconds(1), "a test");
-    Gate never;
+    Latch never;
     std::thread waiter([&] {
         const StallWatch::Call call(watch, "something");
         never.pass();
