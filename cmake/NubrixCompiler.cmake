@@ -13,7 +13,8 @@ option(NUBRIX_WERROR "Make warnings errors" OFF)
 set(NUBRIX_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
 
 add_compile_options(-Wall -Wextra -Wshadow -Wformat=2 -Wconversion
-                    -Wcast-align$<$<CXX_COMPILER_ID:GNU>:=strict> -ffp-contract=off)
+                    -Wcast-align$<$<CXX_COMPILER_ID:GNU>:=strict> -ffp-contract=off
+                    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 if(NUBRIX_WERROR)
   add_compile_options(-Werror)

@@ -35,8 +35,10 @@ class NubrixBaseDriver;
 /// null) unless it says otherwise.
 ///
 /// Thread-safe: any thread may call any operation; where one may block, it says so. From within a
-/// frame callback every operation may be called except destroy and those that stop or destroy the
-/// callback's own stream or close its device; while another thread runs destroy, they give -2.
+/// callback every operation may be called except destroy, which returns -1 there; a frame callback
+/// may also stop and close its own stream and camera. While another thread runs destroy, an
+/// operation that begins returns -2 (or null), and one that waits for frames returns -9 at once.
+/// An exception, as for want of memory, ends in -1 (or null) and a line in the log.
 class NubrixBaseContext {
 public:
     NubrixBaseContext() = default;
@@ -46,12 +48,14 @@ public:
 
     /// Loads the driver plug-ins that lie beside the library and lists their cameras. A plug-in
     /// that is missing is no error; a driver that fails is: its status is returned, or -1 when it
-    /// cannot list its cameras. A second call does nothing and returns 0.
+    /// cannot list its cameras. A camera that arrives meanwhile is listed. A second call does
+    /// nothing and returns 0.
     virtual int initialize() = 0;
     /// Stops and frees everything: streams, devices, drivers, registered callbacks. All handles are
     /// invalid afterwards; frames that the application still holds stay readable but can no longer
-    /// be given back. May block until callbacks that are running have returned. initialize may be
-    /// called again.
+    /// be released. Wakes those that wait for frames, and blocks until operations and callbacks
+    /// that are running have returned; deleteContext is safe then. initialize may be called again.
+    /// -1 from within a callback, -2 when not initialized.
     virtual int destroy() = 0;
 
     /// Sets the folder of the log files (null keeps it), and reads the log settings from
@@ -70,9 +74,8 @@ public:
     virtual typedefNubrixeviceAttribute *getDeviceAttributeByUri(const char *uri) = 0;
 
     /// Opens the camera with this URI, the first of the list for null, or a GMSL node for a URI
-    /// with
-    /// "/dev/video" in it. -4 when there is no such camera, -12 when no driver serves it. Opening a
-    /// camera that is open returns 0 and leaves `*device` alone.
+    /// with "/dev/video" in it. -4 when there is no such camera, -12 when no driver serves it.
+    /// Opening a camera that is open returns 0 and leaves `*device` alone. May block in the driver.
     virtual int openDevice(const char *uri, NubrixDevice **device) = 0;
     /// Opens a camera by a file descriptor that the application opened and keeps. -1 when the USB
     /// identifiers are not known or no driver serves them.
@@ -82,7 +85,7 @@ public:
     virtual int setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd,
                                const char *path) = 0;
     /// Closes the streams of the camera and the camera. May block until its callbacks have
-    /// returned.
+    /// returned, but not from within one of them.
     virtual int closeDevice(NubrixDevice *device) = 0;
 
     /// Hands out the driver's table of modes of a stream type; valid until the device is closed.
@@ -99,8 +102,9 @@ public:
     /// `*stream` is null, or untouched if no stream could be made. -4 for an unknown type.
     virtual int openStream(NubrixDevice *device, unsigned int streamType, NubrixStream **stream,
                            NubrixFrameCallback callback, void *user) = 0;
-    /// Stops and destroys a stream. When it returns, the callback is not called any more. The
-    /// handle must be valid: it is used before it is checked.
+    /// Stops and destroys a stream, after a start that is under way. When it returns, the callback
+    /// is not called any more, and does not run unless this is called from within it. -13 for an
+    /// unknown handle. Waits for a readFrame that waits on another thread.
     virtual int closeStream(NubrixStream *stream) = 0;
     /// Waits until one of `count` streams has a new frame and writes that stream to `ready[0]`
     /// (`ready` may be null). `timeoutMs` in milliseconds, -1 for ever. -11 when it ran out; -9
@@ -109,8 +113,10 @@ public:
     virtual int waitForStreams(NubrixStream **streams, int count, NubrixStream **ready,
                                int timeoutMs) = 0;
     /// Takes the newest frame of a stream, waiting for one if need be; other results as of
-    /// waitForStreams. `*frame` is null without one. The caller owns a reference and gives it back
-    /// with releaseFrame. Readers are served in turn, each when the one before it is done.
+    /// waitForStreams. `*frame` is null without one, and left alone on -2 and -13. The caller owns
+    /// a reference and returns it with releaseFrame. Readers of all streams are served in turn,
+    /// each when the one before it is done, and a stream is not destroyed while one waits: prefer a
+    /// finite timeout, or waitForStreams.
     virtual int readFrame(NubrixStream *stream, typedefNubrixFrame **frame, int timeoutMs) = 0;
     /// Gives a frame back; never blocks. The pointer must come from readFrame or a callback.
     virtual int releaseFrame(typedefNubrixFrame *frame) = 0;
@@ -154,9 +160,10 @@ public:
     /// Does nothing and returns 0.
     virtual int logInfo(NubrixLogLevel level, const char *format, ...) = 0;
     /// Writes the next colour frame of the first colour stream as a 24-bit bitmap, waiting up to 1
-    /// s for one; without a path (null or empty) as YYYYMMDDhhmmss.bmp in the current folder. -8
-    /// without a colour stream or for pixels that are not whole RGB888, what reading gives without
-    /// a frame, -4 when the file cannot be opened or written in full.
+    /// s for one, and holds nothing while it writes; without a path (null or empty) as
+    /// YYYYMMDDhhmmss.bmp in the current folder. -8 without a colour stream or for pixels that are
+    /// not whole RGB888, what reading gives without a frame, -4 when the file cannot be opened or
+    /// written in full.
     virtual int takePhoto(const char *path) = 0;
 
     /// Makes a point of each pixel of a depth image. docs/pointcloud.md sets the three conversions

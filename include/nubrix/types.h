@@ -153,9 +153,9 @@ struct typedefNubrixRGBA {
     float a;
 };
 
-/// What a running upgrade tells the application; both run on a thread of the upgrader. `device` may
-/// be null: use `user`. They may call operations of the context; do not destroy the context before
-/// onFinished was called.
+/// What a running upgrade reports to the application; both run on a thread of the upgrader.
+/// `device` may be null: use `user`. They may call every operation of the context but destroy,
+/// which returns -1 there. destroy on another thread ends the upgrade and waits for onFinished.
 struct typedefNubrixUpgradeCallbacks {
     void (*onProgress)(NubrixDevice *device, int percent, void *user);
     void (*onFinished)(NubrixDevice *device, int status, void *user);  ///< status 0: upgraded

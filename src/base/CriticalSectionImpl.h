@@ -7,13 +7,13 @@
 
 namespace nubrix {
 
-class CriticalSectionImpl final : public CriticalSectionWrapper {
+class NUBRIX_CAPABILITY CriticalSectionImpl final : public CriticalSectionWrapper {
 public:
     CriticalSectionImpl();
     ~CriticalSectionImpl() override;
 
-    int enter() override { return pthread_mutex_lock(&m_mutex); }
-    int leave() override { return pthread_mutex_unlock(&m_mutex); }
+    int enter() NUBRIX_ACQUIRE() override { return pthread_mutex_lock(&m_mutex); }
+    int leave() NUBRIX_RELEASE() override { return pthread_mutex_unlock(&m_mutex); }
 
 private:
     pthread_mutex_t m_mutex;

@@ -7,10 +7,13 @@ namespace nubrix {
 
 /// Works on every lock with enter() and leave(); on a `final` class the calls are direct.
 template <class Lock>
-class CriticalSectionScoped final {
+class NUBRIX_SCOPED_CAPABILITY CriticalSectionScoped final {
 public:
-    explicit CriticalSectionScoped(Lock &lock) : m_lock(lock) { m_lock.enter(); }
-    ~CriticalSectionScoped() { m_lock.leave(); }
+    explicit CriticalSectionScoped(Lock &lock) NUBRIX_ACQUIRE(lock) : m_lock(lock)
+    {
+        m_lock.enter();
+    }
+    ~CriticalSectionScoped() NUBRIX_RELEASE() { m_lock.leave(); }
     CriticalSectionScoped(const CriticalSectionScoped &) = delete;
     CriticalSectionScoped &operator=(const CriticalSectionScoped &) = delete;
 

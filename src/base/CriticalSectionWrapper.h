@@ -1,10 +1,12 @@
 // A recursive lock.
 #pragma once
 
+#include "base/Mutex.h"
+
 namespace nubrix {
 
 /// A lock that the thread which holds it may take again. Thread-safe.
-class CriticalSectionWrapper {
+class NUBRIX_CAPABILITY CriticalSectionWrapper {
 public:
     CriticalSectionWrapper() = default;
     CriticalSectionWrapper(const CriticalSectionWrapper &) = delete;
@@ -15,9 +17,9 @@ public:
     static CriticalSectionWrapper *create();
 
     /// Locks. Returns 0 or a POSIX error number.
-    virtual int enter() = 0;
+    virtual int enter() NUBRIX_ACQUIRE() = 0;
     /// Unlocks; one call for each enter. Returns 0 or a POSIX error number.
-    virtual int leave() = 0;
+    virtual int leave() NUBRIX_RELEASE() = 0;
 
     /// Add or subtract 1 with a full barrier; the result is the new value.
     static int atomic32Increment(int *value)

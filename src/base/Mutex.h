@@ -53,6 +53,8 @@ private:
 class NUBRIX_SCOPED_CAPABILITY MutexLock final {
 public:
     explicit MutexLock(Mutex &mutex) NUBRIX_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.lock(); }
+    /// Takes over a mutex that is held.
+    MutexLock(Mutex &mutex, std::adopt_lock_t) NUBRIX_REQUIRES(mutex) : m_mutex(mutex) {}
     ~MutexLock() NUBRIX_RELEASE() { m_mutex.unlock(); }
     MutexLock(const MutexLock &) = delete;
     MutexLock &operator=(const MutexLock &) = delete;

@@ -73,18 +73,24 @@ int Context::initialize()
     logPrint(kLogMilestone, "Nubrix SDK  Initialize start");
     logEmptyLine();
     return guarded([this] {
-        // destroy may be waiting for the callback that calls this.
-        if (!CallbackScope::isActive() && !m_gate->isInside())
-            m_lifeLock.lock();
-        else if (!m_lifeLock.try_lock())
+        if (!lockLife())
             return refuseUninitialized();
-        const std::lock_guard<Mutex> life(m_lifeLock, std::adopt_lock);
+        const MutexLock life(m_lifeLock, std::adopt_lock);
         const CriticalSectionScoped lock(*m_apiLock);
         if (!m_initialized)
             return startUp();
         logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
         return 0;
     });
+}
+
+// False on a thread for which destroy may be waiting while it holds the lock.
+bool Context::lockLife()
+{
+    if (CallbackScope::isActive() || m_gate->isInside())
+        return m_lifeLock.try_lock();
+    m_lifeLock.lock();
+    return true;
 }
 
 int Context::startUp()

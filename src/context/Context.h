@@ -156,6 +156,7 @@ private:
     auto onStream(NubrixStream *handle, Body body);
 
     // Context.cpp
+    bool lockLife() NUBRIX_TRY_ACQUIRE(true, m_lifeLock);
     int startUp();
     int tearDown();
     int releaseAllResoures();

@@ -39,15 +39,15 @@ public:
     unsigned int type() const { return m_type; }
 
 private:
-    bool prepareDriverStream();
+    bool prepareDriverStream() NUBRIX_REQUIRES(m_lock);
 
     NewFrameSignal m_newFrame;  // first, so that it dies last
     Device &m_device;
     const unsigned int m_type;
     CriticalSectionImpl m_lock;
-    NubrixBaseStream *m_driverStream = nullptr;  // the driver's; these three are under m_lock
-    bool m_started = false;
-    unsigned int m_startCount = 0;
+    NubrixBaseStream *m_driverStream NUBRIX_GUARDED_BY(m_lock) = nullptr;  // the driver's
+    bool m_started NUBRIX_GUARDED_BY(m_lock) = false;
+    unsigned int m_startCount NUBRIX_GUARDED_BY(m_lock) = 0;
     FrameAllocator m_pool;
     const bool m_usePreProcess = false;  // frames go straight from the driver to the streams
     DataPreProcess m_preProcess;

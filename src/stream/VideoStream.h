@@ -78,7 +78,10 @@ private:
     void passEventOn();
     bool queueIsEmpty();
     bool hasStarted();
-    NubrixFrameRef *newest() const { return m_queue.empty() ? nullptr : m_queue.front(); }
+    NubrixFrameRef *newest() const NUBRIX_REQUIRES(m_queueLock)
+    {
+        return m_queue.empty() ? nullptr : m_queue.front();
+    }
     void stopCallbackWorker();
 
     NewFrameSignal m_newFrame;
@@ -93,11 +96,12 @@ private:
     std::unique_ptr<UserStreamFrameListener> m_userListener;  // null until used
 
     CriticalSectionImpl m_queueLock;
-    std::vector<NubrixFrameRef *> m_queue;  // each entry holds a reference; all under m_queueLock
-    FrameReturn m_return;
-    unsigned int m_maxFrameSize = 0;
-    NubrixFrameCallback m_callback = nullptr;
-    void *m_userData = nullptr;
+    // Each entry holds a reference.
+    std::vector<NubrixFrameRef *> m_queue NUBRIX_GUARDED_BY(m_queueLock);
+    FrameReturn m_return NUBRIX_GUARDED_BY(m_queueLock);
+    unsigned int m_maxFrameSize NUBRIX_GUARDED_BY(m_queueLock) = 0;
+    NubrixFrameCallback m_callback NUBRIX_GUARDED_BY(m_queueLock) = nullptr;
+    void *m_userData NUBRIX_GUARDED_BY(m_queueLock) = nullptr;
 
     // Last: they end before what they use.
     std::unique_ptr<ThreadWrapper> m_streamWorker;

@@ -165,6 +165,25 @@ TEST_F(Inside, TransportFourBelongsToTheMiniDriver)
     EXPECT_THAT(m_mini.takeCalls(), Contains("closeDevice mini:1"));
 }
 
+TEST_F(Inside, ADriverThatFailsWithoutACountAddsSixtyRecords)
+{
+    m_usb.leavesCount = true;
+    m_net.leavesCount = true;
+    m_mini.setDevices({cameraRecord("mini:1", 4)});
+    unplug("1-1");
+    typedefNubrixeviceAttribute *list = nullptr;
+    unsigned int count = 0;
+    ASSERT_EQ(m_context.nubrixGetDeviceList(&list, &count), 0);
+    EXPECT_EQ(count, 121U);
+    EXPECT_STREQ(list[120].uri, "mini:1");
+    EXPECT_EQ(m_context.getDeviceAttributeByUri("mini:1"), &list[120]);
+    m_mini.leavesCount = true;
+    unplug("1-1");
+    ASSERT_EQ(m_context.nubrixGetDeviceList(&list, &count), 0);
+    EXPECT_EQ(count, 180U);
+    EXPECT_STREQ(list[120].uri, "mini:1") << "what was written before stays";
+}
+
 class InsideGmsl : public Inside {
 protected:
     InsideGmsl()

@@ -261,6 +261,8 @@ int FakeDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 int FakeDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 {
     record("getDeviceList " + std::to_string(*count));
+    if (leavesCount)
+        return results.getDeviceList;
     const std::lock_guard<std::mutex> guard(m_mutex);
     std::copy(m_records.begin(), m_records.end(), records);
     *count = static_cast<unsigned int>(m_records.size());

@@ -68,6 +68,7 @@ public:
 
     Results results;
     std::atomic<bool> opensByFd{true};          // off: openDeviceByFd as if it were not overridden
+    std::atomic<bool> leavesCount{false};       // getDeviceList writes neither records nor a count
     std::atomic<bool> givesNullDevice{false};   // opening succeeds and writes no device
     std::atomic<bool> givesNullStream{false};   // createStream succeeds and writes no stream
     std::atomic<bool> hasUpgrader{false};       // createUpgradeIntance gives a FakeUpgrade

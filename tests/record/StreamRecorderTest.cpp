@@ -348,20 +348,6 @@ TEST_F(StreamRecorderTest, ItsEndIsLoggedBeforeItIsFlushed)
     EXPECT_EQ(readFile(m_path), bytesOf(depthRecord(0)));
 }
 
-TEST_F(StreamRecorderTest, WhatDoesNotFitWhenItIsDestroyedIsSaidAfterItsLine)
-{
-    char expected[64];
-    std::snprintf(expected, sizeof(expected), "write Data failed, errno:0x%x", ENOSPC);
-    makeRecorder("/dev/full");
-    RecordedStream depth(m_device, kDepth);
-    attach(depth);
-    m_recorder->Start();
-    send(depth, depthRecord(0));
-    m_log.take();
-    m_recorder.reset();
-    EXPECT_THAT(m_log.take(), ElementsAre(infoLine("~StreamRecorder()"), warningLine(expected)));
-}
-
 TEST_F(StreamRecorderTest, AfterItsEndNothingIsWritten)
 {
     RecordedStream depth(m_device, kDepth);

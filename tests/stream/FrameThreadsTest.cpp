@@ -146,9 +146,10 @@ public:
             return buffer;
         };
         m_calls.free = [this](void *buffer) {
+            std::set<void *>::node_type gone;  // freed without the lock: that comes here again
             {
                 const std::lock_guard<std::mutex> guard(m_mutex);
-                m_living.erase(buffer);
+                gone = m_living.extract(buffer);
             }
             RealCalls::free(buffer);
         };
