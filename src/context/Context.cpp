@@ -49,9 +49,9 @@ Context::~Context()
         *link = m_nextExisting;
     }
     logEmptyLine();
-    m_gate->shut();
+    m_gate.shut();
     m_waiters.wakeAll();
-    m_gate->waitForOthers();
+    m_gate.waitForOthers();
     abandonObjects();
     unloadLogDriver();
 }
@@ -64,8 +64,7 @@ void Context::abandonObjects()
         new std::shared_ptr<VideoStream>(stream);
     for (const auto &device : m_devices.all())
         new std::shared_ptr<Device>(device);
-    for (const auto &upgrader : m_upgrades.all())
-        new std::shared_ptr<Upgrader>(upgrader);
+    m_upgrades.abandon();
 }
 
 int Context::initialize()
@@ -87,7 +86,7 @@ int Context::initialize()
 // False on a thread for which destroy may be waiting while it holds the lock.
 bool Context::lockLife()
 {
-    if (CallbackScope::isActive() || m_gate->isInside())
+    if (CallbackScope::isActive() || m_gate.isInside())
         return m_lifeLock.try_lock();
     m_lifeLock.lock();
     return true;
@@ -148,7 +147,7 @@ int Context::initializeDrivers()
 
 int Context::destroy()
 {
-    if (CallbackScope::isActive() || m_gate->isInside()) {
+    if (CallbackScope::isActive() || m_gate.isInside()) {
         logPrint(kLogError,
                  "destroy was called from within a callback or an operation, for which it would "
                  "have to wait: call it on another thread");
@@ -160,12 +159,12 @@ int Context::destroy()
             const MutexLock guard(m_eventMutex);
             m_destroying = true;
         }
-        m_gate->shut();
+        m_gate.shut();
         logEmptyLine();
         m_waiters.wakeAll();
-        m_gate->waitForOthers();
+        m_gate.waitForOthers();
         const int result = guarded([this] { return tearDown(); });
-        m_gate->open();
+        m_gate.open();
         return result;
     });
 }
@@ -195,7 +194,7 @@ int Context::releaseAllResoures()
     }
     releaseDevices();
     releaseDrivers();
-    m_upgrades.removeAll();
+    m_upgrades.clear();
     return 0;
 }
 
@@ -248,7 +247,7 @@ void Context::deviceStateCallback(const char *deviceAddr, const char *serial, co
             each = each->m_nextExisting;
         if (!each)
             return;
-        entry.emplace(*context->m_gate);
+        entry.emplace(context->m_gate);
         if (!*entry)
             context->missEvent();
     }

@@ -194,11 +194,11 @@ private:
 
     // ContextPhoto.cpp, ContextUpgrade.cpp
     int copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned char> &pixels);
-    std::shared_ptr<Upgrader> upgraderOf(NubrixDevice *handle,
-                                         const std::shared_ptr<Device> &device);
+    bool findUpgrader(NubrixDevice *handle, const std::shared_ptr<Device> &device,
+                      std::shared_ptr<NubrixBaseUpgrade> &upgrader);
 
     Context *m_nextExisting = nullptr;  // in the list of all contexts, which Context.cpp guards
-    const std::shared_ptr<Gate> m_gate = std::make_shared<Gate>();
+    Gate m_gate;
     Mutex m_lifeLock;               // one initialize or destroy at a time
     ReentrantLock m_frameReadLock;  // readFrame, and the deletion of a stream
     const std::unique_ptr<CriticalSectionWrapper> m_apiLock;

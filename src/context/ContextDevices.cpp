@@ -192,7 +192,7 @@ int Context::closeDevice(NubrixDevice *handle)
             return refused;
         closeStreamsOfDevice(*device);
         device->close();
-        std::shared_ptr<Upgrader> upgrader;
+        std::shared_ptr<NubrixBaseUpgrade> upgrader;
         {
             const CriticalSectionScoped lock(*m_apiLock);
             upgrader = m_upgrades.remove(handle);
@@ -210,7 +210,7 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
                             unsigned int state)
 {
     guarded([&] {
-        const Gate::Entry entry(*m_gate);
+        const Gate::Entry entry(m_gate);
         logEmptyLine();
         if (dropsEvent() || !entry || upgraderTakes(deviceAddr, serial, location, state))
             return 0;
@@ -243,7 +243,7 @@ bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const ch
 {
     const CriticalSectionScoped lock(*m_apiLock);
     for (const auto &each : m_upgrades.all()) {
-        NubrixBaseUpgrade *const upgrader = each->get();
+        NubrixBaseUpgrade *const upgrader = each.get();
         const std::string own = upgrader->getDeviceLocation();
         if (own != orEmpty(location) && !contains(orEmpty(location), kTunnelled) &&
             !contains(own.c_str(), kTunnelled))

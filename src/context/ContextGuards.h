@@ -40,7 +40,7 @@ template <class Body>
 auto Context::inside(Body body, int (*refuse)()) -> decltype(body())
 {
     return guarded([&]() -> decltype(body()) {
-        const Gate::Entry entry(*m_gate);
+        const Gate::Entry entry(m_gate);
         return entry ? body() : answer<decltype(body())>(refuse());
     });
 }

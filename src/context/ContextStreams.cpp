@@ -45,7 +45,7 @@ int Context::openStream(NubrixDevice *handle, unsigned int streamType, NubrixStr
     }
     logPrint(kLogMilestone, "Start open %s stream!", name->second.c_str());
     return guarded([&] {
-        const Gate::Entry entry(*m_gate);  // refused, so is the next
+        const Gate::Entry entry(m_gate);  // refused, so is the next
         if (const int failed = createStream(handle, streamType, stream)) {
             logPrint(kLogError, "Create stream failed");
             return failed;

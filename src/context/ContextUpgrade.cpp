@@ -29,37 +29,41 @@ int Context::deviceStartUpgradeOffLine(NubrixDevice *handle,
         }
         if (!device)
             return refuseDevice();
-        const std::shared_ptr<Upgrader> upgrader = upgraderOf(handle, device);
-        if (!upgrader)
+        std::shared_ptr<NubrixBaseUpgrade> upgrader;
+        if (!findUpgrader(handle, device, upgrader))
             return refuseDevice();
         m_upgrades.setActive(upgrader);
         NubrixBaseDriver *const uvc = m_drivers.of(DRIVER_TYPE_UVC);
         if (!uvc)
             return -1;
         uvc->setUpgradeStatus(true);
-        return upgrader->start(callbacks, file);
+        return upgrader ? upgrader->deviceStartUpgradeOffLine(m_upgrades.wrap(callbacks), file)
+                        : -1;
     };
     return inside(start, &refuseDevice);
 }
 
-// Without the API lock: a driver may wait here for its thread, which waits for that lock. Null when
-// the camera was closed meanwhile.
-std::shared_ptr<Upgrader> Context::upgraderOf(NubrixDevice *handle,
-                                              const std::shared_ptr<Device> &device)
+// Without the API lock: a driver may wait here for its thread, which waits for that lock. False
+// when the camera was closed meanwhile.
+bool Context::findUpgrader(NubrixDevice *handle, const std::shared_ptr<Device> &device,
+                           std::shared_ptr<NubrixBaseUpgrade> &upgrader)
 {
-    std::shared_ptr<Upgrader> upgrader = m_upgrades.find(handle);
-    if (!upgrader)
-        upgrader = std::make_shared<Upgrader>(m_gate, device->createUpgradeIntance());
+    if (!m_upgrades.find(handle, upgrader))
+        upgrader.reset(device->createUpgradeIntance());
+    std::shared_ptr<NubrixBaseUpgrade> known;  // the other one is deleted without the lock
     const CriticalSectionScoped lock(*m_apiLock);
-    return m_devices.find(handle) == device ? m_upgrades.add(handle, std::move(upgrader)) : nullptr;
+    if (m_devices.find(handle) != device)
+        return false;
+    known = m_upgrades.add(handle, upgrader);
+    known.swap(upgrader);
+    return true;
 }
 
 int Context::setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd, const char *path)
 {
     const auto pass = [&] {
-        const std::shared_ptr<Upgrader> upgrader = m_upgrades.active();
-        if (upgrader && upgrader->get())
-            upgrader->get()->setDufDeviceFd(vid, pid, fd, path);
+        if (const auto upgrader = m_upgrades.active())
+            upgrader->setDufDeviceFd(vid, pid, fd, path);
         return 0;
     };
     return inside(pass, &nobodyToCall);
@@ -69,9 +73,8 @@ int Context::setDeviceStatusChange(int event, int detail, const char *path, unsi
 {
     const auto pass = [&] {
         // Kept: the text moves to the front.
-        const std::shared_ptr<Upgrader> upgrader = m_upgrades.active();
-        if (upgrader && upgrader->get())
-            upgrader->get()->onDeviceStateChange(path, event, detail, state);
+        if (const auto upgrader = m_upgrades.active())
+            upgrader->onDeviceStateChange(path, event, detail, state);
         return 0;
     };
     return inside(pass, &nobodyToCall);

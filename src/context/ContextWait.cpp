@@ -66,13 +66,13 @@ int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener
                                     NubrixStream **ready, unsigned int ms)
 {
     // A stream that was closed and opened anew may stand at the same address, and is not heard.
-    if (m_gate->isShut() || !haveHandles(streams) || !checkIfAnyDeviceConnected(streams))
+    if (m_gate.isShut() || !haveHandles(streams) || !checkIfAnyDeviceConnected(streams))
         return -9;
     if (!checkIfDeviceKeepLiveOK(streams))
         return haveHandles(streams) ? -10 : -9;
     VideoStream *last = nullptr;
     const int waited = listener.wait(ms, &last);
-    if (m_gate->isShut())
+    if (m_gate.isShut())
         return -9;
     if (waited == 0 && ready)
         ready[0] = reinterpret_cast<NubrixStream *>(last);  // it may be gone: the address only

@@ -6,53 +6,14 @@
 
 namespace nubrix {
 
-Upgrader::Upgrader(std::shared_ptr<Gate> gate, NubrixBaseUpgrade *upgrader)
-    : m_gate(std::move(gate)), m_upgrader(upgrader)
-{
-}
-
-int Upgrader::start(const typedefNubrixUpgradeCallbacks *callbacks, const char *file)
-{
-    if (!m_upgrader)
-        return -1;
-    if (!callbacks)
-        return m_upgrader->deviceStartUpgradeOffLine(nullptr, file);
-    Callbacks *kept = nullptr;
-    {
-        const MutexLock guard(m_mutex);
-        kept = &m_callbacks.emplace_back(Callbacks{*m_gate, *callbacks, {}});
-    }
-    kept->passedOn = kept->forDriver();
-    return m_upgrader->deviceStartUpgradeOffLine(&kept->passedOn, file);
-}
-
-typedefNubrixUpgradeCallbacks Upgrader::Callbacks::forDriver()
-{
-    return {application.onProgress ? &onProgress : nullptr,
-            application.onFinished ? &onFinished : nullptr, this};
-}
-
-void Upgrader::Callbacks::onProgress(NubrixDevice *device, int percent, void *user)
-{
-    const auto &self = *static_cast<Callbacks *>(user);
-    const CallbackScope inCallback;
-    const Gate::Entry entry(self.gate);
-    self.application.onProgress(device, percent, self.application.user);
-}
-
-void Upgrader::Callbacks::onFinished(NubrixDevice *device, int status, void *user)
-{
-    const auto &self = *static_cast<Callbacks *>(user);
-    const CallbackScope inCallback;
-    const Gate::Entry entry(self.gate);
-    self.application.onFinished(device, status, self.application.user);
-}
-
-Upgrades::Pointer Upgrades::find(NubrixDevice *device) const
+bool Upgrades::find(NubrixDevice *device, Pointer &upgrader) const
 {
     const MutexLock guard(m_mutex);
     const auto found = m_upgraders.find(device);
-    return found == m_upgraders.end() ? nullptr : found->second;
+    if (found == m_upgraders.end())
+        return false;
+    upgrader = found->second;
+    return true;
 }
 
 Upgrades::Pointer Upgrades::add(NubrixDevice *device, Pointer upgrader)
@@ -66,7 +27,7 @@ std::vector<Upgrades::Pointer> Upgrades::all() const
     const MutexLock guard(m_mutex);
     std::vector<Pointer> all;
     for (const auto &each : m_upgraders) {
-        if (each.second->get())
+        if (each.second)
             all.push_back(each.second);
     }
     return all;
@@ -85,18 +46,6 @@ Upgrades::Pointer Upgrades::remove(NubrixDevice *device)
     return upgrader;
 }
 
-std::vector<Upgrades::Pointer> Upgrades::removeAll()
-{
-    const MutexLock guard(m_mutex);
-    std::vector<Pointer> all;
-    all.reserve(m_upgraders.size());
-    for (auto &each : m_upgraders)
-        all.push_back(std::move(each.second));
-    m_upgraders.clear();
-    m_active = nullptr;
-    return all;
-}
-
 void Upgrades::setActive(Pointer upgrader)
 {
     const MutexLock guard(m_mutex);
@@ -107,6 +56,53 @@ Upgrades::Pointer Upgrades::active() const
 {
     const MutexLock guard(m_mutex);
     return m_active;
+}
+
+const typedefNubrixUpgradeCallbacks *Upgrades::wrap(const typedefNubrixUpgradeCallbacks *callbacks)
+{
+    if (!callbacks)
+        return nullptr;
+    const MutexLock guard(m_mutex);
+    Callbacks &kept = m_callbacks.emplace_back(Callbacks{*callbacks, {}});
+    kept.wrapped = {callbacks->onProgress ? &onProgress : nullptr,
+                    callbacks->onFinished ? &onFinished : nullptr, &kept};
+    return &kept.wrapped;
+}
+
+void Upgrades::onProgress(NubrixDevice *device, int percent, void *user)
+{
+    const auto &self = *static_cast<Callbacks *>(user);
+    const CallbackScope inCallback;
+    self.application.onProgress(device, percent, self.application.user);
+}
+
+void Upgrades::onFinished(NubrixDevice *device, int status, void *user)
+{
+    const auto &self = *static_cast<Callbacks *>(user);
+    const CallbackScope inCallback;
+    self.application.onFinished(device, status, self.application.user);
+}
+
+void Upgrades::clear()
+{
+    std::map<NubrixDevice *, Pointer> upgraders;
+    Pointer active;
+    std::list<Callbacks> callbacks;
+    {
+        const MutexLock guard(m_mutex);
+        upgraders.swap(m_upgraders);
+        active.swap(m_active);
+        callbacks.swap(m_callbacks);
+    }
+    active.reset();
+    upgraders.clear();  // before the callbacks, which they may still call
+}
+
+void Upgrades::abandon()
+{
+    const MutexLock guard(m_mutex);
+    new auto(std::move(m_upgraders));
+    new auto(std::move(m_callbacks));
 }
 
 }  // namespace nubrix

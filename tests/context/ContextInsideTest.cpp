@@ -16,15 +16,14 @@ using testing::IsEmpty;
 class Inside : public InsideOf<Context> {
 protected:
     /// Gives a device an upgrader, as if one had been started.
-    std::shared_ptr<Upgrader> addUpgrader(NubrixDevice *device, const char *location,
-                                          bool upgrading = false)
+    std::shared_ptr<NubrixBaseUpgrade> addUpgrader(NubrixDevice *device, const char *location,
+                                                   bool upgrading = false)
     {
         return add(device, new FakeUpgrade(m_usb, location, upgrading));
     }
-    std::shared_ptr<Upgrader> add(NubrixDevice *device, NubrixBaseUpgrade *upgrader)
+    std::shared_ptr<NubrixBaseUpgrade> add(NubrixDevice *device, NubrixBaseUpgrade *upgrader)
     {
-        return upgradesInside().add(device,
-                                    std::make_shared<Upgrader>(std::make_shared<Gate>(), upgrader));
+        return upgradesInside().add(device, std::shared_ptr<NubrixBaseUpgrade>(upgrader));
     }
     Upgrades &upgradesInside() { return reach(m_context, upgrades()); }
     void unplug(const char *location) { m_usb.raise("usb:1", "SN1", location, 1); }

@@ -175,6 +175,39 @@ TEST_F(TeardownTest, AStreamMayBeDestroyedWhileItsCallbackReads)
     EXPECT_EQ(reading.status, 0);
 }
 
+// --- upgrades
+
+TEST_F(TeardownTest, AnUpgradeWhoseCallbackClosesItsCameraStillReportsItsEnd)
+{
+    struct Given {
+        NubrixBaseContext *context;
+        NubrixDevice *device;
+        int closed = 1;
+        int destroyed = 0;
+        int status = 0;
+        Latch finished;
+    } given = {m_context, open("LEFT"), 1, 0, 0, {}};
+    const typedefNubrixUpgradeCallbacks callbacks = {
+        [](NubrixDevice *, int, void *user) {
+            auto &self = *static_cast<Given *>(user);
+            if (self.closed == 1)
+                self.closed = self.context->closeDevice(self.device);
+        },
+        [](NubrixDevice *, int status, void *user) {
+            auto &self = *static_cast<Given *>(user);
+            self.destroyed = self.context->destroy();
+            self.status = status;
+            self.finished.open();
+        },
+        &given};
+    const std::string firmware = m_library.writeFirmware();
+    ASSERT_EQ(m_context->deviceStartUpgradeOffLine(given.device, &callbacks, firmware.c_str()), 0);
+    ASSERT_TRUE(given.finished.pass());
+    EXPECT_EQ(given.closed, 0);
+    EXPECT_NE(given.status, 0) << "it was broken off";
+    EXPECT_EQ(given.destroyed, -1);
+}
+
 // --- what a callback may do with its own stream
 
 struct OwnEnd {
