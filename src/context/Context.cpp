@@ -94,10 +94,7 @@ bool Context::lockLife()
 
 int Context::startUp()
 {
-    {
-        const MutexLock guard(m_eventMutex);
-        m_missedEvent = false;
-    }
+    m_events.forgetMissed();
     logPrint(kLogInfo, "Nubrix SDK Version %d.%d.%d", NUBRIX_VERSION_MAJOR, NUBRIX_VERSION_MINOR,
              NUBRIX_VERSION_PATCH);
     loadDriverOf(DRIVER_TYPE_UVC, "Load uvc driver succeed!");
@@ -106,13 +103,7 @@ int Context::startUp()
     if (const int failed = initializeDrivers())
         return failed;
     m_initialized = true;
-    bool missed = false;
-    {
-        const MutexLock guard(m_eventMutex);
-        m_destroying = false;
-        missed = m_missedEvent;
-    }
-    if (missed)  // some drivers had been asked for their cameras already
+    if (m_events.endDropping())  // some drivers had been asked for their cameras already
         m_records.rebuild(m_drivers);
     logPrint(kLogMilestone, "Nubrix SDK  Initialize End");
     return 0;
@@ -155,10 +146,7 @@ int Context::destroy()
     }
     return guarded([this] {
         const MutexLock life(m_lifeLock);
-        {
-            const MutexLock guard(m_eventMutex);
-            m_destroying = true;
-        }
+        m_events.beginDropping();
         m_gate.shut();
         logEmptyLine();
         m_waiters.wakeAll();
@@ -188,10 +176,7 @@ int Context::releaseAllResoures()
     m_waiters.clear();
     releaseRecorders();
     releaseStreams();
-    {
-        const MutexLock guard(m_eventMutex);
-        m_stateCallbacks.clear();
-    }
+    m_events.clear();
     releaseDevices();
     releaseDrivers();
     m_upgrades.clear();
@@ -249,7 +234,7 @@ void Context::deviceStateCallback(const char *deviceAddr, const char *serial, co
             return;
         entry.emplace(context->m_gate);
         if (!*entry)
-            context->missEvent();
+            context->m_events.drop();
     }
     if (*entry)
         context->onDeviceState(deviceAddr, serial, location, state);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <list>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,6 +11,7 @@
 #include "base/CriticalSectionWrapper.h"
 #include "base/Mutex.h"
 #include "base/ReentrantLock.h"
+#include "context/DeviceEvents.h"
 #include "context/DeviceRecords.h"
 #include "context/DriverTable.h"
 #include "context/Gate.h"
@@ -24,6 +24,8 @@
 #include "stream/VideoStream.h"
 
 namespace nubrix {
+
+int refuseUninitialized();
 
 class Context : public NubrixBaseContext {
 public:
@@ -121,8 +123,7 @@ public:
     virtual int startStream(NubrixStream *handle);
     virtual int stopStream(NubrixStream *handle);
 
-    /// Writes the library's folder with a "/" at its end. 0, or -1 when the loader does not know
-    /// it.
+    /// Writes the library's folder with a "/" at its end. 0, or -1 when it is not known.
     int GetConfigFileBasePath(char *buffer, unsigned int size);
     /// Sets NUBRIX_WORKING_PATH and NUBRIX_INI_FILE_PATH. Returns 0.
     int initConfigFilePath();
@@ -136,16 +137,9 @@ public:
                        unsigned int state);
 
 private:
-    // How an operation runs; ContextGuards.h has the bodies. What is thrown in it ends in -1 (null)
-    // and a line in the log.
-    //   inside: in the gate, or `refuse` answers
-    //   underLock: inside, initialized, and with the API lock
-    //   onDevice, onRecorder: under the lock, with the object of a handle
-    //   onStream: inside and initialized, with the object of a handle
+    // How an operation runs; ContextGuards.h has the bodies, and says what they are.
     template <class Body>
-    auto inside(Body body, int (*refuse)()) -> decltype(body());
-    template <class Body>
-    auto inside(Body body) -> decltype(body());
+    auto inside(Body body, int (*refuse)() = &refuseUninitialized) -> decltype(body());
     template <class Body>
     auto underLock(Body body) -> decltype(body());
     template <class Body>
@@ -155,7 +149,6 @@ private:
     template <class Body>
     auto onStream(NubrixStream *handle, Body body);
 
-    // Context.cpp
     bool lockLife() NUBRIX_TRY_ACQUIRE(true, m_lifeLock);
     int startUp();
     int tearDown();
@@ -168,31 +161,21 @@ private:
     int initializeDrivers();
     void abandonObjects();
 
-    // ContextDevices.cpp
     int findCamera(const char *uri, std::string &path, NubrixBaseDriver *&driver);
-    NubrixDevice *keep(std::shared_ptr<Device> device);
-    bool dropsEvent();
-    void missEvent();
+    NubrixDevice *keep(const std::shared_ptr<Device> &device);
     bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
                        unsigned int state);
     void notifyApplication(const char *deviceAddr, const char *serial, unsigned int state);
 
-    // ContextStreams.cpp
     int closeStreamsOfDevice(const Device &device);
     bool shutDown(const std::shared_ptr<VideoStream> &stream);
-    typedefNubrixFrame *internalReadStreamFrame(VideoStream &stream);
 
-    // ContextWait.cpp
     using Streams = std::vector<std::shared_ptr<VideoStream>>;
-    int waitForStreamsInside(NubrixStream **handles, int count, NubrixStream **ready,
-                             int timeoutMs);
+    int waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs);
     int waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
                                NubrixStream **ready, unsigned int ms);
     bool haveHandles(const Streams &streams) const;
-    static bool checkIfAnyDeviceConnected(const Streams &streams);
-    static bool checkIfDeviceKeepLiveOK(const Streams &streams);
 
-    // ContextPhoto.cpp, ContextUpgrade.cpp
     int copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned char> &pixels);
     bool findUpgrader(NubrixDevice *handle, const std::shared_ptr<Device> &device,
                       std::shared_ptr<NubrixBaseUpgrade> &upgrader);
@@ -205,8 +188,7 @@ private:
     std::atomic<bool> m_initialized{false};
     const std::map<unsigned int, std::string> m_streamNames;  // fixed after construction
 
-    // Each is thread-safe and calls nothing under its own lock, except that DeviceRecords asks the
-    // drivers.
+    // Each is thread-safe.
     DriverTable m_drivers;
     DeviceRecords m_records;
     HandleTable<Device> m_devices;
@@ -214,13 +196,7 @@ private:
     HandleTable<StreamRecorder> m_recorders;
     Waiters m_waiters;
     Upgrades m_upgrades;
-
-    using Registration = std::pair<NubrixDeviceStateCallback, void *>;
-    Mutex m_eventMutex;
-    std::list<Registration> m_stateCallbacks NUBRIX_GUARDED_BY(m_eventMutex);
-    bool m_destroying NUBRIX_GUARDED_BY(m_eventMutex) =
-        false;  // until the next initialize has ended
-    bool m_missedEvent NUBRIX_GUARDED_BY(m_eventMutex) = false;  // one was dropped meanwhile
+    DeviceEvents m_events;
 };
 
 }  // namespace nubrix

@@ -48,15 +48,7 @@ void logAdvice(const char *deviceAddr)
 int Context::setDeviceStateCallback(NubrixDeviceStateCallback callback, void *user)
 {
     return underLock([&] {
-        bool known = false;
-        {
-            const MutexLock guard(m_eventMutex);
-            for (const Registration &registration : m_stateCallbacks)
-                known = known || registration.first == callback;
-            if (!known)
-                m_stateCallbacks.emplace_back(callback, user);
-        }
-        if (known)
+        if (!m_events.add(callback, user))
             logPrint(kLogInfo, "already registed\n");
         return 0;
     });
@@ -120,7 +112,7 @@ int Context::openDevice(const char *uri, NubrixDevice **handle)
 }
 
 // Adds an open device to the list, or closes it again when there is no memory for that.
-NubrixDevice *Context::keep(std::shared_ptr<Device> device)
+NubrixDevice *Context::keep(const std::shared_ptr<Device> &device)
 {
     try {
         m_devices.add(device);
@@ -212,7 +204,7 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
     guarded([&] {
         const Gate::Entry entry(m_gate);
         logEmptyLine();
-        if (dropsEvent() || !entry || upgraderTakes(deviceAddr, serial, location, state))
+        if (m_events.drop() || !entry || upgraderTakes(deviceAddr, serial, location, state))
             return 0;
         logPrint(kLogMilestone,
                  "onDeviceState Change deviceAddr = %s , SN = %s, location = %s, deviceState = %d",
@@ -223,19 +215,6 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
         notifyApplication(deviceAddr, serial, state);
         return 0;
     });
-}
-
-bool Context::dropsEvent()
-{
-    const MutexLock guard(m_eventMutex);
-    m_missedEvent = m_missedEvent || m_destroying;
-    return m_destroying;
-}
-
-void Context::missEvent()
-{
-    const MutexLock guard(m_eventMutex);
-    m_missedEvent = true;
 }
 
 bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
@@ -262,11 +241,7 @@ bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const ch
 
 void Context::notifyApplication(const char *deviceAddr, const char *serial, unsigned int state)
 {
-    std::vector<Registration> registrations;
-    {
-        const MutexLock guard(m_eventMutex);
-        registrations.assign(m_stateCallbacks.begin(), m_stateCallbacks.end());
-    }
+    const std::vector<DeviceEvents::Registration> registrations = m_events.registrations();
     logPrint(kLogMilestone, "register device state callback  size is %d",
              static_cast<int>(registrations.size()));
     const CallbackScope inCallback;

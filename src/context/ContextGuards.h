@@ -9,10 +9,16 @@
 
 namespace nubrix {
 
-int refuseUninitialized();  // -2
-int refuseDevice();         // -3
-int refuseStream();         // -13
-int refuseRecorder();       // -13
+// What is thrown in an operation ends in -1 (null) and a line in the log. An operation runs
+//   inside: in the gate, or `refuse` answers
+//   underLock: inside, initialized, and with the API lock
+//   onDevice, onRecorder: under the lock, with the object of a handle
+//   onStream: inside and initialized, with the object of a handle
+
+// What is refused; refuseUninitialized returns -2.
+int refuseDevice();    // -3
+int refuseStream();    // -13
+int refuseRecorder();  // -13
 /// Logs the exception that is being handled. -1.
 int reportException() noexcept;
 
@@ -43,12 +49,6 @@ auto Context::inside(Body body, int (*refuse)()) -> decltype(body())
         const Gate::Entry entry(m_gate);
         return entry ? body() : answer<decltype(body())>(refuse());
     });
-}
-
-template <class Body>
-auto Context::inside(Body body) -> decltype(body())
-{
-    return inside(body, &refuseUninitialized);
 }
 
 template <class Body>

@@ -13,6 +13,15 @@ namespace {
 
 constexpr std::size_t kMaxStreams = 60;
 
+typedefNubrixFrame *internalReadStreamFrame(VideoStream &stream)
+{
+    xp<NubrixFrameRef> frame;
+    if (stream.readFrame(frame, true) != 0)
+        return nullptr;
+    frame->incRef();  // the caller's, returned with releaseFrame
+    return &frame->frame();
+}
+
 }  // namespace
 
 int Context::createStream(NubrixDevice *handle, unsigned int streamType, NubrixStream **stream)
@@ -183,15 +192,6 @@ int Context::readFrame(NubrixStream *handle, typedefNubrixFrame **frame, int tim
         setErrorNumber(NUBRIX_ERR_NO_FRAME);
         return -11;
     });
-}
-
-typedefNubrixFrame *Context::internalReadStreamFrame(VideoStream &stream)
-{
-    xp<NubrixFrameRef> frame;
-    if (stream.readFrame(frame, true) != 0)
-        return nullptr;
-    frame->incRef();  // the caller's, given back with releaseFrame
-    return &frame->frame();
 }
 
 int Context::releaseFrame(typedefNubrixFrame *frame)

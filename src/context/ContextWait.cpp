@@ -23,6 +23,22 @@ private:
     MultiStreamsListener &m_listener;
 };
 
+bool checkIfAnyDeviceConnected(const std::vector<std::shared_ptr<VideoStream>> &streams)
+{
+    return std::any_of(streams.begin(), streams.end(), [](const auto &stream) {
+        return stream->device().deviceState() == NUBRIX_DEVICE_CONNECTED;
+    });
+}
+
+bool checkIfDeviceKeepLiveOK(const std::vector<std::shared_ptr<VideoStream>> &streams)
+{
+    // Kept: every device is asked, the last one decides. See docs/oddities.md.
+    bool alive = false;
+    for (const auto &stream : streams)
+        alive = stream->device().keepLiveState() != 0;
+    return alive;
+}
+
 }  // namespace
 
 int Context::waitForStreams(NubrixStream **handles, int count, NubrixStream **ready, int timeoutMs)
@@ -34,19 +50,18 @@ int Context::waitForStreams(NubrixStream **handles, int count, NubrixStream **re
             setErrorNumber(NUBRIX_ERR_URI_NOT_FOUND);
             return -4;
         }
-        return waitForStreamsInside(handles, count, ready, timeoutMs);
+        Streams streams;
+        for (int i = 0; i < count; ++i) {
+            streams.push_back(m_streams.find(handles[i]));
+            if (!streams.back())
+                return refuseStream();
+        }
+        return waitFor(streams, ready, timeoutMs);
     });
 }
 
-int Context::waitForStreamsInside(NubrixStream **handles, int count, NubrixStream **ready,
-                                  int timeoutMs)
+int Context::waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs)
 {
-    Streams streams;
-    for (int i = 0; i < count; ++i) {
-        streams.push_back(m_streams.find(handles[i]));
-        if (!streams.back())
-            return refuseStream();
-    }
     const std::shared_ptr<MultiStreamsListener> listener = m_waiters.ofThisThread();
     Listening listening(*listener);
     for (const auto &stream : streams)
@@ -85,22 +100,6 @@ bool Context::haveHandles(const Streams &streams) const
     return std::all_of(streams.begin(), streams.end(), [this](const auto &stream) {
         return m_streams.find(stream->handle()) == stream;
     });
-}
-
-bool Context::checkIfAnyDeviceConnected(const Streams &streams)
-{
-    return std::any_of(streams.begin(), streams.end(), [](const auto &stream) {
-        return stream->device().deviceState() == NUBRIX_DEVICE_CONNECTED;
-    });
-}
-
-bool Context::checkIfDeviceKeepLiveOK(const Streams &streams)
-{
-    // Kept: every device is asked, the last one decides. See docs/oddities.md.
-    bool alive = false;
-    for (const auto &stream : streams)
-        alive = stream->device().keepLiveState() != 0;
-    return alive;
 }
 
 }  // namespace nubrix

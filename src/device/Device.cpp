@@ -1,5 +1,7 @@
 #include "device/Device.h"
 
+#include <utility>
+
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
 #include "stream/VideoStream.h"
@@ -56,7 +58,10 @@ void Device::adopt(NubrixBaseDevice *driverDevice, const char *uri)
         m_driver.closeDevice(&driverDevice);
         throw;
     }
-    m_driverDevice = driverDevice;
+    {
+        const MutexLock guard(m_useMutex);
+        m_driverDevice = driverDevice;
+    }
     m_opened = true;
 }
 
@@ -71,11 +76,7 @@ int Device::close()
         logPrint(kLogInfo, "Device not open");
         return 0;
     }
-    NubrixBaseDevice *driverDevice = nullptr;
-    {
-        const std::lock_guard<std::shared_mutex> unused(m_driverLock);
-        driverDevice = m_driverDevice.exchange(nullptr);
-    }
+    NubrixBaseDevice *driverDevice = takeDriverDevice();
     for (const auto &sensor : m_sensors) {
         if (sensor)
             sensor->onDeviceClosed();
@@ -157,17 +158,37 @@ void Device::setStreamOpenedState(unsigned int streamType, bool opened)
     m_streamOpened[streamType] = opened ? 1 : 0;
 }
 
-Device::InUse Device::inUse() const
+// Later uses find nothing; those that are under way are waited for.
+NubrixBaseDevice *Device::takeDriverDevice()
 {
-    return {std::shared_lock<std::shared_mutex>(m_driverLock), m_driverDevice};
+    const MutexLock guard(m_useMutex);
+    NubrixBaseDevice *const driverDevice = std::exchange(m_driverDevice, nullptr);
+    while (m_users != 0)
+        m_useMutex.wait(m_unused);
+    return driverDevice;
+}
+
+Device::InUse::InUse(const Device &device, unsigned int errorWithout) : m_device(device)
+{
+    {
+        const MutexLock guard(device.m_useMutex);
+        m_driverDevice = device.m_driverDevice;
+        ++device.m_users;
+    }
+    if (!m_driverDevice && errorWithout != 0)
+        setErrorNumber(errorWithout);
+}
+
+Device::InUse::~InUse()
+{
+    const MutexLock guard(m_device.m_useMutex);
+    if (--m_device.m_users == 0)
+        m_device.m_unused.notify_all();
 }
 
 Device::InUse Device::requireOpen() const
 {
-    InUse driverDevice = inUse();
-    if (!driverDevice)
-        setErrorNumber(NUBRIX_ERR_INVALID_DEVICE);
-    return driverDevice;
+    return InUse(*this, NUBRIX_ERR_INVALID_DEVICE);
 }
 
 int Device::setProperty(unsigned int id, const void *data, unsigned int size)

@@ -3,10 +3,11 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <memory>
-#include <shared_mutex>
 #include <string>
 
+#include "base/Mutex.h"
 #include "nubrix/driver.h"
 #include "stream/Sensor.h"
 
@@ -73,36 +74,41 @@ public:
     int deviceKind() const { return m_deviceKind; }
 
 private:
-    // The driver's device, which is not closed while this exists; null when it is gone.
+    // The driver's device, which is not closed while this exists; null when it is gone. No lock is
+    // held meanwhile.
     class InUse final {
     public:
-        InUse(std::shared_lock<std::shared_mutex> lock, NubrixBaseDevice *device)
-            : m_lock(std::move(lock)), m_device(device)
-        {
-        }
-        NubrixBaseDevice *operator->() const { return m_device; }
-        explicit operator bool() const { return m_device != nullptr; }
+        /// Sets the error number when it is gone, unless that is 0.
+        explicit InUse(const Device &device, unsigned int errorWithout = 0);
+        ~InUse();
+        InUse(const InUse &) = delete;
+        InUse &operator=(const InUse &) = delete;
+        NubrixBaseDevice *operator->() const { return m_driverDevice; }
+        explicit operator bool() const { return m_driverDevice != nullptr; }
 
     private:
-        std::shared_lock<std::shared_mutex> m_lock;
-        NubrixBaseDevice *m_device;
+        const Device &m_device;
+        NubrixBaseDevice *m_driverDevice;
     };
 
     bool isDisconnected() const;
     bool isConflictWithOpenedStreams(unsigned int streamType) const;
     void adopt(NubrixBaseDevice *driverDevice, const char *uri);
-    InUse inUse() const;
+    InUse inUse() const { return InUse(*this); }
     /// As inUse, and sets the error number when it is gone.
     InUse requireOpen() const;
+    NubrixBaseDevice *takeDriverDevice();
 
     std::string m_deviceId;
     int m_deviceKind = 255;
     std::atomic<bool> m_opened{false};
     std::atomic<bool> m_closing{false};
     NubrixBaseDriver &m_driver;
-    mutable std::shared_mutex m_driverLock;  // shared while the driver's device is used
-    std::atomic<NubrixBaseDevice *> m_driverDevice{nullptr};  // the driver's
-    std::array<unsigned char, 255> m_streamOpened = {};       // by stream type
+    mutable Mutex m_useMutex;
+    mutable std::condition_variable m_unused;
+    mutable unsigned int m_users NUBRIX_GUARDED_BY(m_useMutex) = 0;            // of m_driverDevice
+    NubrixBaseDevice *m_driverDevice NUBRIX_GUARDED_BY(m_useMutex) = nullptr;  // the driver's
+    std::array<unsigned char, 255> m_streamOpened = {};                        // by stream type
     // By stream type, made on first use. Last: dying sensors give their streams back.
     std::array<std::unique_ptr<Sensor>, 64> m_sensors;
 };

@@ -32,12 +32,6 @@ void MultiStreamsListener::addStreams(VideoStream **streams, unsigned int count)
         removeAllStreams();
         throw;
     }
-    m_added = sender_count();
-}
-
-bool MultiStreamsListener::hasLostAStream()
-{
-    return sender_count() < m_added;
 }
 
 void MultiStreamsListener::addStreams(const std::list<VideoStream *> &streams)
@@ -57,7 +51,6 @@ int MultiStreamsListener::wait(unsigned int ms, VideoStream **out)
 void MultiStreamsListener::removeAllStreams()
 {
     disconnect_all();
-    m_added = 0;
     m_lastStream = nullptr;
     m_event->reset();
 }

@@ -21,8 +21,6 @@ public:
     /// connected any more, as after removeAllStreams.
     void addStreams(VideoStream **streams, unsigned int count);
     void addStreams(const std::list<VideoStream *> &streams);
-    /// Whether a stream that was added is gone.
-    bool hasLostAStream();
     /// Waits up to `ms` milliseconds. 0 with the stream that signalled last in `*out` (which may be
     /// null), -11 on time-out, -1 on another failure.
     int wait(unsigned int ms, VideoStream **out);
@@ -34,7 +32,6 @@ public:
 private:
     const std::unique_ptr<EventWrapper> m_event;
     std::atomic<VideoStream *> m_lastStream{nullptr};
-    std::size_t m_added = 0;
 };
 
 }  // namespace nubrix

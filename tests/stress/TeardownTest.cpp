@@ -242,6 +242,7 @@ TEST_P(OwnEndTest, TheCallbackIsNotCalledAgain)
     stream(right, &Once::onFrame, &other);
     EXPECT_TRUE(other.calls.reaches(10));
     EXPECT_EQ(ending.calls.value(), 1);
+    EXPECT_EQ(m_context->closeDevice(right), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
