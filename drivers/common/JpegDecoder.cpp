@@ -112,7 +112,7 @@ void JpegDecoder::onMessage(j_common_ptr jpeg, int level)
         return;
     if (of(jpeg).m_damage == Damage::kRefused)
         onError(jpeg);
-    // Many cameras fill up between the parts of a picture; nothing is spoilt by that.
+    // Many cameras put padding between the segments of an image, which damages nothing.
     if (jpeg->err->msg_code != JWRN_EXTRANEOUS_DATA)
         ++jpeg->err->num_warnings;
 }

@@ -14,13 +14,12 @@
 
 namespace nubrix {
 
-/// Decodes one JPEG. A small file may describe a picture that takes hours: see Limits. Not
+/// Decodes one JPEG. A small file may describe an image that takes hours: see Limits. Not
 /// thread-safe, but for the flag.
 class JpegDecoder {
 public:
     struct Limits {
-        /// That the processor works on the picture. Its own time, so that a machine that is busy
-        /// otherwise refuses nothing.
+        /// Processor time of the thread that decodes, so that a busy system refuses nothing.
         std::chrono::milliseconds time{1000};
         /// Ends the work when it is set on another thread; may be null.
         const std::atomic<bool> *stop = nullptr;
@@ -29,7 +28,7 @@ public:
         kTolerated,  ///< what is missing is guessed; see isDamaged
         kRefused,
     };
-    /// Every scan goes over all of the picture, however few bytes it has. Encoders write about ten,
+    /// Every scan goes over all of the image, however few bytes it has. Encoders write about ten,
     /// those that try for the smallest file a few dozen.
     static constexpr int kMostScans = 100;
 
@@ -39,13 +38,13 @@ public:
     ~JpegDecoder() { jpeg_destroy_decompress(&m_jpeg); }
 
     /// Reads up to the pixels, of which nothing is reserved or decoded; the bytes or the file are
-    /// needed until the end. False when it is no JPEG: error says why.
+    /// needed until the end. False when it is no JPEG: error returns why.
     bool readHeader(const std::uint8_t *jpeg, std::size_t bytes);
     bool readHeader(std::FILE *file);
     unsigned int width() const { return m_jpeg.image_width; }
     unsigned int height() const { return m_jpeg.image_height; }
-    /// Writes width * height RGB888 pixels, after readHeader. Takes pictures without Huffman
-    /// tables, as cameras send them. False when it is not to be had: error says why.
+    /// Writes width * height RGB888 pixels, after readHeader. Takes images without Huffman tables,
+    /// as cameras send them. False when it cannot be decoded: error returns why.
     bool decode(std::uint8_t *rgb);
 
     bool isDamaged() const { return m_errors.num_warnings != 0; }

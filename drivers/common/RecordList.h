@@ -8,9 +8,9 @@
 
 namespace nubrix {
 
-/// Fills as many records as there is room for, one for each of the entries that `look` returns, by
-/// `describe(entry, record)`. `count` holds the room on entry and tells how many there are, 0
-/// whenever it fails: -4 when it or the records are null, -1 when one of the two throws.
+/// Fills as many records as there is space for, one for each of the entries that `look` returns, by
+/// `describe(entry, record)`. `count` holds the capacity on entry and returns the number of filled
+/// records, 0 whenever it fails: -4 when it or the records are null, -1 when one of the two throws.
 /// Thread-safe.
 template <class Look, class Describe, class Record>
 int listRecords(Look look, Describe describe, Record *records, unsigned int *count)

@@ -6,7 +6,7 @@
 
 namespace nubrix {
 
-/// Shared by the device, its streams, the protocol's heartbeat and the watch. Thread-safe.
+/// Shared by the device, its streams, its worker and the watch. Thread-safe.
 class CameraState {
 public:
     using Clock = std::chrono::steady_clock;

@@ -1,4 +1,4 @@
-// The thread that talks to one camera, so that nobody else waits for a silent one.
+// The thread that talks to one camera, so that nobody else waits for an unresponsive one.
 #pragma once
 
 #include <chrono>

@@ -144,7 +144,7 @@ ControlChannel::Outcome ControlChannel::takeControl()
     const Outcome outcome = writeRegister(kControlRegister, kControl);
     m_hasControl = outcome == Outcome::kFine;
     m_lastKept = Clock::now();
-    // A camera that cannot be told keeps its own.
+    // A camera that refuses the time-out keeps its own.
     if (m_hasControl)
         writeRegister(kHeartbeatRegister, kHeartbeatMs);
     return outcome;

@@ -23,15 +23,15 @@ public:
     enum class Outcome {
         kFine,
         kRefused,  ///< by the camera; see refusal()
-        kSilent,   ///< nothing has come for some time
+        kSilent,   ///< nothing was received for some time
         kLate,     ///< the camera answers, but the end has come
         kOdd,      ///< an answer that is none to what was asked
     };
 
     explicit ControlChannel(std::string address) : m_address(std::move(address)) {}
 
-    /// Of a call that must be done by then. Once a call has found the camera silent, all of its
-    /// accesses fail.
+    /// Begins a call that must be done by then. Once a call has found the camera unresponsive, all
+    /// of its accesses fail.
     void begin(Clock::time_point end);
     /// Every access fails from now on, also the one that waits. Thread-safe.
     void interrupt() { m_interrupted = true; }
@@ -41,7 +41,7 @@ public:
     /// Any number of bytes; `place` is a multiple of 4.
     Outcome readMemory(std::uint32_t place, std::uint8_t *bytes, std::size_t size);
     Outcome writeMemory(std::uint32_t place, const std::uint8_t *bytes, std::size_t size);
-    /// In this call nothing came for some time.
+    /// In this call nothing was received for some time.
     bool isSilent() const { return m_isSilent; }
     bool hasHeard() const { return m_hasHeard; }
     /// In this call something was not done because its end had come, or because of the silence.
@@ -51,7 +51,7 @@ public:
 
     /// Becomes the controller.
     Outcome takeControl();
-    /// Lets the camera go if it is ours.
+    /// Gives up the control if this channel has it.
     void releaseControl();
     /// To be called every kBeat: the camera forgets a controller that it does not hear for longer.
     /// False when the control is lost.

@@ -139,8 +139,7 @@ GType deviceType()
     return type;
 }
 
-/// Aravis takes whatever the camera tells for true: where its description lies, and how large it
-/// is.
+/// Aravis does not check where the camera reports its description to be, and how large.
 gboolean checkDescription(ControlChannel &channel, GError **error)
 {
     for (const std::uint32_t place : kDescriptionRegisters) {
@@ -189,8 +188,8 @@ ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GI
                             "or have no end");
         return nullptr;
     }
-    // Without the control Aravis' heartbeat does nothing: it would wait for seconds for a camera
-    // that is silent, and its end for it.
+    // Without the control Aravis' heartbeat does nothing. With it, it would wait for seconds for an
+    // unresponsive camera, and the device's destruction for the heartbeat.
     if (!arv_gv_device_leave_control(ARV_GV_DEVICE(device.get()), out))
         return nullptr;
     const Outcome outcome = channel.takeControl();

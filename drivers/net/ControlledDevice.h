@@ -11,13 +11,13 @@ namespace nubrix {
 /// Reads the description of the camera, makes its device and takes the control; null with an error
 /// otherwise. The channel must outlive it, and its end is that of everything that is done with the
 /// device. What Aravis reads to make it goes by a socket of its own, which has no end: see
-/// closeAddress. `local` is the address of this machine. Not thread-safe.
+/// closeAddress. `local` is the host's address towards the camera. Not thread-safe.
 ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GInetAddress &remote,
                                 Error &error);
 
 /// Whatever Aravis sends to this address fails at once from now on, and half a second later
-/// whatever it waits for. Also before the last reference of a device is given up, because it lets
-/// the camera go by itself then. Thread-safe.
+/// whatever it waits for. Also called before the last reference of a device is dropped, because
+/// Aravis then releases the camera by itself. Thread-safe.
 void closeAddress(GInetAddress &address);
 
 /// The error of an answer that came, but too late. Thread-safe.

@@ -16,7 +16,7 @@ constexpr std::string_view kLocal = "local:";
 constexpr std::string_view kArchive("PK\3\4", 4);
 constexpr std::string_view kEntry("PK\1\2", 4);  // of the directory of an archive
 constexpr std::size_t kEntryBytes = 46;
-constexpr std::size_t kEntrySize = 24;  // where it tells the size of its content, 4 bytes
+constexpr std::size_t kEntrySize = 24;  // where the size of its content is, 4 bytes
 
 /// Takes a hexadecimal number and what ends it, ';', '?' or nothing, off the text.
 bool takeNumber(std::string_view &text, std::uint32_t &number)

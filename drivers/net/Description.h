@@ -1,4 +1,4 @@
-// What a camera tells of where its GenICam description lies, and how large it is.
+// What a camera reports about the place and size of its GenICam description.
 #pragma once
 
 #include <cstddef>
@@ -17,12 +17,12 @@ struct Description {
     bool isArchive;
 };
 
-/// Where a description lies in the camera, from what it told, "Local:name;place;size"; nothing for
-/// any other. Descriptions elsewhere, in files of this machine or in the web, are not read: a
-/// camera must not choose what the application opens. Thread-safe.
+/// Where a description lies in the camera, from the location that it reports,
+/// "Local:name;place;size"; nothing for any other. Descriptions elsewhere, in files of the host or
+/// in the web, are not read: a camera must not choose what the application opens. Thread-safe.
 std::optional<Description> localDescription(const std::string &told);
 
-/// The bytes are an archive whose content says that it is larger than kLargestDescription.
+/// The bytes are an archive whose directory states a content larger than kLargestDescription.
 /// Thread-safe.
 bool isDescriptionTooLarge(const std::uint8_t *bytes, std::size_t size);
 

@@ -43,7 +43,7 @@ std::string textOf(ArvDomNode *element)
     return text;
 }
 
-/// Aravis takes as much memory as a register is said to be long, and ends the process without it.
+/// Aravis allocates the stated length of a register, and ends the process without that memory.
 /// What is read here is no plain register, so its length must be known before.
 bool hasLength(const std::string &kind, const std::string &tag, const std::string &text)
 {

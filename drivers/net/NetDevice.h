@@ -24,8 +24,8 @@ namespace nubrix {
 class NetDevice final : public NubrixBaseDevice {
 public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
-    /// holds it and does not let it go in time, -1 when it does not say what it has. Says why. One
-    /// that gives no pictures is opened, without streams. Waits for a camera that is held as long
+    /// holds it and does not release it in time, -1 when its description cannot be used. Logs why.
+    /// One that sends no frames is opened, without streams. Waits for a camera that is held as long
     /// as the settings say; no longer than kOpening in all. Any thread; may block.
     static int open(const std::string &address, const NetSettings &settings,
                     std::unique_ptr<NetDevice> &device);

@@ -9,7 +9,7 @@ namespace nubrix {
 
 namespace {
 
-/// Cameras tell what they like; sums of sizes are computed in 64 bits and end here.
+/// Cameras may report any number; sums of sizes are computed in 64 bits and limited here.
 int sizeOf(std::int64_t pixels)
 {
     constexpr std::int64_t kLargest = std::numeric_limits<unsigned short>::max();

@@ -17,7 +17,7 @@ namespace nubrix {
 namespace {
 
 constexpr unsigned int kInFlight = 4;         // of the 10 frames of a pool
-constexpr std::size_t kMostChunks = 1 << 20;  // bytes that may come with a picture
+constexpr std::size_t kMostChunks = 1 << 20;  // bytes that may come with a frame
 
 void releaseFrame(void *frame)
 {

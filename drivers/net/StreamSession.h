@@ -46,7 +46,7 @@ public:
     void end();
     /// Stops the camera. Driver thread only.
     void stopCamera(ArvCamera &camera);
-    /// Lets go what begin took; after end. Driver thread only.
+    /// Releases what begin took; after end. Driver thread only.
     void tearDown();
 
     /// Its frame callback has not returned. Thread-safe.

@@ -12,7 +12,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLongestDecoding{3000};  // then the camera counts as silent
+constexpr std::chrono::milliseconds kLongestDecoding{3000};  // then the camera is unresponsive
 constexpr unsigned int kLargestDepthMm = 0xffff >> 2;        // with two bits after the point
 
 /// Whole millimetres, little-endian, to 14.2 fixed point.

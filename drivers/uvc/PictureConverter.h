@@ -35,7 +35,7 @@ public:
 
     /// Writes frameBytes() to `frame`.
     Conversion convert(const std::uint8_t *source, std::size_t bytes, std::uint8_t *frame);
-    /// Why nothing came of the last picture; empty when that is plain.
+    /// Why the last frame could not be converted; empty when that is plain.
     const std::string &fault() const { return m_fault; }
 
 private:

@@ -85,7 +85,7 @@ int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int 
 int UvcDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count)
 {
     if (count != nullptr)
-        *count = kGmslRecords;  // it is not for the caller to say
+        *count = kGmslRecords;  // the caller does not choose it
     return listRecords([this] { return m_table.otherNodes(); }, describeNode, records, count);
 }
 

@@ -163,7 +163,7 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
             return Result::kLost;
         }
     }
-    if (frame.info().dataSize > series->largest)  // what the caller has room for
+    if (frame.info().dataSize > series->largest)  // for which the caller has space
         return Result::kLost;
     std::memcpy(data, frame.data(), frame.info().dataSize);
     return Result::kFilled;
@@ -180,7 +180,7 @@ std::optional<RecordedPicture> RecordingSource::recorded(unsigned int streamType
         std::min<std::uint64_t>(frameIndex / series->records.size(), kMostUs / m_passUs);
     RecordInfo info = {};
     {
-        // One that cannot be read any more keeps its place: fill says that it is lost.
+        // One that cannot be read any more keeps its place: fill returns that it is lost.
         const std::lock_guard<std::mutex> lock(m_lock);
         m_reader.info(series->records[place], &info);
     }

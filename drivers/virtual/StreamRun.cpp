@@ -71,7 +71,7 @@ bool StreamRun::runFrame(std::uint32_t &frameIndex)
         return !isEnding();
     }
     const Time capture = nextCapture(frameIndex);
-    // In real time a picture is ready before its time, so that it can be delivered in time.
+    // In real time an image is rendered before its time, so that it can be delivered in time.
     FramePtr frame;
     if (!isFree() && !render(frameIndex, frame))
         return false;
@@ -186,7 +186,7 @@ void StreamRun::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, T
 
 void StreamRun::awaitReturn(NubrixFrameRef &frame)
 {
-    // Nobody tells when a frame is given back, so its count is looked at: ours alone is 1.
+    // Nothing reports when a frame is returned, so its count is polled: ours alone is 1.
     auto nap = kShortestNap;
     while (!isEnding() && !isSought()) {
         frame.incRef();

@@ -59,7 +59,7 @@ private:
     /// Delivers the next frame from `frameIndex` on, or does not, and counts it. False at the end.
     bool runFrame(std::uint32_t &frameIndex);
     Time nextCapture(std::uint32_t &frameIndex) const;
-    /// Leaves `frame` empty when there is no room or no picture. False when there are no more.
+    /// Leaves `frame` empty when there is no space or no image. False when there are no more.
     bool render(std::uint32_t frameIndex, FramePtr &frame);
     NubrixFrameRef *takeFrame();
     void describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,

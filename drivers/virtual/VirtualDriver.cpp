@@ -46,7 +46,7 @@ VirtualDriver::~VirtualDriver()
     m_devices.clear();
     for (const auto &camera : m_cameras)
         camera->breakOffUpgrades();
-    m_threads.joinAll();  // they may still tell the hot-plug thread something
+    m_threads.joinAll();  // they may still post to the hot-plug thread
     m_hotPlug.stop();
 }
 

@@ -21,13 +21,13 @@ namespace nubrix {
 /// Not thread-safe.
 class RecordIndex final {
 public:
-    /// Where a record stands, and all that its tag said when it was found.
+    /// Where a record stands, and all values of its tag when it was found.
     struct Entry {
         std::uint64_t offset;
         std::uint64_t timestampUs;
         std::uint32_t index;
         std::uint32_t dataSize;
-        std::uint16_t width;  // a sound tag has no more than 16 bits of these three
+        std::uint16_t width;  // a valid tag has no more than 16 bits of these three
         std::uint16_t height;
         std::uint16_t streamType;
 

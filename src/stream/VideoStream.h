@@ -46,8 +46,8 @@ public:
     void onNewSensorFrame(NubrixFrameRef *frame);
     /// The newest frame, left in the queue unless `pop`. -2 when not started, -5 without a frame.
     int readFrame(xp<NubrixFrameRef> &out, bool pop);
-    /// A listener begins to take frames: it is told of the newest one again if the driver waits for
-    /// that to be given back.
+    /// A listener begins to take frames: it is notified of the newest one again if the driver waits
+    /// for that to be returned.
     void onListenerBegins();
     /// A listener that leaves frames in the queue has no need of the newest one any more.
     void onListenerDone();

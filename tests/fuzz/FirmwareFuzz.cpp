@@ -1,4 +1,4 @@
-// Any bytes at all as a firmware image: what is accepted is sound, and nothing else is refused.
+// Any bytes at all as a firmware image: what is accepted is valid, and nothing else is refused.
 #include <cstring>
 #include <string>
 #include <string_view>

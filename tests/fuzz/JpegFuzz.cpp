@@ -1,4 +1,4 @@
-// Any bytes at all as a picture: what is decoded is within its limits, and what is decoded without
+// Any bytes at all as a JPEG: what is decoded is within its limits, and what is decoded without
 // damage is so however strict the reader is.
 #include <cstdint>
 #include <vector>

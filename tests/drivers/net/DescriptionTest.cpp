@@ -13,7 +13,7 @@ bool isTooLarge(const std::string &bytes)
                                  bytes.size());
 }
 
-/// An archive whose directory tells of a content of so many bytes.
+/// An archive whose directory states a content of so many bytes.
 std::string archiveOf(std::uint32_t size)
 {
     std::string bytes("PK\3\4", 4);

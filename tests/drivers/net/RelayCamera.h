@@ -17,7 +17,7 @@
 
 namespace nubrix {
 
-/// Passes control packets on to a camera of this machine and its answers back. The pictures come
+/// Passes control packets on to a camera of this host and its answers back. The frames come
 /// from the camera itself. Thread-safe.
 class RelayCamera {
 public:

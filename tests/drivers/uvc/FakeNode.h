@@ -41,7 +41,7 @@ public:
     bool takesUserMemory = true;
     bool enumeratesSizes = true;
     unsigned int paddingBytes = 0;  // at the end of each row
-    unsigned int spareBytes = 0;    // of the buffers, beyond a picture
+    unsigned int spareBytes = 0;    // of the buffers, beyond an image
     unsigned int missingBytes = 0;  // that it does not speak of when asked for its buffers' size
     unsigned int leastBuffers = 0;  // it takes no fewer
     unsigned int givenRate = 0;     // that it is set to whatever it is asked for; 0: that

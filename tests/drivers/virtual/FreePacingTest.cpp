@@ -1,4 +1,4 @@
-// A camera that waits for every frame to be given back, with all that an application can do with
+// A camera that waits for every frame to be returned, with all that an application can do with
 // frames at once: through the library and the plug-in, as an application uses them. Run with the
 // plug-in's folder as LD_LIBRARY_PATH.
 #include <gmock/gmock.h>
@@ -94,7 +94,7 @@ protected:
         }
         return true;
     }
-    /// The next frame, to be given back. A wait does not see a frame that came just before it.
+    /// The next frame, to be released. A wait does not see a frame that came just before it.
     typedefNubrixFrame *take(NubrixStream *stream)
     {
         typedefNubrixFrame *frame = nullptr;
@@ -311,7 +311,7 @@ TEST_F(FreePacingTest, ACallbackGetsEveryFrameBesideTheRecorderOfAnotherStream)
     Given given{m_context, {}};
     NubrixStream *const depth = open(NUBRIX_STREAM_DEPTH, &Given::onFrame, &given);
     NubrixStream *const color = open(NUBRIX_STREAM_COLOR);
-    // A stream with a callback tells nobody else of its frames, but the recorder does no harm.
+    // A stream with a callback notifies nobody else of its frames, but the recorder does no harm.
     NubrixRecord *const made = recorder("beside.bin", {color, depth});
     ASSERT_EQ(m_context->recorderStart(made), 0);
     ASSERT_TRUE(awaitReturned(NUBRIX_STREAM_COLOR));

@@ -367,7 +367,7 @@ TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome
         for (std::size_t i = 0; i < 3; ++i)
             expectSame(frames[i], sent[2 * i + 3]);
     };
-    // The bytes that it now claims are there, but a frame has no room for them.
+    // The bytes that it now claims are there, but a frame has no space for them.
     depthOf(tagOf(sent[1], sent[1].pixels.size() * 2));
     depthOf(tagOf(sent[1], sent[1].pixels.size() - 1));
     SentRecord other = sent[1];

@@ -435,7 +435,7 @@ TEST_F(VirtualStreamTest, IsDestroyedFromWithinItsFrameCallback)
         ending.run();
         EXPECT_EQ(ending.stream, nullptr);
         {
-            // There is room for another one at once.
+            // There is space for another one at once.
             TestStream next(device, NUBRIX_STREAM_IR);
             ASSERT_EQ(next.start(), 0);
             EXPECT_TRUE(next.sink().await(3));
