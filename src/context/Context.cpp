@@ -72,8 +72,12 @@ int Context::initialize()
     logPrint(kLogMilestone, "Nubrix SDK  Initialize start");
     logEmptyLine();
     return guarded([this] {
-        if (!lockLife())
-            return refuseUninitialized();
+        if (!lockLife()) {
+            if (m_gate.isShut() || !m_initialized)
+                return refuseUninitialized();
+            logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
+            return 0;
+        }
         const MutexLock life(m_lifeLock, std::adopt_lock);
         const CriticalSectionScoped lock(*m_apiLock);
         if (!m_initialized)
@@ -146,8 +150,8 @@ int Context::destroy()
     }
     return guarded([this] {
         const MutexLock life(m_lifeLock);
-        m_events.beginDropping();
         m_gate.shut();
+        m_events.beginDropping();
         logEmptyLine();
         m_waiters.wakeAll();
         m_gate.waitForOthers();
@@ -224,22 +228,25 @@ void Context::deviceStateCallback(const char *deviceAddr, const char *serial, co
                                   unsigned int state, void *user)
 {
     auto *const context = static_cast<Context *>(user);
-    std::optional<Gate::Entry> entry;
-    {
-        const MutexLock guard(g_existingMutex.get());
-        const Context *each = g_firstExisting;
-        while (each && each != context)
-            each = each->m_nextExisting;
-        if (!each)
-            return;
-        entry.emplace(context->m_gate);
-        if (!*entry)
-            context->m_events.drop();
-    }
-    if (*entry)
-        context->onDeviceState(deviceAddr, serial, location, state);
-    else
-        logEmptyLine();
+    guarded([&] {
+        std::optional<Gate::Entry> entry;
+        {
+            const MutexLock guard(g_existingMutex.get());
+            const Context *each = g_firstExisting;
+            while (each && each != context)
+                each = each->m_nextExisting;
+            if (!each)
+                return 0;
+            entry.emplace(context->m_gate);
+            if (!*entry)
+                context->m_events.miss();
+        }
+        if (*entry)
+            context->onDeviceState(deviceAddr, serial, location, state);
+        else
+            logEmptyLine();
+        return 0;
+    });
 }
 
 void Context::setErrorCode(NubrixErrorCode code)

@@ -132,14 +132,14 @@ int Context::findCamera(const char *uri, std::string &path, NubrixBaseDriver *&d
         path = uri;
         driver = m_drivers.of(DRIVER_TYPE_UVC);
     } else {
-        if (!uri && m_records.count() == 0) {
+        const auto found = m_records.find(uri);
+        if (!found && uri)
+            return refuseAddress();
+        if (!found) {
             setErrorNumber(NUBRIX_ERR_DEVICE_NOT_FOUND);
             logPrint(kLogError, "Not find device!");
             return -4;
         }
-        const auto found = m_records.find(uri);
-        if (!found)
-            return refuseAddress();
         path = found->uri;
         driver = m_drivers.ofTransport(found->transport);
     }
@@ -182,8 +182,13 @@ int Context::closeDevice(NubrixDevice *handle)
         });
         if (refused != 0)
             return refused;
-        closeStreamsOfDevice(*device);
-        device->close();
+        try {
+            closeStreamsOfDevice(*device);
+            device->close();
+        } catch (...) {
+            device->cancelClose();
+            throw;
+        }
         std::shared_ptr<NubrixBaseUpgrade> upgrader;
         {
             const CriticalSectionScoped lock(*m_apiLock);
@@ -220,8 +225,10 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
 bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
                             unsigned int state)
 {
+    std::vector<std::shared_ptr<NubrixBaseUpgrade>> upgraders;  // none is deleted under the lock
     const CriticalSectionScoped lock(*m_apiLock);
-    for (const auto &each : m_upgrades.all()) {
+    upgraders = m_upgrades.all();
+    for (const auto &each : upgraders) {
         NubrixBaseUpgrade *const upgrader = each.get();
         const std::string own = upgrader->getDeviceLocation();
         if (own != orEmpty(location) && !contains(orEmpty(location), kTunnelled) &&

@@ -10,7 +10,11 @@ NubrixBaseContext *ContextFactory()
 {
     nubrix::Context *context = g_nubrixContext;
     if (!context) {
-        context = new nubrix::Context;
+        try {
+            context = new nubrix::Context;
+        } catch (...) {
+            return nullptr;
+        }
         g_nubrixContext = context;
     }
     return context;

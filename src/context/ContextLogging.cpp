@@ -6,7 +6,7 @@
 
 #include "base/LibraryFolder.h"
 #include "base/LogCall.h"
-#include "context/Context.h"
+#include "context/ContextGuards.h"
 #include "log/LogDriver.h"
 #include "nubrix/ini.h"
 
@@ -70,15 +70,17 @@ int Context::readConfigLogMode()
 
 int Context::setLogFileSavePath(const char *folder)
 {
-    const int result = folder ? logSetFilePath(folder) : 0;
-    initConfigFilePath();
-    readConfigLogMode();
-    return result;
+    return guarded([&] {
+        const int result = folder ? logSetFilePath(folder) : 0;
+        initConfigFilePath();
+        readConfigLogMode();
+        return result;
+    });
 }
 
 int Context::setLogFolder(const char *folder)
 {
-    return logSetFilePath(folder);
+    return guarded([&] { return logSetFilePath(folder); });
 }
 
 int Context::setLogLevel(unsigned int level)

@@ -1,6 +1,6 @@
 // Photos: the newest colour frame as a bitmap file.
 #include <cstdint>
-#include <cstring>
+#include <optional>
 
 #include "base/ErrorNumber.h"
 #include "base/xp.h"
@@ -11,15 +11,15 @@ namespace nubrix {
 
 namespace {
 
-// The bytes of the pixels, 0 for a frame without pixels or with too little data.
-std::uint64_t pixelBytes(const typedefNubrixFrame &frame)
+// The bytes of the pixels, nothing when the frame has less data than it should.
+std::optional<std::uint64_t> pixelBytes(const typedefNubrixFrame &frame)
 {
     if (frame.width < 0 || frame.height < 0)
-        return 0;
+        return std::nullopt;
     // Three times a product of two such numbers fits.
     const auto bytes =
         static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height) * 3;
-    return frame.dataSize >= bytes ? bytes : 0;
+    return frame.dataSize >= bytes ? std::make_optional(bytes) : std::nullopt;
 }
 
 }  // namespace
@@ -55,11 +55,11 @@ int Context::copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned cha
         if (const int failed = stream->getFrame(newest))  // up to 1 s, without the API lock
             return failed;
         frame = newest->frame();
-        const std::uint64_t bytes = pixelBytes(frame);
-        if (frame.pixelFormat != NUBRIX_PIXEL_RGB888 || bytes == 0)
+        const auto bytes = pixelBytes(frame);
+        if (frame.pixelFormat != NUBRIX_PIXEL_RGB888 || !bytes)
             return -8;
         const auto *const source = static_cast<const unsigned char *>(frame.data);
-        pixels.assign(source, source + bytes);
+        pixels.assign(source, source + *bytes);
         frame.data = pixels.data();
         return 0;
     });

@@ -143,12 +143,13 @@ int Context::destroyStream(NubrixStream *handle)
         {
             const CriticalSectionScoped lock(*m_apiLock);
             stream = m_streams.retire(handle);
+            for (const auto &recorder : m_recorders.all())
+                recorder->forget(stream.get());
         }
         logPrint(kLogInfo, "After remove stream, the size=%d", static_cast<int>(m_streams.size()));
         if (!stream)  // another thread was faster
             return 0;
         shutDown(stream);
-        stream.reset();
         for (const auto &retired :
              m_streams.retired()) {  // by their callbacks, which have returned
             if (retired->hasEnded())

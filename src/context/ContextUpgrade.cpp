@@ -32,7 +32,6 @@ int Context::deviceStartUpgradeOffLine(NubrixDevice *handle,
         std::shared_ptr<NubrixBaseUpgrade> upgrader;
         if (!findUpgrader(handle, device, upgrader))
             return refuseDevice();
-        m_upgrades.setActive(upgrader);
         NubrixBaseDriver *const uvc = m_drivers.of(DRIVER_TYPE_UVC);
         if (!uvc)
             return -1;
@@ -43,8 +42,8 @@ int Context::deviceStartUpgradeOffLine(NubrixDevice *handle,
     return inside(start, &refuseDevice);
 }
 
-// Without the API lock: a driver may wait here for its thread, which waits for that lock. False
-// when the camera was closed meanwhile.
+// Makes the camera's upgrader the active one. Without the API lock at first: a driver may wait here
+// for its thread, which waits for that lock. False when the camera was closed meanwhile.
 bool Context::findUpgrader(NubrixDevice *handle, const std::shared_ptr<Device> &device,
                            std::shared_ptr<NubrixBaseUpgrade> &upgrader)
 {
@@ -56,6 +55,7 @@ bool Context::findUpgrader(NubrixDevice *handle, const std::shared_ptr<Device> &
         return false;
     known = m_upgrades.add(handle, upgrader);
     known.swap(upgrader);
+    m_upgrades.setActive(upgrader);
     return true;
 }
 

@@ -44,6 +44,12 @@ public:
         m_missed = m_missed || m_dropped;
         return m_dropped;
     }
+    /// An event was dropped elsewhere.
+    void miss()
+    {
+        const MutexLock guard(m_mutex);
+        m_missed = true;
+    }
     void beginDropping()
     {
         const MutexLock guard(m_mutex);

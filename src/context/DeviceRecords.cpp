@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/CriticalSectionScoped.h"
 #include "base/LogCall.h"
 
 namespace nubrix {
@@ -19,13 +20,14 @@ std::string textOf(const char (&field)[Size])
 
 void DeviceRecords::clear()
 {
-    const MutexLock listing(m_listing);
+    const CriticalSectionScoped listing(m_listing);
     m_count = 0;
+    publish();
 }
 
 int DeviceRecords::append(NubrixBaseDriver &driver)
 {
-    const MutexLock listing(m_listing);
+    const CriticalSectionScoped listing(m_listing);
     const int result = appendLocked(driver);
     publish();
     return result;
@@ -44,7 +46,7 @@ int DeviceRecords::appendLocked(NubrixBaseDriver &driver)
 
 void DeviceRecords::rebuild(const DriverTable &drivers)
 {
-    const MutexLock listing(m_listing);
+    const CriticalSectionScoped listing(m_listing);
     m_count = 0;
     for (const auto &[type, driver] : drivers.loaded()) {
         logPrint(kLogInfo, "get device list");
@@ -66,7 +68,7 @@ void DeviceRecords::publish()
 
 void DeviceRecords::readGmsl(NubrixBaseDriver &driver)
 {
-    const MutexLock listing(m_gmslListing);
+    const CriticalSectionScoped listing(m_gmslListing);
     unsigned int count = m_gmslCount;  // kept: the driver is given the count before
     driver.getGmslDeviceList(m_gmslTable, &count);
     m_gmslCount = std::min(count, kCapacity);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/CriticalSectionImpl.h"
 #include "base/Mutex.h"
 #include "context/DriverTable.h"
 #include "nubrix/types.h"
@@ -53,10 +54,11 @@ private:
     int appendLocked(NubrixBaseDriver &driver) NUBRIX_REQUIRES(m_listing);
     void publish();
 
-    Mutex m_listing;  // one listing at a time; held while drivers are asked
+    // One listing at a time; held while drivers are asked. Recursive: one may report an event then.
+    CriticalSectionImpl m_listing;
     typedefNubrixeviceAttribute m_table[kCapacity] = {};
     std::atomic<unsigned int> m_count{0};
-    Mutex m_gmslListing;  // as m_listing
+    CriticalSectionImpl m_gmslListing;
     _NubrixGmslDeviceInfo m_gmslTable[kCapacity] = {};
     std::atomic<unsigned int> m_gmslCount{0};
 

@@ -80,6 +80,7 @@ std::vector<Gate::Visitor>::iterator Gate::self()
 
 void Gate::add()
 {
+    m_visitors.reserve(m_visitors.size() + 2);  // so that shut needs no memory
     m_visitors.push_back({std::this_thread::get_id(), 1});
 }
 

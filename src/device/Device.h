@@ -31,6 +31,8 @@ public:
     int open2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path);
     /// True for the one who may close the device. From then on it makes no streams. Thread-safe.
     bool beginClose();
+    /// Closing has failed and may be tried again.
+    void cancelClose() { m_closing = false; }
     /// 0 when it was not open, else what the driver returned; closed either way. Waits for calls
     /// into the driver's device and its streams; later ones find it gone.
     int close();

@@ -107,6 +107,12 @@ int StreamRecorder::DeAttachStream(VideoStream *stream)
     return 0;
 }
 
+void StreamRecorder::forget(VideoStream *stream)
+{
+    const CriticalSectionScoped guard(m_lock);
+    m_attachedStreams.erase(stream);
+}
+
 int StreamRecorder::Start()
 {
     m_started = true;

@@ -34,6 +34,8 @@ public:
     int AttachStream(VideoStream *stream, unsigned int recordType, unsigned int extra);
     /// 0, or -4 when the stream is not attached.
     int DeAttachStream(VideoStream *stream);
+    /// The stream is about to be deleted: as DeAttachStream, without a line in the log.
+    void forget(VideoStream *stream);
     int Start();
     /// Flushes the file, which stays open.
     int Stop();

@@ -23,8 +23,7 @@ void FrameReturn::onListenerDone()
 
 bool FrameReturn::mustNotifyAgain(NubrixFrameRef *newest)
 {
-    if (!std::exchange(m_listenerBegins, false) || !m_forListeners || !m_notified ||
-        m_listenerDone || m_shelved)
+    if (!std::exchange(m_listenerBegins, false) || !m_forListeners || m_listenerDone || m_shelved)
         return false;
     const auto *const frame = dynamic_cast<InternalFrame *>(newest);
     return frame && frame->count() > 1;

@@ -44,7 +44,7 @@ bool VideoStream::shutDown()
         first = !m_shutDown;
         m_shutDown = true;
     }
-    if (first)
+    if (first || hasStarted())  // another thread may be stopping it
         stop();
     m_callbackWorker.close();
     return m_callbackWorker.awaitEnd();
@@ -73,7 +73,12 @@ int VideoStream::start()
         logPrint(kLogError, "start stream thread failed[%d]", failed);
         return failed;
     }
-    m_sensor.newFrameSignal().connect(this, &VideoStream::onNewSensorFrame);
+    try {
+        m_sensor.newFrameSignal().connect(this, &VideoStream::onNewSensorFrame);
+    } catch (...) {
+        stopStreamWorker();
+        throw;
+    }
     m_started = true;
     return m_sensor.start();
 }
@@ -81,14 +86,22 @@ int VideoStream::start()
 void VideoStream::stop()
 {
     logEmptyLine();
-    if (hasStarted())
+    bool callbackStopped = false;
+    while (!stopAllBut(callbackStopped)) {
         stopCallbackWorker();
+        callbackStopped = true;
+    }
+}
+
+// All but the callback's thread, which is stopped before. False when the stream was started since.
+bool VideoStream::stopAllBut(bool callbackStopped)
+{
     const MutexLock change(m_change);
+    if (m_started && !callbackStopped)
+        return false;
     if (m_started) {
         m_sensor.newFrameSignal().disconnect(this);
-        b_NewFrameThreadStarted = false;
-        m_streamEvent.set();
-        m_streamWorker->stop();
+        stopStreamWorker();
         m_sensor.stop();
     }
     const CriticalSectionScoped guard(m_queueLock);
@@ -97,9 +110,17 @@ void VideoStream::stop()
     m_queue.clear();
     m_return.reset();
     m_started = false;
+    return true;
 }
 
-// Waits for a start that is under way, so that the stop after it takes effect.
+void VideoStream::stopStreamWorker()
+{
+    b_NewFrameThreadStarted = false;
+    m_streamEvent.set();
+    m_streamWorker->stop();
+}
+
+// Waits for a start or stop that is under way.
 bool VideoStream::hasStarted()
 {
     const MutexLock change(m_change);

@@ -65,8 +65,8 @@ public:
     Device &device() const { return m_device; }
     NewFrameSignal &newFrameSignal() { return m_newFrame; }
 
-    /// Whether the callback's thread has ended, or was never started.
-    bool hasEnded() { return m_callbackWorker.hasEnded(); }
+    /// Whether it is stopped, and the callback's thread has ended or was never started.
+    bool hasEnded() { return !m_started && m_callbackWorker.hasEnded(); }
 
 private:
     static bool newFrameThreadFunc(void *self);
@@ -78,6 +78,8 @@ private:
     void passEventOn();
     bool queueIsEmpty();
     bool hasStarted();
+    bool stopAllBut(bool callbackStopped);
+    void stopStreamWorker();
     NubrixFrameRef *newest() const NUBRIX_REQUIRES(m_queueLock)
     {
         return m_queue.empty() ? nullptr : m_queue.front();

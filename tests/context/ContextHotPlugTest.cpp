@@ -1,6 +1,7 @@
 // Cameras that come and go.
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "tests/context/ContextFixture.h"
 
@@ -291,6 +292,20 @@ TEST_F(HotPlug, ADriverSlowToListItsCamerasHoldsNobodyUp)
     goOn.add();
     ASSERT_TRUE(m_usb.waitForAnnouncements());
     EXPECT_THAT(listed(), ElementsAre("usb:1", "net:1"));
+}
+
+TEST_F(HotPlug, ADriverMayReportAnEventWhileItListsItsCameras)
+{
+    ASSERT_EQ(context().setDeviceStateCallback(&first, nullptr), 0);
+    bool raised = false;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "getDeviceList 60" && !std::exchange(raised, true))
+            m_usb.raise("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+    });
+    m_usb.raise("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
+    m_usb.setHook({});
+    EXPECT_TRUE(raised);
+    EXPECT_EQ(g_seen.size(), 2U);
 }
 
 }  // namespace

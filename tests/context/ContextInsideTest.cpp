@@ -164,6 +164,17 @@ TEST_F(Inside, TransportFourBelongsToTheMiniDriver)
     EXPECT_THAT(m_mini.takeCalls(), Contains("closeDevice mini:1"));
 }
 
+TEST_F(Inside, ATableThatIsClearedKnowsNoCamera)
+{
+    DeviceRecords records;
+    ASSERT_EQ(records.append(m_usb), 0);
+    ASSERT_TRUE(records.find("usb:1"));
+    records.clear();
+    EXPECT_EQ(records.count(), 0U);
+    EXPECT_FALSE(records.find("usb:1"));
+    EXPECT_FALSE(records.find(nullptr));
+}
+
 TEST_F(Inside, ADriverThatFailsWithoutACountAddsSixtyRecords)
 {
     m_usb.leavesCount = true;

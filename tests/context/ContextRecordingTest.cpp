@@ -266,5 +266,15 @@ TEST_F(Recording, ManyThreadsMayRecord)
         thread.join();
 }
 
+TEST_F(Recording, AStreamThatWasDestroyedIsNotRecorded)
+{
+    NubrixRecord *const recorder = create();
+    NubrixStream *const stream = opened(NUBRIX_STREAM_DEPTH);
+    ASSERT_EQ(context().recorderAttachStream(recorder, stream), 0);
+    ASSERT_EQ(destroyStream(stream), 0);
+    EXPECT_EQ(context().recorderStart(recorder), 0);
+    EXPECT_EQ(context().destroyRecorder(recorder), 0);
+}
+
 }  // namespace
 }  // namespace nubrix

@@ -255,9 +255,14 @@ TEST_F(Threads, AStreamIsDestroyedWhileItsCameraIsClosed)
     for (int i = 0; i < 30; ++i) {
         NubrixDevice *const device = i == 0 ? m_device : open();
         NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR, device);
+        m_usb.takeCalls();
         std::thread destroyer([&] { EXPECT_THAT(destroyStream(stream), AnyOf(0, -13)); });
         EXPECT_EQ(context().closeDevice(device), 0);
         destroyer.join();
+        const std::vector<std::string> calls = m_usb.takeCalls();
+        const auto stopped = std::find(calls.begin(), calls.end(), "usb:1 stream 1 stop");
+        const auto closed = std::find(calls.begin(), calls.end(), "closeDevice usb:1");
+        EXPECT_LT(stopped - calls.begin(), closed - calls.begin());
     }
 }
 
