@@ -1,5 +1,6 @@
 // Cameras: listing, opening, closing, arriving and leaving.
 #include <cstring>
+#include <optional>
 
 #include "base/CallbackScope.h"
 #include "base/ErrorNumber.h"
@@ -226,7 +227,10 @@ bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const ch
                             unsigned int state)
 {
     std::vector<std::shared_ptr<NubrixBaseUpgrade>> upgraders;  // none is deleted under the lock
-    const CriticalSectionScoped lock(*m_apiLock);
+    // An event from within a listing holds that lock, which initialize takes after this one.
+    std::optional<CriticalSectionScoped<CriticalSectionWrapper>> lock;
+    if (!DeviceRecords::isListing())
+        lock.emplace(*m_apiLock);
     upgraders = m_upgrades.all();
     for (const auto &each : upgraders) {
         NubrixBaseUpgrade *const upgrader = each.get();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/CriticalSectionScoped.h"
 #include "base/LogCall.h"
@@ -39,7 +40,9 @@ int DeviceRecords::appendLocked(NubrixBaseDriver &driver)
     // fails. See docs/oddities.md.
     unsigned int count = kOffered;
     const unsigned int before = m_count;
+    const bool nested = std::exchange(t_listing, true);
     const int result = driver.getDeviceList(&m_table[before], &count);
+    t_listing = nested;
     m_count = std::min(before + std::min(count, kOffered), kCapacity);
     return result;
 }

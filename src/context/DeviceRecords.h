@@ -32,6 +32,9 @@ public:
     /// Asks a driver for its GMSL cameras.
     void readGmsl(NubrixBaseDriver &driver);
 
+    /// Whether this thread is in the listing of a driver, which reports an event from there.
+    static bool isListing() { return t_listing; }
+
     typedefNubrixeviceAttribute *table() { return m_table; }
     unsigned int count() const { return m_count; }
     _NubrixGmslDeviceInfo *gmslTable() { return m_gmslTable; }
@@ -53,6 +56,8 @@ private:
 
     int appendLocked(NubrixBaseDriver &driver) NUBRIX_REQUIRES(m_listing);
     void publish();
+
+    static inline thread_local bool t_listing = false;
 
     // One listing at a time; held while drivers are asked. Recursive: one may report an event then.
     CriticalSectionImpl m_listing;
