@@ -305,8 +305,8 @@ try {
     // For want of memory it ends without a line.
 }
 
-void UvcStream::reportLosses() const
-{
+void UvcStream::reportLosses() const noexcept
+try {
     const StreamCounters lost = counters();
     if (lost.held != 0)
         report(name() + ": pictures dropped because the application held all frames: " +
@@ -320,6 +320,8 @@ void UvcStream::reportLosses() const
     if (lost.flagged != 0)
         report(name() + ": frames that were short or damaged: " + std::to_string(lost.flagged) +
                " of " + std::to_string(lost.delivered));
+} catch (const std::exception &) {
+    // For want of memory there is no line.
 }
 
 std::string UvcStream::name() const

@@ -63,7 +63,7 @@ private:
     void describe(typedefNubrixFrame &record, const Picture &picture) const;
     void endFor(int error);
     void endFor(const std::exception &error) noexcept;
-    void reportLosses() const;
+    void reportLosses() const noexcept;
     std::string name() const;
 
     UvcDevice &m_device;
