@@ -35,7 +35,7 @@ public:
     Handle run(Work work)
     {
         joinDone();
-        const Handle member = std::make_shared<Member>();
+        Handle member = std::make_shared<Member>();
         const std::lock_guard<std::mutex> lock(m_lock);
         m_members.push_back(member);
         try {

@@ -83,15 +83,16 @@ void JpegDecoder::leave()
 
 void JpegDecoder::checkLimits()
 {
-    if (m_jpeg.input_scan_number > kMostScans)
+    if (m_jpeg.input_scan_number > kMostScans) {
         std::snprintf(m_message, sizeof m_message, "it has more than %d scans", kMostScans);
-    else if (m_limits.stop != nullptr && *m_limits.stop)
+    } else if (m_limits.stop != nullptr && *m_limits.stop) {
         std::snprintf(m_message, sizeof m_message, "it was given up");
-    else if (threadTime() > m_end)
+    } else if (threadTime() > m_end) {
         std::snprintf(m_message, sizeof m_message, "it takes longer than %lld ms to decode",
                       static_cast<long long>(m_limits.time.count()));
-    else
+    } else {
         return;
+    }
     leave();
 }
 
