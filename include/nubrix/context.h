@@ -63,10 +63,11 @@ public:
     /// initialize. Returns what the log plug-in answers, 0 without one.
     virtual int setLogFileSavePath(const char *path) = 0;
 
-    /// Adds a callback for cameras that come and go. The same function is added once only, whatever
-    /// `user` is. There is no removal; destroy forgets all.
+    /// Adds a callback for cameras that arrive and leave. The same function is added once only,
+    /// whatever `user` is. There is no removal; destroy forgets all.
     virtual int setDeviceStateCallback(NubrixDeviceStateCallback callback, void *user) = 0;
-    /// Hands out the context's own table of attached cameras, which changes when one comes or goes.
+    /// Hands out the context's own table of attached cameras, which changes when one arrives or
+    /// leaves.
     virtual int nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned int *count) = 0;
     /// The same for cameras on GMSL links; list is null when there is no driver for them.
     virtual int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) = 0;
@@ -118,10 +119,10 @@ public:
     /// each when the one before it is done, and a stream is not destroyed while one waits: prefer a
     /// finite timeout, or waitForStreams.
     virtual int readFrame(NubrixStream *stream, typedefNubrixFrame **frame, int timeoutMs) = 0;
-    /// Gives a frame back; never blocks. The pointer must come from readFrame or a callback.
+    /// Returns a frame; never blocks. The pointer must come from readFrame or a callback.
     virtual int releaseFrame(typedefNubrixFrame *frame) = 0;
 
-    /// Properties are the driver's business; sizes are in bytes, and `*size` holds the room on
+    /// Properties are the driver's business; sizes are in bytes, and `*size` holds the space on
     /// entry and what was written on return.
     virtual int setDeviceProperty(NubrixDevice *device, unsigned int id, const void *data,
                                   unsigned int size) = 0;
@@ -142,7 +143,7 @@ public:
     /// recorder is started. Frames of a stream with a callback are not recorded.
     virtual int recorderAttachStream(NubrixRecord *recorder, NubrixStream *stream) = 0;
     /// From here to recorderStop every new frame of the attached streams is written, on the
-    /// stream's own thread. A write that fails is said in the log. -13 for an unknown recorder.
+    /// stream's own thread. A write that fails is logged. -13 for an unknown recorder.
     virtual int recorderStart(NubrixRecord *recorder) = 0;
     virtual int recorderStop(NubrixRecord *recorder) = 0;
     /// Writes what is left and closes the file; once it returns nothing more is written.

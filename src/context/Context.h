@@ -130,14 +130,14 @@ public:
     /// Applies nubrixLog.ini and fills it up with defaults. Returns what the log plug-in answers.
     int readConfigLogMode();
 
-    /// What the drivers call when a camera comes or goes; `user` is the context.
+    /// What the drivers call when a camera arrives or leaves; `user` is the context.
     static void deviceStateCallback(const char *deviceAddr, const char *serial,
                                     const char *location, unsigned int state, void *user);
     void onDeviceState(const char *deviceAddr, const char *serial, const char *location,
                        unsigned int state);
 
 private:
-    // How an operation runs; ContextGuards.h has the bodies, and says what they are.
+    // How an operation runs: see ContextGuards.h.
     template <class Body>
     auto inside(Body body, int (*refuse)() = &refuseUninitialized) -> decltype(body());
     template <class Body>

@@ -1,4 +1,4 @@
-// How the operations of the context are guarded. Each refusal is said here once, with its error
+// How the operations of the context are guarded. Each refusal stands here once, with its error
 // number, message and status.
 #pragma once
 

@@ -6,7 +6,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr std::size_t kUsualVisitors = 64;  // room for as many threads without an allocation
+constexpr std::size_t kUsualVisitors = 64;  // these need no allocation
 
 }  // namespace
 

@@ -89,7 +89,7 @@ void ignoreDeviceState(const char *, const char *, const char *, unsigned int, v
 {
 }
 
-// A driver that was left running, because another one failed after it, must not report beside the
+// A driver that was left running, because another one failed after it, must not report next to the
 // one that takes its place.
 void silence(PlugIn &plugIn, const NubrixBaseDriver *successor)
 {
