@@ -101,8 +101,10 @@ void Upgrades::clear()
 void Upgrades::abandon()
 {
     const MutexLock guard(m_mutex);
-    new auto(std::move(m_upgraders));
-    new auto(std::move(m_callbacks));
+    if (!m_upgraders.empty())
+        new auto(std::move(m_upgraders));
+    if (!m_callbacks.empty())
+        new auto(std::move(m_callbacks));
 }
 
 }  // namespace nubrix
