@@ -50,7 +50,9 @@ gboolean readMemory(ArvDevice * /*device*/, guint64 place, guint32 size, void *b
     auto *bytes = static_cast<char *>(buffer);
     for (guint32 i = 0; i < size; ++i)
         bytes[i] =
-            content.memory.empty() ? '\0' : content.memory[(place + i) % content.memory.size()];
+            content.memory.empty()
+                ? '\0'
+                : content.memory[static_cast<std::size_t>((place + i) % content.memory.size())];
     return TRUE;
 }
 
