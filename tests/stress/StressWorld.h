@@ -27,7 +27,7 @@ class Random {
 public:
     explicit Random(std::uint64_t seed) : m_engine(seed) {}
     /// 0 to count - 1.
-    std::size_t below(std::size_t count) { return m_engine() % count; }
+    std::size_t below(std::size_t count) { return static_cast<std::size_t>(m_engine() % count); }
     bool chance(unsigned int percent) { return below(100) < percent; }
     template <class Value>
     Value oneOf(std::initializer_list<Value> values)
