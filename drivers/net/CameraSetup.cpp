@@ -160,10 +160,10 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
     error.out();
     if (!arv_camera_is_frame_rate_available(&camera, nullptr))
         return;
-    const double told = arv_camera_get_frame_rate(&camera, nullptr);
-    if (!(std::abs(told - rate) <= 0.5)) {
+    const double actual = arv_camera_get_frame_rate(&camera, nullptr);
+    if (!(std::abs(actual - rate) <= 0.5)) {
         char text[32];
-        std::snprintf(text, sizeof text, "%.3g", told);
+        std::snprintf(text, sizeof text, "%.3g", actual);
         report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
                " frames/s, and the camera gives " + text);
     }

@@ -22,10 +22,10 @@ constexpr std::chrono::milliseconds kFirstList{1100};  // those that do
 constexpr std::chrono::milliseconds kQuiet{1200};      // one that is asked by its address
 
 /// On the watch's thread, which nothing may end.
-void tellOnce(const char *cause, std::string &told) noexcept
+void reportOnce(const char *cause, std::string &reported) noexcept
 try {
-    if (std::exchange(told, cause) != cause)
-        report("cannot look for cameras, tries again each second: " + told);
+    if (std::exchange(reported, cause) != cause)
+        report("cannot look for cameras, tries again each second: " + reported);
 } catch (const std::exception &) {
     // No memory for the line.
 }
@@ -81,14 +81,14 @@ void CameraWatch::watch(const std::string &address, const std::shared_ptr<Camera
 
 void CameraWatch::run()
 {
-    std::string told;
+    std::string reported;
     std::unique_lock<std::mutex> lock(m_lock);
     while (!m_ending) {
         lock.unlock();
         try {
             look();
         } catch (const std::exception &error) {
-            tellOnce(error.what(), told);
+            reportOnce(error.what(), reported);
         }
         lock.lock();
         m_changed.wait_for(lock, kRetry, [&] { return m_ending; });

@@ -143,14 +143,14 @@ GType deviceType()
 gboolean checkDescription(ControlChannel &channel, GError **error)
 {
     for (const std::uint32_t place : kDescriptionRegisters) {
-        char told[kLongestUrl + 1] = {};
+        char location[kLongestUrl + 1] = {};
         const Outcome outcome =
-            channel.readMemory(place, reinterpret_cast<std::uint8_t *>(told), kLongestUrl);
+            channel.readMemory(place, reinterpret_cast<std::uint8_t *>(location), kLongestUrl);
         if (outcome != Outcome::kFine)
             return conclude(outcome, channel.refusal(), error);
-        if (told[0] == 0)
+        if (location[0] == 0)
             continue;
-        const auto description = localDescription(told);
+        const auto description = localDescription(location);
         if (!description) {
             g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_GENICAM_NOT_FOUND,
                         "its description is in no file of the camera's, or larger than %zu bytes",

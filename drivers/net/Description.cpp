@@ -41,11 +41,11 @@ bool isPlain(std::string_view name)
 
 }  // namespace
 
-std::optional<Description> localDescription(const std::string &told)
+std::optional<Description> localDescription(const std::string &location)
 {
-    if (strncasecmp(told.c_str(), kLocal.data(), kLocal.size()) != 0)
+    if (strncasecmp(location.c_str(), kLocal.data(), kLocal.size()) != 0)
         return std::nullopt;
-    std::string_view rest(told);
+    std::string_view rest(location);
     rest.remove_prefix(kLocal.size());
     rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));
     const std::string_view name = rest.substr(0, rest.find(';'));

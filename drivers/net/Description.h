@@ -20,7 +20,7 @@ struct Description {
 /// Where a description lies in the camera, from the location that it reports,
 /// "Local:name;place;size"; nothing for any other. Descriptions elsewhere, in files of the host or
 /// in the web, are not read: a camera must not choose what the application opens. Thread-safe.
-std::optional<Description> localDescription(const std::string &told);
+std::optional<Description> localDescription(const std::string &location);
 
 /// The bytes are an archive whose directory states a content larger than kLargestDescription.
 /// Thread-safe.
