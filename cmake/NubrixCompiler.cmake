@@ -9,6 +9,24 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
 
+# What is compiled once is not compiled again in another checkout: no path of this one goes into an
+# object, neither here nor by definitions of whole targets. ccache reads its settings from the
+# environment. Where it cannot write, its home folder being read-only, it is left out.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+find_program(NUBRIX_CCACHE ccache)
+if(NUBRIX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+      CCACHE_INODECACHE=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${NUBRIX_CCACHE})
+  execute_process(COMMAND ${launcher} ${CMAKE_CXX_COMPILER} -x c++ -c /dev/null
+                          -o ${PROJECT_BINARY_DIR}/ccache.o
+                  RESULT_VARIABLE failed OUTPUT_QUIET ERROR_QUIET)
+  if(NOT failed)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
+  endif()
+endif()
+
 option(NUBRIX_WERROR "Make warnings errors" OFF)
 set(NUBRIX_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
 

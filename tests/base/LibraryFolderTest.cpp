@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "tests/Paths.h"
 #include "tests/fakes/SystemCalls.h"
 
 namespace nubrix {
@@ -14,7 +15,7 @@ TEST(LibraryFolderTest, ItIsWhereTheCodeLies)
     const std::string folder = libraryFolder();
     ASSERT_FALSE(folder.empty());
     EXPECT_EQ(folder.back(), '/');
-    EXPECT_TRUE(std::filesystem::equivalent(folder, NUBRIX_TEST_FOLDER)) << folder;
+    EXPECT_TRUE(std::filesystem::equivalent(folder, paths::kBin)) << folder;
 }
 
 std::string folderOf(const char *name, int found = 1)

@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/context/ContextFixture.h"
 
@@ -114,7 +115,7 @@ TEST_F(Photo, IsReadBackByAnotherProgram)
     const FakeFrame sent = picture();
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, sent));
     ASSERT_EQ(taking(m_path).status, 0);
-    const std::string command = std::string(NUBRIX_TEST_READ_BITMAP) + " '" + m_path + "' > '" +
+    const std::string command = "'" + std::string(paths::kReadBitmap) + "' '" + m_path + "' > '" +
                                 m_folder.file("text") + "'";
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
     std::string expected = "4 3 ";

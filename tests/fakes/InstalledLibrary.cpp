@@ -1,4 +1,5 @@
 #include "tests/fakes/InstalledLibrary.h"
+#include "tests/Paths.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ constexpr const char *kLibrary = "libNubrix.so.2";
 
 InstalledLibrary::InstalledLibrary()
 {
-    std::filesystem::copy_file(NUBRIX_TEST_LIBRARY, m_folder.file(kLibrary));
+    std::filesystem::copy_file(paths::kLibrary, m_folder.file(kLibrary));
 }
 
 InstalledLibrary::~InstalledLibrary()
@@ -43,7 +44,7 @@ void InstalledLibrary::install(const std::string &plugin, const std::string &nam
 {
     // A copy: two links to one file are one library to the loader.
     const std::filesystem::path built =
-        std::filesystem::path(NUBRIX_TEST_PLUGINS) / ("lib" + plugin + ".so");
+        std::filesystem::path(paths::kTestPlugins) / ("lib" + plugin + ".so");
     std::filesystem::copy_file(built, m_folder.file(name),
                                std::filesystem::copy_options::overwrite_existing);
 }

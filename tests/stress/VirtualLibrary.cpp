@@ -1,4 +1,5 @@
 #include "tests/stress/VirtualLibrary.h"
+#include "tests/Paths.h"
 
 #include <dlfcn.h>
 #include <malloc.h>
@@ -66,7 +67,7 @@ void VirtualLibrary::writeImages() const
 void VirtualLibrary::load()
 {
     // By its path: the library looks for its plug-ins where it was found itself.
-    m_library = ::dlopen(NUBRIX_STRESS_LIBRARY, RTLD_NOW);
+    m_library = ::dlopen(paths::kVirtualLibrary, RTLD_NOW);
     if (!m_library)
         throw std::runtime_error(::dlerror());
     m_contextFactory =

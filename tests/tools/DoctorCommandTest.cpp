@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 
 namespace nubrix {
@@ -33,7 +34,7 @@ class DoctorCommandTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::filesystem::copy_file(NUBRIX_TEST_LIB "/libNubrix.so.2",
+        std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
                                    m_folder.file("libNubrix.so.2"));
     }
 

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/record/RecordBytes.h"
 
@@ -67,11 +68,11 @@ protected:
     }
     std::string image(const std::string &name) const
     {
-        return readBy(NUBRIX_TEST_READ_IMAGE, m_out + "/" + name);
+        return readBy(paths::kReadImage, m_out + "/" + name);
     }
     std::vector<std::string> points(const std::string &name) const
     {
-        return linesOf(readBy(NUBRIX_TEST_READ_POINTS, m_out + "/" + name));
+        return linesOf(readBy(paths::kReadPoints, m_out + "/" + name));
     }
 
     TemporaryFolder m_folder;

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 
 namespace nubrix {
@@ -21,7 +22,8 @@ protected:
 
     void copyLibraryTo(const std::string &name) const
     {
-        std::filesystem::copy_file(NUBRIX_TEST_LIB "/libNubrix.so.2", m_folder.path() / name);
+        std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
+                                   m_folder.path() / name);
     }
 
     ToolResult list(const Words &options = {}) const
@@ -117,7 +119,7 @@ TEST_F(ListCommandTest, APluginWithoutItsEntryIsNamedAsThat)
 
 TEST_F(ListCommandTest, TextsOfACameraDoNotReachTheTerminalAsTheyAre)
 {
-    std::filesystem::copy_file(NUBRIX_TEST_RUDE_DRIVER, in("libNubrixUvcDriver.so"));
+    std::filesystem::copy_file(paths::kRudeDriver, in("libNubrixUvcDriver.so"));
     const std::string serial = "S?[2J??\xe6\xb7\xb1" + std::string(53, 'x');
     const std::string product = "P??????\xf0\x9f\x93\xb7" + std::string(117, 'x');
     const ToolResult result = list();
@@ -133,7 +135,7 @@ TEST_F(ListCommandTest, TextsOfACameraDoNotReachTheTerminalAsTheyAre)
 
 TEST_F(ListCommandTest, TheLogIsQuietUnlessItIsAskedFor)
 {
-    std::filesystem::copy_file(NUBRIX_TEST_LIB "/libNubrixLogDriver.so",
+    std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrixLogDriver.so",
                                in("libNubrixLogDriver.so"));
     m_folder.file("libNubrixUvcDriver.so", "broken");
     EXPECT_EQ(list().err, "");

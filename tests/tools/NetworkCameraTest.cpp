@@ -9,6 +9,7 @@
 
 #include "ImageFile.h"
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 #include "virtual/PinholeCamera.h"
 #include "virtual/Scene.h"
@@ -121,7 +122,7 @@ TEST_F(NetworkCameraTest, ACloudIsTheRoomInItsGeometry)
 {
     const ToolResult result = runOnCamera("cloud", {"--out", file("cloud.ply")});
     ASSERT_EQ(result.status, 0) << result.err;
-    std::istringstream points(readBy(NUBRIX_TEST_READ_POINTS, file("cloud.ply")));
+    std::istringstream points(readBy(paths::kReadPoints, file("cloud.ply")));
     struct Point {
         double x;
         double y;

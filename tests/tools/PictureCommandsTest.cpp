@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 
@@ -29,7 +30,7 @@ TEST_F(PictureCommandsTest, APhotoIsTheColourPicture)
     const ToolResult result = runVirtual({"photo", "--out", file, "--json"});
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.json()["width"], 640);
-    std::istringstream read(readBy(NUBRIX_TEST_READ_BITMAP, file));
+    std::istringstream read(readBy(paths::kReadBitmap, file));
     int width = 0;
     int height = 0;
     std::string pixels;
@@ -65,7 +66,7 @@ TEST_F(PictureCommandsTest, APhotoHasEveryPixelOfTheFrame)
         std::snprintf(hex, sizeof(hex), "%02x", byte);
         expected += hex;
     }
-    EXPECT_EQ(readBy(NUBRIX_TEST_READ_BITMAP, file), expected + "\n");
+    EXPECT_EQ(readBy(paths::kReadBitmap, file), expected + "\n");
 }
 
 TEST_F(PictureCommandsTest, APhotoThatCannotBeSavedIsAFailureInWords)
@@ -80,7 +81,7 @@ TEST_F(PictureCommandsTest, ACloudHasThePointsOfTheRoomInMetres)
     const std::string file = m_folder.file("cloud.ply");
     const ToolResult result = runVirtual({"cloud", "--out", file, "--json"});
     ASSERT_EQ(result.status, 0) << result.err;
-    std::istringstream read(readBy(NUBRIX_TEST_READ_PLY, file));
+    std::istringstream read(readBy(paths::kReadPly, file));
     std::size_t points = 0;
     double nearest = 0;
     double farthest = 0;
@@ -101,7 +102,7 @@ TEST_F(PictureCommandsTest, AColouredCloudLooksTheOtherWay)
     const ToolResult result = runVirtual({"cloud", "--rgba", "--out", file});
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "saved " + file + ", 307200 points\n");
-    std::istringstream read(readBy(NUBRIX_TEST_READ_PLY, file));
+    std::istringstream read(readBy(paths::kReadPly, file));
     std::size_t points = 0;
     double least = 0;
     double greatest = 0;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 
 namespace nubrix {
 namespace {
@@ -35,7 +36,7 @@ protected:
     /// Another client, which knows nothing of this library, and what it says.
     static std::string client(const Words &words = {})
     {
-        Words command = {NUBRIX_TEST_ARV_TOOL};
+        Words command = {paths::kArvTool};
         command.insert(command.end(), words.begin(), words.end());
         const ToolResult result = ToolProcess(command).finish();
         return result.out + result.err;
@@ -54,7 +55,7 @@ protected:
     void SetUp() override
     {
         SimulateTest::SetUp();
-        if (!IsSkipped() && std::string(NUBRIX_TEST_ARV_TOOL).empty())
+        if (!IsSkipped() && std::string(paths::kArvTool).empty())
             GTEST_SKIP() << "there is no arv-tool-0.8 (package aravis-tools-cli)";
     }
 };

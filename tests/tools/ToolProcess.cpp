@@ -14,6 +14,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "tests/Paths.h"
+
 namespace nubrix {
 
 namespace {
@@ -181,8 +183,8 @@ ToolResult ToolProcess::finish()
 
 Words programCommand(const std::string &name, const Words &words)
 {
-    Words command = split(NUBRIX_TEST_EMULATOR, '|');
-    command.push_back(NUBRIX_TEST_BIN "/" + name);
+    Words command = split(paths::kEmulator, '|');
+    command.push_back(std::string(paths::kBin) + "/" + name);
     command.insert(command.end(), words.begin(), words.end());
     return command;
 }
@@ -194,7 +196,7 @@ Words toolCommand(const Words &words)
 
 Words virtualCommand(const Words &words, const std::string &scenario)
 {
-    Words command = {NUBRIX_TEST_BIN "/nubrix-virtual"};
+    Words command = {std::string(paths::kBin) + "/nubrix-virtual"};
     if (!scenario.empty())
         command.insert(command.end(), {"--scenario", scenario});
     const Words tool = toolCommand(words);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 
 namespace nubrix {
@@ -89,7 +90,8 @@ TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
 TEST(UsageTest, WithoutACameraEveryCommandButListFails)
 {
     const TemporaryFolder empty;
-    std::filesystem::copy_file(NUBRIX_TEST_LIB "/libNubrix.so.2", empty.path() / "libNubrix.so.2");
+    std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
+                               empty.path() / "libNubrix.so.2");
     ToolProcess::Options run;
     run.environment = {"LD_LIBRARY_PATH=" + empty.path().string()};
     for (const char *command : {"modes", "stream", "props"}) {

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "ToolProcess.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 
 namespace nubrix {
@@ -45,14 +46,14 @@ TEST(VirtualOptionTest, TheScenarioReachesTheCamera)
 /// The tool where no other program is beside it.
 class LonelyToolTest : public testing::Test {
 protected:
-    LonelyToolTest() { std::filesystem::copy_file(NUBRIX_TEST_BIN "/nubrix", tool); }
+    LonelyToolTest() { std::filesystem::copy_file(std::string(paths::kBin) + "/nubrix", tool); }
 
     ToolResult run(const Words &words) const
     {
         Words command = {tool};
         command.insert(command.end(), words.begin(), words.end());
         ToolProcess::Options options;
-        options.environment = {"LD_LIBRARY_PATH=" NUBRIX_TEST_LIB};
+        options.environment = {std::string("LD_LIBRARY_PATH=") + paths::kLib};
         return ToolProcess(command, options).finish();
     }
 

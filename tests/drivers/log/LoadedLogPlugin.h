@@ -10,13 +10,14 @@
 #include <vector>
 
 #include "nubrix/log_driver.h"
+#include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
 
 namespace nubrix {
 
 class LoadedLogPlugin {
 public:
-    explicit LoadedLogPlugin(const std::string &path = NUBRIX_LOG_PLUGIN)
+    explicit LoadedLogPlugin(const std::string &path = paths::kLogPlugin)
         : m_handle(dlopen(path.c_str(), RTLD_NOW))
     {
         if (!m_handle)

@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "tests/Paths.h"
 #include "tests/drivers/log/LoadedLogPlugin.h"
 
 static bool g_threadsNeverStop = false;
@@ -168,7 +169,7 @@ TEST_F(LogPluginLoadingTest, UnloadingLeavesNothingBehind)
         ASSERT_EQ(plugin.simplify("Module", 4, "text"), 0);
     }
     EXPECT_EQ(openFiles(), before);
-    EXPECT_EQ(dlopen(NUBRIX_LOG_PLUGIN, RTLD_NOW | RTLD_NOLOAD), nullptr);
+    EXPECT_EQ(dlopen(paths::kLogPlugin, RTLD_NOW | RTLD_NOLOAD), nullptr);
     EXPECT_THAT(readFile("/proc/self/maps"), Not(HasSubstr("libNubrixLogDriver")));
 }
 

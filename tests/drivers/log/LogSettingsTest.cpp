@@ -1,6 +1,7 @@
 // What the plug-in is told by the INI file beside it and by the environment.
 #include <memory>
 
+#include "tests/Paths.h"
 #include "tests/drivers/log/LoadedLogPlugin.h"
 
 namespace nubrix {
@@ -15,7 +16,7 @@ protected:
     // files go to the current folder.
     LogSettingsTest()
     {
-        std::filesystem::copy_file(NUBRIX_LOG_PLUGIN, m_path);
+        std::filesystem::copy_file(paths::kLogPlugin, m_path);
         std::filesystem::current_path(m_folder.path());
     }
     ~LogSettingsTest() override { std::filesystem::current_path(m_before); }

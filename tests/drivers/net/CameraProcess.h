@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "tests/Paths.h"
+
 namespace nubrix {
 
 /// Killed at the end of the test. Not thread-safe.
@@ -30,7 +32,7 @@ public:
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             const std::string command =
-                "exec " + runner + " " + NUBRIX_CAMERA_PROCESS + " " + role + " " + address;
+                "exec " + runner + " " + paths::kCameraProcess + " " + role + " " + address;
             execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
             _exit(127);
         }

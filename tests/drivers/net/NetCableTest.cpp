@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "tests/Paths.h"
 #include "tests/drivers/net/CameraProcess.h"
 #include "tests/drivers/net/NetFixture.h"
 
@@ -32,7 +33,7 @@ protected:
 
 TEST_F(NetCableTest, ACameraIsFoundByABroadcast)
 {
-    const CameraProcess camera("serve", "10.9.0.2", NUBRIX_BEHIND_CABLE);
+    const CameraProcess camera("serve", "10.9.0.2", paths::kBehindCable);
     const auto records = awaitListed(1);
     ASSERT_THAT(records, SizeIs(1));
     EXPECT_STREQ(records.front().uri, kUri);
@@ -42,7 +43,7 @@ TEST_F(NetCableTest, ACameraIsFoundByABroadcast)
 TEST_F(NetCableTest, ACablePulledAndPutBackTakesTheCameraAwayAndBringsItBack)
 {
     write("[network]\npatienceMs=60000\n");
-    const CameraProcess camera("serve", "10.9.0.2", NUBRIX_BEHIND_CABLE);
+    const CameraProcess camera("serve", "10.9.0.2", paths::kBehindCable);
     ASSERT_THAT(awaitListed(1), SizeIs(1));
     {
         const OpenCamera device = open(kUri);
@@ -68,7 +69,7 @@ TEST_F(NetCableTest, ACablePulledAndPutBackTakesTheCameraAwayAndBringsItBack)
 
 TEST_F(NetCableTest, ACablePutBackAtOnceIsNoLoss)
 {
-    const CameraProcess camera("serve", "10.9.0.2", NUBRIX_BEHIND_CABLE);
+    const CameraProcess camera("serve", "10.9.0.2", paths::kBehindCable);
     ASSERT_THAT(awaitListed(1), SizeIs(1));
     const OpenCamera device = open(kUri);
     ASSERT_TRUE(device);

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 
+#include "tests/Paths.h"
 #include "tests/drivers/net/NetFixture.h"
 
 namespace nubrix {
@@ -15,7 +16,7 @@ TEST_F(NetPluginTest, ItWorksAgainAfterEachUnloading)
 {
     const auto camera = serve(depthCamera());
     for (int round = 0; round < 3; ++round) {
-        void *library = dlopen(NUBRIX_NET_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+        void *library = dlopen(paths::kNetPlugin, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library, nullptr) << dlerror();
         const auto create =
             reinterpret_cast<NubrixBaseDriver *(*)()>(dlsym(library, "driverInstance"));

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "nubrix/driver.h"
+#include "tests/Paths.h"
 
 namespace nubrix {
 namespace {
@@ -27,7 +28,7 @@ protected:
     {
         setenv("NUBRIX_LOG_CONSOLE", "1", 1);
         unsetenv("NUBRIX_DRIVER_STDERR");
-        m_library = load(NUBRIX_UVC_PLUGIN);
+        m_library = load(paths::kUvcPlugin);
         m_destroy = reinterpret_cast<Destroy>(dlsym(m_library.get(), "driverDestroy"));
         const auto create = reinterpret_cast<Create>(dlsym(m_library.get(), "driverInstance"));
         ASSERT_TRUE(create != nullptr && m_destroy != nullptr);
@@ -73,7 +74,7 @@ TEST_F(UvcPluginTest, WithoutALogItSpeaksOnStderr)
 
 TEST_F(UvcPluginTest, WithALogItSpeaksThere)
 {
-    const Library log = load(NUBRIX_LOG_PLUGIN);
+    const Library log = load(paths::kLogPlugin);
     const std::string said = complaint();
     EXPECT_THAT(said, AllOf(StartsWith("["), HasSubstr("error"), HasSubstr("[NubrixUvcDriver]"),
                             HasSubstr(" a camera failed: Bad file descriptor")));
@@ -82,7 +83,7 @@ TEST_F(UvcPluginTest, WithALogItSpeaksThere)
 
 TEST_F(UvcPluginTest, OnRequestItSpeaksInBothPlaces)
 {
-    const Library log = load(NUBRIX_LOG_PLUGIN);
+    const Library log = load(paths::kLogPlugin);
     setenv("NUBRIX_DRIVER_STDERR", "1", 1);
     EXPECT_THAT(complaint(), AllOf(HasSubstr("[NubrixUvcDriver]"), HasSubstr(kPlain)));
 }

@@ -6,11 +6,12 @@
 #include <string>
 
 #include "nubrix/driver.h"
+#include "tests/Paths.h"
 
 namespace nubrix {
 namespace {
 
-const std::filesystem::path kPlugin = NUBRIX_VIRTUAL_PLUGIN;
+const std::filesystem::path kPlugin = paths::kVirtualPlugin;
 
 TEST(PluginTest, IsLoadedUsedAndUnloadedAgain)
 {

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/Paths.h"
 #include "virtual/Scenario.h"
 
 namespace nubrix {
@@ -11,7 +12,7 @@ namespace {
 
 TEST(ReadmeTest, ItsScenariosAreGood)
 {
-    std::ifstream file(NUBRIX_VIRTUAL_README);
+    std::ifstream file(paths::kVirtualReadme);
     const std::string text((std::istreambuf_iterator<char>(file)), {});
     const std::string fence = "```json\n";
     int found = 0;
