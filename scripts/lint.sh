@@ -11,10 +11,4 @@ if [ $# -eq 0 ]; then
     cmake --preset lint >/dev/null
 fi
 git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
-# shellcheck disable=SC2016  # a regular expression
-root=$(pwd | sed 's/[][\.*^$()+?{}|]/\\&/g')  # in a regular expression
-if ! run-clang-tidy -quiet -j "$(nproc)" -p "$build" "^$root/(src|drivers|tools)/.*\.cpp\$" \
-    >"$build/clang-tidy.log" 2>&1; then
-    grep -v -e '^clang-tidy' -e 'warnings generated' "$build/clang-tidy.log" >&2
-    exit 1
-fi
+scripts/tidy.py "$build"
