@@ -31,8 +31,10 @@ void CallbackWorker::run()
         if (m_closed)
             return;
         m_wanted = true;  // before the thread looks at it
-        if (m_state == State::kRunning)
+        if (m_state == State::kRunning) {
+            s_changed.notify_all();  // whoever waits for the end: it is not to end any more
             return;
+        }
         ended = m_state == State::kEnded;
         m_state = State::kRunning;
     }

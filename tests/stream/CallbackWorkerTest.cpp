@@ -1,0 +1,88 @@
+#include "stream/CallbackWorker.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <thread>
+#include <utility>
+
+#include "tests/fakes/HangGuard.h"
+
+namespace nubrix {
+namespace {
+
+/// A worker whose callback, one for each frame, is a function of the test.
+struct Worker {
+    explicit Worker(std::function<void()> function)
+        : callback(std::move(function)), worker(&Worker::pass, this)
+    {
+    }
+    ~Worker()
+    {
+        worker.close();
+        worker.awaitEnd();
+    }
+    Worker(const Worker &) = delete;
+    Worker &operator=(const Worker &) = delete;
+
+    void runWithAFrame()
+    {
+        worker.run();
+        worker.notify();
+    }
+
+    std::function<void()> callback;
+    CallbackWorker worker;
+
+private:
+    static bool pass(void *self)
+    {
+        auto *const worker = static_cast<Worker *>(self);
+        const CallbackWorker::Wakeup wakeup = worker->worker.wait();
+        if (wakeup == CallbackWorker::Wakeup::kFrame)
+            worker->callback();
+        return wakeup != CallbackWorker::Wakeup::kEnd;
+    }
+};
+
+TEST(CallbackWorkerTest, ItsThreadEndsOnceAsked)
+{
+    const HangGuard guard("the end of a worker");
+    Counter calls;
+    Worker worker([&] { calls.add(); });
+    worker.runWithAFrame();
+    ASSERT_TRUE(calls.reaches(1));
+    EXPECT_FALSE(worker.worker.hasEnded());
+    worker.worker.requestEnd();
+    worker.worker.notify();
+    EXPECT_TRUE(worker.worker.awaitEnd());
+    EXPECT_TRUE(worker.worker.hasEnded());
+    EXPECT_EQ(calls.value(), 1);
+}
+
+TEST(CallbackWorkerTest, WhoeverWaitsForItsEndIsWokenWhenItIsWantedAgain)
+{
+    const HangGuard guard("the wait for a worker that is wanted again");
+    Latch waited;
+    Worker *target = nullptr;
+    Worker waiter([&] {
+        target->worker.requestEnd();
+        EXPECT_TRUE(target->worker.awaitEnd());
+        waited.open();
+    });
+    Worker awaited([&] {
+        waiter.runWithAFrame();
+        // It refuses to wait for one that waits for this thread: by then that one waits.
+        while (waiter.worker.awaitEnd())
+            std::this_thread::yield();
+        awaited.worker.run();
+        EXPECT_TRUE(waited.pass());
+    });
+    target = &awaited;
+    awaited.runWithAFrame();
+    EXPECT_TRUE(waited.pass());
+    EXPECT_FALSE(awaited.worker.hasEnded());
+}
+
+}  // namespace
+}  // namespace nubrix
