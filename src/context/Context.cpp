@@ -50,7 +50,7 @@ Context::~Context()
     }
     logEmptyLine();
     m_gate.shut();
-    m_waiters.wakeAll();
+    endWaits();
     m_gate.waitForOthers();
     abandonObjects();
     unloadLogDriver();
@@ -153,12 +153,19 @@ int Context::destroy()
         m_gate.shut();
         m_events.beginDropping();
         logEmptyLine();
-        m_waiters.wakeAll();
+        endWaits();
         m_gate.waitForOthers();
         const int result = guarded([this] { return tearDown(); });
         m_gate.open();
         return result;
     });
+}
+
+// Wakes all that wait for frames; the gate is shut.
+void Context::endWaits()
+{
+    m_waiters.wakeAll();
+    m_streams.forEach([](VideoStream &stream) { stream.wakeGetFrame(); });
 }
 
 int Context::tearDown()

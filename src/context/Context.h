@@ -150,6 +150,7 @@ private:
     auto onStream(NubrixStream *handle, Body body);
 
     bool lockLife() NUBRIX_TRY_ACQUIRE(true, m_lifeLock);
+    void endWaits();
     int startUp();
     int tearDown();
     int releaseAllResoures();

@@ -12,7 +12,8 @@ namespace nubrix {
 
 /// Devices, streams or recorders, in the order they were made. Whoever looks a handle up shares the
 /// object and keeps it alive. A retired object has lost its handle but is not shut down yet.
-/// Thread-safe; nothing is called while the lock is held but the conditions of look-ups.
+/// Thread-safe; nothing is called while the lock is held but the conditions of look-ups and the
+/// action of forEach.
 template <class Object>
 class HandleTable final {
 public:
@@ -44,6 +45,13 @@ public:
     Pointer first() const
     {
         return findIf([](Object &) { return true; });
+    }
+    template <class Action>
+    void forEach(Action action) const
+    {
+        const MutexLock guard(m_mutex);
+        for (const Pointer &each : m_objects)
+            action(*each);
     }
     std::size_t size() const
     {

@@ -251,14 +251,15 @@ int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
     return 0;
 }
 
-int VideoStream::getFrame(xp<NubrixFrameRef> &out)
+int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &isOver)
 {
     if (!m_started) {
         logPrint(kLogWarning, "Stream Not Stared");
         return -2;
     }
     if (queueIsEmpty()) {
-        const int waited = m_streamEvent.wait(kGetFrameMs);
+        const int waited = m_streamEvent.waitUnless(
+            kGetFrameMs, [&] { return !b_NewFrameThreadStarted || (isOver && isOver()); });
         if (waited == -11)
             setErrorNumber(NUBRIX_ERR_FRAME_UNAVAILABLE);
         if (waited != 0)
@@ -267,6 +268,8 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out)
             logPrint(kLogMilestone, "b_NewFrameThreadStarted is false, Thread is Stop");
             return -1;
         }
+        if (isOver && isOver())
+            return -1;
         passEventOn();
     }
     const CriticalSectionScoped guard(m_queueLock);

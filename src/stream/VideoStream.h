@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -53,9 +54,11 @@ public:
     void onListenerDone();
     /// Somebody has been woken to read the newest frame.
     void onReaderWoken();
-    /// The newest frame, left in the queue; waits up to 1 s for one. -2 when not started, -1
-    /// without.
-    int getFrame(xp<NubrixFrameRef> &out);
+    /// The newest frame, left in the queue; waits up to 1 s for one, unless the stream is stopped
+    /// or `isOver` holds. -2 when not started, -1 without.
+    int getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &isOver = nullptr);
+    /// Lets those who wait in getFrame ask anew whether that is over.
+    void wakeGetFrame() { m_streamEvent.wakeAll(); }
     /// Sets the callback and starts its thread, also for null. Kept until the next call.
     void setStreamCallback(NubrixFrameCallback callback, void *userData);
 

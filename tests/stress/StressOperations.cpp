@@ -538,6 +538,8 @@ std::vector<int> allowedOf(const Operation &operation, Origin origin, LifeState:
         allowed.insert(allowed.end(), operation.initialized.begin(), operation.initialized.end());
         if (origin != Origin::kThread && std::strcmp(operation.name, "initialize") == 0)
             allowed.push_back(-2);
+        if (std::strcmp(operation.name, "takePhoto") == 0)
+            allowed.push_back(-9);  // destroy ends its wait
     }
     return allowed;
 }
