@@ -104,6 +104,7 @@ int Context::startUp()
     loadDriverOf(DRIVER_TYPE_UVC, "Load uvc driver succeed!");
     loadDriverOf(DRIVER_TYPE_NET, "Load net driver succeed!");
     // Kept: the mini driver is never loaded, though everything else about it is there.
+    m_events.onDriversLoaded();
     if (const int failed = initializeDrivers())
         return failed;
     m_initialized = true;

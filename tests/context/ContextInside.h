@@ -24,6 +24,7 @@ struct Reach {
 NUBRIX_REACH(initialized, std::atomic<bool>);
 NUBRIX_REACH(drivers, DriverTable);
 NUBRIX_REACH(upgrades, Upgrades);
+NUBRIX_REACH(events, DeviceEvents);
 
 /// A context that has its drivers without loading plug-ins.
 template <class ContextType>
@@ -36,6 +37,7 @@ protected:
         loaded.set(DRIVER_TYPE_NET, &m_net);
         loaded.set(DRIVER_TYPE_MINI, &m_mini);
         reach(m_context, initialized()) = true;
+        reach(m_context, events()).onDriversLoaded();
         m_usb.setDeviceStateCallback(&Context::deviceStateCallback, &m_context);
         m_usb.setDevices({cameraRecord("usb:1")});
         m_usb.raise("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
