@@ -227,8 +227,10 @@ void Context::releaseDevices()
 
 void Context::releaseDrivers()
 {
-    for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI})
+    for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI}) {
         destroyDriver(type, m_drivers.of(type));
+        m_drivers.set(type, nullptr);  // at once: the next one may call the context
+    }
 }
 
 // A camera arrives or leaves, on a driver's thread. The context may be gone, or be about to go.

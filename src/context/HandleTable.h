@@ -38,9 +38,7 @@ public:
     Pointer findIf(Condition condition) const
     {
         const MutexLock guard(m_mutex);
-        const auto found = std::find_if(m_objects.begin(), m_objects.end(),
-                                        [&](const Pointer &each) { return condition(*each); });
-        return found == m_objects.end() ? nullptr : *found;
+        return firstOf(m_objects, condition);
     }
     Pointer first() const
     {
@@ -69,6 +67,14 @@ public:
         return m_retired;
     }
 
+    /// The first retired object that meets a condition, null without one.
+    template <class Condition>
+    Pointer findRetiredIf(Condition condition) const
+    {
+        const MutexLock guard(m_mutex);
+        return firstOf(m_retired, condition);
+    }
+
     /// Makes a handle invalid, and keeps the object until forget. Null when it was not valid.
     Pointer retire(Handle handle)
     {
@@ -92,6 +98,13 @@ public:
     }
 
 private:
+    template <class Condition>
+    static Pointer firstOf(const std::vector<Pointer> &objects, Condition &condition)
+    {
+        const auto found = std::find_if(objects.begin(), objects.end(),
+                                        [&](const Pointer &each) { return condition(*each); });
+        return found == objects.end() ? nullptr : *found;
+    }
     Pointer take(Handle handle) NUBRIX_REQUIRES(m_mutex)
     {
         const auto found =

@@ -58,11 +58,14 @@ void Device::adopt(NubrixBaseDevice *driverDevice, const char *uri)
         m_driver.closeDevice(&driverDevice);
         throw;
     }
-    {
-        const MutexLock guard(m_useMutex);
-        m_driverDevice = driverDevice;
-    }
+    keepDriverDevice(driverDevice);
     m_opened = true;
+}
+
+void Device::keepDriverDevice(NubrixBaseDevice *driverDevice)
+{
+    const MutexLock guard(m_useMutex);
+    m_driverDevice = driverDevice;
 }
 
 bool Device::beginClose()
@@ -81,9 +84,14 @@ int Device::close()
         if (sensor)
             sensor->onDeviceClosed();
     }
-    const int result = m_driver.closeDevice(&driverDevice);
-    m_opened = false;
-    return result;
+    try {
+        const int result = m_driver.closeDevice(&driverDevice);
+        m_opened = false;
+        return result;
+    } catch (...) {
+        keepDriverDevice(driverDevice);
+        throw;
+    }
 }
 
 VideoStream *Device::createStream(unsigned int streamType)

@@ -13,8 +13,8 @@ class NubrixBaseDriver;
 NubrixBaseDriver *loadDriver(DRIVER_TYPE type);
 
 /// Remembers a driver that was initialized, until destroyDriver: its threads run. Its code stays in
-/// memory, and when its plug-in gives another driver, its device states are ignored. One caller at a
-/// time, as for everything here.
+/// memory, and when its plug-in gives another driver, its device states are ignored. One caller at
+/// a time, as for everything here.
 void noteRunning(DRIVER_TYPE type, NubrixBaseDriver *driver);
 
 /// Calls the "driverDestroy" of a type's plug-in, if there is one, with a driver or null.

@@ -75,12 +75,14 @@ int VideoStream::start()
     }
     try {
         m_sensor.newFrameSignal().connect(this, &VideoStream::onNewSensorFrame);
+        m_started = true;
+        return m_sensor.start();
     } catch (...) {
+        m_sensor.newFrameSignal().disconnect(this);
         stopStreamWorker();
+        forgetFrames();
         throw;
     }
-    m_started = true;
-    return m_sensor.start();
 }
 
 void VideoStream::stop()
@@ -104,13 +106,19 @@ bool VideoStream::stopAllBut(bool callbackStopped)
         stopStreamWorker();
         m_sensor.stop();
     }
+    forgetFrames();
+    return true;
+}
+
+// The last step of a stop.
+void VideoStream::forgetFrames()
+{
     const CriticalSectionScoped guard(m_queueLock);
     for (NubrixFrameRef *frame : m_queue)
         m_return.drop(frame);
     m_queue.clear();
     m_return.reset();
     m_started = false;
-    return true;
 }
 
 void VideoStream::stopStreamWorker()

@@ -33,8 +33,8 @@ public:
     ~VideoStream() override;
 
     /// 0 (also when started already), or why the worker or the sensor did not start; the stream
-    /// then counts as started all the same. -13 after shutDown. Waits for a start or stop of
-    /// another thread.
+    /// then counts as started all the same, but not when it throws. -13 after shutDown. Waits for a
+    /// start or stop of another thread.
     int start();
     /// Afterwards no callback and no listener is called. Waits for a start that is under way and
     /// for the callback, unless it is called from within it or the callback waits for this thread:
@@ -83,6 +83,7 @@ private:
     bool hasStarted();
     bool stopAllBut(bool callbackStopped);
     void stopStreamWorker();
+    void forgetFrames();
     NubrixFrameRef *newest() const NUBRIX_REQUIRES(m_queueLock)
     {
         return m_queue.empty() ? nullptr : m_queue.front();
