@@ -2,7 +2,6 @@
 #include "context/Context.h"
 
 #include <exception>
-#include <mutex>
 #include <optional>
 
 #include "base/CallbackScope.h"
@@ -21,6 +20,13 @@ namespace {
 // back when its context is gone.
 Undestroyed<Mutex> g_existingMutex;
 Context *g_firstExisting = nullptr;
+
+// Not on a thread for which destroy may be waiting while it is its turn.
+LifeTurns::Waiting waitingWithin(Gate &gate)
+{
+    const bool awaited = CallbackScope::isActive() || gate.isInside();
+    return awaited ? LifeTurns::Waiting::kNot : LifeTurns::Waiting::kForItsTurn;
+}
 
 }  // namespace
 
@@ -72,28 +78,19 @@ int Context::initialize()
     logPrint(kLogMilestone, "Nubrix SDK  Initialize start");
     logEmptyLine();
     return guarded([this] {
-        if (!lockLife()) {
+        const LifeTurns::Turn turn(m_turns, waitingWithin(m_gate));
+        if (!turn) {
             if (m_gate.isShut() || !m_initialized)
                 return refuseUninitialized();
             logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
             return 0;
         }
-        const MutexLock life(m_lifeLock, std::adopt_lock);
         const CriticalSectionScoped lock(*m_apiLock);
         if (!m_initialized)
             return startUp();
         logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
         return 0;
     });
-}
-
-// False on a thread for which destroy may be waiting while it holds the lock.
-bool Context::lockLife()
-{
-    if (CallbackScope::isActive() || m_gate.isInside())
-        return m_lifeLock.try_lock();
-    m_lifeLock.lock();
-    return true;
 }
 
 int Context::startUp()
@@ -150,7 +147,7 @@ int Context::destroy()
         return -1;
     }
     return guarded([this] {
-        const MutexLock life(m_lifeLock);
+        LifeTurns::Turn turn(m_turns, LifeTurns::Waiting::kForItsTurn);
         m_gate.shut();
         m_events.beginDropping();
         logEmptyLine();
@@ -158,6 +155,7 @@ int Context::destroy()
         m_gate.waitForOthers();
         const int result = guarded([this] { return tearDown(); });
         m_gate.open();
+        turn.endAfterOthers();
         return result;
     });
 }
