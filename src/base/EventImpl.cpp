@@ -47,7 +47,19 @@ int EventImpl::set()
     return -1;
 }
 
+void EventImpl::wakeAll()
+{
+    pthread_mutex_lock(&m_mutex);  // nobody is between its question and its sleep
+    pthread_mutex_unlock(&m_mutex);
+    pthread_cond_broadcast(&m_condition);
+}
+
 int EventImpl::wait(int ms)
+{
+    return waitUnless(ms, nullptr);
+}
+
+int EventImpl::waitUnless(int ms, const std::function<bool()> &isOver)
 {
     timespec deadline = {};
     if (ms != -1) {
@@ -61,15 +73,19 @@ int EventImpl::wait(int ms)
     }
     if (pthread_mutex_lock(&m_mutex) != 0)
         return -1;
-    const int result = waitUntil(ms == -1 ? nullptr : &deadline);
+    const int result = waitUntil(ms == -1 ? nullptr : &deadline, isOver);
     pthread_mutex_unlock(&m_mutex);
     return result;
 }
 
-int EventImpl::waitUntil(const timespec *deadline)
+int EventImpl::waitUntil(const timespec *deadline, const std::function<bool()> &isOver)
 {
     int error = 0;
-    while (m_signalled == 0 && error == 0) {
+    for (;;) {
+        if (isOver && isOver())
+            return 0;
+        if (m_signalled != 0 || error != 0)
+            break;
         error = deadline ? pthread_cond_timedwait(&m_condition, &m_mutex, deadline)
                          : pthread_cond_wait(&m_condition, &m_mutex);
     }

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <ctime>
+#include <functional>
 
 #include "base/EventWrapper.h"
 
@@ -17,9 +18,14 @@ public:
     int reset() override;
     int set() override;
     int wait(int ms) override;
+    /// As wait, but returns 0 as soon as `isOver` holds, and then takes nothing. It is asked under
+    /// the event's lock. Whoever makes it true calls set or wakeAll afterwards.
+    int waitUnless(int ms, const std::function<bool()> &isOver);
+    /// Lets every waitUnless ask anew; the event stays as it is.
+    void wakeAll();
 
 private:
-    int waitUntil(const timespec *deadline);
+    int waitUntil(const timespec *deadline, const std::function<bool()> &isOver);
 
     pthread_mutex_t m_mutex;
     pthread_cond_t m_condition;

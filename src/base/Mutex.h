@@ -21,9 +21,6 @@
 /// A function that takes the lock; none named: the one that the object stands for.
 #define NUBRIX_ACQUIRE(...) NUBRIX_THREAD_SAFETY(acquire_capability(__VA_ARGS__))
 #define NUBRIX_RELEASE(...) NUBRIX_THREAD_SAFETY(release_capability(__VA_ARGS__))
-#define NUBRIX_TRY_ACQUIRE(...) NUBRIX_THREAD_SAFETY(try_acquire_capability(__VA_ARGS__))
-/// Not called while the lock is held, or it would wait for itself.
-#define NUBRIX_EXCLUDES(lock) NUBRIX_THREAD_SAFETY(locks_excluded(lock))
 
 namespace nubrix {
 
@@ -36,7 +33,6 @@ public:
 
     void lock() NUBRIX_ACQUIRE() { m_mutex.lock(); }
     void unlock() NUBRIX_RELEASE() { m_mutex.unlock(); }
-    bool try_lock() NUBRIX_TRY_ACQUIRE(true) { return m_mutex.try_lock(); }
     /// Unlocks, waits to be notified (or wakes for no reason), and locks again.
     void wait(std::condition_variable &condition) NUBRIX_REQUIRES(this)
     {
@@ -53,8 +49,6 @@ private:
 class NUBRIX_SCOPED_CAPABILITY MutexLock final {
 public:
     explicit MutexLock(Mutex &mutex) NUBRIX_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.lock(); }
-    /// Takes over a mutex that is held.
-    MutexLock(Mutex &mutex, std::adopt_lock_t) NUBRIX_REQUIRES(mutex) : m_mutex(mutex) {}
     ~MutexLock() NUBRIX_RELEASE() { m_mutex.unlock(); }
     MutexLock(const MutexLock &) = delete;
     MutexLock &operator=(const MutexLock &) = delete;

@@ -91,13 +91,6 @@ public:
     }
     ~has_slots() override { has_slots::disconnect_all(); }
 
-    /// How many signals it is connected to; each that dies is one less.
-    std::size_t sender_count()
-    {
-        const lock_block<Policy> guard(*this);
-        return m_senders.size();
-    }
-
     /// Leaves every signal. Afterwards none of them is calling this object. A class whose methods
     /// run on other threads calls it first thing in its own destructor.
     virtual void disconnect_all()

@@ -2,7 +2,6 @@
 #include "context/Context.h"
 
 #include <exception>
-#include <mutex>
 #include <optional>
 
 #include "base/CallbackScope.h"
@@ -21,6 +20,13 @@ namespace {
 // back when its context is gone.
 Undestroyed<Mutex> g_existingMutex;
 Context *g_firstExisting = nullptr;
+
+// Not on a thread for which destroy may be waiting while it is its turn.
+LifeTurns::Waiting waitingWithin(Gate &gate)
+{
+    const bool awaited = CallbackScope::isActive() || gate.isInside();
+    return awaited ? LifeTurns::Waiting::kNot : LifeTurns::Waiting::kForItsTurn;
+}
 
 }  // namespace
 
@@ -50,7 +56,7 @@ Context::~Context()
     }
     logEmptyLine();
     m_gate.shut();
-    m_waiters.wakeAll();
+    endWaits();
     m_gate.waitForOthers();
     abandonObjects();
     unloadLogDriver();
@@ -72,28 +78,19 @@ int Context::initialize()
     logPrint(kLogMilestone, "Nubrix SDK  Initialize start");
     logEmptyLine();
     return guarded([this] {
-        if (!lockLife()) {
+        const LifeTurns::Turn turn(m_turns, waitingWithin(m_gate));
+        if (!turn) {
             if (m_gate.isShut() || !m_initialized)
                 return refuseUninitialized();
             logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
             return 0;
         }
-        const MutexLock life(m_lifeLock, std::adopt_lock);
         const CriticalSectionScoped lock(*m_apiLock);
         if (!m_initialized)
             return startUp();
         logPrint(kLogMilestone, "Nubrix SDK Already Initialize");
         return 0;
     });
-}
-
-// False on a thread for which destroy may be waiting while it holds the lock.
-bool Context::lockLife()
-{
-    if (CallbackScope::isActive() || m_gate.isInside())
-        return m_lifeLock.try_lock();
-    m_lifeLock.lock();
-    return true;
 }
 
 int Context::startUp()
@@ -104,6 +101,7 @@ int Context::startUp()
     loadDriverOf(DRIVER_TYPE_UVC, "Load uvc driver succeed!");
     loadDriverOf(DRIVER_TYPE_NET, "Load net driver succeed!");
     // Kept: the mini driver is never loaded, though everything else about it is there.
+    m_events.onDriversLoaded();
     if (const int failed = initializeDrivers())
         return failed;
     m_initialized = true;
@@ -149,16 +147,24 @@ int Context::destroy()
         return -1;
     }
     return guarded([this] {
-        const MutexLock life(m_lifeLock);
+        LifeTurns::Turn turn(m_turns, LifeTurns::Waiting::kForItsTurn);
         m_gate.shut();
         m_events.beginDropping();
         logEmptyLine();
-        m_waiters.wakeAll();
+        endWaits();
         m_gate.waitForOthers();
         const int result = guarded([this] { return tearDown(); });
         m_gate.open();
+        turn.endAfterOthers();
         return result;
     });
+}
+
+// Wakes all that wait for frames; the gate is shut.
+void Context::endWaits()
+{
+    m_waiters.wakeAll();
+    m_streams.forEach([](VideoStream &stream) { stream.wakeGetFrame(); });
 }
 
 int Context::tearDown()
@@ -219,8 +225,10 @@ void Context::releaseDevices()
 
 void Context::releaseDrivers()
 {
-    for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI})
+    for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI}) {
         destroyDriver(type, m_drivers.of(type));
+        m_drivers.set(type, nullptr);  // at once: the next one may call the context
+    }
 }
 
 // A camera arrives or leaves, on a driver's thread. The context may be gone, or be about to go.

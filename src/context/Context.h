@@ -5,17 +5,16 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "base/CriticalSectionWrapper.h"
-#include "base/Mutex.h"
 #include "base/ReentrantLock.h"
 #include "context/DeviceEvents.h"
 #include "context/DeviceRecords.h"
 #include "context/DriverTable.h"
 #include "context/Gate.h"
 #include "context/HandleTable.h"
+#include "context/LifeTurns.h"
 #include "context/Upgrades.h"
 #include "context/Waiters.h"
 #include "device/Device.h"
@@ -149,7 +148,7 @@ private:
     template <class Body>
     auto onStream(NubrixStream *handle, Body body);
 
-    bool lockLife() NUBRIX_TRY_ACQUIRE(true, m_lifeLock);
+    void endWaits();
     int startUp();
     int tearDown();
     int releaseAllResoures();
@@ -160,7 +159,6 @@ private:
     void loadDriverOf(DRIVER_TYPE type, const char *success);
     int initializeDrivers();
     void abandonObjects();
-
     int findCamera(const char *uri, std::string &path, NubrixBaseDriver *&driver);
     NubrixDevice *keep(const std::shared_ptr<Device> &device);
     bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
@@ -169,7 +167,6 @@ private:
 
     int closeStreamsOfDevice(const Device &device);
     bool shutDown(const std::shared_ptr<VideoStream> &stream);
-
     using Streams = std::vector<std::shared_ptr<VideoStream>>;
     int waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs);
     int waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
@@ -182,7 +179,7 @@ private:
 
     Context *m_nextExisting = nullptr;  // in the list of all contexts, which Context.cpp guards
     Gate m_gate;
-    Mutex m_lifeLock;               // one initialize or destroy at a time
+    LifeTurns m_turns;
     ReentrantLock m_frameReadLock;  // readFrame, and the deletion of a stream
     const std::unique_ptr<CriticalSectionWrapper> m_apiLock;
     std::atomic<bool> m_initialized{false};

@@ -52,8 +52,9 @@ int Context::copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned cha
             return -8;
         }
         xp<NubrixFrameRef> newest;
-        if (const int failed = stream->getFrame(newest))  // up to 1 s, without the API lock
-            return failed;
+        // Up to 1 s, without the API lock.
+        if (const int failed = stream->getFrame(newest, [this] { return m_gate.isShut(); }))
+            return m_gate.isShut() ? -9 : failed;
         frame = newest->frame();
         const auto bytes = pixelBytes(frame);
         if (frame.pixelFormat != NUBRIX_PIXEL_RGB888 || !bytes)

@@ -142,19 +142,19 @@ int Context::destroyStream(NubrixStream *handle)
         std::shared_ptr<VideoStream> stream;
         {
             const CriticalSectionScoped lock(*m_apiLock);
+            const auto recorders = m_recorders.all();  // it may throw: before anything is changed
             stream = m_streams.retire(handle);
-            for (const auto &recorder : m_recorders.all())
+            for (const auto &recorder : recorders)
                 recorder->forget(stream.get());
         }
         logPrint(kLogInfo, "After remove stream, the size=%d", static_cast<int>(m_streams.size()));
         if (!stream)  // another thread was faster
             return 0;
         shutDown(stream);
-        for (const auto &retired :
-             m_streams.retired()) {  // by their callbacks, which have returned
-            if (retired->hasEnded())
-                shutDown(retired);
-        }
+        // And those that their callbacks have closed, which have returned.
+        while (const auto ended =
+                   m_streams.findRetiredIf([](VideoStream &each) { return each.hasEnded(); }))
+            shutDown(ended);
         return 0;
     });
 }

@@ -10,7 +10,8 @@
 namespace nubrix {
 
 /// The application's device state callbacks in the order they were registered. Events are dropped
-/// from the beginning of destroy to the end of the next initialize. Thread-safe.
+/// before the first initialize has loaded the drivers, and from the beginning of destroy to the end
+/// of the next initialize. Thread-safe.
 class DeviceEvents final {
 public:
     using Registration = std::pair<NubrixDeviceStateCallback, void *>;
@@ -54,6 +55,15 @@ public:
     {
         const MutexLock guard(m_mutex);
         m_dropped = true;
+        m_unused = false;
+    }
+    /// initialize has loaded the drivers. Kept: only in the first life an event is seen from now
+    /// on.
+    void onDriversLoaded()
+    {
+        const MutexLock guard(m_mutex);
+        m_dropped = m_dropped && !m_unused;
+        m_unused = false;
     }
     /// Forgets the events that were dropped so far.
     void forgetMissed()
@@ -72,7 +82,9 @@ public:
 private:
     mutable Mutex m_mutex;
     std::vector<Registration> m_registrations NUBRIX_GUARDED_BY(m_mutex);
-    bool m_dropped NUBRIX_GUARDED_BY(m_mutex) = false;
+    // At first: a driver that another context left running may know one that stood at this address.
+    bool m_dropped NUBRIX_GUARDED_BY(m_mutex) = true;
+    bool m_unused NUBRIX_GUARDED_BY(m_mutex) = true;
     bool m_missed NUBRIX_GUARDED_BY(m_mutex) = false;
 };
 

@@ -12,7 +12,8 @@ namespace nubrix {
 
 /// Devices, streams or recorders, in the order they were made. Whoever looks a handle up shares the
 /// object and keeps it alive. A retired object has lost its handle but is not shut down yet.
-/// Thread-safe; nothing is called while the lock is held but the conditions of look-ups.
+/// Thread-safe; nothing is called while the lock is held but the conditions of look-ups and the
+/// action of forEach.
 template <class Object>
 class HandleTable final {
 public:
@@ -37,13 +38,18 @@ public:
     Pointer findIf(Condition condition) const
     {
         const MutexLock guard(m_mutex);
-        const auto found = std::find_if(m_objects.begin(), m_objects.end(),
-                                        [&](const Pointer &each) { return condition(*each); });
-        return found == m_objects.end() ? nullptr : *found;
+        return firstOf(m_objects, condition);
     }
     Pointer first() const
     {
         return findIf([](Object &) { return true; });
+    }
+    template <class Action>
+    void forEach(Action action) const
+    {
+        const MutexLock guard(m_mutex);
+        for (const Pointer &each : m_objects)
+            action(*each);
     }
     std::size_t size() const
     {
@@ -59,6 +65,14 @@ public:
     {
         const MutexLock guard(m_mutex);
         return m_retired;
+    }
+
+    /// The first retired object that meets a condition, null without one.
+    template <class Condition>
+    Pointer findRetiredIf(Condition condition) const
+    {
+        const MutexLock guard(m_mutex);
+        return firstOf(m_retired, condition);
     }
 
     /// Makes a handle invalid, and keeps the object until forget. Null when it was not valid.
@@ -84,6 +98,13 @@ public:
     }
 
 private:
+    template <class Condition>
+    static Pointer firstOf(const std::vector<Pointer> &objects, Condition &condition)
+    {
+        const auto found = std::find_if(objects.begin(), objects.end(),
+                                        [&](const Pointer &each) { return condition(*each); });
+        return found == objects.end() ? nullptr : *found;
+    }
     Pointer take(Handle handle) NUBRIX_REQUIRES(m_mutex)
     {
         const auto found =

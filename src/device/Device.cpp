@@ -58,11 +58,14 @@ void Device::adopt(NubrixBaseDevice *driverDevice, const char *uri)
         m_driver.closeDevice(&driverDevice);
         throw;
     }
-    {
-        const MutexLock guard(m_useMutex);
-        m_driverDevice = driverDevice;
-    }
+    keepDriverDevice(driverDevice);
     m_opened = true;
+}
+
+void Device::keepDriverDevice(NubrixBaseDevice *driverDevice)
+{
+    const MutexLock guard(m_useMutex);
+    m_driverDevice = driverDevice;
 }
 
 bool Device::beginClose()
@@ -81,9 +84,14 @@ int Device::close()
         if (sensor)
             sensor->onDeviceClosed();
     }
-    const int result = m_driver.closeDevice(&driverDevice);
-    m_opened = false;
-    return result;
+    try {
+        const int result = m_driver.closeDevice(&driverDevice);
+        m_opened = false;
+        return result;
+    } catch (...) {
+        keepDriverDevice(driverDevice);
+        throw;
+    }
 }
 
 VideoStream *Device::createStream(unsigned int streamType)
@@ -108,11 +116,6 @@ VideoStream *Device::createStream(unsigned int streamType)
     return new VideoStream(*this, *sensor);
 }
 
-void Device::destroyStream(VideoStream *stream)
-{
-    delete stream;
-}
-
 bool Device::isDisconnected() const
 {
     const InUse driverDevice = inUse();
@@ -123,20 +126,6 @@ bool Device::isConflictWithOpenedStreams(unsigned int /*streamType*/) const
 {
     // Kept: every combination of streams is admitted; the check is a hook.
     return false;
-}
-
-void Device::stopSensors()
-{
-    for (const auto &sensor : m_sensors) {
-        if (sensor)
-            sensor->stop();
-    }
-}
-
-void Device::closeAllStreams()
-{
-    if (const InUse driverDevice = inUse())
-        driverDevice->closeAllStreams();
 }
 
 NubrixBaseStream *Device::createDriverStream(unsigned int streamType)

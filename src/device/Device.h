@@ -33,16 +33,13 @@ public:
     bool beginClose();
     /// Closing has failed and may be tried again.
     void cancelClose() { m_closing = false; }
-    /// 0 when it was not open, else what the driver returned; closed either way. Waits for calls
-    /// into the driver's device and its streams; later ones find it gone.
+    /// 0 when it was not open, else what the driver returned; closed either way, but not when it
+    /// throws. Waits for calls into the driver's device and its streams; later ones find it gone.
     int close();
 
     /// A new stream on the sensor of a type (not above 63), null when the camera is disconnected or
     /// not open (the error number says so). The caller owns it.
     VideoStream *createStream(unsigned int streamType);
-    void destroyStream(VideoStream *stream);
-    void stopSensors();
-    void closeAllStreams();
 
     NubrixBaseStream *createDriverStream(unsigned int streamType);
     void destroyDriverStream(NubrixBaseStream *stream);
@@ -99,6 +96,7 @@ private:
     InUse inUse() const { return InUse(*this); }
     /// As inUse, and sets the error number when it is gone.
     InUse requireOpen() const;
+    void keepDriverDevice(NubrixBaseDevice *driverDevice);
     NubrixBaseDevice *takeDriverDevice();
 
     std::string m_deviceId;

@@ -1,7 +1,6 @@
 #include "device/DriverLoader.h"
 
 #include <dlfcn.h>
-#include <link.h>
 
 #include <string>
 
@@ -77,24 +76,32 @@ std::string choosePath(const std::string &folder, const char *file)
     return isPlugIn ? path : file;
 }
 
-// One more reference, for the rest of the process.
-void keepMapped(void *handle)
-{
-    link_map *file = nullptr;
-    if (dlinfo(handle, RTLD_DI_LINKMAP, &file) == 0)
-        dlopen(file->l_name, RTLD_NOW | RTLD_NOLOAD);
-}
-
 void ignoreDeviceState(const char *, const char *, const char *, unsigned int, void *)
 {
 }
 
-// A driver that was left running, because another one failed after it, must not report next to the
-// one that takes its place.
-void silence(PlugIn &plugIn, const NubrixBaseDriver *successor)
+NubrixBaseDriver *load(const PlugIn &plugIn)
 {
-    if (plugIn.running && plugIn.running != successor)
-        plugIn.running->setDeviceStateCallback(&ignoreDeviceState, nullptr);
+    const std::string folder = libraryFolder();
+    if (folder.empty()) {
+        logPrint(kLogMilestone, "Get Current module path failed!\n");
+        return nullptr;
+    }
+    const std::string path = choosePath(folder, plugIn.file);
+    logPrint(kLogMilestone, "cur Driver Path = %s", path.c_str());
+    void *const handle = openLibrary(path);
+    if (!handle) {
+        logPrint(kLogMilestone, "failed to load Driver(%s)\n", plugIn.file);
+        return nullptr;
+    }
+    const auto instance = reinterpret_cast<InstanceFunction>(dlsym(handle, "driverInstance"));
+    if (!instance) {
+        dlclose(handle);
+        return nullptr;
+    }
+    *plugIn.destroy = reinterpret_cast<DestroyFunction>(dlsym(handle, "driverDestroy"));
+    *plugIn.handle = handle;
+    return instance();
 }
 
 }  // namespace
@@ -104,27 +111,11 @@ NubrixBaseDriver *loadDriver(DRIVER_TYPE type)
     PlugIn *const plugIn = plugInOf(type);
     if (!plugIn)
         return nullptr;
-    const std::string folder = libraryFolder();
-    if (folder.empty()) {
-        logPrint(kLogMilestone, "Get Current module path failed!\n");
-        return nullptr;
-    }
-    const std::string path = choosePath(folder, plugIn->file);
-    logPrint(kLogMilestone, "cur Driver Path = %s", path.c_str());
-    void *const handle = openLibrary(path);
-    if (!handle) {
-        logPrint(kLogMilestone, "failed to load Driver(%s)\n", plugIn->file);
-        return nullptr;
-    }
-    const auto instance = reinterpret_cast<InstanceFunction>(dlsym(handle, "driverInstance"));
-    if (!instance) {
-        dlclose(handle);
-        return nullptr;
-    }
-    *plugIn->destroy = reinterpret_cast<DestroyFunction>(dlsym(handle, "driverDestroy"));
-    *plugIn->handle = handle;
-    NubrixBaseDriver *const driver = instance();
-    silence(*plugIn, driver);
+    NubrixBaseDriver *const driver = load(*plugIn);
+    // One that was left running, because another one failed after it, must not report next to the
+    // one that takes its place.
+    if (plugIn->running && plugIn->running != driver)
+        plugIn->running->setDeviceStateCallback(&ignoreDeviceState, nullptr);
     return driver;
 }
 
@@ -147,9 +138,7 @@ void destroyDriver(DRIVER_TYPE type, NubrixBaseDriver *driver)
 void closeDriverLibraries()
 {
     for (const PlugIn &plugIn : g_plugIns) {
-        if (*plugIn.handle && plugIn.running)
-            keepMapped(*plugIn.handle);
-        if (*plugIn.handle)
+        if (*plugIn.handle && !plugIn.running)  // a running driver keeps the reference
             dlclose(*plugIn.handle);
         *plugIn.handle = nullptr;
         *plugIn.destroy = nullptr;

@@ -13,14 +13,14 @@ class NubrixBaseDriver;
 NubrixBaseDriver *loadDriver(DRIVER_TYPE type);
 
 /// Remembers a driver that was initialized, until destroyDriver: its threads run. Its code stays in
-/// memory when its plug-in is closed, and when the plug-in is loaded anew, its device states are
-/// ignored. One caller at a time, as for everything here.
+/// memory, and when its plug-in gives another driver, its device states are ignored. One caller at
+/// a time, as for everything here.
 void noteRunning(DRIVER_TYPE type, NubrixBaseDriver *driver);
 
 /// Calls the "driverDestroy" of a type's plug-in, if there is one, with a driver or null.
 void destroyDriver(DRIVER_TYPE type, NubrixBaseDriver *driver);
 
-/// Closes all plug-ins: USB video, network, mini. The code of running drivers stays.
+/// Closes all plug-ins: USB video, network, mini. Those of running drivers stay in memory.
 void closeDriverLibraries();
 
 }  // namespace nubrix

@@ -67,12 +67,12 @@ bool readInfo(const RecordIndex &index, unsigned int record, RecordInfo &found)
 
 }  // namespace
 
-RecordFrame::RecordFrame() noexcept : m_info(), m_data(nullptr), m_window(nullptr)
+RecordFrame::RecordFrame() noexcept : m_info(), m_data(nullptr), m_pixels(nullptr)
 {
 }
 
 RecordFrame::RecordFrame(const RecordFrame &other) noexcept
-    : m_info(other.m_info), m_data(other.m_data), m_window(RecordWindow::share(other.m_window))
+    : m_info(other.m_info), m_data(other.m_data), m_pixels(RecordPixels::share(other.m_pixels))
 {
 }
 
@@ -80,23 +80,23 @@ RecordFrame::RecordFrame(RecordFrame &&other) noexcept : RecordFrame()
 {
     std::swap(m_info, other.m_info);
     std::swap(m_data, other.m_data);
-    std::swap(m_window, other.m_window);
+    std::swap(m_pixels, other.m_pixels);
 }
 
 RecordFrame &RecordFrame::operator=(RecordFrame other) noexcept
 {
     std::swap(m_info, other.m_info);
     std::swap(m_data, other.m_data);
-    std::swap(m_window, other.m_window);
+    std::swap(m_pixels, other.m_pixels);
     return *this;
 }
 
 RecordFrame::~RecordFrame()
 {
-    RecordWindow::release(m_window);
+    RecordPixels::release(m_pixels);
 }
 
-RecordReader::RecordReader() noexcept : m_index(nullptr), m_window(nullptr), m_errorText()
+RecordReader::RecordReader() noexcept : m_index(nullptr), m_pixels(nullptr), m_errorText()
 {
 }
 
@@ -123,7 +123,7 @@ int RecordReader::update() noexcept
 
 void RecordReader::close() noexcept
 {
-    RecordWindow::release(std::exchange(m_window, nullptr));
+    RecordPixels::release(std::exchange(m_pixels, nullptr));
     delete std::exchange(m_index, nullptr);
 }
 
@@ -228,20 +228,23 @@ int RecordReader::frame(unsigned int record, RecordFrame *frame) noexcept
     RecordFrame found;
     if (const int refused = info(record, &found.m_info))
         return refused;
-    const std::uint64_t offset = found.m_info.offset + kRecordTagSize;
+    const std::uint64_t offset = found.m_info.offset;
     const std::size_t size = found.m_info.dataSize;
     try {
-        if (!m_window || !m_window->find(offset, size)) {
-            RecordWindow *const window = m_index->file().map(offset, size);
-            RecordWindow::release(std::exchange(m_window, window));
+        if (!m_pixels || !m_pixels->hasOneUser() || m_pixels->capacityBytes() < size) {
+            RecordPixels::release(std::exchange(m_pixels, nullptr));
+            m_pixels = RecordPixels::create(size);
         }
+        // Not mapped: what another process cuts off a mapped file ends this one.
+        if (m_index->file().read(offset + kRecordTagSize, m_pixels->data(), size) < size)
+            return failAt(m_errorText, offset, "the file has become shorter");
+    } catch (const std::bad_alloc &) {
+        return failAt(m_errorText, offset, "there is not enough memory for the pixels");
     } catch (const std::exception &failure) {
-        return failAt(m_errorText, found.m_info.offset, failure.what());
+        return failAt(m_errorText, offset, failure.what());
     }
-    found.m_data = m_window->find(offset, size);
-    if (!found.m_data)
-        return failAt(m_errorText, found.m_info.offset, "the file has become shorter");
-    found.m_window = RecordWindow::share(m_window);
+    found.m_data = m_pixels->data();
+    found.m_pixels = RecordPixels::share(m_pixels);
     *frame = std::move(found);
     return 0;
 }

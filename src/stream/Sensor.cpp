@@ -32,6 +32,16 @@ int Sensor::start()
     if (m_startCount++ != 0)
         return 0;
     // Kept: a start that fails from here on still counts. See docs/oddities.md.
+    try {
+        return startDriverStream();
+    } catch (...) {
+        m_startCount = 0;
+        throw;
+    }
+}
+
+int Sensor::startDriverStream()
+{
     if (!prepareDriverStream()) {
         logPrint(kLogError, "Created driver stream failed!");
         return -8;
@@ -67,10 +77,15 @@ void Sensor::stop()
 {
     logEmptyLine();
     const CriticalSectionScoped guard(m_lock);
-    if (m_startCount == 0 || --m_startCount != 0)
+    if (m_startCount == 0)
         return;
+    if (m_startCount > 1) {
+        --m_startCount;
+        return;
+    }
     if (m_driverStream)
         m_driverStream->stop();
+    m_startCount = 0;
     if (m_usePreProcess)
         m_preProcess.stop();
     m_started = false;

@@ -24,8 +24,9 @@ public:
     Sensor &operator=(const Sensor &) = delete;
 
     /// 0; -8 when the device gives no driver stream; or what the driver's start returned. The start
-    /// counts even when it failed.
+    /// counts even when it failed, but not when it throws.
     int start();
+    /// The sensor counts as started when it throws.
     void stop();
     /// Forgets the driver's stream, which ends with the driver's device. Waits for a start or stop
     /// that is under way; a later one does not reach the driver.
@@ -39,6 +40,7 @@ public:
     unsigned int type() const { return m_type; }
 
 private:
+    int startDriverStream() NUBRIX_REQUIRES(m_lock);
     bool prepareDriverStream() NUBRIX_REQUIRES(m_lock);
 
     NewFrameSignal m_newFrame;  // first, so that it dies last

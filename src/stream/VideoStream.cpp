@@ -75,12 +75,14 @@ int VideoStream::start()
     }
     try {
         m_sensor.newFrameSignal().connect(this, &VideoStream::onNewSensorFrame);
+        m_started = true;
+        return m_sensor.start();
     } catch (...) {
+        m_sensor.newFrameSignal().disconnect(this);
         stopStreamWorker();
+        forgetFrames();
         throw;
     }
-    m_started = true;
-    return m_sensor.start();
 }
 
 void VideoStream::stop()
@@ -104,13 +106,19 @@ bool VideoStream::stopAllBut(bool callbackStopped)
         stopStreamWorker();
         m_sensor.stop();
     }
+    forgetFrames();
+    return true;
+}
+
+// The last step of a stop.
+void VideoStream::forgetFrames()
+{
     const CriticalSectionScoped guard(m_queueLock);
     for (NubrixFrameRef *frame : m_queue)
         m_return.drop(frame);
     m_queue.clear();
     m_return.reset();
     m_started = false;
-    return true;
 }
 
 void VideoStream::stopStreamWorker()
@@ -251,14 +259,15 @@ int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
     return 0;
 }
 
-int VideoStream::getFrame(xp<NubrixFrameRef> &out)
+int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &isOver)
 {
     if (!m_started) {
         logPrint(kLogWarning, "Stream Not Stared");
         return -2;
     }
     if (queueIsEmpty()) {
-        const int waited = m_streamEvent.wait(kGetFrameMs);
+        const int waited = m_streamEvent.waitUnless(
+            kGetFrameMs, [&] { return !b_NewFrameThreadStarted || (isOver && isOver()); });
         if (waited == -11)
             setErrorNumber(NUBRIX_ERR_FRAME_UNAVAILABLE);
         if (waited != 0)
@@ -267,6 +276,8 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out)
             logPrint(kLogMilestone, "b_NewFrameThreadStarted is false, Thread is Stop");
             return -1;
         }
+        if (isOver && isOver())
+            return -1;
         passEventOn();
     }
     const CriticalSectionScoped guard(m_queueLock);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -32,8 +33,8 @@ public:
     ~VideoStream() override;
 
     /// 0 (also when started already), or why the worker or the sensor did not start; the stream
-    /// then counts as started all the same. -13 after shutDown. Waits for a start or stop of
-    /// another thread.
+    /// then counts as started all the same, but not when it throws. -13 after shutDown. Waits for a
+    /// start or stop of another thread.
     int start();
     /// Afterwards no callback and no listener is called. Waits for a start that is under way and
     /// for the callback, unless it is called from within it or the callback waits for this thread:
@@ -53,9 +54,11 @@ public:
     void onListenerDone();
     /// Somebody has been woken to read the newest frame.
     void onReaderWoken();
-    /// The newest frame, left in the queue; waits up to 1 s for one. -2 when not started, -1
-    /// without.
-    int getFrame(xp<NubrixFrameRef> &out);
+    /// The newest frame, left in the queue; waits up to 1 s for one, unless the stream is stopped
+    /// or `isOver` holds. -2 when not started, -1 without.
+    int getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &isOver = nullptr);
+    /// Lets those who wait in getFrame ask anew whether that is over.
+    void wakeGetFrame() { m_streamEvent.wakeAll(); }
     /// Sets the callback and starts its thread, also for null. Kept until the next call.
     void setStreamCallback(NubrixFrameCallback callback, void *userData);
 
@@ -80,6 +83,7 @@ private:
     bool hasStarted();
     bool stopAllBut(bool callbackStopped);
     void stopStreamWorker();
+    void forgetFrames();
     NubrixFrameRef *newest() const NUBRIX_REQUIRES(m_queueLock)
     {
         return m_queue.empty() ? nullptr : m_queue.front();

@@ -52,15 +52,15 @@ void swapRow(const unsigned char *rgb, unsigned char *bgr, std::size_t bytes)
 
 bool writeBitmap(const std::string &path, const typedefNubrixFrame &frame)
 {
+    const auto rowBytes = static_cast<std::size_t>(frame.width) * 3;
+    std::vector<unsigned char> bgr(rowBytes);  // before the file, which is not lost when it throws
     std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "wb"));
     if (!file)
         return false;
-    const auto rowBytes = static_cast<std::size_t>(frame.width) * 3;
     const auto rows = static_cast<std::size_t>(frame.height);
     const auto header = bitmapHeader(frame, static_cast<std::uint32_t>(rowBytes * rows));
     std::fwrite(header.data(), 1, header.size(), file.get());
     const auto *const pixels = static_cast<const unsigned char *>(frame.data);
-    std::vector<unsigned char> bgr(rowBytes);
     for (std::size_t row = rows; row-- > 0;) {
         swapRow(pixels + row * rowBytes, bgr.data(), rowBytes);
         std::fwrite(bgr.data(), 1, bgr.size(), file.get());

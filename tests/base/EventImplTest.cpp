@@ -55,6 +55,27 @@ TEST(EventImplTest, ResetForgetsASet)
     EXPECT_EQ(event.reset(), 0);
 }
 
+TEST(EventImplTest, AWaitThatIsOverTakesNothing)
+{
+    EventImpl event;
+    event.set();
+    EXPECT_EQ(event.waitUnless(-1, [] { return true; }), 0);
+    EXPECT_EQ(event.waitUnless(-1, [] { return false; }), 0) << "still set";
+    EXPECT_EQ(event.waitUnless(0, [] { return false; }), -11);
+}
+
+TEST(EventImplTest, WakeAllEndsWaitsThatAreOverAndNoOther)
+{
+    EventImpl event;
+    std::atomic<bool> over{false};
+    std::thread waiter([&] { EXPECT_EQ(event.waitUnless(-1, [&] { return over.load(); }), 0); });
+    event.wakeAll();
+    over = true;
+    event.wakeAll();
+    waiter.join();
+    EXPECT_EQ(event.wait(0), -11) << "nothing was set";
+}
+
 TEST(EventImplTest, ATimeOutComesNotBeforeItsTime)
 {
     EventImpl event;

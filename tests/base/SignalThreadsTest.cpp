@@ -1,6 +1,7 @@
 // Signals that are used, and destroyed, by several threads at once.
 #include <gmock/gmock.h>
 
+#include <array>
 #include <atomic>
 #include <barrier>
 #include <functional>
@@ -210,8 +211,7 @@ TEST(SignalRaceTest, ASignalAndItsReceiverMayDieAtTheSameTime)
         otherSignal.connect(pair.receiver.get(), &Receiver::onValue);
     };
     const auto check = [&] {
-        EXPECT_EQ(CountedLock::living(), others);
-        EXPECT_EQ(otherReceiver.sender_count(), 0U);
+        EXPECT_EQ(CountedLock::living(), others) << "a receiver still knows the signal";
         otherSignal.emit(1);
         EXPECT_EQ(pair.calls, 0);
     };
@@ -241,35 +241,39 @@ TEST(SignalRaceTest, LeavingFromBothEndsDoesNotLockUp)
     std::atomic<int> otherCalls{0};
     Receiver receiver([&] { ++calls; });
     Receiver otherReceiver([&] { ++otherCalls; });
-    Signal first;
-    Signal second;
-    Signal otherSignal;
+    const int receivers = CountedLock::living();
+    std::array<std::unique_ptr<Signal>, 3> signals;
     const auto emitAll = [&] {
         calls = 0;
         otherCalls = 0;
-        for (Signal *const each : {&first, &second, &otherSignal})
+        for (const auto &each : signals)
             each->emit(1);
     };
     const auto connect = [&] {
-        for (Signal *const each : {&first, &second, &otherSignal})
+        for (const auto &each : signals)
             each->connect(&receiver, &Receiver::onValue);
-        first.connect(&otherReceiver, &Receiver::onValue);
+        signals[0]->connect(&otherReceiver, &Receiver::onValue);
         emitAll();
         EXPECT_EQ(calls, 3);
         EXPECT_EQ(otherCalls, 1);
     };
     const auto leave = [&] {
-        first.disconnect_all();
-        second.disconnect(&receiver);
+        signals[0]->disconnect_all();
+        signals[1]->disconnect(&receiver);
     };
     const auto check = [&] {
-        EXPECT_EQ(receiver.sender_count(), 0U);
-        EXPECT_EQ(otherReceiver.sender_count(), 0U);
         emitAll();
         EXPECT_EQ(calls, 0);
         EXPECT_EQ(otherCalls, 0);
     };
-    race(kRounds, OnFirstThread{connect, leave, check}, [&] { receiver.disconnect_all(); });
+    for (int set = 0; set < 10; ++set) {
+        for (auto &each : signals)
+            each = std::make_unique<Signal>();
+        race(kRounds / 10, OnFirstThread{connect, leave, check},
+             [&] { receiver.disconnect_all(); });
+        signals = {};
+        EXPECT_EQ(CountedLock::living(), receivers) << "a receiver still knows a signal";
+    }
     EXPECT_EQ(CountedLock::inversions(), 0);
 }
 

@@ -144,7 +144,6 @@ TYPED_TEST(SigslotTest, AConnectionWithoutMemoryIsNotMade)
     this->connect(this->m_first);
     const auto connectSecond = [&] { this->connect(this->m_second); };
     const auto onlyTheFirstIsCalled = [&] {
-        EXPECT_EQ(this->m_second.sender_count(), 0U);
         this->m_log.clear();
         this->m_signal.emit(1);
         EXPECT_THAT(this->m_log, ElementsAre(11));

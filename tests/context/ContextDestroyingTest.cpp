@@ -1,4 +1,6 @@
 // destroy, whatever else is going on meanwhile.
+#include <unistd.h>
+
 #include <atomic>
 #include <functional>
 
@@ -221,6 +223,26 @@ TEST_F(Destroying, AStreamIsDestroyedWhileTheContextIs)
         destroyer.join();
         ASSERT_EQ(context().initialize(), 0);
     }
+}
+
+TEST_F(Destroying, DestroyWaitsForOneThatWaitsForItsTurn)
+{
+    Counter inDriver;
+    std::atomic<int> second{0};
+    m_usb.setHook([&](const std::string &call) {
+        if (call != "driverDestroy")
+            return;
+        inDriver.add();
+        EXPECT_TRUE(eventually([&] { return second != 0 && hasFallenAsleep(second); }));
+    });
+    std::thread later([&] {
+        EXPECT_TRUE(inDriver.reaches(1));
+        second = ::gettid();
+        EXPECT_EQ(context().destroy(), -2);
+    });
+    EXPECT_EQ(context().destroy(), 0);
+    EXPECT_EQ(m_log.count(kNotInitialized), 1U) << "the context may be deleted now";
+    later.join();
 }
 
 TEST_F(Destroying, DestroyInTheMiddleOfEverything)

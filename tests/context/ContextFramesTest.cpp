@@ -86,6 +86,17 @@ TEST_F(Frames, AStreamThatIsNotStartedHasNone)
     EXPECT_EQ(reading(), (Outcome{-11, 0, {"2 Stream Not Stared"}}));
 }
 
+TEST_F(Frames, ReadingIsRefusedWithoutTouchingTheResult)
+{
+    typedefNubrixFrame other = {};
+    typedefNubrixFrame *frame = &other;
+    EXPECT_EQ(context().readFrame(unknownHandle<NubrixStream>(), &frame, 0), -13);
+    EXPECT_EQ(frame, &other);
+    ASSERT_EQ(context().destroy(), 0);
+    EXPECT_EQ(context().readFrame(unknownHandle<NubrixStream>(), &frame, 0), -2);
+    EXPECT_EQ(frame, &other);
+}
+
 TEST_F(Frames, AStopForgetsTheOneThatWaits)
 {
     deliver(1);

@@ -24,6 +24,7 @@ struct Reach {
 NUBRIX_REACH(initialized, std::atomic<bool>);
 NUBRIX_REACH(drivers, DriverTable);
 NUBRIX_REACH(upgrades, Upgrades);
+NUBRIX_REACH(events, DeviceEvents);
 
 /// A context that has its drivers without loading plug-ins.
 template <class ContextType>
@@ -31,11 +32,8 @@ class InsideOf : public testing::Test {
 protected:
     InsideOf()
     {
-        DriverTable &loaded = reach(m_context, drivers());
-        loaded.set(DRIVER_TYPE_UVC, &m_usb);
-        loaded.set(DRIVER_TYPE_NET, &m_net);
-        loaded.set(DRIVER_TYPE_MINI, &m_mini);
-        reach(m_context, initialized()) = true;
+        initializeInside();
+        reach(m_context, events()).onDriversLoaded();
         m_usb.setDeviceStateCallback(&Context::deviceStateCallback, &m_context);
         m_usb.setDevices({cameraRecord("usb:1")});
         m_usb.raise("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
@@ -43,6 +41,15 @@ protected:
     }
     ~InsideOf() override { m_context.destroy(); }
 
+    /// As initialize, but for the plug-ins.
+    void initializeInside()
+    {
+        DriverTable &loaded = reach(m_context, drivers());
+        loaded.set(DRIVER_TYPE_UVC, &m_usb);
+        loaded.set(DRIVER_TYPE_NET, &m_net);
+        loaded.set(DRIVER_TYPE_MINI, &m_mini);
+        reach(m_context, initialized()) = true;
+    }
     void forget()
     {
         m_usb.takeCalls();

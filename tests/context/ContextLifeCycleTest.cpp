@@ -289,6 +289,25 @@ TEST_F(LifeCycle, DestroyGivesBackEverythingInOrder)
     EXPECT_FALSE(initialized());
 }
 
+TEST_F(LifeCycle, ADriverThatIsDestroyedIsNotCalledAnyMore)
+{
+    ASSERT_EQ(context().initialize(), 0);
+    int onThisThread = 0;
+    int onAnother = 0;
+    m_net.setHook([&](const std::string &call) {
+        if (call != "driverDestroy")
+            return;
+        onThisThread = context().setGmslI2CStats(true);
+        std::thread([&] { onAnother = context().setGmslI2CStats(true); }).join();
+    });
+    ASSERT_EQ(m_usb.countCalls("driverDestroy"), 0U);
+    EXPECT_EQ(context().destroy(), 0);
+    EXPECT_EQ(onThisThread, -1) << "the USB driver is destroyed before";
+    EXPECT_EQ(onAnother, -1);
+    EXPECT_EQ(m_usb.countCalls("setGmslI2CStats 1"), 0U);
+    EXPECT_EQ(m_usb.calls().back(), "driverDestroy");
+}
+
 TEST_F(LifeCycle, ASecondDestroyIsRefused)
 {
     ASSERT_EQ(context().initialize(), 0);

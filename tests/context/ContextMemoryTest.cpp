@@ -14,6 +14,8 @@ NUBRIX_REACH(recorders, HandleTable<StreamRecorder>);
 
 namespace {
 
+constexpr const char *kStopped = "usb:1 stream 1 stop";
+
 class NoMemory : public InsideOf<Context> {
 protected:
     NoMemory() { m_usb.hasUpgrader = true; }
@@ -42,6 +44,11 @@ protected:
             });
         EXPECT_GT(refused, 0);
         EXPECT_EQ(status, 0);
+    }
+    bool isStarted(NubrixStream *stream)
+    {
+        xp<NubrixFrameRef> frame;
+        return reach(m_context, streams()).find(stream)->readFrame(frame, false) != -2;
     }
     std::size_t streamCount() { return reach(m_context, streams()).size(); }
 };
@@ -103,6 +110,117 @@ TEST_F(NoMemory, ARecorderIsNotHalfThere)
                        recorder = nullptr;
                    });
     EXPECT_EQ(m_context.destroyRecorder(recorder), 0);
+}
+
+TEST_F(NoMemory, ACameraIsClosedOrStaysOpen)
+{
+    NubrixDevice *device = open("usb:1");
+    NubrixStream *stream = nullptr;
+    const auto prepare = [&] {
+        device = device ? device : open("usb:1");
+        ASSERT_EQ(m_context.openStream(device, NUBRIX_STREAM_COLOR, &stream, nullptr, nullptr), 0);
+    };
+    prepare();
+    expectFailures([&] { return m_context.closeDevice(device); },
+                   [&] { return reach(m_context, devices()).find(device) && m_usb.device(); },
+                   [&] {
+                       EXPECT_FALSE(m_usb.device());
+                       device = nullptr;
+                       prepare();
+                   });
+    EXPECT_FALSE(m_usb.device());
+}
+
+TEST_F(NoMemory, AStreamIsStartedOrIsNot)
+{
+    NubrixDevice *const device = open("usb:1");
+    NubrixStream *stream = nullptr;
+    ASSERT_EQ(m_context.createStream(device, NUBRIX_STREAM_COLOR, &stream), 0);
+    expectFailures([&] { return m_context.startStream(stream); },
+                   [&] { return !m_usb.deliver(NUBRIX_STREAM_COLOR, {}) && !isStarted(stream); },
+                   [&] { EXPECT_EQ(m_context.stopStream(stream), 0); });
+    EXPECT_TRUE(isStarted(stream));
+    EXPECT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, {}));
+}
+
+TEST_F(NoMemory, AStreamThatDoesNotStopCanBeStoppedAgain)
+{
+    NubrixDevice *const device = open("usb:1");
+    NubrixStream *stream = nullptr;
+    const auto prepare = [&] {
+        ASSERT_EQ(m_context.openStream(device, NUBRIX_STREAM_COLOR, &stream, nullptr, nullptr), 0);
+    };
+    prepare();
+    expectFailures([&] { return m_context.closeStream(stream); },
+                   [&] { return streamCount() == 1 && m_usb.countCalls(kStopped) == 0; },
+                   [&] {
+                       EXPECT_EQ(m_usb.countCalls(kStopped), 1U);
+                       m_usb.takeCalls();
+                       prepare();
+                   });
+    EXPECT_EQ(m_usb.countCalls(kStopped), 1U);
+    EXPECT_EQ(streamCount(), 0U);
+}
+
+TEST_F(NoMemory, AStreamIsDestroyedWithItsHandle)
+{
+    NubrixDevice *const device = open("usb:1");
+    const TemporaryFolder folder;
+    NubrixRecord *recorder = nullptr;
+    ASSERT_EQ(m_context.createRecorder(folder.file("record").c_str(), &recorder), 0);
+    NubrixStream *stream = nullptr;
+    const auto prepare = [&] {
+        ASSERT_EQ(m_context.createStream(device, NUBRIX_STREAM_COLOR, &stream), 0);
+    };
+    prepare();
+    expectFailures([&] { return m_context.destroyStream(stream); },
+                   [&] { return reach(m_context, streams()).find(stream) != nullptr; }, prepare);
+    EXPECT_EQ(streamCount(), 0U);
+    EXPECT_TRUE(reach(m_context, streams()).retired().empty());
+}
+
+TEST_F(NoMemory, APhotoOverwritesNothing)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder.file("photo.bmp");
+    writeFile(path, "before");
+    NubrixStream *stream = nullptr;
+    m_usb.frameBufferSize = 12;
+    ASSERT_EQ(m_context.openStream(open("usb:1"), NUBRIX_STREAM_COLOR, &stream, nullptr, nullptr),
+              0);
+    FakeFrame frame;
+    frame.width = 2;
+    frame.height = 2;
+    frame.pixels.resize(12);
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, frame));
+    expectFailures([&] { return m_context.takePhoto(path.c_str()); },
+                   [&] { return readFile(path) == "before"; }, [&] { writeFile(path, "before"); });
+    EXPECT_EQ(readFile(path).substr(0, 2), "BM");
+}
+
+TEST_F(NoMemory, DestroyCanBeCalledAgain)
+{
+    const TemporaryFolder folder;
+    const auto prepare = [&] {
+        initializeInside();
+        NubrixStream *stream = nullptr;
+        NubrixRecord *recorder = nullptr;
+        NubrixDevice *const device = open("usb:1");
+        ASSERT_EQ(m_context.openStream(device, NUBRIX_STREAM_COLOR, &stream, nullptr, nullptr), 0);
+        ASSERT_EQ(m_context.createRecorder(folder.file("record").c_str(), &recorder), 0);
+        ASSERT_EQ(m_context.recorderAttachStream(recorder, stream), 0);
+    };
+    m_usb.setCurrentMode({NUBRIX_PIXEL_RGB888, 2, 2, 30});
+    prepare();
+    expectFailures([&] { return m_context.destroy(); },
+                   [&] { return reach(m_context, initialized()).load(); },
+                   [&] {
+                       EXPECT_FALSE(m_usb.device());
+                       prepare();
+                   });
+    EXPECT_FALSE(m_usb.device());
+    EXPECT_EQ(streamCount(), 0U);
+    EXPECT_EQ(reach(m_context, recorders()).size(), 0U);
 }
 
 TEST_F(NoMemory, AnUpgradeIsNotStarted)

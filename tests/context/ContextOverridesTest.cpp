@@ -33,6 +33,8 @@ public:
     int stopStream(NubrixStream *stream) override
     {
         called("stopStream");
+        if (stopDestroys)
+            return Context::destroyStream(stream);
         return stopResult != 0 ? stopResult : Context::stopStream(stream);
     }
     int closeStream(NubrixStream *stream) override
@@ -66,6 +68,7 @@ public:
     }
 
     bool keepRecorders = false;
+    bool stopDestroys = false;
     int startResult = 0;
     int stopResult = 0;
     int callbackResult = 0;
@@ -171,6 +174,18 @@ TEST_F(Overridden, ClosingACameraAndDestroyUseTheOverrides)
     m_context.calls.clear();
     ASSERT_EQ(m_context.destroy(), 0);
     EXPECT_THAT(m_context.calls, ElementsAre("stopStream"));
+}
+
+TEST_F(Overridden, DestroyEndsStreamsThatAnOverrideDestroysWhenTheyStop)
+{
+    ASSERT_EQ(opening(nullptr), 0);
+    NubrixStream *other = nullptr;
+    ASSERT_EQ(m_context.createStream(m_device, NUBRIX_STREAM_IR, &other), 0);
+    m_context.calls.clear();
+    m_context.stopDestroys = true;
+    EXPECT_EQ(m_context.destroy(), 0);
+    EXPECT_THAT(m_context.calls, ElementsAre("stopStream", "stopStream"));
+    EXPECT_EQ(m_usb.countCalls("usb:1 stream 1 stop"), 1U);
 }
 
 TEST_F(Overridden, DestroyEndsRecordersThroughTheOverrides)

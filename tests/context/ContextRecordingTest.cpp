@@ -1,5 +1,7 @@
 // Recorders as an application uses them.
+#include <algorithm>
 #include <atomic>
+#include <filesystem>
 
 #include "tests/TemporaryFolder.h"
 #include "tests/context/ContextFixture.h"
@@ -204,6 +206,22 @@ TEST_F(Recording, DestroyStopsAndDestroysRecordersBeforeStreams)
                             "1 After remove recorder, the size=0", "1 ~StreamRecorder()",
                             "0 begin release:stop stream"));
     EXPECT_EQ(recorded(), expected(NUBRIX_STREAM_DEPTH, 3));
+}
+
+TEST_F(Recording, DeletingTheContextClosesRecordersThatNobodyDestroyed)
+{
+    const auto isOpen = [&] {
+        std::error_code gone;  // of the descriptor that lists the others
+        const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+        return std::any_of(begin(descriptors), end(descriptors), [&](const auto &each) {
+            return std::filesystem::read_symlink(each.path(), gone) == m_path;
+        });
+    };
+    create();
+    ASSERT_EQ(context().closeDevice(m_device), 0);
+    ASSERT_TRUE(isOpen());
+    m_library.deleteContext();
+    EXPECT_FALSE(isOpen());
 }
 
 TEST_F(Recording, DestroyEndsOneRecorderAfterTheOther)

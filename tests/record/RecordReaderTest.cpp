@@ -296,7 +296,7 @@ TEST_F(RecordReaderTest, AFrameThatFailsLeavesTheOneBeforeAlone)
     EXPECT_EQ(frame.data(), data);
 }
 
-TEST_F(RecordReaderTest, FramesLargerThanAWindowAndAcrossItsEndAreWhole)
+TEST_F(RecordReaderTest, LargeFramesThatAreHeldStayWhole)
 {
     std::vector<SentRecord> sent;
     for (unsigned int i = 0; i < 12; ++i) {
