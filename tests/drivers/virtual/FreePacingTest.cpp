@@ -291,6 +291,19 @@ TEST_F(FreePacingTest, PhotosTakeNothingFromARecorder)
                 ElementsAreArray(countTo(kFrames)));
 }
 
+TEST_F(FreePacingTest, PhotosAloneMoveTheCameraOn)
+{
+    open(NUBRIX_STREAM_COLOR);
+    const std::string photo = m_folder.file("photo.bmp");
+    const auto until = std::chrono::steady_clock::now() + kDeadline;
+    // The first wake-up may have been the stream's own thread's.
+    while (m_context->takePhoto(photo.c_str()) != 0)
+        ASSERT_LT(std::chrono::steady_clock::now(), until);
+    while (nextFrame(NUBRIX_STREAM_COLOR) < kFrames && std::chrono::steady_clock::now() < until)
+        EXPECT_EQ(m_context->takePhoto(photo.c_str()), 0);
+    EXPECT_EQ(nextFrame(NUBRIX_STREAM_COLOR), kFrames);
+}
+
 /// What a frame callback was given.
 struct Given {
     NubrixBaseContext *context;
