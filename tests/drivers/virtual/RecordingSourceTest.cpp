@@ -352,6 +352,23 @@ TEST_F(RecordingSourceTest, PlaysTheWholeRecordsOfAFileThatWasCut)
     ASSERT_TRUE(awaitTrue([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 2; }));
 }
 
+TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
+{
+    const std::vector<SentRecord> sent = pairs(2);
+    const std::string bytes = bytesOf(sent);
+    const std::string path = m_folder.file("a\x1b[2Jb.bin", bytes.substr(0, bytes.size() - 10));
+    CaptureStderr();
+    const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
+    const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
+    writeFile(path, "");
+    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_COLOR, {}));
+    EXPECT_EQ(source->fill(NUBRIX_STREAM_COLOR, {}, 0, data.data()), FrameSource::Result::kLost);
+    const std::string reported = GetCapturedStderr();
+    EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not whole"));
+    EXPECT_THAT(reported, HasSubstr("record 0 of \"" + m_folder.path().string() + "/a?[2Jb.bin\""));
+    EXPECT_THAT(reported, Not(HasSubstr("\x1b")));
+}
+
 TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome)
 {
     const std::vector<SentRecord> sent = pairs(4);
