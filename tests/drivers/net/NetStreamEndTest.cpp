@@ -75,16 +75,6 @@ TEST_F(NetStreamEndTest, AStreamStopsFromWithinItsCallback)
     EXPECT_EQ(m_stream->stop(), 0);
 }
 
-TEST_F(NetStreamEndTest, AStreamThatWasStoppedFromWithinItsCallbackReportsNoSilence)
-{
-    startWith([&] {
-        EXPECT_EQ(threadsOf("nubrix-net-idle"), 1);
-        m_status = m_stream->stop();
-        EXPECT_TRUE(hasNoThreads("nubrix-net-idle")) << "before the callback has returned";
-    });
-    EXPECT_EQ(m_status, 0);
-}
-
 TEST_F(NetStreamEndTest, WithoutMemoryAStreamIsDestroyedFromWithinItsCallbackAllTheSame)
 {
     bool hasFailed = true;
