@@ -1,8 +1,8 @@
 #include "net/CameraSetup.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -162,10 +162,8 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
         return;
     const double actual = arv_camera_get_frame_rate(&camera, nullptr);
     if (!(std::abs(actual - rate) <= 0.5)) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%.3g", actual);
         report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
-               " frames/s, and the camera gives " + text);
+               " frames/s, and the camera gives " + textOf(actual));
     }
 }
 
@@ -220,6 +218,14 @@ int statusOfDescription(int code)
 }
 
 }  // namespace
+
+std::string textOf(double number)
+{
+    char text[32];
+    const auto [end, failure] =
+        std::to_chars(text, text + sizeof text, number, std::chars_format::general, 6);
+    return failure == std::errc() ? std::string(text, end) : "";
+}
 
 int statusOf(const Error &error)
 {
@@ -334,8 +340,8 @@ int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth
     read.scale *= unit;
     read.offset *= unit;
     if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
-        report(name + " cannot show depth: a count is " + std::to_string(read.scale) + " mm from " +
-               std::to_string(read.offset) + " mm on");
+        report(name + " cannot show depth: a count is " + textOf(read.scale) + " mm from " +
+               textOf(read.offset) + " mm on");
         return kUnsupported;
     }
     depth = read;

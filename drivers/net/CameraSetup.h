@@ -27,6 +27,9 @@ struct CameraSetup {
 /// feature, -4 refused value, else -1. Thread-safe.
 int statusOf(const Error &error);
 
+/// A number of up to six digits with a decimal point, whatever the locale. Thread-safe.
+std::string textOf(double number);
+
 /// Says what went wrong with `name` and returns the status. Thread-safe.
 int tellFailure(const std::string &name, const Error &error);
 

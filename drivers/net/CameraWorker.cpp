@@ -4,7 +4,8 @@
 
 #include <exception>
 
-#include "net/Report.h"
+#include "common/Report.h"
+#include "net/ControlledDevice.h"
 
 namespace nubrix {
 
@@ -15,102 +16,57 @@ constexpr std::chrono::milliseconds kRest{200};
 
 }  // namespace
 
-struct CameraWorker::Retired {
-    std::mutex lock;
-    std::unique_ptr<CameraWorker> first;  // under lock
-};
-
-/// Never destroyed: contexts may be closed by the destructors of others.
-CameraWorker::Retired &CameraWorker::retired()
-{
-    static auto &all = *new Retired;
-    return all;
-}
-
-CameraWorker::CameraWorker(const std::string &address, std::shared_ptr<CameraState> state)
-    : m_state(std::move(state)), m_channel(address), m_thread(&CameraWorker::run, this)
-{
-    pthread_setname_np(m_thread.native_handle(), "nubrix-net-cam");
-}
-
-CameraWorker::~CameraWorker()
+void CameraWorker::submit(Clock::time_point end, Prepared task) noexcept
 {
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_ending = true;
+        task.front().end = end;
+        m_tasks.splice(m_tasks.end(), task);
     }
     m_changed.notify_all();
-    m_thread.join();
 }
 
-bool CameraWorker::finishBy(Clock::time_point end)
+void CameraWorker::retire(Clock::time_point end) noexcept
+{
+    m_channel.endAt(end);
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_isRetired = true;
+        m_end = end;
+    }
+    m_changed.notify_all();
+}
+
+bool CameraWorker::isRetired() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_isRetired;
+}
+
+bool CameraWorker::awaitEnd()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    return m_changed.wait_until(lock, end, [&] { return m_tasks.empty() && !m_busy; });
-}
-
-/// Lets the worker do what can be done by its end; false when a frame callback holds it up.
-bool CameraWorker::isFinished()
-{
-    const bool isDone = finishBy(m_end);
-    m_channel.interrupt();
-    return isDone || finishBy(Clock::now() + kRest);
-}
-
-void CameraWorker::retire(std::unique_ptr<CameraWorker> worker, Clock::time_point end) noexcept
-{
-    Retired &all = retired();
-    worker->m_end = end;
-    const std::lock_guard<std::mutex> guard(all.lock);
-    worker->m_next = std::move(all.first);
-    all.first = std::move(worker);
-}
-
-void CameraWorker::joinFinished() noexcept
-{
-    Retired &all = retired();
-    const std::lock_guard<std::mutex> guard(all.lock);
-    for (std::unique_ptr<CameraWorker> *link = &all.first; *link;) {
-        if (!(*link)->isFinished()) {
-            link = &(*link)->m_next;
-            continue;
-        }
-        const std::unique_ptr<CameraWorker> finished = std::move(*link);
-        *link = std::move(finished->m_next);
-    }
-}
-
-void CameraWorker::joinAll() noexcept
-{
-    Retired &all = retired();
-    for (;;) {
-        std::unique_ptr<CameraWorker> worker;
-        {
-            const std::lock_guard<std::mutex> guard(all.lock);
-            worker = std::move(all.first);
-            if (!worker)
-                return;
-            all.first = std::move(worker->m_next);
-        }
-        worker->isFinished();
-    }
-}
-
-void CameraWorker::push(Task task)
-{
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_tasks.push_back(std::move(task));
-    }
-    m_changed.notify_all();
+    return m_changed.wait_until(lock, m_end + kRest, [this] { return m_hasEnded; });
 }
 
 void CameraWorker::run()
 {
+    pthread_setname_np(pthread_self(), "nubrix-net-cam");
+    runTasks();
+    releaseCamera();
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_hasEnded = true;
+    }
+    m_changed.notify_all();
+}
+
+void CameraWorker::runTasks()
+{
     auto beat = Clock::now() + ControlChannel::kBeat;
     std::unique_lock<std::mutex> lock(m_lock);
     for (;;) {
-        const auto hasWork = [&] { return m_ending || !m_tasks.empty(); };
+        const auto hasWork = [&] { return m_isRetired || !m_tasks.empty(); };
         if (!m_changed.wait_until(lock, beat, hasWork)) {
             lock.unlock();
             keepControl();
@@ -120,15 +76,14 @@ void CameraWorker::run()
         }
         if (m_tasks.empty())
             return;
-        Task task = std::move(m_tasks.front());
-        m_tasks.pop_front();
-        m_busy = true;
+        Prepared task;
+        task.splice(task.end(), m_tasks, m_tasks.begin());
         lock.unlock();
-        task();
-        task = nullptr;  // what it owned goes without the lock
+        m_channel.begin(task.front().end);
+        task.front().run();
+        noteHealth();
+        task.clear();  // what it owned goes without the lock
         lock.lock();
-        m_busy = false;
-        m_changed.notify_all();
     }
 }
 
@@ -147,6 +102,19 @@ void CameraWorker::noteHealth()
         m_state->noteSilence();
     else if (m_channel.hasHeard())
         m_state->noteAnswer();
+}
+
+/// Without memory the camera is free when its heartbeat has ended.
+void CameraWorker::releaseCamera()
+try {
+    if (m_camera) {
+        closeAddressOf(*arv_camera_get_device(m_camera.get()));
+        m_camera.reset();
+    }
+    m_channel.begin(Clock::time_point::max());
+    m_channel.releaseControl();
+} catch (...) {
+    reportFailure("releasing a network camera");
 }
 
 }  // namespace nubrix

@@ -3,84 +3,94 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <functional>
 #include <future>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <utility>
 
 #include "net/CameraState.h"
 #include "net/ControlChannel.h"
+#include "net/GLibPtr.h"
 
 namespace nubrix {
 
 /// Runs tasks one after the other, in the order in which they came, and keeps the control of the
-/// camera between them. Thread-safe.
+/// camera between them. Shared with its thread, which CameraWorkers starts. Thread-safe.
 class CameraWorker {
+    struct Task {
+        std::function<void()> run;
+        CameraState::Clock::time_point end;
+    };
+
 public:
     using Clock = CameraState::Clock;
+    /// A task that can be submitted when there is no memory left.
+    using Prepared = std::list<Task>;
 
-    /// Throws std::system_error when there is no thread to be had.
-    CameraWorker(const std::string &address, std::shared_ptr<CameraState> state);
-    /// Runs what is left and waits for it.
-    ~CameraWorker();
+    CameraWorker(const std::string &address, std::shared_ptr<CameraState> state)
+        : m_state(std::move(state)), m_channel(address)
+    {
+    }
     CameraWorker(const CameraWorker &) = delete;
     CameraWorker &operator=(const CameraWorker &) = delete;
 
-    /// All that the task asks of the camera fails after `end`. The task outlives a caller who does
-    /// not wait for it: it must own what it uses.
-    template <class Task>
-    std::future<std::invoke_result_t<Task>> submit(Clock::time_point end, Task task)
+    /// What is done for a task lets nothing out and owns what it uses, for others may be gone
+    /// before it is done.
+    template <class Function>
+    static Prepared prepare(Function function)
     {
-        using Result = std::invoke_result_t<Task>;
-        auto work = std::make_shared<std::packaged_task<Result()>>(std::move(task));
+        Prepared task;
+        task.push_back({std::move(function), {}});
+        return task;
+    }
+    /// All that the task asks of the camera fails after `end`.
+    void submit(Clock::time_point end, Prepared task) noexcept;
+    /// The same for a task that has a result, or throws.
+    template <class Function>
+    std::future<std::invoke_result_t<Function>> submit(Clock::time_point end, Function function)
+    {
+        using Result = std::invoke_result_t<Function>;
+        auto work = std::make_shared<std::packaged_task<Result()>>(std::move(function));
         auto result = work->get_future();
-        push([this, end, work] {
-            m_channel.begin(end);
-            (*work)();
-            noteHealth();
-        });
+        submit(end, prepare([work] { (*work)(); }));
         return result;
     }
+    /// Does what is left, releases the camera and ends. All that it asks of the camera fails after
+    /// `end`. Nothing is submitted afterwards.
+    void retire(Clock::time_point end) noexcept;
+    bool isRetired() const;
+    /// Waits for a retired one to end, until a moment after its end; false when a frame callback
+    /// holds it up.
+    bool awaitEnd();
+    /// What its thread does.
+    void run();
+
     /// For tasks.
     ControlChannel &channel() { return m_channel; }
-
-    /// Keeps a worker that has nothing new to do, until it is joined. What it asks of the camera
-    /// fails after `end`. Does not wait.
-    static void retire(std::unique_ptr<CameraWorker> worker, Clock::time_point end) noexcept;
-    /// Joins the retired workers that are done by their ends. The others are those in whose frame
-    /// callback their camera was closed, and that has not returned.
-    static void joinFinished() noexcept;
-    /// Joins all; not from within a frame callback.
-    static void joinAll() noexcept;
+    /// For tasks: a connected camera, released by this thread.
+    void keepCamera(ObjectPtr<ArvCamera> camera) { m_camera = std::move(camera); }
+    /// Null until it is connected; to be used by tasks.
+    ArvCamera *camera() const { return m_camera.get(); }
 
 private:
-    using Task = std::function<void()>;
-    struct Retired;
-
-    static Retired &retired();
-
-    void push(Task task);
-    void run();
-    bool finishBy(Clock::time_point end);
-    bool isFinished();
+    void runTasks();
     void keepControl();
     void noteHealth();
+    void releaseCamera();
 
     const std::shared_ptr<CameraState> m_state;
-    ControlChannel m_channel;  // of the thread, but for its interruption
-    std::mutex m_lock;
+    ControlChannel m_channel;  // of the thread, but for its last end; as is the camera
+    ObjectPtr<ArvCamera> m_camera;
+    mutable std::mutex m_lock;
     std::condition_variable m_changed;
-    std::deque<Task> m_tasks;  // these three under m_lock
-    bool m_busy = false;
-    bool m_ending = false;
-    Clock::time_point m_end;               // of a retired one
-    std::unique_ptr<CameraWorker> m_next;  // in the list of the retired, under its lock
-    std::thread m_thread;                  // last: it uses the others
+    std::list<Task> m_tasks;  // everything below is under m_lock
+    bool m_isRetired = false;
+    bool m_hasEnded = false;
+    Clock::time_point m_end;  // of a retired one
 };
 
 }  // namespace nubrix

@@ -1,10 +1,9 @@
 #include "net/ControlChannel.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
-#include "net/Report.h"
+#include "common/Report.h"
 
 namespace nubrix {
 
@@ -16,7 +15,7 @@ constexpr std::uint32_t kControl = 2;
 constexpr std::uint32_t kControlBits = 3;        // with exclusive access
 constexpr std::uint32_t kHeartbeatMs = 1500;     // within which whoever opens it next may wait
 constexpr std::chrono::seconds kLost{3};         // without an answer
-constexpr std::chrono::milliseconds kSlice{20};  // within which an interruption is noticed
+constexpr std::chrono::milliseconds kSlice{20};  // within which another end is noticed
 constexpr std::chrono::milliseconds kResend{200};
 constexpr std::chrono::milliseconds kQuiet{400};
 constexpr std::size_t kBlock = 512;  // bytes of memory in one packet
@@ -37,8 +36,8 @@ try {
             m_socket.reset();
     }
     return m_socket.has_value();
-} catch (const std::exception &error) {
-    report("net:" + m_address + " cannot be asked: " + error.what());
+} catch (...) {
+    reportFailure("making a socket for a network camera");
     return false;
 }
 
@@ -46,7 +45,7 @@ try {
 std::optional<ControlChannel::Outcome> ControlChannel::outcomeAt(Clock::time_point now,
                                                                  Clock::time_point quiet)
 {
-    const bool isOver = m_interrupted || now >= m_end;
+    const bool isOver = now >= m_end || now.time_since_epoch().count() >= m_lastEnd;
     if (!isOver && now < quiet && !m_isSilent)
         return std::nullopt;
     m_hasFailed = true;

@@ -15,7 +15,7 @@ namespace nubrix {
 
 /// All accesses between two calls of begin share one end: from then on they fail at once. The
 /// camera knows its controller by the socket, so all writes go through this one. Not thread-safe,
-/// but for interrupt.
+/// but for endAt.
 class ControlChannel {
 public:
     using Clock = std::chrono::steady_clock;
@@ -33,8 +33,9 @@ public:
     /// Begins a call that must be done by then. Once a call has found the camera unresponsive, all
     /// of its accesses fail.
     void begin(Clock::time_point end);
-    /// Every access fails from now on, also the one that waits. Thread-safe.
-    void interrupt() { m_interrupted = true; }
+    /// Every access fails from then on, whatever the end of its call, also one that waits.
+    /// Thread-safe.
+    void endAt(Clock::time_point end) { m_lastEnd = end.time_since_epoch().count(); }
 
     Outcome readRegister(std::uint32_t place, std::uint32_t &value);
     Outcome writeRegister(std::uint32_t place, std::uint32_t value);
@@ -67,7 +68,7 @@ private:
 
     const std::string m_address;
     std::optional<UdpSocket> m_socket;  // from the first access on
-    std::atomic<bool> m_interrupted{false};
+    std::atomic<Clock::rep> m_lastEnd{Clock::time_point::max().time_since_epoch().count()};
     Clock::time_point m_end;
     Clock::time_point m_lastKept;
     bool m_hasControl = false;

@@ -1,6 +1,6 @@
 #include "net/ControlledDevice.h"
 
-#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -139,7 +139,9 @@ GType deviceType()
     return type;
 }
 
-/// Aravis does not check where the camera reports its description to be, and how large.
+/// Aravis does not check where the camera reports its description to be, and how large. It asks the
+/// camera for the place again: it has no way to be handed a description, and reads it by its own
+/// socket. A camera that answers something else then is not noticed here.
 gboolean checkDescription(ControlChannel &channel, GError **error)
 {
     for (const std::uint32_t place : kDescriptionRegisters) {
@@ -199,8 +201,15 @@ ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GI
 void closeAddress(GInetAddress &address)
 {
     // Of everybody who is near: sending to it is refused to a socket that has not asked for it.
-    auto *bytes = const_cast<guint8 *>(g_inet_address_to_bytes(&address));
-    std::fill_n(bytes, 4, guint8{0xff});
+    // Aravis may be reading the address to send, so it changes as a whole.
+    void *bytes = const_cast<guint8 *>(g_inet_address_to_bytes(&address));
+    std::atomic_ref<std::uint32_t>(*static_cast<std::uint32_t *>(bytes)) = UINT32_MAX;
+}
+
+void closeAddressOf(ArvDevice &device)
+{
+    GSocketAddress *remote = arv_gv_device_get_device_address(ARV_GV_DEVICE(&device));
+    closeAddress(*g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(remote)));
 }
 
 bool isLate(const Error &error)

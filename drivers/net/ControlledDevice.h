@@ -16,9 +16,11 @@ ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GI
                                 Error &error);
 
 /// Whatever Aravis sends to this address fails at once from now on, and half a second later
-/// whatever it waits for. Also called before the last reference of a device is dropped, because
-/// Aravis then releases the camera by itself. Thread-safe.
+/// whatever it waits for. Thread-safe.
 void closeAddress(GInetAddress &address);
+/// The same for the address of a device whose last reference is about to be dropped, because Aravis
+/// then releases the camera by itself.
+void closeAddressOf(ArvDevice &device);
 
 /// The error of an answer that came, but too late. Thread-safe.
 bool isLate(const Error &error);

@@ -8,8 +8,9 @@
 
 namespace nubrix {
 
-/// Larger ones are refused: Aravis ends the process when it has no memory for one.
-constexpr std::size_t kLargestDescription = 16U << 20U;
+/// Larger ones are refused: Aravis ends the process when it has no memory for one, and reading and
+/// parsing it must end within the time for opening.
+constexpr std::size_t kLargestDescription = 4U << 20U;
 
 struct Description {
     std::uint32_t place;

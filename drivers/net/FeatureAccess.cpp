@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "common/Text.h"
 #include "net/CameraSetup.h"
 #include "net/NetProperties.h"
 #include "net/Report.h"
@@ -76,7 +77,8 @@ void readValue(ArvDevice *device, ArvGcNode *node, const FeatureRequest &request
     } else if (request.type == FeatureType::kFloat) {
         value = bytesOf(arv_device_get_float_feature_value(device, name, error.out()));
     } else if (const char *text = arv_device_get_string_feature_value(device, name, error.out())) {
-        value.assign(text, text + std::strlen(text));
+        const std::string clean = cleanText(text);
+        value.assign(clean.begin(), clean.end());
     }
 }
 

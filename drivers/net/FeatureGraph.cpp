@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace nubrix {
 
 namespace {
 
-constexpr int kDeepest = 64;
+constexpr std::size_t kDeepest = 64;
 constexpr long long kLongest = 1 << 20;     // bytes of a register
 constexpr std::size_t kMostSteps = 100000;  // for one value
 // What a value is made of. Limits and locks, which may depend on each other, are not.
@@ -21,11 +21,12 @@ constexpr std::string_view kParts[] = {"pValue", "pVariable", "pAddress",
 
 struct Feature {
     std::vector<std::string> parts;
-    std::size_t steps = 0;  // 0: not known yet
-    bool isOpen = false;    // it is just being counted
+    std::size_t steps = 0;   // features that are looked at for this one; 0: not known yet
+    std::size_t height = 0;  // of the longest chain of features from here
+    bool isOpen = false;     // it is just being counted
 };
 
-using Features = std::unordered_map<std::string, Feature>;
+using Features = std::map<std::string, Feature>;
 
 std::string textOf(ArvDomNode *element)
 {
@@ -54,7 +55,7 @@ bool hasLength(const std::string &kind, const std::string &tag, const std::strin
 }
 
 /// Registers are nested in groups.
-bool collect(ArvDomNode *element, Features &features, int depth)
+bool collect(ArvDomNode *element, Features &features, std::size_t depth)
 {
     if (depth > kDeepest)
         return false;
@@ -76,24 +77,35 @@ bool collect(ArvDomNode *element, Features &features, int depth)
     return true;
 }
 
-/// How many features are looked at for this one; more than kMostSteps for one without an end.
-std::size_t stepsOf(const std::string &name, Features &features, int depth)
+/// Counts the steps and the height of a feature that is `depth` features from the first one. False
+/// when there are too many, or no end. Whether some feature of a description fails does not depend
+/// on which one is counted first: a chain that is too long is so by its height or by its depth.
+bool count(Feature &feature, Features &features, std::size_t depth)
 {
-    const auto found = features.find(name);
-    if (found == features.end())
-        return 1;
-    Feature &feature = found->second;
-    if (feature.isOpen || depth > kDeepest)
-        return kMostSteps + 1;
+    if (feature.isOpen || depth >= kDeepest)
+        return false;
     if (feature.steps != 0)
-        return feature.steps;
+        return depth + feature.height <= kDeepest;
     feature.isOpen = true;
     std::size_t steps = 1;
-    for (std::size_t i = 0; i < feature.parts.size() && steps <= kMostSteps; ++i)
-        steps += stepsOf(feature.parts[i], features, depth + 1);
+    std::size_t height = 1;
+    for (const std::string &part : feature.parts) {
+        const auto found = features.find(part);
+        if (found == features.end()) {
+            ++steps;
+            continue;
+        }
+        if (!count(found->second, features, depth + 1))
+            return false;
+        steps += found->second.steps;
+        height = std::max(height, found->second.height + 1);
+        if (steps > kMostSteps)
+            return false;
+    }
     feature.isOpen = false;
-    feature.steps = std::min(steps, kMostSteps + 1);
-    return feature.steps;
+    feature.steps = steps;
+    feature.height = height;
+    return true;
 }
 
 }  // namespace
@@ -104,9 +116,8 @@ bool isComputable(ArvGc &features)
     Features found;
     if (root == nullptr || !collect(ARV_DOM_NODE(root), found, 0))
         return false;
-    return std::all_of(found.begin(), found.end(), [&](const auto &feature) {
-        return stepsOf(feature.first, found, 0) <= kMostSteps;
-    });
+    return std::all_of(found.begin(), found.end(),
+                       [&](auto &feature) { return count(feature.second, found, 0); });
 }
 
 }  // namespace nubrix

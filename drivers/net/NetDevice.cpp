@@ -23,17 +23,6 @@ constexpr std::chrono::milliseconds kRetry{200};
 /// Of the time for opening, for what follows when the camera is free.
 constexpr std::chrono::milliseconds kConnecting{400};
 
-/// Of a camera that may never have been made.
-void letGo(ArvCamera *camera)
-{
-    if (camera == nullptr)
-        return;
-    GSocketAddress *remote =
-        arv_gv_device_get_device_address(ARV_GV_DEVICE(arv_camera_get_device(camera)));
-    closeAddress(*g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(remote)));
-    g_object_unref(camera);
-}
-
 /// "1.2.3" in some text or other.
 void parseVersion(const char *text, unsigned short (&version)[3])
 {
@@ -79,12 +68,12 @@ int awaitRelease(const std::string &name, const std::string &address,
 
 }  // namespace
 
-int NetDevice::open(const std::string &address, const NetSettings &settings,
+int NetDevice::open(const std::string &address, const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device)
 {
     const auto now = CameraState::Clock::now();
     const auto end = now + kOpening;
-    std::unique_ptr<NetDevice> opened(new NetDevice(address, settings));
+    std::unique_ptr<NetDevice> opened(new NetDevice(address, settings, workers));
     const auto freeBy = std::min(now + settings.patience(), end - kConnecting);
     if (const int status = awaitRelease(opened->m_uri, address, freeBy))
         return status;
@@ -98,7 +87,8 @@ int NetDevice::open(const std::string &address, const NetSettings &settings,
     return status;
 }
 
-NetDevice::NetDevice(const std::string &address, const NetSettings &settings)
+NetDevice::NetDevice(const std::string &address, const NetSettings &settings,
+                     CameraWorkers &workers)
     : m_address(address),
       m_uri("net:" + address),
       m_local(localAddressFor(address)),
@@ -106,7 +96,7 @@ NetDevice::NetDevice(const std::string &address, const NetSettings &settings)
       m_settings(settings),
       m_state(std::make_shared<CameraState>()),
       m_incomplete(settings.deliversIncomplete() ? 1 : 0),
-      m_worker(std::make_unique<CameraWorker>(address, m_state))
+      m_worker(workers.start(address, m_state))
 {
 }
 
@@ -114,16 +104,7 @@ NetDevice::~NetDevice()
 {
     NetDevice::closeAllStreams();
     const auto now = CameraState::Clock::now();
-    const auto end = m_state->isSilent() ? now : now + kFarewell;
-    try {
-        m_worker->submit(end, [camera = m_camera.release(), worker = m_worker.get()] {
-            letGo(camera);
-            worker->channel().releaseControl();
-        });
-    } catch (const std::exception &) {
-        // No memory: the camera is free when its heartbeat has ended.
-    }
-    CameraWorker::retire(std::move(m_worker), end);
+    m_worker->retire(m_state->isSilent() ? now : now + kFarewell);
 }
 
 void NetDevice::tellStuck() const
@@ -150,7 +131,7 @@ try {
     if (const int status = connectCamera())
         return status;
     readIdentity();
-    m_modes = readModes(*m_camera, m_settings, m_versions.serialNumber);
+    m_modes = readModes(*camera(), m_settings, m_versions.serialNumber);
     if (m_worker->channel().hasFailed())
         return tellFailed(Error());
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
@@ -161,8 +142,8 @@ try {
                     [](const auto &m) { return m.records.empty(); }))
         report(m_uri + " has no pixel format that is known here: it has no streams");
     return kDone;
-} catch (const std::exception &error) {
-    report(m_uri + " cannot be opened: " + error.what());
+} catch (...) {
+    reportFailure("opening a network camera");
     return kFailed;
 }
 
@@ -182,19 +163,20 @@ int NetDevice::connectCamera()
     }
     if (!device)
         return tellFailed(error);
-    m_camera.reset(arv_camera_new_with_device(device.get(), error.out()));
-    if (!m_camera)
+    ObjectPtr<ArvCamera> camera(arv_camera_new_with_device(device.get(), error.out()));
+    if (!camera)
         return tellFailed(error);
     // Whoever had it before may have left it sending: by a pulled cable, or dead.
-    arv_camera_stop_acquisition(m_camera.get(), nullptr);
-    arv_camera_set_range_check_policy(m_camera.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
-    arv_camera_set_access_check_policy(m_camera.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+    arv_camera_stop_acquisition(camera.get(), nullptr);
+    arv_camera_set_range_check_policy(camera.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
+    arv_camera_set_access_check_policy(camera.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
+    m_worker->keepCamera(std::move(camera));
     return kDone;
 }
 
 void NetDevice::readIdentity()
 {
-    ArvCamera *camera = m_camera.get();
+    ArvCamera *camera = this->camera();
     const auto read = [&](const char *feature) -> const char * {
         const bool has = arv_camera_is_feature_available(camera, feature, nullptr) != FALSE;
         return has ? arv_camera_get_string(camera, feature, nullptr) : nullptr;
@@ -235,8 +217,8 @@ try {
     slot.stream = std::make_unique<NetStream>(*this, streamType);
     *stream = slot.stream.get();
     return kDone;
-} catch (const std::exception &error) {
-    report(m_uri + " cannot make a stream: " + error.what());
+} catch (...) {
+    reportFailure("making a stream of a network camera");
     return kFailed;
 }
 

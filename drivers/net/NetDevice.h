@@ -10,7 +10,7 @@
 
 #include "net/CameraModes.h"
 #include "net/CameraState.h"
-#include "net/CameraWorker.h"
+#include "net/CameraWorkers.h"
 #include "net/FeatureAccess.h"
 #include "net/GvcpProbe.h"
 #include "net/NetSettings.h"
@@ -27,8 +27,9 @@ public:
     /// holds it and does not release it in time, -1 when its description cannot be used. Logs why.
     /// One that sends no frames is opened, without streams. Waits for a camera that is held as long
     /// as the settings say; no longer than kOpening in all. Any thread; may block.
-    static int open(const std::string &address, const NetSettings &settings,
+    static int open(const std::string &address, const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device);
+    /// Does not wait for its worker, which releases the camera and ends: see CameraWorkers.
     ~NetDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
@@ -55,7 +56,7 @@ public:
 
     CameraWorker &worker() { return *m_worker; }
     /// For tasks of the worker.
-    ArvCamera *camera() { return m_camera.get(); }
+    ArvCamera *camera() const { return m_worker->camera(); }
     typedefNubrixFrameMode modeOf(unsigned int streamType) const;
     /// All but where the frames go.
     StreamSetup setupOf(unsigned int streamType) const;
@@ -81,7 +82,7 @@ private:
         std::unique_ptr<NetStream> stream;
     };
 
-    NetDevice(const std::string &address, const NetSettings &settings);
+    NetDevice(const std::string &address, const NetSettings &settings, CameraWorkers &workers);
 
     int connect();
     int connectCamera();
@@ -99,7 +100,6 @@ private:
     const ObjectPtr<GInetAddress> m_remote;
     const NetSettings m_settings;
     const std::shared_ptr<CameraState> m_state;
-    ObjectPtr<ArvCamera> m_camera;
     NubrixVersions m_versions = {};
     CameraModes m_modes;
     Sensor m_sensor = {};
@@ -108,7 +108,7 @@ private:
     mutable std::mutex m_lock;
     std::array<Slot, 3> m_slots = {};  // both under m_lock
     const NetStream *m_claim = nullptr;
-    std::unique_ptr<CameraWorker> m_worker;
+    const std::shared_ptr<CameraWorker> m_worker;
 };
 
 template <class Result>

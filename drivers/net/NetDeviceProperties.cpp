@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/Property.h"
+#include "net/CameraSetup.h"
 #include "net/NetDevice.h"
 #include "net/NetProperties.h"
 #include "net/Report.h"
@@ -23,7 +24,7 @@ int NetDevice::access(FeatureRequest request, Bytes &value, CameraState::Clock::
         int status;
         Bytes value;
     };
-    auto answer = m_worker->submit(end, [camera = m_camera.get(), asked = std::move(request)] {
+    auto answer = m_worker->submit(end, [camera = camera(), asked = std::move(request)] {
         Answer got = {};
         got.status = accessFeature(*camera, asked, got.value);
         return got;
@@ -114,7 +115,7 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
         std::memcpy(&value, bytes.data(), sizeof value);
         if (std::abs(value) <= kLargestLens)
             return kDone;
-        report(m_uri + ": its " + name + " is " + std::to_string(value));
+        report(m_uri + ": its " + name + " is " + textOf(value));
         return kFailed;
     };
     double focal = 0;

@@ -29,13 +29,6 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
     std::memcpy(&record, &filled, sizeof filled);
 }
 
-/// In a frame callback the next one does it: this one may be what a worker waits for.
-void joinFinished()
-{
-    if (!StreamSession::isInCallback())
-        CameraWorker::joinFinished();
-}
-
 }  // namespace
 
 NetDriver::NetDriver(const std::string &settings)
@@ -50,7 +43,6 @@ NetDriver::~NetDriver()
 {
     m_watch.stop();
     m_devices.clear();
-    CameraWorker::joinAll();
 }
 
 int NetDriver::initialize()
@@ -59,8 +51,8 @@ try {
         return kWrongState;
     m_watch.start();
     return kDone;
-} catch (const std::exception &error) {
-    report(std::string("cannot look for cameras: ") + error.what());
+} catch (...) {
+    reportFailure("looking for network cameras");
     return kFailed;
 }
 
@@ -84,12 +76,12 @@ try {
         return kBadArgument;
     joinFinished();
     std::unique_ptr<NetDevice> opened;
-    if (const int status = NetDevice::open(address, m_settings, opened))
+    if (const int status = NetDevice::open(address, m_settings, m_workers, opened))
         return status;
     m_watch.watch(address, opened->state());
     return m_devices.keep(std::move(opened), device);
-} catch (const std::exception &error) {
-    report(std::string(uri) + " cannot be opened: " + error.what());
+} catch (...) {
+    reportFailure("opening a network camera");
     return kFailed;
 }
 
@@ -98,6 +90,13 @@ int NetDriver::closeDevice(NubrixBaseDevice **device)
     const int status = m_devices.close(device);
     joinFinished();
     return status;
+}
+
+/// In a frame callback the next one does it: this one may be what a worker waits for.
+void NetDriver::joinFinished() noexcept
+{
+    if (!StreamSession::isInCallback())
+        m_workers.joinFinished();
 }
 
 }  // namespace nubrix

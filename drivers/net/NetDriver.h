@@ -33,9 +33,12 @@ public:
     int closeDevice(NubrixBaseDevice **device) override;
 
 private:
+    void joinFinished() noexcept;
+
     const NetSettings m_settings;
     std::atomic<bool> m_initialized{false};
     StateCallback m_callback;
+    CameraWorkers m_workers;  // joined last of all: they may be in a frame callback
     OpenDevices<NetDevice> m_devices;
     CameraWatch m_watch;  // last: its thread uses the others
 };

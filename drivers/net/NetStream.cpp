@@ -1,6 +1,5 @@
 #include "net/NetStream.h"
 
-#include <exception>
 #include <utility>
 
 #include "net/NetDevice.h"
@@ -45,6 +44,9 @@ try {
         return kWrongState;
     }
     const auto session = std::make_shared<StreamSession>(std::move(setup), m_device.state());
+    ArvCamera *camera = m_device.camera();
+    m_stopCamera = CameraWorker::prepare([session, camera] { session->stopCamera(*camera); });
+    m_tearDown = CameraWorker::prepare([session] { session->tearDown(); });
     if (!m_device.claimCamera(*this)) {
         report(m_device.name() + " sends one stream at a time: stop the other one first");
         return kWrongState;
@@ -55,7 +57,6 @@ try {
         m_session = session;
     }
     m_device.state()->notePicture();  // the watch counts from here
-    ArvCamera *camera = m_device.camera();
     const auto end = NetDevice::callEnd();
     auto begun =
         m_device.worker().submit(end, [session, camera] { return session->begin(*camera); });
@@ -63,8 +64,8 @@ try {
     if (status != kDone)
         stop();
     return status;
-} catch (const std::exception &error) {
-    report(m_device.name() + " cannot start: " + error.what());
+} catch (...) {
+    reportFailure("starting a stream of a network camera");
     stop();
     return kFailed;
 }
@@ -79,22 +80,13 @@ int NetStream::stop()
         session = m_session;
     }
     const auto end = NetDevice::callEnd();
-    ArvCamera *camera = m_device.camera();
     // Nobody waits for it: what comes next is done after it.
-    submit(end, [session, camera] { session->stopCamera(*camera); });
+    m_device.worker().submit(end, std::move(m_stopCamera));
     session->end();
-    submit(end, [session] { session->tearDown(); });
+    m_device.worker().submit(end, std::move(m_tearDown));
     m_device.releaseCamera(*this);
     session->reportLosses();
     return kDone;
-}
-
-/// Also in a destructor: without memory the session is torn down with its last owner.
-template <class Task>
-void NetStream::submit(CameraState::Clock::time_point end, Task task) noexcept
-try {
-    m_device.worker().submit(end, std::move(task));
-} catch (const std::exception &) {
 }
 
 /// Within the callback that has stopped it.

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "common/DriverStream.h"
+#include "net/CameraWorker.h"
 #include "net/StreamSession.h"
 
 namespace nubrix {
@@ -33,10 +34,12 @@ public:
 
 private:
     bool isEnding() const;
-    template <class Task>
-    void submit(CameraState::Clock::time_point end, Task task) noexcept;
 
     NetDevice &m_device;
+    // Of the session, made at its start: the worker must get them, or the session would end with
+    // its last owner, which may be Aravis' own thread.
+    CameraWorker::Prepared m_stopCamera;
+    CameraWorker::Prepared m_tearDown;
     mutable std::mutex m_lock;
     std::shared_ptr<StreamSession> m_session;  // under m_lock; stays after the stop
 };

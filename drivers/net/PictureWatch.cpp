@@ -13,22 +13,28 @@ PictureWatch::~PictureWatch()
 
 void PictureWatch::begin(std::chrono::milliseconds patience, std::function<void()> tell)
 {
+    const std::lock_guard<std::mutex> lock(m_lock);
+    if (m_hasEnded)
+        return;
     m_tell = std::move(tell);
     m_patience = Clock::duration(patience).count();
     notePicture();
-    m_isWatching = true;
     m_thread = std::thread(&PictureWatch::run, this);
+    m_isWatching = true;
 }
 
 void PictureWatch::end()
 {
+    std::thread thread;
     {
         const std::lock_guard<std::mutex> lock(m_lock);
+        m_hasEnded = true;
         m_isWatching = false;
         m_ended.notify_all();
+        thread.swap(m_thread);
     }
-    if (m_thread.joinable())
-        m_thread.join();
+    if (thread.joinable())
+        thread.join();
 }
 
 void PictureWatch::notePicture()

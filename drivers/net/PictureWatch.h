@@ -19,10 +19,11 @@ public:
     PictureWatch &operator=(const PictureWatch &) = delete;
 
     /// From now on `tell` is called, by the watch's thread, once for each time that no picture
-    /// comes for so long; it must not throw. Throws std::system_error when there is no thread. Not
-    /// thread-safe.
+    /// comes for so long; it must not throw. Nothing once it has ended. Throws std::system_error
+    /// when there is no thread. Thread-safe; once.
     void begin(std::chrono::milliseconds patience, std::function<void()> tell);
-    /// `tell` is not called any more; it must not be what calls. Not thread-safe.
+    /// For good. `tell` is not called any more when the first call returns; it must not be what
+    /// calls. Thread-safe.
     void end();
 
     /// A picture of use has come. Thread-safe.
@@ -40,8 +41,9 @@ private:
     std::atomic<Clock::rep> m_patience{0};
     std::atomic<Clock::rep> m_last{0};
     std::atomic<bool> m_isWatching{false};
-    std::mutex m_lock;  // of the end against the waiting
+    std::mutex m_lock;
     std::condition_variable m_ended;
+    bool m_hasEnded = false;  // these two under m_lock
     std::thread m_thread;
 };
 

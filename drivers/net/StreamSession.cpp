@@ -128,10 +128,10 @@ int StreamSession::pushBuffers(ArvStream &stream)
 void StreamSession::end()
 {
     m_ended = true;
+    m_watch.end();             // reports nothing after a stop, whoever stops
     if (t_delivering == this)  // the thread that would have to end first
         return;
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_watch.end();
     ArvStream *stream = m_stream;
     if (stream != nullptr && !std::exchange(m_isThreadStopped, true))
         arv_stream_stop_thread(stream, TRUE);

@@ -1,8 +1,6 @@
 #include "virtual/HotPlug.h"
 
-#include <cstdio>
-#include <exception>
-
+#include "common/Report.h"
 #include "virtual/VirtualCamera.h"
 
 namespace nubrix {
@@ -64,9 +62,8 @@ try {
     }
     m_callback.tell(camera.uri(), camera.serial(), camera.location(),
                     event.action == Action::kTellConnected);
-} catch (const std::exception &error) {
-    std::fprintf(stderr, "nubrix virtual camera: an event of %s is lost: %s\n",
-                 event.camera->uri().c_str(), error.what());
+} catch (...) {
+    reportFailure("an event of a virtual camera");
 }
 
 }  // namespace nubrix

@@ -1,13 +1,12 @@
 #include "virtual/ImageSource.h"
 
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <system_error>
 #include <utility>
 
-#include "common/Text.h"
+#include "virtual/Report.h"
 
 namespace nubrix {
 
@@ -151,9 +150,8 @@ FrameSource::Result ImageSource::fill(unsigned int streamType, const typedefNubr
     }
     const Image image = isDepth ? readDepthImage(entry.path) : readColorImage(entry.path);
     if (!image.error.empty() || image.width != mode.width || image.height != mode.height) {
-        std::fprintf(stderr, "nubrix virtual camera: the image \"%s\" is lost: %s\n",
-                     cleanText(entry.path).c_str(),
-                     image.error.empty() ? "its size has changed" : image.error.c_str());
+        report("the image \"" + entry.path +
+               "\" is lost: " + (image.error.empty() ? "its size has changed" : image.error));
         return Result::kLost;
     }
     std::memcpy(data, image.pixels.data(), image.pixels.size());

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 
 #include "virtual/ImageSource.h"
+#include "virtual/Report.h"
 
 namespace nubrix {
 
@@ -73,10 +73,8 @@ std::string RecordingSource::open()
 {
     if (m_reader.open(m_setup.file.c_str()) != 0)
         return std::string("cannot be read: ") + m_reader.errorText();
-    if (*m_reader.problem() != '\0') {
-        std::fprintf(stderr, "nubrix virtual camera: the recording \"%s\" is not whole: %s\n",
-                     m_setup.file.c_str(), m_reader.problem());
-    }
+    if (*m_reader.problem() != '\0')
+        report("the recording \"" + m_setup.file + "\" is not whole: " + m_reader.problem());
     std::uint64_t startUs = std::numeric_limits<std::uint64_t>::max();
     for (unsigned int i = 0; i < m_reader.count(); ++i) {
         RecordInfo info = {};
@@ -158,8 +156,8 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         if (m_reader.frame(record, &frame) != 0) {
-            std::fprintf(stderr, "nubrix virtual camera: record %u of \"%s\" is lost: %s\n", record,
-                         m_setup.file.c_str(), m_reader.errorText());
+            report("record " + std::to_string(record) + " of \"" + m_setup.file +
+                   "\" is lost: " + m_reader.errorText());
             return Result::kLost;
         }
     }

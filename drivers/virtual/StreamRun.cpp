@@ -1,10 +1,9 @@
 #include "virtual/StreamRun.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <exception>
 #include <utility>
 
+#include "common/Report.h"
 #include "virtual/VirtualCamera.h"
 
 namespace nubrix {
@@ -31,8 +30,8 @@ try {
     std::uint32_t index = firstFrame();
     while (!isEnding() && runFrame(index)) {
     }
-} catch (const std::exception &error) {
-    std::fprintf(stderr, "nubrix virtual camera: a stream has ended: %s\n", error.what());
+} catch (...) {
+    reportFailure("the stream of a virtual camera");
 }
 
 void StreamRun::end()

@@ -1,12 +1,10 @@
 #include "virtual/UpgradeRun.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <exception>
 #include <iterator>
 #include <utility>
 
-#include "common/Report.h"
+#include "virtual/Report.h"
 #include "virtual/VirtualCamera.h"
 
 namespace nubrix {
@@ -33,9 +31,9 @@ void tellProgress(const typedefNubrixUpgradeCallbacks &callbacks, int percent)
 
 }  // namespace
 
-void complainOfUpgrade(const std::string &uri, const char *reason)
+void reportUpgrade(const std::string &uri, const std::string &reason)
 {
-    std::fprintf(stderr, "nubrix virtual camera: upgrade of %s: %s\n", uri.c_str(), reason);
+    report("upgrade of " + uri + ": " + reason);
 }
 
 int UpgradeRun::begin()
@@ -73,8 +71,8 @@ int UpgradeRun::upgradeWith(const FirmwareImage &image, const Callbacks &callbac
     m_camera.beginUpgrade();
     try {
         status = attempt(image, callbacks);
-    } catch (const std::exception &error) {
-        complainOfUpgrade(m_camera.uri(), error.what());
+    } catch (...) {
+        reportFailure("the upgrade of a virtual camera");
     }
     m_camera.endUpgrade();
     return status;
@@ -85,9 +83,8 @@ try {
     upgrade(image, callbacks);
     return kDone;
 } catch (const Failed &failed) {
-    const std::string text = failed.reason + "; the camera keeps firmware " +
-                             FirmwareImage::versionText(m_camera.firmware());
-    complainOfUpgrade(m_camera.uri(), text.c_str());
+    reportUpgrade(m_camera.uri(), failed.reason + "; the camera keeps firmware " +
+                                      FirmwareImage::versionText(m_camera.firmware()));
     return failed.status;
 }
 

@@ -71,7 +71,7 @@ private:
     bool m_kept = false;                     // ... and stays here
 };
 
-/// One line on stderr about an upgrade of a camera.
-void complainOfUpgrade(const std::string &uri, const char *reason);
+/// Reports why an upgrade of a camera failed, in one line.
+void reportUpgrade(const std::string &uri, const std::string &reason);
 
 }  // namespace nubrix

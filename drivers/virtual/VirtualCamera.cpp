@@ -1,8 +1,7 @@
 #include "virtual/VirtualCamera.h"
 
-#include <cstdio>
-
 #include "common/Report.h"
+#include "common/Text.h"
 #include "virtual/UpgradeRun.h"
 #include "virtual/VirtualDevice.h"
 
@@ -27,10 +26,10 @@ void VirtualCamera::describe(typedefNubrixeviceAttribute &record) const
     record.productId = kProductId;
     record.transport = 1;
     record.deviceState = NUBRIX_DEVICE_CONNECTED;
-    std::snprintf(record.serialNumber, sizeof record.serialNumber, "%s", m_serial.c_str());
-    std::snprintf(record.uri, sizeof record.uri, "%s", m_uri.c_str());
-    std::snprintf(record.location, sizeof record.location, "%s", m_location.c_str());
-    std::snprintf(record.productName, sizeof record.productName, "Nubrix Virtual Camera");
+    copyText(record.serialNumber, m_serial);
+    copyText(record.uri, m_uri);
+    copyText(record.location, m_location);
+    copyText(record.productName, "Nubrix Virtual Camera");
 }
 
 bool VirtualCamera::isPlugged() const

@@ -1,28 +1,22 @@
 #include "virtual/VirtualDriver.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <utility>
 #include <variant>
 
-#include "common/Report.h"
-#include "common/Text.h"
+#include "common/RecordList.h"
 #include "virtual/ImageSource.h"
 #include "virtual/RecordingSource.h"
+#include "virtual/Report.h"
 #include "virtual/ScenarioFile.h"
 #include "virtual/SceneSource.h"
 
 namespace nubrix {
 
 namespace {
-
-void complain(const std::string &text)
-{
-    std::fprintf(stderr, "nubrix virtual camera: %s\n", cleanText(text).c_str());
-}
 
 /// A source, or what is wrong with what the scenario says of it.
 std::variant<std::shared_ptr<FrameSource>, ScenarioError> makeSource(const Scenario &scenario)
@@ -57,12 +51,12 @@ try {
         return initializeWith(Scenario(), "");
     const auto read = readScenarioFile(file);
     if (const auto *error = std::get_if<ScenarioError>(&read)) {
-        complain(error->text(file));
+        report(error->text(file));
         return kBadArgument;
     }
     return initializeWith(std::get<Scenario>(read), file);
-} catch (const std::exception &error) {
-    complain(error.what());
+} catch (...) {
+    reportFailure("initialize of the virtual cameras");
     return kFailed;
 }
 
@@ -72,7 +66,7 @@ try {
         return kWrongState;
     const auto made = makeSource(scenario);
     if (const auto *error = std::get_if<ScenarioError>(&made)) {
-        complain(error->text(file));
+        report(error->text(file));
         return kBadArgument;
     }
     const auto &source = std::get<std::shared_ptr<FrameSource>>(made);
@@ -86,8 +80,8 @@ try {
     }
     m_hotPlug.start();
     return kDone;
-} catch (const std::exception &error) {
-    complain(error.what());
+} catch (...) {
+    reportFailure("initialize of the virtual cameras");
     return kFailed;
 }
 
@@ -99,16 +93,18 @@ int VirtualDriver::setDeviceStateCallback(DriverStateCallback callback, void *us
 
 int VirtualDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 {
-    if (count == nullptr)
-        return kBadArgument;
-    const unsigned int capacity = std::exchange(*count, 0U);
-    if (records == nullptr)
-        return kBadArgument;
-    for (const auto &camera : m_cameras) {
-        if (*count < capacity && camera->isPlugged())
-            camera->describe(records[(*count)++]);
-    }
-    return kDone;
+    const auto plugged = [this] {
+        std::vector<const VirtualCamera *> cameras;
+        for (const auto &camera : m_cameras) {
+            if (camera->isPlugged())
+                cameras.push_back(camera.get());
+        }
+        return cameras;
+    };
+    const auto describe = [](const VirtualCamera *camera, typedefNubrixeviceAttribute &record) {
+        camera->describe(record);
+    };
+    return listRecords(plugged, describe, records, count);
 }
 
 int VirtualDriver::openDevice(const char *uri, NubrixBaseDevice **device)
@@ -150,7 +146,8 @@ try {
     if (const int status = camera.open(opened))
         return status;
     return m_devices.keep(std::move(opened), device);
-} catch (const std::exception &) {
+} catch (...) {
+    reportFailure("opening a virtual camera");
     return kFailed;
 }
 

@@ -23,7 +23,7 @@ public:
     ~VirtualDriver() override;
 
     /// Reads the scenario that NUBRIX_VIRTUAL_SCENARIO names; without one there is one camera. A
-    /// bad scenario is told on stderr in one line: -4. -2 when it has been called already.
+    /// bad scenario is reported in one line: -4. -2 when it has been called already.
     int initialize() override;
     int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
     int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;

@@ -33,13 +33,13 @@ try {
         return kBadArgument;
     auto read = FirmwareImage::read(file);
     if (const auto *wrong = std::get_if<std::string>(&read)) {
-        complainOfUpgrade(m_uri, wrong->c_str());
+        reportUpgrade(m_uri, *wrong);
         return kBadArgument;
     }
     const UpgradeRun::Callbacks told = callbacks ? *callbacks : UpgradeRun::Callbacks();
     return begin(std::move(std::get<FirmwareImage>(read)), told);
-} catch (const std::exception &error) {
-    complainOfUpgrade(m_uri, error.what());
+} catch (...) {
+    reportFailure("the upgrade of a virtual camera");
     return kFailed;
 }
 

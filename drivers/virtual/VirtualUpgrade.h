@@ -23,7 +23,8 @@ public:
 
     /// Checks the image, then upgrades on a thread of its own, which calls the callbacks (with a
     /// null device). -4 without a file or for one that is no sound image, -2 while an upgrade runs,
-    /// -9 when the camera is not plugged in, -1 when there is no thread to be had; stderr says why.
+    /// -9 when the camera is not plugged in, -1 when there is no thread to be had; the log says
+    /// why.
     int deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallbacks *callbacks,
                                   const char *file) override;
     void onDeviceStateChange(const char *deviceAddr, const char *serial, const char *location,

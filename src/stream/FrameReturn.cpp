@@ -10,7 +10,7 @@ void FrameReturn::onArrival(bool forListeners)
 {
     ++m_arrival;
     m_forListeners = forListeners;
-    m_notified = m_listenerDone = m_shelved = false;
+    m_notified = m_listenerDone = m_isInPhoto = m_shelved = false;
     if (m_unshown)  // the listeners are shown the newer one
         std::exchange(m_unshown, nullptr)->release();
 }
@@ -38,8 +38,16 @@ void FrameReturn::endNotifying()
 
 void FrameReturn::shelveIfDone(NubrixFrameRef *newest)
 {
-    if (m_notified && m_listenerDone && !isReaderNear())
+    if (isSeen() && !isReaderNear())
         shelve(newest);
+}
+
+bool FrameReturn::isSeen() const
+{
+    if (m_notified && m_listenerDone)
+        return true;
+    // A photo has it, and no listener is to be notified of it first.
+    return m_isInPhoto && m_forListeners && !m_listenerBegins && (m_notified || !m_hasListener);
 }
 
 void FrameReturn::shelve(NubrixFrameRef *newest)

@@ -10,9 +10,10 @@
 namespace nubrix {
 
 /// A driver may wait with its next frame until the last one has been returned. While only a
-/// recorder listens, nobody takes that one out of the queue: so it is shelved once all listeners
-/// have seen it and the application does not read. It can still be read afterwards. Under
-/// the lock of the stream's queue; `newest` is the frame in the queue, null for none.
+/// recorder listens, or only photos are taken, nobody takes that one out of the queue: so it is
+/// shelved once all listeners have seen it and the application does not read. It can still be read
+/// afterwards. Under the lock of the stream's queue; `newest` is the frame in the queue, null for
+/// none.
 class FrameReturn final {
 public:
     /// An application that has read, or was woken to read, is waited for so long.
@@ -26,6 +27,8 @@ public:
     void onListenerBegins() { m_hasListener = m_listenerBegins = true; }
     /// It has no need of the newest one any more.
     void onListenerDone();
+    /// A photo of the newest frame is taken.
+    void onPhoto() { m_isInPhoto = true; }
     bool hasListener() const { return m_hasListener; }
 
     /// The listeners are notified of the newest frame.
@@ -52,13 +55,15 @@ public:
 private:
     using Time = std::chrono::steady_clock::time_point;
 
+    bool isSeen() const;
     bool isReaderNear();
 
     std::uint64_t m_arrival = 0;  // of the newest frame
     std::uint64_t m_notifiedArrival = 0;
-    bool m_forListeners = false;  // these four: of the newest frame
+    bool m_forListeners = false;  // these five: of the newest frame
     bool m_notified = false;      //
     bool m_listenerDone = false;  //
+    bool m_isInPhoto = false;     //
     bool m_shelved = false;       //
     bool m_listenerBegins = false;
     bool m_hasListener = false;           // now or before

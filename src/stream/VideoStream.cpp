@@ -284,6 +284,8 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
     if (m_queue.empty())
         return -1;
     out = m_queue.front();
+    m_return.onPhoto();
+    m_return.shelveIfDone(newest());
     return 0;
 }
 

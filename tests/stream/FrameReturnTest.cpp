@@ -77,6 +77,55 @@ TEST_F(FrameReturnTest, WithoutAListenerItWaitsForAReader)
     frame->release();
 }
 
+TEST_F(FrameReturnTest, AFrameOfAPhotoCountsAsReturnedWhenNobodyElseWantsIt)
+{
+    InternalFrame *const frame = deliver();
+    m_return.onPhoto();
+    m_return.shelveIfDone(m_newest);
+    EXPECT_TRUE(isGivenBack(frame));
+    frame->release();
+}
+
+TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAReader)
+{
+    InternalFrame *const frame = deliver();
+    m_return.onReader();
+    m_return.onPhoto();
+    m_return.shelveIfDone(m_newest);
+    EXPECT_FALSE(isGivenBack(frame));
+    frame->release();
+}
+
+TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForTheCallback)
+{
+    InternalFrame *const frame = deliver(false);
+    m_return.onPhoto();
+    m_return.shelveIfDone(m_newest);
+    EXPECT_FALSE(isGivenBack(frame));
+    frame->release();
+}
+
+TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAListenerUntilItWasNotified)
+{
+    InternalFrame *const frame = deliver();
+    tell(false);
+    m_return.onListenerBegins();
+    m_return.onPhoto();
+    m_return.shelveIfDone(m_newest);
+    EXPECT_FALSE(isGivenBack(frame)) << "it has begun and must be notified";
+    EXPECT_TRUE(m_return.mustNotifyAgain(m_newest));
+    tell();
+    EXPECT_TRUE(isGivenBack(frame));
+    frame->release();
+    InternalFrame *const next = deliver();
+    m_return.onPhoto();
+    m_return.shelveIfDone(m_newest);
+    EXPECT_FALSE(isGivenBack(next)) << "nobody has been notified of it";
+    tell(false);
+    EXPECT_TRUE(isGivenBack(next)) << "the listener did not want it";
+    next->release();
+}
+
 TEST_F(FrameReturnTest, AReaderIsWaitedFor)
 {
     deliver()->release();

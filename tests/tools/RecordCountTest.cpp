@@ -5,6 +5,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Failure.h"
@@ -47,6 +48,49 @@ TEST(RecordCountTest, TimeThatStandsStillOrGoesBackHidesNothing)
     EXPECT_EQ(figuresOf({5, 5, 5}).missing, 0U);
     EXPECT_EQ(figuresOf({900, 800, 700}).missing, 0U);
     EXPECT_EQ(figuresOf({900, 800, 700}).framesPerSecond, 0);
+}
+
+TEST(RecordCountTest, TheCamerasNumbersOfTheFramesThatWereSeenDecide)
+{
+    const auto missing = [](std::initializer_list<std::pair<unsigned long long, unsigned int>> seen,
+                            std::initializer_list<unsigned long long> times) {
+        RecordCount count;
+        for (const auto &[time, index] : seen)
+            count.note(2, time, index);
+        for (const unsigned long long time : times)
+            count.add(recordAt(time));
+        return count.stream(2).missing;
+    };
+    const auto uneven = {100ULL, 110ULL, 120ULL, 500ULL, 510ULL, 900ULL};
+    EXPECT_EQ(missing({}, uneven), 75U) << "a guess";
+    EXPECT_EQ(missing({{100, 0}, {110, 1}, {120, 2}, {500, 3}, {510, 4}, {900, 5}}, uneven), 0U);
+    EXPECT_EQ(missing({{100, 7}, {900, 12}}, uneven), 0U) << "not all need be seen";
+    EXPECT_EQ(missing({{100, 7}, {500, 12}, {900, 15}}, uneven), 3U);
+    EXPECT_EQ(missing({{90, 6}, {100, 7}, {900, 12}, {950, 13}}, uneven), 0U)
+        << "what is not recorded does no harm";
+    EXPECT_EQ(missing({{900, 5}}, uneven), 0U) << "cameras count from 0";
+    EXPECT_EQ(missing({{900, 6}}, uneven), 75U) << "the recording may have begun later";
+    EXPECT_EQ(missing({{100, 0}, {510, 4}}, uneven), 38U) << "a guess behind the last one";
+    EXPECT_EQ(missing({{100, 0}, {900, 0}}, uneven), 75U) << "a camera that does not count";
+    EXPECT_EQ(missing({{100, 0}, {200, 1}, {300, 3}}, {100, 200, 300}), 1U)
+        << "time may stand for fewer";
+}
+
+TEST(RecordCountTest, FramesAreNotedBeforeOrAfterTheirRecordsAndKeptWhenThoseAreForgotten)
+{
+    RecordCount count;
+    count.note(2, 100, 4);
+    count.add(recordAt(100));
+    count.add(recordAt(110));
+    count.add(recordAt(500));
+    count.note(2, 500, 6);
+    EXPECT_EQ(count.stream(2).missing, 0U);
+    count.forgetRecords();
+    EXPECT_EQ(count.stream(2).records, 0U);
+    for (const unsigned long long time : {100ULL, 110ULL, 500ULL})
+        count.add(recordAt(time));
+    EXPECT_EQ(count.stream(2).missing, 0U);
+    EXPECT_EQ(count.stream(2).records, 3U);
 }
 
 TEST(RecordCountTest, RateAndTimeAreThoseOfTheTimeStamps)

@@ -19,8 +19,11 @@ namespace {
 
 constexpr int kTimeOut = -11;
 constexpr int kTickMs = 200;
+constexpr int kWaitMs = 20;  // for a frame; one that came just before the wait is read after it
 constexpr std::uint64_t kLongestSilenceUs = 5000000;
 constexpr std::uint64_t kLongestSilenceOnFullDiskUs = 2000000;
+
+}  // namespace
 
 /// Recorder and streams, ended in the order that leaves nothing behind.
 class Recording {
@@ -32,7 +35,7 @@ public:
     }
     ~Recording()
     {
-        context().recorderStop(m_recorder);
+        stop();
         for (NubrixStream *stream : streams)
             context().closeStream(stream);
         context().destroyRecorder(m_recorder);
@@ -47,12 +50,33 @@ public:
             return context().openStream(m_camera.handle(), kind.type, &stream, nullptr, nullptr);
         });
         streams.push_back(stream);
+        m_types.push_back(kind.type);
         require(std::string("recorderAttachStream (") + kind.name + ")",
                 [&] { return context().recorderAttachStream(m_recorder, stream); });
     }
     void start()
     {
         require("recorderStart", [&] { return context().recorderStart(m_recorder); });
+    }
+    void stop() { context().recorderStop(m_recorder); }
+
+    void awaitFrame()
+    {
+        std::vector<NubrixStream *> handles = streams;
+        context().waitForStreams(handles.data(), static_cast<int>(handles.size()), nullptr,
+                                 kWaitMs);
+    }
+    /// Notes the camera's numbers of the frames that have come, which the file does not have.
+    void noteFrames(RecordCount &count)
+    {
+        for (std::size_t i = 0; i < streams.size(); ++i) {
+            typedefNubrixFrame *frame = nullptr;
+            if (context().readFrame(streams[i], &frame, 0) != 0)
+                continue;
+            count.note(m_types[i], frame->timestampLow | std::uint64_t{frame->timestampHigh} << 32U,
+                       frame->frameIndex);
+            context().releaseFrame(frame);
+        }
     }
 
     std::vector<NubrixStream *> streams;
@@ -61,8 +85,11 @@ private:
     NubrixBaseContext &context() { return m_camera.context(); }
 
     Camera &m_camera;
+    std::vector<unsigned int> m_types;  // of the streams
     NubrixRecord *m_recorder = nullptr;
 };
+
+namespace {
 
 void checkCamera(Camera &camera, const std::vector<NubrixStream *> &streams)
 {
@@ -138,6 +165,7 @@ public:
         }
         return text;
     }
+    RecordCount &count() { return m_count; }
     /// Whether every stream has so many frames.
     bool has(std::uint64_t frames) const
     {
@@ -186,14 +214,15 @@ void RecordCommand::run()
     const StopSignal stop;
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failing write
     std::string problem;
+    RecordCount seen;
     {
         Session session;
         Camera camera(session, m_uri);
-        problem = record(camera, m_selection.choose(camera), stop);
+        problem = record(camera, m_selection.choose(camera), stop, seen);
     }
     RecordSummary summary;
     try {
-        summary = RecordSummary::of(m_out);
+        summary = RecordSummary::of(m_out, std::move(seen));
     } catch (const Failure &failure) {
         throw Failure(problem.empty() ? failure.what() : problem);
     }
@@ -211,36 +240,45 @@ void RecordCommand::run()
 }
 
 std::string RecordCommand::record(Camera &camera, const std::vector<StreamKind> &kinds,
-                                  const StopSignal &stop) const
+                                  const StopSignal &stop, RecordCount &seen) const
 {
     Recording recording(camera, m_out);
     GrowingRecord file(m_out, kinds);
     for (const StreamKind &kind : kinds)
         recording.add(kind);
     recording.start();
+    std::string problem;
     try {
-        watch(camera, recording.streams, file, stop);
+        watch(camera, recording, file, stop);
     } catch (const Failure &failure) {
-        return failure.what();
+        problem = failure.what();
     }
-    return {};
+    recording.stop();
+    recording.noteFrames(file.count());  // the last one, too
+    seen = std::move(file.count());
+    return problem;
 }
 
-void RecordCommand::watch(Camera &camera, const std::vector<NubrixStream *> &streams,
-                          GrowingRecord &file, const StopSignal &stop) const
+void RecordCommand::watch(Camera &camera, Recording &recording, GrowingRecord &file,
+                          const StopSignal &stop) const
 {
     const LiveLine live(!json());
     const std::uint64_t startUs = monotonicUs();
+    std::uint64_t lookedUs = startUs;
     while (!stop.requested()) {
-        stop.wait(kTickMs);
+        recording.awaitFrame();
+        recording.noteFrames(file.count());
         const std::uint64_t nowUs = monotonicUs();
+        if (nowUs - lookedUs < std::uint64_t{kTickMs} * 1000)
+            continue;
+        lookedUs = nowUs;
         const double seconds = static_cast<double>(nowUs - startUs) / 1e6;
         file.look(nowUs);
         live.draw(file.line(seconds));
         if ((m_selection.seconds() > 0 && seconds >= m_selection.seconds()) ||
             (m_selection.frames() != 0 && file.has(m_selection.frames())))
             return;
-        checkCamera(camera, streams);
+        checkCamera(camera, recording.streams);
     }
 }
 

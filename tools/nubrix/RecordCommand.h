@@ -13,6 +13,7 @@
 namespace nubrix {
 
 class GrowingRecord;
+class Recording;
 
 class RecordCommand final : public Command {
 public:
@@ -20,10 +21,10 @@ public:
     void run() override;
 
 private:
-    /// Returns why it ended early, empty if it did not.
-    std::string record(Camera &camera, const std::vector<StreamKind> &kinds,
-                       const StopSignal &stop) const;
-    void watch(Camera &camera, const std::vector<NubrixStream *> &streams, GrowingRecord &file,
+    /// Returns why it ended early, empty if it did not; and notes the frames that it has seen.
+    std::string record(Camera &camera, const std::vector<StreamKind> &kinds, const StopSignal &stop,
+                       RecordCount &seen) const;
+    void watch(Camera &camera, Recording &recording, GrowingRecord &file,
                const StopSignal &stop) const;
     void report(const RecordSummary &summary, const std::string &problem) const;
 

@@ -13,11 +13,12 @@ void openRecords(RecordReader &reader, const std::string &path)
         throw Failure(path + ": " + reader.errorText());
 }
 
-RecordSummary RecordSummary::of(const std::string &path)
+RecordSummary RecordSummary::of(const std::string &path, RecordCount seen)
 {
     RecordReader reader;
     openRecords(reader, path);
-    RecordCount count;
+    RecordCount &count = seen;
+    count.forgetRecords();
     count.addNew(reader, path);
     RecordSummary summary;
     summary.streams = count.streams();

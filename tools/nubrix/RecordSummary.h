@@ -18,8 +18,9 @@ struct RecordSummary {
     std::uint64_t skippedBytes = 0;    // between records
     std::string problem;               // empty when every byte belongs to a record
 
-    /// Reads the tags of all records. Throws a Failure when the file cannot be read.
-    static RecordSummary of(const std::string &path);
+    /// Reads the tags of all records. `seen` has the frames that were noted while it was recorded.
+    /// Throws a Failure when the file cannot be read.
+    static RecordSummary of(const std::string &path, RecordCount seen = {});
 };
 
 /// Opens a record file; throws a Failure.

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <thread>
@@ -210,6 +212,19 @@ TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, 0);
     EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, and the camera gives 0.25"));
+}
+
+TEST(NumberTest, ANumberHasADecimalPointInEveryLanguage)
+{
+    if (std::getenv("LOCPATH") != nullptr) {
+        ASSERT_NE(std::setlocale(LC_NUMERIC, "tr_TR.UTF-8"), nullptr);
+        ASSERT_EQ(std::to_string(0.5), "0,500000");
+    }
+    EXPECT_EQ(textOf(0.25), "0.25");
+    EXPECT_EQ(textOf(29.97003), "29.97");
+    EXPECT_EQ(textOf(-1e300), "-1e+300");
+    EXPECT_EQ(textOf(std::numeric_limits<double>::quiet_NaN()), "nan");
+    std::setlocale(LC_NUMERIC, "C");
 }
 
 TEST_F(CameraSetupTest, TriggersThatAreOnStayOn)

@@ -47,9 +47,9 @@ TEST(DescriptionTest, WhatTheApplicationMustNotOpenIsRefused)
 
 TEST(DescriptionTest, SizesThatNobodyHasMemoryForAreRefused)
 {
-    EXPECT_TRUE(localDescription("Local:a.xml;0;1000000"));
+    EXPECT_TRUE(localDescription("Local:a.xml;0;400000"));
     for (const char *told :
-         {"Local:a.xml;0;1000001", "Local:a.xml;0;f0000000", "Local:a.xml;0;100000000",
+         {"Local:a.xml;0;400001", "Local:a.xml;0;f0000000", "Local:a.xml;0;100000000",
           "Local:a.xml;0;0", "Local:a.xml;ffffffff;2", "Local:a.xml;0", "Local:a.xml;0;-1",
           "Local:a.xml;g;10", "Local:a.xml;0;10x"})
         EXPECT_FALSE(localDescription(told)) << told;

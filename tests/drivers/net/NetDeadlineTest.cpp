@@ -1,13 +1,12 @@
-#include <dirent.h>
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <fstream>
 #include <string>
 
+#include "CameraDescription.h"
+#include "net/Description.h"
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/RelayCamera.h"
-#include "tests/fakes/HangGuard.h"
 
 namespace nubrix {
 namespace {
@@ -36,33 +35,6 @@ protected:
         m_camera.reset();
     }
 
-    template <class Call>
-    static std::chrono::milliseconds durationOf(Call call)
-    {
-        const auto begin = std::chrono::steady_clock::now();
-        call();
-        return std::chrono::duration_cast<std::chrono::milliseconds>(
-            std::chrono::steady_clock::now() - begin);
-    }
-    /// The threads of the driver.
-    static int threads()
-    {
-        int count = 0;
-        DIR *open = opendir("/proc/self/task");
-        while (const dirent *entry = readdir(open)) {
-            std::string name;
-            std::getline(std::ifstream("/proc/self/task/" + std::string(entry->d_name) + "/comm"),
-                         name);
-            count += name.rfind("nubrix-net", 0) == 0 ? 1 : 0;
-        }
-        closedir(open);
-        return count;
-    }
-    /// A thread that was joined may be listed a moment longer.
-    static bool hasNoThreads()
-    {
-        return eventually([] { return threads() == 0; });
-    }
     int openRelayed(NubrixBaseDevice **device)
     {
         return driver().openDevice("net:127.0.0.50", device);
@@ -97,6 +69,7 @@ TEST_P(NetDeadlineWayTest, EveryCallOfAnOpenedCameraEndsInTime)
 {
     NubrixBaseDevice *device = nullptr;
     ASSERT_EQ(openRelayed(&device), 0);
+    EXPECT_GT(threadsOf("nubrix-net-cam"), 0);
     {
         TestStream stream(*device, NUBRIX_STREAM_DEPTH);
         m_relay->set(GetParam());
@@ -117,6 +90,35 @@ TEST_P(NetDeadlineWayTest, EveryCallOfAnOpenedCameraEndsInTime)
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, NetDeadlineWayTest, testing::Values(Way::kSlow, Way::kPending));
+
+TEST_F(NetDeadlineTest, OpeningACameraWithALargeDescriptionEndsInTime)
+{
+    SimulatedCameraSettings settings = depthCamera();
+    settings.description = describeCamera(settings);
+    const std::size_t place = settings.description.rfind("</RegisterDescription>");
+    ASSERT_NE(place, std::string::npos);
+    std::string more;
+    while (settings.description.size() + more.size() + 100 < kLargestDescription) {
+        more += "<IntSwissKnife Name=\"More" + std::to_string(more.size()) +
+                "\"><Formula>1</Formula></IntSwissKnife>";
+    }
+    settings.description.insert(place, more);
+    m_camera.reset();
+    m_camera = serve(settings);
+    for (const Way way : {Way::kPass, Way::kSlow}) {
+        m_relay->set(way);
+        NubrixBaseDevice *device = nullptr;
+        int status = 0;
+        EXPECT_LT(durationOf([&] { status = openRelayed(&device); }), kOpening);
+        EXPECT_EQ(status == 0, device != nullptr);
+        if (way == Way::kSlow) {
+            EXPECT_EQ(status, -9);
+        }
+        if (device != nullptr) {
+            EXPECT_EQ(m_driver->closeDevice(&device), 0);
+        }
+    }
+}
 
 TEST_F(NetDeadlineTest, ACameraThatOnlyAcknowledgesIsRefusedWithTheReason)
 {
@@ -148,6 +150,7 @@ TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasSilentWhenItWasClos
 {
     NubrixBaseDevice *device = nullptr;
     ASSERT_EQ(openRelayed(&device), 0);
+    EXPECT_GT(threadsOf("nubrix-net-cam"), 0);
     m_relay.reset();
     EXPECT_LT(durationOf([&] { EXPECT_EQ(m_driver->closeDevice(&device), 0); }), kCall);
     EXPECT_LT(durationOf([&] { m_driver.reset(); }), kCall);

@@ -229,6 +229,15 @@ TEST_F(NetDeviceTest, AnyFeatureIsReadAndWrittenByItsName)
     EXPECT_EQ(pass(request(1, 3, "DeviceReset"), nullptr, nullptr), 0);
 }
 
+TEST_F(NetDeviceTest, TextsOfTheCameraAreCleaned)
+{
+    ASSERT_EQ(pass(request(1, 2, "DeviceUserID", "a\x1b[2Jb", 6), nullptr, nullptr), 0);
+    char text[32] = {};
+    unsigned int size = sizeof text;
+    ASSERT_EQ(pass(request(0, 2, "DeviceUserID"), text, &size), 0);
+    EXPECT_EQ(std::string(text, size), "a?[2Jb");
+}
+
 TEST_F(NetDeviceTest, RequestsThatMakeNoSenseAreRefused)
 {
     std::int64_t number = 0;

@@ -23,15 +23,6 @@ constexpr std::chrono::milliseconds kMostOfACall{2500};
 
 class NetFaultsTest : public NetTest {
 protected:
-    template <class Call>
-    static std::chrono::milliseconds durationOf(Call call)
-    {
-        const auto begin = std::chrono::steady_clock::now();
-        call();
-        return std::chrono::duration_cast<std::chrono::milliseconds>(
-            std::chrono::steady_clock::now() - begin);
-    }
-
     static int entriesOf(const char *folder)
     {
         DIR *open = opendir(folder);
@@ -53,19 +44,6 @@ protected:
         }
         return true;
     }
-};
-
-/// The depth of a camera.
-struct Streaming {
-    explicit Streaming(NetDriver &driver, const std::string &address = "127.0.0.1")
-        : device(driver, "net:" + address), stream(*device, NUBRIX_STREAM_DEPTH)
-    {
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(3));
-    }
-
-    const OpenCamera device;
-    PixelStream stream;
 };
 
 TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)

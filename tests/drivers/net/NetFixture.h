@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -17,6 +18,7 @@
 #include "net/NetDriver.h"
 #include "tests/drivers/TestStream.h"
 #include "tests/drivers/net/Events.h"
+#include "tests/fakes/HangGuard.h"
 
 namespace nubrix {
 
@@ -117,6 +119,19 @@ private:
     NubrixBaseDevice *m_device = nullptr;
 };
 
+/// The depth of a camera that streams.
+struct Streaming {
+    explicit Streaming(NubrixBaseDriver &driver, const std::string &address = "127.0.0.1")
+        : device(driver, "net:" + address), stream(*device, NUBRIX_STREAM_DEPTH)
+    {
+        EXPECT_EQ(stream.start(), 0);
+        EXPECT_TRUE(stream.sink().await(3));
+    }
+
+    const OpenCamera device;
+    PixelStream stream;
+};
+
 /// An integer feature of the camera; -1 when it cannot be read.
 inline std::int64_t integerOf(NubrixBaseDevice &device, const std::string &name)
 {
@@ -190,6 +205,31 @@ protected:
         return records;
     }
     OpenCamera open(const std::string &uri = "net:127.0.0.1") { return {driver(), uri}; }
+
+    template <class Call>
+    static std::chrono::milliseconds durationOf(Call call)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        call();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - begin);
+    }
+    /// The threads of this process whose names begin so; one that was joined may be listed a moment
+    /// longer.
+    static int threadsOf(const std::string &name)
+    {
+        int count = 0;
+        for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::string own;
+            std::getline(std::ifstream(task.path() / "comm"), own);
+            count += own.rfind(name, 0) == 0 ? 1 : 0;
+        }
+        return count;
+    }
+    static bool hasNoThreads(const std::string &name = "nubrix-net")
+    {
+        return eventually([&] { return threadsOf(name) == 0; });
+    }
 
     std::string m_ini;
     Events m_events;

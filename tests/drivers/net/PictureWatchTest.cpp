@@ -69,6 +69,15 @@ TEST(PictureWatchTest, NothingIsToldWhilePicturesComeOrAfterTheEnd)
     EXPECT_EQ(told.count(), 0);
 }
 
+TEST(PictureWatchTest, ItDoesNotBeginOnceItHasEnded)
+{
+    Told told;
+    PictureWatch watch;
+    watch.end();
+    watch.begin(milliseconds(0), told.teller());
+    EXPECT_FALSE(watch.isSilent());
+}
+
 TEST(ArrivalsTest, AClockThatIsSetDoesNotMoveWhatHasBegun)
 {
     constexpr std::int64_t kHour = 3600LL * 1000 * 1000;

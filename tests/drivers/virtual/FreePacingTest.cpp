@@ -14,6 +14,7 @@
 
 #include "nubrix/nubrix.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
 #include "virtual/VirtualProperties.h"
 
@@ -86,13 +87,7 @@ protected:
     /// Waits until the camera has got that many frames of a stream back.
     bool awaitReturned(unsigned int type, unsigned int count = kFrames)
     {
-        for (const auto until = std::chrono::steady_clock::now() + kDeadline;
-             nextFrame(type) < count;) {
-            if (std::chrono::steady_clock::now() > until)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
+        return eventually([&] { return nextFrame(type) >= count; });
     }
     /// The next frame, to be released. A wait does not see a frame that came just before it.
     typedefNubrixFrame *take(NubrixStream *stream)
@@ -289,6 +284,19 @@ TEST_F(FreePacingTest, PhotosTakeNothingFromARecorder)
     } while (nextFrame(NUBRIX_STREAM_COLOR) < kFrames);
     EXPECT_THAT(recorded(made, "photos.bin", NUBRIX_STREAM_COLOR),
                 ElementsAreArray(countTo(kFrames)));
+}
+
+TEST_F(FreePacingTest, PhotosAloneMoveTheCameraOn)
+{
+    open(NUBRIX_STREAM_COLOR);
+    const std::string photo = m_folder.file("photo.bmp");
+    const auto until = std::chrono::steady_clock::now() + kDeadline;
+    // The first wake-up may have been the stream's own thread's.
+    while (m_context->takePhoto(photo.c_str()) != 0)
+        ASSERT_LT(std::chrono::steady_clock::now(), until);
+    while (nextFrame(NUBRIX_STREAM_COLOR) < kFrames && std::chrono::steady_clock::now() < until)
+        EXPECT_EQ(m_context->takePhoto(photo.c_str()), 0);
+    EXPECT_EQ(nextFrame(NUBRIX_STREAM_COLOR), kFrames);
 }
 
 /// What a frame callback was given.

@@ -92,7 +92,7 @@ TEST_F(LittleMemoryTest, AFirmwareImageThatDoesNotFitIsRefused)
     }
     EXPECT_EQ(status, -1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "nubrix virtual camera: upgrade of usb:virtual-VIRT0001: std::bad_alloc\n");
+              "virtual_memory_test: the upgrade of a virtual camera failed: std::bad_alloc\n");
 }
 
 TEST_F(LittleMemoryTest, OperationsThatNeedMemoryFail)
@@ -135,6 +135,21 @@ TEST_F(LittleMemoryTest, OperationsThatNeedMemoryFail)
     }
     EXPECT_EQ(opened, -1);
     EXPECT_EQ(m_driver->openDevice(kFirstUri, &other), 0);
+}
+
+TEST_F(LittleMemoryTest, AListThatDoesNotFitIsEmpty)
+{
+    useDefault();
+    typedefNubrixeviceAttribute record = {};
+    unsigned int count = 1;
+    int listed = 0;
+    {
+        const LittleMemory little(0);
+        listed = m_driver->getDeviceList(&record, &count);
+    }
+    EXPECT_EQ(listed, -1);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(list().size(), 1U);
 }
 
 }  // namespace

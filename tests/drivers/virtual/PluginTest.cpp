@@ -1,7 +1,8 @@
 // The plug-in as the library meets it: a file with two functions, in a folder of its own.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -33,6 +34,30 @@ TEST(PluginTest, IsLoadedUsedAndUnloadedAgain)
     destroy(nullptr);
     EXPECT_EQ(::dlclose(library), 0);
     EXPECT_EQ(::dlopen(kPlugin.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still there";
+}
+
+TEST(PluginTest, ReportsInTheLogWhereThereIsOne)
+{
+    ::setenv("NUBRIX_LOG_CONSOLE", "1", 1);
+    ::setenv("NUBRIX_VIRTUAL_SCENARIO", "/nowhere/none.json", 1);
+    void *library = ::dlopen(kPlugin.c_str(), RTLD_NOW);
+    ASSERT_NE(library, nullptr) << ::dlerror();
+    void *log = ::dlopen((kPlugin.parent_path() / "libNubrixLogDriver.so").c_str(), RTLD_NOW);
+    ASSERT_NE(log, nullptr) << ::dlerror();
+    auto *instance = reinterpret_cast<NubrixBaseDriver *(*)()>(::dlsym(library, "driverInstance"));
+    auto *destroy =
+        reinterpret_cast<void (*)(NubrixBaseDriver *)>(::dlsym(library, "driverDestroy"));
+    NubrixBaseDriver *driver = instance();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(driver->initialize(), -4);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::ContainsRegex(
+                    "error.*\\[NubrixVirtualDriver\\].* /nowhere/none.json: cannot be read"));
+    destroy(driver);
+    ::dlclose(log);
+    ::dlclose(library);
+    ::unsetenv("NUBRIX_VIRTUAL_SCENARIO");
+    ::unsetenv("NUBRIX_LOG_CONSOLE");
 }
 
 TEST(PluginTest, ShowsTwoFunctionsOnly)

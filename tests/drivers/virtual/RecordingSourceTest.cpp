@@ -4,14 +4,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
+#include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
 #include "virtual/VirtualProperties.h"
 
@@ -33,16 +32,6 @@ unsigned int bytesPerPixel(unsigned int streamType)
     if (streamType == NUBRIX_STREAM_COLOR)
         return 3;
     return streamType == NUBRIX_STREAM_DEPTH ? 2 : 1;
-}
-
-bool awaitTrue(const std::function<bool()> &condition)
-{
-    for (const auto until = std::chrono::steady_clock::now() + kDeadline; !condition();) {
-        if (std::chrono::steady_clock::now() > until)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
 }
 
 class RecordingSourceTest : public VirtualCameraTest {
@@ -181,7 +170,7 @@ TEST_F(RecordingSourceTest, EndsAfterTheLastFrame)
     TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(3));
-    ASSERT_TRUE(awaitTrue([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 3; }));
+    ASSERT_TRUE(eventually([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 3; }));
     EXPECT_EQ(stream.stop(), 0);
     EXPECT_THAT(stream.sink().indices(), ElementsAre(0, 1, 2));
     EXPECT_EQ(m_device->deviceState(), NUBRIX_DEVICE_CONNECTED);
@@ -261,7 +250,7 @@ TEST_F(RecordingSourceTest, GoesBackWhileItRuns)
         TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
         ASSERT_EQ(stream.start(), 0);
         ASSERT_TRUE(stream.sink().await(5));
-        ASSERT_TRUE(awaitTrue([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 5; }));
+        ASSERT_TRUE(eventually([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 5; }));
         EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, 3), 0);
         ASSERT_TRUE(stream.sink().await(7));
         EXPECT_EQ(stream.stop(), 0);
@@ -349,7 +338,24 @@ TEST_F(RecordingSourceTest, PlaysTheWholeRecordsOfAFileThatWasCut)
     EXPECT_EQ(take(NUBRIX_STREAM_COLOR, 3)[2].record.frameIndex, 2U);
     TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(awaitTrue([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 2; }));
+    ASSERT_TRUE(eventually([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 2; }));
+}
+
+TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
+{
+    const std::vector<SentRecord> sent = pairs(2);
+    const std::string bytes = bytesOf(sent);
+    const std::string path = m_folder.file("a\x1b[2Jb.bin", bytes.substr(0, bytes.size() - 10));
+    CaptureStderr();
+    const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
+    const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
+    writeFile(path, "");
+    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_COLOR, {}));
+    EXPECT_EQ(source->fill(NUBRIX_STREAM_COLOR, {}, 0, data.data()), FrameSource::Result::kLost);
+    const std::string reported = GetCapturedStderr();
+    EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not whole"));
+    EXPECT_THAT(reported, HasSubstr("record 0 of \"" + m_folder.path().string() + "/a?[2Jb.bin\""));
+    EXPECT_THAT(reported, Not(HasSubstr("\x1b")));
 }
 
 TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome)

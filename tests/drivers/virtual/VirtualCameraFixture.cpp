@@ -1,5 +1,7 @@
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
+#include <chrono>
+#include <future>
 #include <utility>
 
 namespace nubrix {
@@ -26,6 +28,15 @@ NubrixBaseDevice *VirtualCameraTest::open(const std::string &uri)
     return device;
 }
 
+NubrixBaseDevice &VirtualCameraTest::openSmall(int frameRate)
+{
+    NubrixBaseDevice &device = *open();
+    for (const unsigned int streamType :
+         {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR, NUBRIX_STREAM_LIGHT_IR})
+        setMode(device, streamType, 320, 240, frameRate);
+    return device;
+}
+
 std::vector<typedefNubrixeviceAttribute> VirtualCameraTest::list()
 {
     std::vector<typedefNubrixeviceAttribute> records(60);
@@ -49,6 +60,15 @@ void VirtualCameraTest::setMode(NubrixBaseDevice &device, unsigned int type, int
         }
     }
     FAIL() << "there is no mode " << width << "x" << height << "@" << frameRate;
+}
+
+void VirtualCameraTest::expectThatItWaits(const std::function<void()> &end,
+                                          const std::function<void()> &release)
+{
+    auto ended = std::async(std::launch::async, end);
+    EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    release();
+    EXPECT_EQ(ended.wait_for(kDeadline), std::future_status::ready);
 }
 
 }  // namespace nubrix

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@ namespace nubrix {
 class VirtualCameraTest : public testing::Test {
 protected:
     static constexpr const char *kFirstUri = "usb:virtual-VIRT0001";
+    static constexpr const char *kFree = R"({"pacing": "free"})";
 
     /// A driver that was initialised with the scenario's text.
     void useScenario(const std::string &json);
@@ -22,10 +24,15 @@ protected:
     void useDefault();
 
     NubrixBaseDevice *open(const std::string &uri = kFirstUri);
+    /// Opens the first camera with small images, which suit slow machines.
+    NubrixBaseDevice &openSmall(int frameRate = 60);
     std::vector<typedefNubrixeviceAttribute> list();
     /// Changes the mode of a stream; fails the test when it cannot be.
     static void setMode(NubrixBaseDevice &device, unsigned int type, int width, int height,
                         int frameRate);
+    /// `end` returns when something else has been released, not before.
+    static void expectThatItWaits(const std::function<void()> &end,
+                                  const std::function<void()> &release);
 
     std::unique_ptr<VirtualDriver> m_driver;
 };
