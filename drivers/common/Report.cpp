@@ -2,8 +2,11 @@
 
 #include <dlfcn.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <exception>
 #include <memory>
 
 #include "common/Text.h"
@@ -17,33 +20,77 @@ struct LibraryCloser {
     void operator()(void *library) const { dlclose(library); }
 };
 
-/// The log plug-in lies beside the driver; the library loads it, or does without.
-bool writeToLog(const char *module, const std::string &line)
+/// The file that this code is in: the driver's plug-in.
+const char *ownFile() noexcept
 {
     Dl_info self = {};
-    if (dladdr(reinterpret_cast<void *>(&writeToLog), &self) == 0 || self.dli_fname == nullptr)
+    const bool known = dladdr(reinterpret_cast<void *>(&ownFile), &self) != 0;
+    return known && self.dli_fname != nullptr ? self.dli_fname : "";
+}
+
+const char *nameIn(const char *file) noexcept
+{
+    const char *slash = std::strrchr(file, '/');
+    return slash == nullptr ? file : slash + 1;
+}
+
+/// The log plug-in lies beside the driver; the library loads it, or does without.
+bool writeToLog(const char *module, const char *line) noexcept
+try {
+    const char *file = ownFile();
+    char path[PATH_MAX] = {};
+    const int size = std::snprintf(path, sizeof path, "%.*slibNubrixLogDriver.so",
+                                   static_cast<int>(nameIn(file) - file), file);
+    if (size < 0 || static_cast<std::size_t>(size) >= sizeof path)
         return false;
-    const std::string own = self.dli_fname;
-    const std::string path = own.substr(0, own.rfind('/') + 1) + "libNubrixLogDriver.so";
-    const std::unique_ptr<void, LibraryCloser> library(
-        dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD));
+    const std::unique_ptr<void, LibraryCloser> library(dlopen(path, RTLD_LAZY | RTLD_NOLOAD));
     if (!library)
         return false;
     const auto write =
         reinterpret_cast<decltype(&nubrixLogSimplify)>(dlsym(library.get(), "nubrixLogSimplify"));
     if (write == nullptr)
         return false;
-    write(module, 3, line.c_str());
+    write(module, 3, line);
     return true;
+} catch (...) {  // by the log, for want of memory
+    return false;
+}
+
+void writeLine(const char *module, const char *subject, const char *line) noexcept
+{
+    if (!writeToLog(module, line) || std::getenv("NUBRIX_DRIVER_STDERR") != nullptr)
+        std::fprintf(stderr, "%s: %s\n", subject, line);
+}
+
+void writeFailure(const char *operation, const char *reason) noexcept
+{
+    char line[512] = {};
+    std::snprintf(line, sizeof line, "%s failed: %s", operation, reason);
+    line[cleanInPlace(line, std::strlen(line))] = '\0';
+    const char *file = nameIn(ownFile());
+    if (std::strncmp(file, "lib", 3) == 0)
+        file += 3;
+    char module[64] = {};
+    std::snprintf(module, sizeof module, "%.*s", static_cast<int>(std::strcspn(file, ".")), file);
+    writeLine(module, module, line);
 }
 
 }  // namespace
 
 void reportAs(const char *module, const char *subject, const std::string &text)
 {
-    const std::string line = cleanText(text);
-    if (!writeToLog(module, line) || std::getenv("NUBRIX_DRIVER_STDERR") != nullptr)
-        std::fprintf(stderr, "%s: %s\n", subject, line.c_str());
+    writeLine(module, subject, cleanText(text).c_str());
+}
+
+void reportFailure(const char *operation) noexcept
+{
+    try {
+        throw;
+    } catch (const std::exception &error) {
+        writeFailure(operation, error.what());
+    } catch (...) {
+        writeFailure(operation, "unknown exception");
+    }
 }
 
 }  // namespace nubrix

@@ -19,4 +19,9 @@ constexpr int kGone = -9;
 /// `subject`. Thread-safe.
 void reportAs(const char *module, const char *subject, const std::string &text);
 
+/// Writes the line "<operation> failed: <what()>" of the exception that is being handled, as
+/// reportAs does; module and subject are the plug-in's name ("NubrixUvcDriver"). Needs no memory of
+/// its own; lines of more than 511 bytes are cut. Within catch handlers only. Thread-safe.
+void reportFailure(const char *operation) noexcept;
+
 }  // namespace nubrix

@@ -13,7 +13,7 @@ namespace nubrix {
 /// Bytes of the UTF-8 character at the start of a text that is not empty, 0 if there is none:
 /// characters that are cut, longer than need be, halves of pairs and those beyond the last one are
 /// none. Thread-safe.
-inline std::size_t characterSize(std::string_view text)
+inline std::size_t characterSize(std::string_view text) noexcept
 {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char first = byte(0);
@@ -32,23 +32,33 @@ inline std::size_t characterSize(std::string_view text)
     return valid ? size : 0;
 }
 
-/// The same text with '?' for each control character (U+0000 to U+001F, U+007F to U+009F), which a
-/// terminal would obey, and for each byte that is no UTF-8. Thread-safe.
+/// Overwrites a text with one that has '?' for each control character (U+0000 to U+001F, U+007F to
+/// U+009F), which a terminal would obey, and for each byte that is no UTF-8. Returns its size,
+/// which is not larger. Thread-safe.
+inline std::size_t cleanInPlace(char *text, std::size_t size) noexcept
+{
+    std::size_t kept = 0;
+    for (std::size_t at = 0; at < size;) {
+        const std::size_t bytes = characterSize({text + at, size - at});
+        const auto last = static_cast<unsigned char>(text[bytes == 2 ? at + 1 : at]);
+        const bool isControl = bytes == 1 ? last < 0x20 || last == 0x7f
+                                          : bytes == 2 && text[at] == '\xc2' && last < 0xa0;
+        if (bytes == 0 || isControl) {
+            text[kept++] = '?';
+        } else {
+            std::memmove(text + kept, text + at, bytes);
+            kept += bytes;
+        }
+        at += std::max<std::size_t>(bytes, 1);
+    }
+    return kept;
+}
+
+/// A text as cleanInPlace leaves it. Thread-safe.
 inline std::string cleanText(std::string_view text)
 {
-    std::string clean;
-    clean.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t size = characterSize(text);
-        const auto last = static_cast<unsigned char>(text[size == 2 ? 1 : 0]);
-        const bool isControl =
-            size == 1 ? last < 0x20 || last == 0x7f : size == 2 && text[0] == '\xc2' && last < 0xa0;
-        if (size == 0 || isControl)
-            clean += '?';
-        else
-            clean += text.substr(0, size);
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
+    std::string clean(text);
+    clean.resize(cleanInPlace(clean.data(), clean.size()));
     return clean;
 }
 
