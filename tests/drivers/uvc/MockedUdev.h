@@ -60,6 +60,10 @@ public:
     }
     /// udev runs from the start.
     void setRunning(bool running);
+    /// The next events are lost on their way, with an error of the system.
+    void loseEvents(int count, int error);
+    /// The next looks at all devices fail.
+    void failScans(int count);
     /// How long ago udev was done with a node; nothing: it is not. Without it, long ago.
     void setAge(const std::string &busPath, unsigned int number,
                 std::optional<std::chrono::milliseconds> age);
