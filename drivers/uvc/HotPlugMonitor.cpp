@@ -114,6 +114,9 @@ void HotPlugMonitor::step()
     // again.
     if (lost || (m_nextLook && *m_nextLook <= now))
         look();
+    // A node that leaves may still have been found.
+    if (lost && !m_nextLook)
+        m_nextLook = now + kSecondLookDelay;
     waitForMore(now);
     for (const auto &change : m_table.takeChanges(now))
         m_handler(change);

@@ -34,6 +34,7 @@ public:
 private:
     static constexpr std::chrono::milliseconds kFirstLookDelay{100};
     static constexpr std::chrono::milliseconds kLongestLookDelay{5000};
+    static constexpr std::chrono::milliseconds kSecondLookDelay{1000};
 
     bool listen();
     void run() noexcept;

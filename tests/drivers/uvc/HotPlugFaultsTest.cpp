@@ -1,5 +1,6 @@
 // Cameras that arrive and leave while events are lost or the system cannot be read.
 #include <cerrno>
+#include <climits>
 
 #include "tests/drivers/uvc/LineWatch.h"
 #include "tests/drivers/uvc/UvcDriverFixture.h"
@@ -43,11 +44,28 @@ TEST_F(HotPlugFaultsTest, ACameraThatLeavesUnnoticedIsReported)
     plug("1-1", 0);
     plug("1-2", 1);
     start();
+    system.failScans(INT_MAX);  // until the node has left, which is after its event
     system.loseEvents(1, EMFILE);
     system.removeNode("1-1", 0);
+    system.failScans(0);
     ASSERT_TRUE(await(1));
     EXPECT_THAT(told(), ElementsAre("-usb:1-1 S0 1-1"));
     EXPECT_THAT(uris(), ElementsAre("usb:1-2"));
+}
+
+TEST_F(HotPlugFaultsTest, ACameraThatLeavesAfterItsLostEventIsReported)
+{
+    plug("1-1", 0);
+    start();
+    system.failScans(INT_MAX, 1);
+    system.loseEvents(1, EMFILE);
+    system.sendEvent("1-1", 0, "remove");
+    plug("1-2", 1);
+    ASSERT_TRUE(await(1));  // the first look was before that, and has found both
+    system.removeWithoutEvent("1-1", 0);
+    system.failScans(0);
+    ASSERT_TRUE(await(2));
+    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S1 1-2", "-usb:1-1 S0 1-1"));
 }
 
 TEST_F(HotPlugFaultsTest, ALookThatFailsTakesNoCameraAwayAndIsRepeated)

@@ -18,6 +18,7 @@ bool s_running = true;  // everything below is under s_lock
 std::map<std::string, std::optional<std::chrono::milliseconds>> s_ages;  // by path in /sys
 int s_eventsToLose = 0;
 int s_errorOfEvents = 0;
+int s_scansToPass = 0;
 int s_scansToFail = 0;
 
 /// A device of which no test says anything is an old one.
@@ -56,6 +57,7 @@ MockedUdev::~MockedUdev()
     const std::lock_guard<std::mutex> lock(s_lock);
     s_ages.clear();
     s_eventsToLose = 0;
+    s_scansToPass = 0;
     s_scansToFail = 0;
 }
 
@@ -66,9 +68,10 @@ void MockedUdev::loseEvents(int count, int error)
     s_errorOfEvents = error;
 }
 
-void MockedUdev::failScans(int count)
+void MockedUdev::failScans(int count, int passed)
 {
     const std::lock_guard<std::mutex> lock(s_lock);
+    s_scansToPass = passed;
     s_scansToFail = count;
 }
 
@@ -121,7 +124,9 @@ udev_device *udev_monitor_receive_device(udev_monitor *monitor)
 int udev_enumerate_scan_devices(udev_enumerate *search)
 {
     static const auto next = nubrix::nextOf(&udev_enumerate_scan_devices, __func__);
-    return nubrix::takeOne(nubrix::s_scansToFail) ? -EMFILE : next(search);
+    const bool fails =
+        !nubrix::takeOne(nubrix::s_scansToPass) && nubrix::takeOne(nubrix::s_scansToFail);
+    return fails ? -EMFILE : next(search);
 }
 
 /// libudev asks this of each device. The mocked one looks the path of the descriptor up in static
