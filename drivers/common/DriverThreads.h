@@ -16,7 +16,11 @@ namespace nubrix {
 /// else joins it, at the latest when this goes. Thread-safe.
 class DriverThreads {
     struct Member {
+        explicit Member(const void *worksFor) : group(worksFor) {}
+
+        const void *const group;
         std::thread thread;  // under m_lock until it is taken out
+        std::atomic<std::thread::id> runner{};
         std::atomic<bool> done{false};
     };
 
@@ -30,17 +34,20 @@ public:
     ~DriverThreads() { joinAll(); }
 
     /// Starts a thread. `work` lets nothing out and owns what it uses, for others may be gone
-    /// before it ends. Throws std::system_error when there is none to be had, std::bad_alloc.
+    /// before it ends. `group` is what it works for. Throws std::system_error when there is no
+    /// thread to be had, std::bad_alloc.
     template <class Work>
-    Handle run(Work work)
+    Handle run(Work work, const void *group = nullptr)
     {
         joinDone();
-        Handle member = std::make_shared<Member>();
+        Handle member = std::make_shared<Member>(group);
         const std::lock_guard<std::mutex> lock(m_lock);
         m_members.push_back(member);
         try {
             member->thread = std::thread([member, work = std::move(work)]() mutable {
+                member->runner = std::this_thread::get_id();
                 work();
+                member->runner = std::thread::id();  // another thread may get the same one
                 member->done = true;
             });
         } catch (...) {
@@ -50,13 +57,22 @@ public:
         return member;
     }
 
+    /// The caller is this thread.
+    static bool isCaller(const Handle &thread)
+    {
+        return thread && thread->runner == std::this_thread::get_id();
+    }
+
     /// Waits for the end of a thread; returns at once on that thread itself, and when it has been
     /// joined already.
     void join(const Handle &thread)
     {
-        joinIf([&](const Handle &each) {
-            return each == thread && each->thread.get_id() != std::this_thread::get_id();
-        });
+        joinIf([&](const Handle &each) { return each == thread && !isCaller(each); });
+    }
+    /// Waits for the threads of a group, but not for the caller.
+    void joinGroup(const void *group)
+    {
+        joinIf([group](const Handle &each) { return each->group == group && !isCaller(each); });
     }
     /// Frees the threads whose work is over.
     void joinDone()

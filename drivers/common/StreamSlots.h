@@ -1,6 +1,7 @@
 // How devices of all drivers close streams. Each device has an array of slots, one per kind of
-// stream, whose member `stream` owns the stream that is there. Stopping a stream waits for its
-// thread, which may take the device's lock: so it is stopped without.
+// stream, whose member `stream` owns the stream that is there, maybe with the stream's thread.
+// Stopping a stream waits for its thread, which may take the device's lock: so it is stopped
+// without.
 #pragma once
 
 #include <algorithm>
@@ -32,6 +33,7 @@ int destroyStreamIn(Slots &slots, std::mutex &lock, NubrixBaseStream **stream)
             return kBadArgument;
         gone = std::move(slot->stream);
     }
+    gone->stop();
     *stream = nullptr;
     return kDone;
 }
@@ -40,10 +42,16 @@ int destroyStreamIn(Slots &slots, std::mutex &lock, NubrixBaseStream **stream)
 template <class Slot, std::size_t kSlots>
 int closeStreamsIn(std::array<Slot, kSlots> &slots, std::mutex &lock)
 {
-    std::array<decltype(Slot::stream), kSlots> gone;  // outlives the lock
-    const std::lock_guard<std::mutex> locked(lock);
-    for (std::size_t i = 0; i < kSlots; ++i)
-        gone[i] = std::move(slots[i].stream);
+    std::array<decltype(Slot::stream), kSlots> gone;
+    {
+        const std::lock_guard<std::mutex> locked(lock);
+        for (std::size_t i = 0; i < kSlots; ++i)
+            gone[i] = std::move(slots[i].stream);
+    }
+    for (const auto &stream : gone) {
+        if (stream)
+            stream->stop();
+    }
     return kDone;
 }
 

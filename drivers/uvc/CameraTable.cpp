@@ -147,14 +147,20 @@ bool CameraTable::knows(const std::string &sysPath) const
 std::vector<CameraTable::Change> CameraTable::takeChanges(Time now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
+    const auto isDue = [now](const Entry &entry) {
+        return entry.settledAt && *entry.settledAt <= now;
+    };
     // A camera is listed only once this has told of it, so what has gone went before what comes.
-    std::vector<Change> changes;
-    changes.swap(m_gone);
+    std::vector<Change> changes = m_gone;
+    for (const auto &[path, entry] : m_cameras) {
+        if (isDue(entry))
+            changes.push_back({entry.camera, true});
+    }
+    // Nothing counts as taken before nothing can throw any more.
+    m_gone.clear();
     for (auto &[path, entry] : m_cameras) {
-        if (!entry.settledAt || *entry.settledAt > now)
-            continue;
-        entry.settledAt.reset();
-        changes.push_back({entry.camera, true});
+        if (isDue(entry))
+            entry.settledAt.reset();
     }
     return changes;
 }

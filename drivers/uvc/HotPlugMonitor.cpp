@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <exception>
+#include <system_error>
 #include <utility>
 
 #include "uvc/Report.h"
@@ -18,8 +18,11 @@ namespace {
 constexpr std::chrono::milliseconds kProbeTime{1000};  // of one stream, by the kernel
 constexpr int kReceiveBufferBytes = 4 << 20;  // some thousand events, while the handler runs
 
-int msUntil(std::optional<CameraTable::Time> moment)
+/// The time to wait until the earlier one, -1 for ever.
+int msUntil(std::optional<CameraTable::Time> moment, const std::optional<CameraTable::Time> &other)
 {
+    if (other && (!moment || *other < *moment))
+        moment = other;
     if (!moment)
         return -1;
     const auto left =
@@ -40,9 +43,11 @@ bool HotPlugMonitor::start()
     if (!m_udev)
         return false;
     const bool listens = listen();
-    const auto nodes = NodeScanner(*m_udev, m_opener).scan();
+    const Scan found = NodeScanner(*m_udev, m_opener).scan();
     const auto now = std::chrono::steady_clock::now();
-    m_table.fill(nodes, now);
+    m_table.fill(found.nodes, now);
+    if (!found.complete)
+        lookLater();
     // These are there from the start: they are listed, and nobody is told.
     if (listens) {
         waitForMore(now);
@@ -73,21 +78,20 @@ void HotPlugMonitor::stop()
         m_thread.join();
 }
 
-void HotPlugMonitor::run()
-try {
+void HotPlugMonitor::run() noexcept
+{
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-plug");
-    while (wait()) {
-        receive();
-        const auto now = std::chrono::steady_clock::now();
-        waitForMore(now);
-        for (const auto &change : m_table.takeChanges(now))
-            m_handler(change);
-    }
-} catch (const std::exception &error) {
-    try {
-        report(std::string("cameras that come and go are no longer noticed: ") + error.what());
-    } catch (const std::exception &) {
-        // For want of memory it ends without a line.
+    for (;;) {
+        try {
+            if (!wait())
+                return;
+            step();
+        } catch (...) {
+            reportFailure("looking for cameras that come and go");
+            lookLater();
+            pollfd end = {m_end.descriptor(), POLLIN, 0};
+            ::poll(&end, 1, static_cast<int>(kFirstLookDelay.count()));
+        }
     }
 }
 
@@ -95,11 +99,27 @@ bool HotPlugMonitor::wait()
 {
     pollfd waited[] = {{udev_monitor_get_fd(m_monitor.get()), POLLIN, 0},
                        {m_end.descriptor(), POLLIN, 0}};
-    while (::poll(waited, 2, msUntil(m_table.nextChange())) < 0) {
+    while (::poll(waited, 2, msUntil(m_table.nextChange(), m_nextLook)) < 0) {
         if (errno != EINTR)
-            return false;
+            throw std::system_error(errno, std::generic_category(), "poll");
     }
     return waited[1].revents == 0;
+}
+
+void HotPlugMonitor::step()
+{
+    const bool lost = !receive();
+    const auto now = std::chrono::steady_clock::now();
+    // Not before the last event is read: until then the kernel drops all others and does not say so
+    // again.
+    if (lost || (m_nextLook && *m_nextLook <= now))
+        look();
+    // A node that leaves may still have been found.
+    if (lost && !m_nextLook)
+        m_nextLook = now + kSecondLookDelay;
+    waitForMore(now);
+    for (const auto &change : m_table.takeChanges(now))
+        m_handler(change);
 }
 
 void HotPlugMonitor::waitForMore(CameraTable::Time now)
@@ -117,34 +137,70 @@ void HotPlugMonitor::waitForMore(CameraTable::Time now)
     }
 }
 
-void HotPlugMonitor::receive()
+bool HotPlugMonitor::receive()
 {
+    constexpr int kMostFailures = 100;  // in a row: what follows is read after the next poll
     const NodeScanner scanner(*m_udev, m_opener);
     bool lost = false;
-    for (;;) {
+    for (int failures = 0; failures < kMostFailures;) {
         errno = 0;
         const UdevPtr<udev_device> device(udev_monitor_receive_device(m_monitor.get()));
-        const auto now = std::chrono::steady_clock::now();
-        if (!device) {
-            if (errno != ENOBUFS)
-                break;
+        if (device) {
+            lost = !take(scanner, *device) || lost;
+            failures = 0;
+        } else if (errno == EAGAIN || errno == 0) {
+            break;
+        } else {  // an event that there was no space or no descriptor for
             lost = true;
-            continue;
-        }
-        const char *action = udev_device_get_action(device.get());
-        if (action == nullptr)
-            continue;
-        if (std::strcmp(action, "remove") == 0) {
-            m_table.remove(udev_device_get_syspath(device.get()));
-        } else if (std::strcmp(action, "add") == 0) {
-            if (const auto node = scanner.describe(*device))
-                m_table.add(*node, now);
+            ++failures;
         }
     }
-    // What is there now counts. Not before the last event is read: until then the kernel drops all
-    // others and does not say so again.
-    if (lost)
-        m_table.update(scanner.scan(), std::chrono::steady_clock::now());
+    return !lost;
+}
+
+bool HotPlugMonitor::take(const NodeScanner &scanner, udev_device &device)
+{
+    const char *action = udev_device_get_action(&device);
+    if (action == nullptr)
+        return true;
+    if (std::strcmp(action, "remove") == 0)
+        m_table.remove(udev_device_get_syspath(&device));
+    if (std::strcmp(action, "add") != 0)
+        return true;
+    NodeInfo node;
+    const NodeScanner::Look look = scanner.describe(device, node);
+    if (look == NodeScanner::Look::kNode)
+        m_table.add(node, std::chrono::steady_clock::now());
+    return look != NodeScanner::Look::kUnreadable;
+}
+
+void HotPlugMonitor::look()
+{
+    const Scan found = NodeScanner(*m_udev, m_opener).scan();
+    const auto now = std::chrono::steady_clock::now();
+    if (found.complete) {
+        m_table.update(found.nodes, now);
+        m_nextLook.reset();
+        m_lookDelay = kFirstLookDelay;
+        return;
+    }
+    // What was not found may be attached nevertheless.
+    for (const NodeInfo &node : found.nodes)
+        m_table.add(node, now);
+    lookLater();
+}
+
+void HotPlugMonitor::lookLater() noexcept
+{
+    if (m_lookDelay == kFirstLookDelay) {
+        try {
+            report("some video nodes cannot be read now, they are looked for again");
+        } catch (...) {
+            reportFailure("reporting nodes that cannot be read");
+        }
+    }
+    m_nextLook = std::chrono::steady_clock::now() + m_lookDelay;
+    m_lookDelay = std::min(2 * m_lookDelay, kLongestLookDelay);
 }
 
 }  // namespace nubrix

@@ -1,7 +1,9 @@
 // The thread that hears from udev which cameras come and go.
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <thread>
 
 #include "uvc/CameraTable.h"
@@ -10,7 +12,8 @@
 
 namespace nubrix {
 
-/// Keeps a table of cameras up to date. start and stop: not thread-safe.
+/// Keeps a table of cameras up to date. When an event was lost, or a node could not be read, it
+/// looks at all nodes again until that succeeds. start and stop: not thread-safe.
 class HotPlugMonitor {
 public:
     using Handler = std::function<void(const CameraTable::Change &)>;
@@ -29,11 +32,22 @@ public:
     void stop();
 
 private:
+    static constexpr std::chrono::milliseconds kFirstLookDelay{100};
+    static constexpr std::chrono::milliseconds kLongestLookDelay{5000};
+    static constexpr std::chrono::milliseconds kSecondLookDelay{1000};
+
     bool listen();
-    void run();
-    /// Waits for an event, the next change or the end; false at the end.
+    void run() noexcept;
+    /// Waits for an event, the next change, the next look or the end; false at the end.
     bool wait();
-    void receive();
+    void step();
+    /// False when events were lost.
+    bool receive();
+    bool take(const NodeScanner &scanner, udev_device &device);
+    /// Makes the table what is attached now.
+    void look();
+    /// Each time in a row later, and reported the first time.
+    void lookLater() noexcept;
     /// Postpones cameras that are due and not whole.
     void waitForMore(CameraTable::Time now);
 
@@ -43,6 +57,8 @@ private:
     EventFd m_end;
     UdevPtr<udev> m_udev;  // used by one thread at a time
     UdevPtr<udev_monitor> m_monitor;
+    std::optional<CameraTable::Time> m_nextLook;  // these two: of the thread, once it runs
+    std::chrono::milliseconds m_lookDelay = kFirstLookDelay;
     std::thread m_thread;
 };
 

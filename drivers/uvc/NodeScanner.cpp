@@ -1,7 +1,9 @@
 #include "uvc/NodeScanner.h"
 
 #include <linux/videodev2.h>
+#include <unistd.h>
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -16,24 +18,65 @@ namespace {
 
 constexpr const char *kSubsystem = "video4linux";
 
-unsigned int hexAttribute(udev_device &device, const char *name)
-{
-    const char *text = udev_device_get_sysattr_value(&device, name);
-    return text == nullptr ? 0 : static_cast<unsigned int>(std::strtoul(text, nullptr, 16));
-}
+/// Reads attributes of one device, and notes whether one that it has could not be read.
+class Attributes {
+public:
+    explicit Attributes(udev_device &device) : m_device(device) {}
 
-UsbIdentity identityOf(udev_device &usb)
+    /// Null when it lacks the attribute.
+    const char *read(const char *name)
+    {
+        errno = 0;
+        const char *value = udev_device_get_sysattr_value(&m_device, name);
+        if (value == nullptr && (errno == EMFILE || errno == ENFILE || errno == ENOMEM))
+            m_failed = true;
+        return value;
+    }
+    std::string text(const char *name) { return attributeText(read(name)); }
+    unsigned int hex(const char *name)
+    {
+        const char *value = read(name);
+        return value == nullptr ? 0 : static_cast<unsigned int>(std::strtoul(value, nullptr, 16));
+    }
+    bool failed() const { return m_failed; }
+
+private:
+    udev_device &m_device;
+    bool m_failed = false;
+};
+
+/// False when it could not be read.
+bool identify(udev_device &usb, UsbIdentity &identity)
 {
-    UsbIdentity identity;
+    Attributes attributes(usb);
     identity.sysPath = udev_device_get_syspath(&usb);
     identity.busPath = udev_device_get_sysname(&usb);
-    identity.vendorId = hexAttribute(usb, "idVendor");
-    identity.productId = hexAttribute(usb, "idProduct");
-    identity.address = hexAttribute(usb, "devnum");
-    identity.release = hexAttribute(usb, "bcdDevice");
-    identity.serial = attributeText(udev_device_get_sysattr_value(&usb, "serial"));
-    identity.product = attributeText(udev_device_get_sysattr_value(&usb, "product"));
-    return identity;
+    identity.vendorId = attributes.hex("idVendor");
+    identity.productId = attributes.hex("idProduct");
+    identity.address = attributes.hex("devnum");
+    identity.release = attributes.hex("bcdDevice");
+    identity.serial = attributes.text("serial");
+    identity.product = attributes.text("product");
+    return !attributes.failed();
+}
+
+/// Whether a device lies below the root hub of a USB bus ("/usb1/"), which is a USB device itself.
+bool isOnUsb(std::string_view sysPath)
+{
+    constexpr std::string_view kHub = "/usb";
+    for (auto at = sysPath.find(kHub); at != std::string_view::npos;
+         at = sysPath.find(kHub, at + 1)) {
+        const auto number = at + kHub.size();
+        const auto end = sysPath.find_first_not_of("0123456789", number);
+        if (end != std::string_view::npos && end > number && sysPath[end] == '/')
+            return true;
+    }
+    return false;
+}
+
+bool isAttached(const char *sysPath)
+{
+    return ::access(sysPath, F_OK) == 0 || errno != ENOENT;
 }
 
 }  // namespace
@@ -59,40 +102,45 @@ NodeScanner::NodeScanner(udev &context, NodeOpener opener)
 {
 }
 
-std::vector<NodeInfo> NodeScanner::scan() const
+Scan NodeScanner::scan() const
 {
-    std::vector<NodeInfo> nodes;
+    Scan result;
     const UdevPtr<udev_enumerate> search(udev_enumerate_new(&m_udev));
     if (!search)
-        return nodes;
+        return {{}, false};
     const bool udevRuns = isUdevThere(m_udev);
     udev_enumerate_add_match_subsystem(search.get(), kSubsystem);
-    udev_enumerate_scan_devices(search.get());
+    result.complete = udev_enumerate_scan_devices(search.get()) >= 0;
     udev_list_entry *entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(search.get()))
     {
         const char *path = udev_list_entry_get_name(entry);
         const UdevPtr<udev_device> device(udev_device_new_from_syspath(&m_udev, path));
-        if (!device)  // gone meanwhile
+        if (!device) {
+            result.complete = result.complete && !isAttached(path);
             continue;
+        }
         // udev has still to say what it is and who may open it; its event is to come.
         if (udevRuns && udev_device_get_is_initialized(device.get()) == 0)
             continue;
-        auto node = describe(*device);
-        if (!node)
+        NodeInfo node;
+        const Look look = describe(*device, node);
+        if (look == Look::kUnreadable)
+            result.complete = result.complete && !isAttached(path);
+        if (look != Look::kNode)
             continue;
         if (udevRuns) {
-            node->age =
+            node.age =
                 std::chrono::microseconds(udev_device_get_usec_since_initialized(device.get()));
         }
-        nodes.push_back(std::move(*node));
+        result.nodes.push_back(std::move(node));
     }
-    std::sort(nodes.begin(), nodes.end(),
+    std::sort(result.nodes.begin(), result.nodes.end(),
               [](const NodeInfo &a, const NodeInfo &b) { return a.number < b.number; });
-    return nodes;
+    return result;
 }
 
-std::optional<NodeInfo> NodeScanner::describe(udev_device &device) const
+NodeScanner::Look NodeScanner::describe(udev_device &device, NodeInfo &node) const
 {
     const char *name = udev_device_get_sysname(&device);
     const char *number = udev_device_get_sysnum(&device);
@@ -100,20 +148,20 @@ std::optional<NodeInfo> NodeScanner::describe(udev_device &device) const
     // Of this subsystem are also radios, teletext and parts of cameras.
     if (name == nullptr || std::strncmp(name, "video", 5) != 0 || number == nullptr ||
         path == nullptr)
-        return std::nullopt;
-    NodeInfo node;
+        return Look::kNoNode;
     node.sysPath = udev_device_get_syspath(&device);
     node.path = path;
     node.number = static_cast<unsigned int>(std::strtoul(number, nullptr, 10));
     node.captures = captures(device);
     // The parent belongs to the child.
     udev_device *usb = udev_device_get_parent_with_subsystem_devtype(&device, "usb", "usb_device");
-    if (usb != nullptr) {
-        node.usb = identityOf(*usb);
-        if (node.usb->product.empty())
-            node.usb->product = attributeText(udev_device_get_sysattr_value(&device, "name"));
-    }
-    return node;
+    if (usb == nullptr)
+        return isOnUsb(node.sysPath) ? Look::kUnreadable : Look::kNode;
+    if (!identify(*usb, node.usb.emplace()))
+        return Look::kUnreadable;
+    if (node.usb->product.empty())
+        node.usb->product = attributeText(udev_device_get_sysattr_value(&device, "name"));
+    return Look::kNode;
 }
 
 std::optional<NodeInfo> NodeScanner::find(dev_t number) const
@@ -122,7 +170,10 @@ std::optional<NodeInfo> NodeScanner::find(dev_t number) const
     const char *subsystem = device ? udev_device_get_subsystem(device.get()) : nullptr;
     if (subsystem == nullptr || std::strcmp(subsystem, kSubsystem) != 0)
         return std::nullopt;
-    return describe(*device);
+    NodeInfo node;
+    if (describe(*device, node) != Look::kNode)
+        return std::nullopt;
+    return node;
 }
 
 bool NodeScanner::captures(udev_device &device) const

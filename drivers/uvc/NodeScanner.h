@@ -11,18 +11,26 @@
 
 namespace nubrix {
 
+/// What a look at all video nodes found.
+struct Scan {
+    std::vector<NodeInfo> nodes;
+    bool complete = true;  ///< false: some could not be read, for want of descriptors for example
+};
+
 /// Not thread-safe.
 class NodeScanner {
 public:
+    enum class Look { kNode, kNoNode, kUnreadable };
+
     /// `opener` serves where udev does not say what a node can do. `context` must outlive it.
     NodeScanner(udev &context, NodeOpener opener);
 
     /// All video nodes that are attached and that udev, where it runs, has done with; lowest number
     /// first.
-    std::vector<NodeInfo> scan() const;
-    /// Nothing for what is no video node.
-    std::optional<NodeInfo> describe(udev_device &device) const;
-    /// The node of a device number, nothing if udev does not know it.
+    Scan scan() const;
+    /// Fills `node` for kNode. kUnreadable: it may be one; another look may succeed.
+    Look describe(udev_device &device, NodeInfo &node) const;
+    /// The node of a device number, nothing if udev does not know it or it cannot be read.
     std::optional<NodeInfo> find(dev_t number) const;
 
 private:

@@ -52,7 +52,7 @@ std::vector<NodeIo *> iosOf(const std::vector<UvcDevice::Node> &nodes)
 
 int UvcDevice::open(const std::string &name, const UsbIdentity &usb,
                     const std::vector<std::string> &paths, const NodeOpener &opener,
-                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device)
+                    DriverThreads &threads, std::unique_ptr<UvcDevice> &device)
 {
     std::vector<Node> nodes;
     for (const std::string &path : paths) {
@@ -63,11 +63,11 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb,
         }
         nodes.push_back({path, std::move(io)});
     }
-    return open(name, usb, std::move(nodes), retired, device);
+    return open(name, usb, std::move(nodes), threads, device);
 }
 
 int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device)
+                    DriverThreads &threads, std::unique_ptr<UvcDevice> &device)
 {
     nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
                                [](const Node &node) { return !givesPictures(*node.io); }),
@@ -76,7 +76,7 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector
         report(name + " gives no pictures that can be streamed: it is no camera, or gone");
         return kUnsupported;
     }
-    device.reset(new UvcDevice(name, usb, std::move(nodes), retired));
+    device.reset(new UvcDevice(name, usb, std::move(nodes), threads));
     const auto &modes = device->m_modes;
     if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); })) {
         report(name +
@@ -87,13 +87,13 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector
 }
 
 UvcDevice::UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-                     RetiredThreads &retired)
+                     DriverThreads &threads)
     : m_name(name),
       m_usb(usb),
       m_nodes(std::move(nodes)),
       m_ios(iosOf(m_nodes)),
       m_modes(readModes(m_ios)),
-      m_retired(retired),
+      m_threads(threads),
       m_claims(m_nodes.size(), nullptr)
 {
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
@@ -125,7 +125,7 @@ try {
         report(m_name + " has its " + streamName(streamType) + " stream open already");
         return kWrongState;
     }
-    slot->stream = {new UvcStream(*this, streamType), StreamDeleter(m_retired, this)};
+    slot->stream = std::make_shared<UvcStream>(*this, streamType, m_threads);
     *stream = slot->stream.get();
     return kDone;
 } catch (const std::exception &error) {
@@ -141,7 +141,7 @@ int UvcDevice::destroyStream(NubrixBaseStream **stream)
 int UvcDevice::closeAllStreams()
 {
     const int status = closeStreamsIn(m_slots, m_lock);
-    m_retired.join(this);
+    m_threads.joinGroup(this);
     return status;
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/RetiredThreads.h"
+#include "common/DriverThreads.h"
 #include "nubrix/driver.h"
 #include "uvc/CameraModes.h"
 #include "uvc/NodeInfo.h"
@@ -34,13 +34,13 @@ public:
 
     /// Opens the nodes of a camera that messages and the library call `name`: -9 when it is gone,
     /// -2 when it is busy, -1 without permission, -8 when no node gives pictures. Says why.
-    /// `retired` must outlive the device.
+    /// `threads` must outlive the device.
     static int open(const std::string &name, const UsbIdentity &usb,
                     const std::vector<std::string> &paths, const NodeOpener &opener,
-                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device);
+                    DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
     /// Nodes that are open already; -8 when none gives pictures.
     static int open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-                    RetiredThreads &retired, std::unique_ptr<UvcDevice> &device);
+                    DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
     /// Ends its streams and waits for their callbacks, but for one that is the caller.
     ~UvcDevice() override;
 
@@ -81,11 +81,11 @@ private:
         const StreamModes *modes;
         std::size_t current = 0;            // among the records
         typedefNubrixFrameMode shown = {};  // handed out: whoever has it may write to it
-        std::unique_ptr<UvcStream, StreamDeleter> stream;
+        std::shared_ptr<UvcStream> stream;
     };
 
     UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-              RetiredThreads &retired);
+              DriverThreads &threads);
 
     static void setCurrent(Slot &slot, std::size_t place);
     Slot *slotOf(unsigned int streamType);
@@ -97,7 +97,7 @@ private:
     const std::vector<Node> m_nodes;
     const std::vector<NodeIo *> m_ios;  // of m_nodes
     const CameraModes m_modes;
-    RetiredThreads &m_retired;
+    DriverThreads &m_threads;
     std::atomic<bool> m_gone{false};
     std::atomic<unsigned int> m_streamFlagMode{1};
     mutable std::mutex m_lock;

@@ -108,7 +108,7 @@ try {
     if (paths.empty())
         return kBadArgument;
     std::unique_ptr<UvcDevice> opened;
-    if (const int status = UvcDevice::open(uri, usb, paths, m_opener, m_retired, opened))
+    if (const int status = UvcDevice::open(uri, usb, paths, m_opener, m_threads, opened))
         return status;
     return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &error) {
@@ -137,7 +137,7 @@ try {
         name = "usb:" + usb.busPath;
     }
     std::unique_ptr<UvcDevice> opened;
-    if (UvcDevice::open(name, usb, std::move(nodes), m_retired, opened) != kDone)
+    if (UvcDevice::open(name, usb, std::move(nodes), m_threads, opened) != kDone)
         return kBadArgument;
     return m_devices.keep(std::move(opened), device);
 } catch (const std::exception &) {

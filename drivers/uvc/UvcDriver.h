@@ -3,8 +3,8 @@
 
 #include <atomic>
 
+#include "common/DriverThreads.h"
 #include "common/OpenDevices.h"
-#include "common/RetiredThreads.h"
 #include "common/StateCallback.h"
 #include "nubrix/driver.h"
 #include "uvc/CameraTable.h"
@@ -39,7 +39,7 @@ private:
     CameraTable m_table;
     std::atomic<bool> m_initialized{false};
     StateCallback m_callback;
-    RetiredThreads m_retired;  // outlives the devices
+    DriverThreads m_threads;  // outlives the devices
     OpenDevices<UvcDevice> m_devices;
     HotPlugMonitor m_monitor;  // last: its thread uses the others
 };

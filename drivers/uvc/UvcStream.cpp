@@ -16,14 +16,9 @@
 
 namespace nubrix {
 
-UvcStream::UvcStream(UvcDevice &device, unsigned int streamType)
-    : DriverStream(streamType), m_device(device)
+UvcStream::UvcStream(UvcDevice &device, unsigned int streamType, DriverThreads &threads)
+    : DriverStream(streamType), m_device(device), m_threads(threads)
 {
-}
-
-UvcStream::~UvcStream()
-{
-    UvcStream::stop();
 }
 
 unsigned int UvcStream::getFrameBufferSize()
@@ -42,9 +37,9 @@ unsigned int UvcStream::getFrameBufferSize()
 
 int UvcStream::start()
 try {
-    if (!mayStart() || isOwnThread())
+    if (!mayStart() || DriverThreads::isCaller(thread()))
         return kWrongState;
-    joinThread();  // which has been stopped from within
+    m_threads.join(thread());  // which has been stopped from within
     if (m_device.isGone())
         return kGone;
     if (!m_device.claimNode(*this)) {
@@ -60,7 +55,7 @@ try {
     try {
         status = begin(*setting.node, setting.source);
         if (status == kDone)
-            beginThread([this, &node = *setting.node] { run(node); });
+            beginThread(*setting.node);
     } catch (const std::exception &error) {
         report(name() + " cannot start: " + error.what());
         status = kFailed;
@@ -73,6 +68,19 @@ try {
     return status;
 } catch (const std::exception &) {
     return kFailed;
+}
+
+DriverThreads::Handle UvcStream::thread() const
+{
+    const std::lock_guard<std::mutex> lock(m_threadLock);
+    return m_thread;
+}
+
+void UvcStream::beginThread(NodeIo &node)
+{
+    // A stop from within the first callback waits here.
+    const std::lock_guard<std::mutex> lock(m_threadLock);
+    m_thread = m_threads.run([self = shared_from_this(), &node] { self->run(node); }, &m_device);
 }
 
 int UvcStream::begin(NodeIo &node, const SourceMode &source)
@@ -149,8 +157,7 @@ int UvcStream::stop()
     m_end.set();
     // The thread cannot wait for itself, and need not: it uses the capture before and after the
     // callback, and not after a stop.
-    if (!isOwnThread())
-        joinThread();
+    m_threads.join(thread());
     if (m_running)
         end();
     return kDone;

@@ -5,11 +5,12 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
 #include "common/DriverStream.h"
-#include "common/RetiredThreads.h"
+#include "common/DriverThreads.h"
 #include "common/RunningCounters.h"
 #include "uvc/Capture.h"
 #include "uvc/EventFd.h"
@@ -22,15 +23,15 @@ class NodeIo;
 class UvcDevice;
 struct SourceMode;
 
-/// The operations come one at a time; the queries may be used on any thread.
-class UvcStream final : public DriverStream, public ThreadOwner {
+/// The operations come one at a time; the queries may be used on any thread. Its thread shares it:
+/// it is stopped before its device lets go of it, and uses the device no more then.
+class UvcStream final : public DriverStream, public std::enable_shared_from_this<UvcStream> {
 public:
     /// A camera that has sent nothing for so long does not answer.
     static constexpr std::chrono::milliseconds kSilence{3000};
 
-    /// Throws std::system_error when there are no descriptors left.
-    UvcStream(UvcDevice &device, unsigned int streamType);
-    ~UvcStream() override;
+    /// `threads` must outlive it. Throws std::system_error when there are no descriptors left.
+    UvcStream(UvcDevice &device, unsigned int streamType, DriverThreads &threads);
 
     unsigned int getFrameBufferSize() override;
     /// -2 when it runs, lacks allocator or callback, or somebody else streams from the node; -9
@@ -49,6 +50,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    DriverThreads::Handle thread() const;
+    void beginThread(NodeIo &node);
     int begin(NodeIo &node, const SourceMode &source);
     int prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format);
     int refusal(int error);
@@ -67,6 +70,9 @@ private:
     std::string name() const;
 
     UvcDevice &m_device;
+    DriverThreads &m_threads;
+    mutable std::mutex m_threadLock;
+    DriverThreads::Handle m_thread;  // under m_threadLock
     typedefNubrixFrameMode m_mode = {};
     std::optional<unsigned int> m_lastSequence;  // of the thread
     bool m_silenceTold = false;                  // of the thread

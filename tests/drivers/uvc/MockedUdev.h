@@ -60,14 +60,21 @@ public:
     }
     /// udev runs from the start.
     void setRunning(bool running);
+    /// The next events are lost on their way, with an error of the system.
+    void loseEvents(int count, int error);
+    /// Of the next looks at all devices `passed` do not fail, and the `count` after those do.
+    void failScans(int count, int passed = 0);
     /// How long ago udev was done with a node; nothing: it is not. Without it, long ago.
     void setAge(const std::string &busPath, unsigned int number,
                 std::optional<std::chrono::milliseconds> age);
     void removeNode(const std::string &busPath, unsigned int number)
     {
-        const std::string path = "/sys" + nodePath(busPath, number);
-        umockdev_testbed_uevent(m_testbed, path.c_str(), "remove");
-        umockdev_testbed_remove_device(m_testbed, path.c_str());
+        sendEvent(busPath, number, "remove");
+        removeWithoutEvent(busPath, number);
+    }
+    void removeWithoutEvent(const std::string &busPath, unsigned int number)
+    {
+        umockdev_testbed_remove_device(m_testbed, ("/sys" + nodePath(busPath, number)).c_str());
     }
     void removeUsb(const std::string &busPath)
     {
@@ -76,7 +83,12 @@ public:
     /// Sends the event of a node once more.
     void repeatAdd(const std::string &busPath, unsigned int number)
     {
-        umockdev_testbed_uevent(m_testbed, ("/sys" + nodePath(busPath, number)).c_str(), "add");
+        sendEvent(busPath, number, "add");
+    }
+    void sendEvent(const std::string &busPath, unsigned int number, const char *action)
+    {
+        const std::string path = "/sys" + nodePath(busPath, number);
+        umockdev_testbed_uevent(m_testbed, path.c_str(), action);
     }
     void add(const std::string &text)
     {

@@ -1,6 +1,7 @@
 #include "uvc/NodeScanner.h"
 
 #include <linux/videodev2.h>
+#include <sys/resource.h>
 #include <sys/sysmacros.h>
 
 #include <cerrno>
@@ -19,6 +20,12 @@ protected:
     NodeScannerTest() : m_udev(udev_new()) {}
 
     std::vector<NodeInfo> scan()
+    {
+        const Scan found = look();
+        EXPECT_TRUE(found.complete);
+        return found.nodes;
+    }
+    Scan look()
     {
         return NodeScanner(*m_udev,
                            [this](const std::string &path, std::unique_ptr<NodeIo> &node) {
@@ -188,6 +195,31 @@ TEST_F(NodeScannerTest, WhereUdevDoesNotRunAllNodesAreOld)
     const auto nodes = scan();
     ASSERT_EQ(nodes.size(), 1U);
     EXPECT_GE(nodes[0].age, std::chrono::minutes(1));
+}
+
+TEST_F(NodeScannerTest, WithoutDescriptorsTheScanIsIncomplete)
+{
+    system.addUsb("1-2", "A: serial=SN1\n");
+    system.addNode("1-2", 0);
+    ASSERT_EQ(scan().size(), 1U);
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {3, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const Scan found = look();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_FALSE(found.complete);
+    const auto nodes = scan();
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0].usb->serial, "SN1");
+}
+
+TEST_F(NodeScannerTest, ANodeBelowAHubWhoseUsbDeviceIsNotReadableMakesTheScanIncomplete)
+{
+    system.addNode("1-2", 0);
+    const Scan found = look();
+    EXPECT_FALSE(found.complete);
+    EXPECT_THAT(found.nodes, IsEmpty());
 }
 
 TEST(AttributeTextTest, IsCleanAndWithoutBlanksAtItsEnds)

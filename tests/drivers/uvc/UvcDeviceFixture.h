@@ -46,7 +46,7 @@ protected:
         std::vector<std::string> paths;
         for (std::size_t i = 0; i < m_cameras.size(); ++i)
             paths.push_back(std::to_string(i));
-        return UvcDevice::open("usb:1-2", usb, paths, opener(), *m_retired, m_device);
+        return UvcDevice::open("usb:1-2", usb, paths, opener(), *m_threads, m_device);
     }
 
     UvcDevice &open()
@@ -57,14 +57,14 @@ protected:
 
     void close() { m_device.reset(); }
     /// What the end of the driver does.
-    void joinRetired() { m_retired.reset(); }
+    void joinThreads() { m_threads.reset(); }
 
     UsbIdentity usb;
     std::map<std::string, int> openErrors;  // by path
 
 private:
     std::vector<std::unique_ptr<FakeCamera>> m_cameras;
-    std::unique_ptr<RetiredThreads> m_retired = std::make_unique<RetiredThreads>();
+    std::unique_ptr<DriverThreads> m_threads = std::make_unique<DriverThreads>();
     std::unique_ptr<UvcDevice> m_device;
 };
 

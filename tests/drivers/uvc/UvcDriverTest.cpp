@@ -5,18 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <condition_variable>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <memory>
-#include <mutex>
 
 #include "tests/drivers/FakePool.h"
-#include "tests/drivers/uvc/FakeNode.h"
-#include "tests/drivers/uvc/MockedUdev.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
+#include "tests/drivers/uvc/UvcDriverFixture.h"
 
 namespace nubrix {
 namespace {
@@ -26,126 +21,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-
-class UvcDriverTest : public testing::Test {
-protected:
-    struct Told {
-        std::string text;  // "+usb:1-2 serial location"
-        std::size_t listed;
-    };
-
-    void start()
-    {
-        driver = std::make_unique<UvcDriver>(
-            [this](const std::string & /*path*/, std::unique_ptr<NodeIo> &node) {
-                if (openError != 0)
-                    return openError;
-                node = std::make_unique<FakeNode>(camera);
-                return 0;
-            });
-        m_driver = driver.get();
-        driver->setDeviceStateCallback(&UvcDriverTest::take, this);
-        ASSERT_EQ(driver->initialize(), 0);
-    }
-    void TearDown() override { driver.reset(); }
-
-    std::vector<typedefNubrixeviceAttribute> list()
-    {
-        std::vector<typedefNubrixeviceAttribute> records(60);
-        unsigned int count = 60;
-        EXPECT_EQ(m_driver->getDeviceList(records.data(), &count), 0);
-        records.resize(count);
-        return records;
-    }
-    std::vector<std::string> uris()
-    {
-        std::vector<std::string> all;
-        for (const auto &record : list())
-            all.emplace_back(record.uri);
-        return all;
-    }
-    /// Waits until so much has been told.
-    bool await(std::size_t count)
-    {
-        std::unique_lock<std::mutex> lock(m_lock);
-        return m_told.wait_for(lock, kDeadline, [&] { return m_all.size() >= count; });
-    }
-    std::vector<std::string> told()
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        std::vector<std::string> texts;
-        for (const Told &each : m_all)
-            texts.push_back(each.text);
-        return texts;
-    }
-    std::size_t listedWhenTold(std::size_t i)
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        return m_all[i].listed;
-    }
-    void plug(const std::string &busPath, unsigned int number)
-    {
-        system.addUsb(busPath, "A: serial=S" + std::to_string(number) + "\n");
-        system.addNode(busPath, number);
-    }
-
-    void forgetTold()
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_all.clear();
-    }
-    /// The driver's; the mocked system has some of its own.
-    static std::size_t threads()
-    {
-        std::size_t count = 0;
-        for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
-            std::string name;
-            std::getline(std::ifstream(task.path() / "comm"), name);
-            count += name.rfind("nubrix-usb", 0) == 0 ? 1 : 0;
-        }
-        return count;
-    }
-    /// Waits until there are so many: one has its name, and is gone once joined, a moment later.
-    static bool awaitThreads(std::size_t count)
-    {
-        const auto end = std::chrono::steady_clock::now() + kDeadline;
-        while (threads() != count) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::yield();
-        }
-        return true;
-    }
-
-    MockedUdev system;
-    FakeCamera camera;
-    int openError = 0;
-    std::function<void()> onTold;  // set before the event
-    std::atomic<int> m_inside{0};  // callbacks
-    std::unique_ptr<UvcDriver> driver;
-
-private:
-    static void take(const char *uri, const char *serial, const char *location, unsigned int state,
-                     void *user)
-    {
-        auto &self = *static_cast<UvcDriverTest *>(user);
-        ++self.m_inside;
-        const std::size_t listed = self.list().size();  // as the library does
-        if (self.onTold)
-            self.onTold();
-        const std::lock_guard<std::mutex> lock(self.m_lock);
-        self.m_all.push_back({(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + std::string(uri) +
-                                  " " + serial + " " + location,
-                              listed});
-        self.m_told.notify_all();
-        --self.m_inside;
-    }
-
-    UvcDriver *m_driver = nullptr;  // for callbacks, also while its owner ends it
-    std::mutex m_lock;
-    std::condition_variable m_told;
-    std::vector<Told> m_all;  // under m_lock
-};
 
 TEST_F(UvcDriverTest, ListsCamerasOncePerDevice)
 {
@@ -340,7 +215,7 @@ TEST_F(UvcDriverTest, IsDestroyedAtAnyTime)
         std::this_thread::sleep_for(i * step);  // the moment; nothing is waited for
         const std::size_t toldBefore = told().size();
         driver.reset();
-        EXPECT_EQ(m_inside, 0);
+        EXPECT_EQ(inside, 0);
         const auto all = told();
         ASSERT_LE(all.size(), 1U);
         EXPECT_GE(all.size(), toldBefore);
@@ -367,7 +242,7 @@ TEST_F(UvcDriverTest, ItsEndWaitsForTheHotPlugCallback)
     ASSERT_EQ(entered.get_future().wait_for(kDeadline), std::future_status::ready);
     auto ended = std::async(std::launch::async, [this] {
         driver.reset();
-        return m_inside.load();
+        return inside.load();
     });
     mayReturn.set_value();
     ASSERT_EQ(ended.wait_for(kDeadline), std::future_status::ready);

@@ -120,7 +120,7 @@ TEST_F(UvcStreamWithinTest, ClosingTheCameraEndsItAndTheThreadIsJoinedLater)
     begin([&] { close(); });
     EXPECT_FALSE(m_camera->isStreaming());
     letReturn();
-    joinRetired();
+    joinThreads();
     expectNothingLeft();
 }
 
