@@ -82,7 +82,7 @@ private:
     public:
         /// Sets the error number when it is gone, unless that is 0.
         explicit InUse(const Device &device, unsigned int errorWithout = 0);
-        ~InUse();
+        ~InUse() { m_device.endUse(); }
         InUse(const InUse &) = delete;
         InUse &operator=(const InUse &) = delete;
         NubrixBaseDevice *operator->() const { return m_driverDevice; }
@@ -90,7 +90,7 @@ private:
 
     private:
         const Device &m_device;
-        NubrixBaseDevice *m_driverDevice;
+        NubrixBaseDevice *const m_driverDevice;
     };
 
     bool isDisconnected() const;
@@ -99,6 +99,9 @@ private:
     InUse inUse() const { return InUse(*this); }
     /// As inUse, and sets the error number when it is gone.
     InUse requireOpen() const;
+    // Apart from InUse: the analysis of locks leaves constructors and destructors out.
+    NubrixBaseDevice *beginUse() const;
+    void endUse() const;
     NubrixBaseDevice *takeDriverDevice();
 
     std::string m_deviceId;
