@@ -24,6 +24,7 @@ struct Reach {
 NUBRIX_REACH(initialized, std::atomic<bool>);
 NUBRIX_REACH(drivers, DriverTable);
 NUBRIX_REACH(upgrades, Upgrades);
+NUBRIX_REACH(streams, HandleTable<VideoStream>);
 
 /// A context that has its drivers without loading plug-ins.
 template <class ContextType>
