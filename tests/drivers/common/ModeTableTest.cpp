@@ -24,6 +24,16 @@ TEST(ModeTableTest, TheDefaultHasTheFormatOfTheFirstMode)
     EXPECT_EQ(kTable.defaultMode(), 2U);
 }
 
+TEST(ModeTableTest, TheDefaultIsNextTo640x480At30FramesPerSecond)
+{
+    const ModeTable table = {NUBRIX_STREAM_COLOR,
+                             {{NUBRIX_PIXEL_RGB888, 640, 481, 30},
+                              {NUBRIX_PIXEL_RGB888, 640, 480, 31},
+                              {NUBRIX_PIXEL_RGB888, 640, 480, 28},
+                              {NUBRIX_PIXEL_RGB888, 639, 480, 30}}};
+    EXPECT_EQ(table.defaultMode(), 1U);
+}
+
 TEST(ModeTableTest, AModeIsFoundByAllOfItsFields)
 {
     for (std::size_t i = 0; i < kTable.records.size(); ++i)
