@@ -42,23 +42,27 @@ private:
 
     /// Brings the stream to `position`, ready for `transfer`. It asks the system only when the
     /// stream is not there already: seeking flushes, and most transfers follow one another.
-    bool seekTo(std::uint64_t position, Transfer transfer);
-    std::size_t writeAt(std::uint64_t position, const void *buffer, std::size_t sizeBytes);
+    bool seekTo(std::uint64_t position, Transfer transfer) NUBRIX_REQUIRES(*m_lock);
+    std::size_t writeAt(std::uint64_t position, const void *buffer, std::size_t sizeBytes)
+        NUBRIX_REQUIRES(*m_lock);
     /// Notes that `done` of `wanted` bytes were transferred.
-    void noteTransfer(Transfer transfer, std::size_t done, std::size_t wanted);
+    void noteTransfer(Transfer transfer, std::size_t done, std::size_t wanted)
+        NUBRIX_REQUIRES(*m_lock);
 
     const std::unique_ptr<CriticalSectionWrapper> m_lock;
-    std::string m_name;  // everything below is under m_lock
-    std::unique_ptr<FILE, StreamCloser> m_stream;
-    bool m_open = false;
-    bool m_wrapRead = false;
-    std::uint64_t m_endPosition = 0;  // size of the file when it was opened
-    std::uint64_t m_readPosition = 0;
-    std::uint64_t m_writePosition = 0;
-    std::uint64_t m_maxSize = kNoLimit;
-    std::uint64_t m_limitedBytes = 0;  // written while there was a limit
-    std::uint64_t m_streamPosition = kUnknown;
-    Transfer m_lastTransfer = Transfer::kNone;
+    std::string m_name NUBRIX_GUARDED_BY(*m_lock);
+    std::unique_ptr<FILE, StreamCloser> m_stream NUBRIX_GUARDED_BY(*m_lock);
+    bool m_open NUBRIX_GUARDED_BY(*m_lock) = false;
+    bool m_wrapRead NUBRIX_GUARDED_BY(*m_lock) = false;
+    // The size of the file when it was opened.
+    std::uint64_t m_endPosition NUBRIX_GUARDED_BY(*m_lock) = 0;
+    std::uint64_t m_readPosition NUBRIX_GUARDED_BY(*m_lock) = 0;
+    std::uint64_t m_writePosition NUBRIX_GUARDED_BY(*m_lock) = 0;
+    std::uint64_t m_maxSize NUBRIX_GUARDED_BY(*m_lock) = kNoLimit;
+    // Written while there was a limit.
+    std::uint64_t m_limitedBytes NUBRIX_GUARDED_BY(*m_lock) = 0;
+    std::uint64_t m_streamPosition NUBRIX_GUARDED_BY(*m_lock) = kUnknown;
+    Transfer m_lastTransfer NUBRIX_GUARDED_BY(*m_lock) = Transfer::kNone;
 };
 
 }  // namespace nubrix

@@ -157,22 +157,25 @@ NubrixBaseDevice *Device::takeDriverDevice()
     return driverDevice;
 }
 
-Device::InUse::InUse(const Device &device, unsigned int errorWithout) : m_device(device)
+Device::InUse::InUse(const Device &device, unsigned int errorWithout)
+    : m_device(device), m_driverDevice(device.beginUse())
 {
-    {
-        const MutexLock guard(device.m_useMutex);
-        m_driverDevice = device.m_driverDevice;
-        ++device.m_users;
-    }
     if (!m_driverDevice && errorWithout != 0)
         setErrorNumber(errorWithout);
 }
 
-Device::InUse::~InUse()
+NubrixBaseDevice *Device::beginUse() const
 {
-    const MutexLock guard(m_device.m_useMutex);
-    if (--m_device.m_users == 0)
-        m_device.m_unused.notify_all();
+    const MutexLock guard(m_useMutex);
+    ++m_users;
+    return m_driverDevice;
+}
+
+void Device::endUse() const
+{
+    const MutexLock guard(m_useMutex);
+    if (--m_users == 0)
+        m_unused.notify_all();
 }
 
 Device::InUse Device::requireOpen() const

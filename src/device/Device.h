@@ -79,7 +79,7 @@ private:
     public:
         /// Sets the error number when it is gone, unless that is 0.
         explicit InUse(const Device &device, unsigned int errorWithout = 0);
-        ~InUse();
+        ~InUse() { m_device.endUse(); }
         InUse(const InUse &) = delete;
         InUse &operator=(const InUse &) = delete;
         NubrixBaseDevice *operator->() const { return m_driverDevice; }
@@ -87,7 +87,7 @@ private:
 
     private:
         const Device &m_device;
-        NubrixBaseDevice *m_driverDevice;
+        NubrixBaseDevice *const m_driverDevice;
     };
 
     bool isDisconnected() const;
@@ -97,6 +97,9 @@ private:
     /// As inUse, and sets the error number when it is gone.
     InUse requireOpen() const;
     void keepDriverDevice(NubrixBaseDevice *driverDevice);
+    // Apart from InUse: the analysis of locks leaves constructors and destructors out.
+    NubrixBaseDevice *beginUse() const;
+    void endUse() const;
     NubrixBaseDevice *takeDriverDevice();
 
     std::string m_deviceId;

@@ -64,14 +64,14 @@ private:
         std::uint16_t height;
     };
 
-    Slot *slotOf(unsigned int recordType);
+    Slot *slotOf(unsigned int recordType) NUBRIX_REQUIRES(m_lock);
     bool recordTypeOf(VideoStream *stream, unsigned int &recordType);
     void writeRecord(const typedefNubrixFrame &frame, unsigned int recordType);
 
     CriticalSectionImpl m_lock;  // keeps a tag and its data together
     const std::unique_ptr<FileWrapper> m_file;
-    std::array<Slot, 5> m_header = {};  // under m_lock, as is the next
-    std::map<VideoStream *, tagAttachedStreamInfo> m_attachedStreams;
+    std::array<Slot, 5> m_header NUBRIX_GUARDED_BY(m_lock) = {};
+    std::map<VideoStream *, tagAttachedStreamInfo> m_attachedStreams NUBRIX_GUARDED_BY(m_lock);
     bool m_opened = false;  // fixed after construction
     std::atomic<bool> m_started{false};
     std::atomic<bool> m_finished{false};

@@ -38,7 +38,8 @@ private:
     Sensor *m_sensor = nullptr;
     EventImpl m_newFrame;
     CriticalSectionImpl m_queueLock;
-    std::deque<NubrixFrameRef *> m_queue;  // each entry holds a reference; under m_queueLock
+    // Each entry holds a reference.
+    std::deque<NubrixFrameRef *> m_queue NUBRIX_GUARDED_BY(m_queueLock);
     std::atomic<bool> m_running{false};
     std::unique_ptr<ThreadWrapper> m_worker;  // null while stopped
 };

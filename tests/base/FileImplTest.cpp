@@ -268,6 +268,15 @@ TEST_F(FileImplTest, TextIsPrintedWhateverTheLimit)
     EXPECT_EQ(closeAndRead(), "abcdkey=7\nh");
 }
 
+TEST_F(FileImplTest, TextThatCannotBePrintedMovesNothing)
+{
+    openForWriting();
+    const wchar_t noCharacter[] = {static_cast<wchar_t>(0x7fffffff), 0};
+    EXPECT_EQ(m_file->writeText("begun %ls", noCharacter), 0);
+    EXPECT_EQ(write("WRITTEN"), 7);
+    EXPECT_EQ(closeAndRead(), "WRITTEN");
+}
+
 TEST_F(FileImplTest, TheHeadIsRewrittenWithoutMovingTheWritePosition)
 {
     openForWriting();
@@ -275,6 +284,14 @@ TEST_F(FileImplTest, TheHeadIsRewrittenWithoutMovingTheWritePosition)
     EXPECT_EQ(writeHead(std::string(70, 'h')), 70);
     EXPECT_EQ(write("tail"), 4);
     EXPECT_EQ(closeAndRead(), std::string(70, 'h') + std::string(930, 'd') + "tail");
+}
+
+TEST_F(FileImplTest, AHeadBeforeOtherDataIsInTheFileAtOnce)
+{
+    openForWriting();
+    EXPECT_EQ(write("0123456789"), 10);
+    EXPECT_EQ(writeHead("HEAD"), 4);
+    EXPECT_EQ(readFile(m_path), "HEAD456789") << "the write position was returned to";
 }
 
 TEST_F(FileImplTest, AHeadLongerThanTheFileMovesTheWritePosition)
@@ -395,6 +412,13 @@ TEST_F(FileImplTest, AFullDiskShortensTheWriteAndIsNoCrash)
     EXPECT_LT(write(block), static_cast<int>(block.size()));
     EXPECT_LT(write(block), static_cast<int>(block.size()));
     EXPECT_EQ(m_file->flush(), 0);
+}
+
+TEST_F(FileImplTest, AHeadThatAFullDiskKeepsFromItsPositionIsNotWritten)
+{
+    ASSERT_EQ(m_file->openFile("/dev/full", false, false, false), 0);
+    EXPECT_EQ(write("buffered"), 8);
+    EXPECT_EQ(writeHead("HEAD"), 0);
 }
 
 TEST_F(FileImplTest, AfterAWriteThatReachedTheFileSizeLimitTheHeadIsStillTheHead)

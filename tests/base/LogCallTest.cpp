@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -111,6 +112,15 @@ TEST_F(LogCallTest, TheModuleNameHas63CharactersAndStaysWithoutANewOne)
 int takeNothing(const char * /*module*/, int /*level*/, const char *text)
 {
     return static_cast<int>(std::char_traits<char>::length(text));
+}
+
+TEST_F(LogCallTest, APlugInThatThrowsLogsNothing)
+{
+    setLogSink({[](const char *, int, const char *) -> int { throw std::bad_alloc(); },
+                [](const char *, int, int, int, int, const char *) -> int { throw 1; }},
+               nullptr);
+    EXPECT_EQ(logPrint(kLogError, "a"), -1);
+    EXPECT_EQ(logWrite(1, 2, 3, 4, "a"), -1);
 }
 
 TEST_F(LogCallTest, TheSinkMayChangeWhileOthersLog)

@@ -25,6 +25,7 @@ NUBRIX_REACH(initialized, std::atomic<bool>);
 NUBRIX_REACH(drivers, DriverTable);
 NUBRIX_REACH(upgrades, Upgrades);
 NUBRIX_REACH(events, DeviceEvents);
+NUBRIX_REACH(streams, HandleTable<VideoStream>);
 
 /// A context that has its drivers without loading plug-ins.
 template <class ContextType>

@@ -1,10 +1,15 @@
 // What of the context cannot be reached from outside: upgraders, GMSL cameras, the mini driver.
+#include <unistd.h>
+
 #include <filesystem>
+#include <thread>
 
 #include "device/DriverLoader.h"
 #include "device/UsbIdentifiers.h"
 #include "tests/context/ContextInside.h"
 #include "tests/fakes/FakeUpgrade.h"
+#include "tests/fakes/HangGuard.h"
+#include "tests/fakes/SystemCalls.h"
 
 namespace nubrix {
 namespace {
@@ -257,6 +262,50 @@ TEST_F(Inside, TheLibrarysFolderFitsTheBuffer)
     EXPECT_EQ(m_context.initConfigFilePath(), 0);
     EXPECT_EQ(NUBRIX_WORKING_PATH, whole);
     EXPECT_EQ(NUBRIX_INI_FILE_PATH, whole + "nubrixLog.ini");
+}
+
+TEST_F(Inside, NoDriverIsLoadedWhenTheLibrarysFolderIsUnknown)
+{
+    SystemCalls calls;
+    calls.dladdr = [](const void *, Dl_info *) { return 0; };
+    const SystemCallsInForce inForce(calls);
+    EXPECT_EQ(loadDriver(DRIVER_TYPE_UVC), nullptr);
+    EXPECT_THAT(m_log.take(), ElementsAre(milestoneLine("Get Current module path failed!\n")));
+}
+
+TEST_F(Inside, NothingIsKeptOfAStreamThatWasClosed)
+{
+    NubrixDevice *const device = open("usb:1");
+    NubrixStream *stream = nullptr;
+    ASSERT_EQ(m_context.createStream(device, NUBRIX_STREAM_COLOR, &stream), 0);
+    ASSERT_EQ(m_context.closeStream(stream), 0);
+    EXPECT_THAT(reach(m_context, streams()).all(), IsEmpty());
+    EXPECT_THAT(reach(m_context, streams()).retired(), IsEmpty());
+}
+
+TEST_F(Inside, DeletingTheContextWaitsForAnOperation)
+{
+    auto context = std::make_unique<Context>();
+    reach(*context, drivers()).set(DRIVER_TYPE_UVC, &m_usb);
+    Latch inOperation;
+    std::atomic<int> deleter{0};
+    std::atomic<bool> deleted{false};
+    m_usb.setHook([&](const std::string &) {
+        inOperation.open();
+        EXPECT_TRUE(
+            eventually([&] { return deleted || (deleter != 0 && hasFallenAsleep(deleter)); }));
+        EXPECT_FALSE(deleted);
+    });
+    std::thread operation([&, inside = context.get()] { inside->setGmslI2CStats(true); });
+    ASSERT_TRUE(inOperation.pass());
+    std::thread deleting([&] {
+        deleter = ::gettid();
+        context.reset();
+        deleted = true;
+    });
+    operation.join();
+    deleting.join();
+    m_usb.setHook({});
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 namespace nubrix {
 
 NUBRIX_REACH(devices, HandleTable<Device>);
-NUBRIX_REACH(streams, HandleTable<VideoStream>);
 NUBRIX_REACH(recorders, HandleTable<StreamRecorder>);
 
 namespace {

@@ -1,4 +1,6 @@
 // Recorders as an application uses them.
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
@@ -292,6 +294,31 @@ TEST_F(Recording, AStreamThatWasDestroyedIsNotRecorded)
     ASSERT_EQ(destroyStream(stream), 0);
     EXPECT_EQ(context().recorderStart(recorder), 0);
     EXPECT_EQ(context().destroyRecorder(recorder), 0);
+}
+
+TEST_F(Recording, AStreamIsNotDestroyedWhileItIsAttached)
+{
+    NubrixRecord *const recorder = create();
+    NubrixStream *const stream = created(NUBRIX_STREAM_DEPTH);
+    std::atomic<int> destroyer{0};
+    std::atomic<bool> destroyed{false};
+    std::thread destroying;
+    m_usb.setHook([&](const std::string &call) {
+        if (call != "usb:1 getCurrentFrameMode 2")
+            return;
+        destroying = std::thread([&] {
+            destroyer = ::gettid();
+            EXPECT_EQ(destroyStream(stream), 0);
+            destroyed = true;
+        });
+        EXPECT_TRUE(eventually(
+            [&] { return destroyed || (destroyer != 0 && hasFallenAsleep(destroyer)); }));
+        EXPECT_FALSE(destroyed) << "the recorder would keep what is gone";
+    });
+    EXPECT_EQ(context().recorderAttachStream(recorder, stream), 0);
+    destroying.join();
+    m_usb.setHook({});
+    EXPECT_EQ(context().recorderStart(recorder), 0);
 }
 
 }  // namespace

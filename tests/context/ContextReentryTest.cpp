@@ -1,4 +1,5 @@
 // Operations from within callbacks that end what the callback belongs to.
+#include <algorithm>
 #include <atomic>
 #include <functional>
 
@@ -152,6 +153,30 @@ TEST_F(Reentry, DestroyWaitsForACallbackThatClosedItsOwnStream)
     EXPECT_TRUE(returned);
     opener.join();
     m_log.setHook({});
+}
+
+TEST_F(Reentry, ACallbackThatDestroyedItsOwnStreamIsWaitedForOnlyOnceItHasReturned)
+{
+    Latch destroyed;
+    Latch mayReturn;
+    Receiver receiver{&context(),
+                      [&](NubrixStream *stream) {
+                          EXPECT_EQ(destroyStream(stream), 0);
+                          destroyed.open();
+                          EXPECT_TRUE(mayReturn.pass());
+                      },
+                      {},
+                      {}};
+    openWith(receiver);
+    ASSERT_TRUE(destroyed.pass());
+    EXPECT_EQ(destroyStream(created(NUBRIX_STREAM_DEPTH)), 0);
+    mayReturn.open();
+    ASSERT_TRUE(receiver.done.pass());
+    EXPECT_TRUE(eventually([&] {
+        const std::vector<std::string> lines =
+            logOf([&] { return destroyStream(created(NUBRIX_STREAM_DEPTH)); });
+        return std::count(lines.begin(), lines.end(), "1 Thread[Stream CallBack] Stoped") == 1;
+    }));
 }
 
 TEST_F(Reentry, TwoStreamsCloseEachOtherInTheirCallbacks)

@@ -1,4 +1,6 @@
 // What must not deadlock, crash or race, whoever calls what meanwhile.
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -128,6 +130,34 @@ INSTANTIATE_TEST_SUITE_P(
                             return context.closeStream(stream);
                         }}),
     [](const auto &tested) { return std::string(tested.param.name); });
+
+TEST_F(Threads, ASecondReaderWaitsForTheFirst)
+{
+    NubrixStream *const first = opened(NUBRIX_STREAM_COLOR);
+    NubrixStream *const second = opened(NUBRIX_STREAM_DEPTH);
+    std::atomic<int> waits{0};
+    std::atomic<int> reader{0};
+    std::atomic<bool> hasRead{false};
+    std::thread reading;
+    m_usb.setHook([&](const std::string &call) {
+        if (call != "usb:1 keepLiveState" || waits++ != 0)
+            return;
+        reading = std::thread([&] {
+            reader = ::gettid();
+            typedefNubrixFrame *frame = nullptr;
+            EXPECT_EQ(context().readFrame(second, &frame, 0), -11);
+            hasRead = true;
+        });
+        EXPECT_TRUE(
+            eventually([&] { return hasRead || (reader != 0 && hasFallenAsleep(reader)); }));
+        EXPECT_FALSE(hasRead);
+        EXPECT_EQ(waits, 1);
+    });
+    typedefNubrixFrame *frame = nullptr;
+    EXPECT_EQ(context().readFrame(first, &frame, 0), -11);
+    reading.join();
+    m_usb.setHook({});
+}
 
 TEST_F(Threads, ReadersAreServedInTurnAndEachFrameOnce)
 {

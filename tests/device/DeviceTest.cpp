@@ -156,12 +156,12 @@ TEST_F(DeviceTest, ClosingPassesOnTheDriversResultAndClosesWhateverItWas)
 
 TEST_F(DeviceTest, ClosingAClosedDeviceAsksTheDriverForNothing)
 {
-    m_device->close();
+    EXPECT_EQ(m_device->close(), 0);
     EXPECT_THAT(m_log.take(), ElementsAre(infoLine("Device not open")));
     open();
     EXPECT_EQ(m_device->close(), 0);
     m_driver.takeCalls();
-    m_device->close();
+    EXPECT_EQ(m_device->close(), 0);
     EXPECT_THAT(m_log.take(), ElementsAre(infoLine("Device not open")));
     EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
 }

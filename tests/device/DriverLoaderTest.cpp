@@ -203,5 +203,21 @@ TEST_F(DriverLoading, APlugInUsesItsOwnFunctionsBeforeTheApplications)
 }
 #endif
 
+TEST_F(DriverLoading, ADriverThatWasLeftRunningDoesNotReportNextToItsSuccessor)
+{
+    FakeDriver &first = m_library.installDriver(kUvcDriver, "TwoDrivers");
+    FakeDriver &net = m_library.installDriver(kNetDriver);
+    m_library.expectToStayLoaded(kUvcDriver);  // the first driver is never destroyed
+    net.results.initialize = -4;
+    ASSERT_EQ(context().initialize(), -4);
+    ASSERT_EQ(context().destroy(), -2);
+    net.results.initialize = 0;
+    first.takeCalls();
+    ASSERT_EQ(context().initialize(), 0);
+    EXPECT_THAT(first.takeCalls(), ElementsAre("driverInstance", "setDeviceStateCallback"));
+    EXPECT_THAT(logOf([&] { first.raise("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED); }),
+                ElementsAre());
+}
+
 }  // namespace
 }  // namespace nubrix

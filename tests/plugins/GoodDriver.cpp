@@ -8,6 +8,9 @@
 namespace {
 
 nubrix::FakeDriver g_driver;
+#ifdef NUBRIX_TEST_TWO_INSTANCES
+nubrix::FakeDriver g_second;
+#endif
 
 #ifdef NUBRIX_TEST_COUNT_LOADS
 // Leaves a trace that outlives the plug-in.
@@ -48,6 +51,9 @@ nubrix::NubrixBaseDriver *driverInstance()
     g_driver.record("driverInstance");
 #ifdef NUBRIX_TEST_NULL_INSTANCE
     return nullptr;
+#elif defined(NUBRIX_TEST_TWO_INSTANCES)
+    static int calls = 0;
+    return calls++ == 0 ? &g_driver : &g_second;
 #else
     return &g_driver;
 #endif
@@ -57,7 +63,7 @@ nubrix::NubrixBaseDriver *driverInstance()
 void driverDestroy(nubrix::NubrixBaseDriver *driver)
 {
     g_driver.record(driver ? "driverDestroy" : "driverDestroy (null)");
-    g_driver.shutDown();
+    (driver ? *static_cast<nubrix::FakeDriver *>(driver) : g_driver).shutDown();
 }
 #endif
 }

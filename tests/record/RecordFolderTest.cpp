@@ -121,5 +121,13 @@ TEST_F(RecordFolderTest, AFolderThatIsGoneCannotBeResolved)
     EXPECT_EQ(m_log.take().back(), errorLine("get full path name failed!./"));
 }
 
+TEST_F(RecordFolderTest, NothingIsWrittenBehindThePath)
+{
+    std::fill(m_out, m_out + sizeof(m_out), '?');
+    ASSERT_EQ(createRecordFolder("rec.bin", m_out, kCapacity), 0);
+    const std::size_t length = here("rec.bin").size();
+    EXPECT_EQ(std::string(m_out + length, 2), std::string("\0?", 2));
+}
+
 }  // namespace
 }  // namespace nubrix

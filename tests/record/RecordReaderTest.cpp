@@ -16,6 +16,27 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/record/RecordBytes.h"
 
+namespace {
+
+bool g_readingFails = false;
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __real_pread64(int file, void *buffer, std::size_t size, off64_t offset);
+ssize_t __wrap_pread64(int file, void *buffer, std::size_t size, off64_t offset);
+
+ssize_t __wrap_pread64(int file, void *buffer, std::size_t size, off64_t offset)
+{
+    if (!g_readingFails)
+        return __real_pread64(file, buffer, size, offset);
+    errno = EIO;
+    return -1;
+}
+
+}  // extern "C"
+
 namespace nubrix {
 namespace {
 
@@ -220,6 +241,37 @@ TEST_F(RecordReaderTest, WhatIsNoFileIsNotOpened)
     EXPECT_EQ(failureOf(m_reader.open(pipe.c_str())), "-1 not a regular file: Invalid argument");
 }
 
+std::ptrdiff_t openDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST_F(RecordReaderTest, WhatIsNotOpenedIsNotKept)
+{
+    const std::ptrdiff_t before = openDescriptors();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(m_reader.open(m_folder.path().c_str()), -1);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(RecordReaderTest, AfterItsReaderAndFramesNothingOfAFileIsKept)
+{
+    const std::ptrdiff_t before = openDescriptors();
+    openRecords(someRecords(2));
+    const auto isMapped = [this] {
+        return readFile("/proc/self/maps").find(m_path) != std::string::npos;
+    };
+    {
+        RecordFrame frame;
+        ASSERT_EQ(m_reader.frame(0, &frame), 0);
+        const RecordFrame copy = frame;
+        m_reader.close();
+        EXPECT_TRUE(isMapped());
+    }
+    EXPECT_FALSE(isMapped());
+    EXPECT_EQ(openDescriptors(), before);
+}
+
 TEST_F(RecordReaderTest, AFileThatMayNotBeReadIsNotOpened)
 {
     writeFile(m_path, bytesOf(someRecords(1)));
@@ -238,6 +290,34 @@ TEST_F(RecordReaderTest, AFileThatMayNotBeReadIsNotOpened)
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(RecordReaderTest, AFileThatCannotBeReadIsDamagedUntilItCan)
+{
+    const std::vector<SentRecord> sent = someRecords(2);
+    writeFile(m_path, bytesOf(sent));
+    g_readingFails = true;
+    const int opened = m_reader.open(m_path.c_str());
+    g_readingFails = false;
+    ASSERT_EQ(opened, 0) << m_reader.errorText();
+    EXPECT_EQ(m_reader.count(), 0U);
+    EXPECT_EQ(m_reader.condition(), NUBRIX_RECORD_DAMAGED);
+    EXPECT_STREQ(m_reader.problem(), "byte 0: cannot read: Input/output error");
+    ASSERT_EQ(m_reader.update(), 0) << m_reader.errorText();
+    EXPECT_EQ(m_reader.condition(), NUBRIX_RECORD_COMPLETE);
+    EXPECT_EQ(readBack(m_reader), sent);
+}
+
+TEST_F(RecordReaderTest, ARecordThatCannotBeReadIsRefused)
+{
+    openRecords(someRecords(2));
+    RecordInfo info = {};
+    g_readingFails = true;
+    const std::string failure = failureOf(m_reader.info(1, &info));
+    g_readingFails = false;
+    EXPECT_EQ(failure, "-1 byte 56: cannot read: Input/output error");
+    EXPECT_EQ(info.streamType, 0U);
+    EXPECT_EQ(m_reader.info(1, &info), 0) << m_reader.errorText();
 }
 
 TEST_F(RecordReaderTest, OpeningTakesThePlaceOfTheFileBefore)

@@ -102,6 +102,18 @@ TEST_F(RecordReaderUpdateTest, ARecordThatWasCutIsWholeWhenTheRestHasCome)
     }
 }
 
+TEST_F(RecordReaderUpdateTest, ARecordThatWasCutIsReadAnew)
+{
+    std::vector<SentRecord> sent = someRecords(2);
+    const std::string bytes = bytesOf(sent);
+    openBytes(bytes.substr(0, bytes.size() - 1));
+    ASSERT_EQ(m_reader.count(), 1U);
+    sent[1].index += 5;
+    writeFile(m_path, bytesOf(sent));
+    ASSERT_EQ(m_reader.update(), 0) << m_reader.errorText();
+    EXPECT_EQ(readBack(m_reader), sent);
+}
+
 TEST_F(RecordReaderUpdateTest, WhatFollowsCanShowThatTheLastRecordWasNotWhole)
 {
     const std::vector<SentRecord> sent = someRecords(3);

@@ -47,6 +47,14 @@ TEST_F(VideoStreamTest, StartRunsTheThreadAndThenTheSensor)
     EXPECT_EQ(m_driver.countCalls("usb:1 stream 2 start"), 1U);
 }
 
+TEST_F(VideoStreamTest, AStreamThatWasShutDownIsNotStarted)
+{
+    EXPECT_TRUE(m_stream->shutDown());
+    m_driver.takeCalls();
+    EXPECT_EQ(m_stream->start(), -13);
+    EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
+}
+
 TEST_F(VideoStreamTest, ASecondStartOnlyLeavesATrace)
 {
     start();

@@ -55,6 +55,13 @@ TEST(CpuFeatures, OnlySetsOfThisArchitectureAreSupported)
 #endif
 }
 
+TEST(CpuFeatures, SetsThatAreNotSupportedMultiplyNothing)
+{
+    EXPECT_EQ(carrylessBytes(InstructionSet::kScalar), 0U);
+    for (const InstructionSet set : kAll)
+        EXPECT_TRUE(supports(set) || carrylessBytes(set) == 0U) << nameOf(set);
+}
+
 TEST(CpuFeatures, OutputsThatExceedTheLastCacheAreStreamedButNoneBelow8Megabytes)
 {
     constexpr std::size_t kLeast = std::size_t{8} << 20;

@@ -64,5 +64,12 @@ TEST(ReportFailureTest, NeedsNoMemory)
                 HasSubstr("opening usb:1-2 failed: std::bad_alloc\n"));
 }
 
+TEST(ReportTest, WithoutALogALineGoesToStderrInCleanText)
+{
+    testing::internal::CaptureStderr();
+    reportAs("module", "camera 1", "it\x1b[1m failed");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "camera 1: it?[1m failed\n");
+}
+
 }  // namespace
 }  // namespace nubrix
