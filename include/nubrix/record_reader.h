@@ -22,7 +22,7 @@ enum NubrixRecordCondition : unsigned int {
 namespace nubrix {
 
 class RecordIndex;
-class RecordPixels;
+class RecordWindow;
 
 /// The tag of one record and where it lies.
 struct RecordInfo {
@@ -36,9 +36,13 @@ struct RecordInfo {
     unsigned int reserved;           ///< 0
 };
 
-/// A recorded frame. It stays valid until it is destroyed or assigned to, whatever happens to the
-/// file, also after its reader has moved on, was closed or is gone. Copies share the pixels. Two
+/// A recorded frame, seen in the file without a copy. It stays valid until it is destroyed or
+/// assigned to, also after its reader has moved on, was closed or is gone. Each frame keeps a piece
+/// of the file mapped, at least 8 MiB of address space: do not hold many on a 32-bit machine. Two
 /// threads may use, copy and destroy frames of one file; one frame is not thread-safe.
+///
+/// As with every mapped file, reading pixels that another process has cut off the file meanwhile
+/// ends the process (SIGBUS): do not record over a file that is being read.
 class NUBRIX_API RecordFrame {
 public:
     /// No frame: data() is null.
@@ -49,7 +53,8 @@ public:
     ~RecordFrame();
 
     const RecordInfo &info() const noexcept { return m_info; }
-    /// info().dataSize bytes, aligned for every type.
+    /// info().dataSize bytes. The address is as odd as the place in the file: copy what needs to be
+    /// aligned.
     const unsigned char *data() const noexcept { return m_data; }
 
 private:
@@ -57,7 +62,7 @@ private:
 
     RecordInfo m_info;
     const unsigned char *m_data;
-    RecordPixels *m_pixels;  // counted
+    RecordWindow *m_window;  // counted
 };
 
 /// Gives the records of one file by number, by type and by time. Records are numbered from 0 in
@@ -117,8 +122,7 @@ public:
 
     /// Reads the tag of a record.
     int info(unsigned int record, RecordInfo *info) noexcept;
-    /// Reads a record into memory, which is used again once no frame shares it. -1 also when there
-    /// is too little for the pixels, and when the file was cut short meanwhile.
+    /// Maps a record.
     int frame(unsigned int record, RecordFrame *frame) noexcept;
 
     /// What the last operation that failed has to say. Valid until the next operation fails.
@@ -126,7 +130,7 @@ public:
 
 private:
     RecordIndex *m_index;    // null until a file is open
-    RecordPixels *m_pixels;  // of the last frame; counted
+    RecordWindow *m_window;  // of the last frame; counted
     char m_errorText[256];
 };
 

@@ -1,37 +1,36 @@
-// A record file that is open for reading, and the pixels that were read from it.
+// A record file that is open for reading, and the pieces of it that are mapped.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <string>
 
 namespace nubrix {
 
-/// The pixels of a record, counted by whoever looks at them. Thread-safe.
-class RecordPixels final {
+/// A mapped piece of a file, counted by whoever looks at it. Thread-safe.
+class RecordWindow final {
 public:
-    RecordPixels(const RecordPixels &) = delete;
-    RecordPixels &operator=(const RecordPixels &) = delete;
+    RecordWindow(const RecordWindow &) = delete;
+    RecordWindow &operator=(const RecordWindow &) = delete;
 
-    /// With one user, who releases it. Throws std::bad_alloc.
-    static RecordPixels *create(std::size_t sizeBytes) { return new RecordPixels(sizeBytes); }
     /// Null stays null.
-    static RecordPixels *share(RecordPixels *pixels);
-    /// The last one to release it deletes it. Does nothing for null.
-    static void release(RecordPixels *pixels);
+    static RecordWindow *share(RecordWindow *window);
+    /// The last one to release it unmaps it. Does nothing for null.
+    static void release(RecordWindow *window);
 
-    /// Whether the caller, who is one, is the only user.
-    bool hasOneUser() const { return m_count.load(std::memory_order_acquire) == 1; }
-    unsigned char *data() { return m_bytes.get(); }
-    std::size_t capacityBytes() const { return m_capacityBytes; }
+    /// The bytes of the file from `offset` on; null if the window does not hold all of them.
+    const unsigned char *find(std::uint64_t offset, std::size_t sizeBytes) const;
 
 private:
-    explicit RecordPixels(std::size_t sizeBytes);
-    ~RecordPixels() = default;
+    friend class RecordFile;
 
-    const std::size_t m_capacityBytes;
-    const std::unique_ptr<unsigned char[]> m_bytes;
+    RecordWindow(void *base, std::uint64_t offset, std::size_t sizeBytes);
+    ~RecordWindow();
+
+    void *const m_base;
+    const std::uint64_t m_offset;
+    const std::size_t m_sizeBytes;
     std::atomic<int> m_count{1};
 };
 
@@ -47,6 +46,8 @@ public:
     std::uint64_t size() const;
     /// Fewer bytes than asked for only at the end of the file.
     std::size_t read(std::uint64_t offset, unsigned char *out, std::size_t sizeBytes) const;
+    /// Maps these bytes, which the file must have, and some that follow. The caller releases it.
+    RecordWindow *map(std::uint64_t offset, std::size_t sizeBytes) const;
 
 private:
     const int m_descriptor;

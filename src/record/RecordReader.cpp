@@ -67,12 +67,12 @@ bool readInfo(const RecordIndex &index, unsigned int record, RecordInfo &found)
 
 }  // namespace
 
-RecordFrame::RecordFrame() noexcept : m_info(), m_data(nullptr), m_pixels(nullptr)
+RecordFrame::RecordFrame() noexcept : m_info(), m_data(nullptr), m_window(nullptr)
 {
 }
 
 RecordFrame::RecordFrame(const RecordFrame &other) noexcept
-    : m_info(other.m_info), m_data(other.m_data), m_pixels(RecordPixels::share(other.m_pixels))
+    : m_info(other.m_info), m_data(other.m_data), m_window(RecordWindow::share(other.m_window))
 {
 }
 
@@ -80,23 +80,23 @@ RecordFrame::RecordFrame(RecordFrame &&other) noexcept : RecordFrame()
 {
     std::swap(m_info, other.m_info);
     std::swap(m_data, other.m_data);
-    std::swap(m_pixels, other.m_pixels);
+    std::swap(m_window, other.m_window);
 }
 
 RecordFrame &RecordFrame::operator=(RecordFrame other) noexcept
 {
     std::swap(m_info, other.m_info);
     std::swap(m_data, other.m_data);
-    std::swap(m_pixels, other.m_pixels);
+    std::swap(m_window, other.m_window);
     return *this;
 }
 
 RecordFrame::~RecordFrame()
 {
-    RecordPixels::release(m_pixels);
+    RecordWindow::release(m_window);
 }
 
-RecordReader::RecordReader() noexcept : m_index(nullptr), m_pixels(nullptr), m_errorText()
+RecordReader::RecordReader() noexcept : m_index(nullptr), m_window(nullptr), m_errorText()
 {
 }
 
@@ -123,7 +123,7 @@ int RecordReader::update() noexcept
 
 void RecordReader::close() noexcept
 {
-    RecordPixels::release(std::exchange(m_pixels, nullptr));
+    RecordWindow::release(std::exchange(m_window, nullptr));
     delete std::exchange(m_index, nullptr);
 }
 
@@ -228,23 +228,20 @@ int RecordReader::frame(unsigned int record, RecordFrame *frame) noexcept
     RecordFrame found;
     if (const int refused = info(record, &found.m_info))
         return refused;
-    const std::uint64_t offset = found.m_info.offset;
+    const std::uint64_t offset = found.m_info.offset + kRecordTagSize;
     const std::size_t size = found.m_info.dataSize;
     try {
-        if (!m_pixels || !m_pixels->hasOneUser() || m_pixels->capacityBytes() < size) {
-            RecordPixels::release(std::exchange(m_pixels, nullptr));
-            m_pixels = RecordPixels::create(size);
+        if (!m_window || !m_window->find(offset, size)) {
+            RecordWindow *const window = m_index->file().map(offset, size);
+            RecordWindow::release(std::exchange(m_window, window));
         }
-        // Not mapped: what another process cuts off a mapped file ends this one.
-        if (m_index->file().read(offset + kRecordTagSize, m_pixels->data(), size) < size)
-            return failAt(m_errorText, offset, "the file has become shorter");
-    } catch (const std::bad_alloc &) {
-        return failAt(m_errorText, offset, "there is not enough memory for the pixels");
     } catch (const std::exception &failure) {
-        return failAt(m_errorText, offset, failure.what());
+        return failAt(m_errorText, found.m_info.offset, failure.what());
     }
-    found.m_data = m_pixels->data();
-    found.m_pixels = RecordPixels::share(m_pixels);
+    found.m_data = m_window->find(offset, size);
+    if (!found.m_data)
+        return failAt(m_errorText, found.m_info.offset, "the file has become shorter");
+    found.m_window = RecordWindow::share(m_window);
     *frame = std::move(found);
     return 0;
 }

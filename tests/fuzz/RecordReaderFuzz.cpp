@@ -70,7 +70,7 @@ std::size_t endOf(const RecordInfo &info)
 void checkRecord(RecordReader &reader, unsigned int record, const Bytes &bytes)
 {
     RecordFrame frame;
-    require(reader.frame(record, &frame) == 0, "a record can be read");
+    require(reader.frame(record, &frame) == 0, "a record can be mapped");
     const RecordInfo &info = frame.info();
     RecordInfo alone;
     require(reader.info(record, &alone) == 0, "a tag can be read");
@@ -211,7 +211,7 @@ void checkFrameAlone(const MemoryFile &file, const Bytes &bytes)
         require(reader.open(file.path()) == 0, "any file can be opened");
         if (reader.count() == 0)
             return;
-        require(reader.frame(reader.count() - 1, &frame) == 0, "a record can be read");
+        require(reader.frame(reader.count() - 1, &frame) == 0, "a record can be mapped");
     }
     require(
         bytes.piece(endOf(frame.info()) - frame.info().dataSize, frame.info().dataSize) ==

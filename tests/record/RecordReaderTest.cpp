@@ -376,7 +376,7 @@ TEST_F(RecordReaderTest, AFrameThatFailsLeavesTheOneBeforeAlone)
     EXPECT_EQ(frame.data(), data);
 }
 
-TEST_F(RecordReaderTest, LargeFramesThatAreHeldStayWhole)
+TEST_F(RecordReaderTest, FramesLargerThanAWindowAndAcrossItsEndAreWhole)
 {
     std::vector<SentRecord> sent;
     for (unsigned int i = 0; i < 12; ++i) {
