@@ -42,6 +42,8 @@ public:
     /// Any number of bytes; `place` is a multiple of 4.
     Outcome readMemory(std::uint32_t place, std::uint8_t *bytes, std::size_t size);
     Outcome writeMemory(std::uint32_t place, const std::uint8_t *bytes, std::size_t size);
+    /// The end of this call has come.
+    bool isLate() const { return Clock::now() >= m_end; }
     /// In this call nothing was received for some time.
     bool isSilent() const { return m_isSilent; }
     bool hasHeard() const { return m_hasHeard; }

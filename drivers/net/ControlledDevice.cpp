@@ -183,6 +183,10 @@ ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GI
                                                           "device-address", &remote, nullptr)));
     if (!device)
         return nullptr;
+    if (channel.isLate()) {  // a large description takes its time to be looked at, too
+        conclude(Outcome::kLate, 0, out);
+        return nullptr;
+    }
     ArvGc *features = arv_device_get_genicam(device.get());
     if (features == nullptr || !isComputable(*features)) {
         g_set_error_literal(out, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_GENICAM_NOT_FOUND,

@@ -46,11 +46,11 @@ std::string textOf(ArvDomNode *element)
 
 /// Aravis allocates the stated length of a register, and ends the process without that memory.
 /// What is read here is no plain register, so its length must be known before.
-bool hasLength(const std::string &kind, const std::string &tag, const std::string &text)
+bool hasLength(std::string_view kind, std::string_view tag, ArvDomNode *node)
 {
     if (tag == "pLength")
         return kind == "Register";
-    const long long length = tag == "Length" ? std::strtoll(text.c_str(), nullptr, 0) : 0;
+    const long long length = tag == "Length" ? std::strtoll(textOf(node).c_str(), nullptr, 0) : 0;
     return length >= 0 && length <= kLongest;
 }
 
@@ -67,7 +67,7 @@ bool collect(ArvDomNode *element, Features &features, std::size_t depth)
         const char *tag = arv_dom_node_get_node_name(node);
         const bool isPart = tag != nullptr && std::find(std::begin(kParts), std::end(kParts),
                                                         tag) != std::end(kParts);
-        if (tag != nullptr && !hasLength(arv_dom_node_get_node_name(element), tag, textOf(node)))
+        if (tag != nullptr && !hasLength(arv_dom_node_get_node_name(element), tag, node))
             return false;
         if (isPart && name != nullptr)
             features[name].parts.push_back(textOf(node));

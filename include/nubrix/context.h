@@ -251,7 +251,8 @@ extern "C" {
 /// The one context of the process, made on the first call. The library owns it until deleteContext.
 /// Call it first from one thread.
 NUBRIX_API NubrixBaseContext *ContextFactory();
-/// Frees a context; call its destroy before. Null does nothing.
+/// Frees a context; call its destroy before: without it recorders are closed, and cameras, streams
+/// and drivers are left as they are. Null does nothing.
 NUBRIX_API void deleteContext(NubrixBaseContext *context);
 
 /// Where the error number is kept. Thread-safe.

@@ -175,19 +175,19 @@ int Context::readFrame(NubrixStream *handle, typedefNubrixFrame **frame, int tim
 {
     return inside([&] {
         const std::lock_guard<ReentrantLock> inTurn(m_frameReadLock);
-        const auto read = [&](VideoStream &stream) {
-            *frame = internalReadStreamFrame(stream);
-            return 0;
-        };
-        if (const int refused = onStream(handle, read))
-            return refused;
+        if (!m_initialized)
+            return refuseUninitialized();
+        if (const std::shared_ptr<VideoStream> stream = m_streams.find(handle))
+            *frame = internalReadStreamFrame(*stream);
+        else
+            return refuseStream();
         if (*frame)
             return 0;
         NubrixStream *ready[1] = {};
         if (const int waited = waitForStreams(&handle, 1, ready, timeoutMs))
             return waited;
         if (const std::shared_ptr<VideoStream> stream = m_streams.find(handle))
-            read(*stream);
+            *frame = internalReadStreamFrame(*stream);
         if (*frame)
             return 0;
         setErrorNumber(NUBRIX_ERR_NO_FRAME);

@@ -112,7 +112,7 @@ TEST_F(NetDeadlineTest, OpeningACameraWithALargeDescriptionEndsInTime)
         EXPECT_LT(durationOf([&] { status = openRelayed(&device); }), kOpening);
         EXPECT_EQ(status == 0, device != nullptr);
         if (way == Way::kSlow) {
-            EXPECT_EQ(status, -9);
+            EXPECT_NE(status, 0);
         }
         if (device != nullptr) {
             EXPECT_EQ(m_driver->closeDevice(&device), 0);
