@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "virtual/ImageSource.h"
@@ -15,6 +14,7 @@ namespace {
 
 const std::vector<typedefNubrixFrameMode> kNoModes;
 
+constexpr std::uint64_t kTagBytes = 26;  // of a record, before its pixels (docs/recording.md)
 constexpr std::uint64_t kMostUs = 100000000000000;  // three years: what clocks can add up
 
 struct Kind {
@@ -73,6 +73,9 @@ std::string RecordingSource::open()
 {
     if (m_reader.open(m_setup.file.c_str()) != 0)
         return std::string("cannot be read: ") + m_reader.errorText();
+    m_pixels.open(m_setup.file, std::ios::binary);
+    if (!m_pixels)
+        return "cannot be read: it cannot be opened a second time";
     if (*m_reader.problem() != '\0')
         report("the recording \"" + m_setup.file + "\" is not whole: " + m_reader.problem());
     std::uint64_t startUs = std::numeric_limits<std::uint64_t>::max();
@@ -152,19 +155,25 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
     if (series == nullptr || (!m_setup.loop && frameIndex >= series->records.size()))
         return Result::kEnd;
     const unsigned int record = series->records[frameIndex % series->records.size()];
+    const std::lock_guard<std::mutex> lock(m_lock);
     RecordFrame frame;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_reader.frame(record, &frame) != 0) {
-            report("record " + std::to_string(record) + " of \"" + m_setup.file +
-                   "\" is lost: " + m_reader.errorText());
-            return Result::kLost;
-        }
-    }
-    if (frame.info().dataSize > series->largest)  // for which the caller has space
-        return Result::kLost;
-    std::memcpy(data, frame.data(), frame.info().dataSize);
+    if (m_reader.frame(record, &frame) != 0)
+        return lose(record, m_reader.errorText());
+    const RecordInfo &info = frame.info();
+    if (info.dataSize > series->largest)  // for which the caller has space
+        return lose(record, "it has grown");
+    // Not from where the reader maps it: there a file that is cut short now ends the process.
+    m_pixels.clear();
+    m_pixels.seekg(static_cast<std::streamoff>(info.offset + kTagBytes));
+    if (!m_pixels.read(reinterpret_cast<char *>(data), info.dataSize))
+        return lose(record, "the file was cut short");
     return Result::kFilled;
+}
+
+FrameSource::Result RecordingSource::lose(unsigned int record, const char *why) const
+{
+    report("record " + std::to_string(record) + " of \"" + m_setup.file + "\" is lost: " + why);
+    return Result::kLost;
 }
 
 std::optional<RecordedPicture> RecordingSource::recorded(unsigned int streamType,

@@ -1,6 +1,7 @@
 // A record file as a source of pictures.
 #pragma once
 
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -54,12 +55,14 @@ private:
     std::string open();
     std::string readSeries(Series &series, std::uint64_t startUs);
     const Series *seriesOf(unsigned int streamType) const;
+    Result lose(unsigned int record, const char *why) const;
 
     const RecordingSetup m_setup;  // all but the reader is fixed after create
     std::vector<Series> m_series;
     std::uint64_t m_passUs = 0;  // from the start of one pass to that of the next
     std::mutex m_lock;
-    RecordReader m_reader;  // under m_lock
+    RecordReader m_reader;   // under m_lock, as is the next
+    std::ifstream m_pixels;  // the same file
 };
 
 }  // namespace nubrix
