@@ -36,6 +36,8 @@ protected:
         return [this](const std::string &path, std::unique_ptr<NodeIo> &node) {
             if (const auto error = openErrors.find(path); error != openErrors.end())
                 return error->second;
+            if (const auto opening = beforeOpen.find(path); opening != beforeOpen.end())
+                opening->second();
             node = std::make_unique<FakeNode>(*m_cameras[std::stoul(path)]);
             return 0;
         };
@@ -58,9 +60,13 @@ protected:
     void close() { m_device.reset(); }
     /// What the end of the driver does.
     void joinThreads() { m_threads.reset(); }
+    void renewThreads() { m_threads = std::make_unique<DriverThreads>(); }
+    /// The nodes of a camera that is closed.
+    void removeNodes() { m_cameras.clear(); }
 
     UsbIdentity usb;
-    std::map<std::string, int> openErrors;  // by path
+    std::map<std::string, int> openErrors;                    // these two: by path
+    std::map<std::string, std::function<void()>> beforeOpen;  // run before a node is open
 
 private:
     std::vector<std::unique_ptr<FakeCamera>> m_cameras;
