@@ -10,6 +10,7 @@
 
 #include "tests/drivers/TestStream.h"
 #include "tests/drivers/uvc/FakeNode.h"
+#include "uvc/CallDeadline.h"
 #include "uvc/UvcDevice.h"
 
 namespace nubrix {
@@ -19,6 +20,9 @@ inline FakeCamera::Format formatOf(std::uint32_t code)
 {
     return {code, {{64, 48, {30, 15}}, {32, 24, {30}}}};
 }
+
+/// For calls that no deadline is to end, however busy the machine is.
+constexpr std::chrono::hours kUnhurried{1};
 
 class UvcDeviceTest : public testing::Test {
 protected:
@@ -58,6 +62,8 @@ protected:
     }
 
     void close() { m_device.reset(); }
+    /// Calls end in time, whatever the machine is busy with.
+    void keepDeadlines() { m_unhurried.reset(); }
     /// What the end of the driver does.
     void joinThreads() { m_threads.reset(); }
     void renewThreads() { m_threads = std::make_unique<DriverThreads>(); }
@@ -70,6 +76,7 @@ protected:
 
 private:
     std::vector<std::unique_ptr<FakeCamera>> m_cameras;
+    std::unique_ptr<CallDeadline> m_unhurried = std::make_unique<CallDeadline>(kUnhurried);
     std::unique_ptr<DriverThreads> m_threads = std::make_unique<DriverThreads>();
     std::unique_ptr<UvcDevice> m_device;
 };
