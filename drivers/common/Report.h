@@ -13,6 +13,7 @@ constexpr int kBadArgument = -4;
 constexpr int kLimitReached = -5;
 constexpr int kUnsupported = -8;
 constexpr int kGone = -9;
+constexpr int kTimedOut = -11;
 
 /// Writes one line, the cleaned text, to the library's log as an error of `module`. Without a log,
 /// and wherever the environment variable NUBRIX_DRIVER_STDERR is set, it goes to stderr, after

@@ -1,6 +1,7 @@
 // A capture straight into frames of the pool, for formats that pass through.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "uvc/Capture.h"
@@ -29,7 +30,7 @@ private:
     FrameAllocatorInterfaceBase &m_pool;
     const std::size_t m_frameBytes;
     const std::size_t m_bufferBytes;
-    std::vector<FramePtr> m_frames;  // the kernel's
+    const std::shared_ptr<std::vector<FramePtr>> m_frames;  // the kernel's
 };
 
 }  // namespace nubrix

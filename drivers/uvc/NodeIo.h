@@ -22,6 +22,8 @@ public:
     /// Maps a buffer of the node for reading; null when it cannot be had.
     virtual void *map(std::size_t length, std::uint32_t offset) = 0;
     virtual void unmap(void *memory, std::size_t length) = 0;
+    /// Keeps what the node may still use until it has done all that it was asked to.
+    virtual void hold(std::shared_ptr<void> /*what*/) {}
     /// To poll on: readable when a buffer is filled.
     virtual int descriptor() const = 0;
 };

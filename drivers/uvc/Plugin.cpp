@@ -1,6 +1,5 @@
 // The two functions through which the library gets the driver.
-#include <exception>
-
+#include "common/Report.h"
 #include "nubrix/export.h"
 #include "uvc/KernelNode.h"
 #include "uvc/UvcDriver.h"
@@ -8,7 +7,8 @@
 extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 try {
     return new nubrix::UvcDriver(&nubrix::KernelNode::open);
-} catch (const std::exception &) {
+} catch (...) {
+    nubrix::reportFailure("making the driver of USB cameras");
     return nullptr;
 }
 

@@ -33,6 +33,9 @@ int statusOf(int error)
         case ENOTTY:
         case EOPNOTSUPP:
             return kUnsupported;
+        case ETIME:
+        case ETIMEDOUT:
+            return kTimedOut;
         default:
             return kFailed;
     }
@@ -62,6 +65,12 @@ std::string adviceFor(int error, const std::string &camera)
         default:
             return camera + " failed: " + std::generic_category().message(error);
     }
+}
+
+void reportError(int error, const std::string &camera)
+{
+    if (error != ETIME)
+        report(adviceFor(error, camera));
 }
 
 }  // namespace nubrix

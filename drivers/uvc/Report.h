@@ -12,10 +12,13 @@ namespace nubrix {
 void report(const std::string &line);
 
 /// The status for a system error: -2 busy, -9 gone, -5 no bandwidth or memory left, -4 refused
-/// value, -8 not known to the camera, else -1. Thread-safe.
+/// value, -8 not known to the camera, -11 not answered in time, else -1. Thread-safe.
 int statusOf(int error);
 
 /// What a system error of `camera` means and what to do about it, without a line end. Thread-safe.
 std::string adviceFor(int error, const std::string &camera);
+
+/// Reports that, unless NodeWorker has reported it: ETIME. Thread-safe.
+void reportError(int error, const std::string &camera);
 
 }  // namespace nubrix

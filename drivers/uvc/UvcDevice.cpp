@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <exception>
 #include <utility>
 
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
+#include "uvc/CallDeadline.h"
 #include "uvc/NodeControls.h"
 #include "uvc/NodeFormats.h"
+#include "uvc/NodeWorker.h"
 #include "uvc/Report.h"
 
 namespace nubrix {
@@ -39,12 +40,12 @@ bool givesPictures(NodeIo &node)
     return can && (*can & kNeeded) == kNeeded;
 }
 
-std::vector<NodeIo *> iosOf(const std::vector<UvcDevice::Node> &nodes)
+std::vector<NodeIo *> iosOf(const std::vector<std::unique_ptr<NodeIo>> &nodes)
 {
     std::vector<NodeIo *> ios;
     ios.reserve(nodes.size());
-    for (const UvcDevice::Node &node : nodes)
-        ios.push_back(node.io.get());
+    for (const auto &node : nodes)
+        ios.push_back(node.get());
     return ios;
 }
 
@@ -56,21 +57,24 @@ int UvcDevice::open(const std::string &name, const UsbIdentity &usb,
 {
     std::vector<Node> nodes;
     for (const std::string &path : paths) {
-        std::unique_ptr<NodeIo> io;
-        if (const int error = opener(path, io)) {
-            report(adviceFor(error, name));
+        Node node;
+        const auto opening = [opener, path](std::unique_ptr<NodeIo> &io) {
+            return opener(path, io);
+        };
+        if (const int error = NodeWorker::open(name, opening, threads, node)) {
+            reportError(error, name);
             return statusOf(error);
         }
-        nodes.push_back({path, std::move(io)});
+        nodes.push_back(std::move(node));
     }
-    return open(name, usb, std::move(nodes), threads, device);
+    return openNodes(name, usb, std::move(nodes), threads, device);
 }
 
-int UvcDevice::open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
-                    DriverThreads &threads, std::unique_ptr<UvcDevice> &device)
+int UvcDevice::openNodes(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
+                         DriverThreads &threads, std::unique_ptr<UvcDevice> &device)
 {
     nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
-                               [](const Node &node) { return !givesPictures(*node.io); }),
+                               [](const Node &node) { return !givesPictures(*node); }),
                 nodes.end());
     if (nodes.empty()) {
         report(name + " gives no pictures that can be streamed: it is no camera, or gone");
@@ -111,6 +115,7 @@ UvcDevice::~UvcDevice()
 
 int UvcDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
 try {
+    const CallDeadline deadline;
     Slot *slot = slotOf(streamType);
     if (slot == nullptr || stream == nullptr)
         return kBadArgument;
@@ -128,25 +133,28 @@ try {
     slot->stream = std::make_shared<UvcStream>(*this, streamType, m_threads);
     *stream = slot->stream.get();
     return kDone;
-} catch (const std::exception &error) {
-    report(m_name + " cannot make a stream: " + error.what());
+} catch (...) {
+    reportFailure("making a stream of a USB camera");
     return kFailed;
 }
 
 int UvcDevice::destroyStream(NubrixBaseStream **stream)
 {
+    const CallDeadline deadline;
     return destroyStreamIn(m_slots, m_lock, stream);
 }
 
 int UvcDevice::closeAllStreams()
 {
+    const CallDeadline deadline;
     const int status = closeStreamsIn(m_slots, m_lock);
-    m_threads.joinGroup(this);
+    CallDeadline::suspendFor([this] { m_threads.joinGroup(this); });
     return status;
 }
 
 int UvcDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 {
+    const CallDeadline deadline;
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE && id < kFirstControl)
         return kUnsupported;
     std::int32_t value = 0;
@@ -165,6 +173,7 @@ int UvcDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 
 int UvcDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 {
+    const CallDeadline deadline;
     if (data == nullptr || size == nullptr)
         return kBadArgument;
     if (isGone())
@@ -198,18 +207,22 @@ int UvcDevice::getCounters(unsigned int streamType, void *data, unsigned int *si
 int UvcDevice::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
                                                unsigned char *out, unsigned int *outSize)
 try {
+    const CallDeadline deadline;
     return isGone() ? kGone : queryExtension(m_ios, in, inSize, out, outSize);
-} catch (const std::exception &) {
+} catch (...) {
+    reportFailure("a request to an extension unit");
     return kFailed;
 }
 
 int UvcDevice::deviceState()
 {
+    const CallDeadline deadline;
     return isGone() ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
 }
 
 int UvcDevice::keepLiveState()
 {
+    const CallDeadline deadline;
     if (isGone())
         return 0;
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -233,6 +246,7 @@ int UvcDevice::getSupportFrameMode(unsigned int streamType, const typedefNubrixF
 int UvcDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
                             bool /*restart*/)
 try {
+    const CallDeadline deadline;
     Slot *slot = slotOf(streamType);
     if (slot == nullptr)
         return kBadArgument;
@@ -254,7 +268,8 @@ try {
     }
     setCurrent(*slot, place);
     return kDone;
-} catch (const std::exception &) {
+} catch (...) {
+    reportFailure("setting a mode");
     return kFailed;
 }
 

@@ -20,11 +20,6 @@ namespace nubrix {
 /// Thread-safe; closing is its destruction.
 class UvcDevice final : public NubrixBaseDevice {
 public:
-    struct Node {
-        std::string path;
-        std::unique_ptr<NodeIo> io;
-    };
-
     /// What a stream needs to know of the mode in force.
     struct Setting {
         typedefNubrixFrameMode mode;
@@ -33,13 +28,10 @@ public:
     };
 
     /// Opens the nodes of a camera that messages and the library call `name`: -9 when it is gone,
-    /// -2 when it is busy, -1 without permission, -8 when no node gives pictures. Says why.
-    /// `threads` must outlive the device.
+    /// -2 when it is busy, -1 without permission, -8 when no node gives pictures, -11 when it does
+    /// not answer. Says why. `threads` must outlive the device.
     static int open(const std::string &name, const UsbIdentity &usb,
                     const std::vector<std::string> &paths, const NodeOpener &opener,
-                    DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
-    /// Nodes that are open already; -8 when none gives pictures.
-    static int open(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
                     DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
     /// Ends its streams and waits for their callbacks, but for one that is the caller.
     ~UvcDevice() override;
@@ -77,6 +69,8 @@ public:
     void noteError(int error);
 
 private:
+    using Node = std::unique_ptr<NodeIo>;
+
     struct Slot {
         const StreamModes *modes;
         std::size_t current = 0;            // among the records
@@ -84,6 +78,8 @@ private:
         std::shared_ptr<UvcStream> stream;
     };
 
+    static int openNodes(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
+                         DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
     UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
               DriverThreads &threads);
 

@@ -1,12 +1,13 @@
 #include "uvc/UvcDriver.h"
 
 #include <sys/stat.h>
+#include <cerrno>
 #include <cstring>
-#include <exception>
 #include <utility>
 
 #include "common/RecordList.h"
 #include "common/Text.h"
+#include "uvc/CallDeadline.h"
 #include "uvc/KernelNode.h"
 #include "uvc/Report.h"
 
@@ -37,7 +38,7 @@ void describeNode(const NodeInfo &node, _NubrixGmslDeviceInfo &record)
 }
 
 /// What udev knows of an open node, nothing if it knows none.
-std::optional<NodeInfo> lookUp(int fd, const NodeOpener &opener)
+std::optional<NodeInfo> lookUp(int fd)
 {
     struct stat status = {};
     if (::fstat(fd, &status) != 0 || !S_ISCHR(status.st_mode))
@@ -45,7 +46,11 @@ std::optional<NodeInfo> lookUp(int fd, const NodeOpener &opener)
     const UdevPtr<udev> context(udev_new());
     if (!context)
         return std::nullopt;
-    return NodeScanner(*context, opener).find(status.st_rdev);
+    // What it can do is not of interest, so it need not be opened.
+    const auto refuse = [](const std::string & /*path*/, std::unique_ptr<NodeIo> & /*node*/) {
+        return EACCES;
+    };
+    return NodeScanner(*context, refuse).find(status.st_rdev);
 }
 
 }  // namespace
@@ -66,8 +71,8 @@ try {
     if (!m_monitor.start())
         report("udev gives no events: cameras that come and go are not noticed");
     return kDone;
-} catch (const std::exception &error) {
-    report(std::string("cannot look for cameras: ") + error.what());
+} catch (...) {
+    reportFailure("looking for USB cameras");
     return kFailed;
 }
 
@@ -93,6 +98,7 @@ int UvcDriver::openDevice(const char *uri, NubrixBaseDevice **device)
 try {
     if (uri == nullptr || device == nullptr)
         return kBadArgument;
+    const CallDeadline deadline(CallDeadline::kOpeningTime);
     UsbIdentity usb;
     std::vector<std::string> paths;
     if (const auto camera = m_table.find(uri)) {
@@ -111,8 +117,8 @@ try {
     if (const int status = UvcDevice::open(uri, usb, paths, m_opener, m_threads, opened))
         return status;
     return m_devices.keep(std::move(opened), device);
-} catch (const std::exception &error) {
-    report(std::string(uri) + " cannot be opened: " + error.what());
+} catch (...) {
+    reportFailure("opening a USB camera");
     return kFailed;
 }
 
@@ -121,31 +127,31 @@ int UvcDriver::openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const 
 try {
     if (device == nullptr)
         return kBadArgument;
+    const CallDeadline deadline(CallDeadline::kOpeningTime);
     std::string name = path == nullptr || *path == '\0' ? "fd:" + std::to_string(fd) : path;
-    std::vector<UvcDevice::Node> nodes(1);
-    nodes[0].path = name;
-    if (const int error = KernelNode::adopt(fd, nodes[0].io)) {
-        report(adviceFor(error, name));
-        return kBadArgument;
-    }
     UsbIdentity usb;
     usb.vendorId = vid;
     usb.productId = pid;
-    const auto known = lookUp(fd, m_opener);
+    const auto known = lookUp(fd);
     if (known && known->usb) {
         usb = *known->usb;
         name = "usb:" + usb.busPath;
     }
     std::unique_ptr<UvcDevice> opened;
-    if (UvcDevice::open(name, usb, std::move(nodes), m_threads, opened) != kDone)
-        return kBadArgument;
+    const auto adopt = [fd](const std::string & /*path*/, std::unique_ptr<NodeIo> &node) {
+        return KernelNode::adopt(fd, node);
+    };
+    if (const int status = UvcDevice::open(name, usb, {name}, adopt, m_threads, opened))
+        return status == kTimedOut ? kTimedOut : kBadArgument;
     return m_devices.keep(std::move(opened), device);
-} catch (const std::exception &) {
+} catch (...) {
+    reportFailure("opening a video node by its descriptor");
     return kFailed;
 }
 
 int UvcDriver::closeDevice(NubrixBaseDevice **device)
 {
+    const CallDeadline deadline;
     return m_devices.close(device);
 }
 

@@ -29,7 +29,8 @@ public:
     /// A URI of the device list or a path of the GMSL list: -4 when it is neither, or what
     /// UvcDevice::open says.
     int openDevice(const char *uri, NubrixBaseDevice **device) override;
-    /// A descriptor of a video node, which is one camera then; -4 when it is none.
+    /// A descriptor of a video node, which is one camera then; -4 when it is none, -11 when it does
+    /// not answer.
     int openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
                        NubrixBaseDevice **device) override;
     int closeDevice(NubrixBaseDevice **device) override;

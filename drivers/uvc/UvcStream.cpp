@@ -4,9 +4,9 @@
 #include <pthread.h>
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 
 #include "common/FrameFlags.h"
+#include "uvc/CallDeadline.h"
 #include "uvc/DirectCapture.h"
 #include "uvc/MappedCapture.h"
 #include "uvc/NodeFormats.h"
@@ -23,6 +23,7 @@ UvcStream::UvcStream(UvcDevice &device, unsigned int streamType, DriverThreads &
 
 unsigned int UvcStream::getFrameBufferSize()
 {
+    const CallDeadline deadline;
     const UvcDevice::Setting setting = m_device.setting(m_streamType);
     const typedefNubrixFrameMode &mode = setting.mode;
     const auto bytes = static_cast<unsigned int>(mode.width) * mode.height *
@@ -40,6 +41,7 @@ try {
     if (!mayStart() || DriverThreads::isCaller(thread()))
         return kWrongState;
     m_threads.join(thread());  // which has been stopped from within
+    const CallDeadline deadline;
     if (m_device.isGone())
         return kGone;
     if (!m_device.claimNode(*this)) {
@@ -56,9 +58,8 @@ try {
         status = begin(*setting.node, setting.source);
         if (status == kDone)
             beginThread(*setting.node);
-    } catch (const std::exception &error) {
-        report(name() + " cannot start: " + error.what());
-        status = kFailed;
+    } catch (...) {
+        reportFailure("starting a stream of a USB camera");
     }
     if (status != kDone) {
         m_capture.reset();
@@ -66,7 +67,8 @@ try {
         m_device.releaseNode(*this);
     }
     return status;
-} catch (const std::exception &) {
+} catch (...) {
+    reportFailure("starting a stream of a USB camera");
     return kFailed;
 }
 
@@ -132,7 +134,7 @@ int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &
 int UvcStream::refusal(int error)
 {
     m_device.noteError(error);
-    report(adviceFor(error, name() + " " + textOf(m_mode)));
+    reportError(error, name() + " " + textOf(m_mode));
     return statusOf(error);
 }
 
@@ -143,7 +145,7 @@ int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
         m_capture =
             std::make_unique<DirectCapture>(node, *m_allocator, m_converter->frameBytes(), room);
         const int error = m_capture->begin();
-        if (error == 0 || error == ENODEV || error == ENOSPC || error == EBUSY)
+        if (error == 0 || error == ENODEV || error == ENOSPC || error == EBUSY || error == ETIME)
             return error;
         m_capture.reset();  // the node is free again before it is asked for buffers of its own
     }
@@ -157,7 +159,8 @@ int UvcStream::stop()
     m_end.set();
     // The thread cannot wait for itself, and need not: it uses the capture before and after the
     // callback, and not after a stop.
-    m_threads.join(thread());
+    CallDeadline::suspendFor([this] { m_threads.join(thread()); });
+    const CallDeadline deadline;
     if (m_running)
         end();
     return kDone;
@@ -184,7 +187,7 @@ StreamCounters UvcStream::counters() const
     return m_counters.now();
 }
 
-void UvcStream::run(NodeIo &node)
+void UvcStream::run(NodeIo &node) noexcept
 try {
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-cam");
     pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
@@ -213,10 +216,11 @@ try {
             return;
         }
     }
-} catch (const std::exception &error) {
-    endFor(error);
 } catch (...) {
+    if (m_stopping)  // maybe from within: the device may be gone
+        return;
     m_broken = true;
+    reportFailure("a stream of a USB camera");
 }
 
 int UvcStream::takePicture()
@@ -299,17 +303,7 @@ void UvcStream::endFor(int error)
     m_broken = true;
     m_device.noteError(error);
     // What the queue says of a camera that has just gone is not always that it has.
-    report(adviceFor(m_device.isGone() ? ENODEV : error, name()));
-}
-
-void UvcStream::endFor(const std::exception &error) noexcept
-try {
-    if (m_stopping)  // maybe from within: the device may be gone
-        return;
-    m_broken = true;
-    report(name() + " has ended: " + error.what());
-} catch (const std::exception &) {
-    // For want of memory it ends without a line.
+    reportError(m_device.isGone() ? ENODEV : error, name());
 }
 
 void UvcStream::reportLosses() const noexcept
@@ -327,8 +321,8 @@ try {
     if (lost.flagged != 0)
         report(name() + ": frames that were short or damaged: " + std::to_string(lost.flagged) +
                " of " + std::to_string(lost.delivered));
-} catch (const std::exception &) {
-    // For want of memory there is no line.
+} catch (...) {
+    reportFailure("reporting the losses of a stream");
 }
 
 std::string UvcStream::name() const

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -35,7 +34,8 @@ public:
 
     unsigned int getFrameBufferSize() override;
     /// -2 when it runs, lacks allocator or callback, or somebody else streams from the node; -9
-    /// when the camera is gone; -5 for want of bandwidth or memory; -4 when the camera no longer
+    /// when the camera is gone, -11 when it does not answer; -5 for want of bandwidth or memory; -4
+    /// when the camera no longer
     /// has the mode. -2 also within the frame callback that has stopped it, as its thread is still
     /// there; elsewhere start waits for that.
     int start() override;
@@ -56,7 +56,7 @@ private:
     int prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format);
     int refusal(int error);
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
-    void run(NodeIo &node);
+    void run(NodeIo &node) noexcept;
     void end();
     int takePicture();
     void countUnusable();
@@ -65,7 +65,6 @@ private:
     void deliver(Picture &picture);
     void describe(typedefNubrixFrame &record, const Picture &picture) const;
     void endFor(int error);
-    void endFor(const std::exception &error) noexcept;
     void reportLosses() const noexcept;
     std::string name() const;
 

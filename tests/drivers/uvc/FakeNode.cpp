@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tests/drivers/FakePool.h"
 #include "uvc/SourceFormat.h"
 
 namespace nubrix {
@@ -27,6 +28,36 @@ void FakeCamera::fail(unsigned long request, int error)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_errors[request] = error;
+}
+
+void FakeCamera::block(unsigned long request)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_blocked = request;
+}
+
+void FakeCamera::unblock()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_blocked = 0;
+    m_blocking.notify_all();
+}
+
+bool FakeCamera::awaitBlocked()
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    return m_blocking.wait_for(lock, kDeadline, [this] { return m_isInside; });
+}
+
+void FakeCamera::waitWhileBlocked(unsigned long request)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    if (m_blocked != request)
+        return;
+    m_isInside = true;
+    m_blocking.notify_all();
+    m_blocking.wait(lock, [&] { return m_blocked != request; });
+    m_isInside = false;
 }
 
 void FakeCamera::changeModes()
@@ -116,6 +147,7 @@ unsigned int FakeCamera::mappings() const
 
 int FakeCamera::control(unsigned long request, void *argument)
 {
+    waitWhileBlocked(request);
     const std::lock_guard<std::mutex> lock(m_lock);
     if (m_gone)
         return ENODEV;

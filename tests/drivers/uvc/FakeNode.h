@@ -4,6 +4,8 @@
 
 #include <linux/videodev2.h>
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -51,6 +53,14 @@ public:
 
     /// What a request fails with from now on, 0 for no more.
     void fail(unsigned long request, int error);
+    /// From now on a request does not return before the camera is unblocked.
+    void block(unsigned long request);
+    void unblock();
+    /// Waits until one is in it; false after the deadline.
+    bool awaitBlocked();
+    /// Files of the node.
+    int openFiles() const { return m_openFiles; }
+    void count(int files) { m_openFiles += files; }
     /// From now on it gives another size than it is asked for.
     void changeModes();
     /// Fills the oldest buffer that it has, or loses the picture; either way it counts.
@@ -98,8 +108,14 @@ private:
     int useControl(unsigned long request, v4l2_control &control);
     int useExtension(void *argument);
 
+    void waitWhileBlocked(unsigned long request);
+
+    std::atomic<int> m_openFiles{0};
     mutable std::mutex m_lock;
+    std::condition_variable m_blocking;
     EventFd m_filled;  // everything below is under m_lock
+    unsigned long m_blocked = 0;
+    bool m_isInside = false;
     std::map<unsigned long, int> m_errors;
     v4l2_pix_format m_format = {};
     v4l2_fract m_interval = {1, 30};
@@ -118,7 +134,8 @@ private:
 /// A file of the node; the camera outlives it.
 class FakeNode final : public NodeIo {
 public:
-    explicit FakeNode(FakeCamera &camera) : m_camera(camera) {}
+    explicit FakeNode(FakeCamera &camera) : m_camera(camera) { m_camera.count(1); }
+    ~FakeNode() override { m_camera.count(-1); }
 
     int control(unsigned long request, void *argument) override
     {

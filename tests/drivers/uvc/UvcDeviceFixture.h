@@ -10,6 +10,7 @@
 
 #include "tests/drivers/TestStream.h"
 #include "tests/drivers/uvc/FakeNode.h"
+#include "uvc/CallDeadline.h"
 #include "uvc/UvcDevice.h"
 
 namespace nubrix {
@@ -19,6 +20,9 @@ inline FakeCamera::Format formatOf(std::uint32_t code)
 {
     return {code, {{64, 48, {30, 15}}, {32, 24, {30}}}};
 }
+
+/// For calls that no deadline is to end, however busy the machine is.
+constexpr std::chrono::hours kUnhurried{1};
 
 class UvcDeviceTest : public testing::Test {
 protected:
@@ -36,6 +40,8 @@ protected:
         return [this](const std::string &path, std::unique_ptr<NodeIo> &node) {
             if (const auto error = openErrors.find(path); error != openErrors.end())
                 return error->second;
+            if (const auto opening = beforeOpen.find(path); opening != beforeOpen.end())
+                opening->second();
             node = std::make_unique<FakeNode>(*m_cameras[std::stoul(path)]);
             return 0;
         };
@@ -56,14 +62,21 @@ protected:
     }
 
     void close() { m_device.reset(); }
+    /// Calls end in time, whatever the machine is busy with.
+    void keepDeadlines() { m_unhurried.reset(); }
     /// What the end of the driver does.
     void joinThreads() { m_threads.reset(); }
+    void renewThreads() { m_threads = std::make_unique<DriverThreads>(); }
+    /// The nodes of a camera that is closed.
+    void removeNodes() { m_cameras.clear(); }
 
     UsbIdentity usb;
-    std::map<std::string, int> openErrors;  // by path
+    std::map<std::string, int> openErrors;                    // these two: by path
+    std::map<std::string, std::function<void()>> beforeOpen;  // run before a node is open
 
 private:
     std::vector<std::unique_ptr<FakeCamera>> m_cameras;
+    std::unique_ptr<CallDeadline> m_unhurried = std::make_unique<CallDeadline>(kUnhurried);
     std::unique_ptr<DriverThreads> m_threads = std::make_unique<DriverThreads>();
     std::unique_ptr<UvcDevice> m_device;
 };

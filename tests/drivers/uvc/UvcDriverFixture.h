@@ -17,6 +17,7 @@
 #include "tests/drivers/FakePool.h"
 #include "tests/drivers/uvc/FakeNode.h"
 #include "tests/drivers/uvc/MockedUdev.h"
+#include "uvc/CallDeadline.h"
 #include "uvc/UvcDriver.h"
 
 namespace nubrix {
@@ -111,6 +112,7 @@ protected:
         return true;
     }
 
+    const CallDeadline unhurried{std::chrono::hours(1)};  // no call ends at it on a busy machine
     MockedUdev system;
     FakeCamera camera;
     int openError = 0;
