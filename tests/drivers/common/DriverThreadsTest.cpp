@@ -5,6 +5,8 @@
 #include <atomic>
 #include <future>
 #include <new>
+#include <thread>
+#include <vector>
 
 namespace nubrix {
 namespace {
@@ -47,6 +49,23 @@ TEST(DriverThreadsTest, OneThreadIsJoinedAndNotByItself)
     threads.join(other);
     EXPECT_EQ(done, 2);
     threads.join(other);
+}
+
+TEST(DriverThreadsTest, ManyMayStartThreadsAtOnce)
+{
+    std::atomic<int> done{0};
+    DriverThreads threads;
+    std::vector<std::thread> starters;
+    for (int i = 0; i < 4; ++i) {
+        starters.emplace_back([&] {
+            for (int k = 0; k < 50; ++k)
+                threads.run([&done] { ++done; });
+        });
+    }
+    for (std::thread &starter : starters)
+        starter.join();
+    threads.joinAll();
+    EXPECT_EQ(done, 200);
 }
 
 TEST(DriverThreadsTest, AThreadThatCannotBeStartedIsForgotten)

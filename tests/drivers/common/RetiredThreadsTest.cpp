@@ -4,6 +4,8 @@
 
 #include <functional>
 #include <future>
+#include <thread>
+#include <vector>
 
 #include "tests/drivers/FakePool.h"
 
@@ -148,6 +150,36 @@ TEST_F(RetiredThreadsTest, ThoseThatHaveEndedGoWhenTheNextOneComes)
         ASSERT_EQ(destroyed.get_future().wait_for(kDeadline), std::future_status::ready);
     }
     EXPECT_LT(m_alive, kStreams);
+    m_retired.join(&m_group);
+    EXPECT_EQ(m_alive, 0);
+}
+
+TEST_F(RetiredThreadsTest, ManyDestroyThemselvesAndJoinAtOnce)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this] {
+            for (int k = 0; k < 50; ++k) {
+                std::promise<void> started;
+                std::promise<void> destroyed;
+                std::unique_ptr<OneShot, StreamDeleter> owned;
+                owned = {new OneShot(
+                             [&] {
+                                 started.get_future().wait();
+                                 owned.reset();
+                                 destroyed.set_value();
+                             },
+                             m_alive),
+                         StreamDeleter(m_retired, &m_group)};
+                owned->start();
+                started.set_value();
+                destroyed.get_future().wait();
+                m_retired.join(&m_other);
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
     m_retired.join(&m_group);
     EXPECT_EQ(m_alive, 0);
 }
