@@ -2,10 +2,24 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <thread>
 
 namespace nubrix {
 namespace {
+
+TEST(StateCallbackTest, TellsCleanTexts)
+{
+    std::string told;
+    StateCallback callback;
+    callback.set(
+        [](const char *uri, const char *serial, const char *location, unsigned int, void *user) {
+            *static_cast<std::string *>(user) = std::string(uri) + serial + location;
+        },
+        &told);
+    callback.tell("u\x1b", "s\x9b", "l\xc2\x9b", true);
+    EXPECT_EQ(told, "u?s?l?");
+}
 
 void takeOne(const char *, const char *, const char *, unsigned int, void *user)
 {
