@@ -116,6 +116,11 @@ VideoStream *Device::createStream(unsigned int streamType)
     return new VideoStream(*this, *sensor);
 }
 
+void Device::destroyStream(VideoStream *stream)
+{
+    delete stream;
+}
+
 bool Device::isDisconnected() const
 {
     const InUse driverDevice = inUse();
@@ -126,6 +131,20 @@ bool Device::isConflictWithOpenedStreams(unsigned int /*streamType*/) const
 {
     // Kept: every combination of streams is admitted; the check is a hook.
     return false;
+}
+
+void Device::stopSensors()
+{
+    for (const auto &sensor : m_sensors) {
+        if (sensor)
+            sensor->stop();
+    }
+}
+
+void Device::closeAllStreams()
+{
+    if (const InUse driverDevice = inUse())
+        driverDevice->closeAllStreams();
 }
 
 NubrixBaseStream *Device::createDriverStream(unsigned int streamType)

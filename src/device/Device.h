@@ -40,6 +40,9 @@ public:
     /// A new stream on the sensor of a type (not above 63), null when the camera is disconnected or
     /// not open (the error number says so). The caller owns it.
     VideoStream *createStream(unsigned int streamType);
+    void destroyStream(VideoStream *stream);
+    void stopSensors();
+    void closeAllStreams();
 
     NubrixBaseStream *createDriverStream(unsigned int streamType);
     void destroyDriverStream(NubrixBaseStream *stream);

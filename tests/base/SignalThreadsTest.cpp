@@ -297,5 +297,29 @@ TEST(SignalRaceTest, ManyMayConnectAndEmitAtOnce)
     EXPECT_EQ(calls, before);
 }
 
+TEST(SignalRaceTest, OneReceiverMayConnectToManySignalsAtOnce)
+{
+    constexpr std::size_t kThreads = 4;
+    constexpr std::size_t kSignals = 200;
+    // Not Signal: its counting would put the threads in an order.
+    struct Plain final : sigslot::has_slots<sigslot::multi_threaded_local> {
+        void onValue(int) {}
+    } receiver;
+    using PlainSignal = sigslot::signal1<int, sigslot::multi_threaded_local>;
+    std::vector<PlainSignal> signals(kThreads * kSignals);
+    std::barrier begin(kThreads);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, own = &signals[i * kSignals]] {
+            begin.arrive_and_wait();
+            for (std::size_t k = 0; k < kSignals; ++k)
+                own[k].connect(&receiver, &Plain::onValue);
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(receiver.sender_count(), kThreads * kSignals);
+}
+
 }  // namespace
 }  // namespace nubrix

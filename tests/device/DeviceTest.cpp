@@ -232,15 +232,17 @@ TEST_F(DeviceTest, EveryCombinationOfTypesIsAdmitted)
 TEST_F(DeviceTest, TheSensorOutlivesItsStreams)
 {
     open();
-    std::unique_ptr<VideoStream> stream = createStream(2);
+    VideoStream *stream = m_device->createStream(2);
     ASSERT_EQ(stream->start(), 0);
-    stream.reset();
+    m_device->destroyStream(stream);
     EXPECT_EQ(m_driver.countCalls("usb:1 stream 2 stop"), 1U);
     EXPECT_EQ(m_driver.countCalls("usb:1 destroyStream 2"), 0U);
-    stream = createStream(2);
+    stream = m_device->createStream(2);
     ASSERT_EQ(stream->start(), 0);
     EXPECT_EQ(m_driver.countCalls("usb:1 createStream 2"), 1U);
     EXPECT_EQ(m_driver.countCalls("usb:1 stream 2 start"), 2U);
+    m_device->destroyStream(stream);
+    m_device->destroyStream(nullptr);
 }
 
 TEST_F(DeviceTest, DriverStreamsComeAndGoWhileItIsOpen)
@@ -259,6 +261,29 @@ TEST_F(DeviceTest, DriverStreamsComeAndGoWhileItIsOpen)
     m_driver.takeCalls();
     m_device->destroyDriverStream(orphan);
     EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
+}
+
+TEST_F(DeviceTest, SensorsAreStoppedInTheOrderOfTheirTypes)
+{
+    open();
+    std::vector<std::unique_ptr<VideoStream>> streams;
+    for (const unsigned int type : {32U, 1U, 4U, 2U}) {
+        streams.push_back(createStream(type));
+        ASSERT_EQ(streams.back()->start(), 0);
+    }
+    m_driver.takeCalls();
+    m_device->stopSensors();
+    EXPECT_THAT(m_driver.takeCalls(), ElementsAre("usb:1 stream 1 stop", "usb:1 stream 2 stop",
+                                                  "usb:1 stream 4 stop", "usb:1 stream 32 stop"));
+}
+
+TEST_F(DeviceTest, ClosingAllStreamsIsTheDriversAffair)
+{
+    m_device->closeAllStreams();
+    EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
+    open();
+    m_device->closeAllStreams();
+    EXPECT_THAT(m_driver.takeCalls(), ElementsAre("usb:1 closeAllStreams"));
 }
 
 TEST_F(DeviceTest, PropertiesOfAClosedDeviceAreRefusedWithAnErrorNumber)

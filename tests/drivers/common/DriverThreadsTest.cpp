@@ -4,6 +4,8 @@
 
 #include <functional>
 #include <future>
+#include <thread>
+#include <vector>
 
 #include "tests/drivers/FakePool.h"
 
@@ -111,6 +113,26 @@ TEST_F(DriverThreadsTest, ThoseThatHaveEndedGoWhenTheNextOneComes)
     }
     m_threads.joinAll();
     EXPECT_EQ(m_alive, 0);
+}
+
+TEST_F(DriverThreadsTest, ManyMayStartAndJoinAtOnce)
+{
+    constexpr int kStarters = 4;
+    constexpr int kRounds = 50;
+    std::atomic<int> done{0};
+    std::vector<std::thread> starters;
+    for (int i = 0; i < kStarters; ++i) {
+        starters.emplace_back([&] {
+            for (int k = 0; k < kRounds; ++k) {
+                m_threads.run([&done] { ++done; }, &m_group);
+                m_threads.joinGroup(&m_other);
+            }
+        });
+    }
+    for (std::thread &starter : starters)
+        starter.join();
+    m_threads.joinAll();
+    EXPECT_EQ(done, kStarters * kRounds);
 }
 
 TEST_F(DriverThreadsTest, AStartThatFailsLeavesNothingBehind)

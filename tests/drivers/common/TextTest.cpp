@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "common/StateCallback.h"
-
 namespace nubrix {
 namespace {
 
@@ -83,19 +81,6 @@ TEST(FieldTextTest, IsCleanAndEndsWithTheFieldAtTheLatest)
     EXPECT_EQ(fieldText(open), "a?b?");
     const char closed[4] = {'a', '\0', 'b', 'c'};
     EXPECT_EQ(fieldText(closed), "a");
-}
-
-TEST(StateCallbackTest, TellsCleanTexts)
-{
-    std::string told;
-    StateCallback callback;
-    callback.set(
-        [](const char *uri, const char *serial, const char *location, unsigned int, void *user) {
-            *static_cast<std::string *>(user) = std::string(uri) + serial + location;
-        },
-        &told);
-    callback.tell("u\x1b", "s\x9b", "l\xc2\x9b", true);
-    EXPECT_EQ(told, "u?s?l?");
 }
 
 }  // namespace
