@@ -190,13 +190,12 @@ int Context::closeDevice(NubrixDevice *handle)
             device->cancelClose();
             throw;
         }
-        std::shared_ptr<NubrixBaseUpgrade> upgrader;
         {
             const CriticalSectionScoped lock(*m_apiLock);
-            upgrader = m_upgrades.remove(handle);
+            m_upgrades.retire(handle);
             m_devices.remove(handle);
         }
-        upgrader.reset();  // may wait for a thread that calls the application
+        m_upgrades.deleteRetired();
         logPrint(kLogMilestone, "Finish close device");
         return 0;
     });
@@ -255,7 +254,7 @@ void Context::notifyApplication(const char *deviceAddr, const char *serial, unsi
     const std::vector<DeviceEvents::Registration> registrations = m_events.registrations();
     logPrint(kLogMilestone, "register device state callback  size is %d",
              static_cast<int>(registrations.size()));
-    const CallbackScope inCallback;
+    const CallbackScope inCallback(nullptr);
     for (const auto &[callback, user] : registrations) {
         if (callback)
             callback(deviceAddr, serial, state, user);

@@ -36,7 +36,8 @@ int Context::deviceStartUpgradeOffLine(NubrixDevice *handle,
         if (!uvc)
             return -1;
         uvc->setUpgradeStatus(true);
-        return upgrader ? upgrader->deviceStartUpgradeOffLine(m_upgrades.wrap(callbacks), file)
+        return upgrader ? upgrader->deviceStartUpgradeOffLine(m_upgrades.wrap(*upgrader, callbacks),
+                                                              file)
                         : -1;
     };
     return inside(start, &refuseDevice);

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/CallbackScope.h"
+#include "base/CallbackWait.h"
 
 namespace nubrix {
 
@@ -33,17 +34,35 @@ std::vector<Upgrades::Pointer> Upgrades::all() const
     return all;
 }
 
-Upgrades::Pointer Upgrades::remove(NubrixDevice *device)
+void Upgrades::retire(NubrixDevice *device)
 {
     const MutexLock guard(m_mutex);
     const auto found = m_upgraders.find(device);
     if (found == m_upgraders.end())
-        return nullptr;
-    Pointer upgrader = std::move(found->second);
-    m_upgraders.erase(found);
-    if (m_active == upgrader)
+        return;
+    if (found->second)
+        m_retired.push_back(found->second);
+    if (m_active == found->second)
         m_active = nullptr;
-    return upgrader;
+    m_upgraders.erase(found);
+}
+
+void Upgrades::deleteRetired()
+{
+    std::vector<Pointer> retired;
+    {
+        const MutexLock guard(m_mutex);
+        retired.swap(m_retired);
+    }
+    for (Pointer &each : retired) {
+        // Its own callback may delete an upgrader: that one it does not wait for.
+        const CallbackWait wait(each.get());
+        if (wait.isEndless() && CallbackScope::caller() != each.get()) {
+            const MutexLock guard(m_mutex);
+            m_retired.push_back(std::move(each));
+        }
+        each.reset();
+    }
 }
 
 void Upgrades::setActive(Pointer upgrader)
@@ -58,12 +77,13 @@ Upgrades::Pointer Upgrades::active() const
     return m_active;
 }
 
-const typedefNubrixUpgradeCallbacks *Upgrades::wrap(const typedefNubrixUpgradeCallbacks *callbacks)
+const typedefNubrixUpgradeCallbacks *Upgrades::wrap(const NubrixBaseUpgrade &upgrader,
+                                                    const typedefNubrixUpgradeCallbacks *callbacks)
 {
     if (!callbacks)
         return nullptr;
     const MutexLock guard(m_mutex);
-    Callbacks &kept = m_callbacks.emplace_back(Callbacks{*callbacks, {}});
+    Callbacks &kept = m_callbacks.emplace_back(Callbacks{&upgrader, *callbacks, {}});
     kept.wrapped = {callbacks->onProgress ? &onProgress : nullptr,
                     callbacks->onFinished ? &onFinished : nullptr, &kept};
     return &kept.wrapped;
@@ -72,14 +92,14 @@ const typedefNubrixUpgradeCallbacks *Upgrades::wrap(const typedefNubrixUpgradeCa
 void Upgrades::onProgress(NubrixDevice *device, int percent, void *user)
 {
     const auto &self = *static_cast<Callbacks *>(user);
-    const CallbackScope inCallback;
+    const CallbackScope inCallback(self.upgrader);
     self.application.onProgress(device, percent, self.application.user);
 }
 
 void Upgrades::onFinished(NubrixDevice *device, int status, void *user)
 {
     const auto &self = *static_cast<Callbacks *>(user);
-    const CallbackScope inCallback;
+    const CallbackScope inCallback(self.upgrader);
     self.application.onFinished(device, status, self.application.user);
 }
 
@@ -87,14 +107,17 @@ void Upgrades::clear()
 {
     std::map<NubrixDevice *, Pointer> upgraders;
     Pointer active;
+    std::vector<Pointer> retired;
     std::list<Callbacks> callbacks;
     {
         const MutexLock guard(m_mutex);
         upgraders.swap(m_upgraders);
+        retired.swap(m_retired);
         active.swap(m_active);
         callbacks.swap(m_callbacks);
     }
     active.reset();
+    retired.clear();
     upgraders.clear();  // before the callbacks, which they may still call
 }
 
@@ -103,6 +126,8 @@ void Upgrades::abandon()
     const MutexLock guard(m_mutex);
     if (!m_upgraders.empty())
         new auto(std::move(m_upgraders));
+    if (!m_retired.empty())
+        new auto(std::move(m_retired));
     if (!m_callbacks.empty())
         new auto(std::move(m_callbacks));
 }

@@ -23,8 +23,11 @@ public:
     Pointer add(NubrixDevice *device, Pointer upgrader);
     /// Those that are not null, in the order of their cameras.
     std::vector<Pointer> all() const;
-    /// Takes the upgrader of a camera that is closed.
-    Pointer remove(NubrixDevice *device);
+    /// Takes the entry of a camera that is closed out; its upgrader is to be deleted.
+    void retire(NubrixDevice *device);
+    /// Deletes the retired upgraders, which waits for their callbacks. One whose callback waits for
+    /// this thread's stays until the next time.
+    void deleteRetired();
 
     void setActive(Pointer upgrader);
     Pointer active() const;
@@ -32,7 +35,8 @@ public:
     /// What an upgrader calls in place of the application, so that its thread is known to run a
     /// callback; null for null. Valid until clear, because an upgrade that its own callback ends
     /// still reports that it has finished.
-    const typedefNubrixUpgradeCallbacks *wrap(const typedefNubrixUpgradeCallbacks *callbacks);
+    const typedefNubrixUpgradeCallbacks *wrap(const NubrixBaseUpgrade &upgrader,
+                                              const typedefNubrixUpgradeCallbacks *callbacks);
 
     /// Deletes the upgraders, and then the callbacks: no upgrade runs any more.
     void clear();
@@ -41,6 +45,7 @@ public:
 
 private:
     struct Callbacks {
+        const NubrixBaseUpgrade *upgrader;
         typedefNubrixUpgradeCallbacks application;
         typedefNubrixUpgradeCallbacks wrapped;
     };
@@ -50,6 +55,7 @@ private:
 
     mutable Mutex m_mutex;
     std::map<NubrixDevice *, Pointer> m_upgraders NUBRIX_GUARDED_BY(m_mutex);
+    std::vector<Pointer> m_retired NUBRIX_GUARDED_BY(m_mutex);
     Pointer m_active NUBRIX_GUARDED_BY(m_mutex);
     std::list<Callbacks> m_callbacks NUBRIX_GUARDED_BY(m_mutex);  // of every start
 };

@@ -1,5 +1,6 @@
 #include "stream/CallbackWorker.h"
 
+#include "base/CallbackWait.h"
 #include "base/LogCall.h"
 
 namespace nubrix {
@@ -8,14 +9,7 @@ namespace {
 
 constexpr int kPassMs = 100;
 
-Undestroyed<Mutex> g_mutex;
-Undestroyed<std::condition_variable> g_changed;
-
 }  // namespace
-
-Mutex &CallbackWorker::s_mutex = g_mutex.get();
-std::condition_variable &CallbackWorker::s_changed = g_changed.get();
-thread_local CallbackWorker *CallbackWorker::t_current = nullptr;
 
 CallbackWorker::CallbackWorker(bool (*pass)(void *), void *stream)
     : m_thread(ThreadWrapper::createThread(pass, stream, "Stream CallBack"))
@@ -27,12 +21,12 @@ void CallbackWorker::run()
     const MutexLock control(m_control);
     bool ended = false;
     {
-        const MutexLock guard(s_mutex);
+        const MutexLock guard(m_mutex);
         if (m_closed)
             return;
         m_wanted = true;  // before the thread looks at it
         if (m_state == State::kRunning) {
-            s_changed.notify_all();  // whoever waits for the end: it is not to end any more
+            m_changed.notify_all();  // whoever waits for the end: it is not to end any more
             return;
         }
         ended = m_state == State::kEnded;
@@ -42,21 +36,21 @@ void CallbackWorker::run()
         m_thread->stop();
     if (m_thread->start() == 0)
         return;
-    const MutexLock guard(s_mutex);
+    const MutexLock guard(m_mutex);
     m_state = State::kIdle;
-    s_changed.notify_all();
+    m_changed.notify_all();
 }
 
 void CallbackWorker::requestEnd()
 {
-    const MutexLock guard(s_mutex);
+    const MutexLock guard(m_mutex);
     m_wanted = false;
 }
 
 void CallbackWorker::close()
 {
     {
-        const MutexLock guard(s_mutex);
+        const MutexLock guard(m_mutex);
         m_closed = true;
         m_wanted = false;
     }
@@ -65,64 +59,55 @@ void CallbackWorker::close()
 
 bool CallbackWorker::awaitEnd()
 {
-    {
-        const MutexLock guard(s_mutex);
-        if (m_state == State::kRunning && wouldWaitForItself(this, t_current))
+    if (isEnding()) {
+        const CallbackWait wait(this);
+        if (wait.isEndless())
             return false;
-        if (t_current)
-            t_current->m_waitsFor = this;
+        const MutexLock guard(m_mutex);
         while (m_state == State::kRunning && !m_wanted)
-            s_mutex.wait(s_changed);
-        if (t_current)
-            t_current->m_waitsFor = nullptr;
+            m_mutex.wait(m_changed);
     }
     const MutexLock control(m_control);
     {
-        const MutexLock guard(s_mutex);
+        const MutexLock guard(m_mutex);
         if (m_state != State::kEnded)
             return true;
     }
     m_thread->stop();
-    const MutexLock guard(s_mutex);
+    const MutexLock guard(m_mutex);
     m_state = State::kIdle;
     return true;
 }
 
-// Whether the callback of the target waits, through however many others, for the waiter's.
-bool CallbackWorker::wouldWaitForItself(const CallbackWorker *target, const CallbackWorker *waiter)
+bool CallbackWorker::isEnding()
 {
-    if (!waiter)
-        return false;
-    const CallbackWorker *each = target;
-    while (each && each != waiter)
-        each = each->m_waitsFor;
-    return each != nullptr;
+    const MutexLock guard(m_mutex);
+    return m_state == State::kRunning && !m_wanted;
 }
 
 bool CallbackWorker::hasEnded()
 {
-    const MutexLock guard(s_mutex);
+    const MutexLock guard(m_mutex);
     return m_state != State::kRunning;
 }
 
 CallbackWorker::Wakeup CallbackWorker::wait()
 {
-    t_current = this;
     const int waited = m_event.wait(kPassMs);
     if (waited == -11)
         return Wakeup::kNone;
     {
-        const MutexLock guard(s_mutex);
+        const MutexLock guard(m_mutex);
         if (waited == 0 && m_wanted)
             return Wakeup::kFrame;
     }
     if (waited == 0)
         logPrint(kLogMilestone, "stop NewCallFrameBackProcess Thread succeed!");
-    const MutexLock guard(s_mutex);
+    const MutexLock guard(m_mutex);
     if (waited == 0 && m_wanted)  // again meanwhile
         return Wakeup::kFrame;
     m_state = State::kEnded;
-    s_changed.notify_all();
+    m_changed.notify_all();
     return Wakeup::kEnd;
 }
 

@@ -11,13 +11,13 @@
 namespace nubrix {
 
 /// Callbacks may stop and destroy streams, also their own. So a worker that is to end is waited
-/// for, unless that would wait for the thread that waits: directly, or through other workers whose
-/// callbacks wait for each other. Thread-safe.
+/// for, unless that would wait for the thread that waits (CallbackWait). Thread-safe.
 class CallbackWorker final {
 public:
     enum class Wakeup { kNone, kFrame, kEnd };
 
-    /// `pass` with `stream` is called back to back on the thread, until it returns false.
+    /// `pass` with `stream` is called back to back on the thread, until it returns false. It calls
+    /// callbacks in a CallbackScope of this worker.
     CallbackWorker(bool (*pass)(void *), void *stream);
     /// The worker must have ended, or end by itself: this joins the thread.
     ~CallbackWorker() = default;
@@ -43,21 +43,16 @@ public:
 private:
     enum class State { kIdle, kRunning, kEnded };  // ended: to be joined
 
+    bool isEnding();
+
     EventImpl m_event;
-    Mutex m_control;  // one start or join at a time; taken before s_mutex
+    Mutex m_control;  // one start or join at a time; taken before m_mutex
+    Mutex m_mutex;
+    std::condition_variable m_changed;
 
-    // One lock for all workers, because they may wait for each other.
-    static Mutex &s_mutex;
-    static std::condition_variable &s_changed;
-    static thread_local CallbackWorker *t_current;  // the worker whose thread this is
-
-    static bool wouldWaitForItself(const CallbackWorker *target, const CallbackWorker *waiter)
-        NUBRIX_REQUIRES(s_mutex);
-
-    State m_state NUBRIX_GUARDED_BY(s_mutex) = State::kIdle;
-    bool m_wanted NUBRIX_GUARDED_BY(s_mutex) = false;
-    bool m_closed NUBRIX_GUARDED_BY(s_mutex) = false;
-    CallbackWorker *m_waitsFor NUBRIX_GUARDED_BY(s_mutex) = nullptr;  // its callback does
+    State m_state NUBRIX_GUARDED_BY(m_mutex) = State::kIdle;
+    bool m_wanted NUBRIX_GUARDED_BY(m_mutex) = false;
+    bool m_closed NUBRIX_GUARDED_BY(m_mutex) = false;
     const std::unique_ptr<ThreadWrapper> m_thread;  // last: it ends before what it uses
 };
 

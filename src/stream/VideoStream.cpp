@@ -233,7 +233,7 @@ bool VideoStream::newFrameCallFrameBackProcess()
     }
     if (callback) {
         frame->incRef();  // the application's, given back with releaseFrame
-        const CallbackScope inCallback;
+        const CallbackScope inCallback(&m_callbackWorker);
         callback(handle(), &frame->frame(), userData);
     }
     return true;

@@ -303,7 +303,8 @@ TEST(SignalRaceTest, OneReceiverMayConnectToManySignalsAtOnce)
     constexpr std::size_t kSignals = 200;
     // Not Signal: its counting would put the threads in an order.
     struct Plain final : sigslot::has_slots<sigslot::multi_threaded_local> {
-        void onValue(int) {}
+        void onValue(int) { ++calls; }
+        std::size_t calls = 0;
     } receiver;
     using PlainSignal = sigslot::signal1<int, sigslot::multi_threaded_local>;
     std::vector<PlainSignal> signals(kThreads * kSignals);
@@ -318,7 +319,13 @@ TEST(SignalRaceTest, OneReceiverMayConnectToManySignalsAtOnce)
     }
     for (std::thread &thread : threads)
         thread.join();
-    EXPECT_EQ(receiver.sender_count(), kThreads * kSignals);
+    for (PlainSignal &signal : signals)
+        signal.emit(0);
+    EXPECT_EQ(receiver.calls, kThreads * kSignals);
+    receiver.disconnect_all();  // of all that it knows
+    for (PlainSignal &signal : signals)
+        signal.emit(0);
+    EXPECT_EQ(receiver.calls, kThreads * kSignals);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 #include "stream/CallbackWorker.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <functional>
-#include <thread>
 #include <utility>
 
+#include "base/CallbackScope.h"
 #include "tests/fakes/HangGuard.h"
 
 namespace nubrix {
@@ -39,8 +41,10 @@ private:
     {
         auto *const worker = static_cast<Worker *>(self);
         const CallbackWorker::Wakeup wakeup = worker->worker.wait();
-        if (wakeup == CallbackWorker::Wakeup::kFrame)
+        if (wakeup == CallbackWorker::Wakeup::kFrame) {
+            const CallbackScope inCallback(&worker->worker);
             worker->callback();
+        }
         return wakeup != CallbackWorker::Wakeup::kEnd;
     }
 };
@@ -65,16 +69,16 @@ TEST(CallbackWorkerTest, WhoeverWaitsForItsEndIsWokenWhenItIsWantedAgain)
     const HangGuard guard("the wait for a worker that is wanted again");
     Latch waited;
     Worker *target = nullptr;
+    std::atomic<int> waiterId{0};
     Worker waiter([&] {
+        waiterId = ::gettid();
         target->worker.requestEnd();
         EXPECT_TRUE(target->worker.awaitEnd());
         waited.open();
     });
     Worker awaited([&] {
         waiter.runWithAFrame();
-        // It refuses to wait for one that waits for this thread: by then that one waits.
-        while (waiter.worker.awaitEnd())
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return waiterId != 0 && hasFallenAsleep(waiterId); }));
         awaited.worker.run();
         EXPECT_TRUE(waited.pass());
     });

@@ -208,6 +208,43 @@ TEST_F(TeardownTest, AnUpgradeWhoseCallbackClosesItsCameraStillReportsItsEnd)
     EXPECT_EQ(given.destroyed, -1);
 }
 
+TEST_F(TeardownTest, AFrameCallbackMayCloseACameraWhoseUpgradeClosesItsStream)
+{
+    NubrixDevice *const left = open("LEFT");
+    NubrixDevice *const right = open("RIGHT");
+    Counter inside;
+    Once closing{m_context, [&](NubrixStream *) {
+                     inside.add();
+                     EXPECT_TRUE(inside.reaches(2));
+                     return m_context->closeDevice(left);
+                 }};
+    struct Upgrade {
+        NubrixBaseContext *context;
+        Counter &inside;
+        NubrixStream *stream;
+        int closed = 1;
+        Latch finished;
+    } upgrade = {m_context, inside, stream(right, &Once::onFrame, &closing), 1, {}};
+    const typedefNubrixUpgradeCallbacks callbacks = {
+        [](NubrixDevice *, int, void *user) {
+            auto &self = *static_cast<Upgrade *>(user);
+            if (self.closed != 1)
+                return;
+            self.inside.add();
+            EXPECT_TRUE(self.inside.reaches(2));
+            self.closed = self.context->closeStream(self.stream);
+        },
+        [](NubrixDevice *, int, void *user) { static_cast<Upgrade *>(user)->finished.open(); },
+        &upgrade};
+    const std::string firmware = m_library.writeFirmware();
+    ASSERT_EQ(m_context->deviceStartUpgradeOffLine(left, &callbacks, firmware.c_str()), 0);
+    ASSERT_TRUE(closing.done.pass());
+    ASSERT_TRUE(upgrade.finished.pass());
+    EXPECT_EQ(closing.status, 0);
+    EXPECT_EQ(upgrade.closed, 0);
+    EXPECT_EQ(m_context->destroy(), 0);
+}
+
 // --- what a callback may do with its own stream
 
 struct OwnEnd {
