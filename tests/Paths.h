@@ -1,15 +1,15 @@
 // Where the files of a test lie. Each test program defines those that it uses (nubrix_paths in
-// tests/CMakeLists.txt), in a source of its own: all others are compiled alike in every checkout, so
-// that one compiler cache serves them all.
+// tests/CMakeLists.txt), in a source of its own: all others are compiled alike in every checkout,
+// so that one compiler cache serves them all.
 #pragma once
 
 namespace nubrix::paths {
 
-extern const char *const kArvTool;         // empty where it is not installed
-extern const char *const kBehindCable;     // for a shell
+extern const char *const kArvTool;      // empty where it is not installed
+extern const char *const kBehindCable;  // for a shell
 extern const char *const kBin;
-extern const char *const kCameraProcess;   // for a shell
-extern const char *const kEmulator;        // its words separated by '|', or empty
+extern const char *const kCameraProcess;  // for a shell
+extern const char *const kEmulator;       // its words separated by '|', or empty
 extern const char *const kLib;
 extern const char *const kLibrary;
 extern const char *const kLogPlugin;
