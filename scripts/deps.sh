@@ -1,17 +1,16 @@
-#!/ bin / sh
-#deps.sh GROUP... installs the Debian packages of the groups, and only what is missing.
-#build compiler and its cache, CMake and the libraries of the plug - ins and the tool
-#test what the tests need besides
-#bench the benchmarks
-#peers libraries that benchmarks compare with
-#armhf cross compiler and emulator for 32 - bit ARM
-#lint clang, clang - format and clang - tidy
-#fuzz clang and libFuzzer
-#vm virtual machines with Debian's kernel, for scripts/vm.sh
-set - eu
+#!/bin/sh
+# deps.sh GROUP...    installs the Debian packages of the groups, and only what is missing.
+#   build    compiler and its cache, CMake and the libraries of the plug-ins and the tool
+#   test     what the tests need besides
+#   bench    the benchmarks
+#   peers    libraries that benchmarks compare with
+#   armhf    cross compiler and emulator for 32-bit ARM
+#   lint     clang, clang-format and clang-tidy
+#   fuzz     clang and libFuzzer
+#   vm       virtual machines with Debian's kernel, for scripts/vm.sh
+set -eu
 
-      packages_of()
-{
+packages_of() {
     case $1 in
     build) echo g++ cmake ninja-build ccache pkg-config libspdlog-dev libpng-dev libjpeg62-turbo-dev \
         nlohmann-json3-dev libcli11-dev libudev-dev libaravis-dev \
@@ -52,7 +51,7 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "deps.sh: installing$missing"
 "$(dirname "$0")/apt-update.sh"
-#Another apt that is installing something is waited for.Missing is a list of words.
-#shellcheck disable = SC2086
+# Another apt that is installing something is waited for. Missing is a list of words.
+# shellcheck disable=SC2086
 $as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends -o DPkg::Lock::Timeout=300 $missing >/dev/null
