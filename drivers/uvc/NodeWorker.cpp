@@ -139,6 +139,7 @@ private:
     bool m_streamOff = false;  // these three: to be freed when the node can be
     std::uint32_t m_freeMemory = 0;
     std::shared_ptr<void> m_held;
+    bool m_releasing = false;  // some of them, without the lock
     bool m_ending = false;
     bool m_ended = false;
 };
@@ -189,6 +190,7 @@ void NodeWorker::Queue::release(Lock &lock) noexcept
     const bool streamOff = std::exchange(m_streamOff, false);
     const std::uint32_t memory = std::exchange(m_freeMemory, 0);
     std::shared_ptr<void> held = std::move(m_held);
+    m_releasing = true;
     lock.unlock();
     if (streamOff)
         switchCapture(*m_node, VIDIOC_STREAMOFF);
@@ -197,6 +199,7 @@ void NodeWorker::Queue::release(Lock &lock) noexcept
         requestBuffers(*m_node, memory, none);
     held.reset();
     lock.lock();
+    m_releasing = false;
 }
 
 int NodeWorker::Queue::awaitOpened()
@@ -278,7 +281,7 @@ void NodeWorker::Queue::hold(std::shared_ptr<void> what)
 {
     const Lock lock(m_lock);
     // Until they have been freed nobody gets other buffers of the node, so nothing is held yet.
-    if (m_blocked || hasReleases())
+    if (m_blocked || m_releasing || hasReleases())
         m_held = std::move(what);
 }
 
