@@ -212,6 +212,7 @@ TEST_F(SilentCameraTest, ManyThreadsAskTheSameNode)
     std::vector<std::future<int>> all;
     for (int i = 0; i < 4; ++i) {
         all.push_back(std::async(std::launch::async, [&device, i] {
+            const CallDeadline unhurried(kUnhurried);
             int failures = 0;
             for (int k = 0; k < 100; ++k)
                 failures += set(device, i) != 0 ? 1 : 0;
