@@ -61,6 +61,12 @@ bool isLocal(unsigned long request)
     }
 }
 
+/// An error of the kernel, whose ETIME would pass for one that has been reported here.
+int kernelError(int error)
+{
+    return error == ETIME ? ETIMEDOUT : error;
+}
+
 /// An ioctl on a copy of its argument.
 class Request {
 public:
@@ -149,7 +155,7 @@ void NodeWorker::Queue::run(const Opening &opening) noexcept
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-node");
     int error = ENOMEM;
     try {
-        error = opening(m_node);
+        error = kernelError(opening(m_node));
     } catch (...) {
         reportFailure("opening a video node");
     }
@@ -160,7 +166,7 @@ void NodeWorker::Queue::run(const Opening &opening) noexcept
             release(lock);
         } else if (m_phase == Phase::kAsked) {
             lock.unlock();
-            error = m_request.make(*m_node);
+            error = kernelError(m_request.make(*m_node));
             lock.lock();
             answerWith(error);
         } else if (std::exchange(m_blocked, false)) {
@@ -312,7 +318,7 @@ int NodeWorker::control(unsigned long request, void *argument)
 try {
     const bool isFrames = request == VIDIOC_QBUF || request == VIDIOC_DQBUF;
     if (isFrames || (isLocal(request) && !m_queue->isBlocked()))
-        return m_queue->node().control(request, argument);
+        return kernelError(m_queue->node().control(request, argument));
     return m_queue->ask(request, argument);
 } catch (...) {
     reportFailure("a request to a camera");

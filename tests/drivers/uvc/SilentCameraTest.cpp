@@ -158,6 +158,25 @@ TEST_F(SilentCameraTest, StoppingAndClosingDoNotWait)
     add();
 }
 
+TEST_F(SilentCameraTest, ATimeoutOfTheKernelIsReportedLikeOneOfTheCamera)
+{
+    FakeCamera &camera = add();
+    openErrors["0"] = ETIME;
+    const LineWatch lines;
+    EXPECT_EQ(tryOpen(), -11);
+    EXPECT_EQ(lines.count("usb:1-2 does not answer ("), 1U);
+    openErrors.clear();
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_IR);
+    std::size_t reported = 1;
+    for (const unsigned long request : {VIDIOC_STREAMON, VIDIOC_QBUF}) {
+        camera.fail(request, ETIME);
+        EXPECT_EQ(stream.start(), -11);
+        EXPECT_EQ(lines.count(" does not answer ("), ++reported) << request;
+        camera.fail(request, 0);
+    }
+}
+
 TEST_F(SilentCameraTest, WhatTheKernelWritesIsHeldWhileItsReleaseIsUnderWay)
 {
     FakeCamera &camera = add();
