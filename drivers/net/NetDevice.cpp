@@ -68,13 +68,14 @@ int awaitRelease(const std::string &name, const std::string &address,
 
 }  // namespace
 
-int NetDevice::open(const std::string &address, const NetSettings &settings, CameraWorkers &workers,
+int NetDevice::open(const std::string &address, CameraState::Clock::time_point begin,
+                    const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device)
 {
-    const auto now = CameraState::Clock::now();
-    const auto end = now + kOpening;
+    const auto end = begin + kOpening;
     std::unique_ptr<NetDevice> opened(new NetDevice(address, settings, workers));
-    const auto freeBy = std::min(now + settings.patience(), end - kConnecting);
+    const auto freeBy =
+        std::min(CameraState::Clock::now() + settings.patience(), end - kConnecting);
     if (const int status = awaitRelease(opened->m_uri, address, freeBy))
         return status;
     auto connected =
