@@ -307,7 +307,10 @@ try {
     Slot &slot = m_slots[static_cast<std::size_t>(number)];
     if (slot.stream && slot.stream->isRunning())
         return kWrongState;
-    slot.shown = slot.current = mode;
+    slot.current = mode;
+    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    if (!isSame(slot.shown, mode))
+        slot.shown = mode;
     return kDone;
 } catch (const std::exception &) {
     return kFailed;

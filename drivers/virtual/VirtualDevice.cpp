@@ -257,7 +257,10 @@ int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFram
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream && slot->stream->isRunning())
         return kWrongState;
-    slot->shown = slot->mode = mode;
+    slot->mode = mode;
+    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    if (!isSame(slot->shown, mode))
+        slot->shown = mode;
     return kDone;
 }
 
