@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "common/Property.h"
 #include "common/Report.h"
 #include "common/StreamSlots.h"
@@ -18,12 +19,6 @@
 namespace nubrix {
 
 namespace {
-
-bool isSame(const typedefNubrixFrameMode &a, const typedefNubrixFrameMode &b)
-{
-    return a.pixelFormat == b.pixelFormat && a.width == b.width && a.height == b.height &&
-           a.frameRate == b.frameRate;
-}
 
 NubrixVersions versionsOf(const VirtualCamera &camera)
 {
