@@ -1,7 +1,8 @@
 #!/bin/sh
 # debian-tree.sh ARCH FOLDER PACKAGE,...    unpacks Debian packages of an architecture, with all that
-# they need, into FOLDER. The machine's own packages stay as they are. It is made anew only when the
-# list of packages has changed.
+# they need, into FOLDER. The machine's own packages stay as they are. It is made again only when the
+# list of packages has changed. A copy is kept in the user's cache folder for other checkouts, until
+# none has used it for 30 days.
 set -eu
 if [ $# -ne 3 ]; then
     sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2
@@ -13,6 +14,17 @@ keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 if [ "$(cat "$tree/packages" 2>/dev/null)" = "$packages" ]; then
     exit 0
 fi
+mkdir -p "$(dirname "$tree")"
+
+cache=${XDG_CACHE_HOME:-${HOME:-/nonexistent}/.cache}/nubrix/debian-trees
+kept=$cache/$arch-$(echo "$packages" | sha256sum | cut -c -16)
+if [ "$(cat "$kept/packages" 2>/dev/null)" = "$packages" ] && touch "$kept" 2>/dev/null; then
+    rm -rf "$tree" "$tree.new"
+    cp -a "$kept" "$tree.new"
+    mv "$tree.new" "$tree"
+    exit 0
+fi
+
 as_root=
 [ "$(id -u)" -eq 0 ] || as_root=sudo
 
@@ -31,7 +43,6 @@ fi
 [ -n "$sources" ] || { echo "debian-tree.sh: apt knows no Debian archive" >&2; exit 1; }
 
 echo "debian-tree.sh: making $tree"
-mkdir -p "$(dirname "$tree")"
 $as_root rm -rf "$tree" "$tree.new"
 # Nothing is run in it, so neither an emulator nor a whole system is needed.
 echo "$sources" | $as_root mmdebstrap --quiet --mode=root --variant=extract --skip=check/qemu \
@@ -47,3 +58,12 @@ find "$tree.new" -type l -lname '/*' | while read -r link; do
 done
 echo "$packages" >"$tree.new/packages"
 mv "$tree.new" "$tree"
+
+# A home folder that cannot be written to keeps none. Complete under its name, or not at all.
+if mkdir -p "$cache" 2>/dev/null && [ -w "$cache" ]; then
+    find "$cache" -mindepth 1 -maxdepth 1 -mtime +30 -exec rm -rf {} +
+    rm -rf "$kept"
+    if ! cp -a "$tree" "$kept.$$" || ! mv "$kept.$$" "$kept"; then
+        rm -rf "$kept.$$"
+    fi
+fi

@@ -1,8 +1,9 @@
 #!/bin/sh
-# vm.sh [--arch amd64|armhf] [--preset NAME] [TEST...]    runs the tests in tests/vm/cases, or those of
-# these names (patterns too), in a virtual machine with Debian's kernel, on the build of the preset
-# (dev or armhf). What they leave lies in build/vm/ARCH/results. NUBRIX_VM_SECONDS limits how long they
-# may take. Tests that did not run are named; the status is 77 when that is for want of an emulator.
+# vm.sh [--arch amd64|armhf] [--preset NAME] [--no-build] [TEST...]    runs the tests in tests/vm/cases,
+# or those of these names (patterns too), in a virtual machine with Debian's kernel, on the build of
+# the preset (dev or armhf), which is brought up to date unless --no-build is given. What they leave
+# lies in build/vm/ARCH/results. NUBRIX_VM_SECONDS limits how long they may take. Tests that did not
+# run are named; the status is 77 when that is for want of an emulator.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
@@ -12,11 +13,12 @@ usage() {
     exit 2
 }
 
-arch=amd64 preset='' only='' kernel_package='' emulator=''
+arch=amd64 preset='' build=yes only='' kernel_package='' emulator=''
 while [ $# -gt 0 ]; do
     case $1 in
     --arch) [ $# -gt 1 ] || usage; arch=$2; shift 2 ;;
     --preset) [ $# -gt 1 ] || usage; preset=$2; shift 2 ;;
+    --no-build) build=; shift ;;
     -*) usage ;;
     *) only="$only $1"; shift ;;
     esac
@@ -104,13 +106,13 @@ if ! scripts/deps.sh build test vm || ! command -v "$emulator" >/dev/null; then
     name_unrun "no $emulator"
     exit 77
 fi
-if [ "$arch" = armhf ]; then
-    scripts/armhf-sysroot.sh
-fi
 scripts/debian-tree.sh "$arch" "$tree" "$packages"
 make_initrd
-cmake --preset "$preset" -DNUBRIX_BUILD_TESTS=ON >/dev/null
-cmake --build --preset "$preset" --target vm_programs
+if [ -n "$build" ]; then
+    [ "$arch" != armhf ] || scripts/armhf-sysroot.sh
+    cmake --preset "$preset" -DNUBRIX_BUILD_TESTS=ON >/dev/null
+    cmake --build --preset "$preset" --target vm_programs
+fi
 
 cat >"$results/job" <<END
 project='$root'
