@@ -22,51 +22,52 @@ std::string textOf(const char (&field)[Size])
 void DeviceRecords::clear()
 {
     const CriticalSectionScoped listing(m_listing);
-    m_count = 0;
-    publish();
+    publish(0);
 }
 
 int DeviceRecords::append(NubrixBaseDriver &driver)
 {
     const CriticalSectionScoped listing(m_listing);
-    const int result = appendLocked(driver);
-    publish();
+    unsigned int filled = m_count;
+    const int result = list(driver, filled);
+    publish(filled);
     return result;
 }
 
-int DeviceRecords::appendLocked(NubrixBaseDriver &driver)
+// Lists the cameras of a driver from the first record that is not filled.
+int DeviceRecords::list(NubrixBaseDriver &driver, unsigned int &filled)
 {
     // Kept: always offers 60 records, and counts what the driver leaves in the count, also when it
     // fails. See docs/oddities.md.
     unsigned int count = kOffered;
-    const unsigned int before = m_count;
     const bool nested = std::exchange(t_listing, true);
-    const int result = driver.getDeviceList(&m_table[before], &count);
+    const int result = driver.getDeviceList(&m_table[filled], &count);
     t_listing = nested;
-    m_count = std::min(before + std::min(count, kOffered), kCapacity);
+    filled = std::min(filled + std::min(count, kOffered), kCapacity);
     return result;
 }
 
 void DeviceRecords::rebuild(const DriverTable &drivers)
 {
     const CriticalSectionScoped listing(m_listing);
-    m_count = 0;
+    unsigned int filled = 0;
     for (const auto &[type, driver] : drivers.loaded()) {
         logPrint(kLogInfo, "get device list");
-        appendLocked(*driver);
+        list(*driver, filled);
     }
-    publish();
+    publish(filled);
 }
 
-// Copies what look-ups need. The table itself is the drivers' while they list.
-void DeviceRecords::publish()
+// Copies what look-ups need: the table itself is the drivers' while they list.
+void DeviceRecords::publish(unsigned int filled)
 {
     std::vector<Known> known;
-    known.reserve(m_count);
-    for (unsigned int i = 0; i < m_count; ++i)
+    known.reserve(filled);
+    for (unsigned int i = 0; i < filled; ++i)
         known.push_back({textOf(m_table[i].uri), m_table[i].transport});
     const MutexLock guard(m_mutex);
     m_known.swap(known);
+    m_count = filled;
 }
 
 void DeviceRecords::readGmsl(NubrixBaseDriver &driver)

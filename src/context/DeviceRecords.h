@@ -27,7 +27,7 @@ public:
     void clear();
     /// Appends a driver's cameras; returns the driver's status.
     int append(NubrixBaseDriver &driver);
-    /// Asks all drivers anew.
+    /// Asks all drivers anew. Until the last has answered, the count and look-ups are as before.
     void rebuild(const DriverTable &drivers);
     /// Asks a driver for its GMSL cameras.
     void readGmsl(NubrixBaseDriver &driver);
@@ -54,8 +54,8 @@ private:
         int transport;
     };
 
-    int appendLocked(NubrixBaseDriver &driver) NUBRIX_REQUIRES(m_listing);
-    void publish();
+    int list(NubrixBaseDriver &driver, unsigned int &filled) NUBRIX_REQUIRES(m_listing);
+    void publish(unsigned int filled) NUBRIX_REQUIRES(m_listing);
 
     static inline thread_local bool t_listing = false;
 

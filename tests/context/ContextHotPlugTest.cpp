@@ -287,11 +287,38 @@ TEST_F(HotPlug, ADriverSlowToListItsCamerasHoldsNobodyUp)
     });
     m_usb.announce("usb:1", "SN1", "1-1", kOn);
     ASSERT_TRUE(listing.reaches(1));
-    EXPECT_LE(listed().size(), 2U) << "the table may be half built";
+    EXPECT_THAT(listed(), ElementsAre("usb:1", "net:1")) << "attached cameras stay listed";
     EXPECT_EQ(registering(&first).status, 0);
     goOn.add();
     ASSERT_TRUE(m_usb.waitForAnnouncements());
     EXPECT_THAT(listed(), ElementsAre("usb:1", "net:1"));
+}
+
+TEST_F(HotPlug, WhileTheDriversListTheirCamerasTheListAndOpenDeviceAgree)
+{
+    m_usb.setDevices({});
+    m_net.setDevices({});
+    m_usb.announce("usb:1", "SN1", "1-1", kOff);
+    ASSERT_TRUE(m_usb.waitForAnnouncements());
+    ASSERT_THAT(listed(), IsEmpty());
+
+    Counter listing;
+    Counter goOn;
+    m_net.setHook([&](const std::string &call) {
+        if (call == "getDeviceList 60") {
+            listing.add();
+            EXPECT_TRUE(goOn.reaches(1));
+        }
+    });
+    m_usb.setDevices({cameraRecord("usb:1")});
+    m_usb.announce("usb:1", "SN1", "1-1", kOn);
+    ASSERT_TRUE(listing.reaches(1));
+    NubrixDevice *device = nullptr;
+    EXPECT_EQ(context().openDevice(nullptr, &device), listed().empty() ? -4 : 0);
+    goOn.add();
+    ASSERT_TRUE(m_usb.waitForAnnouncements());
+    EXPECT_THAT(listed(), ElementsAre("usb:1"));
+    EXPECT_EQ(context().openDevice(nullptr, &device), 0);
 }
 
 TEST_F(HotPlug, ADriverMayReportAnEventWhileItListsItsCameras)
