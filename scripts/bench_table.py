@@ -1,39 +1,102 @@
 #!/usr/bin/env python3
-"""Prints what benchmarks measured as one table.
+"""Prints what benchmarks measured as a Markdown document.
 
-    bench_table.py RESULTS.json...
+    bench_table.py FOLDER    with the files PROGRAM_bench.INSTRUCTIONS.json
 
-A ratio is how many times as fast as its peer the job is: above 1, it is faster. Without a peer the
-limit in the name (memcpy, a lock, a hand-over) takes its place.
+A ratio is how many times as fast as its peer the job is: above 1, it is faster. A row has all image
+sizes of a benchmark, and shows the lowest ratio of them. The goals are those of bench/goals.json.
 """
+import collections
+import datetime
 import json
+import os
 import pathlib
+import re
 import sys
 
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+SIZES = re.compile(r"/(width:\d+/height:\d+|bytes:\d+)")
+ORDER = ["any", "scalar", "avx2", "avx512", "neon"]
 
-def rows(path):
+
+def runs(path):
+    """The name, instruction set and ratio of each benchmark in a file."""
     text = path.read_text()
-    if not text.strip():
+    if not text.strip():  # no benchmark matched the filter
         return
     for run in json.loads(text)["benchmarks"]:
         if run.get("error_occurred"):
             raise SystemExit(f"bench_table: {run['name']}: {run['error_message']}")
-        if "ns" in run and "peer_ns" in run and run["ns"] > 0:
-            name = run["name"].removeprefix("BM_").removesuffix("/manual_time")
-            yield name, run["ns"], run["peer_ns"], run["ratio"], run.get("label", "")
+        if "ratio" not in run:
+            continue
+        name = run["name"].removeprefix("BM_").removesuffix("/manual_time")
+        yield name, path.suffixes[-2].removeprefix("."), run["ratio"]
+
+
+def goal_of(goals, name, instructions):
+    for goal in goals:
+        if re.match(goal["benchmark"], name):
+            if "ratio" in goal and instructions != "scalar":
+                return goal["ratio"]
+            return goal.get(instructions)
+    return None
+
+
+def collect(folder):
+    """Programs with their rows: {program: {row: {instructions: (lowest ratio, goal)}}}."""
+    goals = json.loads((ROOT / "bench" / "goals.json").read_text())
+    programs = collections.defaultdict(lambda: collections.defaultdict(dict))
+    for path in sorted(folder.glob("*_bench.*.json")):
+        rows = programs[path.name.split(".")[0]]
+        for name, instructions, ratio in runs(path):
+            row = rows[SIZES.sub("", name)]
+            lowest = min(ratio, row.get(instructions, (ratio,))[0])
+            row[instructions] = (lowest, goal_of(goals, name, instructions))
+    return {program: rows for program, rows in programs.items() if rows}
+
+
+def cell(value):
+    if not value:
+        return ""
+    ratio, goal = value
+    if goal is None:
+        return f"{ratio:.2f}"
+    return f"{ratio:.2f} ({'met' if ratio >= goal else 'not met'}: {goal})"
+
+
+def machine():
+    info = pathlib.Path("/proc/cpuinfo").read_text()
+    model = re.search(r"^(?:model name|Model)\s*: (.*)$", info, re.MULTILINE)
+    load = os.getloadavg()[0]
+    return (f"{model.group(1).strip() if model else os.uname().machine}, {os.cpu_count()} processors, "
+            f"load {load:.1f} at the end; {datetime.date.today()}")
 
 
 def main():
-    if len(sys.argv) < 2:
+    if len(sys.argv) != 2:
         sys.exit(__doc__)
-    print(f"{'job':64}{'ns':>14}{'peer ns':>14}{'ratio':>8}  instructions")
-    found = False
-    for path in map(pathlib.Path, sys.argv[1:]):
-        for name, ours, peers, ratio, label in rows(path):
-            found = True
-            print(f"{name:64}{ours:14.0f}{peers:14.0f}{ratio:8.2f}  {label}")
-    if not found:
+    programs = collect(pathlib.Path(sys.argv[1]))
+    if not programs:
         sys.exit("bench_table: nothing was measured")
+    values = [value for rows in programs.values() for row in rows.values() for value in row.values()]
+    goals = [ratio >= goal for ratio, goal in values if goal is not None]
+    print(f"""# Benchmarks
+
+`scripts/bench.sh` writes this page. Each benchmark measures its job next to a peer or a physical limit,
+which its name ends with, in the same run. The figure is a ratio: how many times as fast as the peer
+the job is, the lowest of all image sizes. In brackets is the goal. `frames:1` works on one image,
+which the caches hold, `frames:8` on eight in turn, as frames from a pool are.
+
+Measured on: {machine()}.
+
+Goals met: {sum(goals)} of {len(goals)}.""")
+    for program, rows in programs.items():
+        columns = [each for each in ORDER if any(each in row for row in rows.values())]
+        print(f"\n## {program}\n")
+        print("| benchmark |" + "".join(f" {'ratio' if each == 'any' else each} |" for each in columns))
+        print("|---|" + "---|" * len(columns))
+        for name, row in rows.items():
+            print(f"| `{name}` |" + "".join(f" {cell(row.get(each))} |" for each in columns))
 
 
 if __name__ == "__main__":
