@@ -1,4 +1,4 @@
-# What `cmake --install` gives: headers, library, log plug-in (drivers/log says so itself), and the
+# What `cmake --install` installs: headers, library, log plug-in (by drivers/log), and the
 # means to find them with CMake and pkg-config. The whole tree may be moved.
 include(CMakePackageConfigHelpers)
 

@@ -1,7 +1,7 @@
 #!/bin/sh
 # demo.sh [FOLDER]    builds Nubrix and shows a camera that needs no hardware: the list, three
-# streams for three seconds with their first and last pictures, a photo, point clouds, and a recording
-# of three seconds, as pictures and coloured clouds and played back. The results lie in FOLDER
+# streams for three seconds with their first and last images, a photo, point clouds, and a recording
+# of three seconds, as images and coloured clouds and played back. The results are in FOLDER
 # (build/demo/results).
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -23,7 +23,7 @@ show() {
 
 show --virtual list
 show --virtual stream --streams color,depth,ir --seconds 3 --save "$results"
-# A busy machine may miss a frame; the command says so, and the rest goes on.
+# A busy machine may miss a frame; the command reports it, and the rest goes on.
 show --virtual record --out "$results/room.bin" --seconds 3 || true
 show inspect "$results/room.bin"
 show export "$results/room.bin" --out "$results/recorded" --png --ply --every 10
@@ -38,9 +38,9 @@ show --virtual cloud --rgba --out "$results/room-coloured.ply"
 cat <<END
 
 what                      where
-pictures of the streams   $results/*.png
+images of the streams     $results/*.png
 recording                 $results/room.bin
-  its pictures, times     $results/recorded/*.png, timestamps.csv
+  its images, times       $results/recorded/*.png, timestamps.csv
   its coloured clouds     $results/recorded/*.ply
   a camera that plays it  nubrix --virtual --scenario $results/playback.json COMMAND
 photo                     $results/photo.bmp

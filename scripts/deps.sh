@@ -1,7 +1,7 @@
 #!/bin/sh
 # deps.sh GROUP...    installs the Debian packages of the groups, and only what is missing.
 #   build    compiler and its cache, CMake and the libraries of the plug-ins and the tool
-#   test     what the tests need besides
+#   test     what the tests need in addition
 #   bench    the benchmarks
 #   peers    libraries that benchmarks compare with
 #   armhf    cross compiler and emulator for 32-bit ARM

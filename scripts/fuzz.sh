@@ -1,6 +1,6 @@
 #!/bin/sh
 # fuzz.sh [SECONDS]    runs every fuzz target for that long (300 without), all at once, from the
-# inputs in tests/fuzz/corpus. Fails when one finds something and says where the input lies.
+# inputs in tests/fuzz/corpus. Fails when one finds something, and prints where the input is.
 set -eu
 cd "$(dirname "$0")/.."
 seconds=${1:-300}

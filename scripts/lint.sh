@@ -1,5 +1,5 @@
 #!/bin/sh
-# lint.sh [BUILD]    fails when a C++ file is not formatted as .clang-format says, or when clang-tidy
+# lint.sh [BUILD]    fails when a C++ file is not formatted by .clang-format, or when clang-tidy
 # finds something in the library, the plug-ins or the tool. BUILD is a folder that is configured;
 # without it what is missing is installed, and build/lint configured.
 set -eu

@@ -45,7 +45,7 @@ def problems(root, rules):
     yield from check(root / "include", set(), [])
     for folder in sorted(path for path in (root / "src").iterdir() if path.is_dir()):
         if folder.name not in rules:
-            yield f"src/{folder.name}: no rule says what it may use"
+            yield f"src/{folder.name}: no rule for this folder"
             continue
         yield from check(folder, {folder.name, *rules[folder.name]}, [root / "src"])
     for folder in sorted(path for path in (root / "drivers").glob("*") if path.is_dir()):

@@ -29,7 +29,7 @@ RULES = ["base:", "device:base"]
 
 class LayeringTest(unittest.TestCase):
     def run_on(self, changes, rules=None):
-        """The exit status and what is said about GOOD with these changes."""
+        """The exit status and the output for GOOD with these changes."""
         with tempfile.TemporaryDirectory() as root:
             for name, content in {**GOOD, **changes}.items():
                 file = pathlib.Path(root, name)
@@ -47,10 +47,10 @@ class LayeringTest(unittest.TestCase):
     def assert_found(self, where, include):
         file, number = where.split(":")
         content = "\n" * (int(number) - 1) + f'#include "{include}"\n'
-        status, said = self.run_on({file: content})
-        self.assertEqual(status, 1, said)
-        self.assertIn(f'{where}: "{include}"', said)
-        self.assertIn("1 bad includes", said)
+        status, output = self.run_on({file: content})
+        self.assertEqual(status, 1, output)
+        self.assertIn(f'{where}: "{include}"', output)
+        self.assertIn("1 bad includes", output)
 
     def test_good_includes_pass(self):
         self.assertEqual(self.run_on({}), (0, "0 bad includes of 13\n"))
@@ -88,9 +88,9 @@ class LayeringTest(unittest.TestCase):
         self.assert_found("tools/simulate/More.cpp:1", "base/Lock.h")
 
     def test_a_folder_without_a_rule_is_found(self):
-        status, said = self.run_on({}, ["base:"])
+        status, output = self.run_on({}, ["base:"])
         self.assertEqual(status, 1)
-        self.assertIn("src/device: no rule", said)
+        self.assertIn("src/device: no rule", output)
 
 
 if __name__ == "__main__":

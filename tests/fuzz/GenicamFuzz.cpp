@@ -117,7 +117,7 @@ void checkMode(ArvCamera &camera, const Sensor &sensor, const StreamModes &modes
     setup.format = *modes.format;
     setup.component = modes.component;
     const Place place = placeOf(sensor, setup.mode, setup.format);
-    require(place.x >= 0 && place.y >= 0, "a picture begins inside");
+    require(place.x >= 0 && place.y >= 0, "an image begins inside");
     setUpCamera(camera, setup);
     const auto patience = patienceFor(camera);
     require(patience.count() == 0 || (patience.count() >= 3000 && patience.count() <= 60000),

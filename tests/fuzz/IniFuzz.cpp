@@ -87,13 +87,13 @@ void checkNumbers(const Entry &entry, const std::string &whole, int expected)
     require(nubrixReadInt(entry.file, section, key, &integer) == expected, "an int is read");
     const long long wide = std::strtoll(text.c_str(), nullptr, 10);
     const auto nearest = static_cast<int>(std::clamp<long long>(wide, INT_MIN, INT_MAX));
-    require(integer == (expected == 0 ? nearest : 4711), "an int is what the text says");
+    require(integer == (expected == 0 ? nearest : 4711), "an int is the value of the text");
 
     double real = 0.25;
     require(nubrixReadDouble(entry.file, section, key, &real) == expected, "a double is read");
     const double exact = expected == 0 ? std::strtod(text.c_str(), nullptr) : 0.25;
     require(real == exact || (std::isnan(real) && std::isnan(exact)),
-            "a double is what the text says");
+            "a double is the value of the text");
 
     for (const bool before : {false, true}) {
         bool truth = before;
@@ -102,7 +102,7 @@ void checkNumbers(const Entry &entry, const std::string &whole, int expected)
         const bool isTruth = expected == 0 && (isTrue || is("false") || is("0"));
         require(nubrixReadBool(entry.file, section, key, &truth) == (isTruth ? 0 : -1),
                 "a bool is read when the text is one");
-        require(truth == (isTruth ? isTrue : before), "a bool is what the text says");
+        require(truth == (isTruth ? isTrue : before), "a bool is the value of the text");
     }
 }
 

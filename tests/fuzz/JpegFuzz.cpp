@@ -28,7 +28,7 @@ Result decode(const std::uint8_t *jpeg, std::size_t bytes, JpegDecoder::Damage d
         return result;
     }
     const std::uint64_t pixels = std::uint64_t{decoder.width()} * decoder.height();
-    require(decoder.width() != 0 && decoder.height() != 0, "a picture has pixels");
+    require(decoder.width() != 0 && decoder.height() != 0, "an image has pixels");
     if (pixels > kMostPixels)
         return result;
     const std::size_t size = 3 * static_cast<std::size_t>(pixels);
@@ -37,7 +37,7 @@ Result decode(const std::uint8_t *jpeg, std::size_t bytes, JpegDecoder::Damage d
     result.damaged = decoder.isDamaged();
     require(result.done == decoder.error().empty(), "what is refused has a fault, and only that");
     for (std::size_t i = size; i < result.pixels.size(); ++i)
-        require(result.pixels[i] == kUntouched, "nothing is written beyond the picture");
+        require(result.pixels[i] == kUntouched, "nothing is written beyond the image");
     return result;
 }
 
@@ -51,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const Result tolerant = decode(data, sizeBytes, JpegDecoder::Damage::kTolerated);
     require(!strict.damaged, "who refuses damage has none");
     require(!strict.done || (tolerant.done && !tolerant.damaged), "what the strict take, all take");
-    require(!strict.done || strict.pixels == tolerant.pixels, "a whole picture is one picture");
+    require(!strict.done || strict.pixels == tolerant.pixels,
+            "a complete image is the same either way");
     return 0;
 }

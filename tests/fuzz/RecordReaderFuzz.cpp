@@ -128,7 +128,7 @@ void checkCondition(const RecordReader &reader, const Bytes &bytes)
     require(reader.condition() != NUBRIX_RECORD_CUT || reader.skippedBytes() == 0,
             "a file that is only cut has nothing to skip");
     const std::string problem = reader.problem();
-    require(problem.empty() == complete, "a problem is told, and only then");
+    require(problem.empty() == complete, "a problem is reported, and only then");
     if (complete)
         return;
     require(problem.rfind("byte ", 0) == 0 && problem.find(": ") != std::string::npos,
@@ -198,7 +198,7 @@ void checkRefusals(RecordReader &reader)
     for (const unsigned int record : {reader.count(), std::numeric_limits<unsigned int>::max()}) {
         require(reader.info(record, &info) == -4, "there is no tag behind the last record");
         require(reader.frame(record, &frame) == -4, "there is no frame behind the last record");
-        require(reader.errorText()[0] != '\0' && !frame.data(), "a refusal says why");
+        require(reader.errorText()[0] != '\0' && !frame.data(), "a refusal has a reason");
     }
 }
 

@@ -15,7 +15,7 @@ int main(int argc, char **argv)
     try {
         const auto inputs = nubrix::readCorpus(argv[1]);
         for (const nubrix::CorpusInput &input : inputs) {
-            // Said before: an input that ends the process is the last one named.
+            // Printed before: an input that ends the process is the last one named.
             std::printf("%s\n", input.path.c_str());
             std::fflush(stdout);
             LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(input.bytes.data()),

@@ -112,7 +112,7 @@ void checkShifted(const std::variant<Scenario, ScenarioError> &parsed, const std
     const auto shifted = parseScenario("\n" + text, kFolder);
     require(shifted.index() == parsed.index(), "an empty line makes no difference");
     if (const auto *scenario = std::get_if<Scenario>(&parsed)) {
-        require(isSame(*scenario, std::get<Scenario>(shifted)), "an empty line says nothing");
+        require(isSame(*scenario, std::get<Scenario>(shifted)), "an empty line changes nothing");
         return;
     }
     const auto &error = std::get<ScenarioError>(parsed);

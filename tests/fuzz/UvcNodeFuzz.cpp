@@ -195,7 +195,7 @@ void run(Capture &capture, std::size_t frameBytes)
         if (capture.take(picture) != 0)
             return;
         require(!picture.frame || picture.frame->bufferSize() >= frameBytes,
-                "a frame has room for its picture");
+                "a frame has space for its image");
         require(picture.conversion != Conversion::kNothing || !picture.frame,
                 "of nothing there is no frame");
     }

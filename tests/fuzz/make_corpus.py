@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes the inputs in corpus/ that are made by hand; others there are left alone.
 
-Inputs that a fuzzer has found are kept beside them, under the name of what they show.
+Inputs that a fuzzer has found are kept with them, named after what they show.
 """
 import pathlib
 import struct
@@ -363,10 +363,10 @@ def uvc_node_files():
         return code + size(width, height) + rate(1, 30) + 2 * no_more
 
     def capture(line, length, used):
-        """Set, four buffers, two pictures."""
+        """Set, four buffers, two frames."""
         buffers = 4 * (ok("II", length, 0) + 64 * b"\x80" + ok())
-        pictures = b"".join(ok("BIII", i, used, i, 0) + ok() for i in range(2))
-        return 2 * ok("BII", 0, line, length) + ok("II", 1, 30) + ok("B", 4) + buffers + ok() + pictures
+        frames = b"".join(ok("BIII", i, used, i, 0) + ok() for i in range(2))
+        return 2 * ok("BII", 0, line, length) + ok("II", 1, 30) + ok("B", 4) + buffers + ok() + frames
 
     def described():
         yield "depth", one(z16) + no_more + capture(32, 256, 256)

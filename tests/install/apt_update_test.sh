@@ -1,6 +1,6 @@
 #!/bin/sh
 # apt_update_test.sh SCRIPT FOLDER    runs scripts/apt-update.sh with an apt-get that answers first that
-# another one holds the lock, then as the file `answer` says.
+# another one holds the lock, then as the file `answer` does.
 set -eu
 script=$1
 folder=$2

@@ -1,6 +1,6 @@
 #!/bin/sh
 # driver_document.sh DOCUMENT FOLDER TREE LIBDIR
-# Builds the driver of DOCUMENT with the command that DOCUMENT gives, lays it beside a link to the
+# Builds the driver of DOCUMENT with the command that DOCUMENT gives, lays it next to a link to the
 # installed library, and streams from it with the installed tool.
 set -eu
 document=$1
@@ -19,5 +19,5 @@ ln -s "$libdir/libNubrix.so.2" "$libdir/libNubrixLogDriver.so" "$folder"
 export LD_LIBRARY_PATH="$folder"
 "$tree/bin/nubrix" list | tee "$folder/list"
 grep -q SLOPE1 "$folder/list"
-"$tree/bin/nubrix" stream --streams depth --frames 3 --save "$folder/pictures"
-[ -s "$folder/pictures/depth-first.png" ]
+"$tree/bin/nubrix" stream --streams depth --frames 3 --save "$folder/images"
+[ -s "$folder/images/depth-first.png" ]

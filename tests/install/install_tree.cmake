@@ -56,5 +56,5 @@ endif()
 execute_process(COMMAND ${TREE}/${BINDIR}/nubrix --version
   OUTPUT_VARIABLE version COMMAND_ERROR_IS_FATAL ANY)
 if(NOT version MATCHES "${VERSION}")
-  message(SEND_ERROR "the installed tool says it is ${version}")
+  message(SEND_ERROR "the version of the installed tool is ${version}")
 endif()

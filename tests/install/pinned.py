@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """pinned.py ROOT: every test that docs/oddities.md names must exist, and every row must name one
-or say why there is none."""
+or state why there is none."""
 import pathlib
 import re
 import sys

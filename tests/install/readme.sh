@@ -1,7 +1,7 @@
 #!/bin/sh
 # readme.sh README FOLDER LAUNCHER WITH_PKG_CONFIG...
-# Builds the first C++ program of README in FOLDER and runs it under LAUNCHER. It must say something
-# and end well.
+# Builds the first C++ program of README in FOLDER and runs it under LAUNCHER. It must print something
+# and succeed.
 set -eu
 readme=$1
 folder=$2
@@ -14,4 +14,4 @@ mkdir -p "$folder"
 
 "$@" "$folder/first.cpp" "$folder/first" "$launcher" "$folder/first" >"$folder/output"
 head -n 5 "$folder/output"
-[ -s "$folder/output" ] || { echo "readme.sh: the program said nothing" >&2; exit 1; }
+[ -s "$folder/output" ] || { echo "readme.sh: the program printed nothing" >&2; exit 1; }

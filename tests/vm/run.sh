@@ -1,5 +1,5 @@
 # run.sh [TEST...]    runs the tests in cases/, or those of these names (patterns too), each in a
-# shell of its own that knows vocabulary.sh. What one says is kept in /results/NAME.log and shown
+# shell of its own that knows vocabulary.sh. The output of each is kept in /results/NAME.log and shown
 # when it fails; figures are shown always. Succeeds when at least one ran and none failed.
 . /results/job
 cases=$project/tests/vm/cases

@@ -32,17 +32,17 @@ start_camera() {
     wait_for_nodes
 }
 
-# tell NAME COMMAND: the camera has done it when this returns.
-tell() {
-    "$camera" tell "$1" "$2" >/dev/null || fail "camera $1 did not $2"
+# control NAME COMMAND: the camera has done it when this returns.
+control() {
+    "$camera" control "$1" "$2" >/dev/null || fail "camera $1 did not $2"
 }
 
 # streams NAME STREAM: the host has started this stream of the camera.
 streams() {
-    "$camera" tell "$1" state | grep -q " $2"
+    "$camera" control "$1" state | grep -q " $2"
 }
 
-# capture_nodes [SERIAL]: the nodes of which udev says that they deliver pictures, in the order of their
+# capture_nodes [SERIAL]: the nodes that deliver frames according to udev, in the order of their
 # numbers; all, or those of the camera with the serial number.
 capture_nodes() {
     for place in $(ls -d /sys/class/video4linux/video* 2>/dev/null | sort -V); do
@@ -102,7 +102,7 @@ expect_text() {
 
 end_cameras() {
     for each in $cameras; do
-        "$camera" tell "$each" quit >/dev/null 2>&1 || :
+        "$camera" control "$each" quit >/dev/null 2>&1 || :
     done
     cameras=
     modprobe -r -q vivid || :

@@ -29,7 +29,7 @@ public:
     /// Answers one request of the host.
     void serve();
 
-    /// Sends what is due, and says when the next is.
+    /// Sends what is due; returns when the next frame is.
     StreamChannel::Clock::time_point pump();
 
     /// Obeys a command and returns the answer, which starts with "ok" unless it is not known.

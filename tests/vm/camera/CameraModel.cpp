@@ -121,7 +121,7 @@ void appendSizes(Bytes &bytes, PixelFormat format)
 {
     const unsigned int subtype = format == PixelFormat::kMotionJpeg ? 7 : 5;
     for (unsigned int index = 0; index < kSizes.size(); ++index) {
-        const auto most = static_cast<unsigned int>(largestPicture(format, kSizes[index]));
+        const auto most = static_cast<unsigned int>(maxFrameBytes(format, kSizes[index]));
         append(bytes, {26 + 4 * unsigned{kIntervals.size()}, kClassInterfaceType, subtype});
         append(bytes, {index + 1, 0});
         append16(bytes, kSizes[index].width);

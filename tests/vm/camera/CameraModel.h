@@ -1,11 +1,11 @@
-// What the software camera consists of, and the USB descriptors that say so.
+// The streams and controls of the software camera, and its USB descriptors.
 #pragma once
 
 #include <array>
 #include <string>
 #include <vector>
 
-#include "Picture.h"
+#include "FrameContent.h"
 
 namespace nubrix::vm {
 
@@ -19,7 +19,7 @@ struct StreamModel {
 /// `formats` names a set: "usual", "packed", "planar" or "jpeg".
 const std::vector<StreamModel> &streamModels(const std::string &formats);
 
-inline constexpr std::array<PictureSize, 2> kSizes = {{{640, 480}, {320, 240}}};
+inline constexpr std::array<FrameSize, 2> kSizes = {{{640, 480}, {320, 240}}};
 inline constexpr std::array<unsigned int, 2> kIntervals = {333333, 666666};  // units of 100 ns
 
 /// The payload header of every transfer.

@@ -14,7 +14,7 @@ std::string commandSocket(const std::string &name)
     return "/run/camera-" + name;
 }
 
-std::string tellCamera(const std::string &name, const std::string &command)
+std::string sendCommand(const std::string &name, const std::string &command)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;

@@ -10,6 +10,6 @@ std::string commandSocket(const std::string &name);
 
 /// Gives the camera a command and returns its answer, which starts with "ok" when it was obeyed.
 /// Throws std::runtime_error when there is no such camera.
-std::string tellCamera(const std::string &name, const std::string &command);
+std::string sendCommand(const std::string &name, const std::string &command);
 
 }  // namespace nubrix::vm

@@ -15,8 +15,8 @@ constexpr unsigned int kCommit = 2;
 constexpr unsigned int kSettingsSize = 34;
 
 // Bits of a payload header.
-constexpr unsigned int kPictureBit = 0x01;
-constexpr unsigned int kEndOfPicture = 0x02;
+constexpr unsigned int kFrameBit = 0x01;
+constexpr unsigned int kEndOfFrame = 0x02;
 constexpr unsigned int kTimes = 0x0c;
 constexpr unsigned int kError = 0x40;
 constexpr unsigned int kEndOfHeader = 0x80;
@@ -81,7 +81,7 @@ StreamChannel::Settings StreamChannel::read(const Bytes &in) const
 Bytes StreamChannel::write(const Settings &settings) const
 {
     const auto most =
-        static_cast<unsigned int>(largestPicture(format(settings), kSizes[settings.frame - 1]));
+        static_cast<unsigned int>(maxFrameBytes(format(settings), kSizes[settings.frame - 1]));
     Bytes out = {1, 0, static_cast<std::uint8_t>(settings.format),
                  static_cast<std::uint8_t>(settings.frame)};
     append32(out, settings.interval);
@@ -102,7 +102,7 @@ void StreamChannel::start()
 {
     m_streaming = true;
     m_number = 0;
-    m_picture.clear();
+    m_frame.clear();
     m_due = Clock::now();
 }
 
@@ -121,18 +121,18 @@ bool StreamChannel::takeBack(std::uint32_t sequence)
 void StreamChannel::pump(UsbipPort &port, bool stalled)
 {
     while (m_streaming && !m_transfers.empty()) {
-        if (m_picture.empty()) {
+        if (m_frame.empty()) {
             if (stalled || Clock::now() < m_due) {
                 return;
             }
-            beginPicture();
+            beginFrame();
         }
         Transfer transfer = std::move(m_transfers.front());
         m_transfers.pop_front();
         const Bytes data = m_isochronous ? isochronousBytes(transfer) : bulkBytes(transfer.length);
         port.complete(transfer, 0, data);
-        if (m_sent == m_picture.size()) {
-            m_picture.clear();
+        if (m_sent == m_frame.size()) {
+            m_frame.clear();
             ++m_number;
         }
     }
@@ -146,15 +146,15 @@ StreamChannel::Clock::time_point StreamChannel::due() const
     return m_due;
 }
 
-void StreamChannel::beginPicture()
+void StreamChannel::beginFrame()
 {
     // A machine that is late does not get a burst afterwards.
     const auto interval = std::chrono::nanoseconds(std::int64_t{m_commit.interval} * 100);
     m_due = std::max(m_due + interval, Clock::now() - interval);
-    m_picture = drawPicture(format(m_commit), kSizes[m_commit.frame - 1], m_number);
+    m_frame = drawFrame(format(m_commit), kSizes[m_commit.frame - 1], m_number);
     if (m_cutNext) {
         // An odd length is no multiple of a packet, so the host sees the end.
-        m_picture.resize(m_picture.size() / 4 * 2 + 1);
+        m_frame.resize(m_frame.size() / 4 * 2 + 1);
     }
     m_sent = 0;
     m_headerSent = false;
@@ -165,8 +165,8 @@ void StreamChannel::beginPicture()
 
 void StreamChannel::appendHeader(Bytes &bytes, bool last) const
 {
-    unsigned int bits = kEndOfHeader | kTimes | (m_number % 2 ? kPictureBit : 0);
-    bits |= last ? kEndOfPicture : 0;
+    unsigned int bits = kEndOfHeader | kTimes | (m_number % 2 ? kFrameBit : 0);
+    bits |= last ? kEndOfFrame : 0;
     bits |= m_damaged ? kError : 0;
     const unsigned int clock = m_number * 1600000;
     bytes.push_back(kPayloadHeader);
@@ -176,16 +176,16 @@ void StreamChannel::appendHeader(Bytes &bytes, bool last) const
     append16(bytes, m_number * 33 % 2048);
 }
 
-std::size_t StreamChannel::appendPicture(Bytes &bytes, std::size_t room)
+std::size_t StreamChannel::appendFrame(Bytes &bytes, std::size_t room)
 {
-    const std::size_t count = std::min(room, m_picture.size() - m_sent);
-    const auto from = m_picture.begin() + static_cast<std::ptrdiff_t>(m_sent);
+    const std::size_t count = std::min(room, m_frame.size() - m_sent);
+    const auto from = m_frame.begin() + static_cast<std::ptrdiff_t>(m_sent);
     bytes.insert(bytes.end(), from, from + static_cast<std::ptrdiff_t>(count));
     m_sent += count;
     return count;
 }
 
-// The whole picture is one payload.
+// The whole frame is one payload.
 Bytes StreamChannel::bulkBytes(std::size_t room)
 {
     Bytes bytes;
@@ -193,7 +193,7 @@ Bytes StreamChannel::bulkBytes(std::size_t room)
         appendHeader(bytes, true);
         m_headerSent = true;
     }
-    appendPicture(bytes, room - std::min(room, bytes.size()));
+    appendFrame(bytes, room - std::min(room, bytes.size()));
     return bytes;
 }
 
@@ -203,10 +203,10 @@ Bytes StreamChannel::isochronousBytes(Transfer &transfer)
     Bytes bytes;
     for (IsochronousPacket &packet : transfer.packets) {
         const std::size_t before = bytes.size();
-        if (m_sent < m_picture.size() && packet.length > kPayloadHeader) {
+        if (m_sent < m_frame.size() && packet.length > kPayloadHeader) {
             const std::size_t room = packet.length - kPayloadHeader;
-            appendHeader(bytes, m_picture.size() - m_sent <= room);
-            appendPicture(bytes, room);
+            appendHeader(bytes, m_frame.size() - m_sent <= room);
+            appendFrame(bytes, room);
         }
         packet.actualLength = static_cast<std::uint32_t>(bytes.size() - before);
     }

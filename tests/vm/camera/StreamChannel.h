@@ -1,5 +1,5 @@
 // One stream of the software camera: what the host negotiated and the transfers that carry
-// pictures.
+// frames.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@ public:
     /// A class request to the streaming interface. False when the camera does not know it.
     bool control(unsigned int request, unsigned int selector, const Bytes &in, Bytes &out);
 
-    /// Pictures are numbered from 0 after each start.
+    /// Frames are numbered from 0 after each start.
     void start();
     void stop() { m_streaming = false; }
     bool streaming() const { return m_streaming; }
@@ -30,13 +30,13 @@ public:
     void add(Transfer transfer) { m_transfers.push_back(std::move(transfer)); }
     bool takeBack(std::uint32_t sequence);
 
-    /// Answers the transfers for which there are bytes now. No new picture while `stalled`.
+    /// Answers the transfers for which there are bytes now. No new frame while `stalled`.
     void pump(UsbipPort &port, bool stalled);
 
-    /// When the next picture is due; never, if no transfer waits for it.
+    /// When the next frame is due; never, if no transfer waits for it.
     Clock::time_point due() const;
 
-    /// The next picture lacks its second half, or carries the error mark.
+    /// The next frame lacks its second half, or carries the error mark.
     void cutNext() { m_cutNext = true; }
     void damageNext() { m_damageNext = true; }
 
@@ -49,9 +49,9 @@ private:
     Settings read(const Bytes &in) const;
     Bytes write(const Settings &settings) const;
     PixelFormat format(const Settings &settings) const;
-    void beginPicture();
+    void beginFrame();
     void appendHeader(Bytes &bytes, bool last) const;
-    std::size_t appendPicture(Bytes &bytes, std::size_t room);
+    std::size_t appendFrame(Bytes &bytes, std::size_t room);
     Bytes bulkBytes(std::size_t room);
     Bytes isochronousBytes(Transfer &transfer);
 
@@ -64,12 +64,12 @@ private:
 
     Clock::time_point m_due;
     unsigned int m_number = 0;
-    Bytes m_picture;         // under way if not empty
+    Bytes m_frame;           // under way if not empty
     std::size_t m_sent = 0;  // bytes of it
     bool m_headerSent = false;
     bool m_cutNext = false;
     bool m_damageNext = false;
-    bool m_damaged = false;  // the picture under way
+    bool m_damaged = false;  // the frame under way
 };
 
 }  // namespace nubrix::vm

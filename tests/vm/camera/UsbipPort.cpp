@@ -105,7 +105,7 @@ bool UsbipPort::readTransfer(const Header &header, Transfer &transfer)
             return false;
         }
     }
-    // All bits set say that it is not isochronous.
+    // All bits set mean that it is not isochronous.
     const std::uint32_t packets = ntohl(header[8]);
     if (packets == 0 || packets > kMostPackets) {
         return true;

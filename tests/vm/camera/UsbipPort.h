@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "Picture.h"
+#include "FrameContent.h"
 
 namespace nubrix::vm {
 

@@ -1,5 +1,5 @@
 // software_camera: a USB depth camera without hardware, plugged into the kernel's virtual host
-// controller, and the way to tell it what to do.
+// controller, and the way to send it commands.
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -101,9 +101,9 @@ int run(const std::string &name, const Camera::Options &options)
     return 0;
 }
 
-int tell(const std::string &name, const std::string &command)
+int control(const std::string &name, const std::string &command)
 {
-    const std::string reply = nubrix::vm::tellCamera(name, command);
+    const std::string reply = nubrix::vm::sendCommand(name, command);
     std::printf("%s\n", reply.c_str());
     return reply.rfind("ok", 0) == 0 ? 0 : 1;
 }
@@ -118,8 +118,8 @@ int main(int argc, char **argv)
     std::string name;
     std::string command;
     Camera::Options options;
-    CLI::App *running = app.add_subcommand("run", "Plug it in and serve until told to quit");
-    running->add_option("name", name, "How 'tell' calls it")->required();
+    CLI::App *running = app.add_subcommand("run", "Plug it in and serve until the command quit");
+    running->add_option("name", name, "How 'control' calls it")->required();
     running->add_option("--port", options.port, "Port of the host controller")
         ->check(CLI::Range(0, 7));
     running->add_option("--serial", options.serial, "Serial number")->capture_default_str();
@@ -127,15 +127,15 @@ int main(int argc, char **argv)
         ->check(CLI::IsMember({"usual", "packed", "planar", "jpeg"}))
         ->capture_default_str();
     running->add_flag("--isochronous", options.isochronous, "In place of bulk endpoints");
-    CLI::App *telling = app.add_subcommand("tell", "Give a command and print the answer");
-    telling->add_option("name", name)->required();
-    telling
+    CLI::App *controlling = app.add_subcommand("control", "Give a command and print the answer");
+    controlling->add_option("name", name)->required();
+    controlling
         ->add_option("command", command,
                      "plug, unplug, restart, stall, resume, cut, damage, state, quit")
         ->required();
     CLI11_PARSE(app, argc, argv);
     try {
-        return running->parsed() ? run(name, options) : tell(name, command);
+        return running->parsed() ? run(name, options) : control(name, command);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "software_camera: %s\n", error.what());
         return 1;

@@ -8,13 +8,13 @@ events_of() {
     [ "$(grep -c "^UDEV .* $1 .*/video4linux/" events)" -eq "$2" ]
 }
 
-tell one unplug
+control one unplug
 eventually events_of remove 6
 node_count 0 || fail "nodes are left"
-tell one plug
+control one plug
 eventually events_of add 6
 wait_for_nodes
-tell one restart
+control one restart
 eventually events_of add 12
 eventually events_of remove 12
 wait_for_nodes

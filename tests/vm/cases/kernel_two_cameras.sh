@@ -1,4 +1,4 @@
-# Two cameras of the same kind are told apart by their serial numbers and stream side by side.
+# Two cameras of the same kind differ by their serial numbers and stream side by side.
 start_camera one --serial LEFT01
 start_camera two --serial RIGHT02 --port 1
 left=$(node_of Z16 LEFT01)
@@ -8,8 +8,8 @@ node_frames "$left" Z16 --count 30 >left.log &
 reader=$!
 node_frames "$right" Z16 --count 30
 wait $reader || fail "$(cat left.log)"
-tell two unplug
+control two unplug
 eventually node_count 3
 node_frames "$left" Z16 --count 5
-tell two plug
+control two plug
 wait_for_nodes

@@ -4,9 +4,9 @@ for round in 1 2 3 4 5 6; do
     node_frames "$(node_of Z16)" Z16 --count 100000 >stream.log &
     reader=$!
     eventually streams one depth
-    tell one unplug
+    control one unplug
     ends_with 3 wait $reader
-    tell one plug
+    control one plug
     wait_for_nodes
 done
 node_frames "$(node_of Z16)" Z16 --count 5

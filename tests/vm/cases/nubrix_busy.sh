@@ -1,4 +1,4 @@
-# A camera from which another program streams is refused with a line that says so, until it is free.
+# A camera from which another program streams is refused with a line that names the cause, until it is free.
 start_camera one
 node_frames "$(node_of Z16)" Z16 --count 100000 >other.log &
 other=$!

@@ -1,4 +1,4 @@
-# What a stream costs beside v4l2-ctl, which converts nothing; figures only, but for the grossest waste
+# What a stream costs next to v4l2-ctl, which converts nothing; figures only, but for the grossest waste
 # where the library converts nothing either. Sanitizers have their own price.
 limit=4
 [ "$(basename "$build")" != asan ] || limit=0

@@ -1,4 +1,4 @@
-# A user who may not open the nodes is told what to do; a member of their group may.
+# A user who may not open the nodes gets advice; a member of their group may.
 start_camera one
 status=0
 su visitor -s /bin/sh -c "PATH=$PATH nubrix stream --streams depth --frames 2" >refused 2>&1 ||

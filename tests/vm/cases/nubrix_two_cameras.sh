@@ -6,5 +6,5 @@ library_frames depth ir --width 320 --height 240 --uri usb:1-1 --uri usb:1-2 --c
 library_frames depth --uri usb:1-1 --count 40 >stream.log 2>&1 &
 reader=$!
 eventually streams one depth
-tell two unplug
+control two unplug
 wait $reader || fail "$(cat stream.log)"

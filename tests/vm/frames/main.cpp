@@ -1,4 +1,4 @@
-// node_frames: reads pictures from a V4L2 node without the library, and compares each with what the
+// node_frames: reads frames from a V4L2 node without the library, and compares each with what the
 // software camera shows.
 #include <fcntl.h>
 #include <linux/videodev2.h>
@@ -16,12 +16,12 @@
 #include <string>
 #include <vector>
 
-#include "../camera/Picture.h"
+#include "../camera/FrameContent.h"
 
 namespace {
 
 using nubrix::vm::Bytes;
-using nubrix::vm::PictureSize;
+using nubrix::vm::FrameSize;
 using nubrix::vm::PixelFormat;
 
 struct Kind {
@@ -37,7 +37,7 @@ const std::map<std::string, Kind> kKinds = {
 };
 
 // The exit statuses of the ends that a test may wait for.
-constexpr int kWrongPicture = 1;
+constexpr int kWrongFrame = 1;
 constexpr int kGone = 3;
 constexpr int kStalled = 4;
 constexpr int kBusy = 5;
@@ -55,7 +55,7 @@ struct End {
 
 class Node {
 public:
-    Node(const std::string &path, const Kind &kind, PictureSize size)
+    Node(const std::string &path, const Kind &kind, FrameSize size)
         : m_file(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC))
     {
         if (m_file < 0) {
@@ -84,7 +84,7 @@ public:
     {
         pollfd waiting = {m_file, POLLIN, 0};
         if (poll(&waiting, 1, timeoutMs) == 0) {
-            throw End{kStalled, "no picture in " + std::to_string(timeoutMs) + " ms"};
+            throw End{kStalled, "no frame in " + std::to_string(timeoutMs) + " ms"};
         }
         v4l2_buffer buffer = emptyBuffer();
         request(VIDIOC_DQBUF, &buffer, "VIDIOC_DQBUF");
@@ -145,10 +145,10 @@ struct Counts {
     unsigned int missing = 0;  // by the sequence numbers
 };
 
-// A picture that the kernel calls whole must be the one of its sequence number, byte for byte.
-void compare(const Kind &kind, PictureSize size, std::uint32_t sequence, const Bytes &bytes)
+// A frame that the kernel calls complete must be the one of its sequence number, byte for byte.
+void compare(const Kind &kind, FrameSize size, std::uint32_t sequence, const Bytes &bytes)
 {
-    const Bytes expected = nubrix::vm::drawPicture(kind.format, size, sequence);
+    const Bytes expected = nubrix::vm::drawFrame(kind.format, size, sequence);
     if (bytes == expected) {
         return;
     }
@@ -156,14 +156,14 @@ void compare(const Kind &kind, PictureSize size, std::uint32_t sequence, const B
     while (at < bytes.size() && at < expected.size() && bytes[at] == expected[at]) {
         ++at;
     }
-    throw End{kWrongPicture, "picture " + std::to_string(sequence) + " of " +
-                                 std::to_string(bytes.size()) + " bytes, expected " +
-                                 std::to_string(expected.size()) + ", differs at byte " +
-                                 std::to_string(at)};
+    throw End{kWrongFrame, "frame " + std::to_string(sequence) + " of " +
+                               std::to_string(bytes.size()) + " bytes, expected " +
+                               std::to_string(expected.size()) + ", differs at byte " +
+                               std::to_string(at)};
 }
 
-void readPictures(Node &node, const Kind &kind, PictureSize size, unsigned int count, int timeoutMs,
-                  Counts &counts)
+void readFrames(Node &node, const Kind &kind, FrameSize size, unsigned int count, int timeoutMs,
+                Counts &counts)
 {
     std::uint32_t next = 0;
     while (counts.right < count) {
@@ -185,22 +185,22 @@ void readPictures(Node &node, const Kind &kind, PictureSize size, unsigned int c
 int main(int argc, char **argv)
 {
     CLI::App app(
-        "Reads pictures from a node and compares them with the software camera's. Exit status: 0 "
+        "Reads frames from a node and compares them with the software camera's. Exit status: 0 "
         "all "
-        "right, 1 a wrong picture, 2 another failure, 3 the camera went away, 4 no picture in "
+        "right, 1 a wrong frame, 2 another failure, 3 the camera went away, 4 no frame in "
         "time, "
         "5 another program has the node.");
     std::string path;
     std::string name;
-    PictureSize size = {640, 480};
+    FrameSize size = {640, 480};
     unsigned int count = 30;
     int timeoutMs = 5000;
     app.add_option("node", path, "For example /dev/video0")->required();
     app.add_option("format", name, "Z16, YUYV, MJPG or GREY")->required();
     app.add_option("--width", size.width)->capture_default_str();
     app.add_option("--height", size.height)->capture_default_str();
-    app.add_option("--count", count, "Right pictures to read")->capture_default_str();
-    app.add_option("--timeout", timeoutMs, "For one picture, ms")->capture_default_str();
+    app.add_option("--count", count, "Right frames to read")->capture_default_str();
+    app.add_option("--timeout", timeoutMs, "For one frame, ms")->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     Counts counts;
     End end = {0, "done"};
@@ -210,7 +210,7 @@ int main(int argc, char **argv)
             throw End{2, "no such format: " + name};
         }
         Node node(path, kind->second, size);
-        readPictures(node, kind->second, size, count, timeoutMs, counts);
+        readFrames(node, kind->second, size, count, timeoutMs, counts);
     } catch (const End &early) {
         end = early;
     }

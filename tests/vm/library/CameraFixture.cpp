@@ -31,9 +31,9 @@ CameraFixture::~CameraFixture()
     deleteContext(m_context);
 }
 
-void CameraFixture::tell(const std::string &command)
+void CameraFixture::control(const std::string &command)
 {
-    ASSERT_EQ(tellCamera("one", command).substr(0, 2), "ok") << command;
+    ASSERT_EQ(sendCommand("one", command).substr(0, 2), "ok") << command;
 }
 
 void CameraFixture::replug()
@@ -44,7 +44,7 @@ void CameraFixture::replug()
     };
     const auto there = nodes();
     for (const auto &[command, count] : {std::pair{"unplug", there - there}, {"plug", there}}) {
-        tell(command);
+        control(command);
         ASSERT_TRUE(eventually([&, wanted = count] { return nodes() == wanted; })) << command;
         ASSERT_EQ(std::system("udevadm settle --timeout=20"), 0);
     }

@@ -39,7 +39,7 @@ protected:
     ~CameraFixture() override;
 
     /// Gives the software camera a command, and has it obeyed.
-    static void tell(const std::string &command);
+    static void control(const std::string &command);
 
     /// Unplugs the camera and plugs it in again, and waits until udev has seen its nodes go and
     /// come.
@@ -48,7 +48,7 @@ protected:
     /// Asks until it is so, 20 s at most.
     static bool eventually(const std::function<bool()> &isSo);
 
-    /// Waits until `count` changes of cameras were told in all.
+    /// Waits until `count` changes of cameras were reported in all.
     bool changesReach(std::size_t count);
     std::vector<Change> changes();
     unsigned int cameraCount();

@@ -1,4 +1,4 @@
-// When the kernel and udev told of video nodes that came and went.
+// When the kernel and udev reported video nodes that arrived and left.
 #pragma once
 
 #include <libudev.h>
@@ -24,8 +24,8 @@ public:
     EventClock(const EventClock &) = delete;
     EventClock &operator=(const EventClock &) = delete;
 
-    /// Of the events told before `end` that are of this action ("add" or "remove"), the moments in
-    /// their order; no older ones than `begin`.
+    /// Of the events reported before `end` that are of this action ("add" or "remove"), the moments
+    /// in their order; no older ones than `begin`.
     std::vector<Time> moments(Teller teller, const std::string &action, Time begin, Time end) const;
 
 private:

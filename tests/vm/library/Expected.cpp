@@ -15,7 +15,7 @@ namespace nubrix::vm {
 namespace {
 
 // Whole millimetres become quarters; what these cannot hold was not measured.
-Bytes depthQuarters(PictureSize size, unsigned int number)
+Bytes depthQuarters(FrameSize size, unsigned int number)
 {
     Bytes bytes;
     bytes.reserve(std::size_t{size.width} * size.height * 2);
@@ -28,13 +28,13 @@ Bytes depthQuarters(PictureSize size, unsigned int number)
     return bytes;
 }
 
-Bytes decodeJpeg(const Bytes &picture, PictureSize size)
+Bytes decodeJpeg(const Bytes &frame, FrameSize size)
 {
     jpeg_decompress_struct jpeg = {};
     jpeg_error_mgr errors = {};
     jpeg.err = jpeg_std_error(&errors);
     jpeg_create_decompress(&jpeg);
-    jpeg_mem_src(&jpeg, picture.data(), static_cast<unsigned long>(picture.size()));
+    jpeg_mem_src(&jpeg, frame.data(), static_cast<unsigned long>(frame.size()));
     jpeg_read_header(&jpeg, TRUE);
     jpeg.out_color_space = JCS_RGB;
     jpeg_start_decompress(&jpeg);
@@ -49,32 +49,32 @@ Bytes decodeJpeg(const Bytes &picture, PictureSize size)
 }
 
 // The library's own conversions, which have tests of their own.
-Bytes toRgb(PixelFormat source, PictureSize size, unsigned int number)
+Bytes toRgb(PixelFormat source, FrameSize size, unsigned int number)
 {
-    Bytes picture = drawPicture(source, size, number);
+    Bytes frame = drawFrame(source, size, number);
     const std::size_t pixels = std::size_t{size.width} * size.height;
     Bytes bytes(pixels * 3);
     if (source == PixelFormat::kMotionJpeg) {
-        return decodeJpeg(picture, size);
+        return decodeJpeg(frame, size);
     }
     if (source == PixelFormat::kYuyv) {
-        YUV422ToRGB(bytes.data(), picture.data(), size.width, size.height);
+        YUV422ToRGB(bytes.data(), frame.data(), size.width, size.height);
     } else if (source == PixelFormat::kUyvy) {
         unsigned int consumed = 0;
         auto produced = static_cast<unsigned int>(bytes.size());
-        YUV422ToRGB888(picture.data(), bytes.data(), static_cast<unsigned int>(picture.size()),
+        YUV422ToRGB888(frame.data(), bytes.data(), static_cast<unsigned int>(frame.size()),
                        &consumed, &produced);
     } else {
-        for (std::size_t at = pixels; at < picture.size(); at += 2) {
-            std::swap(picture[at], picture[at + 1]);
+        for (std::size_t at = pixels; at < frame.size(); at += 2) {
+            std::swap(frame[at], frame[at + 1]);
         }
-        YUVNV21ToRGB888(bytes.data(), picture.data(), static_cast<int>(size.width),
+        YUVNV21ToRGB888(bytes.data(), frame.data(), static_cast<int>(size.width),
                         static_cast<int>(size.height));
     }
     return bytes;
 }
 
-Bytes expected(const Kind &kind, PictureSize size, unsigned int number)
+Bytes expected(const Kind &kind, FrameSize size, unsigned int number)
 {
     switch (kind.streamType) {
         case NUBRIX_STREAM_DEPTH:
@@ -82,7 +82,7 @@ Bytes expected(const Kind &kind, PictureSize size, unsigned int number)
         case NUBRIX_STREAM_COLOR:
             return toRgb(kind.source, size, number);
         default:
-            return drawPicture(kind.source, size, number);
+            return drawFrame(kind.source, size, number);
     }
 }
 
@@ -107,7 +107,7 @@ Kind kindOf(const std::string &stream, const std::string &formats)
     throw std::runtime_error("no stream " + stream);
 }
 
-std::string difference(const Kind &kind, PictureSize size, const typedefNubrixFrame &frame)
+std::string difference(const Kind &kind, FrameSize size, const typedefNubrixFrame &frame)
 {
     const std::string name = "frame " + std::to_string(frame.frameIndex);
     if (frame.pixelFormat != kind.pixelFormat || frame.streamType != kind.streamType ||

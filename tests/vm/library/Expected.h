@@ -1,11 +1,11 @@
-// What the library should deliver of the software camera's pictures.
+// What the library should deliver of the software camera's frames.
 #pragma once
 
 #include <nubrix/nubrix.h>
 
 #include <string>
 
-#include "../camera/Picture.h"
+#include "../camera/FrameContent.h"
 
 namespace nubrix::vm {
 
@@ -19,7 +19,7 @@ struct Kind {
 /// std::runtime_error when there is none.
 Kind kindOf(const std::string &stream, const std::string &formats);
 
-/// Nothing when the frame is the picture of its own index, byte for byte; else what is wrong.
-std::string difference(const Kind &kind, PictureSize size, const typedefNubrixFrame &frame);
+/// Empty when every byte of the frame is that of its index; else what is wrong.
+std::string difference(const Kind &kind, FrameSize size, const typedefNubrixFrame &frame);
 
 }  // namespace nubrix::vm

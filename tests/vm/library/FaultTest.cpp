@@ -40,7 +40,7 @@ protected:
     {
         unsigned int flags = 0;
         EXPECT_TRUE(eventually([&] {
-            tell(fault);
+            control(fault);
             flags = readRightFrame(m_depth, "depth");
             return flags != 0;
         }));
@@ -51,18 +51,18 @@ protected:
 
 }  // namespace
 
-TEST_F(Faults, AStalledCameraDoesNotAnswerUntilPicturesComeAgain)
+TEST_F(Faults, AStalledCameraDoesNotAnswerUntilFramesComeAgain)
 {
-    tell("stall");
+    control("stall");
     EXPECT_EQ(readUntil(m_depth, -10), -10);
-    tell("resume");
+    control("resume");
     EXPECT_EQ(readUntil(m_depth, 0), 0);
     readRightFrame(m_depth, "depth");
 }
 
-TEST_F(Faults, HalfAPictureIsDroppedByTheKernelAndLeavesAGap)
+TEST_F(Faults, HalfAFrameIsDroppedByTheKernelAndLeavesAGap)
 {
-    tell("stall");
+    control("stall");
     typedefNubrixFrame *frame = nullptr;
     unsigned int last = 0;
     while (m_context->readFrame(m_depth, &frame, 1000) == 0) {
@@ -70,19 +70,19 @@ TEST_F(Faults, HalfAPictureIsDroppedByTheKernelAndLeavesAGap)
         m_context->releaseFrame(frame);
     }
     const unsigned int missed = counters(m_camera, NUBRIX_STREAM_DEPTH).missed;
-    tell("cut");
-    tell("resume");
+    control("cut");
+    control("resume");
     EXPECT_TRUE(
         eventually([&] { return counters(m_camera, NUBRIX_STREAM_DEPTH).missed > missed; }));
     EXPECT_GE(nextIndex(), last + 2);
 }
 
-TEST_F(DamageKept, HalfAPictureIsFlaggedShort)
+TEST_F(DamageKept, HalfAFrameIsFlaggedShort)
 {
     EXPECT_EQ(flagsAfter("cut") & kShort, kShort);
 }
 
-TEST_F(DamageKept, AMarkedPictureIsFlaggedDamaged)
+TEST_F(DamageKept, AMarkedFrameIsFlaggedDamaged)
 {
     EXPECT_EQ(flagsAfter("damage"), kDamaged);
 }

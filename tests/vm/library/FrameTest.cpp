@@ -23,7 +23,7 @@ std::uint64_t nowUs()
             .count());
 }
 
-// The memory that is given to the kernel for the pictures of a node, as it writes it to its own
+// The memory that is given to the kernel for the frames of a node, as it writes it to its own
 // log.
 class BufferLog {
 public:

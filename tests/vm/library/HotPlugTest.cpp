@@ -51,12 +51,12 @@ TEST_F(HotPlug, UnpluggedInMidStreamTheCameraComesBackTwentyTimes)
         NubrixDevice *camera = open();
         NubrixStream *depth = stream(camera, NUBRIX_STREAM_DEPTH);
         readRightFrame(depth, "depth");
-        tell("unplug");
+        control("unplug");
         EXPECT_EQ(readUntil(depth, -9), -9);
         ASSERT_TRUE(changesReach(2 * round + 1));
         EXPECT_EQ(m_context->closeStream(depth), 0);
         EXPECT_EQ(m_context->closeDevice(camera), 0);
-        tell("plug");
+        control("plug");
         ASSERT_TRUE(changesReach(2 * round + 2));
     }
     const std::vector<Change> all = changes();
@@ -67,8 +67,8 @@ TEST_F(HotPlug, UnpluggedInMidStreamTheCameraComesBackTwentyTimes)
     }
 }
 
-// The kernel tells udev, which works off its rules before it tells anybody: in an emulated machine
-// this takes longest.
+// The kernel notifies udev, which works off its rules before it notifies anybody: in an emulated
+// machine this takes longest.
 TEST_F(HotPlug, PluggingInAndUnpluggingReachTheCallbackSoon)
 {
     using Teller = EventClock::Teller;
@@ -80,9 +80,9 @@ TEST_F(HotPlug, PluggingInAndUnpluggingReachTheCallbackSoon)
     Delays fromKernelRemove;
     for (std::size_t round = 0; round < 5 && !HasFailure(); ++round) {
         const auto begin = Clock::now();
-        tell("unplug");
+        control("unplug");
         ASSERT_TRUE(changesReach(2 * round + 1));
-        tell("plug");
+        control("plug");
         ASSERT_TRUE(changesReach(2 * round + 2));
         const std::vector<Change> all = changes();
         const auto gone = all[2 * round].when;
@@ -114,7 +114,7 @@ TEST_F(HotPlug, AContextThatBeginsWhileACameraComesFindsAllOfItOnce)
 {
     for (int round = 0; round < 5 && !HasFailure(); ++round) {
         ASSERT_EQ(m_context->destroy(), 0);
-        tell("restart");
+        control("restart");
         std::this_thread::sleep_for(std::chrono::milliseconds(60 * round));  // here and there
         ASSERT_EQ(m_context->initialize(), 0);
         ASSERT_TRUE(eventually([this] { return cameraCount() == 1; }));
@@ -172,7 +172,7 @@ TEST_F(HotPlug, PluggedInAgainInMidStreamItStreamsAgain)
 TEST_F(HotPlug, AContextEndsWhileCamerasComeAndGo)
 {
     for (int round = 0; round < 3; ++round) {
-        tell("restart");
+        control("restart");
         EXPECT_EQ(m_context->destroy(), 0);
         EXPECT_EQ(m_context->initialize(), 0);
     }

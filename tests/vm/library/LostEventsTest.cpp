@@ -84,9 +84,9 @@ protected:
 TEST_F(LostEvents, ACameraThatComesAndGoesIsToldEachTime)
 {
     for (std::size_t round = 0; round < 5; ++round) {
-        tell("unplug");
+        control("unplug");
         ASSERT_TRUE(changesReach(2 * round + 1)) << round;
-        tell("plug");
+        control("plug");
         ASSERT_TRUE(changesReach(2 * round + 2)) << round;
         expectWhole();
     }

@@ -105,7 +105,7 @@ Colour columnOf(const typedefNubrixFrame &frame, int x)
 
 }  // namespace
 
-// Its picture is eight bars: white, yellow, cyan, green, magenta, red, blue, black.
+// Its image is eight bars: white, yellow, cyan, green, magenta, red, blue, black.
 TEST_F(Vivid, ColourBarsHaveTheirColours)
 {
     set("OSD Text Mode", 2);  // none
@@ -125,7 +125,7 @@ TEST_F(Vivid, ColourBarsHaveTheirColours)
     EXPECT_EQ(m_context->closeStream(color), 0);
 }
 
-TEST_F(Vivid, GreyPicturesHaveOneOrTwoBytesAPixel)
+TEST_F(Vivid, GreyFramesHaveOneOrTwoBytesAPixel)
 {
     for (const unsigned int format : {NUBRIX_PIXEL_GREY8, NUBRIX_PIXEL_GREY16}) {
         select(NUBRIX_STREAM_IR, format);
@@ -166,7 +166,7 @@ TEST_F(Vivid, AQueueThatBreaksEndsTheStreamAndItStartsAgain)
     EXPECT_EQ(m_context->closeStream(color), 0);
 }
 
-TEST_F(Vivid, LostPicturesAreCountedAsGapsInTheIndices)
+TEST_F(Vivid, LostFramesAreCountedAsGapsInTheIndices)
 {
     NubrixStream *color = stream(m_camera, NUBRIX_STREAM_COLOR);
     ASSERT_EQ(readUntil(color, 0), 0);

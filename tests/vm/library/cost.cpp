@@ -1,4 +1,4 @@
-// library_cost: what a stream costs through the library, beside v4l2-ctl on the same node.
+// library_cost: what a stream costs through the library, next to v4l2-ctl on the same node.
 #include <nubrix/nubrix.h>
 #include <signal.h>
 #include <sys/wait.h>

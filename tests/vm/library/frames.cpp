@@ -11,14 +11,14 @@
 
 namespace {
 
+using nubrix::vm::FrameSize;
 using nubrix::vm::Kind;
-using nubrix::vm::PictureSize;
 
 struct Options {
     std::vector<std::string> streams;
     std::vector<std::string> uris;
     std::string formats = "usual";
-    PictureSize size = {640, 480};
+    FrameSize size = {640, 480};
     int rate = 30;
     unsigned int count = 30;
 };
@@ -99,7 +99,7 @@ int main(int argc, char **argv)
     Options options;
     app.add_option("streams", options.streams, "depth, color, ir")->required();
     app.add_option("--uri", options.uris, "Otherwise the first camera")->allow_extra_args(false);
-    app.add_option("--formats", options.formats, "As the camera was told");
+    app.add_option("--formats", options.formats, "As the camera was configured");
     app.add_option("--width", options.size.width)->capture_default_str();
     app.add_option("--height", options.size.height)->capture_default_str();
     app.add_option("--rate", options.rate)->capture_default_str();

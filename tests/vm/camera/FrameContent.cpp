@@ -1,4 +1,4 @@
-#include "Picture.h"
+#include "FrameContent.h"
 
 #include <algorithm>
 #include <array>
@@ -36,7 +36,7 @@ std::uint8_t brightnessAt(unsigned int x, unsigned int y, unsigned int number)
 }
 
 // Rows are cut out of a ramp that is made once: an emulated processor draws slowly.
-Bytes drawDepth(PictureSize size, unsigned int number)
+Bytes drawDepth(FrameSize size, unsigned int number)
 {
     static const Bytes ramp = [] {
         Bytes bytes;
@@ -45,8 +45,8 @@ Bytes drawDepth(PictureSize size, unsigned int number)
         }
         return bytes;
     }();
-    Bytes picture(largestPicture(PixelFormat::kDepth16, size));
-    auto to = picture.begin();
+    Bytes frame(maxFrameBytes(PixelFormat::kDepth16, size));
+    auto to = frame.begin();
     for (unsigned int y = 0; y < size.height; ++y) {
         const auto row = ramp.begin() + (3 * y + number) % kDepthSteps * 2;
         to = std::copy(row, row + size.width * 2, to);
@@ -55,10 +55,10 @@ Bytes drawDepth(PictureSize size, unsigned int number)
         *--to = byte(*edge >> 8U);
         *--to = byte(*edge);
     }
-    return picture;
+    return frame;
 }
 
-Bytes drawYuyv(PictureSize size, unsigned int number)
+Bytes drawYuyv(FrameSize size, unsigned int number)
 {
     static const Bytes ramp = [] {
         Bytes bytes;
@@ -67,8 +67,8 @@ Bytes drawYuyv(PictureSize size, unsigned int number)
         }
         return bytes;
     }();
-    Bytes picture(largestPicture(PixelFormat::kYuyv, size));
-    auto to = picture.begin();
+    Bytes frame(maxFrameBytes(PixelFormat::kYuyv, size));
+    auto to = frame.begin();
     for (unsigned int y = 0; y < size.height; ++y) {
         auto bright = ramp.begin() + (y + number) % kBrightSteps;
         const std::uint8_t red = byte(16 + y % 225);
@@ -79,58 +79,58 @@ Bytes drawYuyv(PictureSize size, unsigned int number)
             *to++ = red;
         }
     }
-    return picture;
+    return frame;
 }
 
-// The same picture with the bytes of each pair in the other order.
-Bytes drawUyvy(PictureSize size, unsigned int number)
+// The same frame with the bytes of each pair in the other order.
+Bytes drawUyvy(FrameSize size, unsigned int number)
 {
-    Bytes picture = drawYuyv(size, number);
-    for (std::size_t at = 0; at < picture.size(); at += 2) {
-        std::swap(picture[at], picture[at + 1]);
+    Bytes frame = drawYuyv(size, number);
+    for (std::size_t at = 0; at < frame.size(); at += 2) {
+        std::swap(frame[at], frame[at + 1]);
     }
-    return picture;
+    return frame;
 }
 
-// The same picture with the colours of every other row only, behind all brightness.
-Bytes drawNv12(PictureSize size, unsigned int number)
+// The same frame with the colours of every other row only, behind all brightness.
+Bytes drawNv12(FrameSize size, unsigned int number)
 {
     const Bytes pairs = drawYuyv(size, number);
-    Bytes picture(largestPicture(PixelFormat::kNv12, size));
+    Bytes frame(maxFrameBytes(PixelFormat::kNv12, size));
     const std::size_t pixels = std::size_t{size.width} * size.height;
     for (std::size_t at = 0; at < pixels; ++at) {
-        picture[at] = pairs[2 * at];
+        frame[at] = pairs[2 * at];
         const std::size_t row = at / size.width;
         if (row % 2 == 0) {
-            picture[pixels + row / 2 * size.width + at % size.width] = pairs[2 * at + 1];
+            frame[pixels + row / 2 * size.width + at % size.width] = pairs[2 * at + 1];
         }
     }
-    return picture;
+    return frame;
 }
 
 // Ten bits are what is left of the depth without its upper ones.
-Bytes drawGrey10(PictureSize size, unsigned int number)
+Bytes drawGrey10(FrameSize size, unsigned int number)
 {
-    Bytes picture = drawDepth(size, number);
-    for (std::size_t at = 1; at < picture.size(); at += 2) {
-        picture[at] &= 3;
+    Bytes frame = drawDepth(size, number);
+    for (std::size_t at = 1; at < frame.size(); at += 2) {
+        frame[at] &= 3;
     }
-    return picture;
+    return frame;
 }
 
-Bytes drawGrey(PictureSize size, unsigned int number)
+Bytes drawGrey(FrameSize size, unsigned int number)
 {
-    Bytes picture(largestPicture(PixelFormat::kGrey, size));
-    auto to = picture.begin();
+    Bytes frame(maxFrameBytes(PixelFormat::kGrey, size));
+    auto to = frame.begin();
     for (unsigned int y = 0; y < size.height; ++y) {
         for (unsigned int x = 0; x < size.width; ++x) {
             *to++ = byte(x + 2 * y + number);
         }
     }
-    return picture;
+    return frame;
 }
 
-Bytes drawJpeg(PictureSize size, unsigned int number)
+Bytes drawJpeg(FrameSize size, unsigned int number)
 {
     jpeg_compress_struct jpeg = {};
     jpeg_error_mgr errors = {};
@@ -157,18 +157,18 @@ Bytes drawJpeg(PictureSize size, unsigned int number)
         jpeg_write_scanlines(&jpeg, rows, 1);
     }
     jpeg_finish_compress(&jpeg);
-    Bytes picture(buffer, buffer + length);
+    Bytes frame(buffer, buffer + length);
     jpeg_destroy_compress(&jpeg);
     std::free(buffer);
-    if (picture.size() % 2 == 0) {
-        picture.push_back(0);
+    if (frame.size() % 2 == 0) {
+        frame.push_back(0);
     }
-    return picture;
+    return frame;
 }
 
 }  // namespace
 
-std::uint16_t depthAt(PictureSize size, unsigned int x, unsigned int y, unsigned int number)
+std::uint16_t depthAt(FrameSize size, unsigned int x, unsigned int y, unsigned int number)
 {
     if (y + 1 == size.height && x + kEdges.size() >= size.width) {
         return kEdges[x + kEdges.size() - size.width];
@@ -176,7 +176,7 @@ std::uint16_t depthAt(PictureSize size, unsigned int x, unsigned int y, unsigned
     return static_cast<std::uint16_t>(kNearest + (x + 3 * y + number) % kDepthSteps);
 }
 
-Bytes drawPicture(PixelFormat format, PictureSize size, unsigned int number)
+Bytes drawFrame(PixelFormat format, FrameSize size, unsigned int number)
 {
     switch (format) {
         case PixelFormat::kDepth16:
@@ -199,7 +199,7 @@ Bytes drawPicture(PixelFormat format, PictureSize size, unsigned int number)
     return drawGrey(size, number);
 }
 
-std::size_t largestPicture(PixelFormat format, PictureSize size)
+std::size_t maxFrameBytes(PixelFormat format, FrameSize size)
 {
     const std::size_t pixels = std::size_t{size.width} * size.height;
     switch (format) {
