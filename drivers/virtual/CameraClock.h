@@ -1,11 +1,12 @@
 // The clock that the frame indices of an opened camera come from.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <mutex>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 /// Runs while streams run and begins anew when the first of them starts, so that all streams of
 /// one rate have the same index at the same time. A recording is played from the moment on that was
@@ -72,4 +73,11 @@ private:
     Place m_place;
 };
 
-}  // namespace nubrix
+/// Outlives the device where the device is closed from within a frame callback of its own.
+/// Thread-safe.
+struct OpenState {
+    CameraClock clock;
+    std::atomic<bool> gone{false};  ///< the cable has been pulled; for good
+};
+
+}  // namespace nubrix::virtual_camera

@@ -8,9 +8,45 @@
 #include <utility>
 #include <vector>
 
-#include "virtual/Scenario.h"
+namespace nubrix::virtual_camera {
 
-namespace nubrix {
+class JsonValue;
+
+enum class FaultType {
+    kUnplug,
+    kPlug,
+    kStall,
+    kDrop,
+    kShortFrame,
+    kEmptyFrame,
+    kWrongType,
+    kClockJump,
+    kKeepAliveFail,
+    kOpenFail,
+    kStartFail,
+    kBufferSizeChange,
+    kUpgradeCut,
+};
+
+/// One fault of one camera. README.md tells which members go with which type.
+struct Fault {
+    FaultType type = FaultType::kDrop;
+    unsigned int streamType = 0;            ///< 0: every stream
+    std::optional<std::uint32_t> atFrame;   ///< frame index
+    std::optional<std::uint32_t> atMs;      ///< since the driver was initialised
+    std::optional<std::uint32_t> afterMs;   ///< plug: since the camera was unplugged
+    std::uint32_t count = 1;                ///< frames or attempts
+    std::optional<std::uint32_t> duration;  ///< milliseconds; empty: for ever
+    std::optional<std::uint32_t> bytes;     ///< short_frame, buffer_size_change
+    std::uint32_t attempt = 1;              ///< the first attempt that it concerns, from 1
+    int status = -1;                        ///< open_fail, start_fail
+    int jumpMs = 0;                         ///< clock_jump
+    unsigned int asType = 0;                ///< wrong_type; 0: depth, and colour for depth
+    std::uint32_t atBlock = 0;              ///< upgrade_cut: from 0
+};
+
+/// Reads a list of faults. Throws ScenarioError.
+std::vector<Fault> readFaults(const JsonValue &list);
 
 /// What is to happen to one frame.
 struct FrameOrders {
@@ -81,4 +117,4 @@ private:
     std::vector<bool> m_spent;                             // unplug by frame, plug after unplug
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -6,10 +6,11 @@
 #include <optional>
 #include <vector>
 
+#include "common/CameraProperties.h"
+#include "common/ModeTable.h"
 #include "nubrix/types.h"
-#include "virtual/PinholeCamera.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 /// What a recorded picture has that a mode and a clock do not tell.
 struct RecordedPicture {
@@ -20,6 +21,12 @@ struct RecordedPicture {
     unsigned short width;
     unsigned short height;
 };
+
+/// Bytes of one picture in a mode.
+inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
+{
+    return static_cast<unsigned int>(mode.width) * mode.height * pixelBytes(mode.pixelFormat);
+}
 
 /// A source of pictures for each stream type. Shared by all cameras. Thread-safe.
 class FrameSource {
@@ -37,18 +44,21 @@ public:
 
     /// The modes of a stream type, the default one at defaultMode(); empty: no such stream.
     virtual const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const = 0;
-    virtual std::size_t defaultMode(unsigned int streamType) const = 0;
+    virtual std::size_t defaultMode(unsigned int /*streamType*/) const { return 0; }
 
     /// Does what takes long before the first picture of a mode.
-    virtual void prepare(unsigned int streamType, const typedefNubrixFrameMode &mode) = 0;
+    virtual void prepare(unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) {}
 
     /// Writes the picture of a frame index, framePayload(mode) bytes.
     virtual Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                         std::uint32_t frameIndex, std::uint8_t *data) = 0;
 
     /// Bytes that every picture of a mode fits in.
-    virtual unsigned int largestPicture(unsigned int streamType,
-                                        const typedefNubrixFrameMode &mode) const;
+    virtual unsigned int largestPicture(unsigned int /*streamType*/,
+                                        const typedefNubrixFrameMode &mode) const
+    {
+        return framePayload(mode);
+    }
 
     /// Whether pictures bring their own times along.
     virtual bool isRecorded() const { return false; }
@@ -65,28 +75,16 @@ public:
     }
 
     /// Empty when they are not known.
-    virtual std::optional<Intrinsics> intrinsics(unsigned int streamType,
-                                                 const typedefNubrixFrameMode &mode) const = 0;
+    virtual std::optional<CameraIntrinsics> intrinsics(
+        unsigned int streamType, const typedefNubrixFrameMode &mode) const = 0;
 
     /// True depth in millimetres of a pixel of a depth picture; empty when it is not known.
-    virtual std::optional<double> trueDepth(const typedefNubrixFrameMode &mode,
-                                            std::uint32_t frameIndex, unsigned int x,
-                                            unsigned int y) const = 0;
+    virtual std::optional<double> trueDepth(const typedefNubrixFrameMode & /*mode*/,
+                                            std::uint32_t /*frameIndex*/, unsigned int /*x*/,
+                                            unsigned int /*y*/) const
+    {
+        return std::nullopt;
+    }
 };
 
-/// Bytes of one picture in a mode of the formats that the virtual camera delivers.
-inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
-{
-    const unsigned int pixels = static_cast<unsigned int>(mode.width) * mode.height;
-    if (mode.pixelFormat == NUBRIX_PIXEL_RGB888)
-        return pixels * 3;
-    return mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? pixels : pixels * 2;
-}
-
-inline unsigned int FrameSource::largestPicture(unsigned int /*streamType*/,
-                                                const typedefNubrixFrameMode &mode) const
-{
-    return framePayload(mode);
-}
-
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,15 +1,30 @@
-// A folder of colour and depth images as a source of pictures.
+// Image files, and a folder of colour and depth images as a source of frames.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "virtual/FrameSource.h"
-#include "virtual/ImageFile.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+struct Image {
+    unsigned int width = 0;
+    unsigned int height = 0;
+    std::vector<std::uint8_t> pixels;  ///< rows from top to bottom without padding
+    std::string error;                 ///< what is wrong with the file; empty: nothing
+};
+
+/// A PNG of any kind or a JPEG (told apart by their content) as red, green, blue. 8-bit values are
+/// those of the file: nothing is converted for the sake of a display. Thread-safe.
+Image readColorImage(const std::string &path);
+
+/// A 16-bit grey PNG as 16-bit values in the machine's byte order. Thread-safe.
+Image readDepthImage(const std::string &path);
 
 /// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png in the order of the names'
 /// bytes. Every image is read once to see that it can be; as many as fit are kept.
@@ -22,14 +37,10 @@ public:
         const ImagesSetup &setup, int frameRate, std::size_t keptBytes = kKeptBytes);
 
     const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
-    std::size_t defaultMode(unsigned int /*streamType*/) const override { return 0; }
-    void prepare(unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) override {}
     Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                 std::uint32_t frameIndex, std::uint8_t *data) override;
-    std::optional<Intrinsics> intrinsics(unsigned int streamType,
-                                         const typedefNubrixFrameMode &mode) const override;
-    std::optional<double> trueDepth(const typedefNubrixFrameMode &mode, std::uint32_t frameIndex,
-                                    unsigned int x, unsigned int y) const override;
+    std::optional<CameraIntrinsics> intrinsics(unsigned int streamType,
+                                               const typedefNubrixFrameMode &mode) const override;
 
 private:
     struct Entry {
@@ -59,4 +70,4 @@ private:
 /// values of any other unit are raw 16-bit grey.
 unsigned int depthFormatOf(double unitMm);
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,9 +1,10 @@
 #include "virtual/JsonDocument.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
@@ -216,9 +217,25 @@ std::optional<JsonValue> JsonValue::member(const std::string &name) const
     return JsonValue(*found, pathOf(m_path, name), *m_lines);
 }
 
+void JsonValue::requireKeysAmong(const std::vector<std::string> &names) const
+{
+    for (const auto &[name, value] : members()) {
+        if (std::find(names.begin(), names.end(), name) == names.end())
+            value.fail("there is no such key here; there are " + listOf(names));
+    }
+}
+
 void JsonValue::fail(const std::string &message) const
 {
     throw ScenarioError{m_path, line(), message};
+}
+
+std::string listOf(const std::vector<std::string> &names)
+{
+    std::string text;
+    for (const std::string &name : names)
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 JsonDocument::JsonDocument(const std::string &text)
@@ -232,4 +249,4 @@ JsonDocument::JsonDocument(const std::string &text)
     m_json = json::parse(text);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

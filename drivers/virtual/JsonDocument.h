@@ -12,7 +12,7 @@
 
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 /// One value of a document, which must outlive it. The readers throw ScenarioError, with the
 /// value's path and line, when the value is not what they ask for.
@@ -43,6 +43,9 @@ public:
     std::vector<std::pair<std::string, JsonValue>> members() const;
     std::optional<JsonValue> member(const std::string &name) const;
 
+    /// Refuses an object that has a key which is not among the names.
+    void requireKeysAmong(const std::vector<std::string> &names) const;
+
     [[noreturn]] void fail(const std::string &message) const;
 
 private:
@@ -50,6 +53,9 @@ private:
     std::string m_path;
     const Lines *m_lines;
 };
+
+/// "a, b, c".
+std::string listOf(const std::vector<std::string> &names);
 
 /// Owns what its values refer to.
 class JsonDocument {
@@ -64,4 +70,4 @@ private:
     nlohmann::json m_json;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

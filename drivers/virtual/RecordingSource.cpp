@@ -8,7 +8,7 @@
 #include "virtual/ImageSource.h"
 #include "virtual/Report.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
@@ -215,17 +215,10 @@ std::uint32_t RecordingSource::firstFrom(unsigned int streamType, std::uint64_t 
                                       static_cast<std::uint64_t>(first - series->us.begin()));
 }
 
-std::optional<Intrinsics> RecordingSource::intrinsics(unsigned int /*streamType*/,
-                                                      const typedefNubrixFrameMode & /*mode*/) const
+std::optional<CameraIntrinsics> RecordingSource::intrinsics(
+    unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) const
 {
     return m_setup.intrinsics;
 }
 
-std::optional<double> RecordingSource::trueDepth(const typedefNubrixFrameMode & /*mode*/,
-                                                 std::uint32_t /*frameIndex*/, unsigned int /*x*/,
-                                                 unsigned int /*y*/) const
-{
-    return std::nullopt;
-}
-
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -12,7 +12,7 @@
 #include "virtual/FrameSource.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 /// Plays the colour, depth and infrared frames of a record file, each with the pixels, size, index
 /// and time stamp that it was recorded with. A frame index here is the place of a frame among those
@@ -24,8 +24,6 @@ public:
         const RecordingSetup &setup);
 
     const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
-    std::size_t defaultMode(unsigned int /*streamType*/) const override { return 0; }
-    void prepare(unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) override {}
     Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                 std::uint32_t frameIndex, std::uint8_t *data) override;
     unsigned int largestPicture(unsigned int streamType,
@@ -34,10 +32,8 @@ public:
     std::optional<RecordedPicture> recorded(unsigned int streamType,
                                             std::uint32_t frameIndex) override;
     std::uint32_t firstFrom(unsigned int streamType, std::uint64_t us) const override;
-    std::optional<Intrinsics> intrinsics(unsigned int streamType,
-                                         const typedefNubrixFrameMode &mode) const override;
-    std::optional<double> trueDepth(const typedefNubrixFrameMode &mode, std::uint32_t frameIndex,
-                                    unsigned int x, unsigned int y) const override;
+    std::optional<CameraIntrinsics> intrinsics(unsigned int streamType,
+                                               const typedefNubrixFrameMode &mode) const override;
 
 private:
     /// The frames of one stream, in their order.
@@ -65,4 +61,4 @@ private:
     std::ifstream m_pixels;  // the same file
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

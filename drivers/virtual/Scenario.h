@@ -7,46 +7,14 @@
 #include <variant>
 #include <vector>
 
-#include "virtual/PinholeCamera.h"
+#include "common/CameraProperties.h"
+#include "virtual/FaultPlan.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 enum class Pacing {
     kRealtime,  ///< at the frame rate; a frame that finds no room is lost
     kFree,      ///< the next frame once everybody has given back the last one
-};
-
-enum class FaultType {
-    kUnplug,
-    kPlug,
-    kStall,
-    kDrop,
-    kShortFrame,
-    kEmptyFrame,
-    kWrongType,
-    kClockJump,
-    kKeepAliveFail,
-    kOpenFail,
-    kStartFail,
-    kBufferSizeChange,
-    kUpgradeCut,
-};
-
-/// One fault of one camera. README.md tells which members go with which type.
-struct Fault {
-    FaultType type = FaultType::kDrop;
-    unsigned int streamType = 0;            ///< 0: every stream
-    std::optional<std::uint32_t> atFrame;   ///< frame index
-    std::optional<std::uint32_t> atMs;      ///< since the driver was initialised
-    std::optional<std::uint32_t> afterMs;   ///< plug: since the camera was unplugged
-    std::uint32_t count = 1;                ///< frames or attempts
-    std::optional<std::uint32_t> duration;  ///< milliseconds; empty: for ever
-    std::optional<std::uint32_t> bytes;     ///< short_frame, buffer_size_change
-    std::uint32_t attempt = 1;              ///< the first attempt that it concerns, from 1
-    int status = -1;                        ///< open_fail, start_fail
-    int jumpMs = 0;                         ///< clock_jump
-    unsigned int asType = 0;                ///< wrong_type; 0: depth, and colour for depth
-    std::uint32_t atBlock = 0;              ///< upgrade_cut: from 0
 };
 
 struct CameraSetup {
@@ -60,7 +28,7 @@ struct ImagesSetup {
     int folderLine = 0;  ///< where the scenario names it
     bool loop = true;
     double depthUnitMm = 1.0;
-    std::optional<Intrinsics> intrinsics;
+    std::optional<CameraIntrinsics> intrinsics;
 };
 
 struct RecordingSetup {
@@ -68,7 +36,7 @@ struct RecordingSetup {
     int fileLine = 0;  ///< where the scenario names it
     bool loop = false;
     double depthUnitMm = 0.0625;
-    std::optional<Intrinsics> intrinsics;
+    std::optional<CameraIntrinsics> intrinsics;
 };
 
 struct Scenario {
@@ -93,4 +61,7 @@ struct ScenarioError {
 std::variant<Scenario, ScenarioError> parseScenario(const std::string &text,
                                                     const std::string &folder);
 
-}  // namespace nubrix
+/// At most 1 MiB. Relative paths in it start from its own folder. Thread-safe.
+std::variant<Scenario, ScenarioError> readScenarioFile(const std::string &path);
+
+}  // namespace nubrix::virtual_camera

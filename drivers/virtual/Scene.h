@@ -1,12 +1,66 @@
-// What the virtual camera looks at: a room with a ball and a box that move with the frame index.
+// What the virtual camera looks at: a room with a ball and a box that move with the frame index,
+// and the pinhole model that both the images and the true depth are computed with.
 #pragma once
 
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
-#include "virtual/Vec3.h"
+#include "common/CameraProperties.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+struct Vec3 {
+    double x;
+    double y;
+    double z;
+};
+
+inline Vec3 operator+(const Vec3 &a, const Vec3 &b)
+{
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+
+inline Vec3 operator-(const Vec3 &a, const Vec3 &b)
+{
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+inline Vec3 operator*(const Vec3 &a, double factor)
+{
+    return {a.x * factor, a.y * factor, a.z * factor};
+}
+
+inline double dot(const Vec3 &a, const Vec3 &b)
+{
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+inline Vec3 normalized(const Vec3 &a)
+{
+    return a * (1.0 / std::sqrt(dot(a, a)));
+}
+
+/// The camera of the scene for pictures of one size. It sits at the origin of the world (x to the
+/// right, y downwards, z ahead, millimetres) and looks ahead and a little down. Thread-safe.
+class PinholeCamera {
+public:
+    PinholeCamera(int width, int height);
+
+    const CameraIntrinsics &intrinsics() const { return m_intrinsics; }
+
+    /// The ray through the centre of a pixel, in the world. It advances one millimetre of depth for
+    /// each unit, so that the factor at which it meets a surface is the depth.
+    Vec3 ray(int x, int y) const;
+
+    /// A point of the world as column, row and depth; columns and rows are only meaningful where
+    /// the depth is positive.
+    Vec3 project(const Vec3 &point) const;
+
+private:
+    CameraIntrinsics m_intrinsics;
+};
 
 /// The scene at one frame index. World: x to the right, y downwards, z ahead, millimetres, the
 /// camera at the origin. Only + - * / and square roots are used, in double precision and fixed
@@ -72,4 +126,11 @@ private:
 /// of that size. A depth pixel (12.4) is this times 16, rounded to the nearest, halves up.
 double sceneDepthMm(int width, int height, std::uint32_t frameIndex, int x, int y);
 
-}  // namespace nubrix
+/// Bytes of one pixel of a stream of the scene: colour 3, depth 2, ir and light ir 1.
+std::size_t scenePixelSize(unsigned int streamType);
+
+/// Writes the pixel of one stream. `lit` tells whether the lamp reaches the place. Thread-safe.
+void paintScenePixel(unsigned int streamType, const Scene &scene, const Scene::Hit &hit, bool lit,
+                     std::uint8_t *pixel);
+
+}  // namespace nubrix::virtual_camera

@@ -1,12 +1,12 @@
-#include "virtual/ScenePaint.h"
-
+// Colours, light and the pixels of each stream of the scene.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "nubrix/types.h"
+#include "virtual/Scene.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
@@ -208,4 +208,4 @@ void paintScenePixel(unsigned int streamType, const Scene &scene, const Scene::H
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

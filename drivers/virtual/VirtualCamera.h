@@ -1,23 +1,66 @@
-// One camera that is attached, or not, whether somebody has opened it or not.
+// One camera that is attached, or not, and the thread that attaches and detaches it.
 #pragma once
 
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "common/DriverThreads.h"
+#include "common/StateCallback.h"
 #include "nubrix/driver.h"
 #include "virtual/FaultPlan.h"
 #include "virtual/FrameSource.h"
-#include "virtual/HotPlug.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+class VirtualCamera;
+
+/// Carries out events in the order of their times, on one thread and without a lock held. The
+/// cameras must outlive it or its stop. Thread-safe.
+class HotPlug {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    enum class Action { kPlug, kUnplug, kTellConnected, kTellDisconnected };
+
+    HotPlug() = default;
+    HotPlug(const HotPlug &) = delete;
+    HotPlug &operator=(const HotPlug &) = delete;
+    ~HotPlug() { stop(); }
+
+    StateCallback &callback() { return m_callback; }
+    /// Starts the thread. Throws std::system_error when there is none to be had.
+    void start();
+    /// Forgets what is still to come and waits for an event that is being carried out.
+    void stop();
+
+    void schedule(Time when, VirtualCamera &camera, Action action);
+
+private:
+    struct Event {
+        VirtualCamera *camera;
+        Action action;
+    };
+
+    void run();
+    void carryOut(const Event &event);
+
+    StateCallback m_callback;
+    std::thread m_thread;  // start and stop only
+    std::mutex m_lock;
+    std::condition_variable m_wake;
+    bool m_stopping = false;              // this and m_events: under m_lock
+    std::multimap<Time, Event> m_events;  // equal times stay in order
+};
 
 class UpgradeRun;
 class VirtualDevice;
@@ -103,4 +146,4 @@ private:
     std::atomic<unsigned int> m_upgrades{0};
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -12,11 +12,10 @@
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
 #include "virtual/VirtualCamera.h"
-#include "virtual/VirtualProperties.h"
 #include "virtual/VirtualStream.h"
 #include "virtual/VirtualUpgrade.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
@@ -122,8 +121,7 @@ try {
     const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
     if (!known)
         return kUnsupported;
-    const CameraIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
-    return giveOut(&intrinsics, sizeof intrinsics, data, size);
+    return giveOut(&*known, sizeof *known, data, size);
 } catch (const std::exception &) {
     return kFailed;
 }
@@ -291,4 +289,4 @@ const VirtualDevice::Slot *VirtualDevice::slotOf(unsigned int streamType) const
     return &*slot;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

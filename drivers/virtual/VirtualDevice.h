@@ -7,11 +7,34 @@
 #include <memory>
 #include <mutex>
 
+#include "common/CameraProperties.h"
 #include "nubrix/driver.h"
+#include "virtual/CameraClock.h"
 #include "virtual/FrameSource.h"
-#include "virtual/OpenState.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+/// A VirtualTruth record: the caller writes which pixel of which frame of a depth picture in the
+/// current mode, the camera writes its true depth. Read only.
+constexpr unsigned int kPropertyTruth = 0x5700;
+
+/// 8 bytes: how far a recording has been played, in microseconds since its first frame; of the
+/// frame that comes next. Writing it goes there with all streams.
+constexpr unsigned int kPropertyPlayTime = 0x5800;
+
+/// Plus a stream type: 4 bytes, the place among the frames of that stream of the one that comes
+/// next. Writing it goes to that frame's time with all streams.
+constexpr unsigned int kPropertyPlayFrame = 0x5900;
+
+struct VirtualTruth {
+    unsigned int frameIndex;
+    unsigned int x;
+    unsigned int y;
+    unsigned int reserved;
+    double depthMm;
+};
+
+static_assert(sizeof(VirtualTruth) == 24, "truth record");
 
 class VirtualCamera;
 class VirtualStream;
@@ -76,4 +99,4 @@ private:
     std::array<Slot, 4> m_slots;  // modes and streams under m_lock
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

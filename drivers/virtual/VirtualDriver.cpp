@@ -11,10 +11,9 @@
 #include "virtual/ImageSource.h"
 #include "virtual/RecordingSource.h"
 #include "virtual/Report.h"
-#include "virtual/ScenarioFile.h"
 #include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
@@ -164,4 +163,4 @@ void VirtualDriver::scheduleFaults(VirtualCamera &camera, HotPlug::Time start)
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -8,12 +8,11 @@
 #include "common/DriverThreads.h"
 #include "common/OpenDevices.h"
 #include "nubrix/driver.h"
-#include "virtual/HotPlug.h"
 #include "virtual/Scenario.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 /// Thread-safe, except that initialize comes first and the destruction last.
 class VirtualDriver final : public NubrixBaseDriver {
@@ -50,4 +49,4 @@ private:
     HotPlug m_hotPlug;  // ends before the cameras
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

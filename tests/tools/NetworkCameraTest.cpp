@@ -11,7 +11,6 @@
 #include "ToolProcess.h"
 #include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
-#include "virtual/PinholeCamera.h"
 #include "virtual/Scene.h"
 
 namespace nubrix {
@@ -66,7 +65,7 @@ std::optional<std::uint32_t> frameWhere(IsNear isNear)
     const auto fits = [&](std::uint32_t frame) {
         for (int y = 0; y < kHeight; ++y) {
             for (int x = 0; x < kWidth; ++x) {
-                if (!isNear(x, y, sceneDepthMm(kWidth, kHeight, frame, x, y)))
+                if (!isNear(x, y, virtual_camera::sceneDepthMm(kWidth, kHeight, frame, x, y)))
                     return false;
             }
         }
@@ -132,7 +131,7 @@ TEST_F(NetworkCameraTest, ACloudIsTheRoomInItsGeometry)
     for (Point point = {}; points >> point.x >> point.y >> point.z;)
         cloud.push_back(point);
     ASSERT_EQ(cloud.size(), static_cast<std::size_t>(kWidth * kHeight)) << "the room is closed";
-    const Intrinsics lens = PinholeCamera(kWidth, kHeight).intrinsics();
+    const CameraIntrinsics lens = virtual_camera::PinholeCamera(kWidth, kHeight).intrinsics();
     EXPECT_TRUE(frameWhere([&](int x, int y, double truth) {
         const Point &point = cloud[static_cast<std::size_t>(y * kWidth + x)];
         const double right = (x - double{lens.cx}) / double{lens.fx} * truth;

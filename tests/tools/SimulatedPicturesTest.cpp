@@ -10,7 +10,7 @@
 #include "ToolProcess.h"
 #include "nubrix/types.h"
 #include "virtual/Scene.h"
-#include "virtual/SceneRenderer.h"
+#include "virtual/SceneSource.h"
 
 namespace nubrix {
 namespace {
@@ -80,7 +80,7 @@ private:
 /// The frame of the room that a picture shows, byte for byte.
 std::optional<std::uint32_t> frameOf(const Pixels &picture, unsigned int streamType)
 {
-    const SceneRenderer renderer(streamType, kWidth, kHeight);
+    const virtual_camera::SceneRenderer renderer(streamType, kWidth, kHeight);
     Pixels rendered(renderer.size());
     for (std::uint32_t frame = 0; frame < kFewFrames; ++frame) {
         renderer.render(frame, rendered.data());
@@ -132,7 +132,7 @@ TEST_F(SimulatedPicturesTest, DepthTimesItsScaleIsTheTruthAtEveryPixel)
         for (int x = 0; x < kWidth; ++x) {
             const std::size_t at = 2 * static_cast<std::size_t>(y * kWidth + x);
             const int value = (*picture)[at] | (*picture)[at + 1] << 8;  // little-endian
-            const double truth = sceneDepthMm(kWidth, kHeight, *frame, x, y);
+            const double truth = virtual_camera::sceneDepthMm(kWidth, kHeight, *frame, x, y);
             wrong += std::abs(value * 0.0625 - truth) > 0.03126 ? 1 : 0;
         }
     }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using std::chrono::microseconds;
@@ -51,4 +51,4 @@ TEST(CameraClockTest, RunsOnWhileAStreamRunsAndBeginsAnewAfterwards)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -4,7 +4,7 @@
 
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr unsigned int kColor = NUBRIX_STREAM_COLOR;
@@ -274,4 +274,4 @@ TEST(FaultPlanTest, BuffersGrowFromTheStartNamed)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

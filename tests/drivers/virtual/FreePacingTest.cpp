@@ -16,9 +16,9 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
-#include "virtual/VirtualProperties.h"
+#include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAreArray;
@@ -359,4 +359,4 @@ TEST_F(FreePacingTest, ACallbackThatIsSetLaterGetsTheFramesFromThereOn)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-#include "virtual/HotPlug.h"
+#include "virtual/VirtualCamera.h"
 
 #include <gmock/gmock.h>
 
@@ -7,7 +7,7 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -305,4 +305,4 @@ TEST_F(HotPlugTest, CamerasThatComeAndGoAllTheTimeWhileTheyAreUsed)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-#include "virtual/ImageFile.h"
+#include "virtual/ImageSource.h"
 
 #include <gmock/gmock.h>
 
@@ -10,7 +10,7 @@
 #include "tests/drivers/common/JpegPictures.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
@@ -195,4 +195,4 @@ TEST_F(ImageFileTest, AJpegOfTooManyScansIsRefused)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -14,9 +14,9 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
-#include "virtual/VirtualProperties.h"
+#include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -405,4 +405,4 @@ TEST_F(ForeignImagesTest, AreDeliveredPixelByPixel)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

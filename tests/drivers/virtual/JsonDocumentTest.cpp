@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 TEST(JsonDocumentTest, EveryValueKnowsItsPathAndTheLineOfItsKey)
@@ -96,4 +96,4 @@ TEST(JsonDocumentTest, NumbersKeepTheirRange)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

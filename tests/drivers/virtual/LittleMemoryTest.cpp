@@ -63,7 +63,7 @@ void operator delete[](void *memory, std::size_t /*size*/) noexcept
     std::free(memory);
 }
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 /// This thread gets no piece of memory that is larger.
@@ -153,4 +153,4 @@ TEST_F(LittleMemoryTest, AListThatDoesNotFitIsEmpty)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -9,7 +9,7 @@
 #include "nubrix/driver.h"
 #include "tests/Paths.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 const std::filesystem::path kPlugin = paths::kVirtualPlugin;
@@ -81,4 +81,4 @@ TEST(PluginTest, LiesBesideLinksToTheLibraryAndItsLog)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -7,7 +7,7 @@
 #include "tests/Paths.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 TEST(ReadmeTest, ItsScenariosAreGood)
@@ -29,4 +29,4 @@ TEST(ReadmeTest, ItsScenariosAreGood)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

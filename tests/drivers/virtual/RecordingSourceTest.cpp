@@ -13,9 +13,9 @@
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
-#include "virtual/VirtualProperties.h"
+#include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -424,4 +424,4 @@ TEST_F(RecordingSourceTest, SaysWhatIsWrongWithAFile)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -4,7 +4,7 @@
 
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
@@ -412,4 +412,4 @@ INSTANTIATE_TEST_SUITE_P(Faults, BadScenarioTest, testing::ValuesIn(kFaults),
                          [](const auto &test) { return test.param.name; });
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

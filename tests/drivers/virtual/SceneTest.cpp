@@ -8,11 +8,9 @@
 #include <vector>
 
 #include "nubrix/types.h"
-#include "virtual/PinholeCamera.h"
-#include "virtual/ScenePaint.h"
-#include "virtual/SceneRenderer.h"
+#include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr unsigned int kStreams[] = {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR,
@@ -237,12 +235,12 @@ TEST(PinholeCameraTest, ProjectsWhatARayMeetsOntoThePixelOfTheRay)
 
 TEST(PinholeCameraTest, IntrinsicsFollowTheSize)
 {
-    const Intrinsics vga = PinholeCamera(640, 480).intrinsics();
+    const CameraIntrinsics vga = PinholeCamera(640, 480).intrinsics();
     EXPECT_EQ(vga.fx, 520.0F);
     EXPECT_EQ(vga.fy, 520.0F);
     EXPECT_EQ(vga.cx, 319.5F);
     EXPECT_EQ(vga.cy, 239.5F);
-    const Intrinsics wide = PinholeCamera(1280, 800).intrinsics();
+    const CameraIntrinsics wide = PinholeCamera(1280, 800).intrinsics();
     EXPECT_EQ(wide.fx, 1040.0F);
     EXPECT_EQ(wide.cx, 639.5F);
     EXPECT_EQ(wide.cy, 399.5F);
@@ -269,4 +267,4 @@ TEST(SceneRendererTest, NearThingsAreBrightInTheInfraredAndTheLampLightsTheTopOf
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

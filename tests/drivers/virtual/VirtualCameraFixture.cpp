@@ -4,7 +4,7 @@
 #include <future>
 #include <utility>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 void VirtualCameraTest::useScenario(const std::string &json)
 {
@@ -71,4 +71,4 @@ void VirtualCameraTest::expectThatItWaits(const std::function<void()> &end,
     EXPECT_EQ(ended.wait_for(kDeadline), std::future_status::ready);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

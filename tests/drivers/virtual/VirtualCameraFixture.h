@@ -11,7 +11,7 @@
 #include "tests/drivers/TestStream.h"
 #include "virtual/VirtualDriver.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 class VirtualCameraTest : public testing::Test {
 protected:
@@ -37,4 +37,4 @@ protected:
     std::unique_ptr<VirtualDriver> m_driver;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -8,9 +8,8 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "virtual/Scene.h"
-#include "virtual/VirtualProperties.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr unsigned int kStreams[] = {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR,
@@ -278,4 +277,4 @@ TEST_F(VirtualDeviceTest, WhatItCannotDoIsNotSupported)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

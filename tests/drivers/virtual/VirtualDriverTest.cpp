@@ -9,7 +9,7 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
@@ -306,4 +306,4 @@ TEST_F(VirtualDriverTest, ManyThreadsMayUseItAtOnce)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

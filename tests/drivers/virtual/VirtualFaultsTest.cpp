@@ -5,7 +5,7 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -283,4 +283,4 @@ TEST_F(VirtualFaultsTest, FaultsOfOneCameraLeaveTheOthersAlone)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

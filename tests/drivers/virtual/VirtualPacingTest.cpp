@@ -6,7 +6,7 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -192,4 +192,4 @@ TEST_F(VirtualPacingTest, InFreePacingEveryStartBeginsWithFrameZero)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -9,7 +9,7 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using VirtualStreamEndTest = VirtualCameraTest;
@@ -216,4 +216,4 @@ TEST_F(VirtualStreamEndTest, TwoHundredLivesLeaveNothingBehind)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

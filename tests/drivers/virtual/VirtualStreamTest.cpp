@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
-#include "virtual/SceneRenderer.h"
+#include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using VirtualStreamTest = VirtualCameraTest;
@@ -111,4 +111,4 @@ TEST_F(VirtualStreamTest, AllFourStreamsRunAtOnceInModesOfTheirOwn)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

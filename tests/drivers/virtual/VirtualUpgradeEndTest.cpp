@@ -5,7 +5,7 @@
 
 #include "tests/drivers/virtual/VirtualUpgradeFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
@@ -155,4 +155,4 @@ TEST_F(VirtualUpgradeEndTest, WaitsForItsCallbackWhenItGoesFromElsewhere)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

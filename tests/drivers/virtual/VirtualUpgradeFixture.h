@@ -17,9 +17,9 @@
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
-#include "virtual/FirmwareImage.h"
+#include "virtual/VirtualUpgrade.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 constexpr std::size_t kFirmwareBytes = 10000;  // three blocks
 
@@ -172,4 +172,4 @@ private:
     std::vector<unsigned int> m_passedOn;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -3,7 +3,7 @@
 
 #include "tests/drivers/virtual/VirtualUpgradeFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -158,4 +158,4 @@ TEST_F(VirtualUpgradeTest, NeedsNoCallbacks)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera
