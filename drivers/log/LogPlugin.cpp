@@ -9,9 +9,9 @@
 #include "log/LogWriter.h"
 #include "nubrix/log_driver.h"
 
-namespace {
+using namespace nubrix::log_plugin;
 
-using nubrix::LogWriter;
+namespace {
 
 constexpr int kInfo = 1;
 
@@ -24,7 +24,7 @@ std::atomic<int> g_level{3};
 __attribute__((constructor)) void load()
 {
     try {
-        const nubrix::LogSettings settings = nubrix::readLogSettings();
+        const LogSettings settings = readLogSettings();
         g_level = settings.level;
         g_writer = new LogWriter(settings);
     } catch (const std::exception &) {
@@ -115,7 +115,7 @@ int nubrixLogSetFilePathEntry(const char *folder)
 
 int nubrixLogSetlogLevel(int level)
 {
-    if (level < nubrix::kLowestLogLevel || level > nubrix::kHighestLogLevel)
+    if (level < kLowestLogLevel || level > kHighestLogLevel)
         return -1;
     g_level = level;
     return 0;

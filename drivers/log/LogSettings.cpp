@@ -10,7 +10,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 namespace {
 
@@ -125,4 +125,4 @@ void applyIniText(const std::string &text, LogSettings &settings)
         settings.file = *file >= 1;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 constexpr int kLowestLogLevel = 0;
 constexpr int kHighestLogLevel = 4;
@@ -24,4 +24,4 @@ LogSettings readLogSettings();
 /// Changes `settings` by the section [Log] of an INI file's text: LogConsole, LogLevel, LogFile.
 void applyIniText(const std::string &text, LogSettings &settings);
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

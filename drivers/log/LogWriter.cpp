@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <string_view>
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 namespace {
 
@@ -210,4 +210,4 @@ void LogWriter::startOver()
     m_retryAt = {};
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

@@ -10,7 +10,7 @@
 
 #include "log/LogSettings.h"
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 /// A log file is made when its first message arrives, and every message is handed to the system at
 /// once. A file that cannot be written is told once on stderr and tried again now and then; what
@@ -60,4 +60,4 @@ private:
     int m_lastError = 0;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

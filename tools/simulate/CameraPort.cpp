@@ -9,7 +9,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 namespace {
 
@@ -54,4 +54,4 @@ void requireCameraPort(const std::string &address)
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

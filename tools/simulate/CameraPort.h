@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 constexpr unsigned short kCameraPort = 3956;
 
@@ -11,4 +11,4 @@ constexpr unsigned short kCameraPort = 3956;
 /// asked before: sockets of servers share an address without a word.
 void requireCameraPort(const std::string &address);
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

@@ -4,7 +4,7 @@
 #include <array>
 #include <stdexcept>
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 namespace {
 
@@ -37,9 +37,9 @@ RoomCamera::RoomCamera(const std::vector<std::string> &components, const ModeReq
         m_source.prepare(component.streamType, modeOf(component));
 }
 
-SimulatedCameraSettings RoomCamera::settings() const
+simulator::SimulatedCameraSettings RoomCamera::settings() const
 {
-    SimulatedCameraSettings settings;
+    simulator::SimulatedCameraSettings settings;
     settings.formats.clear();
     for (const RoomComponent &component : m_components)
         settings.formats.push_back(component.format);
@@ -81,4 +81,4 @@ typedefNubrixFrameMode RoomCamera::modeOf(const RoomComponent &component) const
     return mode;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

@@ -10,7 +10,7 @@
 #include "nubrix/types.h"
 #include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 /// What a network camera can show of the room: a pixel format each.
 struct RoomComponent {
@@ -28,7 +28,7 @@ public:
     RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode);
 
     /// Address and serial number are left to be filled in.
-    SimulatedCameraSettings settings() const;
+    simulator::SimulatedCameraSettings settings() const;
     /// "depth, color at 640x480@30".
     std::string summary() const;
     /// Writes the picture of a frame. Thread-safe.
@@ -37,9 +37,9 @@ public:
 private:
     typedefNubrixFrameMode modeOf(const RoomComponent &component) const;
 
-    SceneSource m_source;
+    virtual_camera::SceneSource m_source;
     std::vector<RoomComponent> m_components;  // fixed after construction
     typedefNubrixFrameMode m_mode = {};       // of the first one
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

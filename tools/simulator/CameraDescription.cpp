@@ -5,7 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace nubrix {
+namespace nubrix::simulator {
 
 namespace {
 
@@ -220,4 +220,4 @@ std::string describeCamera(const SimulatedCameraSettings &settings)
            "<Port Name=\"Device\"/>\n</RegisterDescription>\n";
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator

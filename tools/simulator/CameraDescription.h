@@ -5,7 +5,7 @@
 
 #include "SimulatedCamera.h"
 
-namespace nubrix {
+namespace nubrix::simulator {
 
 // Registers that the description adds to those of Aravis's fake camera; 4 bytes each.
 constexpr unsigned int kRegisterFocalLength = 0x1000;
@@ -24,4 +24,4 @@ std::string genicamFormatName(unsigned int code);
 /// The description in XML. Throws std::runtime_error for a format without a name. Thread-safe.
 std::string describeCamera(const SimulatedCameraSettings &settings);
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator

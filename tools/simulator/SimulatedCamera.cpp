@@ -11,7 +11,7 @@
 
 #include "CameraDescription.h"
 
-namespace nubrix {
+namespace nubrix::simulator {
 
 namespace {
 
@@ -138,4 +138,4 @@ bool SimulatedCamera::isControlled() const
     return arv_fake_camera_get_control_channel_privilege(device) != 0;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::simulator {
 
 /// What a simulated camera is; the pixel formats are the codes of the GenICam standard.
 struct SimulatedCameraSettings {
@@ -61,4 +61,4 @@ private:
     const std::unique_ptr<Server> m_server;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator
