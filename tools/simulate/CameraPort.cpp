@@ -13,7 +13,7 @@ namespace nubrix::simulate {
 
 namespace {
 
-/// The error number of binding a socket to the port; 0 when that was possible.
+/// Error number of binding a socket to the port; 0 on success.
 int tryPort(in_addr address)
 {
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

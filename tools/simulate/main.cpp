@@ -1,4 +1,4 @@
-// nubrix-simulate: a GigE Vision server that shows the virtual room, until it is stopped.
+// nubrix-simulate: a GigE Vision server that shows the virtual room until it is stopped.
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <limits>
