@@ -11,15 +11,16 @@ namespace nubrix::virtual_camera {
 
 namespace {
 
-constexpr std::int64_t kMostFrames = 1000000000;
-constexpr std::int64_t kMostMs = 1000000000;
-constexpr std::int64_t kMostBytes = 16 << 20;
+constexpr std::int64_t kMaxFrames = 1000000000;
+constexpr std::int64_t kMaxMs = 1000000000;
+constexpr std::int64_t kMaxBytes = 16 << 20;
 
-/// Which keys a type of fault takes besides "type".
+/// A type of fault and its keys, without "type".
 struct Kind {
     const char *name;
     FaultType type;
-    bool needsMoment;  ///< one of at_frame, at_ms and after_ms, as far as the keys have them
+    bool needsMoment;  ///< one of at_frame, at_ms and after_ms is required, as far as `keys` lists
+                       ///< them
     std::vector<std::string> keys;
 };
 
@@ -101,12 +102,12 @@ int readNonZero(const JsonValue &value, std::int64_t most)
     return static_cast<int>(number);
 }
 
-/// When it happens, and that this is said once and fits the other keys.
+/// Reads the time or frame of a fault, which must be given once and fit the other keys.
 void readMoment(const JsonValue &object, const Kind &kind, Fault &fault)
 {
-    fault.atFrame = readCount(object, "at_frame", 0, kMostFrames);
-    fault.atMs = readCount(object, "at_ms", 0, kMostMs);
-    fault.afterMs = readCount(object, "after_ms", 0, kMostMs);
+    fault.atFrame = readCount(object, "at_frame", 0, kMaxFrames);
+    fault.atMs = readCount(object, "at_ms", 0, kMaxMs);
+    fault.afterMs = readCount(object, "after_ms", 0, kMaxMs);
     const int moments = (fault.atFrame ? 1 : 0) + (fault.atMs ? 1 : 0) + (fault.afterMs ? 1 : 0);
     const std::string choice =
         kind.type == FaultType::kPlug ? "at_ms or after_ms" : "at_frame or at_ms";
@@ -119,21 +120,21 @@ void readMoment(const JsonValue &object, const Kind &kind, Fault &fault)
         stream->fail("only goes with at_frame here");
 }
 
-/// What a type that is about more than a moment says besides.
+/// Reads the members that only some types have.
 void readDetails(const JsonValue &object, Fault &fault)
 {
     const bool isBuffer = fault.type == FaultType::kBufferSizeChange;
-    fault.count = readCount(object, "count", 1, kMostFrames)
+    fault.count = readCount(object, "count", 1, kMaxFrames)
                       .value_or(isBuffer ? std::numeric_limits<std::uint32_t>::max() : 1);
-    fault.duration = readCount(object, "duration_ms", 1, kMostMs);
-    fault.bytes = readCount(object, "bytes", isBuffer ? 1 : 0, kMostBytes);
-    fault.attempt = readCount(object, "attempt", 1, kMostFrames).value_or(1);
+    fault.duration = readCount(object, "duration_ms", 1, kMaxMs);
+    fault.bytes = readCount(object, "bytes", isBuffer ? 1 : 0, kMaxBytes);
+    fault.attempt = readCount(object, "attempt", 1, kMaxFrames).value_or(1);
     if (isBuffer) {
-        fault.attempt = readCount(object, "start", 1, kMostFrames).value_or(2);
+        fault.attempt = readCount(object, "start", 1, kMaxFrames).value_or(2);
         fault.bytes = fault.bytes.value_or(4096);
     }
     if (fault.type == FaultType::kUpgradeCut) {
-        const auto block = readCount(object, "at_block", 0, kMostFrames);
+        const auto block = readCount(object, "at_block", 0, kMaxFrames);
         if (!block)
             object.fail("the key at_block is missing");
         fault.atBlock = *block;
@@ -147,12 +148,12 @@ void readDetails(const JsonValue &object, Fault &fault)
     const auto by = object.member("by_ms");
     if (!by)
         object.fail("the key by_ms is missing");
-    fault.jumpMs = readNonZero(*by, kMostMs);
+    fault.jumpMs = readNonZero(*by, kMaxMs);
 }
 
 Fault readFault(const JsonValue &object)
 {
-    object.members();  // an object, then
+    object.members();  // throws for anything but an object
     const Kind &kind = kindOf(object);
     std::vector<std::string> keys = {"type"};
     keys.insert(keys.end(), kind.keys.begin(), kind.keys.end());
@@ -243,21 +244,21 @@ void FaultPlan::beginRun(unsigned int streamType)
     }
 }
 
-FrameOrders FaultPlan::ordersFor(unsigned int streamType, std::uint32_t frameIndex,
-                                 std::uint64_t nowMs)
+FrameEffects FaultPlan::effectsOn(unsigned int streamType, std::uint32_t frameIndex,
+                                  std::uint64_t nowMs)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    FrameOrders orders;
-    for (std::size_t i = 0; i < m_faults.size() && !orders.unplug; ++i)
-        orders.unplug = unplugs(i, streamType, frameIndex);
-    // A stalled frame is asked for again, so that nothing else may be counted for it now.
-    for (std::size_t i = 0; i < m_faults.size() && !orders.unplug && !orders.stall; ++i)
-        orderStall(i, streamType, frameIndex, nowMs, orders);
-    for (std::size_t i = 0; i < m_faults.size() && !orders.unplug && !orders.stall; ++i) {
+    FrameEffects effects;
+    for (std::size_t i = 0; i < m_faults.size() && !effects.unplug; ++i)
+        effects.unplug = unplugs(i, streamType, frameIndex);
+    // A stalled frame is queried again, so nothing else may be counted for it now.
+    for (std::size_t i = 0; i < m_faults.size() && !effects.unplug && !effects.stall; ++i)
+        applyStall(i, streamType, frameIndex, nowMs, effects);
+    for (std::size_t i = 0; i < m_faults.size() && !effects.unplug && !effects.stall; ++i) {
         if (concerns(m_faults[i], streamType))
-            obey(i, streamType, frameIndex, nowMs, orders);
+            applyFault(i, streamType, frameIndex, nowMs, effects);
     }
-    return orders;
+    return effects;
 }
 
 bool FaultPlan::cutsUpgrade(std::uint32_t block)
@@ -274,7 +275,7 @@ bool FaultPlan::cutsUpgrade(std::uint32_t block)
     return false;
 }
 
-bool FaultPlan::keepsAlive(std::uint64_t nowMs) const
+bool FaultPlan::answersKeepAlive(std::uint64_t nowMs) const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     for (std::size_t i = 0; i < m_faults.size(); ++i) {
@@ -316,8 +317,8 @@ bool FaultPlan::unplugs(std::size_t index, unsigned int streamType, std::uint32_
     return true;
 }
 
-void FaultPlan::orderStall(std::size_t index, unsigned int streamType, std::uint32_t frameIndex,
-                           std::uint64_t nowMs, FrameOrders &orders)
+void FaultPlan::applyStall(std::size_t index, unsigned int streamType, std::uint32_t frameIndex,
+                           std::uint64_t nowMs, FrameEffects &effects)
 {
     const Fault &fault = m_faults[index];
     if (fault.type != FaultType::kStall || !concerns(fault, streamType))
@@ -327,12 +328,12 @@ void FaultPlan::orderStall(std::size_t index, unsigned int streamType, std::uint
         if (stalled || frameIndex < *fault.atFrame)
             return;
         stalled = true;
-        orders.stall = true;
-        orders.stallMs = fault.duration;
+        effects.stall = true;
+        effects.stallMs = fault.duration;
     } else if (fault.atMs && nowMs >= *fault.atMs && !isOver(fault.duration, *fault.atMs, nowMs)) {
-        orders.stall = true;
+        effects.stall = true;
         if (fault.duration)
-            orders.stallMs = static_cast<std::uint32_t>(*fault.atMs + *fault.duration - nowMs);
+            effects.stallMs = static_cast<std::uint32_t>(*fault.atMs + *fault.duration - nowMs);
     }
 }
 
@@ -349,14 +350,14 @@ bool FaultPlan::hitsFrame(std::size_t index, unsigned int streamType, std::uint3
     return true;
 }
 
-void FaultPlan::obey(std::size_t index, unsigned int streamType, std::uint32_t frameIndex,
-                     std::uint64_t nowMs, FrameOrders &orders)
+void FaultPlan::applyFault(std::size_t index, unsigned int streamType, std::uint32_t frameIndex,
+                           std::uint64_t nowMs, FrameEffects &effects)
 {
     const Fault &fault = m_faults[index];
     const bool reached = fault.atFrame ? frameIndex >= *fault.atFrame
                                        : fault.atMs.has_value() && nowMs >= *fault.atMs;
     if (fault.type == FaultType::kClockJump && reached)
-        orders.clockOffsetUs += std::int64_t{1000} * fault.jumpMs;
+        effects.clockOffsetUs += std::int64_t{1000} * fault.jumpMs;
     if (fault.type == FaultType::kKeepAliveFail && reached && fault.atFrame)
         m_keepAliveLost.emplace(index, nowMs);
     if (fault.type != FaultType::kDrop && fault.type != FaultType::kEmptyFrame &&
@@ -364,14 +365,14 @@ void FaultPlan::obey(std::size_t index, unsigned int streamType, std::uint32_t f
         return;
     if (!hitsFrame(index, streamType, frameIndex, nowMs))
         return;
-    orders.drop |= fault.type == FaultType::kDrop;
-    orders.empty |= fault.type == FaultType::kEmptyFrame;
+    effects.drop |= fault.type == FaultType::kDrop;
+    effects.empty |= fault.type == FaultType::kEmptyFrame;
     if (fault.type == FaultType::kShortFrame) {
-        orders.shortened = true;
-        orders.bytes = fault.bytes;
+        effects.shortened = true;
+        effects.bytes = fault.bytes;
     } else if (fault.type == FaultType::kWrongType) {
-        orders.wrongType = true;
-        orders.asType = fault.asType;
+        effects.wrongType = true;
+        effects.asType = fault.asType;
     }
 }
 

@@ -28,8 +28,8 @@ struct Closer {
 };
 using File = std::unique_ptr<std::FILE, Closer>;
 
-// libpng reports errors by longjmp, which runs no destructors: the functions that setjmp hold
-// nothing that needs one.
+// libpng reports errors by longjmp, which runs no destructors: functions that call setjmp hold no
+// object that has one.
 
 struct PngReader {
     png_structp png = nullptr;
@@ -66,7 +66,7 @@ bool openPng(PngReader &reader, std::FILE *file)
         return false;
     png_set_user_limits(reader.png, kLargestSide, kLargestSide);
     png_set_chunk_malloc_max(reader.png, kLargestChunk);
-    // Texts and profiles are left out unread: one may claim to have 2 GiB.
+    // Texts and profiles are skipped: one may claim a size of 2 GiB.
     png_set_keep_unknown_chunks(reader.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_init_io(reader.png, file);
     png_read_info(reader.png, reader.info);
@@ -158,9 +158,7 @@ Image readImage(const std::string &path, bool asDepth)
 
 namespace fs = std::filesystem;
 
-const std::vector<typedefNubrixFrameMode> kNoModes;
-
-/// Cuts a suffix off; false if the name does not end in it or is nothing else.
+/// Removes a suffix; false if the name does not end in it or consists of it.
 bool cutSuffix(std::string &name, const std::string &suffix)
 {
     if (name.size() <= suffix.size() ||
@@ -275,8 +273,8 @@ std::string ImageSource::readAll(Series &series, bool isDepth, int frameRate)
         const typedefNubrixFrameMode &mode = series.modes.front();
         if (image.width != mode.width || image.height != mode.height)
             return "the image " + inQuotes(entry.path) + " differs in size from those before it";
-        if (image.pixels.size() <= m_room) {
-            m_room -= image.pixels.size();
+        if (image.pixels.size() <= m_spareBytes) {
+            m_spareBytes -= image.pixels.size();
             entry.pixels = std::move(image.pixels);
         }
     }

@@ -16,18 +16,18 @@ struct Image {
     unsigned int width = 0;
     unsigned int height = 0;
     std::vector<std::uint8_t> pixels;  ///< rows from top to bottom without padding
-    std::string error;                 ///< what is wrong with the file; empty: nothing
+    std::string error;                 ///< why the file cannot be read; empty: no error
 };
 
-/// A PNG of any kind or a JPEG (told apart by their content) as red, green, blue. 8-bit values are
-/// those of the file: nothing is converted for the sake of a display. Thread-safe.
+/// Reads a PNG of any kind or a JPEG as red, green, blue; the content decides which of the two it
+/// is. 8-bit values are those of the file, without any colour correction. Thread-safe.
 Image readColorImage(const std::string &path);
 
-/// A 16-bit grey PNG as 16-bit values in the machine's byte order. Thread-safe.
+/// Reads a 16-bit grey PNG as 16-bit values in the machine's byte order. Thread-safe.
 Image readDepthImage(const std::string &path);
 
-/// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png in the order of the names'
-/// bytes. Every image is read once to see that it can be; as many as fit are kept.
+/// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png, sorted by the bytes of
+/// their names. Every image is read once to verify it; as many as fit stay in memory.
 class ImageSource final : public FrameSource {
 public:
     static constexpr std::size_t kKeptBytes = std::size_t{64} << 20U;
@@ -45,29 +45,32 @@ public:
 private:
     struct Entry {
         std::string path;
-        std::vector<std::uint8_t> pixels;  // empty: to be read when it is wanted
+        std::vector<std::uint8_t> pixels;  // empty: read on demand
     };
 
-    /// The images of one stream, in their order.
+    /// The images of one stream in their order.
     struct Series {
         std::vector<Entry> entries;
         std::vector<typedefNubrixFrameMode> modes;  // one, or none without entries
     };
 
-    ImageSource(const ImagesSetup &setup, std::size_t room) : m_setup(setup), m_room(room) {}
+    ImageSource(const ImagesSetup &setup, std::size_t keptBytes)
+        : m_setup(setup), m_spareBytes(keptBytes)
+    {
+    }
 
-    // What is wrong, or an empty text.
+    // Both return an error message, or an empty text.
     std::string findImages();
     std::string readAll(Series &series, bool isDepth, int frameRate);
 
-    const ImagesSetup m_setup;  // all is fixed after create
+    const ImagesSetup m_setup;  // everything is fixed after create
     Series m_color;
     Series m_depth;
-    std::size_t m_room;  // bytes that may still be kept
+    std::size_t m_spareBytes;  // capacity left for decoded images
 };
 
-/// The pixel format for depth values of a unit: 1, 1/4, 1/8 and 1/16 mm have codes of their own,
-/// values of any other unit are raw 16-bit grey.
+/// The pixel format for a unit of depth: 1, 1/4, 1/8 and 1/16 mm have formats of their own; values
+/// of any other unit are raw 16-bit grey.
 unsigned int depthFormatOf(double unitMm);
 
 }  // namespace nubrix::virtual_camera

@@ -19,7 +19,7 @@ struct Closer {
     void operator()(std::FILE *file) const { std::fclose(file); }
 };
 
-constexpr std::int64_t kMostCameras = 16;
+constexpr std::int64_t kMaxCameras = 16;
 constexpr std::size_t kLongestSerial = 32;
 
 std::string serialOf(std::size_t ordinal)
@@ -68,13 +68,13 @@ std::vector<CameraSetup> readCameras(const JsonValue &value)
 {
     std::vector<CameraSetup> cameras;
     if (value.isInteger()) {
-        const auto count = static_cast<std::size_t>(value.integer(0, kMostCameras));
+        const auto count = static_cast<std::size_t>(value.integer(0, kMaxCameras));
         while (cameras.size() < count)
             cameras.push_back({serialOf(cameras.size() + 1), true, {}});
         return cameras;
     }
     for (const JsonValue &item : value.items()) {
-        if (cameras.size() == static_cast<std::size_t>(kMostCameras))
+        if (cameras.size() == static_cast<std::size_t>(kMaxCameras))
             value.fail("there may be no more than 16 cameras");
         CameraSetup camera = readCamera(item, cameras.size() + 1);
         for (const CameraSetup &other : cameras) {

@@ -1,4 +1,4 @@
-// What a scenario file says: the cameras, their pictures and what goes wrong.
+// The content of a scenario file: the cameras, their frames and their faults.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 namespace nubrix::virtual_camera {
 
 enum class Pacing {
-    kRealtime,  ///< at the frame rate; a frame that finds no room is lost
-    kFree,      ///< the next frame once everybody has given back the last one
+    kRealtime,  ///< at the frame rate; a frame is dropped when the pool is exhausted
+    kFree,      ///< the next frame when everybody has released the last one
 };
 
 struct CameraSetup {
@@ -25,7 +25,7 @@ struct CameraSetup {
 
 struct ImagesSetup {
     std::string folder;  ///< absolute, or relative to the working folder
-    int folderLine = 0;  ///< where the scenario names it
+    int folderLine = 0;  ///< line of the scenario
     bool loop = true;
     double depthUnitMm = 1.0;
     std::optional<CameraIntrinsics> intrinsics;
@@ -33,7 +33,7 @@ struct ImagesSetup {
 
 struct RecordingSetup {
     std::string file;  ///< absolute, or relative to the working folder
-    int fileLine = 0;  ///< where the scenario names it
+    int fileLine = 0;  ///< line of the scenario
     bool loop = false;
     double depthUnitMm = 0.0625;
     std::optional<CameraIntrinsics> intrinsics;
@@ -48,7 +48,7 @@ struct Scenario {
 };
 
 struct ScenarioError {
-    std::string key;  ///< e.g. faults[2].at_frame; empty when the text is no JSON
+    std::string key;  ///< e.g. faults[2].at_frame; empty when the text is not JSON
     int line = 0;     ///< from 1; 0 when the file itself cannot be read
     std::string message;
 
@@ -56,12 +56,12 @@ struct ScenarioError {
     std::string text(const std::string &file) const;
 };
 
-/// Reads a scenario; `folder` is what relative paths in it start from. A pure function of its
-/// arguments: files and folders that it names are not looked at.
+/// Parses a scenario; relative paths in it start from `folder`. A pure function of its arguments:
+/// it does not access the files that the scenario names.
 std::variant<Scenario, ScenarioError> parseScenario(const std::string &text,
                                                     const std::string &folder);
 
-/// At most 1 MiB. Relative paths in it start from its own folder. Thread-safe.
+/// Reads a file of at most 1 MiB. Relative paths in it start from its own folder. Thread-safe.
 std::variant<Scenario, ScenarioError> readScenarioFile(const std::string &path);
 
 }  // namespace nubrix::virtual_camera

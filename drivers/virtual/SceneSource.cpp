@@ -44,8 +44,6 @@ struct Size {
 constexpr Size kSizes[] = {{320, 240}, {640, 400}, {640, 480}, {1280, 800}};
 constexpr Size kDefaultSize = {640, 480};
 
-const std::vector<typedefNubrixFrameMode> kNoModes;
-
 }  // namespace
 
 SceneRenderer::SceneRenderer(unsigned int streamType, int width, int height)
@@ -69,26 +67,26 @@ SceneRenderer::SceneRenderer(unsigned int streamType, int width, int height)
     }
 }
 
-void SceneRenderer::render(std::uint32_t frameIndex, std::uint8_t *picture) const
+void SceneRenderer::render(std::uint32_t frameIndex, std::uint8_t *image) const
 {
     const Scene scene(frameIndex);
     const Corners ball = cornersOf(scene.ball());
     const Corners box = cornersOf(scene.box());
-    std::memcpy(picture, m_room.data(), m_room.size());
+    std::memcpy(image, m_room.data(), m_room.size());
     if (!m_darkRoom.empty()) {
-        paintShadow(scene, ball.data(), picture);
-        paintShadow(scene, box.data(), picture);
+        paintShadow(scene, ball.data(), image);
+        paintShadow(scene, box.data(), image);
     }
-    paintThings(scene, areaOf(ball.data(), ball.size()), areaOf(box.data(), box.size()), picture);
+    paintThings(scene, areaOf(ball.data(), ball.size()), areaOf(box.data(), box.size()), image);
 }
 
-void SceneRenderer::renderInFull(std::uint32_t frameIndex, std::uint8_t *picture) const
+void SceneRenderer::renderInFull(std::uint32_t frameIndex, std::uint8_t *image) const
 {
     const Scene scene(frameIndex);
     for (int y = 0; y < m_height; ++y) {
         for (int x = 0; x < m_width; ++x) {
             const Scene::Hit hit = scene.trace(m_camera.ray(x, y));
-            paintScenePixel(m_streamType, scene, hit, scene.isLit(hit), picture + at(x, y));
+            paintScenePixel(m_streamType, scene, hit, scene.isLit(hit), image + at(x, y));
         }
     }
 }
@@ -121,10 +119,9 @@ SceneRenderer::Area SceneRenderer::areaOf(const Vec3 *points, std::size_t count)
             static_cast<int>(std::clamp(bottom + 2.0, 0.0, height))};
 }
 
-void SceneRenderer::paintShadow(const Scene &scene, const Vec3 *corners,
-                                std::uint8_t *picture) const
+void SceneRenderer::paintShadow(const Scene &scene, const Vec3 *corners, std::uint8_t *image) const
 {
-    // The lamp hangs so that every shadow falls on the floor alone.
+    // The position of the lamp makes every shadow fall on the floor alone.
     Corners cast;
     for (std::size_t i = 0; i < cast.size(); ++i) {
         const Vec3 away = corners[i] - Scene::kLamp;
@@ -135,13 +132,13 @@ void SceneRenderer::paintShadow(const Scene &scene, const Vec3 *corners,
         for (int x = area.left; x < area.right; ++x) {
             const Scene::Hit hit = Scene::traceRoom(m_camera.ray(x, y));
             if (hit.surface == Scene::Surface::kFloor && !scene.isLit(hit))
-                std::memcpy(picture + at(x, y), &m_darkRoom[at(x, y)], m_pixelSize);
+                std::memcpy(image + at(x, y), &m_darkRoom[at(x, y)], m_pixelSize);
         }
     }
 }
 
 void SceneRenderer::paintThings(const Scene &scene, const Area &ball, const Area &box,
-                                std::uint8_t *picture) const
+                                std::uint8_t *image) const
 {
     const auto isIn = [](const Area &area, int x, int y) {
         return x >= area.left && x < area.right && y >= area.top && y < area.bottom;
@@ -164,7 +161,7 @@ void SceneRenderer::paintThings(const Scene &scene, const Area &ball, const Area
                     hit = other;
             }
             if (hit)
-                paintScenePixel(m_streamType, scene, *hit, scene.isLit(*hit), picture + at(x, y));
+                paintScenePixel(m_streamType, scene, *hit, scene.isLit(*hit), image + at(x, y));
         }
     }
 }

@@ -1,4 +1,4 @@
-// The scene as a source of pictures.
+// The scene as a source of frames.
 #pragma once
 
 #include <cstddef>
@@ -14,23 +14,24 @@
 
 namespace nubrix::virtual_camera {
 
-/// Keeps the empty room as a finished picture, with and without the lamp, and computes only what
-/// the ball, the box and their shadows change. The result is that of tracing every pixel.
+/// Renders the scene for one stream and one size. It caches the image of the empty room, with and
+/// without the lamp, and computes only what the ball, the box and their shadows change. The result
+/// is the same as tracing every pixel.
 class SceneRenderer {
 public:
     SceneRenderer(unsigned int streamType, int width, int height);
 
-    /// Bytes of a picture.
+    /// Bytes of an image.
     std::size_t size() const { return m_room.size(); }
 
     /// Writes size() bytes. Thread-safe.
-    void render(std::uint32_t frameIndex, std::uint8_t *picture) const;
+    void render(std::uint32_t frameIndex, std::uint8_t *image) const;
 
     /// The same by tracing every pixel. Thread-safe.
-    void renderInFull(std::uint32_t frameIndex, std::uint8_t *picture) const;
+    void renderInFull(std::uint32_t frameIndex, std::uint8_t *image) const;
 
 private:
-    /// Pixels from left, top up to but without right, bottom.
+    /// Pixels from left, top (inclusive) to right, bottom (exclusive).
     struct Area {
         int left;
         int top;
@@ -40,21 +41,21 @@ private:
 
     std::size_t at(int x, int y) const;
     Area areaOf(const Vec3 *points, std::size_t count) const;
-    void paintShadow(const Scene &scene, const Vec3 *corners, std::uint8_t *picture) const;
+    void paintShadow(const Scene &scene, const Vec3 *corners, std::uint8_t *image) const;
     void paintThings(const Scene &scene, const Area &ball, const Area &box,
-                     std::uint8_t *picture) const;
+                     std::uint8_t *image) const;
 
     const unsigned int m_streamType;
     const int m_width;
     const int m_height;
     const std::size_t m_pixelSize;
     const PinholeCamera m_camera;
-    std::vector<std::uint8_t> m_room;      // as the lamp shows it
-    std::vector<std::uint8_t> m_darkRoom;  // where the lamp does not reach; empty: no shadows
+    std::vector<std::uint8_t> m_room;      // lit by the lamp
+    std::vector<std::uint8_t> m_darkRoom;  // in shadow; empty: this stream has no shadows
 };
 
 /// All four streams in 320x240, 640x400, 640x480 and 1280x800 at 5, 15, 30 and 60 frames/s, and at
-/// the scenario's rate if it is another. Default: 640x480 at the scenario's rate.
+/// the scenario's rate if it differs. Default: 640x480 at the scenario's rate.
 class SceneSource final : public FrameSource {
 public:
     explicit SceneSource(int frameRate);

@@ -63,7 +63,7 @@ try {
         return;
     }
     m_callback.tell(camera.uri(), camera.serial(), camera.location(),
-                    event.action == Action::kTellConnected);
+                    event.action == Action::kNotifyConnected);
 } catch (...) {
     reportFailure("an event of a virtual camera");
 }
@@ -142,7 +142,7 @@ void VirtualCamera::plug()
         m_plugged = true;
     }
     m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
-                              HotPlug::Action::kTellConnected);
+                              HotPlug::Action::kNotifyConnected);
 }
 
 VirtualCamera::Version VirtualCamera::firmware() const
@@ -178,7 +178,7 @@ void VirtualCamera::leaveForReboot()
         m_plugged = false;
     }
     m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
-                              HotPlug::Action::kTellDisconnected);
+                              HotPlug::Action::kNotifyDisconnected);
 }
 
 void VirtualCamera::addUpgrade(const std::shared_ptr<UpgradeRun> &run)
@@ -188,7 +188,7 @@ void VirtualCamera::addUpgrade(const std::shared_ptr<UpgradeRun> &run)
     m_upgradeRuns.push_back(run);
 }
 
-void VirtualCamera::breakOffUpgrades()
+void VirtualCamera::abortUpgrades()
 {
     std::vector<std::weak_ptr<UpgradeRun>> left;
     {
@@ -197,7 +197,7 @@ void VirtualCamera::breakOffUpgrades()
     }
     for (const auto &each : left) {
         if (const std::shared_ptr<UpgradeRun> run = each.lock())
-            run->breakOff();
+            run->abort();
     }
 }
 
@@ -213,7 +213,7 @@ void VirtualCamera::unplug()
         m_device = nullptr;
     }
     const HotPlug::Time now = std::chrono::steady_clock::now();
-    m_shared.hotPlug.schedule(now, *this, HotPlug::Action::kTellDisconnected);
+    m_shared.hotPlug.schedule(now, *this, HotPlug::Action::kNotifyDisconnected);
     if (const auto delay = m_faults.nextPlugAfterMs()) {
         m_shared.hotPlug.schedule(now + std::chrono::milliseconds(*delay), *this,
                                   HotPlug::Action::kPlug);

@@ -81,7 +81,7 @@ int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int s
 {
     if (isGone())
         return kGone;
-    if (isPlace(id))
+    if (isPlayPosition(id))
         return seek(id, data, size);
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE)
         return kUnsupported;
@@ -113,8 +113,8 @@ try {
         const unsigned int room = std::exchange(*size, sizeof(VirtualTruth));
         return room < sizeof(VirtualTruth) ? kBadArgument : getTruth(data);
     }
-    if (isPlace(id))
-        return getPlace(id, data, size);
+    if (isPlayPosition(id))
+        return getPlayPosition(id, data, size);
     if (id < kPropertyIntrinsics || slotOf(id - kPropertyIntrinsics) == nullptr)
         return kUnsupported;
     const unsigned int streamType = id - kPropertyIntrinsics;
@@ -141,7 +141,7 @@ int VirtualDevice::getTruth(void *data)
     return kDone;
 }
 
-bool VirtualDevice::isPlace(unsigned int id) const
+bool VirtualDevice::isPlayPosition(unsigned int id) const
 {
     return m_camera.source().isRecorded() &&
            (id == kPropertyPlayTime ||
@@ -155,7 +155,7 @@ std::uint32_t VirtualDevice::nextFrame(const Slot &slot) const
     return m_camera.source().firstFrom(slot.type, m_state->clock.place().us);
 }
 
-int VirtualDevice::getPlace(unsigned int id, void *data, unsigned int *size)
+int VirtualDevice::getPlayPosition(unsigned int id, void *data, unsigned int *size)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     if (id != kPropertyPlayTime) {
@@ -221,7 +221,7 @@ int VirtualDevice::deviceState()
 int VirtualDevice::keepLiveState()
 {
     const auto now = m_camera.msAt(std::chrono::steady_clock::now());
-    return !isGone() && m_camera.faults().keepsAlive(now) ? 1 : 0;
+    return !isGone() && m_camera.faults().answersKeepAlive(now) ? 1 : 0;
 }
 
 int VirtualDevice::getSupportFrameMode(unsigned int streamType,

@@ -17,7 +17,7 @@ namespace nubrix::virtual_camera {
 
 namespace {
 
-/// A source, or what is wrong with what the scenario says of it.
+/// Creates the source, or returns why the scenario's source cannot be used.
 std::variant<std::shared_ptr<FrameSource>, ScenarioError> makeSource(const Scenario &scenario)
 {
     const auto widen = [](auto made) -> std::variant<std::shared_ptr<FrameSource>, ScenarioError> {
@@ -38,7 +38,7 @@ VirtualDriver::~VirtualDriver()
 {
     m_devices.clear();
     for (const auto &camera : m_cameras)
-        camera->breakOffUpgrades();
+        camera->abortUpgrades();
     m_threads.joinAll();  // they may still post to the hot-plug thread
     m_hotPlug.stop();
 }

@@ -15,8 +15,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::microseconds kShortestNap(50);
-constexpr std::chrono::microseconds kLongestNap(1000);
+constexpr std::chrono::microseconds kShortestPause(50);
+constexpr std::chrono::microseconds kLongestPause(1000);
 constexpr std::chrono::milliseconds kPoolRetry(5);
 
 }  // namespace
@@ -46,7 +46,8 @@ void StreamRun::end()
 
 std::uint32_t StreamRun::firstFrame() const
 {
-    // A stream that starts after others catches up with them: nothing of a recording is left out.
+    // A stream that starts later than others catches up with them, so that no recorded frame is
+    // skipped.
     if (isRecorded())
         return m_setup.camera.source().firstFrom(m_setup.streamType, m_place.us);
     return isFree() ? 0 : CameraClock::indexAt(m_place.epoch, steady_clock::now(), m_frameRate);
@@ -55,7 +56,7 @@ std::uint32_t StreamRun::firstFrame() const
 void StreamRun::lookUpRecorded(std::uint32_t &frameIndex)
 {
     FrameSource &source = m_setup.camera.source();
-    if (isSought()) {
+    if (isSeekPending()) {
         m_place = m_setup.state->clock.place();
         frameIndex = source.firstFrom(m_setup.streamType, m_place.us);
     }
@@ -68,37 +69,37 @@ bool StreamRun::runFrame(std::uint32_t &frameIndex)
     if (isRecorded())
         lookUpRecorded(frameIndex);
     m_next = frameIndex;
-    if (isRecorded() && !m_recorded) {  // the end, until another place is sought
+    if (isRecorded() && !m_recorded) {  // the end, until the next seek
         sleepUntil(nullptr);
         return !isEnding();
     }
     const Time capture = nextCapture(frameIndex);
-    // In real time an image is rendered before its time, so that it can be delivered in time.
+    // In real time an image is rendered before its time, so that the frame is not late.
     FramePtr frame;
     if (!isFree() && !render(frameIndex, frame))
         return false;
     sleepUntil(&capture);
     if (isEnding())
         return false;
-    if (isSought())
+    if (isSeekPending())
         return true;
-    const FrameOrders orders =
-        camera.faults().ordersFor(m_setup.streamType, frameIndex, camera.msAt(capture));
-    if (orders.unplug) {
+    const FrameEffects effects =
+        camera.faults().effectsOn(m_setup.streamType, frameIndex, camera.msAt(capture));
+    if (effects.unplug) {
         camera.unplug();
         return false;
     }
-    if (orders.stall) {
+    if (effects.stall) {
         frame.reset();
         const Time end =
-            steady_clock::now() + std::chrono::milliseconds(orders.stallMs.value_or(0));
-        sleepUntil(orders.stallMs ? &end : nullptr);
+            steady_clock::now() + std::chrono::milliseconds(effects.stallMs.value_or(0));
+        sleepUntil(effects.stallMs ? &end : nullptr);
         return true;
     }
-    if (isFree() && !orders.drop && !render(frameIndex, frame))
+    if (isFree() && !effects.drop && !render(frameIndex, frame))
         return false;
-    if (frame && !orders.drop && !isEnding()) {
-        describe(frame->frame(), frameIndex, capture, orders);
+    if (frame && !effects.drop && !isEnding()) {
+        describe(frame->frame(), frameIndex, capture, effects);
         m_setup.callback(frame.get(), m_setup.user);
         if (isFree())
             awaitReturn(*frame);
@@ -114,7 +115,7 @@ StreamRun::Time StreamRun::nextCapture(std::uint32_t &frameIndex) const
         return now;
     if (isRecorded())
         return m_place.epoch + std::chrono::microseconds(m_recorded->us - m_place.us);
-    // Frames that have passed meanwhile are lost.
+    // Frames whose time has passed are dropped.
     frameIndex = std::max(frameIndex, CameraClock::indexAt(m_place.epoch, now, m_frameRate));
     return CameraClock::captureTime(m_place.epoch, frameIndex, m_frameRate);
 }
@@ -124,7 +125,7 @@ bool StreamRun::render(std::uint32_t frameIndex, FramePtr &frame)
     FramePtr taken(takeFrame());
     FrameSource &source = m_setup.camera.source();
     if (!taken || taken->frame().data == nullptr ||
-        taken->bufferSize() < source.largestPicture(m_setup.streamType, m_setup.mode))
+        taken->bufferSize() < source.largestFrameBytes(m_setup.streamType, m_setup.mode))
         return true;
     auto *data = static_cast<std::uint8_t *>(taken->frame().data);
     const auto result = source.fill(m_setup.streamType, m_setup.mode, frameIndex, data);
@@ -136,8 +137,8 @@ bool StreamRun::render(std::uint32_t frameIndex, FramePtr &frame)
 NubrixFrameRef *StreamRun::takeFrame()
 {
     NubrixFrameRef *frame = m_setup.allocator->allocOneFrame();
-    // A recording is played in full, however slowly its frames are taken.
-    while (frame == nullptr && (isFree() || isRecorded()) && !isEnding() && !isSought()) {
+    // A recording is played in full, however slowly the application releases frames.
+    while (frame == nullptr && (isFree() || isRecorded()) && !isEnding() && !isSeekPending()) {
         const Time retry = steady_clock::now() + kPoolRetry;
         sleepUntil(&retry);
         frame = m_setup.allocator->allocOneFrame();
@@ -146,14 +147,14 @@ NubrixFrameRef *StreamRun::takeFrame()
 }
 
 void StreamRun::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
-                         const FrameOrders &orders) const
+                         const FrameEffects &effects) const
 {
     auto stamp = static_cast<std::uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count());
     if (m_recorded)
         stamp = m_recorded->timestampUs;
-    const auto offset = static_cast<std::uint64_t>(orders.clockOffsetUs);
-    stamp = orders.clockOffsetUs < 0 && stamp < 0 - offset ? 0 : stamp + offset;
+    const auto offset = static_cast<std::uint64_t>(effects.clockOffsetUs);
+    stamp = effects.clockOffsetUs < 0 && stamp < 0 - offset ? 0 : stamp + offset;
     record.pixelFormat = m_setup.mode.pixelFormat;
     record.streamType = m_setup.streamType;
     record.frameIndex = frameIndex;
@@ -170,40 +171,41 @@ void StreamRun::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, T
         record.height = m_recorded->height;
         record.dataSize = m_recorded->bytes;
     }
-    if (orders.shortened) {
-        record.dataSize = std::min(record.dataSize, orders.bytes.value_or(record.dataSize / 2));
+    if (effects.shortened) {
+        record.dataSize = std::min(record.dataSize, effects.bytes.value_or(record.dataSize / 2));
         record.flags |= kFrameFlagShort;
     }
-    if (orders.empty) {
+    if (effects.empty) {
         record.dataSize = 0;
         record.flags |= kFrameFlagEmpty;
     }
-    if (orders.wrongType) {
+    if (effects.wrongType) {
         const unsigned int other =
             m_setup.streamType == NUBRIX_STREAM_DEPTH ? NUBRIX_STREAM_COLOR : NUBRIX_STREAM_DEPTH;
-        record.streamType = orders.asType == 0 ? other : orders.asType;
+        record.streamType = effects.asType == 0 ? other : effects.asType;
         record.flags |= kFrameFlagWrongType;
     }
 }
 
 void StreamRun::awaitReturn(NubrixFrameRef &frame)
 {
-    // Nothing reports when a frame is returned, so its count is polled: ours alone is 1.
-    auto nap = kShortestNap;
-    while (!isEnding() && !isSought()) {
+    // There is no notification of a release, so the count is polled: it is 1 when only this
+    // reference is left.
+    auto pause = kShortestPause;
+    while (!isEnding() && !isSeekPending()) {
         frame.incRef();
         if (frame.release() == 1)
             return;
-        const Time next = steady_clock::now() + nap;
+        const Time next = steady_clock::now() + pause;
         sleepUntil(&next);
-        nap = std::min(nap * 2, kLongestNap);
+        pause = std::min(pause * 2, kLongestPause);
     }
 }
 
 void StreamRun::sleepUntil(const Time *until)
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    const auto ending = [this] { return m_ended || isUpgraded() || isSought(); };
+    const auto ending = [this] { return m_ended || isUpgraded() || isSeekPending(); };
     if (until == nullptr)
         m_wake.wait(lock, ending);
     else
@@ -223,7 +225,7 @@ bool StreamRun::isUpgraded() const
     return m_setup.camera.upgrades() != m_setup.upgrades;
 }
 
-bool StreamRun::isSought() const
+bool StreamRun::isSeekPending() const
 {
     return isRecorded() && m_setup.state->clock.place().seeks != m_place.seeks;
 }
@@ -256,7 +258,7 @@ VirtualStream::~VirtualStream()
 
 unsigned int VirtualStream::getFrameBufferSize()
 {
-    return m_device.camera().source().largestPicture(m_streamType, m_device.mode(m_streamType)) +
+    return m_device.camera().source().largestFrameBytes(m_streamType, m_device.mode(m_streamType)) +
            m_device.camera().faults().extraBufferBytes(m_streamType);
 }
 
@@ -276,7 +278,8 @@ try {
     const typedefNubrixFrameMode mode = m_device.mode(m_streamType);
     camera.source().prepare(m_streamType, mode);
     camera.faults().beginRun(m_streamType);
-    camera.threads().join(m_thread);  // its last frame comes before the first one of this start
+    camera.threads().join(
+        m_thread);  // the last frame of the previous start comes before the first of this one
     return begin(mode, upgrades);
 } catch (const std::exception &) {
     return kFailed;

@@ -34,7 +34,7 @@ constexpr std::chrono::milliseconds kBlockTime(1);
 constexpr std::chrono::milliseconds kRebootTime(200);
 constexpr std::chrono::seconds kEventTimeOut(10);
 
-// What is done by the end of each step, in per cent.
+// Progress at the end of each step, in per cent.
 constexpr int kDetached = 5;
 constexpr int kWritten = 85;
 constexpr int kRebooted = 95;
@@ -42,7 +42,7 @@ constexpr int kVerified = 100;
 
 thread_local const UpgradeRun *runOfThisThread = nullptr;
 
-void tellProgress(const typedefNubrixUpgradeCallbacks &callbacks, int percent)
+void notifyProgress(const typedefNubrixUpgradeCallbacks &callbacks, int percent)
 {
     if (callbacks.onProgress)
         callbacks.onProgress(nullptr, percent, callbacks.user);
@@ -69,7 +69,7 @@ std::variant<FirmwareImage, std::string> FirmwareImage::read(const std::string &
     const std::uintmax_t length = std::filesystem::file_size(path, error);
     if (error)
         return wrong("cannot be read: " + error.message());
-    if (length > kHeaderBytes + kMostBytes)
+    if (length > kHeaderBytes + kMaxBytes)
         return wrong("is no firmware image: it is larger than 64 MiB");
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(length));
     std::ifstream file(path, std::ios::binary);
@@ -104,7 +104,7 @@ int UpgradeRun::begin()
     const std::lock_guard<std::mutex> lock(m_lock);
     if (m_claimed)
         return kWrongState;
-    if (m_breakOff || !m_camera.isPlugged())
+    if (m_aborted || !m_camera.isPlugged())
         return kGone;
     m_claimed = true;
     ++m_runs;
@@ -153,15 +153,15 @@ try {
 
 void UpgradeRun::upgrade(const FirmwareImage &image, const Callbacks &callbacks)
 {
-    tellProgress(callbacks, kDetached);
+    notifyProgress(callbacks, kDetached);
     const std::vector<std::uint8_t> written = write(image, callbacks);
     reboot();
-    tellProgress(callbacks, kRebooted);
+    notifyProgress(callbacks, kRebooted);
     if (FirmwareImage::crcOf(written) != image.crc)
         throw Failed{kFailed, "what was written differs from the image"};
     requireCamera();
     m_camera.setFirmware(image.version);
-    tellProgress(callbacks, kVerified);
+    notifyProgress(callbacks, kVerified);
 }
 
 std::vector<std::uint8_t> UpgradeRun::write(const FirmwareImage &image, const Callbacks &callbacks)
@@ -169,7 +169,7 @@ std::vector<std::uint8_t> UpgradeRun::write(const FirmwareImage &image, const Ca
     const auto size = static_cast<std::uint32_t>(image.firmware.size());
     const std::uint32_t blocks = (size + kBlockBytes - 1) / kBlockBytes;
     std::vector<std::uint8_t> written;
-    int told = kDetached;
+    int reported = kDetached;
     for (std::uint32_t block = 0; block < blocks; ++block) {
         requireCamera();
         if (m_camera.faults().cutsUpgrade(block)) {
@@ -179,10 +179,10 @@ std::vector<std::uint8_t> UpgradeRun::write(const FirmwareImage &image, const Ca
         const std::uint32_t from = block * kBlockBytes;
         const auto first = std::next(image.firmware.begin(), from);
         written.insert(written.end(), first, std::next(first, std::min(kBlockBytes, size - from)));
-        nap(kBlockTime);
+        pause(kBlockTime);
         const auto share = std::uint64_t{block + 1} * (kWritten - kDetached) / blocks;
-        if (const int percent = kDetached + static_cast<int>(share); percent != told)
-            tellProgress(callbacks, told = percent);
+        if (const int percent = kDetached + static_cast<int>(share); percent != reported)
+            notifyProgress(callbacks, reported = percent);
     }
     return written;
 }
@@ -194,7 +194,7 @@ void UpgradeRun::reboot()
     m_camera.leaveForReboot();
     try {
         awaitEvent(NUBRIX_DEVICE_DISCONNECTED);
-        nap(kRebootTime);
+        pause(kRebootTime);
     } catch (const Failed &) {
         m_camera.plug();
         throw;
@@ -216,14 +216,14 @@ void UpgradeRun::onEvent(unsigned int state)
     m_arrived = m_expected == state;
 }
 
-bool UpgradeRun::keepsEvent()
+bool UpgradeRun::takeEvent()
 {
-    // The library asks right after it has passed an event on. The end of the upgrade waits for
-    // that, or the last event would reach the application.
+    // The library calls this right after it has passed an event on. The upgrade waits for the call
+    // at its end; otherwise the last event would reach the application.
     const std::lock_guard<std::mutex> lock(m_lock);
     if (!std::exchange(m_arrived, false))
-        return false;  // a real unplugging, say
-    m_kept = true;
+        return false;  // for example a real unplugging
+    m_taken = true;
     m_expected.reset();
     m_wake.notify_all();
     return true;
@@ -232,21 +232,21 @@ bool UpgradeRun::keepsEvent()
 void UpgradeRun::awaitEvent(unsigned int state)
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    m_wake.wait_for(lock, kEventTimeOut, [this] { return m_kept || m_breakOff; });
-    if (m_breakOff)
+    m_wake.wait_for(lock, kEventTimeOut, [this] { return m_taken || m_aborted; });
+    if (m_aborted)
         throw Failed{kFailed, "it was broken off"};
-    if (!std::exchange(m_kept, false)) {
+    if (!std::exchange(m_taken, false)) {
         throw Failed{kFailed, std::string("nobody noticed that the camera ") +
                                   (state == NUBRIX_DEVICE_CONNECTED ? "came back" : "left")};
     }
 }
 
-void UpgradeRun::nap(std::chrono::milliseconds time)
+void UpgradeRun::pause(std::chrono::milliseconds time)
 {
     std::unique_lock<std::mutex> lock(m_lock);
     if (m_camera.pacing() == Pacing::kRealtime)
-        m_wake.wait_for(lock, time, [this] { return m_breakOff; });
-    if (m_breakOff)
+        m_wake.wait_for(lock, time, [this] { return m_aborted; });
+    if (m_aborted)
         throw Failed{kFailed, "it was broken off"};
 }
 
@@ -256,11 +256,11 @@ void UpgradeRun::requireCamera() const
         throw Failed{kGone, "the camera was unplugged"};
 }
 
-void UpgradeRun::breakOff()
+void UpgradeRun::abort()
 {
     const unsigned int own = runOfThisThread == this ? 1 : 0;
     std::unique_lock<std::mutex> lock(m_lock);
-    m_breakOff = true;
+    m_aborted = true;
     m_wake.notify_all();
     m_wake.wait(lock, [&] { return m_runs == own; });
 }
@@ -277,7 +277,7 @@ VirtualUpgrade::VirtualUpgrade(VirtualCamera &camera)
 
 VirtualUpgrade::~VirtualUpgrade()
 {
-    m_run->breakOff();
+    m_run->abort();
 }
 
 int VirtualUpgrade::deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallbacks *callbacks,
@@ -290,8 +290,8 @@ try {
         reportUpgrade(m_uri, *wrong);
         return kBadArgument;
     }
-    const UpgradeRun::Callbacks told = callbacks ? *callbacks : UpgradeRun::Callbacks();
-    return begin(std::move(std::get<FirmwareImage>(read)), told);
+    return begin(std::move(std::get<FirmwareImage>(read)),
+                 callbacks ? *callbacks : UpgradeRun::Callbacks());
 } catch (...) {
     reportFailure("the upgrade of a virtual camera");
     return kFailed;
@@ -319,7 +319,7 @@ void VirtualUpgrade::onDeviceStateChange(const char * /*deviceAddr*/, const char
 
 bool VirtualUpgrade::isUpgradeState()
 {
-    return m_run->keepsEvent();
+    return m_run->takeEvent();
 }
 
 std::string VirtualUpgrade::getDeviceSerialNumber()

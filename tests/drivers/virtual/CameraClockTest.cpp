@@ -37,7 +37,7 @@ TEST(CameraClockTest, BeforeTheFirstFrameTheIndexIsZero)
     EXPECT_EQ(CameraClock::indexAt(epoch, epoch - microseconds(500000), 30), 0U);
 }
 
-TEST(CameraClockTest, RunsOnWhileAStreamRunsAndBeginsAnewAfterwards)
+TEST(CameraClockTest, RestartsWhenTheFirstStreamStarts)
 {
     CameraClock clock;
     const auto first = clock.begin().epoch;

@@ -50,7 +50,7 @@ protected:
         return record;
     }
 
-    /// So many frames of colour and depth, 10 ms apart, depth 1 ms later.
+    /// Frames of colour and depth, 10 ms apart, depth 1 ms later.
     static std::vector<SentRecord> pairs(unsigned int count)
     {
         std::vector<SentRecord> records;
@@ -61,7 +61,7 @@ protected:
         return records;
     }
 
-    /// Plays the bytes of a file; `more` goes into the recording object.
+    /// Plays the bytes of a file; `more` is added to the recording object.
     void play(const std::string &bytes, const std::string &more = "",
               const std::string &pacing = "free")
     {
@@ -120,7 +120,7 @@ protected:
         return m_device->setProperty(kPropertyPlayFrame + streamType, &frame, sizeof frame);
     }
 
-    /// What is said about a file.
+    /// The error message for a file.
     std::string wrongWith(const std::string &bytes)
     {
         RecordingSetup setup;
@@ -177,7 +177,7 @@ TEST_F(RecordingSourceTest, EndsAfterTheLastFrame)
     EXPECT_EQ(m_device->deviceState(), NUBRIX_DEVICE_CONNECTED);
 }
 
-TEST_F(RecordingSourceTest, BeginsAgainInALoop)
+TEST_F(RecordingSourceTest, RestartsInALoop)
 {
     play(bytesOf(pairs(3)), R"(, "repeat": "loop")");
     std::vector<unsigned int> indices;
@@ -193,7 +193,7 @@ TEST_F(RecordingSourceTest, KeepsTheRecordedPace)
         sent.push_back(record(NUBRIX_STREAM_DEPTH, static_cast<unsigned int>(sent.size()), us));
     play(bytesOf(sent), "", "realtime");
     const std::vector<Received> frames = take(NUBRIX_STREAM_DEPTH, 4);
-    // None comes before its time; how late it comes is the machine's business.
+    // No frame comes before its time; a slow machine may deliver it later.
     for (std::size_t i = 1; i < frames.size(); ++i) {
         EXPECT_GE(frames[i].arrival - frames[0].arrival,
                   std::chrono::microseconds(sent[i].timestampUs - sent[0].timestampUs) -
@@ -203,7 +203,7 @@ TEST_F(RecordingSourceTest, KeepsTheRecordedPace)
     EXPECT_GE(frames[3].arrival - frames[0].arrival, std::chrono::milliseconds(340));
 }
 
-TEST_F(RecordingSourceTest, LosesNothingInRealTimeToASlowReader)
+TEST_F(RecordingSourceTest, LosesNoFrameToASlowReaderInRealTime)
 {
     play(bytesOf(pairs(40)), "", "realtime");
     TestStream stream(*m_device, NUBRIX_STREAM_DEPTH, 1);
@@ -225,7 +225,7 @@ TEST_F(RecordingSourceTest, LosesNothingInRealTimeToASlowReader)
         EXPECT_EQ(indices[i], i);
 }
 
-TEST_F(RecordingSourceTest, GoesToAFrame)
+TEST_F(RecordingSourceTest, SeeksToAFrame)
 {
     play(bytesOf(pairs(30)));
     EXPECT_EQ(seekFrame(NUBRIX_STREAM_COLOR, 12), 0);
@@ -236,15 +236,15 @@ TEST_F(RecordingSourceTest, GoesToAFrame)
     EXPECT_EQ(take(NUBRIX_STREAM_DEPTH, 1)[0].record.frameIndex, 12U);
 }
 
-TEST_F(RecordingSourceTest, GoesToATime)
+TEST_F(RecordingSourceTest, SeeksToATime)
 {
     play(bytesOf(pairs(30)));
-    EXPECT_EQ(seekTime(100500), 0);  // after the colour of 10, before its depth
+    EXPECT_EQ(seekTime(100500), 0);  // after colour frame 10, before its depth frame
     EXPECT_EQ(take(NUBRIX_STREAM_COLOR, 1)[0].record.frameIndex, 11U);
     EXPECT_EQ(take(NUBRIX_STREAM_DEPTH, 1)[0].record.frameIndex, 10U);
 }
 
-TEST_F(RecordingSourceTest, GoesBackWhileItRuns)
+TEST_F(RecordingSourceTest, SeeksBackWhileItRuns)
 {
     for (const char *pacing : {"free", "realtime"}) {
         play(bytesOf(pairs(5)), "", pacing);
@@ -259,7 +259,7 @@ TEST_F(RecordingSourceTest, GoesBackWhileItRuns)
     }
 }
 
-TEST_F(RecordingSourceTest, GoesAheadWithoutWaitingForAFrameThatIsFarAway)
+TEST_F(RecordingSourceTest, SeeksWithoutWaitingForADistantFrame)
 {
     play(bytesOf({record(NUBRIX_STREAM_DEPTH, 0, 0), record(NUBRIX_STREAM_DEPTH, 1, 3600000000U)}),
          "", "realtime");
@@ -270,7 +270,7 @@ TEST_F(RecordingSourceTest, GoesAheadWithoutWaitingForAFrameThatIsFarAway)
     EXPECT_TRUE(stream.sink().await(2));
 }
 
-TEST_F(RecordingSourceTest, RefusesPlacesThatAreNone)
+TEST_F(RecordingSourceTest, RefusesInvalidPositions)
 {
     play(bytesOf(pairs(5)));
     EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, 5), -4);
@@ -282,7 +282,7 @@ TEST_F(RecordingSourceTest, RefusesPlacesThatAreNone)
     EXPECT_EQ(playTime(), 0U);
 }
 
-TEST_F(RecordingSourceTest, OtherSourcesHaveNoPlaces)
+TEST_F(RecordingSourceTest, OtherSourcesHaveNoPositions)
 {
     useDefault();
     m_device = open();
@@ -292,7 +292,7 @@ TEST_F(RecordingSourceTest, OtherSourcesHaveNoPlaces)
     EXPECT_EQ(m_device->getProperty(kPropertyPlayFrame + 2, &frame, &size), -8);
 }
 
-TEST_F(RecordingSourceTest, TellsTheModeOfWhatWasRecorded)
+TEST_F(RecordingSourceTest, HasTheModeOfTheRecordedFrames)
 {
     std::vector<SentRecord> sent = pairs(5);
     sent.push_back(record(NUBRIX_STREAM_IR, 0, 100));
@@ -321,7 +321,7 @@ TEST_F(RecordingSourceTest, DeliversFramesOfOtherSizesAsTheyAre)
     std::vector<SentRecord> sent = {record(NUBRIX_STREAM_DEPTH, 0, 0),
                                     record(NUBRIX_STREAM_DEPTH, 1, 1000),
                                     record(NUBRIX_STREAM_DEPTH, 2, 2000)};
-    sent[0].pixels.resize(7);  // damaged when it was recorded
+    sent[0].pixels.resize(7);  // damaged during recording
     sent[2].width = 12;
     sent[2].pixels += sent[2].pixels;
     play(bytesOf(sent));
@@ -331,7 +331,7 @@ TEST_F(RecordingSourceTest, DeliversFramesOfOtherSizesAsTheyAre)
         expectSame(frames[i], sent[i]);
 }
 
-TEST_F(RecordingSourceTest, PlaysTheWholeRecordsOfAFileThatWasCut)
+TEST_F(RecordingSourceTest, PlaysTheCompleteRecordsOfATruncatedFile)
 {
     const std::vector<SentRecord> sent = pairs(3);
     const std::string bytes = bytesOf(sent);
@@ -351,7 +351,7 @@ TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
     const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
     const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
     writeFile(path, "");
-    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_COLOR, {}));
+    std::vector<std::uint8_t> data(source->largestFrameBytes(NUBRIX_STREAM_COLOR, {}));
     EXPECT_EQ(source->fill(NUBRIX_STREAM_COLOR, {}, 0, data.data()), FrameSource::Result::kLost);
     const std::string reported = GetCapturedStderr();
     EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not whole"));
@@ -359,21 +359,21 @@ TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
     EXPECT_THAT(reported, Not(HasSubstr("\x1b")));
 }
 
-TEST_F(RecordingSourceTest, ARecordWhosePixelsAreCutOffMeanwhileIsLostAndTheOthersCome)
+TEST_F(RecordingSourceTest, ARecordThatIsTruncatedDuringPlaybackIsDroppedAlone)
 {
     const std::string bytes = bytesOf(pairs(2));
     const std::string path = m_folder.file("room.bin", bytes);
     const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
     const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
-    std::filesystem::resize_file(path, bytes.size() - 1);  // the last one: depth
-    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_DEPTH, {}));
+    std::filesystem::resize_file(path, bytes.size() - 1);  // of the last record: depth
+    std::vector<std::uint8_t> data(source->largestFrameBytes(NUBRIX_STREAM_DEPTH, {}));
     CaptureStderr();
     EXPECT_EQ(source->fill(NUBRIX_STREAM_DEPTH, {}, 1, data.data()), FrameSource::Result::kLost);
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("record 3 of"));
     EXPECT_EQ(source->fill(NUBRIX_STREAM_DEPTH, {}, 0, data.data()), FrameSource::Result::kFilled);
 }
 
-TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome)
+TEST_F(RecordingSourceTest, ARecordThatChangesDuringPlaybackIsDroppedAlone)
 {
     const std::vector<SentRecord> sent = pairs(4);
     const std::size_t second = bytesOf(sent[0]).size();
@@ -388,7 +388,7 @@ TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome
         for (std::size_t i = 0; i < 3; ++i)
             expectSame(frames[i], sent[2 * i + 3]);
     };
-    // The bytes that it now claims are there, but a frame has no space for them.
+    // The bytes that it claims now exist, but do not fit a frame.
     depthOf(tagOf(sent[1], sent[1].pixels.size() * 2));
     depthOf(tagOf(sent[1], sent[1].pixels.size() - 1));
     SentRecord other = sent[1];
@@ -396,7 +396,7 @@ TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome
     depthOf(tagOf(other, other.pixels.size()));
 }
 
-TEST_F(RecordingSourceTest, TimesThatGoBackOrFarAheadDoNotUpsetIt)
+TEST_F(RecordingSourceTest, AcceptsTimesThatJumpBackOrFarAhead)
 {
     std::vector<SentRecord> sent = pairs(3);
     sent[1].timestampUs = 0;
@@ -407,7 +407,7 @@ TEST_F(RecordingSourceTest, TimesThatGoBackOrFarAheadDoNotUpsetIt)
     EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, ~0U), 0);
 }
 
-TEST_F(RecordingSourceTest, SaysWhatIsWrongWithAFile)
+TEST_F(RecordingSourceTest, ReportsWhatIsWrongWithAFile)
 {
     RecordingSetup missing;
     missing.file = m_folder.file("missing.bin");

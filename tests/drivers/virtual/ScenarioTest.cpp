@@ -151,7 +151,7 @@ TEST(ScenarioTest, ReadsEveryTypeOfFault)
         EXPECT_EQ(fault(R"({"type": )" + std::string(text) + "}").type, type) << text;
 }
 
-TEST(ScenarioTest, ReadsWhatFaultsSayBesides)
+TEST(ScenarioTest, ReadsTheDetailsOfFaults)
 {
     const Fault drop = fault(R"({"type": "drop", "at_frame": 9, "count": 3, "stream": "depth"})");
     EXPECT_EQ(drop.atFrame, 9U);
@@ -204,7 +204,7 @@ TEST(ScenarioErrorTest, ReadsAsOneLine)
     EXPECT_EQ((ScenarioError{"a\nb", 1, "is\twrong"}).text("file"), "file:1: a?b: is?wrong");
 }
 
-/// A bad scenario, and what is to be said about it.
+/// An invalid scenario and its error message.
 struct Bad {
     const char *name;
     const char *text;
@@ -220,7 +220,7 @@ void PrintTo(const Bad &bad, std::ostream *stream)
 
 class BadScenarioTest : public testing::TestWithParam<Bad> {};
 
-TEST_P(BadScenarioTest, IsToldWithKeyAndLine)
+TEST_P(BadScenarioTest, IsReportedWithKeyAndLine)
 {
     const auto result = parseScenario(GetParam().text, ".");
     const auto *error = std::get_if<ScenarioError>(&result);

@@ -37,6 +37,12 @@ NubrixBaseDevice &VirtualCameraTest::openSmall(int frameRate)
     return device;
 }
 
+NubrixBaseDevice &VirtualCameraTest::openFreePacing()
+{
+    useScenario(kFree);
+    return openSmall();
+}
+
 std::vector<typedefNubrixeviceAttribute> VirtualCameraTest::list()
 {
     std::vector<typedefNubrixeviceAttribute> records(60);

@@ -156,7 +156,7 @@ TEST_F(VirtualDeviceTest, HasOneStreamOfATypeAtATime)
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_COLOR, &first), 0);
 }
 
-TEST_F(VirtualDeviceTest, TellsItsVersionsAndSerialNumber)
+TEST_F(VirtualDeviceTest, ReturnsItsVersionsAndSerialNumber)
 {
     NubrixBaseDevice &device = openDefault();
     unsigned char record[100];
@@ -221,7 +221,7 @@ TEST_F(VirtualDeviceTest, KeepsTheStreamFlagMode)
     EXPECT_EQ(read(), 3U);
 }
 
-TEST_F(VirtualDeviceTest, OtherPropertiesAreNotSupported)
+TEST_F(VirtualDeviceTest, OtherPropertiesAreUnsupported)
 {
     NubrixBaseDevice &device = openDefault();
     unsigned char data[100] = {};
@@ -252,7 +252,7 @@ TEST_F(VirtualDeviceTest, TheIntrinsicsAreThoseOfTheCurrentMode)
     EXPECT_EQ(intrinsics.fx, 520.0F);
 }
 
-TEST_F(VirtualDeviceTest, TheTruthOfAnyPixelOfAnyFrameCanBeAskedFor)
+TEST_F(VirtualDeviceTest, ReturnsTheTrueDepthOfAnyPixelOfAnyFrame)
 {
     NubrixBaseDevice &device = openDefault();
     setMode(device, NUBRIX_STREAM_DEPTH, 320, 240, 15);
@@ -267,7 +267,7 @@ TEST_F(VirtualDeviceTest, TheTruthOfAnyPixelOfAnyFrameCanBeAskedFor)
     EXPECT_EQ(device.getProperty(kPropertyTruth, &truth, &size), -4);
 }
 
-TEST_F(VirtualDeviceTest, WhatItCannotDoIsNotSupported)
+TEST_F(VirtualDeviceTest, MissingFeaturesAreUnsupported)
 {
     NubrixBaseDevice &device = openDefault();
     unsigned char data[4] = {};
