@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "common/Text.h"
 #include "virtual/JsonDocument.h"
 
 namespace nubrix::virtual_camera {
@@ -107,7 +108,7 @@ CameraIntrinsics readIntrinsics(const JsonValue &value)
     return {read("fx", 0.001), read("fy", 0.001), read("cx", -100000.0), read("cy", -100000.0)};
 }
 
-/// Relative to the scenario's folder.
+/// Resolves a path relative to the scenario's folder.
 std::string readPath(const JsonValue &value, const std::string &folder)
 {
     std::string path = value.text();
@@ -211,11 +212,8 @@ std::variant<Scenario, ScenarioError> readScenarioFile(const std::string &path)
 
 std::string ScenarioError::text(const std::string &file) const
 {
-    std::string whole = file + ":" + (line > 0 ? std::to_string(line) + ": " : " ") +
-                        (key.empty() ? "" : key + ": ") + message;
-    const auto breaksLines = [](char c) { return static_cast<unsigned char>(c) < 0x20; };
-    std::replace_if(whole.begin(), whole.end(), breaksLines, '?');
-    return whole;
+    return cleanText(file + ":" + (line > 0 ? std::to_string(line) + ": " : " ") +
+                     (key.empty() ? "" : key + ": ") + message);
 }
 
 std::variant<Scenario, ScenarioError> parseScenario(const std::string &text,

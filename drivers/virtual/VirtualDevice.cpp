@@ -11,6 +11,7 @@
 #include "common/Report.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
+#include "virtual/Report.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualStream.h"
 #include "virtual/VirtualUpgrade.h"
@@ -26,6 +27,11 @@ NubrixVersions versionsOf(const VirtualCamera &camera)
     std::copy(firmware.begin(), firmware.end(), versions.firmware);
     versions.hardware[0] = 1;
     return versions;
+}
+
+std::string nameOf(unsigned int streamType)
+{
+    return streamType == NUBRIX_STREAM_LIGHT_IR ? "light-ir" : streamName(streamType);
 }
 
 }  // namespace
@@ -52,19 +58,27 @@ VirtualDevice::~VirtualDevice()
 
 int VirtualDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
 {
-    Slot *slot = slotOf(streamType);
-    if (slot == nullptr || stream == nullptr)
+    if (stream == nullptr)
         return kBadArgument;
+    Slot *slot = slotOf(streamType);
+    if (slot == nullptr) {
+        report(m_camera.uri() + " has no stream of type " + std::to_string(streamType));
+        return kBadArgument;
+    }
     if (isGone())
         return kGone;
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (slot->stream)
-        return kWrongState;
-    slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
-    if (!slot->stream)
-        return kFailed;
-    *stream = slot->stream.get();
-    return kDone;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (!slot->stream) {
+            slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
+            if (!slot->stream)
+                return kFailed;
+            *stream = slot->stream.get();
+            return kDone;
+        }
+    }
+    report(m_camera.uri() + " has its " + nameOf(streamType) + " stream open already");
+    return kWrongState;
 }
 
 int VirtualDevice::destroyStream(NubrixBaseStream **stream)
@@ -243,15 +257,17 @@ int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFram
         return kBadArgument;
     if (isGone())
         return kGone;
-    const auto &table = m_camera.source().modes(streamType);
-    if (std::none_of(table.begin(), table.end(),
-                     [&](const typedefNubrixFrameMode &entry) { return isSame(entry, mode); }))
+    const ModeTable table = {streamType, m_camera.source().modes(streamType)};
+    if (table.find(mode) == table.records.size()) {
+        report(m_camera.uri() + " " + nameOf(streamType) + ": " + table.refusal(mode));
         return kBadArgument;
+    }
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream && slot->stream->isRunning())
         return kWrongState;
     slot->mode = mode;
-    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    // Written only on a change: the application may be reading it, and each start sets the mode
+    // again.
     if (!isSame(slot->shown, mode))
         slot->shown = mode;
     return kDone;

@@ -12,6 +12,9 @@
 namespace nubrix::virtual_camera {
 namespace {
 
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
 constexpr unsigned int kStreams[] = {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR,
                                      NUBRIX_STREAM_LIGHT_IR};
 
@@ -154,6 +157,24 @@ TEST_F(VirtualDeviceTest, HasOneStreamOfATypeAtATime)
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_COLOR, &second), 0);
     EXPECT_EQ(device.closeAllStreams(), 0);
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_COLOR, &first), 0);
+}
+
+TEST_F(VirtualDeviceTest, ReportsWhatItRefuses)
+{
+    NubrixBaseDevice &device = openDefault();
+    NubrixBaseStream *stream = nullptr;
+    ASSERT_EQ(device.createStream(NUBRIX_STREAM_LIGHT_IR, &stream), 0);
+    CaptureStderr();
+    EXPECT_EQ(device.createStream(64, &stream), -4);
+    EXPECT_EQ(device.createStream(NUBRIX_STREAM_LIGHT_IR, &stream), -2);
+    EXPECT_EQ(device.setFrameMode(NUBRIX_STREAM_IR, {NUBRIX_PIXEL_GREY8, 640, 480, 31}, false), -4);
+    const std::string subject = "nubrix virtual camera: usb:virtual-VIRT0001 ";
+    EXPECT_EQ(GetCapturedStderr(),
+              subject + "has no stream of type 64\n" + subject +
+                  "has its light-ir stream open already\n" + subject +
+                  "ir: frameRate 31 cannot be had for 640x480 at 31 frames/s, the nearest mode is "
+                  "640x480 at 30 frames/s with pixelFormat " +
+                  std::to_string(NUBRIX_PIXEL_GREY8) + "\n");
 }
 
 TEST_F(VirtualDeviceTest, ReturnsItsVersionsAndSerialNumber)
