@@ -50,7 +50,8 @@ std::uint32_t StreamRun::firstFrame() const
     // skipped.
     if (isRecorded())
         return m_setup.camera.source().firstFrom(m_setup.streamType, m_place.us);
-    return isFree() ? 0 : CameraClock::indexAt(m_place.epoch, steady_clock::now(), m_frameRate);
+    return isFreePacing() ? 0
+                          : CameraClock::indexAt(m_place.epoch, steady_clock::now(), m_frameRate);
 }
 
 void StreamRun::lookUpRecorded(std::uint32_t &frameIndex)
@@ -76,7 +77,7 @@ bool StreamRun::runFrame(std::uint32_t &frameIndex)
     const Time capture = nextCapture(frameIndex);
     // In real time an image is rendered before its time, so that the frame is not late.
     FramePtr frame;
-    if (!isFree() && !render(frameIndex, frame))
+    if (!isFreePacing() && !render(frameIndex, frame))
         return false;
     sleepUntil(&capture);
     if (isEnding())
@@ -91,27 +92,31 @@ bool StreamRun::runFrame(std::uint32_t &frameIndex)
     }
     if (effects.stall) {
         frame.reset();
-        const Time end =
-            steady_clock::now() + std::chrono::milliseconds(effects.stallMs.value_or(0));
-        sleepUntil(effects.stallMs ? &end : nullptr);
+        stall(effects.stallMs);
         return true;
     }
-    if (isFree() && !effects.drop && !render(frameIndex, frame))
+    if (isFreePacing() && !effects.drop && !render(frameIndex, frame))
         return false;
     if (frame && !effects.drop && !isEnding()) {
-        describe(frame->frame(), frameIndex, capture, effects);
+        fillRecord(frame->frame(), frameIndex, capture, effects);
         m_setup.callback(frame.get(), m_setup.user);
-        if (isFree())
+        if (isFreePacing())
             awaitReturn(*frame);
     }
     ++frameIndex;
     return true;
 }
 
+void StreamRun::stall(const std::optional<std::uint32_t> &ms)
+{
+    const Time end = steady_clock::now() + std::chrono::milliseconds(ms.value_or(0));
+    sleepUntil(ms ? &end : nullptr);
+}
+
 StreamRun::Time StreamRun::nextCapture(std::uint32_t &frameIndex) const
 {
     const Time now = steady_clock::now();
-    if (isFree())
+    if (isFreePacing())
         return now;
     if (isRecorded())
         return m_place.epoch + std::chrono::microseconds(m_recorded->us - m_place.us);
@@ -138,7 +143,8 @@ NubrixFrameRef *StreamRun::takeFrame()
 {
     NubrixFrameRef *frame = m_setup.allocator->allocOneFrame();
     // A recording is played in full, however slowly the application releases frames.
-    while (frame == nullptr && (isFree() || isRecorded()) && !isEnding() && !isSeekPending()) {
+    while (frame == nullptr && (isFreePacing() || isRecorded()) && !isEnding() &&
+           !isSeekPending()) {
         const Time retry = steady_clock::now() + kPoolRetry;
         sleepUntil(&retry);
         frame = m_setup.allocator->allocOneFrame();
@@ -146,8 +152,8 @@ NubrixFrameRef *StreamRun::takeFrame()
     return frame;
 }
 
-void StreamRun::describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
-                         const FrameEffects &effects) const
+void StreamRun::fillRecord(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
+                           const FrameEffects &effects) const
 {
     auto stamp = static_cast<std::uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count());
@@ -241,7 +247,7 @@ bool StreamRun::isRecorded() const
     return m_setup.camera.source().isRecorded();
 }
 
-bool StreamRun::isFree() const
+bool StreamRun::isFreePacing() const
 {
     return m_setup.camera.pacing() == Pacing::kFree;
 }

@@ -64,8 +64,10 @@ private:
     /// Leaves `frame` empty when the pool is exhausted or the image is missing. False at the end.
     bool render(std::uint32_t frameIndex, FramePtr &frame);
     NubrixFrameRef *takeFrame();
-    void describe(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
-                  const FrameEffects &effects) const;
+    void fillRecord(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
+                    const FrameEffects &effects) const;
+    /// Pauses the delivery; empty: until it ends.
+    void stall(const std::optional<std::uint32_t> &ms);
     void awaitReturn(NubrixFrameRef &frame);
     /// Sleeps until a time (null: without limit); returns early at the end, on an upgrade or on a
     /// seek.
@@ -73,7 +75,7 @@ private:
     bool isEnding() const;
     bool isUpgraded() const;
     bool isSeekPending() const;
-    bool isFree() const;
+    bool isFreePacing() const;
     bool isRecorded() const;
 
     const Setup m_setup;

@@ -40,8 +40,7 @@ protected:
     void writePairs(unsigned int count)
     {
         for (unsigned int i = 0; i < count; ++i) {
-            std::string name = "p";
-            name += std::to_string(i);
+            const std::string name = std::string("p") + std::to_string(i);
             writeColor(name + ".color.png", i);
             writeDepth(name + ".depth.png", i);
         }
@@ -60,13 +59,9 @@ protected:
                                                  std::size_t count)
     {
         PixelStream stream(device, streamType);
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(count));
-        EXPECT_EQ(stream.stop(), 0);
         std::vector<std::vector<unsigned char>> images;
-        for (const Received &frame : stream.sink().frames())
+        for (const Received &frame : run(stream, count))
             images.push_back(frame.pixels);
-        images.resize(count);
         return images;
     }
 
@@ -78,11 +73,8 @@ protected:
         setup.folderLine = 12;
         const auto made = ImageSource::create(setup, 30);
         const auto *error = std::get_if<ScenarioError>(&made);
-        if (error == nullptr)
-            return "";
-        EXPECT_EQ(error->key, "images.folder");
-        EXPECT_EQ(error->line, 12);
-        return error->message;
+        EXPECT_TRUE(error == nullptr || (error->key == "images.folder" && error->line == 12));
+        return error == nullptr ? "" : error->message;
     }
 
     TemporaryFolder m_folder;
@@ -395,12 +387,10 @@ TEST_F(ForeignImagesTest, AreDeliveredPixelByPixel)
         EXPECT_EQ(depthImages[i++], readSimply(path, PNG_FORMAT_LINEAR_Y)) << path;
     i = 0;
     for (const auto &[name, path] : colors) {
-        const auto &image = colorImages[i++];
-        if (path.find(".png") != std::string::npos) {
-            EXPECT_EQ(image, readSimply(path, PNG_FORMAT_RGB)) << path;
-        } else {
-            EXPECT_EQ(image, readColorImage(path).pixels) << path;
-        }
+        const bool isPng = path.find(".png") != std::string::npos;
+        EXPECT_EQ(colorImages[i++],
+                  isPng ? readSimply(path, PNG_FORMAT_RGB) : readColorImage(path).pixels)
+            << path;
     }
 }
 

@@ -9,11 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/TemporaryFolder.h"
-#include "tests/drivers/virtual/VirtualCameraFixture.h"
+#include "tests/drivers/virtual/RecordingFixture.h"
 #include "tests/fakes/HangGuard.h"
-#include "tests/record/RecordBytes.h"
-#include "virtual/VirtualDevice.h"
 
 namespace nubrix::virtual_camera {
 namespace {
@@ -24,120 +21,7 @@ using testing::IsEmpty;
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
-constexpr unsigned int kWidth = 6;
-constexpr unsigned int kHeight = 5;
-constexpr unsigned long long kStartUs = 7000000000ULL;  // past 32 bits
-
-unsigned int bytesPerPixel(unsigned int streamType)
-{
-    if (streamType == NUBRIX_STREAM_COLOR)
-        return 3;
-    return streamType == NUBRIX_STREAM_DEPTH ? 2 : 1;
-}
-
-class RecordingSourceTest : public VirtualCameraTest {
-protected:
-    static SentRecord record(unsigned int streamType, unsigned int index, unsigned int us)
-    {
-        SentRecord record;
-        record.streamType = streamType;
-        record.index = index;
-        record.timestampUs = kStartUs + us;
-        record.width = kWidth;
-        record.height = kHeight;
-        for (unsigned int i = 0; i < kWidth * kHeight * bytesPerPixel(streamType); ++i)
-            record.pixels += static_cast<char>(i * 7 + index * 31 + streamType);
-        return record;
-    }
-
-    /// Frames of colour and depth, 10 ms apart, depth 1 ms later.
-    static std::vector<SentRecord> pairs(unsigned int count)
-    {
-        std::vector<SentRecord> records;
-        for (unsigned int i = 0; i < count; ++i) {
-            records.push_back(record(NUBRIX_STREAM_COLOR, i, i * 10000));
-            records.push_back(record(NUBRIX_STREAM_DEPTH, i, i * 10000 + 1000));
-        }
-        return records;
-    }
-
-    /// Plays the bytes of a file; `more` is added to the recording object.
-    void play(const std::string &bytes, const std::string &more = "",
-              const std::string &pacing = "free")
-    {
-        m_folder.file("room.bin", bytes);
-        useScenario(R"({"pacing": ")" + pacing + R"(", "source": "recording",
-            "recording": {"file": ")" +
-                    m_folder.file("room.bin") + "\"" + more + "}}");
-        m_device = open();
-    }
-
-    /// The first `count` frames of a stream.
-    std::vector<Received> take(unsigned int streamType, std::size_t count)
-    {
-        PixelStream stream(*m_device, streamType);
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(count));
-        EXPECT_EQ(stream.stop(), 0);
-        std::vector<Received> frames = stream.sink().frames();
-        frames.resize(count);
-        return frames;
-    }
-
-    static void expectSame(const Received &frame, const SentRecord &sent)
-    {
-        EXPECT_EQ(frame.record.streamType, sent.streamType);
-        EXPECT_EQ(frame.record.frameIndex, sent.index);
-        EXPECT_EQ(frame.record.timestampLow | std::uint64_t{frame.record.timestampHigh} << 32U,
-                  sent.timestampUs);
-        EXPECT_EQ(frame.record.width, sent.width);
-        EXPECT_EQ(frame.record.height, sent.height);
-        EXPECT_EQ(std::string(frame.pixels.begin(), frame.pixels.end()), sent.pixels);
-    }
-
-    std::uint64_t playTime()
-    {
-        std::uint64_t us = 0;
-        unsigned int size = sizeof us;
-        EXPECT_EQ(m_device->getProperty(kPropertyPlayTime, &us, &size), 0);
-        EXPECT_EQ(size, 8U);
-        return us;
-    }
-    unsigned int playFrame(unsigned int streamType)
-    {
-        unsigned int frame = 0;
-        unsigned int size = sizeof frame;
-        EXPECT_EQ(m_device->getProperty(kPropertyPlayFrame + streamType, &frame, &size), 0);
-        EXPECT_EQ(size, 4U);
-        return frame;
-    }
-    int seekTime(std::uint64_t us)
-    {
-        return m_device->setProperty(kPropertyPlayTime, &us, sizeof us);
-    }
-    int seekFrame(unsigned int streamType, unsigned int frame)
-    {
-        return m_device->setProperty(kPropertyPlayFrame + streamType, &frame, sizeof frame);
-    }
-
-    /// The error message for a file.
-    std::string wrongWith(const std::string &bytes)
-    {
-        RecordingSetup setup;
-        setup.file = m_folder.file("odd.bin", bytes);
-        setup.fileLine = 12;
-        return wrongWith(setup);
-    }
-    static std::string wrongWith(const RecordingSetup &setup)
-    {
-        const auto made = RecordingSource::create(setup);
-        const auto *error = std::get_if<ScenarioError>(&made);
-        return error == nullptr ? "" : error->text("scenario.json");
-    }
-
-    TemporaryFolder m_folder;
-    NubrixBaseDevice *m_device = nullptr;
-};
+using RecordingSourceTest = RecordingTest;
 
 TEST_F(RecordingSourceTest, PlaysEveryFrameOnceAndAsItWasRecorded)
 {
@@ -223,73 +107,6 @@ TEST_F(RecordingSourceTest, LosesNoFrameToASlowReaderInRealTime)
     const std::vector<unsigned int> indices = stream.sink().indices();
     for (unsigned int i = 0; i < 40; ++i)
         EXPECT_EQ(indices[i], i);
-}
-
-TEST_F(RecordingSourceTest, SeeksToAFrame)
-{
-    play(bytesOf(pairs(30)));
-    EXPECT_EQ(seekFrame(NUBRIX_STREAM_COLOR, 12), 0);
-    EXPECT_EQ(playFrame(NUBRIX_STREAM_COLOR), 12U);
-    EXPECT_EQ(playFrame(NUBRIX_STREAM_DEPTH), 12U);
-    EXPECT_EQ(playTime(), 120000U);
-    EXPECT_EQ(take(NUBRIX_STREAM_COLOR, 1)[0].record.frameIndex, 12U);
-    EXPECT_EQ(take(NUBRIX_STREAM_DEPTH, 1)[0].record.frameIndex, 12U);
-}
-
-TEST_F(RecordingSourceTest, SeeksToATime)
-{
-    play(bytesOf(pairs(30)));
-    EXPECT_EQ(seekTime(100500), 0);  // after colour frame 10, before its depth frame
-    EXPECT_EQ(take(NUBRIX_STREAM_COLOR, 1)[0].record.frameIndex, 11U);
-    EXPECT_EQ(take(NUBRIX_STREAM_DEPTH, 1)[0].record.frameIndex, 10U);
-}
-
-TEST_F(RecordingSourceTest, SeeksBackWhileItRuns)
-{
-    for (const char *pacing : {"free", "realtime"}) {
-        play(bytesOf(pairs(5)), "", pacing);
-        TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink().await(5));
-        ASSERT_TRUE(eventually([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 5; }));
-        EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, 3), 0);
-        ASSERT_TRUE(stream.sink().await(7));
-        EXPECT_EQ(stream.stop(), 0);
-        EXPECT_THAT(stream.sink().indices(), ElementsAre(0, 1, 2, 3, 4, 3, 4)) << pacing;
-    }
-}
-
-TEST_F(RecordingSourceTest, SeeksWithoutWaitingForADistantFrame)
-{
-    play(bytesOf({record(NUBRIX_STREAM_DEPTH, 0, 0), record(NUBRIX_STREAM_DEPTH, 1, 3600000000U)}),
-         "", "realtime");
-    TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(1));
-    EXPECT_EQ(seekTime(3600000000U), 0);
-    EXPECT_TRUE(stream.sink().await(2));
-}
-
-TEST_F(RecordingSourceTest, RefusesInvalidPositions)
-{
-    play(bytesOf(pairs(5)));
-    EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, 5), -4);
-    EXPECT_EQ(seekFrame(NUBRIX_STREAM_IR, 0), -8);  // there is no such stream
-    const unsigned int frame = 1;
-    EXPECT_EQ(m_device->setProperty(kPropertyPlayTime, &frame, sizeof frame), -4);
-    EXPECT_EQ(m_device->setProperty(kPropertyPlayTime, nullptr, 8), -4);
-    EXPECT_EQ(m_device->setProperty(kPropertyPlayFrame + 2, &frame, 3), -4);
-    EXPECT_EQ(playTime(), 0U);
-}
-
-TEST_F(RecordingSourceTest, OtherSourcesHaveNoPositions)
-{
-    useDefault();
-    m_device = open();
-    EXPECT_EQ(seekTime(0), -8);
-    unsigned int frame = 0;
-    unsigned int size = sizeof frame;
-    EXPECT_EQ(m_device->getProperty(kPropertyPlayFrame + 2, &frame, &size), -8);
 }
 
 TEST_F(RecordingSourceTest, HasTheModeOfTheRecordedFrames)

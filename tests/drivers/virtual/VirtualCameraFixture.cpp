@@ -68,6 +68,17 @@ void VirtualCameraTest::setMode(NubrixBaseDevice &device, unsigned int type, int
     FAIL() << "there is no mode " << width << "x" << height << "@" << frameRate;
 }
 
+std::vector<Received> VirtualCameraTest::run(TestStream &stream, std::size_t count)
+{
+    stream.sink().clear();
+    EXPECT_EQ(stream.start(), 0);
+    EXPECT_TRUE(stream.sink().await(count));
+    EXPECT_EQ(stream.stop(), 0);
+    auto frames = stream.sink().frames();
+    frames.resize(count);
+    return frames;
+}
+
 void VirtualCameraTest::expectThatItWaits(const std::function<void()> &end,
                                           const std::function<void()> &release)
 {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,6 +33,12 @@ protected:
     /// Changes the mode of a stream; fails the test when the mode is missing.
     static void setMode(NubrixBaseDevice &device, unsigned int type, int width, int height,
                         int frameRate);
+    /// The first `count` frames of a run of the stream.
+    static std::vector<Received> run(TestStream &stream, std::size_t count);
+    static std::uint64_t stampOf(const typedefNubrixFrame &record)
+    {
+        return (std::uint64_t{record.timestampHigh} << 32U) | record.timestampLow;
+    }
     /// Expects that `end` does not return before `release` has been called.
     static void expectThatItWaits(const std::function<void()> &end,
                                   const std::function<void()> &release);

@@ -11,11 +11,6 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-std::uint64_t stampOf(const typedefNubrixFrame &record)
-{
-    return (std::uint64_t{record.timestampHigh} << 32U) | record.timestampLow;
-}
-
 class VirtualFaultsTest : public VirtualCameraTest {
 protected:
     /// One camera in free pacing with small frames and these faults.
@@ -23,26 +18,6 @@ protected:
     {
         useScenario(R"({"pacing": "free", "faults": [)" + faults + "]}");
         return openSmall();
-    }
-
-    NubrixBaseDevice &openSmall()
-    {
-        NubrixBaseDevice &device = *open();
-        setMode(device, NUBRIX_STREAM_DEPTH, 320, 240, 60);
-        setMode(device, NUBRIX_STREAM_IR, 320, 240, 60);
-        return device;
-    }
-
-    /// The first `count` frames of a run.
-    static std::vector<Received> run(TestStream &stream, std::size_t count)
-    {
-        stream.sink().clear();
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(count));
-        EXPECT_EQ(stream.stop(), 0);
-        auto frames = stream.sink().frames();
-        frames.resize(count);
-        return frames;
     }
 
     static std::vector<unsigned int> indicesOf(const std::vector<Received> &frames)

@@ -13,11 +13,6 @@ using testing::ElementsAre;
 
 using VirtualPacingTest = VirtualCameraTest;
 
-std::uint64_t stampOf(const typedefNubrixFrame &record)
-{
-    return (std::uint64_t{record.timestampHigh} << 32U) | record.timestampLow;
-}
-
 std::uint64_t usOf(std::chrono::steady_clock::time_point moment)
 {
     return static_cast<std::uint64_t>(
