@@ -60,12 +60,12 @@ private:
     [[noreturn]] static void serve(unsigned int width, unsigned int height, int ready)
     try {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        nubrix::SimulatedCameraSettings settings;
+        nubrix::simulator::SimulatedCameraSettings settings;
         settings.address = kAddress;
         settings.width = width;
         settings.height = height;
         settings.frameRate = 60;
-        const nubrix::SimulatedCamera camera(
+        const nubrix::simulator::SimulatedCamera camera(
             settings, [](std::uint32_t, std::uint32_t, void *, unsigned int, unsigned int) {});
         if (write(ready, "u", 1) == 1)
             pause();

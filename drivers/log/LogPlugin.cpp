@@ -1,4 +1,4 @@
-// The functions that the library calls, on one writer for the process.
+// The functions that the library calls, on one writer per process.
 #include <atomic>
 #include <cerrno>
 #include <memory>
@@ -9,9 +9,9 @@
 #include "log/LogWriter.h"
 #include "nubrix/log_driver.h"
 
-namespace {
+using namespace nubrix::log_plugin;
 
-using nubrix::LogWriter;
+namespace {
 
 constexpr int kInfo = 1;
 
@@ -19,12 +19,12 @@ std::mutex g_lock;
 LogWriter *g_writer = nullptr;  // under g_lock
 std::atomic<int> g_level{3};
 
-// What is loaded before and destroyed after everything else may log until the very end: no static
-// object with a destructor here.
+// Libraries that are loaded earlier and destroyed later may log until the process exits: therefore
+// no static object with a destructor here.
 __attribute__((constructor)) void load()
 {
     try {
-        const nubrix::LogSettings settings = nubrix::readLogSettings();
+        const LogSettings settings = readLogSettings();
         g_level = settings.level;
         g_writer = new LogWriter(settings);
     } catch (const std::exception &) {
@@ -34,7 +34,7 @@ __attribute__((constructor)) void load()
 
 __attribute__((destructor)) void unload()
 {
-    // A thread that is still writing while the process ends keeps the writer.
+    // A thread that is still writing during the exit of the process keeps the writer.
     const std::unique_lock<std::mutex> lock(g_lock, std::try_to_lock);
     if (!lock.owns_lock())
         return;
@@ -42,7 +42,7 @@ __attribute__((destructor)) void unload()
     g_writer = nullptr;
 }
 
-// Nothing is thrown at the library, and a caller's errno stays what it was.
+// Throws nothing at the library and preserves the caller's errno.
 template <typename Operation>
 int onWriter(Operation operation)
 {
@@ -115,7 +115,7 @@ int nubrixLogSetFilePathEntry(const char *folder)
 
 int nubrixLogSetlogLevel(int level)
 {
-    if (level < nubrix::kLowestLogLevel || level > nubrix::kHighestLogLevel)
+    if (level < kLowestLogLevel || level > kHighestLogLevel)
         return -1;
     g_level = level;
     return 0;

@@ -10,13 +10,13 @@
 #include <fstream>
 #include <iterator>
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// The file beside this plug-in, under the name by which it was loaded.
+// The file next to this plug-in, under the path by which it was loaded.
 std::string iniPath()
 {
     Dl_info info = {};
@@ -32,7 +32,8 @@ void applyIniFile(const std::string &path, LogSettings &settings)
         applyIniText({std::istreambuf_iterator<char>(file), {}}, settings);
 }
 
-// As the library reads the same file: found as plain text, no blanks trimmed, no number is 0.
+// Like the library's reader of the same file: keys are found as plain text, blanks are not trimmed,
+// and a missing number is 0.
 std::optional<int> iniNumber(const std::string &section, const std::string &key)
 {
     std::size_t at = section.find(key);
@@ -51,7 +52,7 @@ void refuse(const char *name, const char *value, const char *allowed)
                  allowed);
 }
 
-// The digit in the environment variable, when it is one of 0 to highest.
+// The digit in an environment variable, if it is one of 0 to `highest`.
 std::optional<int> digitFromEnvironment(const char *name, int highest, const char *allowed)
 {
     const char *value = std::getenv(name);
@@ -125,4 +126,4 @@ void applyIniText(const std::string &text, LogSettings &settings)
         settings.file = *file >= 1;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

@@ -1,10 +1,10 @@
-// What the log plug-in is told when it is loaded.
+// The settings of the log plug-in when it is loaded.
 #pragma once
 
 #include <optional>
 #include <string>
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 constexpr int kLowestLogLevel = 0;
 constexpr int kHighestLogLevel = 4;
@@ -17,11 +17,11 @@ struct LogSettings {
     std::string fileName;  // of the newest log file
 };
 
-/// The defaults, changed by `nubrixLog.ini` beside the plug-in, changed by the environment. What
-/// cannot be understood is told on stderr and left as it was. Not thread-safe.
+/// The defaults, overridden by `nubrixLog.ini` next to the plug-in, overridden by the environment.
+/// An invalid value is reported on stderr and ignored. Not thread-safe.
 LogSettings readLogSettings();
 
-/// Changes `settings` by the section [Log] of an INI file's text: LogConsole, LogLevel, LogFile.
+/// Applies the section [Log] of an INI file's text to `settings`: LogConsole, LogLevel, LogFile.
 void applyIniText(const std::string &text, LogSettings &settings);
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

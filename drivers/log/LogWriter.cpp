@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <string_view>
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
 namespace {
 
@@ -31,7 +31,7 @@ constexpr std::array<spdlog::level::level_enum, 5> kSpdlogLevels = {
     spdlog::level::trace, spdlog::level::info, spdlog::level::warn, spdlog::level::err,
     spdlog::level::critical};
 
-// Our word for the level where spdlog would write its own.
+// The level in our words instead of spdlog's.
 class LevelWord final : public spdlog::custom_flag_formatter {
 public:
     void format(const spdlog::details::log_msg &message, const std::tm &,
@@ -65,8 +65,7 @@ spdlog::details::log_msg toMessage(const char *module, int level, std::string_vi
             {text.data(), text.size()}};
 }
 
-// 0, or the errno of what keeps `path` from being written. spdlog itself would try again and sleep
-// in between.
+// 0, or the errno that keeps `path` from being written. spdlog itself would retry with sleeps.
 int tryToOpen(const std::string &path)
 {
     std::error_code error;
@@ -101,7 +100,7 @@ LogWriter::~LogWriter() = default;
 
 int LogWriter::write(const char *module, int level, const std::string &text)
 {
-    // A line end of the message's own would give an empty line.
+    // A line end in the message would make an empty line.
     const std::size_t length = text.find_last_not_of("\r\n") + 1;
     if (length == 0 || (!m_consoleOn && !m_fileOn))
         return 0;
@@ -123,7 +122,7 @@ int LogWriter::setFolder(const std::string &folder)
 {
     std::error_code error;
     const fs::path absolute = fs::absolute(folder, error);
-    // The slash asks for a folder. One that is missing is made with the first message.
+    // The slash requires a folder. A missing one is created with the first message.
     if (access((absolute.string() + "/").c_str(), W_OK | X_OK) != 0 && errno != ENOENT) {
         m_lastError = errno;
         return -1;
@@ -196,18 +195,18 @@ void LogWriter::fail(int error)
     std::error_code ignored;
     if (m_madeFile && fs::is_regular_file(path(), ignored) && fs::is_empty(path(), ignored))
         fs::remove(path(), ignored);
-    if (!m_failureTold) {
+    if (!m_failureReported) {
         std::fprintf(stderr, "nubrix log: cannot write %s: %s\n", path().c_str(),
                      std::strerror(error));
-        m_failureTold = true;
+        m_failureReported = true;
     }
 }
 
 void LogWriter::startOver()
 {
     m_file.reset();
-    m_failureTold = false;
+    m_failureReported = false;
     m_retryAt = {};
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

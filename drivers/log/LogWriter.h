@@ -1,4 +1,4 @@
-// Writes log messages to the console and to a file that is rotated.
+// Writes log messages to the console and to a rotated file.
 #pragma once
 
 #include <spdlog/sinks/sink.h>
@@ -10,11 +10,11 @@
 
 #include "log/LogSettings.h"
 
-namespace nubrix {
+namespace nubrix::log_plugin {
 
-/// A log file is made when its first message arrives, and every message is handed to the system at
-/// once. A file that cannot be written is told once on stderr and tried again now and then; what
-/// was lost meanwhile is counted and told in the file as soon as it can be written. Not
+/// The first message creates the log file, and every message is passed to the system at once. When
+/// the file cannot be written, this is reported once on stderr and retried now and then; lost
+/// messages are counted, and their number is logged to the file as soon as it can be written. Not
 /// thread-safe.
 class LogWriter {
 public:
@@ -23,12 +23,12 @@ public:
     LogWriter(const LogWriter &) = delete;
     LogWriter &operator=(const LogWriter &) = delete;
 
-    /// 0, or -1 when the file that should have it could not take it.
+    /// 0, or -1 when the message could not be written to the file.
     int write(const char *module, int level, const std::string &text);
 
     void setConsole(bool on) { m_consoleOn = on; }
     void setFile(bool on);
-    /// -1 (and the old folder stays) when it is there and no file can be made in it.
+    /// -1 (and the old folder stays) when the folder exists and is not writable.
     int setFolder(const std::string &folder);
     /// -1 outside 1 to 2047.
     int setMaxSize(unsigned int megabytes);
@@ -54,10 +54,10 @@ private:
     std::unique_ptr<spdlog::sinks::sink> m_console;
     std::unique_ptr<spdlog::sinks::sink> m_file;  // null until the first message
     bool m_madeFile = false;
-    bool m_failureTold = false;
+    bool m_failureReported = false;
     Clock::time_point m_retryAt;
     std::uint64_t m_lost = 0;
     int m_lastError = 0;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::log_plugin

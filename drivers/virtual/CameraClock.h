@@ -1,27 +1,28 @@
 // The clock that the frame indices of an opened camera come from.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <mutex>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
-/// Runs while streams run and begins anew when the first of them starts, so that all streams of
-/// one rate have the same index at the same time. A recording is played from the moment on that was
-/// sought last. Thread-safe.
+/// Runs while streams run and restarts when the first of them starts, so that all streams of one
+/// rate have the same index at the same time. A recording is played from the time of the last seek.
+/// Thread-safe.
 class CameraClock {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// Where playing began.
+    /// Where playback began.
     struct Place {
-        Time epoch;            ///< the moment of frame 0, or of ...
-        std::uint64_t us = 0;  ///< ... this time in a recording
+        Time epoch;            ///< time of frame 0, or of ...
+        std::uint64_t us = 0;  ///< ... this position in a recording
         unsigned int seeks = 0;
     };
 
-    /// A stream starts.
+    /// Called when a stream starts.
     Place begin()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -30,7 +31,7 @@ public:
         return m_place;
     }
 
-    /// All streams go on from a time in the recording, now or when they start.
+    /// Moves all streams to a time in the recording, now or when they start.
     void seek(std::uint64_t us)
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -49,13 +50,13 @@ public:
         --m_running;
     }
 
-    /// When a frame is captured, in whole microseconds.
+    /// The time at which a frame is captured, in whole microseconds.
     static Time captureTime(Time epoch, std::uint32_t frameIndex, unsigned int frameRate)
     {
         return epoch + std::chrono::microseconds(std::uint64_t{frameIndex} * 1000000U / frameRate);
     }
 
-    /// The newest frame that has been captured at a moment.
+    /// The newest frame that has been captured at a given time.
     static std::uint32_t indexAt(Time epoch, Time now, unsigned int frameRate)
     {
         if (now < epoch)
@@ -72,4 +73,11 @@ private:
     Place m_place;
 };
 
-}  // namespace nubrix
+/// What a device shares with the threads of its streams. It outlives the device when the device is
+/// closed from within one of its own frame callbacks. Thread-safe.
+struct OpenState {
+    CameraClock clock;
+    std::atomic<bool> gone{false};  ///< the camera was unplugged; never reset
+};
+
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-// Where the pictures of a virtual camera come from.
+// Where the frames of a virtual camera come from.
 #pragma once
 
 #include <cstddef>
@@ -6,14 +6,15 @@
 #include <optional>
 #include <vector>
 
+#include "common/CameraProperties.h"
+#include "common/ModeTable.h"
 #include "nubrix/types.h"
-#include "virtual/PinholeCamera.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
-/// What a recorded picture has that a mode and a clock do not tell.
-struct RecordedPicture {
-    std::uint64_t us;  ///< since the start of the recording; never less than the one before
+/// The metadata that was recorded with a frame.
+struct RecordedFrame {
+    std::uint64_t us;  ///< since the start of the recording; never decreases
     std::uint64_t timestampUs;
     std::uint32_t frameIndex;
     unsigned int bytes;
@@ -21,13 +22,22 @@ struct RecordedPicture {
     unsigned short height;
 };
 
-/// A source of pictures for each stream type. Shared by all cameras. Thread-safe.
+/// The modes of a stream that does not exist.
+inline const std::vector<typedefNubrixFrameMode> kNoModes;
+
+/// Bytes of one frame in a mode.
+inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
+{
+    return static_cast<unsigned int>(mode.width) * mode.height * pixelBytes(mode.pixelFormat);
+}
+
+/// A source of frames for each stream type. All cameras share it. Thread-safe.
 class FrameSource {
 public:
     enum class Result {
         kFilled,
-        kLost,  ///< this picture cannot be had
-        kEnd,   ///< there are no pictures from here on
+        kLost,  ///< this frame cannot be read
+        kEnd,   ///< there are no frames from here on
     };
 
     FrameSource() = default;
@@ -35,58 +45,51 @@ public:
     FrameSource &operator=(const FrameSource &) = delete;
     virtual ~FrameSource() = default;
 
-    /// The modes of a stream type, the default one at defaultMode(); empty: no such stream.
+    /// The modes of a stream type, the default one at defaultMode(). Empty: there is no such
+    /// stream.
     virtual const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const = 0;
-    virtual std::size_t defaultMode(unsigned int streamType) const = 0;
+    virtual std::size_t defaultMode(unsigned int /*streamType*/) const { return 0; }
 
-    /// Does what takes long before the first picture of a mode.
-    virtual void prepare(unsigned int streamType, const typedefNubrixFrameMode &mode) = 0;
+    /// Does the slow work before the first frame of a mode.
+    virtual void prepare(unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) {}
 
-    /// Writes the picture of a frame index, framePayload(mode) bytes.
+    /// Writes the image of a frame index, framePayload(mode) bytes.
     virtual Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                         std::uint32_t frameIndex, std::uint8_t *data) = 0;
 
-    /// Bytes that every picture of a mode fits in.
-    virtual unsigned int largestPicture(unsigned int streamType,
-                                        const typedefNubrixFrameMode &mode) const;
+    /// The capacity that holds every frame of a mode, in bytes.
+    virtual unsigned int largestFrameBytes(unsigned int /*streamType*/,
+                                           const typedefNubrixFrameMode &mode) const
+    {
+        return framePayload(mode);
+    }
 
-    /// Whether pictures bring their own times along.
+    /// Whether frames have recorded times.
     virtual bool isRecorded() const { return false; }
-    /// What a recorded picture brings along; empty at the end.
-    virtual std::optional<RecordedPicture> recorded(unsigned int /*streamType*/,
-                                                    std::uint32_t /*frameIndex*/)
+    /// The metadata of a recorded frame; empty past the end.
+    virtual std::optional<RecordedFrame> recorded(unsigned int /*streamType*/,
+                                                  std::uint32_t /*frameIndex*/)
     {
         return std::nullopt;
     }
-    /// The first recorded picture of a stream at or after a time since the start of the recording.
+    /// Index of the first recorded frame of a stream at or after a time since the start of the
+    /// recording.
     virtual std::uint32_t firstFrom(unsigned int /*streamType*/, std::uint64_t /*us*/) const
     {
         return 0;
     }
 
-    /// Empty when they are not known.
-    virtual std::optional<Intrinsics> intrinsics(unsigned int streamType,
-                                                 const typedefNubrixFrameMode &mode) const = 0;
+    /// Empty when they are unknown.
+    virtual std::optional<CameraIntrinsics> intrinsics(
+        unsigned int streamType, const typedefNubrixFrameMode &mode) const = 0;
 
-    /// True depth in millimetres of a pixel of a depth picture; empty when it is not known.
-    virtual std::optional<double> trueDepth(const typedefNubrixFrameMode &mode,
-                                            std::uint32_t frameIndex, unsigned int x,
-                                            unsigned int y) const = 0;
+    /// True depth in millimetres of a pixel of a depth frame; empty when it is unknown.
+    virtual std::optional<double> trueDepth(const typedefNubrixFrameMode & /*mode*/,
+                                            std::uint32_t /*frameIndex*/, unsigned int /*x*/,
+                                            unsigned int /*y*/) const
+    {
+        return std::nullopt;
+    }
 };
 
-/// Bytes of one picture in a mode of the formats that the virtual camera delivers.
-inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
-{
-    const unsigned int pixels = static_cast<unsigned int>(mode.width) * mode.height;
-    if (mode.pixelFormat == NUBRIX_PIXEL_RGB888)
-        return pixels * 3;
-    return mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? pixels : pixels * 2;
-}
-
-inline unsigned int FrameSource::largestPicture(unsigned int /*streamType*/,
-                                                const typedefNubrixFrameMode &mode) const
-{
-    return framePayload(mode);
-}
-
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,18 +1,33 @@
-// A folder of colour and depth images as a source of pictures.
+// Image files, and a folder of colour and depth images as a source of frames.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "virtual/FrameSource.h"
-#include "virtual/ImageFile.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
-/// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png in the order of the names'
-/// bytes. Every image is read once to see that it can be; as many as fit are kept.
+struct Image {
+    unsigned int width = 0;
+    unsigned int height = 0;
+    std::vector<std::uint8_t> pixels;  ///< rows from top to bottom without padding
+    std::string error;                 ///< why the file cannot be read; empty: no error
+};
+
+/// Reads a PNG of any kind or a JPEG as red, green, blue; the content decides which of the two it
+/// is. 8-bit values are those of the file, without any colour correction. Thread-safe.
+Image readColorImage(const std::string &path);
+
+/// Reads a 16-bit grey PNG as 16-bit values in the machine's byte order. Thread-safe.
+Image readDepthImage(const std::string &path);
+
+/// NAME.color.png, NAME.color.jpg or NAME.color.jpeg and NAME.depth.png, sorted by the bytes of
+/// their names. Every image is read once to verify it; as many as fit stay in memory.
 class ImageSource final : public FrameSource {
 public:
     static constexpr std::size_t kKeptBytes = std::size_t{64} << 20U;
@@ -22,41 +37,40 @@ public:
         const ImagesSetup &setup, int frameRate, std::size_t keptBytes = kKeptBytes);
 
     const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
-    std::size_t defaultMode(unsigned int /*streamType*/) const override { return 0; }
-    void prepare(unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) override {}
     Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                 std::uint32_t frameIndex, std::uint8_t *data) override;
-    std::optional<Intrinsics> intrinsics(unsigned int streamType,
-                                         const typedefNubrixFrameMode &mode) const override;
-    std::optional<double> trueDepth(const typedefNubrixFrameMode &mode, std::uint32_t frameIndex,
-                                    unsigned int x, unsigned int y) const override;
+    std::optional<CameraIntrinsics> intrinsics(unsigned int streamType,
+                                               const typedefNubrixFrameMode &mode) const override;
 
 private:
     struct Entry {
         std::string path;
-        std::vector<std::uint8_t> pixels;  // empty: to be read when it is wanted
+        std::vector<std::uint8_t> pixels;  // empty: read on demand
     };
 
-    /// The images of one stream, in their order.
+    /// The images of one stream in their order.
     struct Series {
         std::vector<Entry> entries;
         std::vector<typedefNubrixFrameMode> modes;  // one, or none without entries
     };
 
-    ImageSource(const ImagesSetup &setup, std::size_t room) : m_setup(setup), m_room(room) {}
+    ImageSource(const ImagesSetup &setup, std::size_t keptBytes)
+        : m_setup(setup), m_spareBytes(keptBytes)
+    {
+    }
 
-    // What is wrong, or an empty text.
+    // Both return an error message, or an empty text.
     std::string findImages();
     std::string readAll(Series &series, bool isDepth, int frameRate);
 
-    const ImagesSetup m_setup;  // all is fixed after create
+    const ImagesSetup m_setup;  // everything is fixed after create
     Series m_color;
     Series m_depth;
-    std::size_t m_room;  // bytes that may still be kept
+    std::size_t m_spareBytes;  // capacity left for decoded images
 };
 
-/// The pixel format for depth values of a unit: 1, 1/4, 1/8 and 1/16 mm have codes of their own,
-/// values of any other unit are raw 16-bit grey.
+/// The pixel format for a unit of depth: 1, 1/4, 1/8 and 1/16 mm have formats of their own; values
+/// of any other unit are raw 16-bit grey.
 unsigned int depthFormatOf(double unitMm);
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,17 +1,18 @@
 #include "virtual/JsonDocument.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t kDeepest = 16;
+constexpr std::size_t kMaxNesting = 16;
 
-/// The path of a member. A name that could be taken for a path, or for none, is quoted.
+/// The path of a member. An empty name, or one that looks like a path, is quoted.
 std::string pathOf(const std::string &object, const std::string &name)
 {
     const bool isPlain = !name.empty() && name.find_first_of(".[\"") == std::string::npos;
@@ -19,15 +20,15 @@ std::string pathOf(const std::string &object, const std::string &name)
     return object.empty() ? step : object + "." + step;
 }
 
-/// How far the parser has read.
+/// Progress of the parser.
 struct Place {
     int newlines = 0;
-    bool atNewline = false;  // the last character read; it ends a line but is still on it
+    bool atNewline = false;  // the last character was a line end, which still belongs to its line
 
     int line() const { return 1 + newlines; }
 };
 
-/// Walks over the text and keeps the place.
+/// Iterates over the text and counts lines.
 class TextIterator {
 public:
     using difference_type = std::ptrdiff_t;
@@ -54,8 +55,8 @@ private:
     Place *m_place;
 };
 
-/// Notes the line of every value. A value is seen when its last character, or for a number the
-/// character after it, has been read, and that is on the line where it began.
+/// Records the line of every value. The parser reports a value after its last character, or for a
+/// number after the character that follows; that character is still on the line of the value.
 class LineRecorder final : public json::json_sax_t {
 public:
     LineRecorder(const Place &place, JsonValue::Lines &lines) : m_place(place), m_lines(lines) {}
@@ -103,8 +104,8 @@ private:
     struct Level {
         bool isArray;
         std::string path;
-        std::size_t count;  // of an array's elements so far
-        std::string next;   // the path of the value to come
+        std::size_t count;  // elements of an array so far
+        std::string next;   // path of the next value
     };
 
     /// The path of the value that begins here.
@@ -129,7 +130,7 @@ private:
         const std::string path = place();
         m_lines.emplace(path, m_place.line());
         m_levels.push_back({isArray, path, 0, ""});
-        if (m_levels.size() <= kDeepest)
+        if (m_levels.size() <= kMaxNesting)
             return true;
         error = {path, m_place.line(), "this is nested too deeply"};
         return false;
@@ -216,9 +217,25 @@ std::optional<JsonValue> JsonValue::member(const std::string &name) const
     return JsonValue(*found, pathOf(m_path, name), *m_lines);
 }
 
+void JsonValue::requireKeysAmong(const std::vector<std::string> &names) const
+{
+    for (const auto &[name, value] : members()) {
+        if (std::find(names.begin(), names.end(), name) == names.end())
+            value.fail("there is no such key here; there are " + listOf(names));
+    }
+}
+
 void JsonValue::fail(const std::string &message) const
 {
     throw ScenarioError{m_path, line(), message};
+}
+
+std::string listOf(const std::vector<std::string> &names)
+{
+    std::string text;
+    for (const std::string &name : names)
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 JsonDocument::JsonDocument(const std::string &text)
@@ -232,4 +249,4 @@ JsonDocument::JsonDocument(const std::string &text)
     m_json = json::parse(text);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

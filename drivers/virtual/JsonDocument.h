@@ -1,4 +1,4 @@
-// A JSON text whose values know their path and line, for messages about what is wrong with them.
+// A JSON document whose values know their path and line, for error messages.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,10 @@
 
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 /// One value of a document, which must outlive it. The readers throw ScenarioError, with the
-/// value's path and line, when the value is not what they ask for.
+/// value's path and line, when the value has another type or is out of range.
 class JsonValue {
 public:
     using Lines = std::map<std::string, int>;
@@ -25,9 +25,9 @@ public:
     {
     }
 
-    /// As in cameras[1].serial; empty for the whole document.
+    /// For example cameras[1].serial; empty for the root.
     const std::string &path() const { return m_path; }
-    /// Of the value, or of its key when it has one.
+    /// Line of the value, or of its key if it has one.
     int line() const { return m_lines->at(m_path); }
 
     bool isInteger() const { return m_value->is_number_integer(); }
@@ -43,6 +43,9 @@ public:
     std::vector<std::pair<std::string, JsonValue>> members() const;
     std::optional<JsonValue> member(const std::string &name) const;
 
+    /// Throws if the object has a key that is not in the list.
+    void requireKeysAmong(const std::vector<std::string> &names) const;
+
     [[noreturn]] void fail(const std::string &message) const;
 
 private:
@@ -51,10 +54,14 @@ private:
     const Lines *m_lines;
 };
 
-/// Owns what its values refer to.
+/// "a, b, c".
+std::string listOf(const std::vector<std::string> &names);
+
+/// Owns the data that its values refer to.
 class JsonDocument {
 public:
-    /// Throws ScenarioError when the text is no JSON, names a key twice, or nests too deeply.
+    /// Throws ScenarioError when the text is not JSON, has a duplicate key, or is nested too
+    /// deeply.
     explicit JsonDocument(const std::string &text);
 
     JsonValue root() const { return {m_json, "", m_lines}; }
@@ -64,4 +71,4 @@ private:
     nlohmann::json m_json;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

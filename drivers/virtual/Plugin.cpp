@@ -6,7 +6,7 @@
 
 extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 {
-    return new (std::nothrow) nubrix::VirtualDriver;
+    return new (std::nothrow) nubrix::virtual_camera::VirtualDriver;
 }
 
 extern "C" NUBRIX_API void driverDestroy(nubrix::NubrixBaseDriver *driver)

@@ -8,14 +8,13 @@
 #include "virtual/ImageSource.h"
 #include "virtual/Report.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
-const std::vector<typedefNubrixFrameMode> kNoModes;
-
-constexpr std::uint64_t kTagBytes = 26;  // of a record, before its pixels (docs/recording.md)
-constexpr std::uint64_t kMostUs = 100000000000000;  // three years: what clocks can add up
+constexpr std::uint64_t kTagBytes =
+    26;  // header of a record, before its pixels (docs/recording.md)
+constexpr std::uint64_t kMaxUs = 100000000000000;  // three years: sums of times stay valid
 
 struct Kind {
     unsigned int streamType;
@@ -27,7 +26,7 @@ constexpr std::array<Kind, 4> kKinds = {{{NUBRIX_STREAM_COLOR, "colour"},
                                          {NUBRIX_STREAM_IR, "infrared"},
                                          {NUBRIX_STREAM_LIGHT_IR, "light infrared"}}};
 
-/// The format whose pixels are as large as those of a record, which does not tell.
+/// The format with the pixel size of a record; the file does not store formats.
 std::optional<unsigned int> formatOf(const RecordInfo &info, double depthUnitMm)
 {
     const std::uint64_t pixels = std::uint64_t{info.width} * info.height;
@@ -46,7 +45,7 @@ std::optional<unsigned int> formatOf(const RecordInfo &info, double depthUnitMm)
     return std::nullopt;
 }
 
-/// Frames per second by their times; 30 when they do not tell.
+/// Mean rate in frames per second; 30 when the times do not show one.
 signed char rateOf(const std::vector<std::uint64_t> &us)
 {
     if (us.size() < 2 || us.back() == us.front())
@@ -107,7 +106,7 @@ std::string RecordingSource::readSeries(Series &series, std::uint64_t startUs)
         RecordInfo info = {};
         if (m_reader.find(series.streamType, n, &record) != 0 || m_reader.info(record, &info) != 0)
             return std::string("cannot be read: ") + m_reader.errorText();
-        const std::uint64_t us = std::min<std::uint64_t>(info.timestampUs - startUs, kMostUs);
+        const std::uint64_t us = std::min<std::uint64_t>(info.timestampUs - startUs, kMaxUs);
         series.records.push_back(record);
         series.us.push_back(series.us.empty() ? us : std::max(us, series.us.back()));
         series.largest = std::max(series.largest, info.dataSize);
@@ -140,8 +139,8 @@ const std::vector<typedefNubrixFrameMode> &RecordingSource::modes(unsigned int s
     return series == nullptr ? kNoModes : series->modes;
 }
 
-unsigned int RecordingSource::largestPicture(unsigned int streamType,
-                                             const typedefNubrixFrameMode & /*mode*/) const
+unsigned int RecordingSource::largestFrameBytes(unsigned int streamType,
+                                                const typedefNubrixFrameMode & /*mode*/) const
 {
     const Series *series = seriesOf(streamType);
     return series == nullptr ? 0 : series->largest;
@@ -162,8 +161,8 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
     return Result::kLost;
 }
 
-// What is wrong, or an empty text. Not from where the reader maps the file: there one that is cut
-// short meanwhile ends the process.
+// Returns an error message, or an empty text. It does not read from the reader's mapping, because
+// access to a mapping of a file that was truncated meanwhile ends the process.
 std::string RecordingSource::read(unsigned int record, unsigned int capacity, std::uint8_t *data)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -179,29 +178,29 @@ std::string RecordingSource::read(unsigned int record, unsigned int capacity, st
     return "";
 }
 
-std::optional<RecordedPicture> RecordingSource::recorded(unsigned int streamType,
-                                                         std::uint32_t frameIndex)
+std::optional<RecordedFrame> RecordingSource::recorded(unsigned int streamType,
+                                                       std::uint32_t frameIndex)
 {
     const Series *series = seriesOf(streamType);
     if (series == nullptr || (!m_setup.loop && frameIndex >= series->records.size()))
         return std::nullopt;
     const std::size_t place = frameIndex % series->records.size();
     const std::uint64_t pass =
-        std::min<std::uint64_t>(frameIndex / series->records.size(), kMostUs / m_passUs);
+        std::min<std::uint64_t>(frameIndex / series->records.size(), kMaxUs / m_passUs);
     RecordInfo info = {};
     {
-        // One that cannot be read any more keeps its place: fill returns that it is lost.
+        // A record that cannot be read any more keeps its position: fill reports the loss.
         const std::lock_guard<std::mutex> lock(m_lock);
         m_reader.info(series->records[place], &info);
     }
-    // Recorders count the frames of colour and of depth only.
+    // Recorders number the frames of colour and depth only.
     const bool isCounted = streamType == NUBRIX_STREAM_COLOR || streamType == NUBRIX_STREAM_DEPTH;
-    return RecordedPicture{pass * m_passUs + series->us[place],
-                           info.timestampUs,
-                           isCounted ? info.index : static_cast<std::uint32_t>(place),
-                           info.dataSize,
-                           static_cast<unsigned short>(info.width),
-                           static_cast<unsigned short>(info.height)};
+    return RecordedFrame{pass * m_passUs + series->us[place],
+                         info.timestampUs,
+                         isCounted ? info.index : static_cast<std::uint32_t>(place),
+                         info.dataSize,
+                         static_cast<unsigned short>(info.width),
+                         static_cast<unsigned short>(info.height)};
 }
 
 std::uint32_t RecordingSource::firstFrom(unsigned int streamType, std::uint64_t us) const
@@ -215,17 +214,10 @@ std::uint32_t RecordingSource::firstFrom(unsigned int streamType, std::uint64_t 
                                       static_cast<std::uint64_t>(first - series->us.begin()));
 }
 
-std::optional<Intrinsics> RecordingSource::intrinsics(unsigned int /*streamType*/,
-                                                      const typedefNubrixFrameMode & /*mode*/) const
+std::optional<CameraIntrinsics> RecordingSource::intrinsics(
+    unsigned int /*streamType*/, const typedefNubrixFrameMode & /*mode*/) const
 {
     return m_setup.intrinsics;
 }
 
-std::optional<double> RecordingSource::trueDepth(const typedefNubrixFrameMode & /*mode*/,
-                                                 std::uint32_t /*frameIndex*/, unsigned int /*x*/,
-                                                 unsigned int /*y*/) const
-{
-    return std::nullopt;
-}
-
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,14 +1,14 @@
-// Where the driver of virtual cameras reports what went wrong.
+// How the driver of virtual cameras reports errors.
 #pragma once
 
 #include "common/Report.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
-/// reportAs of this driver. Thread-safe.
+/// Logs an error under the name of this driver. Thread-safe.
 inline void report(const std::string &line)
 {
     reportAs("NubrixVirtualDriver", "nubrix virtual camera", line);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,17 +1,26 @@
 #include "virtual/Scenario.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <utility>
 
+#include "common/Text.h"
 #include "virtual/JsonDocument.h"
-#include "virtual/ScenarioFaults.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
-constexpr std::int64_t kMostCameras = 16;
+constexpr std::size_t kLongest = 1U << 20;
+
+struct Closer {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+constexpr std::int64_t kMaxCameras = 16;
 constexpr std::size_t kLongestSerial = 32;
 
 std::string serialOf(std::size_t ordinal)
@@ -45,7 +54,7 @@ CameraSetup readCamera(const JsonValue &value, std::size_t ordinal)
     }
     if (!value.isObject())
         value.fail("must be a serial number or an object");
-    requireKnownKeys(value, {"serial", "plugged", "faults"});
+    value.requireKeysAmong({"serial", "plugged", "faults"});
     if (const auto serial = value.member("serial"))
         camera.serial = readSerial(*serial);
     if (const auto plugged = value.member("plugged"))
@@ -60,13 +69,13 @@ std::vector<CameraSetup> readCameras(const JsonValue &value)
 {
     std::vector<CameraSetup> cameras;
     if (value.isInteger()) {
-        const auto count = static_cast<std::size_t>(value.integer(0, kMostCameras));
+        const auto count = static_cast<std::size_t>(value.integer(0, kMaxCameras));
         while (cameras.size() < count)
             cameras.push_back({serialOf(cameras.size() + 1), true, {}});
         return cameras;
     }
     for (const JsonValue &item : value.items()) {
-        if (cameras.size() == static_cast<std::size_t>(kMostCameras))
+        if (cameras.size() == static_cast<std::size_t>(kMaxCameras))
             value.fail("there may be no more than 16 cameras");
         CameraSetup camera = readCamera(item, cameras.size() + 1);
         for (const CameraSetup &other : cameras) {
@@ -87,9 +96,9 @@ bool readChoice(const JsonValue &value, const std::string &first, const std::str
     return text == first;
 }
 
-Intrinsics readIntrinsics(const JsonValue &value)
+CameraIntrinsics readIntrinsics(const JsonValue &value)
 {
-    requireKnownKeys(value, {"fx", "fy", "cx", "cy"});
+    value.requireKeysAmong({"fx", "fy", "cx", "cy"});
     const auto read = [&](const char *name, double least) {
         const auto member = value.member(name);
         if (!member)
@@ -99,7 +108,7 @@ Intrinsics readIntrinsics(const JsonValue &value)
     return {read("fx", 0.001), read("fy", 0.001), read("cx", -100000.0), read("cy", -100000.0)};
 }
 
-/// Relative to the scenario's folder.
+/// Resolves a path relative to the scenario's folder.
 std::string readPath(const JsonValue &value, const std::string &folder)
 {
     std::string path = value.text();
@@ -110,7 +119,7 @@ std::string readPath(const JsonValue &value, const std::string &folder)
 
 ImagesSetup readImages(const JsonValue &value, const std::string &folder)
 {
-    requireKnownKeys(value, {"folder", "repeat", "depth_unit_mm", "intrinsics"});
+    value.requireKeysAmong({"folder", "repeat", "depth_unit_mm", "intrinsics"});
     ImagesSetup images;
     const auto path = value.member("folder");
     if (!path)
@@ -128,7 +137,7 @@ ImagesSetup readImages(const JsonValue &value, const std::string &folder)
 
 RecordingSetup readRecording(const JsonValue &value, const std::string &folder)
 {
-    requireKnownKeys(value, {"file", "repeat", "depth_unit_mm", "intrinsics"});
+    value.requireKeysAmong({"file", "repeat", "depth_unit_mm", "intrinsics"});
     RecordingSetup recording;
     const auto path = value.member("file");
     if (!path)
@@ -165,8 +174,8 @@ void readSource(const JsonValue &root, const std::string &folder, Scenario &scen
 
 Scenario readScenario(const JsonValue &root, const std::string &folder)
 {
-    requireKnownKeys(
-        root, {"cameras", "pacing", "source", "images", "recording", "frame_rate", "faults"});
+    root.requireKeysAmong(
+        {"cameras", "pacing", "source", "images", "recording", "frame_rate", "faults"});
     Scenario scenario;
     if (const auto cameras = root.member("cameras"))
         scenario.cameras = readCameras(*cameras);
@@ -186,13 +195,25 @@ Scenario readScenario(const JsonValue &root, const std::string &folder)
 
 }  // namespace
 
+std::variant<Scenario, ScenarioError> readScenarioFile(const std::string &path)
+{
+    const std::unique_ptr<std::FILE, Closer> file(std::fopen(path.c_str(), "rbe"));
+    if (!file)
+        return ScenarioError{"", 0, std::string("cannot be read: ") + std::strerror(errno)};
+    std::string text(kLongest + 1, '\0');
+    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+    if (std::ferror(file.get()) != 0)
+        return ScenarioError{"", 0, std::string("cannot be read: ") + std::strerror(errno)};
+    if (text.size() > kLongest)
+        return ScenarioError{"", 0, "is longer than 1 MiB"};
+    const auto slash = path.find_last_of('/');
+    return parseScenario(text, slash == std::string::npos ? "." : path.substr(0, slash));
+}
+
 std::string ScenarioError::text(const std::string &file) const
 {
-    std::string whole = file + ":" + (line > 0 ? std::to_string(line) + ": " : " ") +
-                        (key.empty() ? "" : key + ": ") + message;
-    const auto breaksLines = [](char c) { return static_cast<unsigned char>(c) < 0x20; };
-    std::replace_if(whole.begin(), whole.end(), breaksLines, '?');
-    return whole;
+    return cleanText(file + ":" + (line > 0 ? std::to_string(line) + ": " : " ") +
+                     (key.empty() ? "" : key + ": ") + message);
 }
 
 std::variant<Scenario, ScenarioError> parseScenario(const std::string &text,
@@ -206,4 +227,4 @@ std::variant<Scenario, ScenarioError> parseScenario(const std::string &text,
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

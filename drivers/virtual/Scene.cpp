@@ -4,20 +4,25 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "virtual/PinholeCamera.h"
-
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
-/// A wave like a sine made of two parabolas: 0 at the start of the period, 1 at a quarter of it.
+// The camera looks 12.7 degrees down. A Pythagorean triple gives sine and cosine without a library
+// function, whose result could differ between machines.
+constexpr double kPitchSin = 9.0 / 41.0;
+constexpr double kPitchCos = 40.0 / 41.0;
+
+constexpr float kFocalPerWidth = 13.0F / 16.0F;
+
+/// A wave like a sine, made of two parabolas: 0 at the start of the period, 1 at a quarter of it.
 double wave(std::uint32_t frameIndex, std::uint32_t period)
 {
     const double u = static_cast<double>(frameIndex % period) / period;
     return u < 0.5 ? 16.0 * u * (0.5 - u) : -16.0 * (u - 0.5) * (1.0 - u);
 }
 
-/// The height of something that bounces: 0 at the start of the period, 1 in the middle.
+/// Height of a bouncing object: 0 at the start of the period, 1 in the middle.
 double bounce(std::uint32_t frameIndex, std::uint32_t period)
 {
     const double u = static_cast<double>(frameIndex % period) / period;
@@ -49,7 +54,7 @@ double enterBall(const Scene::Ball &ball, const Vec3 &origin, const Vec3 &direct
     return discriminant < 0.0 ? -1.0 : (b - std::sqrt(discriminant)) / a;
 }
 
-/// The same for the box; `axis` tells through which pair of faces (0 x, 1 y, 2 z of the box).
+/// The same for the box; `axis` returns the pair of faces (0 x, 1 y, 2 z of the box).
 double enterBox(const Scene::Box &box, const Vec3 &origin, const Vec3 &direction, int &axis)
 {
     const Vec3 o = box.toLocal(origin - box.centre);
@@ -70,6 +75,28 @@ bool isBetween(double factor)
 }
 
 }  // namespace
+
+PinholeCamera::PinholeCamera(int width, int height)
+    : m_intrinsics{static_cast<float>(width) * kFocalPerWidth,
+                   static_cast<float>(width) * kFocalPerWidth, static_cast<float>(width - 1) / 2.0F,
+                   static_cast<float>(height - 1) / 2.0F}
+{
+}
+
+Vec3 PinholeCamera::ray(int x, int y) const
+{
+    const double right = (static_cast<double>(x) - m_intrinsics.cx) / m_intrinsics.fx;
+    const double down = (static_cast<double>(y) - m_intrinsics.cy) / m_intrinsics.fy;
+    return {right, kPitchCos * down + kPitchSin, kPitchCos - kPitchSin * down};
+}
+
+Vec3 PinholeCamera::project(const Vec3 &point) const
+{
+    const double depth = kPitchSin * point.y + kPitchCos * point.z;
+    const double down = kPitchCos * point.y - kPitchSin * point.z;
+    return {m_intrinsics.cx + m_intrinsics.fx * point.x / depth,
+            m_intrinsics.cy + m_intrinsics.fy * down / depth, depth};
+}
 
 Vec3 Scene::Box::toLocal(const Vec3 &direction) const
 {
@@ -155,7 +182,7 @@ Scene::Hit Scene::trace(const Vec3 &ray) const
 
 bool Scene::isLit(const Hit &hit) const
 {
-    // A convex thing does not shade itself where it faces the lamp; elsewhere it is dark anyway.
+    // A convex object casts no shadow on its lit side; its other side is dark anyway.
     const Vec3 toLamp = kLamp - hit.point;
     int axis = 0;
     if (hit.surface != Surface::kBall && isBetween(enterBall(m_ball, hit.point, toLamp)))
@@ -168,4 +195,4 @@ double sceneDepthMm(int width, int height, std::uint32_t frameIndex, int x, int 
     return Scene(frameIndex).trace(PinholeCamera(width, height).ray(x, y)).depth;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,18 +1,18 @@
-#include "virtual/ScenePaint.h"
-
+// Colours and light of the scene, and the pixels of each stream.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "nubrix/types.h"
+#include "virtual/Scene.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
 using Surface = Scene::Surface;
 
-// The colours are linear: the square root at the end makes them picture values.
+// The colours are linear: the square root at the end converts them to pixel values.
 constexpr Vec3 kPlank = {0.42, 0.24, 0.12};
 constexpr Vec3 kRug = {0.30, 0.05, 0.06};
 constexpr Vec3 kRugRing = {0.72, 0.62, 0.42};
@@ -36,8 +36,8 @@ double square(double value)
     return value * value;
 }
 
-/// The picture on the back wall; u and v run from -1 to 1.
-Vec3 wallPicture(double u, double v)
+/// The painting on the back wall; u and v run from -1 to 1.
+Vec3 wallPainting(double u, double v)
 {
     if (std::max(std::abs(u), std::abs(v)) > 0.86)
         return kFrame;
@@ -74,7 +74,7 @@ Vec3 wallColour(const Scene::Hit &hit)
         return kSidePaint;
     const double u = (p.x - 250.0) / 620.0;
     const double v = (p.y + 130.0) / 400.0;
-    return std::max(std::abs(u), std::abs(v)) < 1.0 ? wallPicture(u, v) : kBackPaint;
+    return std::max(std::abs(u), std::abs(v)) < 1.0 ? wallPainting(u, v) : kBackPaint;
 }
 
 Vec3 boxColour(const Scene::Box &box, const Scene::Hit &hit)
@@ -116,7 +116,7 @@ double greyOf(const Vec3 &colour)
     return 0.30 * colour.x + 0.59 * colour.y + 0.11 * colour.z;
 }
 
-/// How much the room's own light fades towards its edges: 1 in the open.
+/// How much the ambient light fades near the edges of the room: 1 in the open.
 double openness(const Scene::Hit &hit)
 {
     const Vec3 &p = hit.point;
@@ -125,7 +125,7 @@ double openness(const Scene::Hit &hit)
     const double back = Scene::kBack - p.z;
     double open = 1.0;
     for (const double distance : {side, height, back}) {
-        // The surface's own distance is 0 and says nothing.
+        // The distance to its own surface is 0 and does not count.
         if (distance > 1.0)
             open = open * (distance / (distance + 90.0));
     }
@@ -156,18 +156,18 @@ Light lightAt(const Scene::Hit &hit, bool lit)
     return light;
 }
 
-/// To the nearest whole number, halves up.
+/// Rounds to the nearest integer, halves up.
 unsigned int rounded(double value)
 {
     return (static_cast<unsigned int>(value * 2.0) + 1U) / 2U;
 }
 
-std::uint8_t pictureValue(double linear)
+std::uint8_t pixelValue(double linear)
 {
     return static_cast<std::uint8_t>(rounded(std::sqrt(std::min(linear, 1.0)) * 255.0));
 }
 
-/// What an illuminator beside the lens gives back: it fades with the square of the distance.
+/// The reflection of an illuminator next to the lens: it fades with the square of the distance.
 double infrared(const Scene &scene, const Scene::Hit &hit)
 {
     const double distance2 = dot(hit.point, hit.point);
@@ -194,18 +194,18 @@ void paintScenePixel(unsigned int streamType, const Scene &scene, const Scene::H
         return;
     }
     if (streamType == NUBRIX_STREAM_IR) {
-        *pixel = pictureValue(infrared(scene, hit));
+        *pixel = pixelValue(infrared(scene, hit));
         return;
     }
     const Light light = lightAt(hit, lit);
     const Vec3 colour = colourOf(scene, hit) * (light.ambient + light.diffuse);
     if (streamType == NUBRIX_STREAM_COLOR) {
-        pixel[0] = pictureValue(colour.x + light.shine);
-        pixel[1] = pictureValue(colour.y + light.shine);
-        pixel[2] = pictureValue(colour.z + light.shine);
+        pixel[0] = pixelValue(colour.x + light.shine);
+        pixel[1] = pixelValue(colour.y + light.shine);
+        pixel[2] = pixelValue(colour.z + light.shine);
     } else {
-        *pixel = pictureValue(greyOf(colour) + light.shine);
+        *pixel = pixelValue(greyOf(colour) + light.shine);
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

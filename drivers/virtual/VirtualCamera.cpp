@@ -2,10 +2,71 @@
 
 #include "common/Report.h"
 #include "common/Text.h"
-#include "virtual/UpgradeRun.h"
 #include "virtual/VirtualDevice.h"
+#include "virtual/VirtualUpgrade.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+void HotPlug::start()
+{
+    m_thread = std::thread(&HotPlug::run, this);
+}
+
+void HotPlug::stop()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_stopping = true;
+        m_wake.notify_all();
+    }
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void HotPlug::schedule(Time when, VirtualCamera &camera, Action action)
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_events.emplace(when, Event{&camera, action});
+    m_wake.notify_all();
+}
+
+void HotPlug::run()
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    while (!m_stopping) {
+        if (m_events.empty()) {
+            m_wake.wait(lock);
+            continue;
+        }
+        const auto first = m_events.begin();
+        if (const Time when = first->first; when > std::chrono::steady_clock::now()) {
+            m_wake.wait_until(lock, when);
+            continue;
+        }
+        const Event event = first->second;
+        m_events.erase(first);
+        lock.unlock();
+        carryOut(event);
+        lock.lock();
+    }
+}
+
+void HotPlug::carryOut(const Event &event)
+try {
+    VirtualCamera &camera = *event.camera;
+    if (event.action == Action::kPlug) {
+        camera.plug();
+        return;
+    }
+    if (event.action == Action::kUnplug) {
+        camera.unplug();
+        return;
+    }
+    m_callback.tell(camera.uri(), camera.serial(), camera.location(),
+                    event.action == Action::kNotifyConnected);
+} catch (...) {
+    reportFailure("an event of a virtual camera");
+}
 
 VirtualCamera::VirtualCamera(const CameraSetup &setup, unsigned int ordinal, const Shared &shared)
     : m_shared(shared),
@@ -81,7 +142,7 @@ void VirtualCamera::plug()
         m_plugged = true;
     }
     m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
-                              HotPlug::Action::kTellConnected);
+                              HotPlug::Action::kNotifyConnected);
 }
 
 VirtualCamera::Version VirtualCamera::firmware() const
@@ -117,7 +178,7 @@ void VirtualCamera::leaveForReboot()
         m_plugged = false;
     }
     m_shared.hotPlug.schedule(std::chrono::steady_clock::now(), *this,
-                              HotPlug::Action::kTellDisconnected);
+                              HotPlug::Action::kNotifyDisconnected);
 }
 
 void VirtualCamera::addUpgrade(const std::shared_ptr<UpgradeRun> &run)
@@ -127,7 +188,7 @@ void VirtualCamera::addUpgrade(const std::shared_ptr<UpgradeRun> &run)
     m_upgradeRuns.push_back(run);
 }
 
-void VirtualCamera::breakOffUpgrades()
+void VirtualCamera::abortUpgrades()
 {
     std::vector<std::weak_ptr<UpgradeRun>> left;
     {
@@ -136,7 +197,7 @@ void VirtualCamera::breakOffUpgrades()
     }
     for (const auto &each : left) {
         if (const std::shared_ptr<UpgradeRun> run = each.lock())
-            run->breakOff();
+            run->abort();
     }
 }
 
@@ -152,11 +213,11 @@ void VirtualCamera::unplug()
         m_device = nullptr;
     }
     const HotPlug::Time now = std::chrono::steady_clock::now();
-    m_shared.hotPlug.schedule(now, *this, HotPlug::Action::kTellDisconnected);
+    m_shared.hotPlug.schedule(now, *this, HotPlug::Action::kNotifyDisconnected);
     if (const auto delay = m_faults.nextPlugAfterMs()) {
         m_shared.hotPlug.schedule(now + std::chrono::milliseconds(*delay), *this,
                                   HotPlug::Action::kPlug);
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -11,12 +11,12 @@
 #include "common/Report.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
+#include "virtual/Report.h"
 #include "virtual/VirtualCamera.h"
-#include "virtual/VirtualProperties.h"
 #include "virtual/VirtualStream.h"
 #include "virtual/VirtualUpgrade.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
@@ -27,6 +27,11 @@ NubrixVersions versionsOf(const VirtualCamera &camera)
     std::copy(firmware.begin(), firmware.end(), versions.firmware);
     versions.hardware[0] = 1;
     return versions;
+}
+
+std::string nameOf(unsigned int streamType)
+{
+    return streamType == NUBRIX_STREAM_LIGHT_IR ? "light-ir" : streamName(streamType);
 }
 
 }  // namespace
@@ -53,19 +58,27 @@ VirtualDevice::~VirtualDevice()
 
 int VirtualDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
 {
-    Slot *slot = slotOf(streamType);
-    if (slot == nullptr || stream == nullptr)
+    if (stream == nullptr)
         return kBadArgument;
+    Slot *slot = slotOf(streamType);
+    if (slot == nullptr) {
+        report(m_camera.uri() + " has no stream of type " + std::to_string(streamType));
+        return kBadArgument;
+    }
     if (isGone())
         return kGone;
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (slot->stream)
-        return kWrongState;
-    slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
-    if (!slot->stream)
-        return kFailed;
-    *stream = slot->stream.get();
-    return kDone;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (!slot->stream) {
+            slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
+            if (!slot->stream)
+                return kFailed;
+            *stream = slot->stream.get();
+            return kDone;
+        }
+    }
+    report(m_camera.uri() + " has its " + nameOf(streamType) + " stream open already");
+    return kWrongState;
 }
 
 int VirtualDevice::destroyStream(NubrixBaseStream **stream)
@@ -82,7 +95,7 @@ int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int s
 {
     if (isGone())
         return kGone;
-    if (isPlace(id))
+    if (isPlayPosition(id))
         return seek(id, data, size);
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE)
         return kUnsupported;
@@ -114,16 +127,15 @@ try {
         const unsigned int room = std::exchange(*size, sizeof(VirtualTruth));
         return room < sizeof(VirtualTruth) ? kBadArgument : getTruth(data);
     }
-    if (isPlace(id))
-        return getPlace(id, data, size);
+    if (isPlayPosition(id))
+        return getPlayPosition(id, data, size);
     if (id < kPropertyIntrinsics || slotOf(id - kPropertyIntrinsics) == nullptr)
         return kUnsupported;
     const unsigned int streamType = id - kPropertyIntrinsics;
     const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
     if (!known)
         return kUnsupported;
-    const CameraIntrinsics intrinsics = {known->fx, known->fy, known->cx, known->cy};
-    return giveOut(&intrinsics, sizeof intrinsics, data, size);
+    return giveOut(&*known, sizeof *known, data, size);
 } catch (const std::exception &) {
     return kFailed;
 }
@@ -143,7 +155,7 @@ int VirtualDevice::getTruth(void *data)
     return kDone;
 }
 
-bool VirtualDevice::isPlace(unsigned int id) const
+bool VirtualDevice::isPlayPosition(unsigned int id) const
 {
     return m_camera.source().isRecorded() &&
            (id == kPropertyPlayTime ||
@@ -157,7 +169,7 @@ std::uint32_t VirtualDevice::nextFrame(const Slot &slot) const
     return m_camera.source().firstFrom(slot.type, m_state->clock.place().us);
 }
 
-int VirtualDevice::getPlace(unsigned int id, void *data, unsigned int *size)
+int VirtualDevice::getPlayPosition(unsigned int id, void *data, unsigned int *size)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     if (id != kPropertyPlayTime) {
@@ -223,7 +235,7 @@ int VirtualDevice::deviceState()
 int VirtualDevice::keepLiveState()
 {
     const auto now = m_camera.msAt(std::chrono::steady_clock::now());
-    return !isGone() && m_camera.faults().keepsAlive(now) ? 1 : 0;
+    return !isGone() && m_camera.faults().answersKeepAlive(now) ? 1 : 0;
 }
 
 int VirtualDevice::getSupportFrameMode(unsigned int streamType,
@@ -245,15 +257,17 @@ int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFram
         return kBadArgument;
     if (isGone())
         return kGone;
-    const auto &table = m_camera.source().modes(streamType);
-    if (std::none_of(table.begin(), table.end(),
-                     [&](const typedefNubrixFrameMode &entry) { return isSame(entry, mode); }))
+    const ModeTable table = {streamType, m_camera.source().modes(streamType)};
+    if (table.find(mode) == table.records.size()) {
+        report(m_camera.uri() + " " + nameOf(streamType) + ": " + table.refusal(mode));
         return kBadArgument;
+    }
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream && slot->stream->isRunning())
         return kWrongState;
     slot->mode = mode;
-    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    // Written only on a change: the application may be reading it, and each start sets the mode
+    // again.
     if (!isSame(slot->shown, mode))
         slot->shown = mode;
     return kDone;
@@ -291,4 +305,4 @@ const VirtualDevice::Slot *VirtualDevice::slotOf(unsigned int streamType) const
     return &*slot;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-// A virtual camera that is open: its modes, properties and streams.
+// An open virtual camera: its modes, properties and streams.
 #pragma once
 
 #include <array>
@@ -7,16 +7,40 @@
 #include <memory>
 #include <mutex>
 
+#include "common/CameraProperties.h"
 #include "nubrix/driver.h"
+#include "virtual/CameraClock.h"
 #include "virtual/FrameSource.h"
-#include "virtual/OpenState.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+/// A VirtualTruth record: the caller writes a pixel and a frame index of the current depth mode,
+/// the camera writes the true depth. Read only.
+constexpr unsigned int kPropertyTruth = 0x5700;
+
+/// 8 bytes: the position in a recording, in microseconds since its first frame, of the frame that
+/// comes next. Writing it moves all streams there.
+constexpr unsigned int kPropertyPlayTime = 0x5800;
+
+/// Plus a stream type: 4 bytes, the index of the frame of that stream that comes next. Writing it
+/// moves all streams to the time of that frame.
+constexpr unsigned int kPropertyPlayFrame = 0x5900;
+
+struct VirtualTruth {
+    unsigned int frameIndex;
+    unsigned int x;
+    unsigned int y;
+    unsigned int reserved;
+    double depthMm;
+};
+
+static_assert(sizeof(VirtualTruth) == 24, "truth record");
 
 class VirtualCamera;
 class VirtualStream;
 
-/// Made by VirtualCamera::open. Thread-safe, as long as each stream is used by one at a time.
+/// Created by VirtualCamera::open. Thread-safe, as long as each stream is used by one thread at a
+/// time.
 class VirtualDevice final : public NubrixBaseDevice {
 public:
     static constexpr int kKind = 1;
@@ -24,8 +48,8 @@ public:
     explicit VirtualDevice(VirtualCamera &camera);
     ~VirtualDevice() override;
 
-    /// -4 for a type that the camera does not have, -2 when its stream is there already, -9 when
-    /// the camera has been unplugged.
+    /// -4 for a type that the camera does not have, -2 when its stream exists already, -9 when the
+    /// camera has been unplugged.
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
     int destroyStream(NubrixBaseStream **stream) override;
     int closeAllStreams() override;
@@ -47,26 +71,26 @@ public:
     const std::shared_ptr<OpenState> &state() const { return m_state; }
     typedefNubrixFrameMode mode(unsigned int streamType) const;
 
-    /// The cable has been pulled; for good. Any thread.
+    /// Called when the camera is unplugged; permanent. Any thread.
     void disconnect() { m_state->gone = true; }
     bool isGone() const { return m_state->gone; }
-    /// Has the streams look at once whether they are to end or to be elsewhere. Any thread.
+    /// Makes the streams check at once for an upgrade or a seek. Any thread.
     void wakeStreams();
 
 private:
     struct Slot {
         unsigned int type;
         typedefNubrixFrameMode mode;
-        typedefNubrixFrameMode shown;  // handed out: whoever has it may write to it
+        typedefNubrixFrameMode shown;  // handed out: the application may write to it
         std::unique_ptr<VirtualStream> stream;
     };
 
     Slot *slotOf(unsigned int streamType);
     const Slot *slotOf(unsigned int streamType) const;
     int getTruth(void *data);
-    bool isPlace(unsigned int id) const;
+    bool isPlayPosition(unsigned int id) const;
     std::uint32_t nextFrame(const Slot &slot) const;
-    int getPlace(unsigned int id, void *data, unsigned int *size);
+    int getPlayPosition(unsigned int id, void *data, unsigned int *size);
     int seek(unsigned int id, const void *data, unsigned int size);
 
     VirtualCamera &m_camera;
@@ -76,4 +100,4 @@ private:
     std::array<Slot, 4> m_slots;  // modes and streams under m_lock
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

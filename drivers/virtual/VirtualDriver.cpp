@@ -11,14 +11,13 @@
 #include "virtual/ImageSource.h"
 #include "virtual/RecordingSource.h"
 #include "virtual/Report.h"
-#include "virtual/ScenarioFile.h"
 #include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 namespace {
 
-/// A source, or what is wrong with what the scenario says of it.
+/// Creates the source, or returns why the scenario's source cannot be used.
 std::variant<std::shared_ptr<FrameSource>, ScenarioError> makeSource(const Scenario &scenario)
 {
     const auto widen = [](auto made) -> std::variant<std::shared_ptr<FrameSource>, ScenarioError> {
@@ -39,7 +38,7 @@ VirtualDriver::~VirtualDriver()
 {
     m_devices.clear();
     for (const auto &camera : m_cameras)
-        camera->breakOffUpgrades();
+        camera->abortUpgrades();
     m_threads.joinAll();  // they may still post to the hot-plug thread
     m_hotPlug.stop();
 }
@@ -164,4 +163,4 @@ void VirtualDriver::scheduleFaults(VirtualCamera &camera, HotPlug::Time start)
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,13 +1,256 @@
 #include "virtual/VirtualStream.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
+#include <utility>
 
-#include "virtual/StreamRun.h"
+#include "common/Report.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::microseconds kShortestPause(50);
+constexpr std::chrono::microseconds kLongestPause(1000);
+constexpr std::chrono::milliseconds kPoolRetry(5);
+
+}  // namespace
+
+StreamRun::StreamRun(Setup setup)
+    : m_setup(std::move(setup)),
+      m_frameRate(static_cast<unsigned char>(m_setup.mode.frameRate)),
+      m_place(m_setup.place)
+{
+}
+
+void StreamRun::deliver()
+try {
+    std::uint32_t index = firstFrame();
+    while (!isEnding() && runFrame(index)) {
+    }
+} catch (...) {
+    reportFailure("the stream of a virtual camera");
+}
+
+void StreamRun::end()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_ended = true;
+    m_wake.notify_all();
+}
+
+std::uint32_t StreamRun::firstFrame() const
+{
+    // A stream that starts later than others catches up with them, so that no recorded frame is
+    // skipped.
+    if (isRecorded())
+        return m_setup.camera.source().firstFrom(m_setup.streamType, m_place.us);
+    return isFreePacing() ? 0
+                          : CameraClock::indexAt(m_place.epoch, steady_clock::now(), m_frameRate);
+}
+
+void StreamRun::lookUpRecorded(std::uint32_t &frameIndex)
+{
+    FrameSource &source = m_setup.camera.source();
+    if (isSeekPending()) {
+        m_place = m_setup.state->clock.place();
+        frameIndex = source.firstFrom(m_setup.streamType, m_place.us);
+    }
+    m_recorded = source.recorded(m_setup.streamType, frameIndex);
+}
+
+bool StreamRun::runFrame(std::uint32_t &frameIndex)
+{
+    VirtualCamera &camera = m_setup.camera;
+    if (isRecorded())
+        lookUpRecorded(frameIndex);
+    m_next = frameIndex;
+    if (isRecorded() && !m_recorded) {  // the end, until the next seek
+        sleepUntil(nullptr);
+        return !isEnding();
+    }
+    const Time capture = nextCapture(frameIndex);
+    // In real time an image is rendered before its time, so that the frame is not late.
+    FramePtr frame;
+    if (!isFreePacing() && !render(frameIndex, frame))
+        return false;
+    sleepUntil(&capture);
+    if (isEnding())
+        return false;
+    if (isSeekPending())
+        return true;
+    const FrameEffects effects =
+        camera.faults().effectsOn(m_setup.streamType, frameIndex, camera.msAt(capture));
+    if (effects.unplug) {
+        camera.unplug();
+        return false;
+    }
+    if (effects.stall) {
+        frame.reset();
+        stall(effects.stallMs);
+        return true;
+    }
+    if (isFreePacing() && !effects.drop && !render(frameIndex, frame))
+        return false;
+    if (frame && !effects.drop && !isEnding()) {
+        fillRecord(frame->frame(), frameIndex, capture, effects);
+        m_setup.callback(frame.get(), m_setup.user);
+        if (isFreePacing())
+            awaitReturn(*frame);
+    }
+    ++frameIndex;
+    return true;
+}
+
+void StreamRun::stall(const std::optional<std::uint32_t> &ms)
+{
+    const Time end = steady_clock::now() + std::chrono::milliseconds(ms.value_or(0));
+    sleepUntil(ms ? &end : nullptr);
+}
+
+StreamRun::Time StreamRun::nextCapture(std::uint32_t &frameIndex) const
+{
+    const Time now = steady_clock::now();
+    if (isFreePacing())
+        return now;
+    if (isRecorded())
+        return m_place.epoch + std::chrono::microseconds(m_recorded->us - m_place.us);
+    // Frames whose time has passed are dropped.
+    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_place.epoch, now, m_frameRate));
+    return CameraClock::captureTime(m_place.epoch, frameIndex, m_frameRate);
+}
+
+bool StreamRun::render(std::uint32_t frameIndex, FramePtr &frame)
+{
+    FramePtr taken(takeFrame());
+    FrameSource &source = m_setup.camera.source();
+    if (!taken || taken->frame().data == nullptr ||
+        taken->bufferSize() < source.largestFrameBytes(m_setup.streamType, m_setup.mode))
+        return true;
+    auto *data = static_cast<std::uint8_t *>(taken->frame().data);
+    const auto result = source.fill(m_setup.streamType, m_setup.mode, frameIndex, data);
+    if (result == FrameSource::Result::kFilled)
+        frame = std::move(taken);
+    return result != FrameSource::Result::kEnd;
+}
+
+NubrixFrameRef *StreamRun::takeFrame()
+{
+    NubrixFrameRef *frame = m_setup.allocator->allocOneFrame();
+    // A recording is played in full, however slowly the application releases frames.
+    while (frame == nullptr && (isFreePacing() || isRecorded()) && !isEnding() &&
+           !isSeekPending()) {
+        const Time retry = steady_clock::now() + kPoolRetry;
+        sleepUntil(&retry);
+        frame = m_setup.allocator->allocOneFrame();
+    }
+    return frame;
+}
+
+void StreamRun::fillRecord(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
+                           const FrameEffects &effects) const
+{
+    auto stamp = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(capture.time_since_epoch()).count());
+    if (m_recorded)
+        stamp = m_recorded->timestampUs;
+    const auto offset = static_cast<std::uint64_t>(effects.clockOffsetUs);
+    stamp = effects.clockOffsetUs < 0 && stamp < 0 - offset ? 0 : stamp + offset;
+    record.pixelFormat = m_setup.mode.pixelFormat;
+    record.streamType = m_setup.streamType;
+    record.frameIndex = frameIndex;
+    record.timestampLow = static_cast<unsigned int>(stamp);
+    record.timestampHigh = static_cast<unsigned int>(stamp >> 32U);
+    record.flags = 0;
+    record.width = m_setup.mode.width;
+    record.height = m_setup.mode.height;
+    record.dataSize = framePayload(m_setup.mode);
+    record.reserved = 0;
+    if (m_recorded) {
+        record.frameIndex = m_recorded->frameIndex;
+        record.width = m_recorded->width;
+        record.height = m_recorded->height;
+        record.dataSize = m_recorded->bytes;
+    }
+    if (effects.shortened) {
+        record.dataSize = std::min(record.dataSize, effects.bytes.value_or(record.dataSize / 2));
+        record.flags |= kFrameFlagShort;
+    }
+    if (effects.empty) {
+        record.dataSize = 0;
+        record.flags |= kFrameFlagEmpty;
+    }
+    if (effects.wrongType) {
+        const unsigned int other =
+            m_setup.streamType == NUBRIX_STREAM_DEPTH ? NUBRIX_STREAM_COLOR : NUBRIX_STREAM_DEPTH;
+        record.streamType = effects.asType == 0 ? other : effects.asType;
+        record.flags |= kFrameFlagWrongType;
+    }
+}
+
+void StreamRun::awaitReturn(NubrixFrameRef &frame)
+{
+    // There is no notification of a release, so the count is polled: it is 1 when only this
+    // reference is left.
+    auto pause = kShortestPause;
+    while (!isEnding() && !isSeekPending()) {
+        frame.incRef();
+        if (frame.release() == 1)
+            return;
+        const Time next = steady_clock::now() + pause;
+        sleepUntil(&next);
+        pause = std::min(pause * 2, kLongestPause);
+    }
+}
+
+void StreamRun::sleepUntil(const Time *until)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    const auto ending = [this] { return m_ended || isUpgraded() || isSeekPending(); };
+    if (until == nullptr)
+        m_wake.wait(lock, ending);
+    else
+        m_wake.wait_until(lock, *until, ending);
+}
+
+bool StreamRun::isEnding() const
+{
+    if (m_setup.state->gone || isUpgraded())
+        return true;
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_ended;
+}
+
+bool StreamRun::isUpgraded() const
+{
+    return m_setup.camera.upgrades() != m_setup.upgrades;
+}
+
+bool StreamRun::isSeekPending() const
+{
+    return isRecorded() && m_setup.state->clock.place().seeks != m_place.seeks;
+}
+
+void StreamRun::wake()
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_wake.notify_all();
+}
+
+bool StreamRun::isRecorded() const
+{
+    return m_setup.camera.source().isRecorded();
+}
+
+bool StreamRun::isFreePacing() const
+{
+    return m_setup.camera.pacing() == Pacing::kFree;
+}
 
 VirtualStream::VirtualStream(VirtualDevice &device, unsigned int streamType)
     : DriverStream(streamType), m_device(device)
@@ -21,7 +264,7 @@ VirtualStream::~VirtualStream()
 
 unsigned int VirtualStream::getFrameBufferSize()
 {
-    return m_device.camera().source().largestPicture(m_streamType, m_device.mode(m_streamType)) +
+    return m_device.camera().source().largestFrameBytes(m_streamType, m_device.mode(m_streamType)) +
            m_device.camera().faults().extraBufferBytes(m_streamType);
 }
 
@@ -41,7 +284,8 @@ try {
     const typedefNubrixFrameMode mode = m_device.mode(m_streamType);
     camera.source().prepare(m_streamType, mode);
     camera.faults().beginRun(m_streamType);
-    camera.threads().join(m_thread);  // its last frame comes before the first one of this start
+    camera.threads().join(
+        m_thread);  // the last frame of the previous start comes before the first of this one
     return begin(mode, upgrades);
 } catch (const std::exception &) {
     return kFailed;
@@ -95,4 +339,4 @@ void VirtualStream::wake()
         m_run->wake();
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -6,9 +6,9 @@
 
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/MemoryFile.h"
-#include "virtual/FirmwareImage.h"
+#include "virtual/VirtualUpgrade.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr std::size_t kHeader = 32;
@@ -73,11 +73,12 @@ void check(const std::string &bytes)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
     using namespace nubrix;
+    using namespace nubrix::virtual_camera;
     std::string bytes(reinterpret_cast<const char *>(data), sizeBytes);
     check(bytes);
     if (bytes.size() <= kHeader)

@@ -6,9 +6,9 @@
 
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/fuzz/MemoryFile.h"
-#include "virtual/ImageFile.h"
+#include "virtual/ImageSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr unsigned int kLargestSide = 8192;
@@ -28,11 +28,12 @@ void check(const Image &image, std::size_t bytesPerPixel)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
     using namespace nubrix;
+    using namespace nubrix::virtual_camera;
     const MemoryFile file(std::string_view(reinterpret_cast<const char *>(data), sizeBytes));
     const Image color = readColorImage(file.path());
     check(color, 3);

@@ -10,7 +10,7 @@
 #include "tests/fuzz/FuzzTarget.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr std::uint32_t kMost = 1000000000;
@@ -63,7 +63,7 @@ void checkImages(const ImagesSetup &images, int lines)
             "a depth unit has limits");
     if (!images.intrinsics)
         return;
-    const Intrinsics &lens = *images.intrinsics;
+    const CameraIntrinsics &lens = *images.intrinsics;
     require(lens.fx > 0 && lens.fx <= 100000 && lens.fy > 0 && lens.fy <= 100000,
             "a focal length has limits");
     require(lens.cx >= -100000 && lens.cx <= 100000 && lens.cy >= -100000 && lens.cy <= 100000,
@@ -122,11 +122,12 @@ void checkShifted(const std::variant<Scenario, ScenarioError> &parsed, const std
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
     using namespace nubrix;
+    using namespace nubrix::virtual_camera;
     const std::string text(reinterpret_cast<const char *>(data), sizeBytes);
     const auto lines = 1 + static_cast<int>(std::count(text.begin(), text.end(), '\n'));
     const auto parsed = parseScenario(text, kFolder);

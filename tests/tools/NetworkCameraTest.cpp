@@ -11,7 +11,6 @@
 #include "ToolProcess.h"
 #include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
-#include "virtual/PinholeCamera.h"
 #include "virtual/Scene.h"
 
 namespace nubrix {
@@ -43,7 +42,7 @@ protected:
         all.insert(all.end(), words.begin(), words.end());
         return runWhereFound(all, "error 0x80300208");  // there is no such camera
     }
-    /// A busy machine may let the camera answer later than a command waits: once more, then.
+    /// On a busy machine the camera may answer after the command's timeout: then it runs once more.
     static ToolResult runWhereFound(const Words &words, const std::string &notFound)
     {
         return untilUndisturbed([&] { return runTool(words); },
@@ -59,14 +58,14 @@ private:
     std::optional<ToolProcess> m_camera;
 };
 
-/// The first frame for which each pixel is as near to the truth as it must be.
+/// The first frame whose pixels are all close enough to the true depth.
 template <class IsNear>
 std::optional<std::uint32_t> frameWhere(IsNear isNear)
 {
     const auto fits = [&](std::uint32_t frame) {
         for (int y = 0; y < kHeight; ++y) {
             for (int x = 0; x < kWidth; ++x) {
-                if (!isNear(x, y, sceneDepthMm(kWidth, kHeight, frame, x, y)))
+                if (!isNear(x, y, virtual_camera::sceneDepthMm(kWidth, kHeight, frame, x, y)))
                     return false;
             }
         }
@@ -100,7 +99,7 @@ TEST_F(NetworkCameraTest, EachStreamRuns)
     }
 }
 
-TEST_F(NetworkCameraTest, SavedDepthIsTheTruthAtEveryPixel)
+TEST_F(NetworkCameraTest, SavedDepthIsTheTrueDepthAtEveryPixel)
 {
     const ToolResult result =
         runOnCamera("stream", {"--streams", "depth", "--frames", "3", "--save", file("saved")});
@@ -110,7 +109,8 @@ TEST_F(NetworkCameraTest, SavedDepthIsTheTruthAtEveryPixel)
         ASSERT_TRUE(image.isGrey16());
         ASSERT_EQ(image.width, static_cast<unsigned int>(kWidth));
         ASSERT_EQ(image.height, static_cast<unsigned int>(kHeight));
-        // Sixteenths on the way, then quarters of a millimetre: half of each can be lost.
+        // The camera sends sixteenths, the file has quarters of a millimetre: each rounds by half a
+        // unit.
         EXPECT_TRUE(frameWhere([&](int x, int y, double truth) {
             const double depth = image.samples[static_cast<std::size_t>(y * kWidth + x)] / 4.0;
             return std::abs(depth - truth) <= 0.125 + 0.03125;
@@ -132,7 +132,7 @@ TEST_F(NetworkCameraTest, ACloudIsTheRoomInItsGeometry)
     for (Point point = {}; points >> point.x >> point.y >> point.z;)
         cloud.push_back(point);
     ASSERT_EQ(cloud.size(), static_cast<std::size_t>(kWidth * kHeight)) << "the room is closed";
-    const Intrinsics lens = PinholeCamera(kWidth, kHeight).intrinsics();
+    const CameraIntrinsics lens = virtual_camera::PinholeCamera(kWidth, kHeight).intrinsics();
     EXPECT_TRUE(frameWhere([&](int x, int y, double truth) {
         const Point &point = cloud[static_cast<std::size_t>(y * kWidth + x)];
         const double right = (x - double{lens.cx}) / double{lens.fx} * truth;
@@ -142,7 +142,7 @@ TEST_F(NetworkCameraTest, ACloudIsTheRoomInItsGeometry)
     }));
 }
 
-TEST_F(NetworkCameraTest, ARecordingIsWhole)
+TEST_F(NetworkCameraTest, ARecordingIsComplete)
 {
     const ToolResult recorded = untilUndisturbed(
         [&] {
@@ -166,7 +166,7 @@ TEST_F(NetworkCameraTest, APhotoIsTaken)
     EXPECT_GT(readFile(file("photo.bmp")).size(), 3U * kWidth * kHeight);
 }
 
-TEST_F(NetworkCameraTest, WhoComesSecondIsToldThatAnotherHasTheCamera)
+TEST_F(NetworkCameraTest, ASecondClientLearnsThatTheCameraIsTaken)
 {
     ASSERT_EQ(runOnCamera("modes").status, 0);
     ToolProcess::Options terminal;
@@ -182,7 +182,7 @@ TEST_F(NetworkCameraTest, WhoComesSecondIsToldThatAnotherHasTheCamera)
     EXPECT_EQ(runOnCamera("modes").status, 0);
 }
 
-TEST_F(NetworkCameraTest, TheDoctorFindsItWell)
+TEST_F(NetworkCameraTest, TheDoctorFindsNoProblem)
 {
     const nlohmann::json report = runWhereFound({"doctor", "--json"}, "none is attached").json();
     for (const nlohmann::json &check : report["checks"]) {

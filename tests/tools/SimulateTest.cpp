@@ -1,4 +1,4 @@
-// nubrix simulate as other programs see it, in a network of its own.
+// nubrix simulate from the view of other programs, in a network of its own.
 #include <gmock/gmock.h>
 #include <signal.h>
 
@@ -33,7 +33,7 @@ protected:
     }
     static ToolResult run(const Words &words) { return ToolProcess(simulator(words)).finish(); }
 
-    /// Another client, which knows nothing of this library, and what it says.
+    /// Runs another client, which does not use this library, and returns its output.
     static std::string client(const Words &words = {})
     {
         Words command = {paths::kArvTool};
@@ -49,7 +49,7 @@ protected:
     }
 };
 
-/// Those that ask another client.
+/// Tests that run the other client.
 class SimulateClientTest : public SimulateTest {
 protected:
     void SetUp() override
@@ -82,11 +82,11 @@ TEST_F(SimulateClientTest, DepthAndColourAreOfferedWithoutAskingForThem)
     EXPECT_THAT(features("127.0.0.1", {"PixelFormat=Mono8"}), Not(HasSubstr("= Mono8")));
 }
 
-TEST_F(SimulateClientTest, TheGeometryOfTheRoomIsTold)
+TEST_F(SimulateClientTest, TheGeometryOfTheRoomIsReported)
 {
     ToolProcess camera(simulator({"--mode", "1280x800@15"}));
     ASSERT_TRUE(camera.waitForOutput(kReady));
-    // 13/16 of the width, the middle of the picture, sixteenths of a millimetre.
+    // 13/16 of the width, the centre of the image, sixteenths of a millimetre.
     EXPECT_THAT(
         features("127.0.0.1", {"Scan3dFocalLength", "Scan3dPrincipalPointU",
                                "Scan3dPrincipalPointV", "Scan3dCoordinateScale"}),
@@ -130,7 +130,7 @@ TEST_F(SimulateTest, CtrlCEndsItCleanly)
     }
 }
 
-TEST_F(SimulateTest, APortThatIsTakenIsToldWithTheCure)
+TEST_F(SimulateTest, APortThatIsTakenIsReportedWithTheRemedy)
 {
     ToolProcess camera(simulator());
     ASSERT_TRUE(camera.waitForOutput(kReady));
@@ -141,7 +141,7 @@ TEST_F(SimulateTest, APortThatIsTakenIsToldWithTheCure)
                                   HasSubstr("nubrix doctor")));
 }
 
-TEST_F(SimulateTest, AnAddressOfAnotherMachineIsToldWithTheCure)
+TEST_F(SimulateTest, AnAddressOfAnotherMachineIsReportedWithTheRemedy)
 {
     const ToolResult result = run({"--address", "192.0.2.77"});
     EXPECT_EQ(result.status, 1);
@@ -149,7 +149,7 @@ TEST_F(SimulateTest, AnAddressOfAnotherMachineIsToldWithTheCure)
                                   HasSubstr("ip address add")));
 }
 
-TEST_F(SimulateTest, AModeThatTheRoomIsNotToBeHadInIsToldWithTheNearest)
+TEST_F(SimulateTest, AnUnsupportedModeIsReportedWithTheNearest)
 {
     const ToolResult result = run({"--mode", "640x481@30"});
     EXPECT_EQ(result.status, 1);

@@ -9,11 +9,11 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 namespace {
 
-/// The error number of binding a socket to the port; 0 when that was possible.
+/// Error number of binding a socket to the port; 0 on success.
 int tryPort(in_addr address)
 {
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -54,4 +54,4 @@ void requireCameraPort(const std::string &address)
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

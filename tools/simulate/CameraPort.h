@@ -3,12 +3,12 @@
 
 #include <string>
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 constexpr unsigned short kCameraPort = 3956;
 
-/// Throws std::runtime_error, with the reason and the cure, when a camera cannot serve there. To be
-/// asked before: sockets of servers share an address without a word.
+/// Throws std::runtime_error, with the reason and the remedy, when a camera cannot serve there.
+/// Call it before serving: server sockets share an address without an error.
 void requireCameraPort(const std::string &address);
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

@@ -4,23 +4,23 @@
 #include <array>
 #include <stdexcept>
 
-namespace nubrix {
+namespace nubrix::simulate {
 
 namespace {
 
-// As the GenICam standard numbers them: Coord3D_C16, RGB8, Mono8.
+// The numbers of the GenICam standard: Coord3D_C16, RGB8, Mono8.
 constexpr std::array<RoomComponent, 3> kComponents = {
     {{"depth", NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_12_4, 0x011000b8},
      {"color", NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, 0x02180014},
      {"ir", NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY8, 0x01080001}}};
 
 constexpr float kDepthUnitMm = 1.0F / 16;  // of NUBRIX_PIXEL_DEPTH_12_4
-constexpr int kUsualRate = 30;             // frames per second
+constexpr int kDefaultRate = 30;           // frames per second, the default of the room
 
 }  // namespace
 
 RoomCamera::RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode)
-    : m_source(kUsualRate)
+    : m_source(kDefaultRate)
 {
     for (const RoomComponent &component : kComponents) {
         if (std::find(components.begin(), components.end(), component.name) != components.end())
@@ -32,14 +32,14 @@ RoomCamera::RoomCamera(const std::vector<std::string> &components, const ModeReq
     if (!found)
         throw std::runtime_error(explainMissingMode(offered, mode));
     m_mode = *found;
-    // Not at the first frame, which would come late.
+    // Here, because it would delay the first frame.
     for (const RoomComponent &component : m_components)
         m_source.prepare(component.streamType, modeOf(component));
 }
 
-SimulatedCameraSettings RoomCamera::settings() const
+simulator::SimulatedCameraSettings RoomCamera::settings() const
 {
-    SimulatedCameraSettings settings;
+    simulator::SimulatedCameraSettings settings;
     settings.formats.clear();
     for (const RoomComponent &component : m_components)
         settings.formats.push_back(component.format);
@@ -52,7 +52,7 @@ SimulatedCameraSettings RoomCamera::settings() const
     settings.focalLength = lens->fx;
     settings.principalU = lens->cx;
     settings.principalV = lens->cy;
-    settings.baseline = 0;  // one lens sees all
+    settings.baseline = 0;  // all components share one lens
     settings.coordinateScale = kDepthUnitMm;
     return settings;
 }
@@ -81,4 +81,4 @@ typedefNubrixFrameMode RoomCamera::modeOf(const RoomComponent &component) const
     return mode;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

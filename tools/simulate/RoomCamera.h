@@ -1,4 +1,4 @@
-// The virtual camera's room as what a network camera shows.
+// The room of the virtual camera as the source of a network camera.
 #pragma once
 
 #include <cstdint>
@@ -10,36 +10,36 @@
 #include "nubrix/types.h"
 #include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::simulate {
 
-/// What a network camera can show of the room: a pixel format each.
+/// A component of the room that a network camera can send; each is one pixel format.
 struct RoomComponent {
-    const char *name;          // "depth", as the tool calls the stream
+    const char *name;          // "depth", the tool's name of the stream
     unsigned int streamType;   // a NubrixStreamType
-    unsigned int pixelFormat;  // of the room's picture, a NubrixPixelFormat
-    std::uint32_t format;      // the same pixels, as GenICam numbers them
+    unsigned int pixelFormat;  // in the room, a NubrixPixelFormat
+    std::uint32_t format;      // the same pixels in the numbering of GenICam
 };
 
-/// The pictures that a network camera sends, one component at a time, and what it tells of itself.
+/// The frames that a network camera sends, one component at a time, and its settings.
 class RoomCamera {
 public:
-    /// `components` are names of them, at least one. Throws std::runtime_error,
-    /// naming what there is, for a mode that the room is not to be had in.
+    /// `components` lists at least one name. Throws std::runtime_error with the available modes
+    /// when the room does not have `mode`.
     RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode);
 
-    /// Address and serial number are left to be filled in.
-    SimulatedCameraSettings settings() const;
+    /// The caller sets the address and the serial number.
+    simulator::SimulatedCameraSettings settings() const;
     /// "depth, color at 640x480@30".
     std::string summary() const;
-    /// Writes the picture of a frame. Thread-safe.
+    /// Writes the image of a frame. Thread-safe.
     void fill(std::uint32_t format, std::uint32_t frame, void *data);
 
 private:
     typedefNubrixFrameMode modeOf(const RoomComponent &component) const;
 
-    SceneSource m_source;
+    virtual_camera::SceneSource m_source;
     std::vector<RoomComponent> m_components;  // fixed after construction
-    typedefNubrixFrameMode m_mode = {};       // of the first one
+    typedefNubrixFrameMode m_mode = {};       // of the first component
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::simulate

@@ -1,4 +1,4 @@
-// nubrix-simulate: a GigE Vision server that shows the virtual room, until it is stopped.
+// nubrix-simulate: a GigE Vision server that shows the virtual room until it is stopped.
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <limits>
@@ -8,9 +8,8 @@
 #include "SimulatedCamera.h"
 #include "StopSignal.h"
 
+namespace nubrix::simulate {
 namespace {
-
-using namespace nubrix;
 
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
@@ -44,10 +43,10 @@ void serve(const Options &options)
     const StopSignal stop;
     RoomCamera room(componentsOf(options), *parseMode(options.mode));
     requireCameraPort(options.address);
-    SimulatedCameraSettings settings = room.settings();
+    simulator::SimulatedCameraSettings settings = room.settings();
     settings.address = options.address;
     settings.serial = options.serial;
-    const SimulatedCamera camera(
+    const simulator::SimulatedCamera camera(
         settings, [&room](std::uint32_t format, std::uint32_t frame, void *data, unsigned int,
                           unsigned int) { room.fill(format, frame, data); });
     std::cout << settings.serial << " serves " << room.summary() << " on " << settings.address
@@ -91,13 +90,14 @@ int run(int argc, char **argv)
 }
 
 }  // namespace
+}  // namespace nubrix::simulate
 
 int main(int argc, char **argv)
 {
     try {
-        return run(argc, argv);
+        return nubrix::simulate::run(argc, argv);
     } catch (const std::exception &exception) {
         std::cerr << "nubrix simulate: " << exception.what() << '\n';
-        return kFailed;
+        return nubrix::simulate::kFailed;
     }
 }

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace nubrix {
+namespace nubrix::simulator {
 
 namespace {
 
@@ -64,7 +64,7 @@ std::string number(const std::string &name, unsigned int address, const char *ac
                     element("Endianess", "BigEndian"));
 }
 
-/// An integer feature over a register of its own; `limits` are elements.
+/// An integer feature with a register of its own; `limits` are elements.
 std::string integer(const std::string &name, unsigned int address, const char *access,
                     const std::string &limits = "")
 {
@@ -78,7 +78,7 @@ std::string real(const char *name, unsigned int address, const std::string &inde
                 place(address, 4, "RO") + index + element("Endianess", "BigEndian"));
 }
 
-/// One of three, that of the selected coordinate.
+/// One of three values, that of the selected coordinate.
 std::string realOfCoordinate(const char *name, unsigned int address)
 {
     return real(name, address, "<pIndex Offset=\"4\">CoordinateReg</pIndex>");
@@ -220,4 +220,4 @@ std::string describeCamera(const SimulatedCameraSettings &settings)
            "<Port Name=\"Device\"/>\n</RegisterDescription>\n";
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator

@@ -11,11 +11,11 @@
 
 #include "CameraDescription.h"
 
-namespace nubrix {
+namespace nubrix::simulator {
 
 namespace {
 
-/// A file of memory; Aravis reads a description from a path only.
+/// A file in memory, because Aravis reads a description from a path only.
 class MemoryFile {
 public:
     explicit MemoryFile(const std::string &content) : m_descriptor(memfd_create("camera", 0))
@@ -34,11 +34,12 @@ private:
     const int m_descriptor;
 };
 
-void writeText(ArvFakeCamera *camera, guint32 address, std::size_t room, const std::string &text)
+void writeText(ArvFakeCamera *camera, guint32 address, std::size_t sizeBytes,
+               const std::string &text)
 {
-    std::string field(room, '\0');
-    std::copy_n(text.begin(), std::min(text.size(), room - 1), field.begin());
-    arv_fake_camera_write_memory(camera, address, static_cast<guint32>(room), field.data());
+    std::string field(sizeBytes, '\0');
+    std::copy_n(text.begin(), std::min(text.size(), sizeBytes - 1), field.begin());
+    arv_fake_camera_write_memory(camera, address, static_cast<guint32>(sizeBytes), field.data());
 }
 
 void writeReal(ArvFakeCamera *camera, guint32 address, float value)
@@ -89,7 +90,7 @@ struct SimulatedCamera::Server {
     static void fillBuffer(ArvBuffer *buffer, void *server, guint32, guint32, ArvPixelFormat format)
     {
         auto *self = static_cast<Server *>(server);
-        // Its size is that of what was received, 0 on this side: the room is that of the picture.
+        // The size is that of received data, 0 on this side; the capacity is that of the image.
         auto *data = const_cast<void *>(arv_buffer_get_data(buffer, nullptr));
         gint width = 0;
         gint height = 0;
@@ -138,4 +139,4 @@ bool SimulatedCamera::isControlled() const
     return arv_fake_camera_get_control_channel_privilege(device) != 0;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator

@@ -1,4 +1,4 @@
-// A network camera made up by this program: a real GigE Vision server for any client.
+// A simulated network camera: a real GigE Vision server for any client.
 #pragma once
 
 #include <atomic>
@@ -8,51 +8,51 @@
 #include <string>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::simulator {
 
-/// What a simulated camera is; the pixel formats are the codes of the GenICam standard.
+/// The settings of a simulated camera; pixel formats are the codes of the GenICam standard.
 struct SimulatedCameraSettings {
-    std::string address = "127.0.0.1";  ///< one of this machine's
+    std::string address = "127.0.0.1";  ///< an address of this machine
     std::string vendor = "Nubrix";      ///< up to 31 bytes, as are model and version
     std::string model = "SimulatedCamera";
     std::string version = "1.0.2";
     std::string serial = "SIM1";                        ///< up to 15 bytes
-    std::vector<std::uint32_t> formats = {0x011000b8};  ///< the first one is set at first
+    std::vector<std::uint32_t> formats = {0x011000b8};  ///< the camera starts with the first one
     unsigned int width = 640;                           ///< of the sensor, pixels
     unsigned int height = 480;
-    unsigned int smallestWidth = 640;  ///< a client may ask for less than the sensor has
+    unsigned int smallestWidth = 640;  ///< a client may set less than the sensor has
     unsigned int smallestHeight = 480;
-    double frameRate = 30;          ///< at first; a client may set 0.1 to 1000
+    double frameRate = 30;          ///< at the start; a client may set 0.1 to 1000
     float focalLength = 577.5F;     ///< pixels
     float principalU = 319.5F;      ///< pixels
     float principalV = 239.5F;      ///< pixels
     float baseline = 75.0F;         ///< millimetres
-    float coordinateScale = 0.25F;  ///< millimetres a count of a depth picture
+    float coordinateScale = 0.25F;  ///< millimetres per count of a depth frame
     float coordinateOffset = 0.0F;  ///< millimetres
     float invalidValue = 0.0F;      ///< counts; means that nothing was measured
-    unsigned int coordinate = 2;    ///< selected at first, 0 to 2: A to C; depth is C
-    double lostPackets = 0;         ///< the part of the packets that gets lost, 0 to 1
-    std::string description = {};   ///< GenICam's; empty: as describeCamera makes it
+    unsigned int coordinate = 2;    ///< at the start, 0 to 2: A to C; depth is C
+    double lostPackets = 0;         ///< share of the packets that are lost, 0 to 1
+    std::string description = {};   ///< in GenICam's XML; empty: that of describeCamera
 };
 
-/// Serves from its construction to its destruction, which is its loss for the clients. Port 3956
-/// is the protocol's: one camera an address. Thread-safe.
+/// Serves from its construction to its destruction, which clients see as a lost connection. The
+/// protocol fixes port 3956, so each address has at most one camera. Thread-safe.
 class SimulatedCamera {
 public:
-    /// Writes a picture without gaps between the rows: `format` is one of the settings', frames
-    /// count from 0 over all starts. On the camera's own thread; must not throw.
+    /// Writes a frame without gaps between the rows: `format` is one of the settings', frames are
+    /// counted from 0 over all starts. Runs on the camera's own thread; must not throw.
     using Fill = std::function<void(std::uint32_t format, std::uint32_t frame, void *data,
                                     unsigned int width, unsigned int height)>;
 
-    /// Throws std::runtime_error, with the reason and the cure, when the camera cannot serve.
+    /// Throws std::runtime_error, with the reason and the remedy, when the camera cannot serve.
     SimulatedCamera(const SimulatedCameraSettings &settings, Fill fill);
     ~SimulatedCamera();
     SimulatedCamera(const SimulatedCamera &) = delete;
     SimulatedCamera &operator=(const SimulatedCamera &) = delete;
 
-    /// How many pictures have been made.
+    /// Number of frames that were filled.
     std::uint32_t frames() const;
-    /// A client holds the camera.
+    /// Whether a client controls the camera.
     bool isControlled() const;
 
 private:
@@ -61,4 +61,4 @@ private:
     const std::unique_ptr<Server> m_server;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::simulator

@@ -58,7 +58,7 @@ private:
     void *m_handle;
 };
 
-/// A test with an empty environment of the plug-in and a folder of its own.
+/// A test with a folder of its own and none of the plug-in's environment variables.
 class LogPluginFixture : public testing::Test {
 protected:
     LogPluginFixture()
@@ -82,7 +82,7 @@ protected:
         return std::string("nubrix-") + program_invocation_short_name + ".log";
     }
 
-    /// The texts behind the four brackets of each line.
+    /// The text after the four brackets of each line.
     static std::vector<std::string> texts(const std::string &log)
     {
         std::vector<std::string> found;

@@ -1,4 +1,4 @@
-// The log file: when it is made, how it is rotated, and what happens when it cannot be written.
+// The log file: when it is created, how it is rotated, and what happens when it cannot be written.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ protected:
         std::sort(found.begin(), found.end());
         return found;
     }
-    /// Logs until the file takes a message again; the messages that it did not take.
+    /// Logs until a message reaches the file again; returns the number of lost messages.
     int logUntilTaken()
     {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -49,7 +49,7 @@ protected:
     LoadedLogPlugin m_plugin;
 };
 
-TEST_F(LogFileTest, TheFileIsMadeWithTheFirstMessage)
+TEST_F(LogFileTest, TheFileIsCreatedByTheFirstMessage)
 {
     EXPECT_TRUE(files().empty());
     EXPECT_EQ(m_plugin.simplify("Module", 2, "below the threshold"), 0);
@@ -75,7 +75,7 @@ TEST_F(LogFileTest, ConsoleAndFileShowTheSameLine)
     EXPECT_EQ(readFile(logPath()), line);
 }
 
-TEST_F(LogFileTest, TurnedOffTheFileStaysAsItIs)
+TEST_F(LogFileTest, TheFileIsUnchangedWhileItIsTurnedOff)
 {
     log("one");
     EXPECT_EQ(m_plugin.configFile(0), 0);
@@ -146,7 +146,7 @@ TEST_F(LogFileTest, AMaximumSizeOutOfRangeIsRefused)
     EXPECT_EQ(log("text"), 0);
 }
 
-TEST_F(LogFileTest, LinesOfManyThreadsAreWhole)
+TEST_F(LogFileTest, LinesOfManyThreadsAreNotMixed)
 {
     ASSERT_EQ(m_plugin.setMaxSize(100), 0);
     constexpr int kThreads = 8;
@@ -194,20 +194,20 @@ TEST_F(LogFileTest, SettingsMayChangeWhileOthersLog)
     EXPECT_EQ(m_plugin.lastErrno(), 0);
 }
 
-TEST_F(LogFileTest, AFullDiskIsToldOnceAndLoggingGoesOn)
+TEST_F(LogFileTest, AFullDiskIsReportedOnceAndLoggingContinues)
 {
     std::filesystem::create_symlink("/dev/full", logPath());
-    const std::string told = console([&] {
+    const std::string reported = console([&] {
         for (int i = 0; i < 1000; ++i)
             EXPECT_EQ(log("text"), -1);
     });
-    EXPECT_EQ(told, "nubrix log: cannot write " + logPath() + ": No space left on device\n");
+    EXPECT_EQ(reported, "nubrix log: cannot write " + logPath() + ": No space left on device\n");
     EXPECT_EQ(m_plugin.lastErrno(), ENOSPC);
     m_plugin.configConsole(1);
     EXPECT_THAT(texts(console([&] { log("shown"); })), ElementsAre("shown"));
 }
 
-TEST_F(LogFileTest, WhatWasLostIsToldAsSoonAsTheFileCanBeWritten)
+TEST_F(LogFileTest, LostMessagesAreCountedInTheFileOnceItCanBeWritten)
 {
     std::filesystem::create_symlink("/dev/full", logPath());
     console([&] { EXPECT_EQ(log("lost"), -1); });
@@ -220,18 +220,18 @@ TEST_F(LogFileTest, WhatWasLostIsToldAsSoonAsTheFileCanBeWritten)
     EXPECT_EQ(logged().size(), 3U);
 }
 
-TEST_F(LogFileTest, AFileThatCannotBeMadeIsToldOnce)
+TEST_F(LogFileTest, AFileThatCannotBeCreatedIsReportedOnce)
 {
     std::filesystem::create_directory(logPath());
-    const std::string told = console([&] {
+    const std::string reported = console([&] {
         for (int i = 0; i < 100; ++i)
             EXPECT_EQ(log("text"), -1);
     });
-    EXPECT_EQ(told, "nubrix log: cannot write " + logPath() + ": Is a directory\n");
+    EXPECT_EQ(reported, "nubrix log: cannot write " + logPath() + ": Is a directory\n");
     EXPECT_EQ(m_plugin.lastErrno(), EISDIR);
 }
 
-TEST_F(LogFileTest, AFailureAfterNewSettingsIsToldAgain)
+TEST_F(LogFileTest, AFailureAfterNewSettingsIsReportedAgain)
 {
     std::filesystem::create_directory(logPath());
     const std::string twice = console([&] {
@@ -243,12 +243,12 @@ TEST_F(LogFileTest, AFailureAfterNewSettingsIsToldAgain)
     EXPECT_EQ(std::count(twice.begin(), twice.end(), '\n'), 2);
 }
 
-TEST_F(LogFileTest, AFileThatTookNothingIsNotLeftBehind)
+TEST_F(LogFileTest, AnEmptyFileIsRemovedWhenWritingFails)
 {
     rlimit old = {};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
     const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-    const std::string told = console([&] {
+    const std::string reported = console([&] {
         rlimit none = old;
         none.rlim_cur = 0;
         setrlimit(RLIMIT_FSIZE, &none);

@@ -11,7 +11,7 @@
 
 static bool g_threadsNeverStop = false;
 
-// Asked by LeakSanitizer, which cannot look at threads that run while it does.
+// LeakSanitizer calls this; it cannot examine threads that run meanwhile.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off()
 {
     return g_threadsNeverStop;
@@ -35,7 +35,7 @@ protected:
     LoadedLogPlugin m_plugin;
 };
 
-TEST_F(LogPluginTest, ALineTellsTimeLevelModuleAndThread)
+TEST_F(LogPluginTest, ALineShowsTimeLevelModuleAndThread)
 {
     const std::string line = console([&] { m_plugin.simplify("Module", 3, "some text"); });
     EXPECT_THAT(line, MatchesRegex("\\[[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"
@@ -81,7 +81,7 @@ TEST_F(LogPluginTest, AThresholdOutOfRangeIsRefused)
     EXPECT_EQ(m_plugin.level(), 2);
 }
 
-TEST_F(LogPluginTest, LineEndsOfAMessageGiveNoEmptyLine)
+TEST_F(LogPluginTest, TrailingLineEndsMakeNoEmptyLine)
 {
     EXPECT_THAT(shown(3, "text\n"), ElementsAre("text"));
     EXPECT_THAT(shown(3, "text\r\n\n"), ElementsAre("text"));
@@ -102,13 +102,13 @@ TEST_F(LogPluginTest, TextIsNotTakenForAFormat)
     EXPECT_THAT(shown(3, "%s %d {} {0}"), ElementsAre("%s %d {} {0}"));
 }
 
-TEST_F(LogPluginTest, ALongTextIsShownWhole)
+TEST_F(LogPluginTest, ALongTextIsNotCut)
 {
     const std::string text(100000, 'x');
     EXPECT_THAT(shown(3, text.c_str()), ElementsAre(text));
 }
 
-TEST_F(LogPluginTest, NullPointersAreNoCrash)
+TEST_F(LogPluginTest, NullPointersAreRefused)
 {
     EXPECT_EQ(console([&] {
                   EXPECT_EQ(m_plugin.simplify("Module", 4, nullptr), -1);
@@ -121,7 +121,7 @@ TEST_F(LogPluginTest, NullPointersAreNoCrash)
     EXPECT_EQ(m_plugin.setFolder(""), -1);
 }
 
-TEST_F(LogPluginTest, TheFourWordsStandBeforeTheText)
+TEST_F(LogPluginTest, TheFourWordsPrecedeTheText)
 {
     EXPECT_EQ(console([&] { EXPECT_EQ(m_plugin.write("M", 1, 2, 3, 4, "text"), 0); }), "");
     ASSERT_EQ(m_plugin.setLevel(1), 0);
@@ -173,7 +173,7 @@ TEST_F(LogPluginLoadingTest, UnloadingLeavesNothingBehind)
     EXPECT_THAT(readFile("/proc/self/maps"), Not(HasSubstr("libNubrixLogDriver")));
 }
 
-TEST_F(LogPluginLoadingTest, EverySettingIsNewAfterLoadingAgain)
+TEST_F(LogPluginLoadingTest, ReloadingReadsEverySettingAgain)
 {
     {
         LoadedLogPlugin plugin;
@@ -186,7 +186,7 @@ TEST_F(LogPluginLoadingTest, EverySettingIsNewAfterLoadingAgain)
     EXPECT_EQ(plugin.lastErrno(), 0);
 }
 
-// Never unloaded, as in a process that ends without releasing the library.
+// Never unloaded, as in a process that exits without releasing the library.
 LoadedLogPlugin *g_left = nullptr;
 
 void logAtExit()
@@ -194,7 +194,7 @@ void logAtExit()
     g_left->simplify("Module", 4, "last words");
 }
 
-TEST_F(LogPluginExitTest, WhatIsLoggedWhileTheProcessEndsIsShown)
+TEST_F(LogPluginExitTest, MessagesLoggedDuringExitAreShown)
 {
     EXPECT_EXIT(
         {
@@ -205,7 +205,7 @@ TEST_F(LogPluginExitTest, WhatIsLoggedWhileTheProcessEndsIsShown)
         testing::ExitedWithCode(0), "last words");
 }
 
-TEST_F(LogPluginExitTest, AThreadThatLogsWhileTheProcessEndsIsNoCrash)
+TEST_F(LogPluginExitTest, AThreadMayLogWhileTheProcessExits)
 {
     EXPECT_EXIT(
         {

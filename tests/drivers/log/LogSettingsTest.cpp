@@ -1,4 +1,4 @@
-// What the plug-in is told by the INI file beside it and by the environment.
+// The settings of the plug-in: the INI file next to it and the environment.
 #include <memory>
 
 #include "tests/Paths.h"
@@ -12,7 +12,7 @@ using testing::HasSubstr;
 
 class LogSettingsTest : public LogPluginFixture {
 protected:
-    // The plug-in looks for its settings beside itself, so each test has a copy of its own. The log
+    // The plug-in reads the settings next to itself, so each test has a copy of its own. The log
     // files go to the current folder.
     LogSettingsTest()
     {
@@ -27,7 +27,7 @@ protected:
         writeFile(m_folder.file("nubrixLog.ini"), text);
         return load();
     }
-    std::string loadingSays(std::unique_ptr<LoadedLogPlugin> &plugin)
+    std::string stderrOfLoading(std::unique_ptr<LoadedLogPlugin> &plugin)
     {
         return console([&] { plugin = load(); });
     }
@@ -72,7 +72,7 @@ TEST_F(LogSettingsTest, TheIniFileIsReadAsTheLibraryReadsIt)
     EXPECT_EQ(loadWithIni("")->level(), 3);
 }
 
-TEST_F(LogSettingsTest, TheConsoleAndTheFileAreOnFromOneUp)
+TEST_F(LogSettingsTest, ValuesFromOneUpTurnTheConsoleAndTheFileOn)
 {
     auto plugin = loadWithIni("[Log]\nLogConsole=2\nLogFile=-1\n");
     EXPECT_EQ(linesOnConsole(*plugin), 1U);
@@ -83,7 +83,7 @@ TEST_F(LogSettingsTest, TheConsoleAndTheFileAreOnFromOneUp)
     EXPECT_EQ(linesInFile(), 1U);
 }
 
-TEST_F(LogSettingsTest, TheEnvironmentComesAfterTheIniFile)
+TEST_F(LogSettingsTest, TheEnvironmentOverridesTheIniFile)
 {
     setenv("NUBRIX_LOG_LEVEL", "0", 1);
     setenv("NUBRIX_LOG_CONSOLE", "1", 1);
@@ -140,25 +140,25 @@ TEST_F(LogSettingsTest, EmptyVariablesChangeNothing)
     for (const char *name : {"NUBRIX_LOG_LEVEL", "NUBRIX_LOG_CONSOLE", "NUBRIX_LOG_FILE"})
         setenv(name, "", 1);
     std::unique_ptr<LoadedLogPlugin> plugin;
-    EXPECT_EQ(loadingSays(plugin), "");
+    EXPECT_EQ(stderrOfLoading(plugin), "");
     EXPECT_EQ(plugin->level(), 3);
     EXPECT_EQ(linesOnConsole(*plugin), 1U);
     EXPECT_EQ(linesInFile(), 0U);
 }
 
-TEST_F(LogSettingsTest, AVariableThatCannotBeUnderstoodIsToldAndIgnored)
+TEST_F(LogSettingsTest, AnInvalidVariableIsReportedAndIgnored)
 {
     std::unique_ptr<LoadedLogPlugin> plugin;
     for (const char *value : {"5", "-1", "abc", "11", " 1", "1 "}) {
         setenv("NUBRIX_LOG_LEVEL", value, 1);
-        EXPECT_EQ(loadingSays(plugin), std::string("nubrix log: NUBRIX_LOG_LEVEL is \"") + value +
+        EXPECT_EQ(stderrOfLoading(plugin), std::string("nubrix log: NUBRIX_LOG_LEVEL is \"") + value +
                                            "\"; it must be 0 to 4. Ignored.\n");
         EXPECT_EQ(plugin->level(), 3);
         plugin.reset();
     }
     unsetenv("NUBRIX_LOG_LEVEL");
     setenv("NUBRIX_LOG_CONSOLE", "2", 1);
-    EXPECT_THAT(loadingSays(plugin), HasSubstr("it must be 0 or 1"));
+    EXPECT_THAT(stderrOfLoading(plugin), HasSubstr("it must be 0 or 1"));
     EXPECT_EQ(linesOnConsole(*plugin), 1U);
 }
 

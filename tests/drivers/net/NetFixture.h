@@ -162,6 +162,9 @@ protected:
             std::remove(m_ini.c_str());
     }
 
+    using SimulatedCamera = simulator::SimulatedCamera;
+    using SimulatedCameraSettings = simulator::SimulatedCameraSettings;
+
     static SimulatedCameraSettings depthCamera(const std::string &address = "127.0.0.1")
     {
         SimulatedCameraSettings settings;

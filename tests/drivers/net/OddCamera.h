@@ -13,7 +13,7 @@ namespace nubrix {
 
 /// Replaces parts of a camera's description, each of which must be in it once. Fails the test when
 /// one is not.
-inline void redescribe(SimulatedCameraSettings &settings,
+inline void redescribe(simulator::SimulatedCameraSettings &settings,
                        const std::vector<std::pair<std::string, std::string>> &parts)
 {
     settings.description = describeCamera(settings);

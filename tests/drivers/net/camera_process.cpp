@@ -20,12 +20,12 @@
 
 namespace {
 
-std::unique_ptr<nubrix::SimulatedCamera> serve(const char *address)
+std::unique_ptr<nubrix::simulator::SimulatedCamera> serve(const char *address)
 {
-    nubrix::SimulatedCameraSettings settings;
+    nubrix::simulator::SimulatedCameraSettings settings;
     settings.address = address;
     settings.serial = "PROCESS";
-    return std::make_unique<nubrix::SimulatedCamera>(
+    return std::make_unique<nubrix::simulator::SimulatedCamera>(
         settings, [](std::uint32_t format, std::uint32_t frame, void *data, unsigned int width,
                      unsigned int height) {
             std::memset(data, static_cast<int>(frame & 0xffU),
@@ -80,7 +80,7 @@ try {
         return 2;
     if (std::strcmp(words[1], "stream") == 0)
         return stream(words[2]);
-    std::unique_ptr<nubrix::SimulatedCamera> served;
+    std::unique_ptr<nubrix::simulator::SimulatedCamera> served;
     if (std::strcmp(words[1], "serve") == 0)
         served = serve(words[2]);
     else if (!hold(words[2]))

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using std::chrono::microseconds;
@@ -37,7 +37,7 @@ TEST(CameraClockTest, BeforeTheFirstFrameTheIndexIsZero)
     EXPECT_EQ(CameraClock::indexAt(epoch, epoch - microseconds(500000), 30), 0U);
 }
 
-TEST(CameraClockTest, RunsOnWhileAStreamRunsAndBeginsAnewAfterwards)
+TEST(CameraClockTest, RestartsWhenTheFirstStreamStarts)
 {
     CameraClock clock;
     const auto first = clock.begin().epoch;
@@ -51,4 +51,4 @@ TEST(CameraClockTest, RunsOnWhileAStreamRunsAndBeginsAnewAfterwards)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -4,7 +4,7 @@
 
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr unsigned int kColor = NUBRIX_STREAM_COLOR;
@@ -34,12 +34,12 @@ TEST(FaultPlanTest, WithoutFaultsNothingGoesWrong)
     EXPECT_EQ(plan.openAttempt(0), 0);
     EXPECT_EQ(plan.startAttempt(kDepth, 0), 0);
     EXPECT_EQ(plan.extraBufferBytes(kDepth), 0U);
-    EXPECT_TRUE(plan.keepsAlive(1000));
+    EXPECT_TRUE(plan.answersKeepAlive(1000));
     EXPECT_FALSE(plan.nextPlugAfterMs());
-    const FrameOrders orders = plan.ordersFor(kDepth, 5, 1000);
-    EXPECT_FALSE(orders.unplug || orders.stall || orders.drop || orders.empty || orders.shortened ||
-                 orders.wrongType);
-    EXPECT_EQ(orders.clockOffsetUs, 0);
+    const FrameEffects effects = plan.effectsOn(kDepth, 5, 1000);
+    EXPECT_FALSE(effects.unplug || effects.stall || effects.drop || effects.empty ||
+                 effects.shortened || effects.wrongType);
+    EXPECT_EQ(effects.clockOffsetUs, 0);
 }
 
 TEST(FaultPlanTest, AFaultByFrameCoversItsFramesInEveryRun)
@@ -48,36 +48,36 @@ TEST(FaultPlanTest, AFaultByFrameCoversItsFramesInEveryRun)
     for (int run = 0; run < 2; ++run) {
         plan.beginRun(kDepth);
         for (std::uint32_t frame = 0; frame < 10; ++frame)
-            EXPECT_EQ(plan.ordersFor(kDepth, frame, 0).drop, frame == 3 || frame == 4) << frame;
+            EXPECT_EQ(plan.effectsOn(kDepth, frame, 0).drop, frame == 3 || frame == 4) << frame;
     }
 }
 
 TEST(FaultPlanTest, AFaultByFrameMissesNothingWhenFramesAreSkipped)
 {
     FaultPlan plan({atFrame(FaultType::kDrop, 3, 2)});
-    EXPECT_TRUE(plan.ordersFor(kDepth, 4, 0).drop);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 8, 0).drop);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 4, 0).drop);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 8, 0).drop);
 }
 
 TEST(FaultPlanTest, AFaultByTimeCoversTheNextFramesOfEachStreamOnce)
 {
     FaultPlan plan({atMs(FaultType::kEmptyFrame, 100, 2)});
-    EXPECT_FALSE(plan.ordersFor(kDepth, 0, 99).empty);
-    EXPECT_TRUE(plan.ordersFor(kDepth, 1, 100).empty);
-    EXPECT_TRUE(plan.ordersFor(kDepth, 2, 150).empty);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 3, 160).empty);
-    EXPECT_TRUE(plan.ordersFor(kColor, 3, 160).empty);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 0, 99).empty);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 1, 100).empty);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 2, 150).empty);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 3, 160).empty);
+    EXPECT_TRUE(plan.effectsOn(kColor, 3, 160).empty);
     plan.beginRun(kDepth);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 0, 200).empty);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 0, 200).empty);
 }
 
-TEST(FaultPlanTest, AFaultOfOneStreamSparesTheOthers)
+TEST(FaultPlanTest, AFaultOfOneStreamLeavesTheOthersAlone)
 {
     Fault fault = atFrame(FaultType::kDrop, 0, 100);
     fault.streamType = kDepth;
     FaultPlan plan({fault});
-    EXPECT_TRUE(plan.ordersFor(kDepth, 5, 0).drop);
-    EXPECT_FALSE(plan.ordersFor(kColor, 5, 0).drop);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 5, 0).drop);
+    EXPECT_FALSE(plan.effectsOn(kColor, 5, 0).drop);
 }
 
 TEST(FaultPlanTest, AStallByFrameComesOnceARunAndHidesNoOtherFault)
@@ -87,12 +87,12 @@ TEST(FaultPlanTest, AStallByFrameComesOnceARunAndHidesNoOtherFault)
     FaultPlan plan({atFrame(FaultType::kDrop, 2), stall});
     for (int run = 0; run < 2; ++run) {
         plan.beginRun(kDepth);
-        EXPECT_FALSE(plan.ordersFor(kDepth, 1, 0).stall);
-        const FrameOrders first = plan.ordersFor(kDepth, 2, 0);
+        EXPECT_FALSE(plan.effectsOn(kDepth, 1, 0).stall);
+        const FrameEffects first = plan.effectsOn(kDepth, 2, 0);
         EXPECT_TRUE(first.stall);
         EXPECT_EQ(first.stallMs, 30U);
         EXPECT_FALSE(first.drop);
-        const FrameOrders second = plan.ordersFor(kDepth, 2, 30);
+        const FrameEffects second = plan.effectsOn(kDepth, 2, 30);
         EXPECT_FALSE(second.stall);
         EXPECT_TRUE(second.drop);
     }
@@ -103,19 +103,19 @@ TEST(FaultPlanTest, AStallByTimeEndsAtItsTime)
     Fault stall = atMs(FaultType::kStall, 100);
     stall.duration = 50;
     FaultPlan plan({stall});
-    EXPECT_FALSE(plan.ordersFor(kDepth, 0, 99).stall);
-    EXPECT_EQ(plan.ordersFor(kDepth, 1, 100).stallMs, 50U);
-    EXPECT_EQ(plan.ordersFor(kDepth, 1, 149).stallMs, 1U);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 1, 150).stall);
-    EXPECT_EQ(plan.ordersFor(kColor, 0, 120).stallMs, 30U);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 0, 99).stall);
+    EXPECT_EQ(plan.effectsOn(kDepth, 1, 100).stallMs, 50U);
+    EXPECT_EQ(plan.effectsOn(kDepth, 1, 149).stallMs, 1U);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 1, 150).stall);
+    EXPECT_EQ(plan.effectsOn(kColor, 0, 120).stallMs, 30U);
 }
 
 TEST(FaultPlanTest, AStallWithoutADurationIsForEver)
 {
     FaultPlan plan({atMs(FaultType::kStall, 100)});
-    const FrameOrders orders = plan.ordersFor(kDepth, 0, 1000000);
-    EXPECT_TRUE(orders.stall);
-    EXPECT_FALSE(orders.stallMs);
+    const FrameEffects effects = plan.effectsOn(kDepth, 0, 1000000);
+    EXPECT_TRUE(effects.stall);
+    EXPECT_FALSE(effects.stallMs);
 }
 
 TEST(FaultPlanTest, FramesAreCountedOnceWhenATimedStallAsksTwice)
@@ -124,9 +124,9 @@ TEST(FaultPlanTest, FramesAreCountedOnceWhenATimedStallAsksTwice)
     stall.duration = 10;
     FaultPlan plan({atMs(FaultType::kDrop, 0, 1), stall});
     plan.beginRun(kDepth);
-    EXPECT_TRUE(plan.ordersFor(kDepth, 0, 5).stall);
-    EXPECT_TRUE(plan.ordersFor(kDepth, 0, 15).drop);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 1, 16).drop);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 0, 5).stall);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 0, 15).drop);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 1, 16).drop);
 }
 
 TEST(FaultPlanTest, ClockJumpsAddUp)
@@ -136,13 +136,13 @@ TEST(FaultPlanTest, ClockJumpsAddUp)
     Fault back = atMs(FaultType::kClockJump, 100);
     back.jumpMs = -2000;
     FaultPlan plan({forth, back});
-    EXPECT_EQ(plan.ordersFor(kDepth, 1, 0).clockOffsetUs, 0);
-    EXPECT_EQ(plan.ordersFor(kDepth, 2, 99).clockOffsetUs, 500000);
-    EXPECT_EQ(plan.ordersFor(kDepth, 3, 100).clockOffsetUs, -1500000);
-    EXPECT_EQ(plan.ordersFor(kColor, 0, 100).clockOffsetUs, -2000000);
+    EXPECT_EQ(plan.effectsOn(kDepth, 1, 0).clockOffsetUs, 0);
+    EXPECT_EQ(plan.effectsOn(kDepth, 2, 99).clockOffsetUs, 500000);
+    EXPECT_EQ(plan.effectsOn(kDepth, 3, 100).clockOffsetUs, -1500000);
+    EXPECT_EQ(plan.effectsOn(kColor, 0, 100).clockOffsetUs, -2000000);
 }
 
-TEST(FaultPlanTest, SpoiltFramesSayHow)
+TEST(FaultPlanTest, DamagedFramesCarryTheDetailsOfTheirFault)
 {
     Fault cut = atFrame(FaultType::kShortFrame, 1);
     cut.bytes = 7;
@@ -150,28 +150,28 @@ TEST(FaultPlanTest, SpoiltFramesSayHow)
     Fault type = atFrame(FaultType::kWrongType, 3);
     type.asType = NUBRIX_STREAM_IR;
     FaultPlan plan({cut, half, type});
-    EXPECT_TRUE(plan.ordersFor(kDepth, 1, 0).shortened);
-    EXPECT_EQ(plan.ordersFor(kDepth, 1, 0).bytes, 7U);
-    EXPECT_TRUE(plan.ordersFor(kDepth, 2, 0).shortened);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 2, 0).bytes);
-    EXPECT_TRUE(plan.ordersFor(kDepth, 3, 0).wrongType);
-    EXPECT_EQ(plan.ordersFor(kDepth, 3, 0).asType, NUBRIX_STREAM_IR);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 1, 0).shortened);
+    EXPECT_EQ(plan.effectsOn(kDepth, 1, 0).bytes, 7U);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 2, 0).shortened);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 2, 0).bytes);
+    EXPECT_TRUE(plan.effectsOn(kDepth, 3, 0).wrongType);
+    EXPECT_EQ(plan.effectsOn(kDepth, 3, 0).asType, NUBRIX_STREAM_IR);
 }
 
 TEST(FaultPlanTest, UnpluggingByFrameHappensOnceAndByItself)
 {
     FaultPlan plan({atFrame(FaultType::kDrop, 4), atFrame(FaultType::kUnplug, 4)});
-    EXPECT_FALSE(plan.ordersFor(kDepth, 3, 0).unplug);
-    const FrameOrders orders = plan.ordersFor(kDepth, 4, 0);
-    EXPECT_TRUE(orders.unplug);
-    EXPECT_FALSE(orders.drop);
-    EXPECT_FALSE(plan.ordersFor(kDepth, 4, 0).unplug);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 3, 0).unplug);
+    const FrameEffects effects = plan.effectsOn(kDepth, 4, 0);
+    EXPECT_TRUE(effects.unplug);
+    EXPECT_FALSE(effects.drop);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 4, 0).unplug);
 }
 
-TEST(FaultPlanTest, UnpluggingByTimeIsNoAffairOfFrames)
+TEST(FaultPlanTest, UnpluggingByTimeHasNoEffectOnFrames)
 {
     FaultPlan plan({atMs(FaultType::kUnplug, 10)});
-    EXPECT_FALSE(plan.ordersFor(kDepth, 3, 1000).unplug);
+    EXPECT_FALSE(plan.effectsOn(kDepth, 3, 1000).unplug);
 }
 
 TEST(FaultPlanTest, EachPlugAfterAnUnplugIsUsedOnce)
@@ -192,20 +192,20 @@ TEST(FaultPlanTest, KeepAliveFailsFromItsTimeForItsDuration)
     Fault fault = atMs(FaultType::kKeepAliveFail, 100);
     fault.duration = 50;
     const FaultPlan plan({fault});
-    EXPECT_TRUE(plan.keepsAlive(99));
-    EXPECT_FALSE(plan.keepsAlive(100));
-    EXPECT_FALSE(plan.keepsAlive(149));
-    EXPECT_TRUE(plan.keepsAlive(150));
+    EXPECT_TRUE(plan.answersKeepAlive(99));
+    EXPECT_FALSE(plan.answersKeepAlive(100));
+    EXPECT_FALSE(plan.answersKeepAlive(149));
+    EXPECT_TRUE(plan.answersKeepAlive(150));
 }
 
 TEST(FaultPlanTest, KeepAliveFailsFromAFrameOn)
 {
     FaultPlan plan({atFrame(FaultType::kKeepAliveFail, 7)});
-    plan.ordersFor(kDepth, 6, 100);
-    EXPECT_TRUE(plan.keepsAlive(100));
-    plan.ordersFor(kDepth, 7, 200);
-    EXPECT_FALSE(plan.keepsAlive(200));
-    EXPECT_FALSE(plan.keepsAlive(1000000));
+    plan.effectsOn(kDepth, 6, 100);
+    EXPECT_TRUE(plan.answersKeepAlive(100));
+    plan.effectsOn(kDepth, 7, 200);
+    EXPECT_FALSE(plan.answersKeepAlive(200));
+    EXPECT_FALSE(plan.answersKeepAlive(1000000));
 }
 
 TEST(FaultPlanTest, KeepAliveByFrameLastsFromTheFirstTime)
@@ -213,13 +213,13 @@ TEST(FaultPlanTest, KeepAliveByFrameLastsFromTheFirstTime)
     Fault fault = atFrame(FaultType::kKeepAliveFail, 7);
     fault.duration = 50;
     FaultPlan plan({fault});
-    plan.ordersFor(kDepth, 7, 200);
-    plan.ordersFor(kDepth, 8, 230);
-    EXPECT_FALSE(plan.keepsAlive(249));
-    EXPECT_TRUE(plan.keepsAlive(250));
+    plan.effectsOn(kDepth, 7, 200);
+    plan.effectsOn(kDepth, 8, 230);
+    EXPECT_FALSE(plan.answersKeepAlive(249));
+    EXPECT_TRUE(plan.answersKeepAlive(250));
 }
 
-TEST(FaultPlanTest, AttemptsFailFromTheOneNamedAsOftenAsSaid)
+TEST(FaultPlanTest, AttemptsFailFromTheNamedOneForTheGivenCount)
 {
     Fault open;
     open.type = FaultType::kOpenFail;
@@ -274,4 +274,4 @@ TEST(FaultPlanTest, BuffersGrowFromTheStartNamed)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

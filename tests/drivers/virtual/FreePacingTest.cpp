@@ -1,6 +1,6 @@
-// A camera that waits for every frame to be returned, with all that an application can do with
-// frames at once: through the library and the plug-in, as an application uses them. Run with the
-// plug-in's folder as LD_LIBRARY_PATH.
+// A camera with free pacing waits until every frame is returned. These tests use its frames in
+// every way that an application can, through the library and the plug-in, with the plug-in's folder
+// as LD_LIBRARY_PATH.
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -16,9 +16,9 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
-#include "virtual/VirtualProperties.h"
+#include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAreArray;
@@ -84,12 +84,13 @@ protected:
                   0);
         return next;
     }
-    /// Waits until the camera has got that many frames of a stream back.
+    /// Waits until that many frames of a stream have been returned to the camera.
     bool awaitReturned(unsigned int type, unsigned int count = kFrames)
     {
         return eventually([&] { return nextFrame(type) >= count; });
     }
-    /// The next frame, to be released. A wait does not see a frame that came just before it.
+    /// The next frame, which the caller releases. A wait does not see a frame that came just before
+    /// it.
     typedefNubrixFrame *take(NubrixStream *stream)
     {
         typedefNubrixFrame *frame = nullptr;
@@ -100,7 +101,7 @@ protected:
         }
         return frame;
     }
-    /// Reads a frame and gives it back: its index, or the status.
+    /// Reads a frame and releases it: its index, or the status.
     int read(NubrixStream *stream, int timeoutMs)
     {
         typedefNubrixFrame *frame = nullptr;
@@ -110,7 +111,7 @@ protected:
         EXPECT_EQ(m_context->releaseFrame(frame), 0);
         return index;
     }
-    /// Reads until the frame of the last index.
+    /// Reads up to the frame with the last index.
     std::vector<unsigned int> readToTheEnd(NubrixStream *stream, int timeoutMs)
     {
         std::vector<unsigned int> indices;
@@ -125,7 +126,7 @@ protected:
         }
         return indices;
     }
-    /// What a recorder has written of a stream, by the times; it is destroyed.
+    /// The frames of a stream that a recorder has written, sorted by time; destroys the recorder.
     std::vector<unsigned int> recorded(NubrixRecord *made, const std::string &name,
                                        unsigned int type)
     {
@@ -180,7 +181,7 @@ TEST_F(FreePacingTest, TwoRecordersGetEveryFrame)
                 ElementsAreArray(countTo(kFrames, 1)));
 }
 
-TEST_F(FreePacingTest, ARecorderThatPausesMissesNothing)
+TEST_F(FreePacingTest, ARecorderThatPausesLosesNoFrame)
 {
     NubrixStream *const depth = open(NUBRIX_STREAM_DEPTH);
     NubrixRecord *const made = recorder("paused.bin", {depth});
@@ -193,7 +194,7 @@ TEST_F(FreePacingTest, ARecorderThatPausesMissesNothing)
                 ElementsAreArray(countTo(kFrames)));
 }
 
-/// A reader that has the first frame when the recorder starts, and goes on.
+/// A reader that holds the first frame when the recorder starts, and then continues.
 class FreePacingReaderTest : public FreePacingTest {
 protected:
     void readWhileRecording(int timeoutMs)
@@ -226,7 +227,7 @@ TEST_F(FreePacingReaderTest, ThatWaitsForStreamsGetsEveryFrameAndSoDoesTheRecord
     NubrixStream *streams[] = {open(NUBRIX_STREAM_COLOR), open(NUBRIX_STREAM_DEPTH)};
     NubrixRecord *const made = recorder("both.bin", {streams[0], streams[1]});
     std::vector<unsigned int> seen[2];
-    // Both first ones are held until the recorder has started.
+    // The first frames of both are held until the recorder has started.
     typedefNubrixFrame *first[2] = {};
     for (int i = 0; i < 2; ++i) {
         first[i] = take(streams[i]);
@@ -254,7 +255,7 @@ TEST_F(FreePacingReaderTest, ThatWaitsForStreamsGetsEveryFrameAndSoDoesTheRecord
                 ElementsAreArray(countTo(kFrames, 1)));
 }
 
-TEST_F(FreePacingReaderTest, ThatReadsNoMoreDoesNotHoldTheRecorderUp)
+TEST_F(FreePacingReaderTest, ThatStopsReadingDoesNotDelayTheRecorder)
 {
     NubrixStream *const depth = open(NUBRIX_STREAM_DEPTH);
     NubrixRecord *const made = recorder("left.bin", {depth});
@@ -286,12 +287,12 @@ TEST_F(FreePacingTest, PhotosTakeNothingFromARecorder)
                 ElementsAreArray(countTo(kFrames)));
 }
 
-TEST_F(FreePacingTest, PhotosAloneMoveTheCameraOn)
+TEST_F(FreePacingTest, PhotosAloneAdvanceTheStream)
 {
     open(NUBRIX_STREAM_COLOR);
     const std::string photo = m_folder.file("photo.bmp");
     const auto until = std::chrono::steady_clock::now() + kDeadline;
-    // The first wake-up may have been the stream's own thread's.
+    // The stream's own thread may have caused the first wake-up.
     while (m_context->takePhoto(photo.c_str()) != 0)
         ASSERT_LT(std::chrono::steady_clock::now(), until);
     while (nextFrame(NUBRIX_STREAM_COLOR) < kFrames && std::chrono::steady_clock::now() < until)
@@ -299,7 +300,7 @@ TEST_F(FreePacingTest, PhotosAloneMoveTheCameraOn)
     EXPECT_EQ(nextFrame(NUBRIX_STREAM_COLOR), kFrames);
 }
 
-/// What a frame callback was given.
+/// The frames that a frame callback received.
 struct Given {
     NubrixBaseContext *context;
     std::vector<unsigned int> indices;  // of the callback's thread until the stream is closed
@@ -314,19 +315,19 @@ struct Given {
     }
 };
 
-TEST_F(FreePacingTest, ACallbackGetsEveryFrameBesideTheRecorderOfAnotherStream)
+TEST_F(FreePacingTest, ACallbackGetsEveryFrameWhileAnotherStreamIsRecorded)
 {
     Given given{m_context, {}};
     NubrixStream *const depth = open(NUBRIX_STREAM_DEPTH, &Given::onFrame, &given);
     NubrixStream *const color = open(NUBRIX_STREAM_COLOR);
-    // A stream with a callback notifies nobody else of its frames, but the recorder does no harm.
-    NubrixRecord *const made = recorder("beside.bin", {color, depth});
+    // A stream with a callback notifies no reader, but the recorder works as before.
+    NubrixRecord *const made = recorder("meanwhile.bin", {color, depth});
     ASSERT_EQ(m_context->recorderStart(made), 0);
     ASSERT_TRUE(awaitReturned(NUBRIX_STREAM_COLOR));
     ASSERT_TRUE(awaitReturned(NUBRIX_STREAM_DEPTH));
     EXPECT_EQ(m_context->closeStream(depth), 0);
     EXPECT_THAT(given.indices, ElementsAreArray(countTo(kFrames)));
-    EXPECT_THAT(recorded(made, "beside.bin", NUBRIX_STREAM_COLOR),
+    EXPECT_THAT(recorded(made, "meanwhile.bin", NUBRIX_STREAM_COLOR),
                 ElementsAreArray(countTo(kFrames)));
 }
 
@@ -353,10 +354,10 @@ TEST_F(FreePacingTest, ACallbackThatIsSetLaterGetsTheFramesFromThereOn)
     ASSERT_TRUE(awaitReturned(NUBRIX_STREAM_DEPTH));
     EXPECT_EQ(m_context->closeStream(depth), 0);
     ASSERT_FALSE(given.indices.empty());
-    // The second frame may have come before the callback was set.
+    // The second frame may have arrived before the callback was set.
     EXPECT_LE(given.indices.front(), 2U);
     EXPECT_THAT(given.indices, ElementsAreArray(countTo(kFrames, given.indices.front())));
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-#include "virtual/HotPlug.h"
+#include "virtual/VirtualCamera.h"
 
 #include <gmock/gmock.h>
 
@@ -7,7 +7,7 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -20,7 +20,7 @@ struct StateEvent {
 
 class HotPlugTest : public VirtualCameraTest {
 protected:
-    /// As useScenario, with the state callback registered before.
+    /// Like useScenario, with a state callback that is registered first.
     void useHotPlug(const std::string &json)
     {
         const auto parsed = parseScenario(json, ".");
@@ -48,7 +48,7 @@ protected:
 
     ~HotPlugTest() override { m_driver.reset(); }
 
-    std::function<void()> m_during;  // set before the driver is made
+    std::function<void()> m_during;  // set before the driver is created
     std::mutex m_lock;
     std::condition_variable m_arrived;
     std::vector<StateEvent> m_events;  // under m_lock
@@ -71,7 +71,7 @@ private:
 constexpr const char *kGone = "usb:virtual-VIRT0001 VIRT0001 virtual-1 1";
 constexpr const char *kBack = "usb:virtual-VIRT0001 VIRT0001 virtual-1 0";
 
-TEST_F(HotPlugTest, CamerasComeAndGoAtTheirTimes)
+TEST_F(HotPlugTest, CamerasArriveAndLeaveAtTheirTimes)
 {
     useHotPlug(R"({"cameras": 2, "faults": []})");
     EXPECT_EQ(list().size(), 2U);
@@ -86,7 +86,7 @@ TEST_F(HotPlugTest, CamerasComeAndGoAtTheirTimes)
     EXPECT_STREQ(list().front().serialNumber, "VIRT0002");
 }
 
-TEST_F(HotPlugTest, ACameraThatIsNotThereAtFirstCanCome)
+TEST_F(HotPlugTest, ACameraThatIsUnpluggedAtTheStartCanArrive)
 {
     useHotPlug(R"({"cameras": [{"plugged": false, "faults": [{"type": "plug", "at_ms": 5}]}]})");
     ASSERT_TRUE(awaitEvents(1));
@@ -95,7 +95,7 @@ TEST_F(HotPlugTest, ACameraThatIsNotThereAtFirstCanCome)
     EXPECT_NE(open(), nullptr);
 }
 
-TEST_F(HotPlugTest, PluggingWhatIsPluggedAndUnpluggingWhatIsNotTellsNobody)
+TEST_F(HotPlugTest, PluggingOrUnpluggingWithoutAChangeNotifiesNobody)
 {
     useHotPlug(R"({"faults": [{"type": "plug", "at_ms": 0}, {"type": "unplug", "at_ms": 1},
         {"type": "unplug", "at_ms": 2}, {"type": "plug", "at_ms": 3}]})");
@@ -136,7 +136,7 @@ TEST_F(HotPlugTest, OnlyTheStreamThatAFaultNamesUnplugs)
     EXPECT_EQ(device->deviceState(), 1);
 }
 
-TEST_F(HotPlugTest, ADeviceThatIsGoneRefusesEverythingButItsEnd)
+TEST_F(HotPlugTest, ADisconnectedDeviceRefusesEverythingButClosing)
 {
     useHotPlug(R"({"pacing": "free", "faults": [{"type": "unplug", "at_frame": 1}]})");
     NubrixBaseDevice *device = open();
@@ -160,7 +160,7 @@ TEST_F(HotPlugTest, ADeviceThatIsGoneRefusesEverythingButItsEnd)
     EXPECT_EQ(m_driver->closeDevice(&device), 0);
 }
 
-TEST_F(HotPlugTest, AfterItCameBackACameraCanBeOpenedAnew)
+TEST_F(HotPlugTest, ACameraThatReturnedCanBeOpenedAgain)
 {
     useHotPlug(R"({"pacing": "free", "faults": [{"type": "unplug", "at_frame": 2},
         {"type": "plug", "after_ms": 1}]})");
@@ -253,14 +253,14 @@ TEST_F(HotPlugTest, DestroyingTheDriverWaitsForACallbackThatRuns)
     destroyer.join();
 }
 
-TEST_F(HotPlugTest, DestroyingTheDriverForgetsWhatWasStillToCome)
+TEST_F(HotPlugTest, DestroyingTheDriverDropsPendingEvents)
 {
     useHotPlug(R"({"faults": [{"type": "unplug", "at_ms": 1000000000}]})");
     m_driver.reset();
     EXPECT_TRUE(events().empty());
 }
 
-TEST_F(HotPlugTest, WithoutACallbackCamerasComeAndGoAsWell)
+TEST_F(HotPlugTest, CamerasArriveAndLeaveWithoutACallback)
 {
     useScenario(R"({"pacing": "free", "faults": [{"type": "unplug", "at_frame": 1}]})");
     NubrixBaseDevice *device = open();
@@ -274,7 +274,7 @@ TEST_F(HotPlugTest, WithoutACallbackCamerasComeAndGoAsWell)
     EXPECT_TRUE(list().empty());
 }
 
-TEST_F(HotPlugTest, CamerasThatComeAndGoAllTheTimeWhileTheyAreUsed)
+TEST_F(HotPlugTest, CamerasMayArriveAndLeaveAllTheTimeWhileInUse)
 {
     std::string faults;
     for (int i = 0; i < 100; ++i)
@@ -305,4 +305,4 @@ TEST_F(HotPlugTest, CamerasThatComeAndGoAllTheTimeWhileTheyAreUsed)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

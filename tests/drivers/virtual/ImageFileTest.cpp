@@ -1,4 +1,4 @@
-#include "virtual/ImageFile.h"
+#include "virtual/ImageSource.h"
 
 #include <gmock/gmock.h>
 
@@ -10,7 +10,7 @@
 #include "tests/drivers/common/JpegPictures.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
@@ -85,7 +85,7 @@ TEST_F(ImageFileTest, AGreyJpegIsReadAsColours)
     EXPECT_EQ(readColorImage(at("a.jpg")).pixels, std::vector<std::uint8_t>(384, 77));
 }
 
-TEST_F(ImageFileTest, TheContentCountsNotTheName)
+TEST_F(ImageFileTest, TheFormatFollowsTheContentNotTheName)
 {
     writePng(at("a.jpg"), 1, 1, 8, 2, {1, 2, 3});
     EXPECT_EQ(readColorImage(at("a.jpg")).pixels, (std::vector<std::uint8_t>{1, 2, 3}));
@@ -114,7 +114,7 @@ TEST_F(ImageFileTest, OnlySixteenBitGreyIsDepth)
         EXPECT_EQ(readDepthImage(at(name)).error, "it is not a 16-bit grey PNG") << name;
 }
 
-TEST_F(ImageFileTest, WhatIsNoImageIsRefused)
+TEST_F(ImageFileTest, OtherFilesAreRefused)
 {
     std::ofstream(at("empty.png")).flush();
     std::ofstream(at("text.png")) << "this is a text";
@@ -129,10 +129,10 @@ TEST_F(ImageFileTest, WhatIsNoImageIsRefused)
 
 TEST_F(ImageFileTest, ATruncatedImageIsRefusedWhereverItEnds)
 {
-    writePng(at("whole.png"), kWidth, kHeight, 8, 2, colorPattern(kWidth, kHeight, 3));
+    writePng(at("complete.png"), kWidth, kHeight, 8, 2, colorPattern(kWidth, kHeight, 3));
     writePng(at("depth.png"), kWidth, kHeight, 16, 0, depthPattern(kWidth, kHeight, 3));
-    writeJpeg(at("whole.jpg"), kWidth, kHeight, 3, colorPattern(kWidth, kHeight, 3));
-    for (const char *name : {"whole.png", "depth.png", "whole.jpg"}) {
+    writeJpeg(at("complete.jpg"), kWidth, kHeight, 3, colorPattern(kWidth, kHeight, 3));
+    for (const char *name : {"complete.png", "depth.png", "complete.jpg"}) {
         const auto size = std::filesystem::file_size(at(name));
         for (std::uintmax_t cut = 0; cut < size - 2; cut += 1 + size / 97) {
             std::filesystem::copy_file(at(name), at("cut"),
@@ -145,16 +145,16 @@ TEST_F(ImageFileTest, ATruncatedImageIsRefusedWhereverItEnds)
     }
 }
 
-TEST_F(ImageFileTest, DamagedImagesDoNoHarm)
+TEST_F(ImageFileTest, DamagedImagesAreHarmless)
 {
-    writePng(at("whole.png"), kWidth, kHeight, 8, 2, colorPattern(kWidth, kHeight, 3));
-    writeJpeg(at("whole.jpg"), kWidth, kHeight, 3, colorPattern(kWidth, kHeight, 3));
+    writePng(at("complete.png"), kWidth, kHeight, 8, 2, colorPattern(kWidth, kHeight, 3));
+    writeJpeg(at("complete.jpg"), kWidth, kHeight, 3, colorPattern(kWidth, kHeight, 3));
     int refused = 0;
-    for (const char *name : {"whole.png", "whole.jpg"}) {
+    for (const char *name : {"complete.png", "complete.jpg"}) {
         std::ifstream file(at(name), std::ios::binary);
-        const std::string whole((std::istreambuf_iterator<char>(file)), {});
-        for (std::size_t i = 0; i < whole.size(); i += 1 + whole.size() / 97) {
-            std::string damaged = whole;
+        const std::string complete((std::istreambuf_iterator<char>(file)), {});
+        for (std::size_t i = 0; i < complete.size(); i += 1 + complete.size() / 97) {
+            std::string damaged = complete;
             damaged[i] = static_cast<char>(damaged[i] ^ 0x5A);
             std::ofstream(at("damaged"), std::ios::binary) << damaged;
             const Image image = readColorImage(at("damaged"));
@@ -187,12 +187,12 @@ TEST_F(ImageFileTest, AJpegIsNotDecodedBeforeItsSizeIsKnownToBeGood)
 
 TEST_F(ImageFileTest, AJpegOfTooManyScansIsRefused)
 {
-    write("whole.jpg", progressiveJpeg(640, 480, 60));
-    EXPECT_EQ(readColorImage(at("whole.jpg")).error, "");
-    // Bit after bit of each band: nothing is damaged.
+    write("complete.jpg", progressiveJpeg(640, 480, 60));
+    EXPECT_EQ(readColorImage(at("complete.jpg")).error, "");
+    // A valid file: it refines each band bit after bit.
     write("bomb.jpg", progressiveJpeg(640, 480, 64, 3));
     EXPECT_EQ(readColorImage(at("bomb.jpg")).error, "it has more than 100 scans");
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -14,9 +14,9 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
-#include "virtual/VirtualProperties.h"
+#include "virtual/VirtualDevice.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -40,14 +40,13 @@ protected:
     void writePairs(unsigned int count)
     {
         for (unsigned int i = 0; i < count; ++i) {
-            std::string name = "p";
-            name += std::to_string(i);
+            const std::string name = std::string("p") + std::to_string(i);
             writeColor(name + ".color.png", i);
             writeDepth(name + ".depth.png", i);
         }
     }
 
-    /// Uses the folder; `more` goes into the images object.
+    /// Uses the folder; `more` is added to the images object.
     void useImages(const std::string &more = "", const std::string &pacing = "free")
     {
         useScenario(R"({"pacing": ")" + pacing + R"(", "frame_rate": 25, "source": "images",
@@ -55,22 +54,18 @@ protected:
                     m_folder.path().string() + "\"" + more + "}}");
     }
 
-    /// The pictures of the first `count` frames of a stream.
+    /// The pixels of the first `count` frames of a stream.
     std::vector<std::vector<unsigned char>> play(NubrixBaseDevice &device, unsigned int streamType,
                                                  std::size_t count)
     {
         PixelStream stream(device, streamType);
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(count));
-        EXPECT_EQ(stream.stop(), 0);
-        std::vector<std::vector<unsigned char>> pictures;
-        for (const Received &frame : stream.sink().frames())
-            pictures.push_back(frame.pixels);
-        pictures.resize(count);
-        return pictures;
+        std::vector<std::vector<unsigned char>> images;
+        for (const Received &frame : run(stream, count))
+            images.push_back(frame.pixels);
+        return images;
     }
 
-    /// What is said about the folder.
+    /// The error message for the folder.
     std::string wrongWith()
     {
         ImagesSetup setup;
@@ -78,11 +73,8 @@ protected:
         setup.folderLine = 12;
         const auto made = ImageSource::create(setup, 30);
         const auto *error = std::get_if<ScenarioError>(&made);
-        if (error == nullptr)
-            return "";
-        EXPECT_EQ(error->key, "images.folder");
-        EXPECT_EQ(error->line, 12);
-        return error->message;
+        EXPECT_TRUE(error == nullptr || (error->key == "images.folder" && error->line == 12));
+        return error == nullptr ? "" : error->message;
     }
 
     TemporaryFolder m_folder;
@@ -130,13 +122,13 @@ TEST_F(ImageSourceTest, TheOnlyModeIsTheSizeOfTheImages)
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_LIGHT_IR, &stream), -4);
 }
 
-TEST_F(ImageSourceTest, LoopsUnlessToldOtherwise)
+TEST_F(ImageSourceTest, LoopsByDefault)
 {
     writePairs(2);
     useImages();
-    const auto pictures = play(*open(), NUBRIX_STREAM_DEPTH, 5);
+    const auto images = play(*open(), NUBRIX_STREAM_DEPTH, 5);
     for (unsigned int i = 0; i < 5; ++i)
-        EXPECT_EQ(pictures[i], depthPattern(kWidth, kHeight, i % 2)) << i;
+        EXPECT_EQ(images[i], depthPattern(kWidth, kHeight, i % 2)) << i;
 }
 
 TEST_F(ImageSourceTest, OnceEndsAfterTheLastImageAndTheCameraStays)
@@ -147,7 +139,7 @@ TEST_F(ImageSourceTest, OnceEndsAfterTheLastImageAndTheCameraStays)
     TestStream stream(device, NUBRIX_STREAM_DEPTH);
     for (int run = 0; run < 2; ++run) {
         ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.pool().awaitHandedOut(4 * (run + 1)));  // one to find the end
+        ASSERT_TRUE(stream.pool().awaitHandedOut(4 * (run + 1)));  // the last one finds the end
         EXPECT_EQ(device.deviceState(), 0);
         EXPECT_NE(device.keepLiveState(), 0);
         ASSERT_EQ(stream.stop(), 0);
@@ -156,7 +148,7 @@ TEST_F(ImageSourceTest, OnceEndsAfterTheLastImageAndTheCameraStays)
     }
 }
 
-TEST_F(ImageSourceTest, InRealTimeTheIndexTellsTheImage)
+TEST_F(ImageSourceTest, InRealTimeTheIndexSelectsTheImage)
 {
     writePairs(3);
     useImages("", "realtime");
@@ -175,9 +167,9 @@ TEST_F(ImageSourceTest, JpegsAreColourImagesToo)
     writeJpeg(at("b.color.jpeg"), kWidth, kHeight, 3,
               std::vector<std::uint8_t>(std::size_t{kWidth} * kHeight * 3, 120));
     useImages();
-    const auto pictures = play(*open(), NUBRIX_STREAM_COLOR, 2);
-    EXPECT_NEAR(pictures[0][100], 90, 2);
-    EXPECT_NEAR(pictures[1][100], 120, 2);
+    const auto images = play(*open(), NUBRIX_STREAM_COLOR, 2);
+    EXPECT_NEAR(images[0][100], 90, 2);
+    EXPECT_NEAR(images[1][100], 120, 2);
 }
 
 TEST_F(ImageSourceTest, OneKindOfImagesIsEnough)
@@ -229,7 +221,7 @@ TEST_F(ImageSourceTest, TheIntrinsicsAreThoseOfTheScenario)
     EXPECT_EQ(intrinsics.cy, 239.5F);
 }
 
-TEST_F(ImageSourceTest, WhatIsNotKnownOfImagesIsNotSupported)
+TEST_F(ImageSourceTest, UnknownPropertiesOfImagesAreUnsupported)
 {
     writePairs(1);
     useImages();
@@ -243,7 +235,7 @@ TEST_F(ImageSourceTest, WhatIsNotKnownOfImagesIsNotSupported)
     EXPECT_EQ(device.getProperty(kPropertyTruth, &truth, &size), -8);
 }
 
-/// A source that keeps so many of the folder's images.
+/// A source that keeps so many of the folder's images in memory.
 std::shared_ptr<ImageSource> sourceKeeping(const std::string &folder, std::size_t bytes)
 {
     ImagesSetup setup;
@@ -253,7 +245,7 @@ std::shared_ptr<ImageSource> sourceKeeping(const std::string &folder, std::size_
     return std::get<std::shared_ptr<ImageSource>>(made);
 }
 
-TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
+TEST_F(ImageSourceTest, ImagesBeyondTheCacheAreReadAgain)
 {
     writePairs(4);
     for (const std::size_t kept : {0U, 2U, 100U}) {
@@ -273,16 +265,16 @@ TEST_F(ImageSourceTest, ImagesBeyondTheStoreAreReadAgain)
     }
 }
 
-TEST_F(ImageSourceTest, AnImageThatGetsLostIsALostFrameAndTold)
+TEST_F(ImageSourceTest, AnImageThatDisappearsIsADroppedFrameAndReported)
 {
     writePairs(4);
     const auto source = sourceKeeping(m_folder.path().string(), kWidth * kHeight * 3);
     std::filesystem::remove(at("p2.color.png"));
     writePng(at("p3.color.png"), kWidth, kHeight - 1, 8, 2, colorPattern(kWidth, kHeight - 1, 0));
     const typedefNubrixFrameMode mode = source->modes(NUBRIX_STREAM_COLOR)[0];
-    std::vector<std::uint8_t> picture(framePayload(mode));
+    std::vector<std::uint8_t> image(framePayload(mode));
     const auto fill = [&](std::uint32_t index) {
-        return source->fill(NUBRIX_STREAM_COLOR, mode, index, picture.data());
+        return source->fill(NUBRIX_STREAM_COLOR, mode, index, image.data());
     };
     testing::internal::CaptureStderr();
     EXPECT_EQ(fill(0), FrameSource::Result::kFilled);
@@ -297,7 +289,7 @@ TEST_F(ImageSourceTest, AnImageThatGetsLostIsALostFrameAndTold)
                   at("p3.color.png") + "\" is lost: its size has changed\n");
 }
 
-TEST_F(ImageSourceTest, AMissingFolderIsTold)
+TEST_F(ImageSourceTest, AMissingFolderIsReported)
 {
     ImagesSetup setup;
     setup.folder = at("none");
@@ -309,15 +301,15 @@ TEST_F(ImageSourceTest, AMissingFolderIsTold)
                   "\" cannot be read: No such file or directory");
 }
 
-TEST_F(ImageSourceTest, AnEmptyFolderIsTold)
+TEST_F(ImageSourceTest, AnEmptyFolderIsReported)
 {
     EXPECT_THAT(wrongWith(), HasSubstr("holds no images"));
-    std::ofstream(at("picture.png")) << "x";
+    std::ofstream(at("other.png")) << "x";
     std::ofstream(at(".color.png")) << "x";
     EXPECT_THAT(wrongWith(), HasSubstr("holds no images"));
 }
 
-TEST_F(ImageSourceTest, AnUnreadableImageIsTold)
+TEST_F(ImageSourceTest, AnUnreadableImageIsReported)
 {
     writePairs(2);
     std::ofstream(at("p1.depth.png")) << "x";
@@ -329,7 +321,7 @@ TEST_F(ImageSourceTest, AnUnreadableImageIsTold)
     EXPECT_THAT(wrongWith(), HasSubstr("the image \"" + at("p0.color.png") + "\" cannot be read"));
 }
 
-TEST_F(ImageSourceTest, AnImageOfAnotherSizeIsTold)
+TEST_F(ImageSourceTest, AnImageOfAnotherSizeIsReported)
 {
     writePairs(2);
     writePng(at("p1.depth.png"), kWidth, kHeight + 1, 16, 0, depthPattern(kWidth, kHeight + 1, 1));
@@ -337,7 +329,7 @@ TEST_F(ImageSourceTest, AnImageOfAnotherSizeIsTold)
               "the image \"" + at("p1.depth.png") + "\" differs in size from those before it");
 }
 
-TEST_F(ImageSourceTest, AnImageWithoutItsPartnerIsTold)
+TEST_F(ImageSourceTest, AnImageWithoutItsPartnerIsReported)
 {
     writePairs(2);
     writeDepth("q.depth.png", 1);
@@ -347,14 +339,14 @@ TEST_F(ImageSourceTest, AnImageWithoutItsPartnerIsTold)
     EXPECT_EQ(wrongWith(), "the image \"" + at("q.color.png") + "\" has no depth image beside it");
 }
 
-TEST_F(ImageSourceTest, TwoColourImagesOfOneNameAreTold)
+TEST_F(ImageSourceTest, TwoColourImagesOfOneNameAreReported)
 {
     writePairs(1);
     writeColor("p0.color.jpg", 1);
     EXPECT_EQ(wrongWith(), "there are two colour images \"p0\"");
 }
 
-/// A reader of its own kind, to compare with.
+/// An independent reader to compare with.
 std::vector<std::uint8_t> readSimply(const std::string &path, unsigned int format)
 {
     png_image image = {};
@@ -366,7 +358,7 @@ std::vector<std::uint8_t> readSimply(const std::string &path, unsigned int forma
     return pixels;
 }
 
-/// With a folder of other people's images, named by NUBRIX_TEST_IMAGES; skipped without.
+/// Runs on the folder of other people's images that NUBRIX_TEST_IMAGES names; skipped without.
 class ForeignImagesTest : public ImageSourceTest {};
 
 TEST_F(ForeignImagesTest, AreDeliveredPixelByPixel)
@@ -388,21 +380,19 @@ TEST_F(ForeignImagesTest, AreDeliveredPixelByPixel)
         "folder": ")" +
                 std::string(folder) + "\"}}");
     NubrixBaseDevice &device = *open();
-    const auto depthPictures = play(device, NUBRIX_STREAM_DEPTH, depths.size());
-    const auto colorPictures = play(device, NUBRIX_STREAM_COLOR, colors.size());
+    const auto depthImages = play(device, NUBRIX_STREAM_DEPTH, depths.size());
+    const auto colorImages = play(device, NUBRIX_STREAM_COLOR, colors.size());
     std::size_t i = 0;
     for (const auto &[name, path] : depths)
-        EXPECT_EQ(depthPictures[i++], readSimply(path, PNG_FORMAT_LINEAR_Y)) << path;
+        EXPECT_EQ(depthImages[i++], readSimply(path, PNG_FORMAT_LINEAR_Y)) << path;
     i = 0;
     for (const auto &[name, path] : colors) {
-        const auto &picture = colorPictures[i++];
-        if (path.find(".png") != std::string::npos) {
-            EXPECT_EQ(picture, readSimply(path, PNG_FORMAT_RGB)) << path;
-        } else {
-            EXPECT_EQ(picture, readColorImage(path).pixels) << path;
-        }
+        const bool isPng = path.find(".png") != std::string::npos;
+        EXPECT_EQ(colorImages[i++],
+                  isPng ? readSimply(path, PNG_FORMAT_RGB) : readColorImage(path).pixels)
+            << path;
     }
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -38,7 +38,7 @@ void writePng(const std::string &path, unsigned int width, unsigned int height, 
     png_set_IHDR(png, info, width, height, bitDepth, colorType,
                  interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_set_gAMA(png, info, 1.0);  // a reader that adapts pictures to a display would show
+    png_set_gAMA(png, info, 1.0);  // a reader that adapts images to a display would show
     png_write_info(png, info);
     if (bitDepth == 16 && std::endian::native == std::endian::little)
         png_set_swap(png);

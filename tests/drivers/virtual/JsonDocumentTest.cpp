@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 TEST(JsonDocumentTest, EveryValueKnowsItsPathAndTheLineOfItsKey)
@@ -44,7 +44,7 @@ TEST(JsonDocumentTest, ANumberAtTheEndOfALineIsOnThatLine)
     EXPECT_EQ(document.root().items()[1].line(), 3);
 }
 
-TEST(JsonDocumentTest, CarriageReturnsAreNoLines)
+TEST(JsonDocumentTest, CarriageReturnsDoNotCountAsLines)
 {
     const JsonDocument document("{\r\n\"a\": 1,\r\n\"b\": 2}\r\n");
     EXPECT_EQ(document.root().member("b")->line(), 3);
@@ -64,7 +64,7 @@ TEST(JsonDocumentTest, KeysThatLookLikePathsDoNotClashWithPaths)
     EXPECT_EQ(document.root().member("a.b")->line(), 2);
 }
 
-TEST(JsonDocumentTest, AKeyWithoutANameDoesNotClashWithTheWholeDocument)
+TEST(JsonDocumentTest, AnEmptyKeyDoesNotClashWithTheRoot)
 {
     const JsonDocument document("{\n\"\": 1,\n\"a\": {\"\": 2}}");
     EXPECT_EQ(document.root().line(), 1);
@@ -96,4 +96,4 @@ TEST(JsonDocumentTest, NumbersKeepTheirRange)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

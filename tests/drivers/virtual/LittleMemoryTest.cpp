@@ -1,5 +1,5 @@
-// What the driver does when there is no memory for what a file or an application asks of it. A
-// program of its own, since it stands in for the allocation of all its objects.
+// What the driver does when it cannot allocate memory. A program of its own, since it replaces the
+// allocation functions.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -63,10 +63,10 @@ void operator delete[](void *memory, std::size_t /*size*/) noexcept
     std::free(memory);
 }
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
-/// This thread gets no piece of memory that is larger.
+/// Limits the size of an allocation on this thread.
 class LittleMemory {
 public:
     explicit LittleMemory(std::size_t most) { t_most = most; }
@@ -153,4 +153,4 @@ TEST_F(LittleMemoryTest, AListThatDoesNotFitIsEmpty)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

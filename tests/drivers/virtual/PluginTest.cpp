@@ -1,4 +1,4 @@
-// The plug-in as the library meets it: a file with two functions, in a folder of its own.
+// The plug-in as the library sees it: a file with two functions, in a folder of its own.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 
@@ -9,7 +9,7 @@
 #include "nubrix/driver.h"
 #include "tests/Paths.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 const std::filesystem::path kPlugin = paths::kVirtualPlugin;
@@ -69,7 +69,7 @@ TEST(PluginTest, ShowsTwoFunctionsOnly)
     ::dlclose(library);
 }
 
-TEST(PluginTest, LiesBesideLinksToTheLibraryAndItsLog)
+TEST(PluginTest, IsNextToLinksToTheLibraryAndItsLog)
 {
     const auto folder = kPlugin.parent_path();
     EXPECT_EQ(kPlugin.filename(), "libNubrixUvcDriver.so");
@@ -81,4 +81,4 @@ TEST(PluginTest, LiesBesideLinksToTheLibraryAndItsLog)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

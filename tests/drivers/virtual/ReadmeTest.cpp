@@ -1,4 +1,4 @@
-// What the README of the virtual camera shows must work.
+// The examples in the README of the virtual camera must work.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -7,10 +7,10 @@
 #include "tests/Paths.h"
 #include "virtual/Scenario.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
-TEST(ReadmeTest, ItsScenariosAreGood)
+TEST(ReadmeTest, ItsScenariosAreValid)
 {
     std::ifstream file(paths::kVirtualReadme);
     const std::string text((std::istreambuf_iterator<char>(file)), {});
@@ -29,4 +29,4 @@ TEST(ReadmeTest, ItsScenariosAreGood)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -9,13 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "tests/TemporaryFolder.h"
-#include "tests/drivers/virtual/VirtualCameraFixture.h"
+#include "tests/drivers/virtual/RecordingFixture.h"
 #include "tests/fakes/HangGuard.h"
-#include "tests/record/RecordBytes.h"
-#include "virtual/VirtualProperties.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -24,120 +21,7 @@ using testing::IsEmpty;
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
-constexpr unsigned int kWidth = 6;
-constexpr unsigned int kHeight = 5;
-constexpr unsigned long long kStartUs = 7000000000ULL;  // past 32 bits
-
-unsigned int bytesPerPixel(unsigned int streamType)
-{
-    if (streamType == NUBRIX_STREAM_COLOR)
-        return 3;
-    return streamType == NUBRIX_STREAM_DEPTH ? 2 : 1;
-}
-
-class RecordingSourceTest : public VirtualCameraTest {
-protected:
-    static SentRecord record(unsigned int streamType, unsigned int index, unsigned int us)
-    {
-        SentRecord record;
-        record.streamType = streamType;
-        record.index = index;
-        record.timestampUs = kStartUs + us;
-        record.width = kWidth;
-        record.height = kHeight;
-        for (unsigned int i = 0; i < kWidth * kHeight * bytesPerPixel(streamType); ++i)
-            record.pixels += static_cast<char>(i * 7 + index * 31 + streamType);
-        return record;
-    }
-
-    /// So many frames of colour and depth, 10 ms apart, depth 1 ms later.
-    static std::vector<SentRecord> pairs(unsigned int count)
-    {
-        std::vector<SentRecord> records;
-        for (unsigned int i = 0; i < count; ++i) {
-            records.push_back(record(NUBRIX_STREAM_COLOR, i, i * 10000));
-            records.push_back(record(NUBRIX_STREAM_DEPTH, i, i * 10000 + 1000));
-        }
-        return records;
-    }
-
-    /// Plays the bytes of a file; `more` goes into the recording object.
-    void play(const std::string &bytes, const std::string &more = "",
-              const std::string &pacing = "free")
-    {
-        m_folder.file("room.bin", bytes);
-        useScenario(R"({"pacing": ")" + pacing + R"(", "source": "recording",
-            "recording": {"file": ")" +
-                    m_folder.file("room.bin") + "\"" + more + "}}");
-        m_device = open();
-    }
-
-    /// The first `count` frames of a stream.
-    std::vector<Received> take(unsigned int streamType, std::size_t count)
-    {
-        PixelStream stream(*m_device, streamType);
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(count));
-        EXPECT_EQ(stream.stop(), 0);
-        std::vector<Received> frames = stream.sink().frames();
-        frames.resize(count);
-        return frames;
-    }
-
-    static void expectSame(const Received &frame, const SentRecord &sent)
-    {
-        EXPECT_EQ(frame.record.streamType, sent.streamType);
-        EXPECT_EQ(frame.record.frameIndex, sent.index);
-        EXPECT_EQ(frame.record.timestampLow | std::uint64_t{frame.record.timestampHigh} << 32U,
-                  sent.timestampUs);
-        EXPECT_EQ(frame.record.width, sent.width);
-        EXPECT_EQ(frame.record.height, sent.height);
-        EXPECT_EQ(std::string(frame.pixels.begin(), frame.pixels.end()), sent.pixels);
-    }
-
-    std::uint64_t playTime()
-    {
-        std::uint64_t us = 0;
-        unsigned int size = sizeof us;
-        EXPECT_EQ(m_device->getProperty(kPropertyPlayTime, &us, &size), 0);
-        EXPECT_EQ(size, 8U);
-        return us;
-    }
-    unsigned int playFrame(unsigned int streamType)
-    {
-        unsigned int frame = 0;
-        unsigned int size = sizeof frame;
-        EXPECT_EQ(m_device->getProperty(kPropertyPlayFrame + streamType, &frame, &size), 0);
-        EXPECT_EQ(size, 4U);
-        return frame;
-    }
-    int seekTime(std::uint64_t us)
-    {
-        return m_device->setProperty(kPropertyPlayTime, &us, sizeof us);
-    }
-    int seekFrame(unsigned int streamType, unsigned int frame)
-    {
-        return m_device->setProperty(kPropertyPlayFrame + streamType, &frame, sizeof frame);
-    }
-
-    /// What is said about a file.
-    std::string wrongWith(const std::string &bytes)
-    {
-        RecordingSetup setup;
-        setup.file = m_folder.file("odd.bin", bytes);
-        setup.fileLine = 12;
-        return wrongWith(setup);
-    }
-    static std::string wrongWith(const RecordingSetup &setup)
-    {
-        const auto made = RecordingSource::create(setup);
-        const auto *error = std::get_if<ScenarioError>(&made);
-        return error == nullptr ? "" : error->text("scenario.json");
-    }
-
-    TemporaryFolder m_folder;
-    NubrixBaseDevice *m_device = nullptr;
-};
+using RecordingSourceTest = RecordingTest;
 
 TEST_F(RecordingSourceTest, PlaysEveryFrameOnceAndAsItWasRecorded)
 {
@@ -177,7 +61,7 @@ TEST_F(RecordingSourceTest, EndsAfterTheLastFrame)
     EXPECT_EQ(m_device->deviceState(), NUBRIX_DEVICE_CONNECTED);
 }
 
-TEST_F(RecordingSourceTest, BeginsAgainInALoop)
+TEST_F(RecordingSourceTest, RestartsInALoop)
 {
     play(bytesOf(pairs(3)), R"(, "repeat": "loop")");
     std::vector<unsigned int> indices;
@@ -193,7 +77,7 @@ TEST_F(RecordingSourceTest, KeepsTheRecordedPace)
         sent.push_back(record(NUBRIX_STREAM_DEPTH, static_cast<unsigned int>(sent.size()), us));
     play(bytesOf(sent), "", "realtime");
     const std::vector<Received> frames = take(NUBRIX_STREAM_DEPTH, 4);
-    // None comes before its time; how late it comes is the machine's business.
+    // No frame comes before its time; a slow machine may deliver it later.
     for (std::size_t i = 1; i < frames.size(); ++i) {
         EXPECT_GE(frames[i].arrival - frames[0].arrival,
                   std::chrono::microseconds(sent[i].timestampUs - sent[0].timestampUs) -
@@ -203,7 +87,7 @@ TEST_F(RecordingSourceTest, KeepsTheRecordedPace)
     EXPECT_GE(frames[3].arrival - frames[0].arrival, std::chrono::milliseconds(340));
 }
 
-TEST_F(RecordingSourceTest, LosesNothingInRealTimeToASlowReader)
+TEST_F(RecordingSourceTest, LosesNoFrameToASlowReaderInRealTime)
 {
     play(bytesOf(pairs(40)), "", "realtime");
     TestStream stream(*m_device, NUBRIX_STREAM_DEPTH, 1);
@@ -225,74 +109,7 @@ TEST_F(RecordingSourceTest, LosesNothingInRealTimeToASlowReader)
         EXPECT_EQ(indices[i], i);
 }
 
-TEST_F(RecordingSourceTest, GoesToAFrame)
-{
-    play(bytesOf(pairs(30)));
-    EXPECT_EQ(seekFrame(NUBRIX_STREAM_COLOR, 12), 0);
-    EXPECT_EQ(playFrame(NUBRIX_STREAM_COLOR), 12U);
-    EXPECT_EQ(playFrame(NUBRIX_STREAM_DEPTH), 12U);
-    EXPECT_EQ(playTime(), 120000U);
-    EXPECT_EQ(take(NUBRIX_STREAM_COLOR, 1)[0].record.frameIndex, 12U);
-    EXPECT_EQ(take(NUBRIX_STREAM_DEPTH, 1)[0].record.frameIndex, 12U);
-}
-
-TEST_F(RecordingSourceTest, GoesToATime)
-{
-    play(bytesOf(pairs(30)));
-    EXPECT_EQ(seekTime(100500), 0);  // after the colour of 10, before its depth
-    EXPECT_EQ(take(NUBRIX_STREAM_COLOR, 1)[0].record.frameIndex, 11U);
-    EXPECT_EQ(take(NUBRIX_STREAM_DEPTH, 1)[0].record.frameIndex, 10U);
-}
-
-TEST_F(RecordingSourceTest, GoesBackWhileItRuns)
-{
-    for (const char *pacing : {"free", "realtime"}) {
-        play(bytesOf(pairs(5)), "", pacing);
-        TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
-        ASSERT_EQ(stream.start(), 0);
-        ASSERT_TRUE(stream.sink().await(5));
-        ASSERT_TRUE(eventually([&] { return playFrame(NUBRIX_STREAM_DEPTH) == 5; }));
-        EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, 3), 0);
-        ASSERT_TRUE(stream.sink().await(7));
-        EXPECT_EQ(stream.stop(), 0);
-        EXPECT_THAT(stream.sink().indices(), ElementsAre(0, 1, 2, 3, 4, 3, 4)) << pacing;
-    }
-}
-
-TEST_F(RecordingSourceTest, GoesAheadWithoutWaitingForAFrameThatIsFarAway)
-{
-    play(bytesOf({record(NUBRIX_STREAM_DEPTH, 0, 0), record(NUBRIX_STREAM_DEPTH, 1, 3600000000U)}),
-         "", "realtime");
-    TestStream stream(*m_device, NUBRIX_STREAM_DEPTH);
-    ASSERT_EQ(stream.start(), 0);
-    ASSERT_TRUE(stream.sink().await(1));
-    EXPECT_EQ(seekTime(3600000000U), 0);
-    EXPECT_TRUE(stream.sink().await(2));
-}
-
-TEST_F(RecordingSourceTest, RefusesPlacesThatAreNone)
-{
-    play(bytesOf(pairs(5)));
-    EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, 5), -4);
-    EXPECT_EQ(seekFrame(NUBRIX_STREAM_IR, 0), -8);  // there is no such stream
-    const unsigned int frame = 1;
-    EXPECT_EQ(m_device->setProperty(kPropertyPlayTime, &frame, sizeof frame), -4);
-    EXPECT_EQ(m_device->setProperty(kPropertyPlayTime, nullptr, 8), -4);
-    EXPECT_EQ(m_device->setProperty(kPropertyPlayFrame + 2, &frame, 3), -4);
-    EXPECT_EQ(playTime(), 0U);
-}
-
-TEST_F(RecordingSourceTest, OtherSourcesHaveNoPlaces)
-{
-    useDefault();
-    m_device = open();
-    EXPECT_EQ(seekTime(0), -8);
-    unsigned int frame = 0;
-    unsigned int size = sizeof frame;
-    EXPECT_EQ(m_device->getProperty(kPropertyPlayFrame + 2, &frame, &size), -8);
-}
-
-TEST_F(RecordingSourceTest, TellsTheModeOfWhatWasRecorded)
+TEST_F(RecordingSourceTest, HasTheModeOfTheRecordedFrames)
 {
     std::vector<SentRecord> sent = pairs(5);
     sent.push_back(record(NUBRIX_STREAM_IR, 0, 100));
@@ -321,7 +138,7 @@ TEST_F(RecordingSourceTest, DeliversFramesOfOtherSizesAsTheyAre)
     std::vector<SentRecord> sent = {record(NUBRIX_STREAM_DEPTH, 0, 0),
                                     record(NUBRIX_STREAM_DEPTH, 1, 1000),
                                     record(NUBRIX_STREAM_DEPTH, 2, 2000)};
-    sent[0].pixels.resize(7);  // damaged when it was recorded
+    sent[0].pixels.resize(7);  // damaged during recording
     sent[2].width = 12;
     sent[2].pixels += sent[2].pixels;
     play(bytesOf(sent));
@@ -331,7 +148,7 @@ TEST_F(RecordingSourceTest, DeliversFramesOfOtherSizesAsTheyAre)
         expectSame(frames[i], sent[i]);
 }
 
-TEST_F(RecordingSourceTest, PlaysTheWholeRecordsOfAFileThatWasCut)
+TEST_F(RecordingSourceTest, PlaysTheCompleteRecordsOfATruncatedFile)
 {
     const std::vector<SentRecord> sent = pairs(3);
     const std::string bytes = bytesOf(sent);
@@ -351,7 +168,7 @@ TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
     const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
     const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
     writeFile(path, "");
-    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_COLOR, {}));
+    std::vector<std::uint8_t> data(source->largestFrameBytes(NUBRIX_STREAM_COLOR, {}));
     EXPECT_EQ(source->fill(NUBRIX_STREAM_COLOR, {}, 0, data.data()), FrameSource::Result::kLost);
     const std::string reported = GetCapturedStderr();
     EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not whole"));
@@ -359,21 +176,21 @@ TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
     EXPECT_THAT(reported, Not(HasSubstr("\x1b")));
 }
 
-TEST_F(RecordingSourceTest, ARecordWhosePixelsAreCutOffMeanwhileIsLostAndTheOthersCome)
+TEST_F(RecordingSourceTest, ARecordThatIsTruncatedDuringPlaybackIsDroppedAlone)
 {
     const std::string bytes = bytesOf(pairs(2));
     const std::string path = m_folder.file("room.bin", bytes);
     const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
     const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
-    std::filesystem::resize_file(path, bytes.size() - 1);  // the last one: depth
-    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_DEPTH, {}));
+    std::filesystem::resize_file(path, bytes.size() - 1);  // of the last record: depth
+    std::vector<std::uint8_t> data(source->largestFrameBytes(NUBRIX_STREAM_DEPTH, {}));
     CaptureStderr();
     EXPECT_EQ(source->fill(NUBRIX_STREAM_DEPTH, {}, 1, data.data()), FrameSource::Result::kLost);
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("record 3 of"));
     EXPECT_EQ(source->fill(NUBRIX_STREAM_DEPTH, {}, 0, data.data()), FrameSource::Result::kFilled);
 }
 
-TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome)
+TEST_F(RecordingSourceTest, ARecordThatChangesDuringPlaybackIsDroppedAlone)
 {
     const std::vector<SentRecord> sent = pairs(4);
     const std::size_t second = bytesOf(sent[0]).size();
@@ -388,7 +205,7 @@ TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome
         for (std::size_t i = 0; i < 3; ++i)
             expectSame(frames[i], sent[2 * i + 3]);
     };
-    // The bytes that it now claims are there, but a frame has no space for them.
+    // The bytes that it claims now exist, but do not fit a frame.
     depthOf(tagOf(sent[1], sent[1].pixels.size() * 2));
     depthOf(tagOf(sent[1], sent[1].pixels.size() - 1));
     SentRecord other = sent[1];
@@ -396,7 +213,7 @@ TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome
     depthOf(tagOf(other, other.pixels.size()));
 }
 
-TEST_F(RecordingSourceTest, TimesThatGoBackOrFarAheadDoNotUpsetIt)
+TEST_F(RecordingSourceTest, AcceptsTimesThatJumpBackOrFarAhead)
 {
     std::vector<SentRecord> sent = pairs(3);
     sent[1].timestampUs = 0;
@@ -407,7 +224,7 @@ TEST_F(RecordingSourceTest, TimesThatGoBackOrFarAheadDoNotUpsetIt)
     EXPECT_EQ(seekFrame(NUBRIX_STREAM_DEPTH, ~0U), 0);
 }
 
-TEST_F(RecordingSourceTest, SaysWhatIsWrongWithAFile)
+TEST_F(RecordingSourceTest, ReportsWhatIsWrongWithAFile)
 {
     RecordingSetup missing;
     missing.file = m_folder.file("missing.bin");
@@ -424,4 +241,4 @@ TEST_F(RecordingSourceTest, SaysWhatIsWrongWithAFile)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -8,11 +8,9 @@
 #include <vector>
 
 #include "nubrix/types.h"
-#include "virtual/PinholeCamera.h"
-#include "virtual/ScenePaint.h"
-#include "virtual/SceneRenderer.h"
+#include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 constexpr unsigned int kStreams[] = {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR,
@@ -22,9 +20,9 @@ std::vector<std::uint8_t> rendered(unsigned int streamType, int width, int heigh
                                    std::uint32_t frameIndex)
 {
     const SceneRenderer renderer(streamType, width, height);
-    std::vector<std::uint8_t> picture(renderer.size());
-    renderer.render(frameIndex, picture.data());
-    return picture;
+    std::vector<std::uint8_t> image(renderer.size());
+    renderer.render(frameIndex, image.data());
+    return image;
 }
 
 /// FNV-1a.
@@ -36,10 +34,10 @@ std::uint64_t hashOf(const std::vector<std::uint8_t> &bytes)
     return hash;
 }
 
-std::uint16_t depthAt(const std::vector<std::uint8_t> &picture, int width, int x, int y)
+std::uint16_t depthAt(const std::vector<std::uint8_t> &image, int width, int x, int y)
 {
     std::uint16_t value = 0;
-    std::memcpy(&value, &picture[static_cast<std::size_t>(y * width + x) * 2], sizeof value);
+    std::memcpy(&value, &image[static_cast<std::size_t>(y * width + x) * 2], sizeof value);
     return value;
 }
 
@@ -51,11 +49,11 @@ double lengthOf(const Vec3 &vector)
 TEST(SceneTest, EveryDepthPixelIsTheTruthRoundedToASixteenthOfAMillimetre)
 {
     for (const std::uint32_t frame : {0U, 17U, 333U}) {
-        const auto picture = rendered(NUBRIX_STREAM_DEPTH, 320, 240, frame);
+        const auto image = rendered(NUBRIX_STREAM_DEPTH, 320, 240, frame);
         for (int y = 0; y < 240; ++y) {
             for (int x = 0; x < 320; ++x) {
                 const double truth = sceneDepthMm(320, 240, frame, x, y);
-                ASSERT_EQ(depthAt(picture, 320, x, y), std::floor(truth * 16.0 + 0.5))
+                ASSERT_EQ(depthAt(image, 320, x, y), std::floor(truth * 16.0 + 0.5))
                     << "frame " << frame << " pixel " << x << ", " << y;
             }
         }
@@ -96,13 +94,13 @@ TEST(SceneTest, TheSamePixelsOnEveryMachine)
         {NUBRIX_STREAM_LIGHT_IR, 0, 2985646907662399314U},
         {NUBRIX_STREAM_LIGHT_IR, 100, 15319959501008467979U},
     };
-    for (const Pinned &picture : pinned) {
-        EXPECT_EQ(hashOf(rendered(picture.streamType, 640, 480, picture.frameIndex)), picture.hash)
-            << "stream " << picture.streamType << " frame " << picture.frameIndex;
+    for (const Pinned &image : pinned) {
+        EXPECT_EQ(hashOf(rendered(image.streamType, 640, 480, image.frameIndex)), image.hash)
+            << "stream " << image.streamType << " frame " << image.frameIndex;
     }
 }
 
-TEST(SceneTest, WhatIsKeptOfTheRoomChangesNoPixel)
+TEST(SceneTest, CachingTheRoomChangesNoPixel)
 {
     for (const unsigned int streamType : kStreams) {
         const SceneRenderer renderer(streamType, 160, 120);
@@ -116,7 +114,7 @@ TEST(SceneTest, WhatIsKeptOfTheRoomChangesNoPixel)
     }
 }
 
-TEST(SceneTest, EveryStreamShowsThatThingsMove)
+TEST(SceneTest, EveryStreamShowsTheMotion)
 {
     for (const unsigned int streamType : kStreams) {
         EXPECT_NE(rendered(streamType, 160, 120, 3), rendered(streamType, 160, 120, 4))
@@ -124,7 +122,7 @@ TEST(SceneTest, EveryStreamShowsThatThingsMove)
     }
 }
 
-TEST(SceneTest, RepeatsAfterItsPeriodAndNotBefore)
+TEST(SceneTest, RepeatsAfterItsPeriodAndNotEarlier)
 {
     const auto first = rendered(NUBRIX_STREAM_DEPTH, 160, 120, 11);
     EXPECT_EQ(rendered(NUBRIX_STREAM_DEPTH, 160, 120, 11 + Scene::kPeriod), first);
@@ -237,12 +235,12 @@ TEST(PinholeCameraTest, ProjectsWhatARayMeetsOntoThePixelOfTheRay)
 
 TEST(PinholeCameraTest, IntrinsicsFollowTheSize)
 {
-    const Intrinsics vga = PinholeCamera(640, 480).intrinsics();
+    const CameraIntrinsics vga = PinholeCamera(640, 480).intrinsics();
     EXPECT_EQ(vga.fx, 520.0F);
     EXPECT_EQ(vga.fy, 520.0F);
     EXPECT_EQ(vga.cx, 319.5F);
     EXPECT_EQ(vga.cy, 239.5F);
-    const Intrinsics wide = PinholeCamera(1280, 800).intrinsics();
+    const CameraIntrinsics wide = PinholeCamera(1280, 800).intrinsics();
     EXPECT_EQ(wide.fx, 1040.0F);
     EXPECT_EQ(wide.cx, 639.5F);
     EXPECT_EQ(wide.cy, 399.5F);
@@ -269,4 +267,4 @@ TEST(SceneRendererTest, NearThingsAreBrightInTheInfraredAndTheLampLightsTheTopOf
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

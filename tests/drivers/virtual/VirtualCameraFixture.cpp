@@ -4,7 +4,7 @@
 #include <future>
 #include <utility>
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 void VirtualCameraTest::useScenario(const std::string &json)
 {
@@ -37,6 +37,12 @@ NubrixBaseDevice &VirtualCameraTest::openSmall(int frameRate)
     return device;
 }
 
+NubrixBaseDevice &VirtualCameraTest::openFreePacing()
+{
+    useScenario(kFree);
+    return openSmall();
+}
+
 std::vector<typedefNubrixeviceAttribute> VirtualCameraTest::list()
 {
     std::vector<typedefNubrixeviceAttribute> records(60);
@@ -62,6 +68,17 @@ void VirtualCameraTest::setMode(NubrixBaseDevice &device, unsigned int type, int
     FAIL() << "there is no mode " << width << "x" << height << "@" << frameRate;
 }
 
+std::vector<Received> VirtualCameraTest::run(TestStream &stream, std::size_t count)
+{
+    stream.sink().clear();
+    EXPECT_EQ(stream.start(), 0);
+    EXPECT_TRUE(stream.sink().await(count));
+    EXPECT_EQ(stream.stop(), 0);
+    auto frames = stream.sink().frames();
+    frames.resize(count);
+    return frames;
+}
+
 void VirtualCameraTest::expectThatItWaits(const std::function<void()> &end,
                                           const std::function<void()> &release)
 {
@@ -71,4 +88,4 @@ void VirtualCameraTest::expectThatItWaits(const std::function<void()> &end,
     EXPECT_EQ(ended.wait_for(kDeadline), std::future_status::ready);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

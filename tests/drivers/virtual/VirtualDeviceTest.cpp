@@ -8,10 +8,12 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "virtual/Scene.h"
-#include "virtual/VirtualProperties.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 
 constexpr unsigned int kStreams[] = {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR,
                                      NUBRIX_STREAM_LIGHT_IR};
@@ -157,7 +159,25 @@ TEST_F(VirtualDeviceTest, HasOneStreamOfATypeAtATime)
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_COLOR, &first), 0);
 }
 
-TEST_F(VirtualDeviceTest, TellsItsVersionsAndSerialNumber)
+TEST_F(VirtualDeviceTest, ReportsWhatItRefuses)
+{
+    NubrixBaseDevice &device = openDefault();
+    NubrixBaseStream *stream = nullptr;
+    ASSERT_EQ(device.createStream(NUBRIX_STREAM_LIGHT_IR, &stream), 0);
+    CaptureStderr();
+    EXPECT_EQ(device.createStream(64, &stream), -4);
+    EXPECT_EQ(device.createStream(NUBRIX_STREAM_LIGHT_IR, &stream), -2);
+    EXPECT_EQ(device.setFrameMode(NUBRIX_STREAM_IR, {NUBRIX_PIXEL_GREY8, 640, 480, 31}, false), -4);
+    const std::string subject = "nubrix virtual camera: usb:virtual-VIRT0001 ";
+    EXPECT_EQ(GetCapturedStderr(),
+              subject + "has no stream of type 64\n" + subject +
+                  "has its light-ir stream open already\n" + subject +
+                  "ir: frameRate 31 cannot be had for 640x480 at 31 frames/s, the nearest mode is "
+                  "640x480 at 30 frames/s with pixelFormat " +
+                  std::to_string(NUBRIX_PIXEL_GREY8) + "\n");
+}
+
+TEST_F(VirtualDeviceTest, ReturnsItsVersionsAndSerialNumber)
 {
     NubrixBaseDevice &device = openDefault();
     unsigned char record[100];
@@ -222,7 +242,7 @@ TEST_F(VirtualDeviceTest, KeepsTheStreamFlagMode)
     EXPECT_EQ(read(), 3U);
 }
 
-TEST_F(VirtualDeviceTest, OtherPropertiesAreNotSupported)
+TEST_F(VirtualDeviceTest, OtherPropertiesAreUnsupported)
 {
     NubrixBaseDevice &device = openDefault();
     unsigned char data[100] = {};
@@ -253,7 +273,7 @@ TEST_F(VirtualDeviceTest, TheIntrinsicsAreThoseOfTheCurrentMode)
     EXPECT_EQ(intrinsics.fx, 520.0F);
 }
 
-TEST_F(VirtualDeviceTest, TheTruthOfAnyPixelOfAnyFrameCanBeAskedFor)
+TEST_F(VirtualDeviceTest, ReturnsTheTrueDepthOfAnyPixelOfAnyFrame)
 {
     NubrixBaseDevice &device = openDefault();
     setMode(device, NUBRIX_STREAM_DEPTH, 320, 240, 15);
@@ -268,7 +288,7 @@ TEST_F(VirtualDeviceTest, TheTruthOfAnyPixelOfAnyFrameCanBeAskedFor)
     EXPECT_EQ(device.getProperty(kPropertyTruth, &truth, &size), -4);
 }
 
-TEST_F(VirtualDeviceTest, WhatItCannotDoIsNotSupported)
+TEST_F(VirtualDeviceTest, MissingFeaturesAreUnsupported)
 {
     NubrixBaseDevice &device = openDefault();
     unsigned char data[4] = {};
@@ -278,4 +298,4 @@ TEST_F(VirtualDeviceTest, WhatItCannotDoIsNotSupported)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

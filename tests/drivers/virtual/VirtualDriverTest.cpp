@@ -9,7 +9,7 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
@@ -32,7 +32,7 @@ TEST_F(VirtualDriverTest, WithoutAScenarioThereIsOneCamera)
     EXPECT_STREQ(camera.productName, "Nubrix Virtual Camera");
 }
 
-TEST_F(VirtualDriverTest, TheUriSaysUsbAndIsNoVideoNode)
+TEST_F(VirtualDriverTest, TheUriBeginsWithUsbAndIsNoVideoNode)
 {
     useScenario(R"({"cameras": 3})");
     for (const auto &camera : list()) {
@@ -61,7 +61,7 @@ TEST_F(VirtualDriverTest, AListThatFailsHasNoCameras)
     EXPECT_EQ(m_driver->getDeviceList(&record, nullptr), -4);
 }
 
-TEST_F(VirtualDriverTest, ListsNoMoreCamerasThanThereIsRoomFor)
+TEST_F(VirtualDriverTest, ListsNoMoreCamerasThanFit)
 {
     useScenario(R"({"cameras": 5})");
     typedefNubrixeviceAttribute records[3] = {};
@@ -79,7 +79,7 @@ TEST_F(VirtualDriverTest, AScenarioMayHaveNoCameras)
     EXPECT_EQ(m_driver->openDeviceByFd(0x1209, 1, 5, nullptr, &device), -4);
 }
 
-TEST_F(VirtualDriverTest, RefusesWhatIsNotThere)
+TEST_F(VirtualDriverTest, RefusesCamerasThatAreNotPresent)
 {
     useDefault();
     NubrixBaseDevice *device = nullptr;
@@ -112,7 +112,7 @@ TEST_F(VirtualDriverTest, OpensACameraOnceAtATime)
     EXPECT_NE(open(), nullptr);
 }
 
-TEST_F(VirtualDriverTest, AStrangeDeviceIsNotClosed)
+TEST_F(VirtualDriverTest, ADeviceOfAnotherDriverIsNotClosed)
 {
     useDefault();
     VirtualDriver other;
@@ -140,7 +140,7 @@ TEST_F(VirtualDriverTest, ClosingADeviceStopsAndFreesItsStreams)
     EXPECT_EQ(pool.inUse(), 0);
 }
 
-TEST_F(VirtualDriverTest, DestroyingTheDriverEndsWhatIsStillOpen)
+TEST_F(VirtualDriverTest, DestroyingTheDriverClosesOpenDevices)
 {
     useDefault();
     NubrixBaseDevice *device = open();
@@ -201,7 +201,7 @@ class ScenarioVariableTest : public VirtualDriverTest {
 protected:
     ~ScenarioVariableTest() override { ::unsetenv("NUBRIX_VIRTUAL_SCENARIO"); }
 
-    /// What initialize says on stderr with a scenario file; its status goes to `status`.
+    /// What initialize prints on stderr with a scenario file; its status goes to `status`.
     std::string initializeWithFile(const std::string &file, int &status)
     {
         ::setenv("NUBRIX_VIRTUAL_SCENARIO", file.c_str(), 1);
@@ -246,7 +246,7 @@ TEST_F(ScenarioVariableTest, AMissingFileIsNamed)
     EXPECT_TRUE(list().empty());
 }
 
-TEST_F(ScenarioVariableTest, ABadScenarioIsToldWithKeyAndLine)
+TEST_F(ScenarioVariableTest, ABadScenarioIsReportedWithKeyAndLine)
 {
     const std::string file = write("{\n  \"cameras\": 2,\n  \"paicng\": \"free\"\n}\n");
     EXPECT_EQ(initializeWithFile(file, m_status),
@@ -256,7 +256,7 @@ TEST_F(ScenarioVariableTest, ABadScenarioIsToldWithKeyAndLine)
     EXPECT_EQ(m_status, -4);
 }
 
-TEST_F(ScenarioVariableTest, ABadFolderIsToldWithKeyAndLine)
+TEST_F(ScenarioVariableTest, ABadFolderIsReportedWithKeyAndLine)
 {
     const std::string file =
         write("{\n\"source\": \"images\",\n\"images\": {\n\"folder\": \"none\"}}");
@@ -306,4 +306,4 @@ TEST_F(VirtualDriverTest, ManyThreadsMayUseItAtOnce)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

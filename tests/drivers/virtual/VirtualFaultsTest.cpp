@@ -1,48 +1,23 @@
-// Every fault of a scenario as a driver's user meets it.
+// Every fault of a scenario, from the view of a driver's user.
 #include <gmock/gmock.h>
 
 #include <atomic>
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-std::uint64_t stampOf(const typedefNubrixFrame &record)
-{
-    return (std::uint64_t{record.timestampHigh} << 32U) | record.timestampLow;
-}
-
 class VirtualFaultsTest : public VirtualCameraTest {
 protected:
-    /// One camera in free pacing with small pictures and these faults.
+    /// One camera in free pacing with small frames and these faults.
     NubrixBaseDevice &openWith(const std::string &faults)
     {
         useScenario(R"({"pacing": "free", "faults": [)" + faults + "]}");
         return openSmall();
-    }
-
-    NubrixBaseDevice &openSmall()
-    {
-        NubrixBaseDevice &device = *open();
-        setMode(device, NUBRIX_STREAM_DEPTH, 320, 240, 60);
-        setMode(device, NUBRIX_STREAM_IR, 320, 240, 60);
-        return device;
-    }
-
-    /// The first `count` frames of a run.
-    static std::vector<Received> run(TestStream &stream, std::size_t count)
-    {
-        stream.sink().clear();
-        EXPECT_EQ(stream.start(), 0);
-        EXPECT_TRUE(stream.sink().await(count));
-        EXPECT_EQ(stream.stop(), 0);
-        auto frames = stream.sink().frames();
-        frames.resize(count);
-        return frames;
     }
 
     static std::vector<unsigned int> indicesOf(const std::vector<Received> &frames)
@@ -64,7 +39,7 @@ TEST_F(VirtualFaultsTest, DroppedFramesCountInTheIndex)
         EXPECT_THAT(indicesOf(run(stream, 5)), ElementsAre(0, 1, 5, 6, 7));
 }
 
-TEST_F(VirtualFaultsTest, AStreamThatLosesEverythingCanBeStopped)
+TEST_F(VirtualFaultsTest, AStreamThatDropsEveryFrameCanBeStopped)
 {
     NubrixBaseDevice &device = openWith(R"({"type": "drop", "at_frame": 1, "count": 1000000000})");
     TestStream stream(device, NUBRIX_STREAM_IR);
@@ -96,7 +71,7 @@ TEST_F(VirtualFaultsTest, ShortFramesHoldFewerBytes)
     }
 }
 
-TEST_F(VirtualFaultsTest, AShortFrameIsNeverLongerThanASoundOne)
+TEST_F(VirtualFaultsTest, AShortFrameIsNeverLongerThanACompleteOne)
 {
     NubrixBaseDevice &device =
         openWith(R"({"type": "short_frame", "at_frame": 0, "bytes": 16000000})");
@@ -145,7 +120,7 @@ TEST_F(VirtualFaultsTest, TheClockJumpsForGood)
     EXPECT_LT(stampOf(frames[4].record), stampOf(frames[1].record));
 }
 
-TEST_F(VirtualFaultsTest, AStallDelaysAndInFreePacingLosesNothing)
+TEST_F(VirtualFaultsTest, AStallInFreePacingDelaysAndDropsNothing)
 {
     NubrixBaseDevice &device = openWith(R"({"type": "stall", "at_frame": 2, "duration_ms": 40})");
     TestStream stream(device, NUBRIX_STREAM_IR);
@@ -162,7 +137,7 @@ TEST_F(VirtualFaultsTest, InRealTimeTheFramesOfAStallAreLost)
     NubrixBaseDevice &device = openSmall();
     TestStream stream(device, NUBRIX_STREAM_IR);
     ASSERT_EQ(stream.start(), 0);
-    // The first frame after the stall, wherever a slow machine is by then.
+    // The first frame after the stall; a slow machine may have skipped some.
     ASSERT_TRUE(stream.sink().await(4));
     ASSERT_EQ(stream.stop(), 0);
     const auto indices = stream.sink().indices();
@@ -196,7 +171,7 @@ TEST_F(VirtualFaultsTest, KeepAliveFailsFromAFrameOn)
     EXPECT_EQ(device.deviceState(), 0);
 }
 
-TEST_F(VirtualFaultsTest, OpeningFailsAsOftenAsTheScenarioSays)
+TEST_F(VirtualFaultsTest, OpeningFailsForTheCountOfTheScenario)
 {
     useScenario(R"({"faults": [{"type": "open_fail", "count": 2, "status": -5}]})");
     NubrixBaseDevice *device = nullptr;
@@ -206,7 +181,7 @@ TEST_F(VirtualFaultsTest, OpeningFailsAsOftenAsTheScenarioSays)
     EXPECT_EQ(m_driver->openDevice(kFirstUri, &device), 0);
 }
 
-TEST_F(VirtualFaultsTest, StartingFailsAsOftenAsTheScenarioSays)
+TEST_F(VirtualFaultsTest, StartingFailsForTheCountOfTheScenario)
 {
     NubrixBaseDevice &device =
         openWith(R"({"type": "start_fail", "stream": "ir", "attempt": 2, "status": 7})");
@@ -283,4 +258,4 @@ TEST_F(VirtualFaultsTest, FaultsOfOneCameraLeaveTheOthersAlone)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-// When frames come: by the clock in real time, by their return in free pacing.
+// When frames are delivered: by the clock in real time, by their return in free pacing.
 #include <gmock/gmock.h>
 
 #include <deque>
@@ -6,22 +6,24 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
 
 using VirtualPacingTest = VirtualCameraTest;
 
-std::uint64_t stampOf(const typedefNubrixFrame &record)
-{
-    return (std::uint64_t{record.timestampHigh} << 32U) | record.timestampLow;
-}
-
 std::uint64_t usOf(std::chrono::steady_clock::time_point moment)
 {
     return static_cast<std::uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(moment.time_since_epoch()).count());
+}
+
+void expectEveryIndexOnce(const FrameSink &sink)
+{
+    const auto indices = sink.indices();
+    for (unsigned int i = 0; i < indices.size(); ++i)
+        ASSERT_EQ(indices[i], i);
 }
 
 TEST_F(VirtualPacingTest, InRealTimeFramesAreStampedWithTheirScheduledTimes)
@@ -56,7 +58,7 @@ TEST_F(VirtualPacingTest, StreamsOfOneRateHaveTheSameIndexAtTheSameTime)
     ASSERT_EQ(depth.start(), 0);
     ASSERT_TRUE(depth.sink().await(3));
     ASSERT_EQ(ir.start(), 0);
-    // Both have frames from when both ran, however slow the machine is.
+    // Both have frames of the time when both ran, however slow the machine is.
     ASSERT_TRUE(ir.sink().await(3));
     ASSERT_TRUE(depth.sink().await(depth.sink().count() + 3));
     ASSERT_EQ(depth.stop(), 0);
@@ -72,7 +74,7 @@ TEST_F(VirtualPacingTest, StreamsOfOneRateHaveTheSameIndexAtTheSameTime)
         EXPECT_EQ(epochOf(frame), epoch);
 }
 
-TEST_F(VirtualPacingTest, IndicesBeginAnewWhenNoStreamRan)
+TEST_F(VirtualPacingTest, IndicesRestartWhenNoStreamRuns)
 {
     useDefault();
     NubrixBaseDevice &device = openSmall(5);
@@ -81,14 +83,14 @@ TEST_F(VirtualPacingTest, IndicesBeginAnewWhenNoStreamRan)
         ASSERT_EQ(stream.start(), 0);
         ASSERT_TRUE(stream.sink().await(2));
         ASSERT_EQ(stream.stop(), 0);
-        // A fifth of a second of delay would be needed to miss the first frame.
+        // Only a delay of a fifth of a second would miss the first frame.
         EXPECT_LE(stream.sink().indices().front(), 5U);
         EXPECT_GE(stream.sink().indices().back(), 1U);
         stream.sink().clear();
     }
 }
 
-TEST_F(VirtualPacingTest, InRealTimeAFrameThatFindsNoRoomIsLostAndCounted)
+TEST_F(VirtualPacingTest, InRealTimeAFrameIsDroppedAndCountedWhenThePoolIsExhausted)
 {
     useDefault();
     NubrixBaseDevice &device = openSmall(60);
@@ -120,21 +122,17 @@ TEST_F(VirtualPacingTest, InRealTimeAFrameThatFindsNoRoomIsLostAndCounted)
 
 TEST_F(VirtualPacingTest, InFreePacingNoFrameIsLostOrRepeated)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(200));
     ASSERT_EQ(stream.stop(), 0);
-    const auto indices = stream.sink().indices();
-    for (unsigned int i = 0; i < indices.size(); ++i)
-        ASSERT_EQ(indices[i], i);
+    expectEveryIndexOnce(stream.sink());
 }
 
-TEST_F(VirtualPacingTest, InFreePacingTheNextFrameWaitsUntilTheLastOneIsGivenBack)
+TEST_F(VirtualPacingTest, InFreePacingTheNextFrameWaitsUntilTheLastOneIsReleased)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_DEPTH);
     std::mutex lock;
     std::condition_variable arrived;
@@ -172,15 +170,12 @@ TEST_F(VirtualPacingTest, InFreePacingTheNextFrameWaitsUntilTheLastOneIsGivenBac
     }
     consumer.join();
     EXPECT_EQ(mostInUse, 1);
-    const auto indices = stream.sink().indices();
-    for (unsigned int i = 0; i < indices.size(); ++i)
-        ASSERT_EQ(indices[i], i);
+    expectEveryIndexOnce(stream.sink());
 }
 
 TEST_F(VirtualPacingTest, InFreePacingEveryStartBeginsWithFrameZero)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_IR);
     for (int run = 0; run < 3; ++run) {
         ASSERT_EQ(stream.start(), 0);
@@ -192,4 +187,4 @@ TEST_F(VirtualPacingTest, InFreePacingEveryStartBeginsWithFrameZero)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,4 +1,4 @@
-// How streams of the virtual camera end, also from within their frame callbacks.
+// How streams of the virtual camera stop, also from within their frame callbacks.
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -9,15 +9,14 @@
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using VirtualStreamEndTest = VirtualCameraTest;
 
 TEST_F(VirtualStreamEndTest, StopDoesNotWaitForAFrameThatIsHeld)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_IR);
     std::atomic<NubrixFrameRef *> held{nullptr};
     stream.sink().onFrame = [&](NubrixFrameRef *frame) {
@@ -32,10 +31,9 @@ TEST_F(VirtualStreamEndTest, StopDoesNotWaitForAFrameThatIsHeld)
     EXPECT_EQ(held.load()->release(), 0) << "the driver still holds the frame";
 }
 
-TEST_F(VirtualStreamEndTest, StopDoesNotWaitForRoomInThePool)
+TEST_F(VirtualStreamEndTest, StopDoesNotWaitForAFreeFrame)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_IR, 0);
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.pool().awaitRefused(3));
@@ -45,8 +43,7 @@ TEST_F(VirtualStreamEndTest, StopDoesNotWaitForRoomInThePool)
 
 TEST_F(VirtualStreamEndTest, TheCallbackIsNotCalledOnceStopHasReturned)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_IR);
     std::atomic<int> inside{0};
     std::atomic<bool> mayCome{false};
@@ -94,8 +91,7 @@ TEST_F(VirtualStreamEndTest, StopsFromWithinItsFrameCallback)
 
 TEST_F(VirtualStreamEndTest, StartsAgainFromWithinItsFrameCallback)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_IR);
     std::atomic<int> restarts{0};
     stream.sink().onFrame = [&](NubrixFrameRef *frame) {
@@ -111,7 +107,7 @@ TEST_F(VirtualStreamEndTest, StartsAgainFromWithinItsFrameCallback)
     EXPECT_EQ(restarts, 20);
 }
 
-/// A stream whose first frame ends something, on the stream's own thread.
+/// A stream whose first frame calls `end` on the stream's own thread.
 class EndingStream {
 public:
     EndingStream(NubrixBaseDevice &device, std::function<int()> end) : m_end(std::move(end))
@@ -126,14 +122,14 @@ public:
         stream->setFrameCallback(&FrameSink::receive, &m_sink);
         stream->setFrameAllocator(&m_pool);
     }
-    /// Until `stream` has been ended; its thread is still in the callback.
+    /// Returns when `end` has been called; the thread is still in the callback.
     void run()
     {
         ASSERT_EQ(stream->start(), 0);
         m_mayEnd.set_value();
         ASSERT_EQ(m_ended.get_future().wait_for(kDeadline), std::future_status::ready);
     }
-    void letReturn() { m_mayReturn.set_value(); }
+    void allowReturn() { m_mayReturn.set_value(); }
     FakePool &pool() { return m_pool; }
     FrameSink &sink() { return m_sink; }
 
@@ -159,13 +155,13 @@ TEST_F(VirtualStreamEndTest, IsDestroyedFromWithinItsFrameCallback)
         ending.run();
         EXPECT_EQ(ending.stream, nullptr);
         {
-            // There is space for another one at once.
+            // The device accepts another stream at once.
             TestStream next(device, NUBRIX_STREAM_IR);
             ASSERT_EQ(next.start(), 0);
             EXPECT_TRUE(next.sink().await(3));
         }
         EXPECT_EQ(ending.pool().inUse(), 1) << "of the frame that is being delivered";
-        ending.letReturn();
+        ending.allowReturn();
         m_driver.reset();
         EXPECT_EQ(ending.pool().inUse(), 0);
         EXPECT_EQ(ending.sink().count(), 1U);
@@ -181,7 +177,7 @@ TEST_F(VirtualStreamEndTest, ClosesItsCameraFromWithinItsFrameCallback)
         ending.run();
         EXPECT_EQ(device, nullptr);
         EXPECT_NE(open(), nullptr) << "it is free again";
-        ending.letReturn();
+        ending.allowReturn();
         m_driver.reset();
         EXPECT_EQ(ending.pool().inUse(), 0);
         EXPECT_EQ(ending.sink().count(), 1U);
@@ -190,16 +186,15 @@ TEST_F(VirtualStreamEndTest, ClosesItsCameraFromWithinItsFrameCallback)
 
 TEST_F(VirtualStreamEndTest, TheDriverWaitsForAFrameCallbackThatDestroyedItsStream)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     NubrixBaseStream **stream = nullptr;
     EndingStream ending(device, [&] { return device.destroyStream(stream); });
     stream = &ending.stream;
     ending.run();
-    expectThatItWaits([&] { m_driver.reset(); }, [&] { ending.letReturn(); });
+    expectThatItWaits([&] { m_driver.reset(); }, [&] { ending.allowReturn(); });
 }
 
-TEST_F(VirtualStreamEndTest, TwoHundredLivesLeaveNothingBehind)
+TEST_F(VirtualStreamEndTest, TwoHundredCyclesLeaveNothingBehind)
 {
     useScenario(kFree);
     for (int life = 0; life < 200; ++life) {
@@ -216,4 +211,4 @@ TEST_F(VirtualStreamEndTest, TwoHundredLivesLeaveNothingBehind)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

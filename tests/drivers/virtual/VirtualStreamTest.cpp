@@ -5,17 +5,16 @@
 #include <cstring>
 
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
-#include "virtual/SceneRenderer.h"
+#include "virtual/SceneSource.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using VirtualStreamTest = VirtualCameraTest;
 
-TEST_F(VirtualStreamTest, EveryStreamDeliversThePicturesOfTheScene)
+TEST_F(VirtualStreamTest, EveryStreamDeliversTheFramesOfTheScene)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     for (const unsigned int streamType :
          {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR, NUBRIX_STREAM_LIGHT_IR}) {
         PixelStream stream(device, streamType);
@@ -33,8 +32,7 @@ TEST_F(VirtualStreamTest, EveryStreamDeliversThePicturesOfTheScene)
 
 TEST_F(VirtualStreamTest, FillsTheRecordOfEachFrame)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     TestStream stream(device, NUBRIX_STREAM_COLOR);
     EXPECT_EQ(stream->getFrameBufferSize(), 320U * 240U * 3U);
     ASSERT_EQ(stream.start(), 0);
@@ -71,8 +69,7 @@ TEST_F(VirtualStreamTest, ABufferThatIsTooSmallIsNotWrittenTo)
 
 TEST_F(VirtualStreamTest, StartsAndStopsOnlyWhenItCan)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     NubrixBaseStream *stream = nullptr;
     FakePool pool(320 * 240);
     FrameSink sink;
@@ -93,8 +90,7 @@ TEST_F(VirtualStreamTest, StartsAndStopsOnlyWhenItCan)
 
 TEST_F(VirtualStreamTest, AllFourStreamsRunAtOnceInModesOfTheirOwn)
 {
-    useScenario(kFree);
-    NubrixBaseDevice &device = openSmall();
+    NubrixBaseDevice &device = openFreePacing();
     setMode(device, NUBRIX_STREAM_COLOR, 640, 400, 30);
     TestStream color(device, NUBRIX_STREAM_COLOR);
     TestStream depth(device, NUBRIX_STREAM_DEPTH);
@@ -111,4 +107,4 @@ TEST_F(VirtualStreamTest, AllFourStreamsRunAtOnceInModesOfTheirOwn)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -5,23 +5,45 @@
 
 #include "tests/drivers/virtual/VirtualUpgradeFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::HasSubstr;
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
-using VirtualUpgradeEndTest = VirtualUpgradeTest;
+class VirtualUpgradeEndTest : public VirtualUpgradeTest {
+protected:
+    /// Calls `end` while onFinished is running; expects that it returns only after onFinished,
+    /// which calls `use` at its end.
+    void expectThatItWaitsForOnFinished(const std::function<void()> &use,
+                                        const std::function<void()> &end)
+    {
+        begin();
+        std::promise<void> isFinishing;
+        std::promise<void> mayContinue;
+        m_atFinish = [&] {
+            isFinishing.set_value();
+            mayContinue.get_future().wait();
+            use();
+            m_returned = true;
+        };
+        ASSERT_EQ(start(firmwareImage(firmware())), 0);
+        ASSERT_EQ(isFinishing.get_future().wait_for(kDeadline), std::future_status::ready);
+        expectThatItWaits(end, [&] { mayContinue.set_value(); });
+        EXPECT_TRUE(m_returned);
+        EXPECT_EQ(awaitFinished(), 0);
+    }
+};
 
-TEST_F(VirtualUpgradeEndTest, IsBrokenOffWhenItsUpgraderGoes)
+TEST_F(VirtualUpgradeEndTest, IsAbortedWhenItsUpgraderIsDestroyed)
 {
     begin();
-    m_passEventsOn = false;  // so that it waits for the event of the reboot
+    m_passEventsOn = false;  // so that the upgrade waits for the event of the reboot
     std::atomic<bool> left{false};
     m_atProgress = [&](int percent) { left = percent == 85; };
     CaptureStderr();
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     while (!left)
         std::this_thread::yield();
     m_upgrader.reset();
@@ -32,28 +54,28 @@ TEST_F(VirtualUpgradeEndTest, IsBrokenOffWhenItsUpgraderGoes)
     EXPECT_EQ(list().size(), 1U);  // it is plugged in again
 }
 
-TEST_F(VirtualUpgradeEndTest, IsBrokenOffWhenItsDriverGoes)
+TEST_F(VirtualUpgradeEndTest, IsAbortedWhenItsDriverIsDestroyed)
 {
     begin();
     m_passEventsOn = false;
     CaptureStderr();
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     m_driver.reset();
     EXPECT_EQ(awaitFinished(), -1);
     GetCapturedStderr();
-    EXPECT_EQ(start(imageOf(firmware())), -9);
+    EXPECT_EQ(start(firmwareImage(firmware())), -9);
 }
 
-TEST_F(VirtualUpgradeEndTest, MayEndItselfWhenItHasFinished)
+TEST_F(VirtualUpgradeEndTest, TheUpgraderMayBeDestroyedInOnFinished)
 {
     begin();
     m_atFinish = [this] { dropUpgrader(); };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(m_upgrader, nullptr);
 }
 
-TEST_F(VirtualUpgradeEndTest, MayEndItselfWhileItRuns)
+TEST_F(VirtualUpgradeEndTest, TheUpgraderMayBeDestroyedInOnProgress)
 {
     begin();
     m_atProgress = [this](int percent) {
@@ -61,29 +83,29 @@ TEST_F(VirtualUpgradeEndTest, MayEndItselfWhileItRuns)
             dropUpgrader();
     };
     CaptureStderr();
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     EXPECT_EQ(awaitFinished(), -1);
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("it was broken off"));
     EXPECT_EQ(version(), "1.0.0");
 }
 
-TEST_F(VirtualUpgradeEndTest, MayBeStartedAgainWhenItHasFinished)
+TEST_F(VirtualUpgradeEndTest, MayBeStartedAgainInOnFinished)
 {
     begin();
     int again = 12345;
     bool first = true;
     m_atFinish = [&] {
         if (std::exchange(first, false))
-            again = start(imageOf(firmware(), 3));
+            again = start(firmwareImage(firmware(), 3));
     };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_TRUE(eventually([&] { return version() == "3.5.7"; }));
-    m_upgrader.reset();  // waits for both
+    m_upgrader.reset();  // waits for both upgrades
     EXPECT_EQ(again, 0);
 }
 
-TEST_F(VirtualUpgradeEndTest, GoesWhenTheCallbackThatStartedTheNextOneHasReturned)
+TEST_F(VirtualUpgradeEndTest, DestructionWaitsForTheCallbackThatStartedTheNextUpgrade)
 {
     begin();
     bool first = true;
@@ -91,17 +113,17 @@ TEST_F(VirtualUpgradeEndTest, GoesWhenTheCallbackThatStartedTheNextOneHasReturne
     m_atFinish = [&] {
         if (!std::exchange(first, false))
             return;
-        EXPECT_EQ(start(imageOf(firmware(), 3)), 0);
+        EXPECT_EQ(start(firmwareImage(firmware(), 3)), 0);
         mayReturn.get_future().wait();
         m_returned = true;
     };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
-    EXPECT_EQ(awaitFinished(), 0);  // of the second
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
+    EXPECT_EQ(awaitFinished(), 0);  // of the second upgrade
     expectThatItWaits([&] { m_upgrader.reset(); }, [&] { mayReturn.set_value(); });
     EXPECT_TRUE(m_returned);
 }
 
-TEST_F(VirtualUpgradeEndTest, ItsDriverWaitsForTheCallbackThatEndedIt)
+TEST_F(VirtualUpgradeEndTest, TheDriverWaitsForTheCallbackThatDestroyedTheUpgrader)
 {
     begin();
     std::promise<void> hasEnded;
@@ -112,47 +134,22 @@ TEST_F(VirtualUpgradeEndTest, ItsDriverWaitsForTheCallbackThatEndedIt)
         mayReturn.get_future().wait();
         m_returned = true;
     };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     ASSERT_EQ(hasEnded.get_future().wait_for(kDeadline), std::future_status::ready);
     expectThatItWaits([&] { m_driver.reset(); }, [&] { mayReturn.set_value(); });
     EXPECT_TRUE(m_returned);
 }
 
-TEST_F(VirtualUpgradeEndTest, ItsDriverWaitsForACallbackThatUsesIt)
+TEST_F(VirtualUpgradeEndTest, TheDriverWaitsForACallbackThatUsesTheUpgrader)
 {
-    begin();
-    std::promise<void> isFinishing;
-    std::promise<void> mayGoOn;
-    m_atFinish = [&] {
-        isFinishing.set_value();
-        mayGoOn.get_future().wait();
-        EXPECT_FALSE(m_upgrader->isUpgradeState());
-        m_returned = true;
-    };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
-    ASSERT_EQ(isFinishing.get_future().wait_for(kDeadline), std::future_status::ready);
-    expectThatItWaits([&] { m_driver.reset(); }, [&] { mayGoOn.set_value(); });
-    EXPECT_TRUE(m_returned);
-    EXPECT_EQ(awaitFinished(), 0);
+    expectThatItWaitsForOnFinished([&] { EXPECT_FALSE(m_upgrader->isUpgradeState()); },
+                                   [&] { m_driver.reset(); });
 }
 
-TEST_F(VirtualUpgradeEndTest, WaitsForItsCallbackWhenItGoesFromElsewhere)
+TEST_F(VirtualUpgradeEndTest, DestructionOnAnotherThreadWaitsForTheCallback)
 {
-    begin();
-    std::promise<void> isFinishing;
-    std::promise<void> mayGoOn;
-    m_atFinish = [&] {
-        isFinishing.set_value();
-        mayGoOn.get_future().wait();
-        EXPECT_EQ(list().size(), 1U);
-        m_returned = true;
-    };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
-    ASSERT_EQ(isFinishing.get_future().wait_for(kDeadline), std::future_status::ready);
-    expectThatItWaits([&] { dropUpgrader(); }, [&] { mayGoOn.set_value(); });
-    EXPECT_TRUE(m_returned);
-    EXPECT_EQ(awaitFinished(), 0);
+    expectThatItWaitsForOnFinished([&] { EXPECT_EQ(list().size(), 1U); }, [&] { dropUpgrader(); });
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

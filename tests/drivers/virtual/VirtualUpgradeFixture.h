@@ -1,9 +1,7 @@
-// What tests of upgrades have in common: images, and an upgrader with the test in the library's
-// place.
+// The fixture of upgrade tests: images, and an upgrader for which the test acts as the library.
 #pragma once
 
 #include <gmock/gmock.h>
-#include <zlib.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -14,31 +12,14 @@
 #include <vector>
 
 #include "tests/TemporaryFolder.h"
+#include "tests/drivers/virtual/FirmwareBytes.h"
 #include "tests/drivers/virtual/VirtualCameraFixture.h"
 #include "tests/fakes/HangGuard.h"
-#include "tests/record/RecordBytes.h"
-#include "virtual/FirmwareImage.h"
+#include "virtual/VirtualUpgrade.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 
 constexpr std::size_t kFirmwareBytes = 10000;  // three blocks
-
-inline std::string imageOf(const std::string &firmware, unsigned int major = 2,
-                           unsigned int minor = 5)
-{
-    std::string bytes = "NUBRIXFW";
-    appendLittle(bytes, major, 2);
-    appendLittle(bytes, minor, 2);
-    appendLittle(bytes, 7, 2);
-    appendLittle(bytes, 0, 2);
-    appendLittle(bytes, firmware.size(), 4);
-    appendLittle(bytes,
-                 crc32(0, reinterpret_cast<const unsigned char *>(firmware.data()),
-                       static_cast<unsigned int>(firmware.size())),
-                 4);
-    appendLittle(bytes, 0, 8);
-    return bytes + firmware;
-}
 
 inline std::string firmware()
 {
@@ -73,7 +54,7 @@ protected:
         const typedefNubrixUpgradeCallbacks callbacks = {onProgress, onFinished, this};
         return m_upgrader->deviceStartUpgradeOffLine(&callbacks, path);
     }
-    /// The status of the upgrade that ends next.
+    /// The status of the next upgrade that ends.
     int awaitFinished()
     {
         std::unique_lock<std::mutex> lock(m_lock);
@@ -84,7 +65,7 @@ protected:
         m_finished.clear();
         return status;
     }
-    /// As the library does when the camera is closed.
+    /// Destroys the upgrader as the library does when the camera is closed.
     void dropUpgrader()
     {
         std::unique_ptr<NubrixBaseUpgrade> gone;
@@ -123,12 +104,12 @@ protected:
     TemporaryFolder m_folder;
     NubrixBaseDevice *m_device = nullptr;
     std::unique_ptr<NubrixBaseUpgrade> m_upgrader;
-    std::vector<int> m_progress;  // of the upgrade's thread
+    std::vector<int> m_progress;  // written by the upgrade's thread
     std::function<void(int)> m_atProgress;
     std::function<void()> m_atFinish;
     bool m_passEventsOn = true;
-    std::atomic<bool> m_returned{false};  // from m_atFinish
-    std::mutex m_apiLock;                 // m_upgrader, once events come
+    std::atomic<bool> m_returned{false};  // set at the end of m_atFinish
+    std::mutex m_apiLock;                 // guards m_upgrader once events arrive
 
 private:
     static void onState(const char *uri, const char *serial, const char *location,
@@ -172,4 +153,4 @@ private:
     std::vector<unsigned int> m_passedOn;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

@@ -1,9 +1,9 @@
-// An upgrade of a virtual camera.
+// Upgrades of a virtual camera.
 #include "virtual/VirtualUpgrade.h"
 
 #include "tests/drivers/virtual/VirtualUpgradeFixture.h"
 
-namespace nubrix {
+namespace nubrix::virtual_camera {
 namespace {
 
 using testing::ElementsAre;
@@ -15,16 +15,16 @@ TEST_F(VirtualUpgradeTest, ChangesTheVersion)
 {
     begin();
     EXPECT_EQ(version(), "1.0.0");
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(version(), "2.5.7");
     EXPECT_THAT(m_progress, ElementsAre(5, 31, 58, 85, 95, 100));
 }
 
-TEST_F(VirtualUpgradeTest, KeepsTheEventsOfItsRebootAndNoOthers)
+TEST_F(VirtualUpgradeTest, ConsumesTheEventsOfItsRebootAndNoOthers)
 {
     begin();
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     ASSERT_EQ(awaitFinished(), 0);
     ASSERT_TRUE(awaitKept(2));
     EXPECT_THAT(kept(), ElementsAre(NUBRIX_DEVICE_DISCONNECTED, NUBRIX_DEVICE_CONNECTED));
@@ -32,10 +32,10 @@ TEST_F(VirtualUpgradeTest, KeepsTheEventsOfItsRebootAndNoOthers)
     EXPECT_EQ(list().size(), 1U);
 }
 
-TEST_F(VirtualUpgradeTest, TakesItsTimeInRealTime)
+TEST_F(VirtualUpgradeTest, WorksInRealTime)
 {
     begin("{}");
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(version(), "2.5.7");
 }
@@ -52,7 +52,7 @@ TEST_F(VirtualUpgradeTest, EndsTheStreamsAndLetsThemStartAgain)
         if (percent == 5)
             statusMeanwhile = other.start();
     };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     ASSERT_EQ(awaitFinished(), 0);
     EXPECT_EQ(statusMeanwhile, -2);
     EXPECT_EQ(stream.stop(), 0);
@@ -61,13 +61,13 @@ TEST_F(VirtualUpgradeTest, EndsTheStreamsAndLetsThemStartAgain)
     EXPECT_TRUE(stream.sink().await(1));
 }
 
-TEST_F(VirtualUpgradeTest, ThatIsCutLeavesTheOldVersionAndSaysWhere)
+TEST_F(VirtualUpgradeTest, ThatIsCutKeepsTheOldVersionAndReportsWhere)
 {
     for (const std::string block : {"0", "1", "2"}) {
         begin(R"({"pacing": "free", "faults": [{"type": "upgrade_cut", "at_block": )" + block +
               "}]}");
         CaptureStderr();
-        ASSERT_EQ(start(imageOf(firmware())), 0);
+        ASSERT_EQ(start(firmwareImage(firmware())), 0);
         EXPECT_EQ(awaitFinished(), -9);
         EXPECT_EQ(GetCapturedStderr(),
                   "nubrix virtual camera: upgrade of usb:virtual-VIRT0001: the connection was cut "
@@ -75,8 +75,8 @@ TEST_F(VirtualUpgradeTest, ThatIsCutLeavesTheOldVersionAndSaysWhere)
                       block + " of 3; the camera keeps firmware 1.0.0\n");
         EXPECT_EQ(version(), "1.0.0");
         EXPECT_EQ(list().size(), 1U);
-        // The second attempt is not cut.
-        ASSERT_EQ(start(imageOf(firmware())), 0);
+        // The fault cuts one upgrade only.
+        ASSERT_EQ(start(firmwareImage(firmware())), 0);
         EXPECT_EQ(awaitFinished(), 0);
         EXPECT_EQ(version(), "2.5.7");
         m_upgrader.reset();
@@ -89,16 +89,16 @@ TEST_F(VirtualUpgradeTest, ThatIsCutTwiceWorksTheThirdTime)
     begin(R"({"pacing": "free", "faults": [{"type": "upgrade_cut", "at_block": 1, "count": 2}]})");
     CaptureStderr();
     for (const int status : {-9, -9, 0}) {
-        ASSERT_EQ(start(imageOf(firmware())), 0);
+        ASSERT_EQ(start(firmwareImage(firmware())), 0);
         EXPECT_EQ(awaitFinished(), status);
     }
     GetCapturedStderr();
 }
 
-TEST_F(VirtualUpgradeTest, RefusesFilesThatAreNoSoundImage)
+TEST_F(VirtualUpgradeTest, RefusesInvalidImages)
 {
     begin();
-    const std::string good = imageOf(firmware());
+    const std::string good = firmwareImage(firmware());
     std::string damaged = good;
     damaged[500] ^= 1;
     std::string unknown = good;
@@ -110,7 +110,7 @@ TEST_F(VirtualUpgradeTest, RefusesFilesThatAreNoSoundImage)
         {unknown, "has a header of an unknown kind"},
         {good.substr(0, good.size() - 1), "should hold 10000 bytes of firmware, and holds 9999"},
         {good + "x", "should hold 10000 bytes of firmware, and holds 10001"},
-        {imageOf(""), "should hold 0 bytes"},
+        {firmwareImage(""), "should hold 0 bytes"},
         {damaged, "is damaged: its checksum does not match"}};
     for (const auto &[bytes, text] : files) {
         CaptureStderr();
@@ -131,14 +131,14 @@ TEST_F(VirtualUpgradeTest, RunsOneAtATime)
     int second = 0;
     m_atProgress = [&](int percent) {
         if (percent == 5)
-            second = start(imageOf(firmware()));
+            second = start(firmwareImage(firmware()));
     };
-    ASSERT_EQ(start(imageOf(firmware())), 0);
+    ASSERT_EQ(start(firmwareImage(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);
     EXPECT_EQ(second, -2);
 }
 
-TEST_F(VirtualUpgradeTest, OfACameraThatIsUnpluggedEndsAndTheEventIsPassedOn)
+TEST_F(VirtualUpgradeTest, OfAnUnpluggedCameraIsRefusedAndTheEventIsPassedOn)
 {
     begin(R"({"pacing": "free", "faults": [
         {"type": "unplug", "at_frame": 3, "stream": "depth"}]})");
@@ -146,16 +146,16 @@ TEST_F(VirtualUpgradeTest, OfACameraThatIsUnpluggedEndsAndTheEventIsPassedOn)
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(awaitEvents(1));
     EXPECT_THAT(passedOn(), ElementsAre(NUBRIX_DEVICE_DISCONNECTED));
-    EXPECT_EQ(start(imageOf(firmware())), -9);
+    EXPECT_EQ(start(firmwareImage(firmware())), -9);
 }
 
 TEST_F(VirtualUpgradeTest, NeedsNoCallbacks)
 {
     begin();
-    const std::string path = m_folder.file("camera.fw", imageOf(firmware()));
+    const std::string path = m_folder.file("camera.fw", firmwareImage(firmware()));
     ASSERT_EQ(m_upgrader->deviceStartUpgradeOffLine(nullptr, path.c_str()), 0);
     EXPECT_TRUE(eventually([&] { return version() == "2.5.7"; }));
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::virtual_camera

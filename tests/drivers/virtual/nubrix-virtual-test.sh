@@ -27,7 +27,7 @@ check_text() {
     esac
 }
 
-# refused WHAT PART ARGUMENT...: wrong use, told on stderr
+# refused WHAT PART ARGUMENT...: wrong use, reported on stderr
 refused() {
     what=$1
     part=$2
@@ -68,6 +68,6 @@ check "through a link" "$folder|none" "$(cd / && "$work/link" sh -c "$show")"
 
 "$script" sh -c 'exit 7'
 check "status of the command" 7 $?
-check "arguments stay whole" "a b|-c" "$("$script" printf '%s|%s' "a b" -c)"
+check "arguments are not split" "a b|-c" "$("$script" printf '%s|%s' "a b" -c)"
 
 exit $failed

@@ -1,4 +1,4 @@
-// What a simulated network camera sends, received by another client and compared with the room.
+// The frames of a simulated network camera, received by another client and compared with the room.
 #include <arv.h>
 #include <gmock/gmock.h>
 
@@ -10,14 +10,14 @@
 #include "ToolProcess.h"
 #include "nubrix/types.h"
 #include "virtual/Scene.h"
-#include "virtual/SceneRenderer.h"
+#include "virtual/SceneSource.h"
 
 namespace nubrix {
 namespace {
 
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
-constexpr std::uint32_t kFewFrames = 300;  // one is received long before
+constexpr std::uint32_t kFewFrames = 300;  // one arrives much earlier
 constexpr gulong kPacketBytes = 8192;
 
 struct Unref {
@@ -33,11 +33,11 @@ class Client {
 public:
     Client() : m_camera(arv_camera_new("127.0.0.1", nullptr)) {}
 
-    /// The first picture that comes whole.
+    /// The first frame that is complete.
     std::optional<Pixels> receive(const char *format)
     {
         arv_camera_set_pixel_format_from_string(m_camera.get(), format, nullptr);
-        // Packet sockets are not for every user, and not for an emulator.
+        // Packet sockets need privileges, and emulators do not have them.
         arv_camera_gv_set_stream_options(m_camera.get(),
                                          ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
         arv_camera_gv_set_packet_size(m_camera.get(), kPacketBytes, nullptr);
@@ -47,11 +47,11 @@ public:
         for (int i = 0; i < 10; ++i)
             arv_stream_push_buffer(stream.get(), arv_buffer_new_allocate(payload));
         arv_camera_start_acquisition(m_camera.get(), nullptr);
-        std::optional<Pixels> picture;
-        for (std::uint32_t i = 0; i < kFewFrames && !picture; ++i)
-            picture = next(*stream);
+        std::optional<Pixels> image;
+        for (std::uint32_t i = 0; i < kFewFrames && !image; ++i)
+            image = next(*stream);
         arv_camera_stop_acquisition(m_camera.get(), nullptr);
-        return picture;
+        return image;
     }
 
     bool isConnected() const { return m_camera != nullptr; }
@@ -63,34 +63,34 @@ private:
         ArvBuffer *buffer = arv_stream_timeout_pop_buffer(&stream, kSecond);
         if (buffer == nullptr)
             return std::nullopt;
-        std::optional<Pixels> picture;
+        std::optional<Pixels> image;
         if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
             std::size_t size = 0;
             const auto *data =
                 static_cast<const std::uint8_t *>(arv_buffer_get_data(buffer, &size));
-            picture.emplace(data, data + size);
+            image.emplace(data, data + size);
         }
         arv_stream_push_buffer(&stream, buffer);
-        return picture;
+        return image;
     }
 
     ObjectPtr<ArvCamera> m_camera;
 };
 
-/// The frame of the room that a picture shows, byte for byte.
-std::optional<std::uint32_t> frameOf(const Pixels &picture, unsigned int streamType)
+/// Index of the room's frame that has exactly these pixels.
+std::optional<std::uint32_t> frameOf(const Pixels &image, unsigned int streamType)
 {
-    const SceneRenderer renderer(streamType, kWidth, kHeight);
+    const virtual_camera::SceneRenderer renderer(streamType, kWidth, kHeight);
     Pixels rendered(renderer.size());
     for (std::uint32_t frame = 0; frame < kFewFrames; ++frame) {
         renderer.render(frame, rendered.data());
-        if (rendered == picture)
+        if (rendered == image)
             return frame;
     }
     return std::nullopt;
 }
 
-class SimulatedPicturesTest : public testing::Test {
+class SimulatedFramesTest : public testing::Test {
 protected:
     void SetUp() override
     {
@@ -110,7 +110,7 @@ private:
     std::optional<Client> m_client;
 };
 
-TEST_F(SimulatedPicturesTest, ColourAndInfraredAreThoseOfTheRoom)
+TEST_F(SimulatedFramesTest, ColourAndInfraredAreThoseOfTheRoom)
 {
     const auto color = receive("RGB8");
     ASSERT_TRUE(color);
@@ -121,18 +121,18 @@ TEST_F(SimulatedPicturesTest, ColourAndInfraredAreThoseOfTheRoom)
     EXPECT_FALSE(frameOf(*infrared, NUBRIX_STREAM_LIGHT_IR));
 }
 
-TEST_F(SimulatedPicturesTest, DepthTimesItsScaleIsTheTruthAtEveryPixel)
+TEST_F(SimulatedFramesTest, DepthTimesItsScaleIsTheTrueDepthAtEveryPixel)
 {
-    const auto picture = receive("Coord3D_C16");
-    ASSERT_TRUE(picture);
-    const auto frame = frameOf(*picture, NUBRIX_STREAM_DEPTH);
+    const auto image = receive("Coord3D_C16");
+    ASSERT_TRUE(image);
+    const auto frame = frameOf(*image, NUBRIX_STREAM_DEPTH);
     ASSERT_TRUE(frame);
     int wrong = 0;
     for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
             const std::size_t at = 2 * static_cast<std::size_t>(y * kWidth + x);
-            const int value = (*picture)[at] | (*picture)[at + 1] << 8;  // little-endian
-            const double truth = sceneDepthMm(kWidth, kHeight, *frame, x, y);
+            const int value = (*image)[at] | (*image)[at + 1] << 8;  // little-endian
+            const double truth = virtual_camera::sceneDepthMm(kWidth, kHeight, *frame, x, y);
             wrong += std::abs(value * 0.0625 - truth) > 0.03126 ? 1 : 0;
         }
     }
