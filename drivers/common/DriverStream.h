@@ -2,11 +2,23 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include "common/Report.h"
 #include "nubrix/driver.h"
 
 namespace nubrix {
+
+struct FrameReleaser {
+    void operator()(NubrixFrameRef *frame) const { frame->release(); }
+};
+
+using FramePtr = std::unique_ptr<NubrixFrameRef, FrameReleaser>;
+
+constexpr unsigned int kFrameFlagShort = 1;  ///< pixels at the end are missing
+constexpr unsigned int kFrameFlagEmpty = 2;
+constexpr unsigned int kFrameFlagWrongType = 4;
+constexpr unsigned int kFrameFlagDamaged = 8;  ///< the camera or the cable spoilt some pixels
 
 /// As thread-safe as the stream that it is a part of.
 class DriverStream : public NubrixBaseStream {

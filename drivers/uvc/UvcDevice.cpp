@@ -5,17 +5,14 @@
 #include <cstring>
 #include <utility>
 
+#include "common/CameraProperties.h"
+#include "common/DriverDevice.h"
 #include "common/ModeTable.h"
-#include "common/Property.h"
-#include "common/StreamSlots.h"
-#include "common/Versions.h"
-#include "uvc/CallDeadline.h"
-#include "uvc/NodeControls.h"
-#include "uvc/NodeFormats.h"
+#include "uvc/CameraModes.h"
+#include "uvc/NodeIo.h"
 #include "uvc/NodeWorker.h"
-#include "uvc/Report.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
@@ -34,7 +31,7 @@ NubrixVersions versionsOf(const UsbIdentity &usb)
     return versions;
 }
 
-bool givesPictures(NodeIo &node)
+bool canCapture(NodeIo &node)
 {
     constexpr std::uint32_t kNeeded = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
     const auto can = readCapabilities(node);
@@ -75,18 +72,18 @@ int UvcDevice::openNodes(const std::string &name, const UsbIdentity &usb, std::v
                          DriverThreads &threads, std::unique_ptr<UvcDevice> &device)
 {
     nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
-                               [](const Node &node) { return !givesPictures(*node); }),
+                               [](const Node &node) { return !canCapture(*node); }),
                 nodes.end());
     if (nodes.empty()) {
-        report(name + " gives no pictures that can be streamed: it is no camera, or gone");
+        kReporter.error(name + " gives no pictures that can be streamed: it is no camera, or gone");
         return kUnsupported;
     }
     device.reset(new UvcDevice(name, usb, std::move(nodes), threads));
     const auto &modes = device->m_modes;
     if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); })) {
-        report(name +
-               " has no pixel format that is known here, at a size and rate that can be "
-               "told: it has no streams");
+        kReporter.error(name +
+                        " has no pixel format that is known here, at a size and rate that can be "
+                        "told: it has no streams");
     }
     return kDone;
 }
@@ -121,14 +118,14 @@ try {
     if (slot == nullptr || stream == nullptr)
         return kBadArgument;
     if (slot->modes->records.empty()) {
-        report(m_name + " has no " + streamName(streamType) + " stream");
+        kReporter.error(m_name + " has no " + streamName(streamType) + " stream");
         return kUnsupported;
     }
     if (isGone())
         return kGone;
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream) {
-        report(m_name + " has its " + streamName(streamType) + " stream open already");
+        kReporter.error(m_name + " has its " + streamName(streamType) + " stream open already");
         return kWrongState;
     }
     slot->stream = std::make_shared<UvcStream>(*this, streamType, m_threads);
@@ -181,11 +178,11 @@ int UvcDevice::getProperty(unsigned int id, void *data, unsigned int *size)
         return kGone;
     if (id == NUBRIX_PROPERTY_VERSION) {
         const NubrixVersions versions = versionsOf(m_usb);
-        return giveOut(&versions, sizeof versions, data, size);
+        return copyProperty(&versions, sizeof versions, data, size);
     }
     if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE) {
         const unsigned int mode = m_streamFlagMode;
-        return giveOut(&mode, sizeof mode, data, size);
+        return copyProperty(&mode, sizeof mode, data, size);
     }
     if (id > kPropertyCounters && slotOf(id - kPropertyCounters) != nullptr)
         return getCounters(id - kPropertyCounters, data, size);
@@ -194,7 +191,7 @@ int UvcDevice::getProperty(unsigned int id, void *data, unsigned int *size)
     std::int32_t value = 0;
     if (const int status = getControl(m_ios, id, value))
         return status;
-    return giveOut(&value, sizeof value, data, size);
+    return copyProperty(&value, sizeof value, data, size);
 }
 
 int UvcDevice::getCounters(unsigned int streamType, void *data, unsigned int *size)
@@ -202,7 +199,7 @@ int UvcDevice::getCounters(unsigned int streamType, void *data, unsigned int *si
     const std::lock_guard<std::mutex> lock(m_lock);
     const Slot &slot = *slotOf(streamType);
     const StreamCounters counters = slot.stream ? slot.stream->counters() : StreamCounters{};
-    return giveOut(&counters, sizeof counters, data, size);
+    return copyProperty(&counters, sizeof counters, data, size);
 }
 
 int UvcDevice::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
@@ -228,7 +225,7 @@ int UvcDevice::keepLiveState()
         return 0;
     const std::lock_guard<std::mutex> lock(m_lock);
     const bool silent = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
-        return slot.stream && !slot.stream->isAnswering();
+        return slot.stream && !slot.stream->isResponsive();
     });
     return silent ? 0 : 1;
 }
@@ -252,19 +249,20 @@ try {
     if (slot == nullptr)
         return kBadArgument;
     if (slot->modes->records.empty()) {
-        report(m_name + " has no " + streamName(streamType) + " stream");
+        kReporter.error(m_name + " has no " + streamName(streamType) + " stream");
         return kUnsupported;
     }
     if (isGone())
         return kGone;
     const std::size_t place = slot->modes->find(mode);
     if (place == slot->modes->records.size()) {
-        report(m_name + " " + streamName(streamType) + ": " + slot->modes->refusal(mode));
+        kReporter.error(m_name + " " + streamName(streamType) + ": " + slot->modes->refusal(mode));
         return kBadArgument;
     }
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream && slot->stream->isRunning()) {
-        report(m_name + " " + streamName(streamType) + " runs: stop it before its mode is set");
+        kReporter.error(m_name + " " + streamName(streamType) +
+                        " runs: stop it before its mode is set");
         return kWrongState;
     }
     setCurrent(*slot, place);
@@ -341,4 +339,4 @@ const UvcDevice::Slot *UvcDevice::slotOf(unsigned int streamType) const
     return slot == m_slots.end() ? nullptr : &*slot;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -11,11 +11,11 @@
 #include "common/DriverThreads.h"
 #include "nubrix/driver.h"
 #include "uvc/CameraModes.h"
-#include "uvc/NodeInfo.h"
+#include "uvc/CameraTable.h"
 #include "uvc/NodeIo.h"
 #include "uvc/UvcStream.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// Thread-safe; closing is its destruction.
 class UvcDevice final : public NubrixBaseDevice {
@@ -45,7 +45,7 @@ public:
                                         unsigned int *outSize) override;
     int deviceState() override;
     /// 0 when the camera is gone, a stream has broken, or one that runs has had no picture for
-    /// UvcStream::kSilence.
+    /// UvcStream::kFrameTimeout.
     int keepLiveState() override;
     int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
                             unsigned int *count) override;
@@ -101,4 +101,4 @@ private:
     std::vector<const UvcStream *> m_claims;  // by node
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -60,7 +60,7 @@ try {
         camera.unplug();
         return;
     }
-    m_callback.tell(camera.uri(), camera.serial(), camera.location(),
+    m_callback.notify(camera.uri(), camera.serial(), camera.location(),
                     event.action == Action::kTellConnected);
 } catch (...) {
     reportFailure("an event of a virtual camera");
