@@ -43,8 +43,8 @@ public:
     int stop() override;
 
     /// Pictures come, or none are asked for.
-    bool isResponsive() const;
-    StreamCounters counters() const;
+    bool isResponsive() const override;
+    StreamCounters counters() const override;
 
 private:
     using Clock = std::chrono::steady_clock;
