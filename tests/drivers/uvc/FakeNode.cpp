@@ -14,7 +14,7 @@ namespace nubrix::uvc {
 
 namespace {
 
-constexpr std::uint32_t kPage = 1U << 24U;  // apart from each other in what is mapped
+constexpr std::uint32_t kPage = 1U << 24U;  // distance of the buffers in what is mapped
 
 template <class T>
 T &as(void *argument)
@@ -91,10 +91,10 @@ void FakeCamera::captureAll(std::uint8_t value)
     capture({std::vector<std::uint8_t>(format().sizeimage + missingBytes, value)});
 }
 
-void FakeCamera::lose(unsigned int pictures)
+void FakeCamera::lose(unsigned int frames)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_sequence += pictures;
+    m_sequence += frames;
 }
 
 void FakeCamera::unplug()
