@@ -7,6 +7,7 @@
 
 #include "common/JpegDecoder.h"
 #include "common/ModeTable.h"
+#include "common/PixelConversion.h"
 #include "nubrix/image.h"
 #include "nubrix/types.h"
 
@@ -162,21 +163,17 @@ void FrameConverter::convertRows(const std::uint8_t *source, std::size_t rows, s
     if (rows == 0)
         return;
     const std::size_t pixels = rows * m_width;
-    // The conversions only read the source, although they do not declare it const.
-    auto *pixel = const_cast<std::uint8_t *>(packed(source, rows));
-    unsigned int consumed = 0;
-    auto produced = static_cast<unsigned int>(3 * pixels);
+    const std::uint8_t *pixel = packed(source, rows);
     const auto height = static_cast<unsigned int>(rows);
     switch (m_format.code) {
         case V4L2_PIX_FMT_Z16:
             convertDepth(pixel, pixels, frame);
             break;
         case V4L2_PIX_FMT_YUYV:
-            YUV422ToRGB(frame, pixel, m_width, height);
+            yuyvToRgb(pixel, m_width, height, frame);
             break;
         case V4L2_PIX_FMT_UYVY:
-            YUV422ToRGB888(pixel, frame, static_cast<unsigned int>(2 * pixels), &consumed,
-                           &produced);
+            uyvyToRgb(pixel, m_width, height, frame);
             break;
         default:
             std::memcpy(frame, pixel, pixels * m_format.rowBytes);

@@ -309,19 +309,14 @@ void UvcStream::breakOff(int error)
 void UvcStream::reportLosses() const noexcept
 try {
     const StreamCounters lost = counters();
-    if (lost.held != 0)
-        kReporter.warning(name() + ": frames dropped because the application held all frames: " +
-                          std::to_string(lost.held));
-    if (lost.unusable != 0)
-        kReporter.warning(name() + ": frames dropped because their contents could not be used: " +
-                          std::to_string(lost.unusable));
-    if (lost.missed != 0)
-        kReporter.warning(name() +
-                          ": frames that the kernel dropped, incomplete or for lack of a buffer: " +
-                          std::to_string(lost.missed));
-    if (lost.flagged != 0)
-        kReporter.warning(name() + ": frames that were short or damaged: " +
-                          std::to_string(lost.flagged) + " of " + std::to_string(lost.delivered));
+    const auto warn = [this](unsigned int frames, const char *text, const std::string &total) {
+        if (frames != 0)
+            kReporter.warning(name() + ": frames " + text + ": " + std::to_string(frames) + total);
+    };
+    warn(lost.held, "dropped because the application held all frames", "");
+    warn(lost.unusable, "dropped because their contents could not be used", "");
+    warn(lost.missed, "that the kernel dropped, incomplete or for lack of a buffer", "");
+    warn(lost.flagged, "that were short or damaged", " of " + std::to_string(lost.delivered));
 } catch (...) {
     reportFailure("reporting the losses of a stream");
 }

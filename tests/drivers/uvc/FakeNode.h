@@ -106,6 +106,9 @@ private:
     int requestBuffers(v4l2_requestbuffers &request);
     int queue(const v4l2_buffer &buffer);
     int dequeue(v4l2_buffer &buffer);
+    int useFormat(unsigned long request, v4l2_pix_format &format);
+    int useInterval(unsigned long request, v4l2_fract &interval);
+    int useBuffers(unsigned long request, void *argument);
     int useControl(unsigned long request, v4l2_control &control);
     int useExtension(void *argument);
 
