@@ -6,19 +6,42 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "common/Text.h"
-#include "uvc/NodeFormats.h"
+#include "uvc/CameraModes.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
+namespace fs = std::filesystem;
+
+/// The entries of a folder; none when it has been removed.
+std::vector<fs::path> entriesOf(const fs::path &folder)
+{
+    std::vector<fs::path> entries;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+        entries.push_back(entry->path());
+    return entries;
+}
+
+bool attributeIs(const fs::path &folder, const char *name, const char *value)
+{
+    std::ifstream file(folder / name);
+    std::string text;
+    return std::getline(file, text) && text == value;
+}
+
 constexpr const char *kSubsystem = "video4linux";
 
-/// Reads attributes of one device, and notes whether one that it has could not be read.
+/// Reads attributes of one device, and remembers whether reading one failed.
 class Attributes {
 public:
     explicit Attributes(udev_device &device) : m_device(device) {}
@@ -81,7 +104,26 @@ bool isAttached(const char *sysPath)
 
 }  // namespace
 
-bool isUdevThere(udev &context)
+UsbFolder readUsbFolder(const std::string &sysPath)
+{
+    UsbFolder contents;
+    const std::string interfaces = fs::path(sysPath).filename().string() + ":";
+    for (const fs::path &entry : entriesOf(sysPath)) {
+        if (entry.filename().string().rfind(interfaces, 0) != 0)
+            continue;
+        // Interfaces of the video class that stream.
+        if (attributeIs(entry, "bInterfaceClass", "0e") &&
+            attributeIs(entry, "bInterfaceSubClass", "02"))
+            ++contents.videoStreams;
+        for (const fs::path &node : entriesOf(entry / "video4linux")) {
+            if (node.filename().string().rfind("video", 0) == 0)
+                contents.videoNodes.push_back(node.string());
+        }
+    }
+    return contents;
+}
+
+bool isUdevRunning(udev &context)
 {
     const UdevPtr<udev_queue> queue(udev_queue_new(&context));
     return queue && udev_queue_get_udev_is_active(queue.get()) != 0;
@@ -108,7 +150,7 @@ Scan NodeScanner::scan() const
     const UdevPtr<udev_enumerate> search(udev_enumerate_new(&m_udev));
     if (!search)
         return {{}, false};
-    const bool udevRuns = isUdevThere(m_udev);
+    const bool udevRuns = isUdevRunning(m_udev);
     udev_enumerate_add_match_subsystem(search.get(), kSubsystem);
     result.complete = udev_enumerate_scan_devices(search.get()) >= 0;
     udev_list_entry *entry = nullptr;
@@ -120,14 +162,14 @@ Scan NodeScanner::scan() const
             result.complete = result.complete && !isAttached(path);
             continue;
         }
-        // udev has still to say what it is and who may open it; its event is to come.
+        // udev has not set it up yet: its event will follow.
         if (udevRuns && udev_device_get_is_initialized(device.get()) == 0)
             continue;
         NodeInfo node;
-        const Look look = describe(*device, node);
-        if (look == Look::kUnreadable)
+        const Outcome outcome = describe(*device, node);
+        if (outcome == Outcome::kUnreadable)
             result.complete = result.complete && !isAttached(path);
-        if (look != Look::kNode)
+        if (outcome != Outcome::kNode)
             continue;
         if (udevRuns) {
             node.age =
@@ -140,28 +182,28 @@ Scan NodeScanner::scan() const
     return result;
 }
 
-NodeScanner::Look NodeScanner::describe(udev_device &device, NodeInfo &node) const
+NodeScanner::Outcome NodeScanner::describe(udev_device &device, NodeInfo &node) const
 {
     const char *name = udev_device_get_sysname(&device);
     const char *number = udev_device_get_sysnum(&device);
     const char *path = udev_device_get_devnode(&device);
-    // Of this subsystem are also radios, teletext and parts of cameras.
+    // The subsystem also has radios, teletext and parts of cameras.
     if (name == nullptr || std::strncmp(name, "video", 5) != 0 || number == nullptr ||
         path == nullptr)
-        return Look::kNoNode;
+        return Outcome::kOther;
     node.sysPath = udev_device_get_syspath(&device);
     node.path = path;
     node.number = static_cast<unsigned int>(std::strtoul(number, nullptr, 10));
     node.captures = captures(device);
-    // The parent belongs to the child.
+    // The child owns its parent.
     udev_device *usb = udev_device_get_parent_with_subsystem_devtype(&device, "usb", "usb_device");
     if (usb == nullptr)
-        return isOnUsb(node.sysPath) ? Look::kUnreadable : Look::kNode;
+        return isOnUsb(node.sysPath) ? Outcome::kUnreadable : Outcome::kNode;
     if (!identify(*usb, node.usb.emplace()))
-        return Look::kUnreadable;
+        return Outcome::kUnreadable;
     if (node.usb->product.empty())
         node.usb->product = attributeText(udev_device_get_sysattr_value(&device, "name"));
-    return Look::kNode;
+    return Outcome::kNode;
 }
 
 std::optional<NodeInfo> NodeScanner::find(dev_t number) const
@@ -171,7 +213,7 @@ std::optional<NodeInfo> NodeScanner::find(dev_t number) const
     if (subsystem == nullptr || std::strcmp(subsystem, kSubsystem) != 0)
         return std::nullopt;
     NodeInfo node;
-    if (describe(*device, node) != Look::kNode)
+    if (describe(*device, node) != Outcome::kNode)
         return std::nullopt;
     return node;
 }
@@ -179,7 +221,7 @@ std::optional<NodeInfo> NodeScanner::find(dev_t number) const
 bool NodeScanner::captures(udev_device &device) const
 {
     if (const char *known = udev_device_get_property_value(&device, "ID_V4L_CAPABILITIES")) {
-        // Both in one node: a codec, which gives pictures only for pictures.
+        // A node with both is a codec, which produces frames only from frames that it is given.
         return std::strstr(known, ":capture:") != nullptr &&
                std::strstr(known, ":video_output:") == nullptr;
     }
@@ -188,10 +230,10 @@ bool NodeScanner::captures(udev_device &device) const
         if (const auto can = readCapabilities(*node))
             return (*can & V4L2_CAP_VIDEO_CAPTURE) != 0 && (*can & V4L2_CAP_VIDEO_OUTPUT) == 0;
     }
-    // Not to be asked, perhaps for want of permission: opening the camera will tell. The first node
-    // of a function gives its pictures.
+    // The node cannot be queried, perhaps for lack of permission: opening the camera will report
+    // that. The first node of a function is the one that captures.
     const char *index = udev_device_get_sysattr_value(&device, "index");
     return index == nullptr || std::strtoul(index, nullptr, 10) == 0;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -1,6 +1,7 @@
-// A node whose system calls cannot hold up the application.
+// A node whose system calls cannot block the application beyond a deadline.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,23 +9,68 @@
 #include "common/DriverThreads.h"
 #include "uvc/NodeIo.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
-/// Has a thread of its own make the calls that may wait for the camera, on copies of their
-/// arguments. One that is not answered by the CallDeadline fails with ETIME and one line; the
-/// kernel cannot be made to break it off, so until it returns all others fail likewise and at once,
-/// but for what frees the node: that is made up for. What the kernel answers by itself, and buffers
-/// of frames, are passed on directly. Thread-safe.
+/// The time by which the current call of the application must return. The object lives as long as
+/// the call and is valid for the thread that made it; of nested ones the outermost counts.
+class CallDeadline {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // The driver promises to return within a second, and within three for opening; the rest of that
+    // time is for what follows a timeout.
+    static constexpr std::chrono::milliseconds kCallTime{900};
+    static constexpr std::chrono::milliseconds kOpeningTime{2900};
+
+    explicit CallDeadline(std::chrono::milliseconds time = kCallTime) : m_end(Clock::now() + time)
+    {
+        if (t_outermost == nullptr)
+            t_outermost = this;
+    }
+    ~CallDeadline()
+    {
+        if (t_outermost == this)
+            t_outermost = nullptr;
+    }
+    CallDeadline(const CallDeadline &) = delete;
+    CallDeadline &operator=(const CallDeadline &) = delete;
+
+    /// The deadline of the calling thread; outside of a call, kCallTime from now on.
+    static Clock::time_point current()
+    {
+        return t_outermost != nullptr ? t_outermost->m_end : Clock::now() + kCallTime;
+    }
+    /// Calls `wait`, which waits for the application itself: that time does not count.
+    template <class Wait>
+    static void suspendFor(Wait wait)
+    {
+        const auto begin = Clock::now();
+        wait();
+        if (t_outermost != nullptr)
+            t_outermost->m_end += Clock::now() - begin;
+    }
+
+private:
+    static inline thread_local CallDeadline *t_outermost = nullptr;
+
+    Clock::time_point m_end;
+};
+
+/// Makes the calls that may wait for the camera on a thread of its own, on copies of their
+/// arguments. A call that has not returned by the CallDeadline fails with ETIME and one report.
+/// Nobody can interrupt the kernel, so until that call returns all others fail the same way at
+/// once; a call that frees the node is repeated later. Queries that the kernel answers without the
+/// camera, and buffers of frames, are passed on directly. Thread-safe.
 class NodeWorker final : public NodeIo {
 public:
     using Opening = std::function<int(std::unique_ptr<NodeIo> &node)>;
 
-    /// Opens a node of the camera that lines call `camera`; the result is an errno value. `threads`
-    /// must outlive the node, and ends after all calls of the kernel. Throws std::system_error when
-    /// there is no thread to be had.
+    /// Opens a node of the camera that reports call `camera`; returns an errno value. `threads`
+    /// must outlive the node, and is joined after all calls of the kernel. Throws std::system_error
+    /// when the system has no thread left.
     static int open(const std::string &camera, Opening opening, DriverThreads &threads,
                     std::unique_ptr<NodeIo> &node);
-    /// The node is closed when it has answered; waits for that until the CallDeadline.
+    /// Closes the node when its last call has returned; waits for that until the CallDeadline.
     ~NodeWorker() override;
 
     int control(unsigned long request, void *argument) override;
@@ -43,4 +89,4 @@ private:
     DriverThreads::Handle m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -1,14 +1,14 @@
-// The two functions through which the library gets the driver.
+// The two functions through which the library creates and destroys the driver.
 #include "common/Report.h"
 #include "nubrix/export.h"
-#include "uvc/KernelNode.h"
+#include "uvc/NodeIo.h"
 #include "uvc/UvcDriver.h"
 
 extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 try {
-    return new nubrix::UvcDriver(&nubrix::KernelNode::open);
+    return new nubrix::uvc::UvcDriver(&nubrix::uvc::KernelNode::open);
 } catch (...) {
-    nubrix::reportFailure("making the driver of USB cameras");
+    nubrix::reportFailure("creating the driver of USB cameras");
     return nullptr;
 }
 

@@ -5,17 +5,16 @@
 #include <cstring>
 #include <utility>
 
-#include "common/RecordList.h"
+#include "common/DriverParts.h"
 #include "common/Text.h"
-#include "uvc/CallDeadline.h"
-#include "uvc/KernelNode.h"
-#include "uvc/Report.h"
+#include "uvc/NodeIo.h"
+#include "uvc/NodeWorker.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
-constexpr unsigned int kGmslRecords = 60;  // that the library has room for
+constexpr unsigned int kGmslRecords = 60;  // number of records that the library provides
 
 void describeCamera(const CameraInfo &camera, typedefNubrixeviceAttribute &record)
 {
@@ -37,7 +36,7 @@ void describeNode(const NodeInfo &node, _NubrixGmslDeviceInfo &record)
     copyText(record.devicePath, node.path);
 }
 
-/// What udev knows of an open node, nothing if it knows none.
+/// What udev knows of an open node; nullopt if it does not know the node.
 std::optional<NodeInfo> lookUp(int fd)
 {
     struct stat status = {};
@@ -46,7 +45,7 @@ std::optional<NodeInfo> lookUp(int fd)
     const UdevPtr<udev> context(udev_new());
     if (!context)
         return std::nullopt;
-    // What it can do is not of interest, so it need not be opened.
+    // Its capabilities do not matter here, so it need not be opened.
     const auto refuse = [](const std::string & /*path*/, std::unique_ptr<NodeIo> & /*node*/) {
         return EACCES;
     };
@@ -59,7 +58,7 @@ UvcDriver::UvcDriver(NodeOpener opener)
     : m_opener(std::move(opener)),
       m_monitor(m_table, m_opener, [this](const CameraTable::Change &change) {
           const CameraInfo &camera = change.camera;
-          m_callback.tell(camera.uri(), camera.usb.serial, camera.usb.busPath, change.connected);
+          m_callback.notify(camera.uri(), camera.usb.serial, camera.usb.busPath, change.connected);
       })
 {
 }
@@ -69,7 +68,8 @@ try {
     if (m_initialized.exchange(true))
         return kWrongState;
     if (!m_monitor.start())
-        report("udev gives no events: cameras that come and go are not noticed");
+        kReporter.warning(
+            "udev sends no events: cameras that are attached or detached are not noticed");
     return kDone;
 } catch (...) {
     reportFailure("looking for USB cameras");
@@ -90,7 +90,7 @@ int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int 
 int UvcDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count)
 {
     if (count != nullptr)
-        *count = kGmslRecords;  // the caller does not choose it
+        *count = kGmslRecords;  // on entry the count means nothing
     return listRecords([this] { return m_table.otherNodes(); }, describeNode, records, count);
 }
 
@@ -155,4 +155,4 @@ int UvcDriver::closeDevice(NubrixBaseDevice **device)
     return m_devices.close(device);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -5,16 +5,14 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "common/FrameFlags.h"
-#include "uvc/CallDeadline.h"
-#include "uvc/DirectCapture.h"
-#include "uvc/MappedCapture.h"
-#include "uvc/NodeFormats.h"
-#include "uvc/NodeSetup.h"
-#include "uvc/Report.h"
+#include "common/DriverStream.h"
+#include "uvc/CameraModes.h"
+#include "uvc/Capture.h"
+#include "uvc/NodeIo.h"
+#include "uvc/NodeWorker.h"
 #include "uvc/UvcDevice.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 UvcStream::UvcStream(UvcDevice &device, unsigned int streamType, DriverThreads &threads)
     : DriverStream(streamType), m_device(device), m_threads(threads)
@@ -29,7 +27,7 @@ unsigned int UvcStream::getFrameBufferSize()
     const auto bytes = static_cast<unsigned int>(mode.width) * mode.height *
                        pixelBytes(setting.source.format->pixelFormat);
     v4l2_pix_format format = {};
-    // A node that writes into frames may want more room than it fills.
+    // A node that writes into frames may require more space than it fills.
     if (setting.source.format->passesThrough &&
         tryMode(*setting.node, mode, setting.source, format) == 0 && format.sizeimage < 2 * bytes)
         return std::max(bytes, format.sizeimage);
@@ -40,16 +38,16 @@ int UvcStream::start()
 try {
     if (!mayStart() || DriverThreads::isCaller(thread()))
         return kWrongState;
-    m_threads.join(thread());  // which has been stopped from within
+    m_threads.join(thread());  // a callback may have stopped the stream, without joining
     const CallDeadline deadline;
     if (m_device.isGone())
         return kGone;
     if (!m_device.claimNode(*this)) {
-        report(name() + " shares its node with a stream that runs: stop that one first");
+        kReporter.error(name() + " shares its node with a stream that runs: stop that one first");
         return kWrongState;
     }
     m_broken = false;
-    m_lastPicture = Clock::now().time_since_epoch().count();
+    m_lastFrameTime = Clock::now().time_since_epoch().count();
     m_running = true;
     const UvcDevice::Setting setting = m_device.setting(m_streamType);
     m_mode = setting.mode;
@@ -57,7 +55,7 @@ try {
     try {
         status = begin(*setting.node, setting.source);
         if (status == kDone)
-            beginThread(*setting.node);
+            startThread(*setting.node);
     } catch (...) {
         reportFailure("starting a stream of a USB camera");
     }
@@ -78,9 +76,9 @@ DriverThreads::Handle UvcStream::thread() const
     return m_thread;
 }
 
-void UvcStream::beginThread(NodeIo &node)
+void UvcStream::startThread(NodeIo &node)
 {
-    // A stop from within the first callback waits here.
+    // A stop within the first callback waits here for m_thread.
     const std::lock_guard<std::mutex> lock(m_threadLock);
     m_thread = m_threads.run([self = shared_from_this(), &node] { self->run(node); }, &m_device);
 }
@@ -89,28 +87,28 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
 {
     v4l2_pix_format format = {};
     if (const int status = prepare(node, source, format)) {
-        // Who has set a node up keeps it from others until it gives its buffers back.
+        // A node that has been set up stays reserved until its buffers are released.
         std::uint32_t none = 0;
         requestBuffers(node, V4L2_MEMORY_MMAP, none);
         return status;
     }
-    m_converter = std::make_unique<PictureConverter>(*source.format, m_mode.width, m_mode.height,
-                                                     format.bytesperline, &m_stopping);
+    m_converter = std::make_unique<FrameConverter>(*source.format, m_mode.width, m_mode.height,
+                                                   format.bytesperline, &m_stopping);
     m_counters.clear();
     m_lastSequence.reset();
-    m_silenceTold = false;
-    m_end.clear();
+    m_timeoutReported = false;
+    m_stopEvent.clear();
     m_stopping = false;
     const int error = beginCapture(node, format.sizeimage);
     if (error == ENOSPC && source.compressed != nullptr) {
-        m_capture.reset();  // the node is free again before it is set to another format
-        report(name() + " " + textOf(m_mode) +
-               ": little USB bandwidth is left, so the camera compresses its pictures");
+        m_capture.reset();  // frees the node, which can then be set to another format
+        kReporter.milestone(name() + " " + textOf(m_mode) +
+                            ": little USB bandwidth is left, so the camera compresses its images");
         return begin(node, {source.compressed, source.interval});
     }
     if (error != 0)
         return refusal(error);
-    m_lastPicture = Clock::now().time_since_epoch().count();
+    m_lastFrameTime = Clock::now().time_since_epoch().count();
     return kDone;
 }
 
@@ -120,14 +118,15 @@ int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &
     if (const int error = setMode(node, m_mode, source, format, interval))
         return refusal(error);
     if (!isMode(format, m_mode, source)) {
-        report(name() + " " + textOf(m_mode) + " cannot be had any more, the camera gives " +
-               std::to_string(format.width) + "x" + std::to_string(format.height) +
-               ": close it and open it again to see its modes");
+        kReporter.error(name() + " " + textOf(m_mode) +
+                        " is no longer available, the camera now has " +
+                        std::to_string(format.width) + "x" + std::to_string(format.height) +
+                        ": close it and open it again to see its modes");
         return kBadArgument;
     }
     if (const auto rate = rateOf(interval); rate && *rate != m_mode.frameRate)
-        report(name() + " is set to " + std::to_string(m_mode.frameRate) +
-               " frames/s, and the camera gives " + std::to_string(*rate));
+        kReporter.milestone(name() + " is set to " + std::to_string(m_mode.frameRate) +
+                            " frames/s, but the camera delivers " + std::to_string(*rate));
     return kDone;
 }
 
@@ -147,7 +146,7 @@ int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
         const int error = m_capture->begin();
         if (error == 0 || error == ENODEV || error == ENOSPC || error == EBUSY || error == ETIME)
             return error;
-        m_capture.reset();  // the node is free again before it is asked for buffers of its own
+        m_capture.reset();  // frees the node, which can then provide buffers of its own
     }
     m_capture = std::make_unique<MappedCapture>(node, *m_allocator, *m_converter);
     return m_capture->begin();
@@ -156,9 +155,9 @@ int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
 int UvcStream::stop()
 {
     m_stopping = true;
-    m_end.set();
-    // The thread cannot wait for itself, and need not: it uses the capture before and after the
-    // callback, and not after a stop.
+    m_stopEvent.set();
+    // The thread itself must not join, and need not: it uses the capture before and after the
+    // callback, but not after a stop.
     CallDeadline::suspendFor([this] { m_threads.join(thread()); });
     const CallDeadline deadline;
     if (m_running)
@@ -174,12 +173,12 @@ void UvcStream::end()
     m_running = false;
 }
 
-bool UvcStream::isAnswering() const
+bool UvcStream::isResponsive() const
 {
     if (!m_running)
         return true;
-    const Clock::duration last(m_lastPicture.load());
-    return !m_broken && Clock::now().time_since_epoch() - last < kSilence;
+    const Clock::duration last(m_lastFrameTime.load());
+    return !m_broken && Clock::now().time_since_epoch() - last < kFrameTimeout;
 }
 
 StreamCounters UvcStream::counters() const
@@ -190,54 +189,54 @@ StreamCounters UvcStream::counters() const
 void UvcStream::run(NodeIo &node) noexcept
 try {
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-cam");
-    pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
+    pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_stopEvent.descriptor(), POLLIN, 0}};
     for (;;) {
-        const int ready = ::poll(waited, 2, static_cast<int>(kSilence.count()));
+        const int ready = ::poll(waited, 2, static_cast<int>(kFrameTimeout.count()));
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
-            endFor(errno);
+            breakOff(errno);
             return;
         }
         if (m_stopping)
             return;
         if (ready == 0) {
-            tellSilence();
+            reportTimeout();
             continue;
         }
-        int error = takePicture();
-        if (m_stopping)  // maybe from within: the device may be gone
+        int error = takeFrame();
+        if (m_stopping)  // perhaps by the callback: the device may be destroyed
             return;
-        // Nothing is filled and something is wrong: it would be so for ever.
+        // The node reports an error but no buffer: it would do so for ever.
         if (error == EAGAIN && (waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
             error = EIO;
         if (error != 0 && error != EAGAIN) {
-            endFor(error);
+            breakOff(error);
             return;
         }
     }
 } catch (...) {
-    if (m_stopping)  // maybe from within: the device may be gone
+    if (m_stopping)  // perhaps by the callback: the device may be destroyed
         return;
     m_broken = true;
     reportFailure("a stream of a USB camera");
 }
 
-int UvcStream::takePicture()
+int UvcStream::takeFrame()
 {
-    Picture picture;
-    if (const int error = m_capture->take(picture))
+    CapturedFrame captured;
+    if (const int error = m_capture->take(captured))
         return error;
-    countMissed(picture.sequence);
-    if (picture.conversion == Conversion::kNothing) {
-        if (!m_stopping)  // which ends a conversion
+    countMissed(captured.sequence);
+    if (captured.conversion == Conversion::kUnusable) {
+        if (!m_stopping)  // stopping aborts a conversion
             countUnusable();
         return 0;
     }
-    m_lastPicture = Clock::now().time_since_epoch().count();
-    m_silenceTold = false;
-    if (picture.frame)
-        deliver(picture);
+    m_lastFrameTime = Clock::now().time_since_epoch().count();
+    m_timeoutReported = false;
+    if (captured.frame)
+        deliver(captured);
     else
         ++m_counters.held;
     return 0;
@@ -248,49 +247,50 @@ void UvcStream::countUnusable()
     if (m_counters.unusable++ != 0)
         return;
     const std::string &fault = m_converter->fault();
-    report(name() + ": a picture has nothing in it to show" +
-           (fault.empty() ? "" : " (" + fault + ")") +
-           ", it and others like it are dropped and counted");
+    kReporter.warning(name() + ": a frame cannot be used" +
+                      (fault.empty() ? "" : " (" + fault + ")") +
+                      ", frames like it are dropped and counted");
 }
 
-void UvcStream::tellSilence()
+void UvcStream::reportTimeout()
 {
-    if (isAnswering() || m_silenceTold)
+    if (isResponsive() || m_timeoutReported)
         return;
-    m_silenceTold = true;
-    report(name() + " has sent no picture for " + std::to_string(kSilence.count() / 1000) +
-           " s: check its cable, or choose a smaller mode");
+    m_timeoutReported = true;
+    kReporter.error(name() + " has sent no frame for " +
+                    std::to_string(kFrameTimeout.count() / 1000) +
+                    " s: check its cable, or choose a smaller mode");
 }
 
 void UvcStream::countMissed(unsigned int sequence)
 {
-    // Some do not count, and some begin anew.
+    // Some cameras do not count, and some restart their count.
     if (m_lastSequence && sequence > *m_lastSequence)
         m_counters.missed += sequence - *m_lastSequence - 1;
     m_lastSequence = sequence;
 }
 
-void UvcStream::deliver(Picture &picture)
+void UvcStream::deliver(CapturedFrame &captured)
 {
-    typedefNubrixFrame &record = picture.frame->frame();
-    describe(record, picture);
+    typedefNubrixFrame &record = captured.frame->frame();
+    describe(record, captured);
     if (record.flags != 0)
         ++m_counters.flagged;
     ++m_counters.delivered;
-    m_callback(picture.frame.get(), m_user);
+    m_callback(captured.frame.get(), m_user);
 }
 
-void UvcStream::describe(typedefNubrixFrame &record, const Picture &picture) const
+void UvcStream::describe(typedefNubrixFrame &record, const CapturedFrame &captured) const
 {
     record.pixelFormat = m_mode.pixelFormat;
     record.streamType = m_streamType;
-    record.frameIndex = picture.sequence;
-    record.timestampLow = static_cast<unsigned int>(picture.timestampUs);
-    record.timestampHigh = static_cast<unsigned int>(picture.timestampUs >> 32U);
+    record.frameIndex = captured.sequence;
+    record.timestampLow = static_cast<unsigned int>(captured.timestampUs);
+    record.timestampHigh = static_cast<unsigned int>(captured.timestampUs >> 32U);
     record.flags = 0;
-    if (picture.conversion == Conversion::kShort)
+    if (captured.conversion == Conversion::kShort)
         record.flags |= kFrameFlagShort;
-    if (picture.damaged || picture.conversion == Conversion::kDamaged)
+    if (captured.damaged || captured.conversion == Conversion::kDamaged)
         record.flags |= kFrameFlagDamaged;
     record.width = m_mode.width;
     record.height = m_mode.height;
@@ -298,29 +298,25 @@ void UvcStream::describe(typedefNubrixFrame &record, const Picture &picture) con
     record.reserved = 0;
 }
 
-void UvcStream::endFor(int error)
+void UvcStream::breakOff(int error)
 {
     m_broken = true;
     m_device.noteError(error);
-    // What the queue says of a camera that has just gone is not always that it has.
+    // The error of the queue does not always state that the camera has just been unplugged.
     reportError(m_device.isGone() ? ENODEV : error, name());
 }
 
 void UvcStream::reportLosses() const noexcept
 try {
     const StreamCounters lost = counters();
-    if (lost.held != 0)
-        report(name() + ": pictures dropped because the application held all frames: " +
-               std::to_string(lost.held));
-    if (lost.unusable != 0)
-        report(name() + ": pictures dropped because there was nothing in them to show: " +
-               std::to_string(lost.unusable));
-    if (lost.missed != 0)
-        report(name() + ": pictures that the kernel dropped, incomplete or for want of a buffer: " +
-               std::to_string(lost.missed));
-    if (lost.flagged != 0)
-        report(name() + ": frames that were short or damaged: " + std::to_string(lost.flagged) +
-               " of " + std::to_string(lost.delivered));
+    const auto warn = [this](unsigned int frames, const char *text, const std::string &total) {
+        if (frames != 0)
+            kReporter.warning(name() + ": frames " + text + ": " + std::to_string(frames) + total);
+    };
+    warn(lost.held, "dropped because the application held all frames", "");
+    warn(lost.unusable, "dropped because their contents could not be used", "");
+    warn(lost.missed, "that the kernel dropped, incomplete or for lack of a buffer", "");
+    warn(lost.flagged, "that were short or damaged", " of " + std::to_string(lost.delivered));
 } catch (...) {
     reportFailure("reporting the losses of a stream");
 }
@@ -330,4 +326,4 @@ std::string UvcStream::name() const
     return m_device.name() + " " + streamName(m_streamType);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -1,8 +1,8 @@
-#include "uvc/UsbFolder.h"
+#include "uvc/NodeScanner.h"
 
 #include "tests/drivers/uvc/MockedUdev.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::IsEmpty;
@@ -22,7 +22,7 @@ protected:
     MockedUdev system;
 };
 
-TEST_F(UsbFolderTest, HasTheNodesThatUdevHasNotDoneWith)
+TEST_F(UsbFolderTest, HasTheNodesThatUdevHasNotSetUp)
 {
     system.addUsb("1-2", "");
     system.addNode("1-2", 0);
@@ -41,7 +41,7 @@ TEST_F(UsbFolderTest, CountsTheStreamsThatTheDeviceDescribes)
     EXPECT_EQ(readUsbFolder(path("1-2")).videoStreams, 2U);
 }
 
-TEST_F(UsbFolderTest, OfADeviceThatIsGoneIsEmpty)
+TEST_F(UsbFolderTest, IsEmptyForADetachedDevice)
 {
     const UsbFolder folder = readUsbFolder(path("1-2"));
     EXPECT_THAT(folder.videoNodes, IsEmpty());
@@ -49,4 +49,4 @@ TEST_F(UsbFolderTest, OfADeviceThatIsGoneIsEmpty)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

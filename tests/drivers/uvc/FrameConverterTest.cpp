@@ -1,4 +1,4 @@
-#include "uvc/PictureConverter.h"
+#include "uvc/FrameConverter.h"
 
 #include <gmock/gmock.h>
 #include <linux/videodev2.h>
@@ -9,7 +9,7 @@
 // jpeglib.h needs FILE.
 #include <jpeglib.h>
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::Each;
@@ -22,13 +22,13 @@ struct Yuv {
     std::uint8_t y, u, v;
 };
 
-// Colours whose luma means nearly the same with and without headroom.
+// Colours whose luma differs little with and without headroom.
 constexpr Yuv kGrey = {126, 128, 128};
 constexpr Yuv kReddish = {126, 100, 200};
 constexpr Yuv kBluish = {126, 200, 100};
 
-/// A picture of one colour in any of the formats, its rows `gap` bytes apart.
-std::vector<std::uint8_t> picture(std::uint32_t code, Yuv yuv, std::size_t gap = 0)
+/// An image of one colour in any of the formats, its rows `gap` bytes apart.
+std::vector<std::uint8_t> image(std::uint32_t code, Yuv yuv, std::size_t gap = 0)
 {
     std::vector<std::uint8_t> bytes;
     const auto row = [&](const std::vector<std::uint8_t> &pair) {
@@ -63,14 +63,14 @@ protected:
     {
         const SourceFormat &format = *findSourceFormat(GetParam());
         const std::size_t rowBytes = kWidth * format.rowBytes + gap;
-        PictureConverter converter(format, kWidth, kHeight, rowBytes);
-        const auto source = picture(GetParam(), yuv, gap);
+        FrameConverter converter(format, kWidth, kHeight, rowBytes);
+        const auto source = image(GetParam(), yuv, gap);
         std::vector<std::uint8_t> frame(converter.frameBytes(), 0x11);
         EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()),
-                  Conversion::kWhole);
+                  Conversion::kComplete);
         return frame;
     }
-    /// The one colour that every pixel of a frame has.
+    /// The colour that all pixels of a frame have.
     static Rgb colorOf(const std::vector<std::uint8_t> &frame)
     {
         for (std::size_t i = 3; i < frame.size(); ++i)
@@ -97,7 +97,7 @@ TEST_P(ColorFormatTest, RedIsRedAndBlueIsBlue)
     EXPECT_LT(blue.r, 100);
 }
 
-TEST_P(ColorFormatTest, GapsBetweenRowsAreLeftOut)
+TEST_P(ColorFormatTest, PaddingBetweenRowsIsSkipped)
 {
     EXPECT_EQ(convert(kReddish, 6), convert(kReddish));
 }
@@ -106,37 +106,37 @@ INSTANTIATE_TEST_SUITE_P(Formats, ColorFormatTest,
                          testing::Values(V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_UYVY, V4L2_PIX_FMT_NV12,
                                          V4L2_PIX_FMT_NV21));
 
-TEST(PictureConverterTest, PlanesWithoutTheirColoursAreNotShown)
+TEST(FrameConverterTest, PlanesWithoutTheirColoursAreUnusable)
 {
-    const auto source = picture(V4L2_PIX_FMT_NV12, kGrey);
-    PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_NV12), kWidth, kHeight, kWidth);
+    const auto source = image(V4L2_PIX_FMT_NV12, kGrey);
+    FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_NV12), kWidth, kHeight, kWidth);
     std::vector<std::uint8_t> frame(converter.frameBytes());
     EXPECT_EQ(converter.convert(source.data(), source.size() - 1, frame.data()),
-              Conversion::kNothing);
+              Conversion::kUnusable);
 }
 
-TEST(PictureConverterTest, OnlyFormatsWithoutGapsPassThrough)
+TEST(FrameConverterTest, OnlyFormatsWithoutPaddingPassThrough)
 {
     const SourceFormat &grey = *findSourceFormat(V4L2_PIX_FMT_GREY);
-    EXPECT_TRUE(PictureConverter(grey, 64, 48, 64).passesThrough());
-    EXPECT_FALSE(PictureConverter(grey, 64, 48, 72).passesThrough());
-    EXPECT_FALSE(
-        PictureConverter(*findSourceFormat(V4L2_PIX_FMT_Z16), 64, 48, 128).passesThrough());
+    EXPECT_TRUE(FrameConverter(grey, 64, 48, 64).passesThrough());
+    EXPECT_FALSE(FrameConverter(grey, 64, 48, 72).passesThrough());
+    EXPECT_FALSE(FrameConverter(*findSourceFormat(V4L2_PIX_FMT_Z16), 64, 48, 128).passesThrough());
 }
 
-TEST(PictureConverterTest, ARowLengthThatCannotBeIsNotBelieved)
+TEST(FrameConverterTest, AnImpossibleRowSizeIsIgnored)
 {
     for (const std::size_t rowBytes : {std::size_t{1}, std::size_t{0xffffffffU}}) {
-        PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, rowBytes);
+        FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, rowBytes);
         const std::vector<std::uint8_t> source(std::size_t{64} * 48, 7);
         std::vector<std::uint8_t> frame(converter.frameBytes());
-        EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()), Conversion::kWhole)
+        EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()),
+                  Conversion::kComplete)
             << rowBytes;
         EXPECT_EQ(frame, source);
     }
 }
 
-/// One colour, as a camera compresses it.
+/// An image of one colour, as a camera compresses it.
 std::vector<std::uint8_t> jpegOf(Rgb color, unsigned int width = kWidth)
 {
     jpeg_compress_struct encoder = {};
@@ -167,7 +167,7 @@ std::vector<std::uint8_t> jpegOf(Rgb color, unsigned int width = kWidth)
     return jpeg;
 }
 
-/// Without its Huffman tables, which cameras leave out.
+/// A JPEG without its Huffman tables, which cameras leave out.
 std::vector<std::uint8_t> withoutTables(const std::vector<std::uint8_t> &jpeg)
 {
     std::vector<std::uint8_t> left(jpeg.begin(), jpeg.begin() + 2);
@@ -187,7 +187,7 @@ class JpegTest : public testing::Test {
 protected:
     Conversion convert(const std::vector<std::uint8_t> &jpeg)
     {
-        PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_MJPEG), kWidth, kHeight, 0);
+        FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_MJPEG), kWidth, kHeight, 0);
         m_frame.assign(converter.frameBytes(), 0x11);
         return converter.convert(jpeg.data(), jpeg.size(), m_frame.data());
     }
@@ -204,57 +204,57 @@ private:
     std::vector<std::uint8_t> m_frame;
 };
 
-TEST_F(JpegTest, APictureIsDecoded)
+TEST_F(JpegTest, AnImageIsDecoded)
 {
-    EXPECT_EQ(convert(jpegOf({200, 40, 30})), Conversion::kWhole);
+    EXPECT_EQ(convert(jpegOf({200, 40, 30})), Conversion::kComplete);
     expectRed();
 }
 
-TEST_F(JpegTest, APictureWithoutTablesIsDecoded)
+TEST_F(JpegTest, AnImageWithoutTablesIsDecoded)
 {
     const auto jpeg = jpegOf({200, 40, 30});
     const auto left = withoutTables(jpeg);
     ASSERT_LT(left.size(), jpeg.size());
-    EXPECT_EQ(convert(left), Conversion::kWhole);
+    EXPECT_EQ(convert(left), Conversion::kComplete);
     expectRed();
 }
 
-TEST_F(JpegTest, BytesAfterThePictureAreIgnored)
+TEST_F(JpegTest, BytesAfterTheImageAreIgnored)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.insert(jpeg.end(), 500, 0);
-    EXPECT_EQ(convert(jpeg), Conversion::kWhole);
+    EXPECT_EQ(convert(jpeg), Conversion::kComplete);
     expectRed();
 }
 
-TEST_F(JpegTest, BytesThatFillUpBeforeTheEndAreIgnored)
+TEST_F(JpegTest, PaddingBeforeTheEndIsIgnored)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.insert(jpeg.end() - 2, 32, 0);
-    EXPECT_EQ(convert(jpeg), Conversion::kWhole);
+    EXPECT_EQ(convert(jpeg), Conversion::kComplete);
     expectRed();
 }
 
-TEST_F(JpegTest, ACutPictureIsDamaged)
+TEST_F(JpegTest, ATruncatedImageIsDamaged)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.resize(jpeg.size() - 4);
     EXPECT_EQ(convert(jpeg), Conversion::kDamaged);
 }
 
-TEST_F(JpegTest, APictureOfAnotherSizeIsNotShown)
+TEST_F(JpegTest, AnImageOfAnotherSizeIsUnusable)
 {
-    EXPECT_EQ(convert(jpegOf({200, 40, 30}, 2 * kWidth)), Conversion::kNothing);
+    EXPECT_EQ(convert(jpegOf({200, 40, 30}, 2 * kWidth)), Conversion::kUnusable);
 }
 
-TEST_F(JpegTest, EveryCutIsSurvived)
+TEST_F(JpegTest, EveryTruncationIsHandled)
 {
     const auto jpeg = jpegOf({200, 40, 30});
     for (std::size_t size = 0; size < jpeg.size() - 2; ++size)
         EXPECT_NE(convert({jpeg.begin(), jpeg.begin() + static_cast<std::ptrdiff_t>(size)}),
-                  Conversion::kWhole)
+                  Conversion::kComplete)
             << size << " bytes of " << jpeg.size();
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc
