@@ -199,7 +199,7 @@ private:
 
     FrameCount m_frames;
     nubrix::FrameAllocator m_pool{1, 4, 10};  // as the library makes it
-    nubrix::NetDriver m_driver{""};           // after what its streams use
+    nubrix::net::NetDriver m_driver{""};      // after what its streams use
     NubrixBaseDevice *m_device = nullptr;
     NubrixBaseStream *m_stream = nullptr;
 };

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Aravis tells the beginning of a picture by the wall clock, which may be set at any time. The
 /// monotonic time of it is that of the beginning that was noted next to it. Not thread-safe.
@@ -38,4 +38,4 @@ private:
     std::size_t m_next = 0;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -87,4 +87,4 @@ std::optional<CameraFinder::Answer> CameraFinder::await(UdpSocket::Clock::time_p
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -8,7 +8,7 @@
 
 #include "net/Gvcp.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Answers may be late: a camera may put off that to a broadcast for a second, so that not all send
 /// at once. Not thread-safe.
@@ -31,4 +31,4 @@ private:
     UdpSocket m_socket;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -8,7 +8,7 @@
 
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -212,4 +212,4 @@ CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std:
     return modes;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -12,7 +12,7 @@
 #include "net/NetSettings.h"
 #include "net/PixelFormats.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// The modes of one stream. Not thread-safe.
 struct StreamModes : ModeTable {
@@ -40,4 +40,4 @@ void choose(StreamModes &modes, const std::vector<Offer> &offers, const std::str
 /// Asks the camera, and the settings of its serial number. Not thread-safe.
 CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std::string &serial);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

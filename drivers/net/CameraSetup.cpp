@@ -11,7 +11,7 @@
 #include "net/ControlledDevice.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -163,7 +163,7 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
     const double actual = arv_camera_get_frame_rate(&camera, nullptr);
     if (!(std::abs(actual - rate) <= 0.5)) {
         report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
-               " frames/s, and the camera gives " + textOf(actual));
+               " frames/s, and the camera gives " + numberText(actual));
     }
 }
 
@@ -219,7 +219,7 @@ int statusOfDescription(int code)
 
 }  // namespace
 
-std::string textOf(double number)
+std::string numberText(double number)
 {
     char text[32];
     const auto [end, failure] =
@@ -340,12 +340,12 @@ int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth
     read.scale *= unit;
     read.offset *= unit;
     if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
-        report(name + " cannot show depth: a count is " + textOf(read.scale) + " mm from " +
-               textOf(read.offset) + " mm on");
+        report(name + " cannot show depth: a count is " + numberText(read.scale) + " mm from " +
+               numberText(read.offset) + " mm on");
         return kUnsupported;
     }
     depth = read;
     return kDone;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "net/Region.h"
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 struct CameraSetup {
     std::string name;     ///< in messages
@@ -28,7 +28,7 @@ struct CameraSetup {
 int statusOf(const Error &error);
 
 /// A number of up to six digits with a decimal point, whatever the locale. Thread-safe.
-std::string textOf(double number);
+std::string numberText(double number);
 
 /// Says what went wrong with `name` and returns the status. Thread-safe.
 int tellFailure(const std::string &name, const Error &error);
@@ -49,4 +49,4 @@ void tuneStream(ArvStream &stream, int frameRate);
 /// the axis of view follow from them. `name` is in messages. Not thread-safe.
 int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

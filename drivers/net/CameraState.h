@@ -4,7 +4,7 @@
 #include <atomic>
 #include <chrono>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Shared by the device, its streams, its worker and the watch. Thread-safe.
 class CameraState {
@@ -37,4 +37,4 @@ private:
     std::atomic<Clock::rep> m_lastPicture{0};
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -8,7 +8,7 @@
 
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -208,4 +208,4 @@ std::vector<CameraWatch::Change> CameraWatch::loseListed(std::set<std::string> l
     return changes;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

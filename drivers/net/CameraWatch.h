@@ -17,7 +17,7 @@
 #include "net/CameraState.h"
 #include "net/NetSettings.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Thread-safe, except that start comes first and stop last.
 class CameraWatch {
@@ -81,4 +81,4 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -7,7 +7,7 @@
 #include "common/Report.h"
 #include "net/ControlledDevice.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -117,4 +117,4 @@ try {
     reportFailure("releasing a network camera");
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

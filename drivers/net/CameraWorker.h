@@ -16,7 +16,7 @@
 #include "net/ControlChannel.h"
 #include "net/GLibPtr.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Runs tasks one after the other, in the order in which they came, and keeps the control of the
 /// camera between them. Shared with its thread, which CameraWorkers starts. Thread-safe.
@@ -93,4 +93,4 @@ private:
     Clock::time_point m_end;  // of a retired one
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace nubrix {
+namespace nubrix::net {
 
 std::shared_ptr<CameraWorker> CameraWorkers::start(const std::string &address,
                                                    std::shared_ptr<CameraState> state)
@@ -43,4 +43,4 @@ void CameraWorkers::remove(std::uint64_t number)
     m_entries.remove_if([&](const Entry &entry) { return entry.number == number; });
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

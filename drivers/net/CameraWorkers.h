@@ -10,7 +10,7 @@
 #include "common/DriverThreads.h"
 #include "net/CameraWorker.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Thread-safe.
 class CameraWorkers {
@@ -44,4 +44,4 @@ private:
     std::list<Entry> m_entries;  // by number
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -5,7 +5,7 @@
 
 #include "common/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -172,4 +172,4 @@ bool ControlChannel::keepControl()
     return m_hasControl;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

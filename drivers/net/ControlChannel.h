@@ -11,7 +11,7 @@
 
 #include "net/Gvcp.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// All accesses between two calls of begin share one end: from then on they fail at once. The
 /// camera knows its controller by the socket, so all writes go through this one. Not thread-safe,
@@ -80,4 +80,4 @@ private:
     std::uint16_t m_refusal = 0;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

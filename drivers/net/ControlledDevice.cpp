@@ -10,7 +10,7 @@
 #include "net/Description.h"
 #include "net/FeatureGraph.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -221,4 +221,4 @@ bool isLate(const Error &error)
     return error && g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 #include "net/ControlChannel.h"
 #include "net/GLibPtr.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Reads the description of the camera, makes its device and takes the control; null with an error
 /// otherwise. The channel must outlive it, and its end is that of everything that is done with the
@@ -25,4 +25,4 @@ void closeAddressOf(ArvDevice &device);
 /// The error of an answer that came, but too late. Thread-safe.
 bool isLate(const Error &error);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

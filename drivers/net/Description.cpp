@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -79,4 +79,4 @@ bool isDescriptionTooLarge(const std::uint8_t *bytes, std::size_t size)
     return false;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Larger ones are refused: Aravis ends the process when it has no memory for one, and reading and
 /// parsing it must end within the time for opening.
@@ -27,4 +27,4 @@ std::optional<Description> localDescription(const std::string &location);
 /// Thread-safe.
 bool isDescriptionTooLarge(const std::uint8_t *bytes, std::size_t size);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

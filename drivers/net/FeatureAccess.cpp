@@ -9,7 +9,7 @@
 #include "net/NetProperties.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -150,4 +150,4 @@ int accessFeature(ArvCamera &camera, const FeatureRequest &request, Bytes &value
     return statusOf(error);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

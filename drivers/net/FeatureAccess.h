@@ -9,7 +9,7 @@
 
 #include "net/GLibPtr.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 enum class FeatureType : std::uint8_t {
     kInteger = 0,  ///< 8 bytes, signed; booleans are 0 and 1, choices the standard's codes
@@ -38,4 +38,4 @@ std::optional<FeatureRequest> featureOfProperty(unsigned int id);
 /// type or a value that is not its. Driver thread only.
 int accessFeature(ArvCamera &camera, const FeatureRequest &request, Bytes &value);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

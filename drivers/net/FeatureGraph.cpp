@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -120,4 +120,4 @@ bool isComputable(ArvGc &features)
                        [&](auto &feature) { return count(feature.second, found, 0); });
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 #include "common/ModeTable.h"
 #include "nubrix/image.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -169,4 +169,4 @@ void FrameConverter::convertMosaic(const std::uint8_t *source, std::uint8_t *fra
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -7,7 +7,7 @@
 
 #include "net/PixelFormats.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// What the counts of a depth picture mean.
 struct DepthScale {
@@ -41,4 +41,4 @@ private:
     std::vector<std::uint16_t> m_depths;  // of each count; empty when they are the same
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Makes of them an index that grows by one for each picture that the camera has sent. Not
 /// thread-safe.
@@ -42,4 +42,4 @@ private:
     unsigned int m_index = 0;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

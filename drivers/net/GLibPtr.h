@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-namespace nubrix {
+namespace nubrix::net {
 
 struct ObjectReleaser {
     void operator()(void *object) const { g_object_unref(object); }
@@ -45,4 +45,4 @@ private:
     GError *m_error = nullptr;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

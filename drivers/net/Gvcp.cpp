@@ -14,7 +14,7 @@
 
 #include "common/Text.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -200,4 +200,4 @@ UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 
 constexpr std::uint16_t kDiscovery = 0x0002;  // commands; an answer has the next number
 constexpr std::uint16_t kReadRegister = 0x0080;
@@ -97,4 +97,4 @@ private:
     const int m_descriptor;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 
 #include "net/Gvcp.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -90,4 +90,4 @@ std::string holderOf(const std::string &address)
     return isTold ? addressText({htonl(holder->value)}) : "";
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

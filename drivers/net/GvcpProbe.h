@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// The camera at the other end of a URI; an empty text for none of ours. Thread-safe.
 std::string addressOf(const std::string &uri);
@@ -33,4 +33,4 @@ bool canTakeControl(const std::string &address);
 /// The address of the holder if the camera tells it, else an empty text. Thread-safe.
 std::string holderOf(const std::string &address);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

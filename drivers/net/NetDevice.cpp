@@ -16,7 +16,7 @@
 #include "net/NetProperties.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -341,4 +341,4 @@ int NetDevice::keepLiveState()
     return isSilent ? 0 : 1;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -18,7 +18,7 @@
 #include "net/Region.h"
 #include "nubrix/driver.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Thread-safe; closing is its destruction. Only its worker talks to the camera.
 class NetDevice final : public NubrixBaseDevice {
@@ -121,4 +121,4 @@ bool NetDevice::await(const std::future<Result> &task, CameraState::Clock::time_
     return false;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "net/NetProperties.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -115,7 +115,7 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
         std::memcpy(&value, bytes.data(), sizeof value);
         if (std::abs(value) <= kLargestLens)
             return kDone;
-        report(m_uri + ": its " + name + " is " + textOf(value));
+        report(m_uri + ": its " + name + " is " + numberText(value));
         return kFailed;
     };
     double focal = 0;
@@ -155,4 +155,4 @@ try {
     return kFailed;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

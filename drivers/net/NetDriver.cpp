@@ -8,7 +8,7 @@
 #include "common/Text.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -100,4 +100,4 @@ void NetDriver::joinFinished() noexcept
         m_workers.joinFinished();
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

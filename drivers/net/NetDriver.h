@@ -11,7 +11,7 @@
 #include "net/NetSettings.h"
 #include "nubrix/driver.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Thread-safe, except that initialize comes first and the destruction last.
 class NetDriver final : public NubrixBaseDriver {
@@ -43,4 +43,4 @@ private:
     CameraWatch m_watch;  // last: its thread uses the others
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -3,7 +3,7 @@
 
 #include "common/CameraProperties.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// 4 bytes: 1 when incomplete frames are delivered, with a flag, 0 when they are dropped. Taken
 /// when a stream starts.
@@ -13,4 +13,4 @@ constexpr unsigned int kPropertyIncomplete = 0x5b00;
 constexpr unsigned int kFirstFeature = 0x5c00;
 constexpr unsigned int kFeatureCount = 14;
 
-}  // namespace nubrix
+}  // namespace nubrix::net

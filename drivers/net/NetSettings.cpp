@@ -11,7 +11,7 @@
 #include "net/Report.h"
 #include "nubrix/ini.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -134,4 +134,4 @@ std::string NetSettings::formatOf(const std::string &serial, const std::string &
     return serial.empty() ? "" : textOf(m_path, serial, stream.c_str());
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

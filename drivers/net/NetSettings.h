@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// The file is optional, and so is every entry; one that cannot be understood is told and counts as
 /// left out. Thread-safe once it is made.
@@ -43,4 +43,4 @@ private:
     bool m_incomplete = false;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

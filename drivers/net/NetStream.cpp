@@ -5,7 +5,7 @@
 #include "net/NetDevice.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 NetStream::NetStream(NetDevice &device, unsigned int streamType)
     : DriverStream(streamType), m_device(device)
@@ -108,4 +108,4 @@ StreamCounters NetStream::counters() const
     return m_session ? m_session->counters() : StreamCounters{};
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -9,7 +9,7 @@
 #include "net/CameraWorker.h"
 #include "net/StreamSession.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 class NetDevice;
 
@@ -44,4 +44,4 @@ private:
     std::shared_ptr<StreamSession> m_session;  // under m_lock; stays after the stop
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -1,6 +1,6 @@
 #include "net/PictureCheck.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -69,4 +69,4 @@ std::string shapeOf(ArvBuffer &buffer)
     return shape;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

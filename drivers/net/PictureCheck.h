@@ -8,7 +8,7 @@
 #include "net/PixelFormats.h"
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 enum class Fault {
     kNone,
@@ -25,4 +25,4 @@ Fault faultOf(ArvBuffer &buffer, const PixelFormat &format, const typedefNubrixF
 /// thread-safe.
 std::string shapeOf(ArvBuffer &buffer);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace nubrix {
+namespace nubrix::net {
 
 PictureWatch::~PictureWatch()
 {
@@ -72,4 +72,4 @@ void PictureWatch::run()
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <thread>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Has a thread of its own from begin to end.
 class PictureWatch {
@@ -47,4 +47,4 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

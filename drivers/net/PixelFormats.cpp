@@ -6,7 +6,7 @@
 
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -70,4 +70,4 @@ std::ptrdiff_t rankOf(const PixelFormat &format)
     return &format - std::begin(kFormats);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

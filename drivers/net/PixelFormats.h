@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// How the pixels of a format lie.
 enum class Layout {
@@ -40,4 +40,4 @@ std::string nameOfPixelFormat(std::uint32_t code);
 /// Of two formats for the same stream the one with the smaller rank is the better. Thread-safe.
 std::ptrdiff_t rankOf(const PixelFormat &format);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

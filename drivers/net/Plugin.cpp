@@ -6,7 +6,7 @@
 
 extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 try {
-    return new nubrix::NetDriver(nubrix::NetSettings::besidePlugin());
+    return new nubrix::net::NetDriver(nubrix::net::NetSettings::besidePlugin());
 } catch (const std::exception &) {
     return nullptr;
 }

@@ -5,7 +5,7 @@
 #include <limits>
 #include <numeric>
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -63,4 +63,4 @@ Place placeOf(const Sensor &sensor, const typedefNubrixFrameMode &mode, const Pi
             middle(sensor.height, mode.height, sensor.stepY, isMosaic)};
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

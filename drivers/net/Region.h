@@ -5,7 +5,7 @@
 #include "net/PixelFormats.h"
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// All that a camera sees, in pixels.
 struct Sensor {
@@ -28,4 +28,4 @@ Sensor readSensor(ArvCamera &camera);
 /// Where pictures cannot be moved it is 0, 0. Thread-safe.
 Place placeOf(const Sensor &sensor, const typedefNubrixFrameMode &mode, const PixelFormat &format);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -3,7 +3,7 @@
 
 #include "common/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// reportAs of this driver. Thread-safe.
 inline void report(const std::string &line)
@@ -11,4 +11,4 @@ inline void report(const std::string &line)
     reportAs("NubrixNetDriver", "nubrix network camera", line);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

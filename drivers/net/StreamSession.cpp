@@ -12,7 +12,7 @@
 #include "net/PictureCheck.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -327,4 +327,4 @@ try {
     // No memory for the lines.
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

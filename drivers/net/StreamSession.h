@@ -18,7 +18,7 @@
 #include "net/PictureWatch.h"
 #include "nubrix/driver.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// What a session sets the camera to, and where its frames go.
 struct StreamSetup : CameraSetup {
@@ -94,4 +94,4 @@ private:
     PictureWatch m_watch;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

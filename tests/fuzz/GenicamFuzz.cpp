@@ -22,7 +22,7 @@ extern "C" const char *__lsan_default_suppressions()  // NOLINT(bugprone-reserve
     return "leak:libaravis\nleak:libglib\nleak:libgobject\n";
 }
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 /// The camera of one input.
@@ -146,11 +146,11 @@ void run(ArvCamera &camera)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
-    using namespace nubrix;
+    using namespace nubrix::net;
     const std::string input(reinterpret_cast<const char *>(data), sizeBytes);
     const std::size_t end = std::min(input.find('\0'), input.size());
     content.description = input.substr(0, end);

@@ -10,7 +10,7 @@
 #include "net/GvcpProbe.h"
 #include "tests/fuzz/FuzzTarget.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 bool isOneLine(const std::string &text)
@@ -82,11 +82,11 @@ void checkRequest(const std::uint8_t *data, std::size_t size)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
-    using namespace nubrix;
+    using namespace nubrix::net;
     const Packet packet(data, data + sizeBytes);
     const auto id = static_cast<std::uint16_t>(sizeBytes < 8 ? 1 : packet[6] << 8U | packet[7]);
     checkIdentity(packet, id);

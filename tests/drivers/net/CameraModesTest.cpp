@@ -4,7 +4,7 @@
 
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 constexpr std::uint32_t kMono8 = 0x01080001;
@@ -69,4 +69,4 @@ TEST(CameraModesTest, WithoutComponentsTheFormatDecides)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -13,7 +13,7 @@
 
 #include "tests/Paths.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Killed at the end of the test. Not thread-safe.
 class CameraProcess {
@@ -75,4 +75,4 @@ private:
     pid_t m_process = -1;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

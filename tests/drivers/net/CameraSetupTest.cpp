@@ -14,7 +14,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/OddCamera.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::HasSubstr;
@@ -220,10 +220,10 @@ TEST(NumberTest, ANumberHasADecimalPointInEveryLanguage)
         ASSERT_NE(std::setlocale(LC_NUMERIC, "tr_TR.UTF-8"), nullptr);
         ASSERT_EQ(std::to_string(0.5), "0,500000");
     }
-    EXPECT_EQ(textOf(0.25), "0.25");
-    EXPECT_EQ(textOf(29.97003), "29.97");
-    EXPECT_EQ(textOf(-1e300), "-1e+300");
-    EXPECT_EQ(textOf(std::numeric_limits<double>::quiet_NaN()), "nan");
+    EXPECT_EQ(numberText(0.25), "0.25");
+    EXPECT_EQ(numberText(29.97003), "29.97");
+    EXPECT_EQ(numberText(-1e300), "-1e+300");
+    EXPECT_EQ(numberText(std::numeric_limits<double>::quiet_NaN()), "nan");
     std::setlocale(LC_NUMERIC, "C");
 }
 
@@ -276,4 +276,4 @@ TEST(StatusOfTest, WhatTheCameraRefusesIsNotWhatTheNetworkDoes)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -7,7 +7,7 @@
 #include "tests/drivers/net/DistantCamera.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -184,4 +184,4 @@ TEST_F(CameraWatchTest, AnOpenedCameraWhoseAddressIsTranslatedIsKeptByItsAnswers
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 bool isTooLarge(const std::string &bytes)
@@ -66,4 +66,4 @@ TEST(DescriptionTest, AnArchiveThatGrowsIsTooLarge)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -21,7 +21,7 @@
 
 #include "tests/drivers/FakePool.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Answers those who ask at its address, which need be no interface's, and nobody else.
 /// Thread-safe.
@@ -142,4 +142,4 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

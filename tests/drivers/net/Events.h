@@ -8,7 +8,7 @@
 
 #include "tests/drivers/FakePool.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Collects hot-plug events. Thread-safe.
 class Events {
@@ -41,4 +41,4 @@ private:
     std::vector<std::string> m_events;  // under m_lock
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

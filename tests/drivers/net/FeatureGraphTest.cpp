@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 constexpr int kAllowed = 64;
@@ -75,4 +75,4 @@ TEST(FeatureGraphTest, AFeatureThatDependsOnItselfIsRefused)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "nubrix/image.h"
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::Each;
@@ -154,4 +154,4 @@ TEST(FrameConverterTest, AMosaicMayHaveAnOddSize)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -51,4 +51,4 @@ TEST(FrameNumbersTest, WhatIsLeftOutIsCounted)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

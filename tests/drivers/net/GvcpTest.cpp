@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -116,4 +116,4 @@ TEST(GvcpTest, AReplyToSomethingElseOrOneThatIsCutIsNone)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 #include "tests/drivers/net/CameraProcess.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -84,4 +84,4 @@ TEST_F(NetCableTest, ACablePutBackAtOnceIsNoLoss)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -8,7 +8,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/RelayCamera.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::HasSubstr;
@@ -167,4 +167,4 @@ TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasSilentWhenItWasClos
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

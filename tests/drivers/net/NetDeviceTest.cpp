@@ -5,7 +5,7 @@
 
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -259,4 +259,4 @@ TEST_F(NetDeviceTest, RequestsThatMakeNoSenseAreRefused)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/fakes/HangGuard.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -280,4 +280,4 @@ TEST_F(NetDriverTest, ClosingWhatIsNotOpenIsRefused)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "tests/drivers/net/CameraProcess.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -235,4 +235,4 @@ TEST_F(NetFaultsTest, OpeningAndClosingManyTimesLeavesNothingBehind)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

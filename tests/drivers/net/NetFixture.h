@@ -20,7 +20,7 @@
 #include "tests/drivers/net/Events.h"
 #include "tests/fakes/HangGuard.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 constexpr std::uint32_t kCoord3d = 0x011000b8;
 constexpr std::uint32_t kMono8 = 0x01080001;
@@ -236,4 +236,4 @@ protected:
     std::unique_ptr<NetDriver> m_driver;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

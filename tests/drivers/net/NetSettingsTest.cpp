@@ -6,7 +6,7 @@
 
 #include "tests/TemporaryFolder.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using std::chrono::milliseconds;
@@ -112,4 +112,4 @@ TEST_F(NetSettingsTest, AListOfAddressesIsNotCutWithinOne)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/fakes/FailingNew.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::HasSubstr;
@@ -200,4 +200,4 @@ TEST_F(NetStreamEndTest, ADriverJoinsACameraThatIsClosedFromWithinACallbackThatR
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

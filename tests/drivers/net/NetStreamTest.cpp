@@ -10,7 +10,7 @@
 #include "net/PixelFormats.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 struct Case {
@@ -363,4 +363,4 @@ TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfThePicture)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

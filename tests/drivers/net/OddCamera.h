@@ -9,7 +9,7 @@
 
 #include "CameraDescription.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Replaces parts of a camera's description, each of which must be in it once. Fails the test when
 /// one is not.
@@ -25,4 +25,4 @@ inline void redescribe(SimulatedCameraSettings &settings,
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -9,7 +9,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/OddCamera.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using std::chrono::milliseconds;
@@ -150,4 +150,4 @@ TEST_F(SilentStreamTest, PicturesOfAnotherSizeAreToldApart)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

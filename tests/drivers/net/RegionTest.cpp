@@ -7,7 +7,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/OddCamera.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 Place place(const Sensor &sensor, unsigned short width, unsigned short height, const char *format,
@@ -126,4 +126,4 @@ TEST(RegionTest, StepsThatNoSensorHasDoNoHarm)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

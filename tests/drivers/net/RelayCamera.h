@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 
 /// Passes control packets on to a camera of this host and its answers back. The frames come
 /// from the camera itself. Thread-safe.
@@ -155,4 +155,4 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net
