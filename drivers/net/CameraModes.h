@@ -1,4 +1,4 @@
-// The modes of a network camera's streams, as its features tell them.
+// What a camera can be set to: its sensor, and the modes of its streams.
 #pragma once
 
 #include <array>
@@ -8,11 +8,33 @@
 #include <vector>
 
 #include "common/ModeTable.h"
-#include "net/GLibPtr.h"
+#include "net/Aravis.h"
 #include "net/NetSettings.h"
 #include "net/PixelFormats.h"
+#include "nubrix/types.h"
 
 namespace nubrix::net {
+
+/// All that a camera sees, in pixels.
+struct Sensor {
+    int width;
+    int height;
+    int stepX;  ///< of places that a picture can be moved to; 0: pictures cannot be moved
+    int stepY;
+};
+
+/// Of a picture's first pixel.
+struct Place {
+    int x;
+    int y;
+};
+
+/// What the camera tells, whatever region it is set to. Not thread-safe.
+Sensor readSensor(ArvCamera &camera);
+
+/// As near to the middle as steps allow, and the pattern of a format that repeats every two pixels.
+/// Where pictures cannot be moved it is 0, 0. Thread-safe.
+Place placeOf(const Sensor &sensor, const typedefNubrixFrameMode &mode, const PixelFormat &format);
 
 /// The modes of one stream. Not thread-safe.
 struct StreamModes : ModeTable {

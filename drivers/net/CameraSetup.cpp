@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "common/ModeTable.h"
-#include "net/ControlledDevice.h"
+#include "net/Aravis.h"
 #include "net/Report.h"
 
 namespace nubrix::net {
@@ -80,7 +80,7 @@ int insist(ArvCamera &camera, const std::string &name, const char *feature, cons
     arv_camera_set_string(&camera, feature, choice, nullptr);
     const char *told = arv_camera_get_string(&camera, feature, error.out());
     if (error)
-        return tellFailure(name, error);
+        return reportError(name, error);
     if (told != nullptr && std::strcmp(told, choice) == 0)
         return kDone;
     report(name + " cannot show depth: its " + feature + " is " + (told ? told : "unknown") +
@@ -108,7 +108,7 @@ int readNumber(ArvCamera &camera, const std::string &name, const char *feature, 
     Error error;
     const double told = arv_camera_get_float(&camera, feature, error.out());
     if (error)
-        return tellFailure(name + " " + feature, error);
+        return reportError(name + " " + feature, error);
     value = told;
     return kDone;
 }
@@ -175,7 +175,7 @@ int checkMode(ArvCamera &camera, const CameraSetup &setup)
     const auto height = error ? 0 : arv_camera_get_integer(&camera, "Height", error.out());
     const auto code = error ? 0 : arv_camera_get_pixel_format(&camera, error.out());
     if (error)
-        return tellFailure(setup.name, error);
+        return reportError(setup.name, error);
     if (width == setup.mode.width && height == setup.mode.height && code == setup.format.code)
         return kDone;
     report(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
@@ -183,38 +183,6 @@ int checkMode(ArvCamera &camera, const CameraSetup &setup)
            std::to_string(height) + " " + nameOfPixelFormat(code) +
            ": close it and open it again to see its modes");
     return kBadArgument;
-}
-
-int statusOfSocket(int code)
-{
-    switch (code) {
-        case G_IO_ERROR_TIMED_OUT:
-        case G_IO_ERROR_HOST_UNREACHABLE:
-        case G_IO_ERROR_NETWORK_UNREACHABLE:
-        case G_IO_ERROR_HOST_NOT_FOUND:
-        case G_IO_ERROR_CONNECTION_REFUSED:
-        case G_IO_ERROR_CONNECTION_CLOSED:
-        case G_IO_ERROR_NOT_CONNECTED:
-            return kGone;
-        default:
-            return kFailed;
-    }
-}
-
-int statusOfDescription(int code)
-{
-    switch (code) {
-        case ARV_GC_ERROR_OUT_OF_RANGE:
-        case ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND:
-        case ARV_GC_ERROR_INVALID_LENGTH:
-        case ARV_GC_ERROR_READ_ONLY:
-        case ARV_GC_ERROR_INVALID_SYNTAX:
-            return kBadArgument;
-        case ARV_GC_ERROR_NODE_NOT_FOUND:
-            return kUnsupported;
-        default:
-            return kFailed;
-    }
 }
 
 }  // namespace
@@ -225,48 +193,6 @@ std::string numberText(double number)
     const auto [end, failure] =
         std::to_chars(text, text + sizeof text, number, std::chars_format::general, 6);
     return failure == std::errc() ? std::string(text, end) : "";
-}
-
-int statusOf(const Error &error)
-{
-    if (!error)
-        return kDone;
-    if (error.get()->domain == G_IO_ERROR)
-        return statusOfSocket(error.get()->code);
-    if (error.get()->domain == ARV_GC_ERROR)
-        return statusOfDescription(error.get()->code);
-    if (error.get()->domain != ARV_DEVICE_ERROR)
-        return kFailed;
-    switch (error.get()->code) {
-        case ARV_DEVICE_ERROR_TIMEOUT:
-        case ARV_DEVICE_ERROR_NOT_CONNECTED:
-        case ARV_DEVICE_ERROR_TRANSFER_ERROR:
-            return kGone;
-        case ARV_DEVICE_ERROR_NOT_CONTROLLER:
-            return kWrongState;
-        case ARV_DEVICE_ERROR_FEATURE_NOT_FOUND:
-        case ARV_DEVICE_ERROR_NO_STREAM_CHANNEL:
-            return kUnsupported;
-        case ARV_DEVICE_ERROR_INVALID_PARAMETER:
-        case ARV_DEVICE_ERROR_WRONG_FEATURE:
-            return kBadArgument;
-        default:
-            return kFailed;
-    }
-}
-
-int tellFailure(const std::string &name, const Error &error)
-{
-    const int status = statusOf(error);
-    if (isLate(error))
-        report(name + " answers, but does not do what it was asked to");
-    else if (status == kGone)
-        report(name + " does not answer: check its cable and its power, then open it again");
-    else if (status == kWrongState)
-        report(name + " is no longer ours to control: another application has taken it");
-    else
-        report(name + " failed: " + error.text());
-    return status;
 }
 
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
@@ -291,7 +217,7 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
         setPackets(camera, setup, error);
     if (!error)
         arv_camera_set_acquisition_mode(&camera, ARV_ACQUISITION_MODE_CONTINUOUS, error.out());
-    return error ? tellFailure(setup.name, error) : checkMode(camera, setup);
+    return error ? reportError(setup.name, error) : checkMode(camera, setup);
 }
 
 void tuneStream(ArvStream &stream, int frameRate)
@@ -304,7 +230,7 @@ void tuneStream(ArvStream &stream, int frameRate)
                  ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBuffer, nullptr);
 }
 
-std::chrono::milliseconds patienceFor(ArvCamera &camera)
+std::chrono::milliseconds frameTimeoutOf(ArvCamera &camera)
 {
     constexpr std::chrono::milliseconds kLeast{3000};
     constexpr std::chrono::milliseconds kMost{60000};

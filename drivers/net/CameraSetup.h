@@ -4,10 +4,10 @@
 #include <chrono>
 #include <string>
 
+#include "net/Aravis.h"
+#include "net/CameraModes.h"
 #include "net/FrameConverter.h"
-#include "net/GLibPtr.h"
 #include "net/PixelFormats.h"
-#include "net/Region.h"
 #include "nubrix/types.h"
 
 namespace nubrix::net {
@@ -23,15 +23,8 @@ struct CameraSetup {
     bool usesPacketSocket;
 };
 
-/// The status for what went wrong: -9 no answer or no way to it, -2 not ours to control, -8 no such
-/// feature, -4 refused value, else -1. Thread-safe.
-int statusOf(const Error &error);
-
 /// A number of up to six digits with a decimal point, whatever the locale. Thread-safe.
 std::string numberText(double number);
-
-/// Says what went wrong with `name` and returns the status. Thread-safe.
-int tellFailure(const std::string &name, const Error &error);
 
 /// Sets component, format, region, rate and packets; the region is the middle of what the camera
 /// sees. Returns a status and says why: -4 also when the camera then gives another size or format.
@@ -40,7 +33,7 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
 
 /// How long a camera that is set up may take for its next picture; 0: as long as it likes, because
 /// it waits for triggers. Not thread-safe.
-std::chrono::milliseconds patienceFor(ArvCamera &camera);
+std::chrono::milliseconds frameTimeoutOf(ArvCamera &camera);
 
 /// Sets resending and room of a stream that has just been made. Not thread-safe.
 void tuneStream(ArvStream &stream, int frameRate);

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 #include <system_error>
 
 #include "common/Text.h"
@@ -53,6 +54,29 @@ std::string textAt(const Packet &packet, std::size_t place, std::size_t room)
     const auto first = packet.begin() + static_cast<std::ptrdiff_t>(kHeader + place);
     const auto end = first + static_cast<std::ptrdiff_t>(room);
     return cleanText(std::string(first, std::find(first, end, 0)));
+}
+
+constexpr std::uint32_t kHolderRegister = 0x0a14;
+constexpr std::chrono::milliseconds kRegisterWait{200};
+
+std::optional<RegisterReply> ask(const UdpSocket &socket, std::uint16_t command,
+                                 const std::vector<std::uint32_t> &words)
+{
+    const std::uint16_t id = nextRequestId();
+    socket.send(makeRequest(command, id, words));
+    const auto end = UdpSocket::Clock::now() + kRegisterWait;
+    for (;;) {
+        const Packet packet = socket.receive(end).packet;
+        const auto reply = registerReplyIn(packet, command, id);
+        if (reply || packet.empty())
+            return reply;
+    }
+}
+
+std::optional<RegisterReply> readRegister(const std::string &address, std::uint32_t place)
+{
+    const UdpSocket socket;
+    return socket.connectTo(address) ? ask(socket, kReadRegister, {place}) : std::nullopt;
 }
 
 }  // namespace
@@ -198,6 +222,57 @@ UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
         packet.resize(static_cast<std::size_t>(got));
         return {std::move(packet), from.sin_addr};
     }
+}
+
+std::string addressOf(const std::string &uri)
+{
+    const std::string prefix = "net:";
+    const bool ours =
+        uri.compare(0, prefix.size(), prefix) == 0 && cameraAddress(uri.substr(prefix.size()));
+    return ours ? uri.substr(prefix.size()) : "";
+}
+
+std::string localAddressFor(const std::string &address)
+{
+    const UdpSocket socket;
+    sockaddr_in own = {};
+    socklen_t size = sizeof own;
+    if (!socket.connectTo(address) ||
+        ::getsockname(socket.descriptor(), reinterpret_cast<sockaddr *>(&own), &size) != 0)
+        return {};
+    return addressText(own.sin_addr);
+}
+
+bool isAnswering(const std::string &address)
+{
+    return readRegister(address, kControlRegister) || readRegister(address, kControlRegister);
+}
+
+Hold askHold(const std::string &address)
+{
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (const auto control = readRegister(address, kControlRegister)) {
+            const bool isFree = control->isGranted && (control->value & kControlBits) == 0;
+            return isFree ? Hold::kNobody : Hold::kSomebody;
+        }
+    }
+    return Hold::kNoAnswer;
+}
+
+bool canTakeControl(const std::string &address)
+{
+    const UdpSocket socket;
+    if (!socket.connectTo(address))
+        return false;
+    const auto taken = ask(socket, kWriteRegister, {kControlRegister, kControl});
+    return taken && taken->isGranted && ask(socket, kWriteRegister, {kControlRegister, 0});
+}
+
+std::string holderOf(const std::string &address)
+{
+    const auto holder = readRegister(address, kHolderRegister);
+    const bool isTold = holder && holder->isGranted && holder->value != 0;
+    return isTold ? addressText({htonl(holder->value)}) : "";
 }
 
 }  // namespace nubrix::net

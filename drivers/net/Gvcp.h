@@ -1,4 +1,5 @@
-// Packets and sockets of the protocol by which cameras are found and controlled.
+// The protocol by which cameras are found and controlled: packets, sockets, and questions to a
+// camera that is not open.
 #pragma once
 
 #include <netinet/in.h>
@@ -17,6 +18,10 @@ constexpr std::uint16_t kReadRegister = 0x0080;
 constexpr std::uint16_t kWriteRegister = 0x0082;
 constexpr std::uint16_t kReadMemory = 0x0084;
 constexpr std::uint16_t kWriteMemory = 0x0086;
+
+constexpr std::uint32_t kControlRegister = 0x0a00;
+constexpr std::uint32_t kControl = 2;      // value that takes the control
+constexpr std::uint32_t kControlBits = 3;  // set while somebody has it, exclusively or not
 
 using Packet = std::vector<std::uint8_t>;
 
@@ -96,5 +101,33 @@ public:
 private:
     const int m_descriptor;
 };
+
+/// The camera at the other end of a URI; an empty text for none of ours. Thread-safe.
+std::string addressOf(const std::string &uri);
+
+/// The address of this machine from which packets to `address` go; an empty text if there is no
+/// way. Thread-safe.
+std::string localAddressFor(const std::string &address);
+
+/// Asks a camera; at most 400 ms. Thread-safe.
+bool isAnswering(const std::string &address);
+
+/// Who holds a camera.
+enum class Hold {
+    kNobody,
+    kSomebody,
+    kNoAnswer,
+};
+
+/// Asks a camera; at most a second. Thread-safe.
+Hold askHold(const std::string &address);
+
+/// Takes the control of a camera and lets it go: whether it can be had now. It is to be asked for,
+/// not looked at: a camera may take every look for the heartbeat of a holder who is dead. At most
+/// 400 ms. Thread-safe.
+bool canTakeControl(const std::string &address);
+
+/// The address of the holder if the camera tells it, else an empty text. Thread-safe.
+std::string holderOf(const std::string &address);
 
 }  // namespace nubrix::net

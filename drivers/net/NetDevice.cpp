@@ -11,9 +11,8 @@
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
+#include "net/Aravis.h"
 #include "net/CameraSetup.h"
-#include "net/ControlledDevice.h"
-#include "net/NetProperties.h"
 #include "net/Report.h"
 
 namespace nubrix::net {
@@ -120,7 +119,7 @@ int NetDevice::tellFailed(const Error &error)
 {
     const ControlChannel &channel = m_worker->channel();
     if (!channel.hasFailed() && error)
-        return tellFailure(m_uri, error);
+        return reportError(m_uri, error);
     if (channel.isSilent())
         report(m_uri + " does not answer: check its cable and its power, then open it again");
     else
@@ -336,7 +335,7 @@ int NetDevice::keepLiveState()
         return 0;
     const std::lock_guard<std::mutex> lock(m_lock);
     const bool isSilent = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
-        return slot.stream && slot.stream->isSilent();
+        return slot.stream && slot.stream->hasTimedOut();
     });
     return isSilent ? 0 : 1;
 }

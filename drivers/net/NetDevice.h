@@ -9,16 +9,19 @@
 #include <string>
 
 #include "net/CameraModes.h"
-#include "net/CameraState.h"
-#include "net/CameraWorkers.h"
-#include "net/FeatureAccess.h"
-#include "net/GvcpProbe.h"
+#include "net/CameraMonitor.h"
+#include "net/CameraWorker.h"
+#include "net/Genicam.h"
+#include "net/Gvcp.h"
 #include "net/NetSettings.h"
 #include "net/NetStream.h"
-#include "net/Region.h"
 #include "nubrix/driver.h"
 
 namespace nubrix::net {
+
+/// Property of 4 bytes: 1 when incomplete frames are delivered, with a flag, 0 when they are
+/// dropped. Takes effect when a stream starts.
+constexpr unsigned int kPropertyIncomplete = 0x5b00;
 
 /// Thread-safe; closing is its destruction. Only its worker talks to the camera.
 class NetDevice final : public NubrixBaseDevice {

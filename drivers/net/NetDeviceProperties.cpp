@@ -7,7 +7,6 @@
 #include "common/Property.h"
 #include "net/CameraSetup.h"
 #include "net/NetDevice.h"
-#include "net/NetProperties.h"
 #include "net/Report.h"
 
 namespace nubrix::net {

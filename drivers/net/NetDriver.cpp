@@ -32,7 +32,7 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
 }  // namespace
 
 NetDriver::NetDriver(const std::string &settings)
-    : m_settings(settings), m_watch(m_settings, [this](const CameraWatch::Change &change) {
+    : m_settings(settings), m_monitor(m_settings, [this](const CameraMonitor::Change &change) {
           const NetIdentity &camera = change.camera;
           m_callback.tell(camera.uri(), camera.serial, locationOf(camera), change.connected);
       })
@@ -41,7 +41,7 @@ NetDriver::NetDriver(const std::string &settings)
 
 NetDriver::~NetDriver()
 {
-    m_watch.stop();
+    m_monitor.stop();
     m_devices.clear();
 }
 
@@ -49,7 +49,7 @@ int NetDriver::initialize()
 try {
     if (m_initialized.exchange(true))
         return kWrongState;
-    m_watch.start();
+    m_monitor.start();
     return kDone;
 } catch (...) {
     reportFailure("looking for network cameras");
@@ -64,7 +64,7 @@ int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 {
-    return listRecords([this] { return m_watch.cameras(); }, describeCamera, records, count);
+    return listRecords([this] { return m_monitor.cameras(); }, describeCamera, records, count);
 }
 
 int NetDriver::openDevice(const char *uri, NubrixBaseDevice **device)
@@ -79,7 +79,7 @@ try {
     std::unique_ptr<NetDevice> opened;
     if (const int status = NetDevice::open(address, begin, m_settings, m_workers, opened))
         return status;
-    m_watch.watch(address, opened->state());
+    m_monitor.watch(address, opened->state());
     return m_devices.keep(std::move(opened), device);
 } catch (...) {
     reportFailure("opening a network camera");

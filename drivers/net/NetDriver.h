@@ -6,7 +6,7 @@
 
 #include "common/OpenDevices.h"
 #include "common/StateCallback.h"
-#include "net/CameraWatch.h"
+#include "net/CameraMonitor.h"
 #include "net/NetDevice.h"
 #include "net/NetSettings.h"
 #include "nubrix/driver.h"
@@ -40,7 +40,7 @@ private:
     StateCallback m_callback;
     CameraWorkers m_workers;  // joined last of all: they may be in a frame callback
     OpenDevices<NetDevice> m_devices;
-    CameraWatch m_watch;  // last: its thread uses the others
+    CameraMonitor m_monitor;  // last: its thread uses the others
 };
 
 }  // namespace nubrix::net

@@ -10,10 +10,8 @@
 
 #include "net/CameraModes.h"
 #include "net/CameraSetup.h"
-#include "net/FeatureAccess.h"
-#include "net/FeatureGraph.h"
+#include "net/Genicam.h"
 #include "net/NetSettings.h"
-#include "net/Region.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 // What Aravis keeps of a description that it cannot use is not ours.
@@ -119,7 +117,7 @@ void checkMode(ArvCamera &camera, const Sensor &sensor, const StreamModes &modes
     const Place place = placeOf(sensor, setup.mode, setup.format);
     require(place.x >= 0 && place.y >= 0, "a picture begins inside");
     setUpCamera(camera, setup);
-    const auto patience = patienceFor(camera);
+    const auto patience = frameTimeoutOf(camera);
     require(patience.count() == 0 || (patience.count() >= 3000 && patience.count() <= 60000),
             "a wait has limits");
     DepthScale depth;

@@ -4,10 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "net/Description.h"
-#include "net/FeatureAccess.h"
+#include "net/Genicam.h"
 #include "net/Gvcp.h"
-#include "net/GvcpProbe.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 namespace nubrix::net {

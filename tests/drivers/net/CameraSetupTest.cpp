@@ -12,7 +12,6 @@
 #include <utility>
 
 #include "tests/drivers/net/NetFixture.h"
-#include "tests/drivers/net/OddCamera.h"
 
 namespace nubrix::net {
 namespace {
@@ -147,7 +146,7 @@ TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
     redescribe(settings, {{"0xff) / 8<", "0xff) / 16<"}});
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, -4);
-    EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of 307200 bytes, 640x480 at "
+    EXPECT_THAT(refusal.line, HasSubstr("the camera announces frames of 307200 bytes, 640x480 at "
                                         "30 frames/s has 614400"));
 }
 
@@ -161,7 +160,7 @@ TEST_F(CameraSetupTest, ACameraThatTellsOfPicturesThatNobodyHasMemoryForIsRefuse
         redescribe(settings, {{"0xff) / 8<", "0xff) / 8 * 0 + " + size + "<"}});
         const Refusal refusal = startOf(settings);
         EXPECT_EQ(refusal.status, -4);
-        EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of " + bytes +
+        EXPECT_THAT(refusal.line, HasSubstr("the camera announces frames of " + bytes +
                                             " bytes, 640x480 at 30 frames/s has 614400"));
         EXPECT_THAT(refusal.line, HasSubstr("no more than 1048576 may come with them"));
     }
@@ -257,22 +256,6 @@ TEST_F(CameraSetupTest, ACameraOnThisMachineStreamsAlsoWhenPacketSocketsAreAsked
 {
     write("[network]\npacketSocket=true\n");
     EXPECT_EQ(depthOf(depthCamera()), 1000U);
-}
-
-TEST(StatusOfTest, WhatTheCameraRefusesIsNotWhatTheNetworkDoes)
-{
-    const auto status = [](GQuark domain, int code) {
-        Error error;
-        *error.out() = g_error_new_literal(domain, code, "");
-        return statusOf(error);
-    };
-    EXPECT_EQ(statusOf(Error()), 0);
-    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_NETWORK_UNREACHABLE), -9);
-    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_TOO_MANY_OPEN_FILES), -1);
-    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_OUT_OF_RANGE), -4);
-    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_PVALUE_NOT_DEFINED), -1);
-    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT), -9);
-    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_NOT_CONTROLLER), -2);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "CameraDescription.h"
-#include "net/Description.h"
+#include "net/Genicam.h"
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/RelayCamera.h"
 

@@ -5,19 +5,22 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "CameraDescription.h"
 #include "SimulatedCamera.h"
 #include "net/NetDriver.h"
 #include "tests/drivers/TestStream.h"
-#include "tests/drivers/net/Events.h"
 #include "tests/fakes/HangGuard.h"
 
 namespace nubrix::net {
@@ -143,6 +146,51 @@ inline std::int64_t integerOf(NubrixBaseDevice &device, const std::string &name)
         request.data(), static_cast<unsigned int>(request.size()),
         reinterpret_cast<unsigned char *>(&value), &size);
     return status == 0 ? value : -1;
+}
+
+/// Collects hot-plug events. Thread-safe.
+class Events {
+public:
+    static void take(const char *uri, const char *serial, const char * /*location*/,
+                     unsigned int state, void *events)
+    {
+        auto *self = static_cast<Events *>(events);
+        const std::lock_guard<std::mutex> lock(self->m_lock);
+        self->m_events.push_back(std::string(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + uri +
+                                 " " + serial);
+        self->m_changed.notify_all();
+    }
+    /// The first events once there are so many; fewer after the deadline.
+    std::vector<std::string> await(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait_for(lock, kDeadline, [&] { return m_events.size() >= count; });
+        return m_events;
+    }
+    std::vector<std::string> soFar()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_events;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<std::string> m_events;  // under m_lock
+};
+
+/// Replaces parts of a camera's description, each of which must be in it once. Fails the test when
+/// one is not.
+inline void redescribe(SimulatedCameraSettings &settings,
+                       const std::vector<std::pair<std::string, std::string>> &parts)
+{
+    settings.description = describeCamera(settings);
+    for (const auto &[usual, odd] : parts) {
+        const std::size_t place = settings.description.find(usual);
+        ASSERT_NE(place, std::string::npos) << usual;
+        settings.description.replace(place, usual.size(), odd);
+        ASSERT_EQ(settings.description.find(usual, place + odd.size()), std::string::npos) << usual;
+    }
 }
 
 /// A network of its own with cameras and a driver.

@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "net/GvcpProbe.h"
+#include "net/Gvcp.h"
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/fakes/FailingNew.h"
 

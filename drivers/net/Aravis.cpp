@@ -1,4 +1,4 @@
-#include "net/ControlledDevice.h"
+#include "net/Aravis.h"
 
 #include <atomic>
 #include <cstdint>
@@ -7,8 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "net/Description.h"
-#include "net/FeatureGraph.h"
+#include "net/CameraWorker.h"
+#include "net/Genicam.h"
+#include "net/Report.h"
 
 namespace nubrix::net {
 
@@ -170,7 +171,86 @@ gboolean checkDescription(ControlChannel &channel, GError **error)
     return TRUE;
 }
 
+int statusOfSocket(int code)
+{
+    switch (code) {
+        case G_IO_ERROR_TIMED_OUT:
+        case G_IO_ERROR_HOST_UNREACHABLE:
+        case G_IO_ERROR_NETWORK_UNREACHABLE:
+        case G_IO_ERROR_HOST_NOT_FOUND:
+        case G_IO_ERROR_CONNECTION_REFUSED:
+        case G_IO_ERROR_CONNECTION_CLOSED:
+        case G_IO_ERROR_NOT_CONNECTED:
+            return kGone;
+        default:
+            return kFailed;
+    }
+}
+
+int statusOfDescription(int code)
+{
+    switch (code) {
+        case ARV_GC_ERROR_OUT_OF_RANGE:
+        case ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND:
+        case ARV_GC_ERROR_INVALID_LENGTH:
+        case ARV_GC_ERROR_READ_ONLY:
+        case ARV_GC_ERROR_INVALID_SYNTAX:
+            return kBadArgument;
+        case ARV_GC_ERROR_NODE_NOT_FOUND:
+            return kUnsupported;
+        default:
+            return kFailed;
+    }
+}
+
 }  // namespace
+
+bool isLate(const Error &error)
+{
+    return error && g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
+}
+
+int statusOf(const Error &error)
+{
+    if (!error)
+        return kDone;
+    if (error.get()->domain == G_IO_ERROR)
+        return statusOfSocket(error.get()->code);
+    if (error.get()->domain == ARV_GC_ERROR)
+        return statusOfDescription(error.get()->code);
+    if (error.get()->domain != ARV_DEVICE_ERROR)
+        return kFailed;
+    switch (error.get()->code) {
+        case ARV_DEVICE_ERROR_TIMEOUT:
+        case ARV_DEVICE_ERROR_NOT_CONNECTED:
+        case ARV_DEVICE_ERROR_TRANSFER_ERROR:
+            return kGone;
+        case ARV_DEVICE_ERROR_NOT_CONTROLLER:
+            return kWrongState;
+        case ARV_DEVICE_ERROR_FEATURE_NOT_FOUND:
+        case ARV_DEVICE_ERROR_NO_STREAM_CHANNEL:
+            return kUnsupported;
+        case ARV_DEVICE_ERROR_INVALID_PARAMETER:
+        case ARV_DEVICE_ERROR_WRONG_FEATURE:
+            return kBadArgument;
+        default:
+            return kFailed;
+    }
+}
+
+int reportError(const std::string &name, const Error &error)
+{
+    const int status = statusOf(error);
+    if (isLate(error))
+        report(name + " answers, but does not do what it was asked to");
+    else if (status == kGone)
+        report(name + " does not answer: check its cable and its power, then open it again");
+    else if (status == kWrongState)
+        report(name + " is no longer ours to control: another application has taken it");
+    else
+        report(name + " failed: " + error.text());
+    return status;
+}
 
 ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GInetAddress &remote,
                                 Error &error)
@@ -214,11 +294,6 @@ void closeAddressOf(ArvDevice &device)
 {
     GSocketAddress *remote = arv_gv_device_get_device_address(ARV_GV_DEVICE(&device));
     closeAddress(*g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(remote)));
-}
-
-bool isLate(const Error &error)
-{
-    return error && g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
 }
 
 }  // namespace nubrix::net

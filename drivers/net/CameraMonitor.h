@@ -1,6 +1,7 @@
-// Which network cameras are there: asks them all, again and again.
+// Which network cameras are present, and which of the open ones respond.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -13,14 +14,65 @@
 #include <thread>
 #include <vector>
 
-#include "net/CameraFinder.h"
-#include "net/CameraState.h"
+#include "net/Gvcp.h"
 #include "net/NetSettings.h"
 
 namespace nubrix::net {
 
+/// Shared by the device, its streams, its worker and the watch. Thread-safe.
+class CameraState {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// For good: the camera must be opened again.
+    void setGone() { m_gone = true; }
+    bool isGone() const { return m_gone; }
+
+    /// It has just not answered: whoever waited for it tells the others, so that nobody does again.
+    void noteSilence() { m_silent = true; }
+    void noteAnswer() { m_silent = false; }
+    /// Gone, or it did not answer when it was asked last.
+    bool isSilent() const { return m_gone || m_silent; }
+
+    void noteFrame()
+    {
+        m_lastFrame = Clock::now().time_since_epoch().count();
+        m_silent = false;
+    }
+    Clock::time_point lastFrame() const
+    {
+        return Clock::time_point(Clock::duration(m_lastFrame.load()));
+    }
+
+private:
+    std::atomic<bool> m_gone{false};
+    std::atomic<bool> m_silent{false};
+    std::atomic<Clock::rep> m_lastFrame{0};
+};
+
+/// Answers may be late: a camera may put off that to a broadcast for a second, so that not all send
+/// at once. Not thread-safe.
+class CameraFinder {
+public:
+    struct Answer {
+        NetIdentity camera;
+        std::string sender;  ///< not the camera's own address where addresses are translated
+    };
+
+    /// Throws std::system_error when there is no descriptor left.
+    CameraFinder();
+
+    /// Asks on every interface that is up, and at `addresses`. Does not wait.
+    void ask(const std::vector<std::string> &addresses);
+    /// Waits until `end` for an answer to any of the questions.
+    std::optional<Answer> await(UdpSocket::Clock::time_point end);
+
+private:
+    UdpSocket m_socket;
+};
+
 /// Thread-safe, except that start comes first and stop last.
-class CameraWatch {
+class CameraMonitor {
 public:
     struct Change {
         NetIdentity camera;  ///< of one that was opened and never found: its address alone
@@ -29,10 +81,10 @@ public:
     /// Called on the watch's thread, without a lock. What is in the first list is not told.
     using Listener = std::function<void(const Change &)>;
 
-    CameraWatch(const NetSettings &settings, Listener listener);
-    ~CameraWatch();
-    CameraWatch(const CameraWatch &) = delete;
-    CameraWatch &operator=(const CameraWatch &) = delete;
+    CameraMonitor(const NetSettings &settings, Listener listener);
+    ~CameraMonitor();
+    CameraMonitor(const CameraMonitor &) = delete;
+    CameraMonitor &operator=(const CameraMonitor &) = delete;
 
     /// Throws std::system_error when there is no thread to be had.
     void start();

@@ -1,4 +1,4 @@
-#include "net/CameraWatch.h"
+#include "net/CameraMonitor.h"
 
 #include <gmock/gmock.h>
 
@@ -18,11 +18,11 @@ constexpr const char *kAddress = "127.0.0.50";
 
 /// A watch that is told of a camera which only answers when it is looked for: no protocol keeps the
 /// camera or notices that it is gone.
-class CameraWatchTest : public NetTest {
+class CameraMonitorTest : public NetTest {
 protected:
     struct Watched {
         explicit Watched(const std::string &ini)
-            : watch(NetSettings(ini), [this](const CameraWatch::Change &change) {
+            : watch(NetSettings(ini), [this](const CameraMonitor::Change &change) {
                   Events::take(
                       change.camera.uri().c_str(), change.camera.serial.c_str(), "",
                       change.connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED,
@@ -41,7 +41,7 @@ protected:
         }
 
         Events events;
-        CameraWatch watch;
+        CameraMonitor watch;
     };
 
     /// `entries` of the settings beside the camera's address.
@@ -59,7 +59,7 @@ protected:
     }
 };
 
-TEST_F(CameraWatchTest, ACameraThatPutsOffItsAnswersIsListedAndStays)
+TEST_F(CameraMonitorTest, ACameraThatPutsOffItsAnswersIsListedAndStays)
 {
     DistantCamera camera({kAddress, {}, std::chrono::milliseconds(700), {}});
     const auto watched = watch();
@@ -69,7 +69,7 @@ TEST_F(CameraWatchTest, ACameraThatPutsOffItsAnswersIsListedAndStays)
     EXPECT_THAT(watched->events.soFar(), IsEmpty());
 }
 
-TEST_F(CameraWatchTest, OnlyTheFirstListWaitsWhereNoneIs)
+TEST_F(CameraMonitorTest, OnlyTheFirstListWaitsWhereNoneIs)
 {
     const auto begin = std::chrono::steady_clock::now();
     const auto watched = watch();
@@ -79,7 +79,7 @@ TEST_F(CameraWatchTest, OnlyTheFirstListWaitsWhereNoneIs)
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(11));
 }
 
-TEST_F(CameraWatchTest, ACameraThatIsFoundAfterTheFirstListIsTold)
+TEST_F(CameraMonitorTest, ACameraThatIsFoundAfterTheFirstListIsTold)
 {
     const DistantCamera camera({kAddress, {}, std::chrono::milliseconds(3000), {}});
     const auto watched = watch();
@@ -88,7 +88,7 @@ TEST_F(CameraWatchTest, ACameraThatIsFoundAfterTheFirstListIsTold)
     EXPECT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
 }
 
-TEST_F(CameraWatchTest, ACameraThatIsSilentForTooLongIsGoneForAllWhoHaveIt)
+TEST_F(CameraMonitorTest, ACameraThatIsSilentForTooLongIsGoneForAllWhoHaveIt)
 {
     DistantCamera camera(kAddress);
     const auto hasty = watch("silenceMs=1000\n");
@@ -115,7 +115,7 @@ TEST_F(CameraWatchTest, ACameraThatIsSilentForTooLongIsGoneForAllWhoHaveIt)
     EXPECT_THAT(hasty->events.await(2), ElementsAre("-net:127.0.0.50 ", "+net:127.0.0.50 "));
 }
 
-TEST_F(CameraWatchTest, PicturesKeepACameraThatDoesNotAnswer)
+TEST_F(CameraMonitorTest, PicturesKeepACameraThatDoesNotAnswer)
 {
     DistantCamera camera(kAddress);
     const auto watched = watch("silenceMs=1000\n");
@@ -125,14 +125,14 @@ TEST_F(CameraWatchTest, PicturesKeepACameraThatDoesNotAnswer)
     camera.mute();
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
     while (std::chrono::steady_clock::now() < end) {
-        streaming->notePicture();
+        streaming->noteFrame();
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     EXPECT_FALSE(streaming->isGone());
     EXPECT_TRUE(awaitGone(*streaming));
 }
 
-TEST_F(CameraWatchTest, ACameraThatWasOpenedAgainIsNotGoneBecauseItOnceWas)
+TEST_F(CameraMonitorTest, ACameraThatWasOpenedAgainIsNotGoneBecauseItOnceWas)
 {
     DistantCamera camera(kAddress);
     const auto watched = watch();
@@ -147,7 +147,7 @@ TEST_F(CameraWatchTest, ACameraThatWasOpenedAgainIsNotGoneBecauseItOnceWas)
     EXPECT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
 }
 
-TEST_F(CameraWatchTest, ALostControlIsToldOnceAndTheCameraComesBack)
+TEST_F(CameraMonitorTest, ALostControlIsToldOnceAndTheCameraComesBack)
 {
     DistantCamera camera(kAddress);
     const auto watched = watch();
@@ -161,7 +161,7 @@ TEST_F(CameraWatchTest, ALostControlIsToldOnceAndTheCameraComesBack)
     EXPECT_THAT(watched->events.soFar(), both);
 }
 
-TEST_F(CameraWatchTest, AnOpenedCameraThatWasNeverFoundIsMissedToo)
+TEST_F(CameraMonitorTest, AnOpenedCameraThatWasNeverFoundIsMissedToo)
 {
     const auto watched = watch("silenceMs=1000\n");
     ASSERT_THAT(watched->uris(), IsEmpty());
@@ -171,7 +171,7 @@ TEST_F(CameraWatchTest, AnOpenedCameraThatWasNeverFoundIsMissedToo)
     EXPECT_THAT(watched->events.await(1), ElementsAre("-net:127.0.0.50 "));
 }
 
-TEST_F(CameraWatchTest, AnOpenedCameraWhoseAddressIsTranslatedIsKeptByItsAnswers)
+TEST_F(CameraMonitorTest, AnOpenedCameraWhoseAddressIsTranslatedIsKeptByItsAnswers)
 {
     DistantCamera camera({kAddress, "10.1.7.20", {}, {}});
     const auto watched = watch("silenceMs=1000\n");

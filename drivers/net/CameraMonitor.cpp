@@ -1,9 +1,14 @@
-#include "net/CameraWatch.h"
+#include "net/CameraMonitor.h"
 
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <pthread.h>
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "net/Report.h"
@@ -11,6 +16,53 @@
 namespace nubrix::net {
 
 namespace {
+
+constexpr std::uint16_t kId = 0xffff;
+
+/// Out of one interface whatever the routes are, as cameras may not have their right address yet.
+void broadcast(const UdpSocket &socket, unsigned int interface, Packet request)
+{
+    sockaddr_in to = cameraAddress(in_addr{htonl(INADDR_BROADCAST)});
+    iovec part = {request.data(), request.size()};
+    union {
+        cmsghdr header;
+        char room[CMSG_SPACE(sizeof(in_pktinfo))];
+    } control = {};
+    msghdr message = {};
+    message.msg_name = &to;
+    message.msg_namelen = sizeof to;
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = &control;
+    message.msg_controllen = sizeof control;
+    control.header.cmsg_level = IPPROTO_IP;
+    control.header.cmsg_type = IP_PKTINFO;
+    control.header.cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
+    in_pktinfo info = {};
+    info.ipi_ifindex = static_cast<int>(interface);
+    std::memcpy(CMSG_DATA(&control.header), &info, sizeof info);
+    ::sendmsg(socket.descriptor(), &message, MSG_DONTWAIT);
+}
+
+void sendEverywhere(const UdpSocket &socket, const Packet &request)
+{
+    ifaddrs *all = nullptr;
+    if (::getifaddrs(&all) != 0)
+        return;
+    const std::unique_ptr<ifaddrs, void (*)(ifaddrs *)> owner(all, &::freeifaddrs);
+    for (const ifaddrs *each = all; each != nullptr; each = each->ifa_next) {
+        if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != AF_INET ||
+            (each->ifa_flags & IFF_UP) == 0)
+            continue;
+        if ((each->ifa_flags & IFF_LOOPBACK) != 0) {
+            sockaddr_in own = {};
+            std::memcpy(&own, each->ifa_addr, sizeof own);
+            socket.send(cameraAddress(own.sin_addr), request);
+        } else if ((each->ifa_flags & IFF_BROADCAST) != 0) {
+            broadcast(socket, ::if_nametoindex(each->ifa_name), request);
+        }
+    }
+}
 
 // A camera that puts off each answer by up to a second is heard within the shortest silence, also
 // when a packet is lost.
@@ -32,24 +84,51 @@ try {
 
 }  // namespace
 
-CameraWatch::CameraWatch(const NetSettings &settings, Listener listener)
+CameraFinder::CameraFinder()
+{
+    const int on = 1;
+    ::setsockopt(m_socket.descriptor(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
+}
+
+void CameraFinder::ask(const std::vector<std::string> &addresses)
+{
+    const Packet request = makeRequest(kDiscovery, kId);
+    sendEverywhere(m_socket, request);
+    for (const std::string &address : addresses) {
+        if (const auto to = cameraAddress(address))
+            m_socket.send(*to, request);
+    }
+}
+
+std::optional<CameraFinder::Answer> CameraFinder::await(UdpSocket::Clock::time_point end)
+{
+    for (;;) {
+        const UdpSocket::Received received = m_socket.receive(end);
+        if (received.packet.empty())
+            return std::nullopt;
+        if (auto camera = identityIn(received.packet, kId))
+            return Answer{std::move(*camera), addressText(received.sender)};
+    }
+}
+
+CameraMonitor::CameraMonitor(const NetSettings &settings, Listener listener)
     : m_settings(settings), m_listener(std::move(listener))
 {
 }
 
-CameraWatch::~CameraWatch()
+CameraMonitor::~CameraMonitor()
 {
     stop();
 }
 
-void CameraWatch::start()
+void CameraMonitor::start()
 {
     m_started = Clock::now();
-    m_thread = std::thread(&CameraWatch::run, this);
+    m_thread = std::thread(&CameraMonitor::run, this);
     pthread_setname_np(m_thread.native_handle(), "nubrix-net-look");
 }
 
-void CameraWatch::stop()
+void CameraMonitor::stop()
 {
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -60,7 +139,7 @@ void CameraWatch::stop()
         m_thread.join();
 }
 
-std::vector<NetIdentity> CameraWatch::cameras()
+std::vector<NetIdentity> CameraMonitor::cameras()
 {
     std::unique_lock<std::mutex> lock(m_lock);
     m_changed.wait_until(lock, m_started + kQuick, [&] { return m_ending; });
@@ -73,13 +152,13 @@ std::vector<NetIdentity> CameraWatch::cameras()
     return all;
 }
 
-void CameraWatch::watch(const std::string &address, const std::shared_ptr<CameraState> &state)
+void CameraMonitor::watch(const std::string &address, const std::shared_ptr<CameraState> &state)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_open.push_back({address, state, Clock::now()});
 }
 
-void CameraWatch::run()
+void CameraMonitor::run()
 {
     std::string reported;
     std::unique_lock<std::mutex> lock(m_lock);
@@ -95,7 +174,7 @@ void CameraWatch::run()
     }
 }
 
-void CameraWatch::look()
+void CameraMonitor::look()
 {
     CameraFinder finder;
     while (!isEnding()) {
@@ -109,13 +188,13 @@ void CameraWatch::look()
     }
 }
 
-bool CameraWatch::isEnding()
+bool CameraMonitor::isEnding()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     return m_ending;
 }
 
-std::vector<std::string> CameraWatch::addressesToAsk()
+std::vector<std::string> CameraMonitor::addressesToAsk()
 {
     std::vector<std::string> addresses = m_settings.addresses();
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -124,7 +203,8 @@ std::vector<std::string> CameraWatch::addressesToAsk()
     return addresses;
 }
 
-std::vector<CameraWatch::Change> CameraWatch::update(const Answer &answer, Clock::time_point now)
+std::vector<CameraMonitor::Change> CameraMonitor::update(const Answer &answer,
+                                                         Clock::time_point now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     if (answer)
@@ -139,7 +219,7 @@ std::vector<CameraWatch::Change> CameraWatch::update(const Answer &answer, Clock
     return changes;
 }
 
-void CameraWatch::noteAnswer(const CameraFinder::Answer &answer, Clock::time_point now)
+void CameraMonitor::noteAnswer(const CameraFinder::Answer &answer, Clock::time_point now)
 {
     const NetIdentity &camera = answer.camera;
     for (Opened &open : m_open) {
@@ -156,7 +236,7 @@ void CameraWatch::noteAnswer(const CameraFinder::Answer &answer, Clock::time_poi
 }
 
 /// The addresses of those that are gone. Nobody holds a camera there that is not.
-std::set<std::string> CameraWatch::loseOpened(Clock::time_point now)
+std::set<std::string> CameraMonitor::loseOpened(Clock::time_point now)
 {
     std::set<std::string> lost;
     std::set<std::string> held;
@@ -165,7 +245,7 @@ std::set<std::string> CameraWatch::loseOpened(Clock::time_point now)
         const auto state = open.state.lock();
         if (!state)
             continue;
-        const auto silence = now - std::max(open.lastAnswer, state->lastPicture());
+        const auto silence = now - std::max(open.lastAnswer, state->lastFrame());
         if (silence > m_settings.silence())
             state->setGone();
         else if (silence > kQuiet)
@@ -184,8 +264,8 @@ std::set<std::string> CameraWatch::loseOpened(Clock::time_point now)
     return lost;
 }
 
-std::vector<CameraWatch::Change> CameraWatch::loseListed(std::set<std::string> lost,
-                                                         Clock::time_point now)
+std::vector<CameraMonitor::Change> CameraMonitor::loseListed(std::set<std::string> lost,
+                                                             Clock::time_point now)
 {
     std::vector<Change> changes;
     for (auto entry = m_cameras.begin(); entry != m_cameras.end();) {
