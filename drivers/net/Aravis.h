@@ -1,5 +1,5 @@
-// Aravis as this driver uses it: owners of its objects, its errors, and its device of a camera
-// whose registers are accessed through a channel of the driver.
+// Aravis as this driver uses it: owners of its objects, its errors, and a device whose registers
+// are accessed through the control channel of the driver.
 #pragma once
 
 #include <arv.h>
@@ -26,7 +26,7 @@ using ObjectPtr = std::unique_ptr<T, ObjectReleaser>;
 template <class T>
 using MemoryPtr = std::unique_ptr<T, MemoryReleaser>;
 
-/// Where a function of GLib's writes what went wrong. Not thread-safe.
+/// Owner of the error that a function of GLib reports. Not thread-safe.
 class Error {
 public:
     Error() = default;
@@ -34,7 +34,7 @@ public:
     Error(const Error &) = delete;
     Error &operator=(const Error &) = delete;
 
-    /// For one call; forgets what was before.
+    /// The argument of one call; drops the error of the call before.
     GError **out()
     {
         g_clear_error(&m_error);
@@ -59,17 +59,18 @@ int statusOf(const Error &error);
 int reportError(const std::string &name, const Error &error);
 
 /// Reads the description of the camera, makes its device and takes the control; null with an error
-/// otherwise. The channel must outlive it, and its end is that of everything that is done with the
-/// device. What Aravis reads to make it goes by a socket of its own, which has no end: see
-/// closeAddress. `local` is the host's address towards the camera. Not thread-safe.
+/// otherwise. The channel must outlive the device, and its deadline holds for all accesses to the
+/// device. While the device is made, Aravis reads by a socket of its own, which has no deadline:
+/// see invalidateAddress. `local` is the address of the host on the camera's network. Not
+/// thread-safe.
 ObjectPtr<ArvDevice> makeDevice(ControlChannel &channel, GInetAddress &local, GInetAddress &remote,
                                 Error &error);
 
-/// Whatever Aravis sends to this address fails at once from now on, and half a second later
-/// whatever it waits for. Thread-safe.
-void closeAddress(GInetAddress &address);
-/// The same for the address of a device whose last reference is about to be dropped, because Aravis
-/// then releases the camera by itself.
-void closeAddressOf(ArvDevice &device);
+/// From now on, Aravis' packets to this address fail at once, and its waiting requests fail within
+/// half a second. Thread-safe.
+void invalidateAddress(GInetAddress &address);
+/// The same for the address of a device. Must precede the release of its last reference, on which
+/// Aravis tries to reach the camera.
+void invalidateAddressOf(ArvDevice &device);
 
 }  // namespace nubrix::net

@@ -19,14 +19,14 @@ namespace {
 
 constexpr std::uint16_t kId = 0xffff;
 
-/// Out of one interface whatever the routes are, as cameras may not have their right address yet.
+/// Sends on one interface, whatever the routes are: cameras may have addresses of other networks.
 void broadcast(const UdpSocket &socket, unsigned int interface, Packet request)
 {
     sockaddr_in to = cameraAddress(in_addr{htonl(INADDR_BROADCAST)});
     iovec part = {request.data(), request.size()};
     union {
         cmsghdr header;
-        char room[CMSG_SPACE(sizeof(in_pktinfo))];
+        char space[CMSG_SPACE(sizeof(in_pktinfo))];
     } control = {};
     msghdr message = {};
     message.msg_name = &to;
@@ -64,20 +64,20 @@ void sendEverywhere(const UdpSocket &socket, const Packet &request)
     }
 }
 
-// A camera that puts off each answer by up to a second is heard within the shortest silence, also
+// Within the shortest timeout, a camera that delays each answer by up to a second is received even
 // when a packet is lost.
-constexpr std::chrono::milliseconds kAskEvery{500};
-constexpr std::chrono::milliseconds kSlice{100};  // within which the end is noticed
+constexpr std::chrono::milliseconds kSearchPeriod{500};
+constexpr std::chrono::milliseconds kSlice{100};  // within which a stop is noticed
 constexpr std::chrono::milliseconds kRetry{1000};
-constexpr std::chrono::milliseconds kQuick{300};       // cameras that do not put it off
-constexpr std::chrono::milliseconds kFirstList{1100};  // those that do
-constexpr std::chrono::milliseconds kQuiet{1200};      // one that is asked by its address
+constexpr std::chrono::milliseconds kPromptAnswer{300};    // of cameras that do not delay it
+constexpr std::chrono::milliseconds kDelayedAnswer{1100};  // of cameras that do
+constexpr std::chrono::milliseconds kDirectAnswer{1200};   // to a request to the camera's address
 
-/// On the watch's thread, which nothing may end.
+/// Lets no exception end the monitor's thread.
 void reportOnce(const char *cause, std::string &reported) noexcept
 try {
     if (std::exchange(reported, cause) != cause)
-        report("cannot look for cameras, tries again each second: " + reported);
+        report("cannot search for cameras, tries again each second: " + reported);
 } catch (const std::exception &) {
     // No memory for the line.
 }
@@ -90,7 +90,7 @@ CameraFinder::CameraFinder()
     ::setsockopt(m_socket.descriptor(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
 }
 
-void CameraFinder::ask(const std::vector<std::string> &addresses)
+void CameraFinder::sendRequests(const std::vector<std::string> &addresses)
 {
     const Packet request = makeRequest(kDiscovery, kId);
     sendEverywhere(m_socket, request);
@@ -100,7 +100,7 @@ void CameraFinder::ask(const std::vector<std::string> &addresses)
     }
 }
 
-std::optional<CameraFinder::Answer> CameraFinder::await(UdpSocket::Clock::time_point end)
+std::optional<CameraFinder::Answer> CameraFinder::awaitAnswer(UdpSocket::Clock::time_point end)
 {
     for (;;) {
         const UdpSocket::Received received = m_socket.receive(end);
@@ -132,7 +132,7 @@ void CameraMonitor::stop()
 {
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        m_ending = true;
+        m_stopping = true;
     }
     m_changed.notify_all();
     if (m_thread.joinable())
@@ -142,9 +142,9 @@ void CameraMonitor::stop()
 std::vector<NetIdentity> CameraMonitor::cameras()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    m_changed.wait_until(lock, m_started + kQuick, [&] { return m_ending; });
-    m_changed.wait_until(lock, m_started + kFirstList,
-                         [&] { return m_ending || !m_cameras.empty(); });
+    m_changed.wait_until(lock, m_started + kPromptAnswer, [&] { return m_stopping; });
+    m_changed.wait_until(lock, m_started + kDelayedAnswer,
+                         [&] { return m_stopping || !m_cameras.empty(); });
     m_hasListed = true;
     std::vector<NetIdentity> all;
     for (const auto &[address, entry] : m_cameras)
@@ -152,7 +152,7 @@ std::vector<NetIdentity> CameraMonitor::cameras()
     return all;
 }
 
-void CameraMonitor::watch(const std::string &address, const std::shared_ptr<CameraState> &state)
+void CameraMonitor::track(const std::string &address, const std::shared_ptr<CameraState> &state)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_open.push_back({address, state, Clock::now()});
@@ -162,39 +162,39 @@ void CameraMonitor::run()
 {
     std::string reported;
     std::unique_lock<std::mutex> lock(m_lock);
-    while (!m_ending) {
+    while (!m_stopping) {
         lock.unlock();
         try {
-            look();
+            search();
         } catch (const std::exception &error) {
             reportOnce(error.what(), reported);
         }
         lock.lock();
-        m_changed.wait_for(lock, kRetry, [&] { return m_ending; });
+        m_changed.wait_for(lock, kRetry, [&] { return m_stopping; });
     }
 }
 
-void CameraMonitor::look()
+void CameraMonitor::search()
 {
     CameraFinder finder;
-    while (!isEnding()) {
-        finder.ask(addressesToAsk());
-        const auto next = Clock::now() + kAskEvery;
-        while (Clock::now() < next && !isEnding()) {
-            const Answer answer = finder.await(std::min(next, Clock::now() + kSlice));
+    while (!isStopping()) {
+        finder.sendRequests(addressesToQuery());
+        const auto next = Clock::now() + kSearchPeriod;
+        while (Clock::now() < next && !isStopping()) {
+            const Answer answer = finder.awaitAnswer(std::min(next, Clock::now() + kSlice));
             for (const Change &change : update(answer, Clock::now()))
                 m_listener(change);
         }
     }
 }
 
-bool CameraMonitor::isEnding()
+bool CameraMonitor::isStopping()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_ending;
+    return m_stopping;
 }
 
-std::vector<std::string> CameraMonitor::addressesToAsk()
+std::vector<std::string> CameraMonitor::addressesToQuery()
 {
     std::vector<std::string> addresses = m_settings.addresses();
     const std::lock_guard<std::mutex> lock(m_lock);
@@ -209,12 +209,12 @@ std::vector<CameraMonitor::Change> CameraMonitor::update(const Answer &answer,
     const std::lock_guard<std::mutex> lock(m_lock);
     if (answer)
         noteAnswer(*answer, now);
-    std::vector<Change> changes = loseListed(loseOpened(now), now);
+    std::vector<Change> changes = expireListed(expireOpened(now), now);
     if (answer && m_cameras.insert({answer->camera.address, {answer->camera, now}}).second)
         changes.push_back({answer->camera, true});
     m_changed.notify_all();
-    // What comes before the first list is in it.
-    if (!m_hasListed && now < m_started + kFirstList)
+    // The first list contains the cameras that have arrived before it.
+    if (!m_hasListed && now < m_started + kDelayedAnswer)
         changes.clear();
     return changes;
 }
@@ -235,8 +235,8 @@ void CameraMonitor::noteAnswer(const CameraFinder::Answer &answer, Clock::time_p
         known->second = {camera, now};
 }
 
-/// The addresses of those that are gone. Nobody holds a camera there that is not.
-std::set<std::string> CameraMonitor::loseOpened(Clock::time_point now)
+/// Returns the addresses of cameras that are gone. None of them has been opened again.
+std::set<std::string> CameraMonitor::expireOpened(Clock::time_point now)
 {
     std::set<std::string> lost;
     std::set<std::string> held;
@@ -245,11 +245,11 @@ std::set<std::string> CameraMonitor::loseOpened(Clock::time_point now)
         const auto state = open.state.lock();
         if (!state)
             continue;
-        const auto silence = now - std::max(open.lastAnswer, state->lastFrame());
-        if (silence > m_settings.silence())
+        const auto idle = now - std::max(open.lastAnswer, state->lastFrame());
+        if (idle > m_settings.responseTimeout())
             state->setGone();
-        else if (silence > kQuiet)
-            state->noteSilence();
+        else if (idle > kDirectAnswer)
+            state->noteNoAnswer();
         if (state->isGone()) {
             lost.insert(open.address);
             continue;
@@ -258,22 +258,22 @@ std::set<std::string> CameraMonitor::loseOpened(Clock::time_point now)
         kept.push_back(open);
     }
     m_open = std::move(kept);
-    // Whoever has opened it again knows that it was lost.
+    // An application that has opened a camera again knows that it was gone.
     for (const std::string &address : held)
         lost.erase(address);
     return lost;
 }
 
-std::vector<CameraMonitor::Change> CameraMonitor::loseListed(std::set<std::string> lost,
-                                                             Clock::time_point now)
+std::vector<CameraMonitor::Change> CameraMonitor::expireListed(std::set<std::string> lost,
+                                                               Clock::time_point now)
 {
     std::vector<Change> changes;
     for (auto entry = m_cameras.begin(); entry != m_cameras.end();) {
         const auto &[address, listed] = *entry;
         const bool isOpen = std::any_of(m_open.begin(), m_open.end(),
                                         [&, &at = address](auto &o) { return o.address == at; });
-        const bool isSilent = !isOpen && now - listed.lastAnswer > m_settings.silence();
-        if (lost.erase(address) == 0 && !isSilent) {
+        const bool hasExpired = !isOpen && now - listed.lastAnswer > m_settings.responseTimeout();
+        if (lost.erase(address) == 0 && !hasExpired) {
             ++entry;
             continue;
         }

@@ -1,4 +1,4 @@
-// Which network cameras are present, and which of the open ones respond.
+// Finds network cameras, and notices which of the opened ones do not respond any more.
 #pragma once
 
 #include <atomic>
@@ -19,25 +19,26 @@
 
 namespace nubrix::net {
 
-/// Shared by the device, its streams, its worker and the watch. Thread-safe.
+/// What is known of an opened camera. Shared by the device, its streams, its worker and the
+/// monitor. Thread-safe.
 class CameraState {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// For good: the camera must be opened again.
+    /// The camera is gone for good: it must be opened again.
     void setGone() { m_gone = true; }
     bool isGone() const { return m_gone; }
 
-    /// It has just not answered: whoever waited for it tells the others, so that nobody does again.
-    void noteSilence() { m_silent = true; }
-    void noteAnswer() { m_silent = false; }
-    /// Gone, or it did not answer when it was asked last.
-    bool isSilent() const { return m_gone || m_silent; }
+    /// A request was not answered. Other threads need not wait for the camera then.
+    void noteNoAnswer() { m_unresponsive = true; }
+    void noteAnswer() { m_unresponsive = false; }
+    /// It is gone, or it did not answer the last request.
+    bool isUnresponsive() const { return m_gone || m_unresponsive; }
 
     void noteFrame()
     {
         m_lastFrame = Clock::now().time_since_epoch().count();
-        m_silent = false;
+        m_unresponsive = false;
     }
     Clock::time_point lastFrame() const
     {
@@ -46,39 +47,40 @@ public:
 
 private:
     std::atomic<bool> m_gone{false};
-    std::atomic<bool> m_silent{false};
+    std::atomic<bool> m_unresponsive{false};
     std::atomic<Clock::rep> m_lastFrame{0};
 };
 
-/// Answers may be late: a camera may put off that to a broadcast for a second, so that not all send
-/// at once. Not thread-safe.
+/// Sends discovery requests and receives the answers. A camera may delay its answer to a broadcast
+/// by up to a second, so that not all answer at once. Not thread-safe.
 class CameraFinder {
 public:
     struct Answer {
         NetIdentity camera;
-        std::string sender;  ///< not the camera's own address where addresses are translated
+        std::string sender;  ///< differs from the camera's address behind address translation
     };
 
     /// Throws std::system_error when there is no descriptor left.
     CameraFinder();
 
-    /// Asks on every interface that is up, and at `addresses`. Does not wait.
-    void ask(const std::vector<std::string> &addresses);
-    /// Waits until `end` for an answer to any of the questions.
-    std::optional<Answer> await(UdpSocket::Clock::time_point end);
+    /// Sends a request on every interface that is up, and to `addresses`. Does not wait.
+    void sendRequests(const std::vector<std::string> &addresses);
+    /// Waits for an answer to any of the requests, until `end`.
+    std::optional<Answer> awaitAnswer(UdpSocket::Clock::time_point end);
 
 private:
     UdpSocket m_socket;
 };
 
-/// Thread-safe, except that start comes first and stop last.
+/// Searches for cameras on a thread of its own. Thread-safe, except that start comes first and stop
+/// last.
 class CameraMonitor {
 public:
     struct Change {
-        NetIdentity camera;  ///< of one that was opened and never found: its address alone
+        NetIdentity camera;  ///< address only, if the camera was opened but never found
         bool connected;
     };
-    /// Called on the watch's thread, without a lock. What is in the first list is not told.
+    /// Called on the monitor's thread, without a lock; not for the cameras of the first list.
     using Listener = std::function<void(const Change &)>;
 
     CameraMonitor(const NetSettings &settings, Listener listener);
@@ -86,16 +88,16 @@ public:
     CameraMonitor(const CameraMonitor &) = delete;
     CameraMonitor &operator=(const CameraMonitor &) = delete;
 
-    /// Throws std::system_error when there is no thread to be had.
+    /// Throws std::system_error when no thread can be started.
     void start();
-    /// Waits for the listener, and else a tenth of a second at most.
+    /// Waits for the listener, and for a tenth of a second at most otherwise.
     void stop();
 
-    /// The cameras by address. Until 0.3 s after the start it waits for answers, while none has
-    /// come until 1.1 s after it.
+    /// The cameras, ordered by address. Waits for answers until 0.3 s after the start, and until
+    /// 1.1 s after it as long as there is none.
     std::vector<NetIdentity> cameras();
-    /// Declares an opened camera gone, to all who have its state, when it is silent for too long.
-    void watch(const std::string &address, const std::shared_ptr<CameraState> &state);
+    /// Marks the state of an opened camera as gone when it does not respond within the timeout.
+    void track(const std::string &address, const std::shared_ptr<CameraState> &state);
 
 private:
     using Clock = CameraState::Clock;
@@ -105,7 +107,7 @@ private:
         NetIdentity camera;
         Clock::time_point lastAnswer;
     };
-    /// By one who has opened it; there may be several of an address.
+    /// There may be several of one address.
     struct Opened {
         std::string address;
         std::weak_ptr<CameraState> state;
@@ -113,20 +115,20 @@ private:
     };
 
     void run();
-    void look();
-    bool isEnding();
-    std::vector<std::string> addressesToAsk();
+    void search();
+    bool isStopping();
+    std::vector<std::string> addressesToQuery();
     std::vector<Change> update(const Answer &answer, Clock::time_point now);
     void noteAnswer(const CameraFinder::Answer &answer, Clock::time_point now);
-    std::set<std::string> loseOpened(Clock::time_point now);
-    std::vector<Change> loseListed(std::set<std::string> lost, Clock::time_point now);
+    std::set<std::string> expireOpened(Clock::time_point now);
+    std::vector<Change> expireListed(std::set<std::string> lost, Clock::time_point now);
 
     const NetSettings m_settings;
     const Listener m_listener;
     Clock::time_point m_started;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    bool m_ending = false;  // everything up to the thread is under m_lock
+    bool m_stopping = false;  // everything up to the thread is under m_lock
     bool m_hasListed = false;
     std::map<std::string, Entry> m_cameras;  // by address
     std::vector<Opened> m_open;

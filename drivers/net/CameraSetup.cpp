@@ -16,7 +16,7 @@ namespace nubrix::net {
 namespace {
 
 constexpr int kLoopbackPacket = 8192;
-constexpr int kSocketBuffer = 4 << 20;  // bytes; the kernel gives what it may
+constexpr int kSocketBuffer = 4 << 20;  // bytes; the kernel may give less
 constexpr unsigned int kPacketTimeoutUs = 20000;
 
 bool isLoopback(const std::string &address)
@@ -32,11 +32,11 @@ void setRegion(ArvCamera &camera, const CameraSetup &setup, Error &error)
         arv_camera_set_region(&camera, -1, -1, width, height, error.out());
         return;
     }
-    // Offsets first make room for the size.
+    // Without an offset every size fits.
     arv_camera_set_region(&camera, 0, 0, width, height, error.out());
-    const Place place = placeOf(setup.sensor, setup.mode, setup.format);
-    if (!error && (place.x != 0 || place.y != 0))
-        arv_camera_set_region(&camera, place.x, place.y, width, height, error.out());
+    const RegionOffset offset = offsetOf(setup.sensor, setup.mode, setup.format);
+    if (!error && (offset.x != 0 || offset.y != 0))
+        arv_camera_set_region(&camera, offset.x, offset.y, width, height, error.out());
 }
 
 bool has(ArvCamera &camera, const char *feature)
@@ -46,9 +46,9 @@ bool has(ArvCamera &camera, const char *feature)
 
 bool isChosen(ArvCamera &camera, const char *feature, const char *choice)
 {
-    const char *told =
+    const char *current =
         has(camera, feature) ? arv_camera_get_string(&camera, feature, nullptr) : nullptr;
-    return told != nullptr && std::strcmp(told, choice) == 0;
+    return current != nullptr && std::strcmp(current, choice) == 0;
 }
 
 bool waitsForTriggers(ArvCamera &camera)
@@ -56,8 +56,8 @@ bool waitsForTriggers(ArvCamera &camera)
     constexpr const char *kSelector = "TriggerSelector";
     if (!has(camera, kSelector))
         return isChosen(camera, "TriggerMode", "On");
-    const char *told = arv_camera_get_string(&camera, kSelector, nullptr);
-    const std::string selected = told == nullptr ? "" : told;
+    const char *current = arv_camera_get_string(&camera, kSelector, nullptr);
+    const std::string selected = current == nullptr ? "" : current;
     guint count = 0;
     const MemoryPtr<const char *> triggers(
         arv_camera_dup_available_triggers(&camera, &count, nullptr));
@@ -71,24 +71,25 @@ bool waitsForTriggers(ArvCamera &camera)
     return isOn;
 }
 
-/// Sets a choice where the camera has it; says so when depth cannot be had for want of it.
-int insist(ArvCamera &camera, const std::string &name, const char *feature, const char *choice)
+/// Sets a choice if the camera has the feature; logs that there is no depth when it cannot be set.
+int requireChoice(ArvCamera &camera, const std::string &name, const char *feature,
+                  const char *choice)
 {
     if (!has(camera, feature))
         return kDone;
     Error error;
     arv_camera_set_string(&camera, feature, choice, nullptr);
-    const char *told = arv_camera_get_string(&camera, feature, error.out());
+    const char *current = arv_camera_get_string(&camera, feature, error.out());
     if (error)
         return reportError(name, error);
-    if (told != nullptr && std::strcmp(told, choice) == 0)
+    if (current != nullptr && std::strcmp(current, choice) == 0)
         return kDone;
-    report(name + " cannot show depth: its " + feature + " is " + (told ? told : "unknown") +
-           " and cannot be set to " + choice);
+    report(name + " cannot deliver depth: its " + feature + " is " +
+           (current ? current : "unknown") + " and cannot be set to " + choice);
     return kUnsupported;
 }
 
-/// Millimetres of a unit of distances.
+/// Reads how many millimetres the unit of distances has.
 int readUnit(ArvCamera &camera, const std::string &name, double &unit)
 {
     constexpr double kInch = 25.4;
@@ -97,19 +98,19 @@ int readUnit(ArvCamera &camera, const std::string &name, double &unit)
         unit = kInch;
         return kDone;
     }
-    return insist(camera, name, kFeature, "Millimeter");
+    return requireChoice(camera, name, kFeature, "Millimeter");
 }
 
-/// Leaves the value alone when the camera has no such feature.
+/// Does not change the value when the camera does not have the feature.
 int readNumber(ArvCamera &camera, const std::string &name, const char *feature, double &value)
 {
     if (!has(camera, feature))
         return kDone;
     Error error;
-    const double told = arv_camera_get_float(&camera, feature, error.out());
+    const double current = arv_camera_get_float(&camera, feature, error.out());
     if (error)
         return reportError(name + " " + feature, error);
-    value = told;
+    value = current;
     return kDone;
 }
 
@@ -131,12 +132,12 @@ void setPackets(ArvCamera &camera, const CameraSetup &setup, Error &error)
 
 int setToDistances(ArvCamera &camera, const std::string &name)
 {
-    if (const int status = insist(camera, name, "Scan3dOutputMode", "CalibratedC"))
+    if (const int status = requireChoice(camera, name, "Scan3dOutputMode", "CalibratedC"))
         return status;
-    return insist(camera, name, "Scan3dCoordinateSystem", "Cartesian");
+    return requireChoice(camera, name, "Scan3dCoordinateSystem", "Cartesian");
 }
 
-/// Leaves triggers alone. The mode's rate may not be had exactly, or not at all.
+/// Sets the rate, and does not change triggers. A camera may not have exactly the rate of the mode.
 void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
 {
     const double rate = setup.mode.frameRate;
@@ -150,7 +151,7 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
         double least = rate;
         double most = rate;
         arv_camera_get_float_bounds(&camera, feature, &least, &most, nullptr);
-        const bool hasBounds = least <= most;  // not where one is no number
+        const bool hasBounds = least <= most;  // false when one is NaN
         const double nearest = hasBounds ? std::clamp(rate, least, most) : rate;
         arv_camera_set_float(&camera, feature, nearest, error.out());
         break;
@@ -167,7 +168,7 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
     }
 }
 
-/// Cameras may round, or refuse without a word.
+/// Checks what the camera is set to: it may round values, or ignore them without an error.
 int checkMode(ArvCamera &camera, const CameraSetup &setup)
 {
     Error error;
@@ -179,7 +180,7 @@ int checkMode(ArvCamera &camera, const CameraSetup &setup)
     if (width == setup.mode.width && height == setup.mode.height && code == setup.format.code)
         return kDone;
     report(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
-           " cannot be had, the camera gives " + std::to_string(width) + "x" +
+           " is not available, the camera gives " + std::to_string(width) + "x" +
            std::to_string(height) + " " + nameOfPixelFormat(code) +
            ": close it and open it again to see its modes");
     return kBadArgument;
@@ -220,9 +221,9 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
     return error ? reportError(setup.name, error) : checkMode(camera, setup);
 }
 
-void tuneStream(ArvStream &stream, int frameRate)
+void configureStream(ArvStream &stream, int frameRate)
 {
-    // Pictures that wait for lost packets must not take every frame in flight.
+    // Frames that wait for lost packets must not use up all buffers.
     const auto retentionUs =
         static_cast<unsigned int>(std::clamp(3 * 1000000 / std::max(frameRate, 1), 40000, 100000));
     g_object_set(&stream, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, "packet-timeout",
@@ -239,15 +240,15 @@ std::chrono::milliseconds frameTimeoutOf(ArvCamera &camera)
     if (!arv_camera_is_frame_rate_available(&camera, nullptr))
         return kLeast;
     const double rate = arv_camera_get_frame_rate(&camera, nullptr);
-    if (!(rate >= 0.05))  // or no number
+    if (!(rate >= 0.05))  // or NaN
         return kMost;
     return std::clamp(std::chrono::milliseconds(std::lround(3000 / rate)), kLeast, kMost);
 }
 
 int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth)
 {
-    // The features that follow are those of the coordinate that is selected.
-    if (const int status = insist(camera, name, "Scan3dCoordinateSelector", "CoordinateC"))
+    // The features below are those of the selected coordinate.
+    if (const int status = requireChoice(camera, name, "Scan3dCoordinateSelector", "CoordinateC"))
         return status;
     DepthScale read;
     double unit = 1;
@@ -266,7 +267,7 @@ int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth
     read.scale *= unit;
     read.offset *= unit;
     if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
-        report(name + " cannot show depth: a count is " + numberText(read.scale) + " mm from " +
+        report(name + " cannot deliver depth: a count is " + numberText(read.scale) + " mm from " +
                numberText(read.offset) + " mm on");
         return kUnsupported;
     }

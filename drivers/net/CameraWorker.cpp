@@ -14,22 +14,22 @@ namespace nubrix::net {
 namespace {
 
 constexpr std::uint32_t kHeartbeatRegister = 0x0938;
-constexpr std::uint32_t kHeartbeatMs = 1500;     // within which whoever opens it next may wait
-constexpr std::chrono::seconds kLost{3};         // without an answer
-constexpr std::chrono::milliseconds kSlice{20};  // within which another end is noticed
+constexpr std::uint32_t kHeartbeatMs = 1500;        // the next controller may have to wait so long
+constexpr std::chrono::seconds kControlTimeout{3};  // without an answer
+constexpr std::chrono::milliseconds kSlice{20};     // within which a new last deadline is noticed
 constexpr std::chrono::milliseconds kResend{200};
-constexpr std::chrono::milliseconds kQuiet{400};
-constexpr std::size_t kBlock = 512;  // bytes of memory in one packet
+constexpr std::chrono::milliseconds kAnswerTimeout{400};
+constexpr std::size_t kBlock = 512;  // bytes of memory in a packet
 
-/// For what is left when nothing is asked of the camera any more.
-constexpr std::chrono::milliseconds kRest{200};
+/// For the work of a worker after its deadline, which does not access the camera.
+constexpr std::chrono::milliseconds kShutdownTime{200};
 
 }  // namespace
 
-void ControlChannel::begin(Clock::time_point end)
+void ControlChannel::beginCall(Clock::time_point deadline)
 {
-    m_end = end;
-    m_isSilent = m_hasHeard = m_hasFailed = false;
+    m_deadline = deadline;
+    m_isUnresponsive = m_hasAnswered = m_hasFailed = false;
 }
 
 bool ControlChannel::connect()
@@ -45,109 +45,109 @@ try {
     return false;
 }
 
-/// Why an access that waits is over; nothing while it is not.
+/// The outcome of an access that waits for its answer; nothing while it may wait on.
 std::optional<ControlChannel::Outcome> ControlChannel::outcomeAt(Clock::time_point now,
-                                                                 Clock::time_point quiet)
+                                                                 Clock::time_point answerDue)
 {
-    const bool isOver = now >= m_end || now.time_since_epoch().count() >= m_lastEnd;
-    if (!isOver && now < quiet && !m_isSilent)
+    const bool isOver = now >= m_deadline || now.time_since_epoch().count() >= m_lastDeadline;
+    if (!isOver && now < answerDue && !m_isUnresponsive)
         return std::nullopt;
     m_hasFailed = true;
-    m_isSilent = m_isSilent || now >= quiet;
-    return m_hasHeard && !m_isSilent ? Outcome::kLate : Outcome::kSilent;
+    m_isUnresponsive = m_isUnresponsive || now >= answerDue;
+    return m_hasAnswered && !m_isUnresponsive ? Outcome::kLate : Outcome::kNoAnswer;
 }
 
-ControlChannel::Outcome ControlChannel::ask(std::uint16_t command,
-                                            const std::vector<std::uint32_t> &words,
-                                            const Packet &bytes, Packet &content)
+ControlChannel::Outcome ControlChannel::request(std::uint16_t command,
+                                                const std::vector<std::uint32_t> &words,
+                                                const Packet &bytes, Packet &content)
 {
     const std::uint16_t id = nextRequestId();
-    const Packet request = makeRequest(command, id, words, bytes);
+    const Packet packet = makeRequest(command, id, words, bytes);
     auto resend = Clock::now();
-    auto quiet = resend + kQuiet;
+    auto answerDue = resend + kAnswerTimeout;
     if (!connect())
-        return Outcome::kSilent;
+        return Outcome::kNoAnswer;
     for (;;) {
         const auto now = Clock::now();
-        if (const auto outcome = outcomeAt(now, quiet))
+        if (const auto outcome = outcomeAt(now, answerDue))
             return *outcome;
-        if (now >= resend) {  // with the same number: the camera does it once
-            m_socket->send(request);
+        if (now >= resend) {  // with the same id, so that the camera executes it once
+            m_socket->send(packet);
             resend = now + kResend;
         }
-        const Packet packet =
-            m_socket->receive(std::min({resend, quiet, m_end, now + kSlice})).packet;
-        if (const auto delay = delayIn(packet, id)) {
-            m_hasHeard = true;
+        const Packet received =
+            m_socket->receive(std::min({resend, answerDue, m_deadline, now + kSlice})).packet;
+        if (const auto delay = delayIn(received, id)) {
+            m_hasAnswered = true;
             resend = now + *delay + kResend;
-            quiet = now + *delay + kQuiet;
+            answerDue = now + *delay + kAnswerTimeout;
         }
-        auto answer = answerIn(packet, command, id);
+        auto answer = answerIn(received, command, id);
         if (!answer)
             continue;
-        m_hasHeard = true;
+        m_hasAnswered = true;
         content = std::move(answer->content);
         m_refusal = answer->status;
-        return m_refusal == 0 ? Outcome::kFine : Outcome::kRefused;
+        return m_refusal == 0 ? Outcome::kOk : Outcome::kRefused;
     }
 }
 
-ControlChannel::Outcome ControlChannel::readRegister(std::uint32_t place, std::uint32_t &value)
+ControlChannel::Outcome ControlChannel::readRegister(std::uint32_t address, std::uint32_t &value)
 {
     Packet content;
-    const Outcome outcome = ask(kReadRegister, {place}, {}, content);
-    if (outcome != Outcome::kFine)
+    const Outcome outcome = request(kReadRegister, {address}, {}, content);
+    if (outcome != Outcome::kOk)
         return outcome;
     if (content.size() < 4)
-        return Outcome::kOdd;
+        return Outcome::kInvalid;
     value = wordAt(content, 0);
     return outcome;
 }
 
-ControlChannel::Outcome ControlChannel::writeRegister(std::uint32_t place, std::uint32_t value)
+ControlChannel::Outcome ControlChannel::writeRegister(std::uint32_t address, std::uint32_t value)
 {
     Packet content;
-    return ask(kWriteRegister, {place, value}, {}, content);
+    return request(kWriteRegister, {address, value}, {}, content);
 }
 
-ControlChannel::Outcome ControlChannel::readMemory(std::uint32_t place, std::uint8_t *bytes,
+ControlChannel::Outcome ControlChannel::readMemory(std::uint32_t address, std::uint8_t *bytes,
                                                    std::size_t size)
 {
     for (std::size_t done = 0; done < size; done += kBlock) {
         const std::size_t part = std::min(kBlock, size - done);
-        const auto from = static_cast<std::uint32_t>(place + done);
+        const auto from = static_cast<std::uint32_t>(address + done);
         Packet content;
-        const Outcome outcome =
-            ask(kReadMemory, {from, static_cast<std::uint32_t>((part + 3) / 4 * 4)}, {}, content);
-        if (outcome != Outcome::kFine)
+        const Outcome outcome = request(
+            kReadMemory, {from, static_cast<std::uint32_t>((part + 3) / 4 * 4)}, {}, content);
+        if (outcome != Outcome::kOk)
             return outcome;
         if (content.size() < 4 + part || wordAt(content, 0) != from)
-            return Outcome::kOdd;
+            return Outcome::kInvalid;
         std::copy_n(content.begin() + 4, part, bytes + done);
     }
-    return Outcome::kFine;
+    return Outcome::kOk;
 }
 
-ControlChannel::Outcome ControlChannel::writeMemory(std::uint32_t place, const std::uint8_t *bytes,
-                                                    std::size_t size)
+ControlChannel::Outcome ControlChannel::writeMemory(std::uint32_t address,
+                                                    const std::uint8_t *bytes, std::size_t size)
 {
     for (std::size_t done = 0; done < size; done += kBlock) {
         const std::size_t part = std::min(kBlock, size - done);
         Packet content;
-        const Outcome outcome = ask(kWriteMemory, {static_cast<std::uint32_t>(place + done)},
-                                    Packet(bytes + done, bytes + done + part), content);
-        if (outcome != Outcome::kFine)
+        const Outcome outcome = request(kWriteMemory, {static_cast<std::uint32_t>(address + done)},
+                                        Packet(bytes + done, bytes + done + part), content);
+        if (outcome != Outcome::kOk)
             return outcome;
     }
-    return Outcome::kFine;
+    return Outcome::kOk;
 }
 
 ControlChannel::Outcome ControlChannel::takeControl()
 {
     const Outcome outcome = writeRegister(kControlRegister, kControl);
-    m_hasControl = outcome == Outcome::kFine;
+    m_hasControl = outcome == Outcome::kOk;
     m_lastKept = Clock::now();
-    // A camera that refuses the time-out keeps its own.
+    // A camera that refuses this timeout keeps its own.
     if (m_hasControl)
         writeRegister(kHeartbeatRegister, kHeartbeatMs);
     return outcome;
@@ -166,33 +166,33 @@ bool ControlChannel::keepControl()
         return true;
     std::uint32_t bits = 0;
     const auto now = Clock::now();
-    begin(now + kBeat);
-    if (readRegister(kControlRegister, bits) == Outcome::kFine) {
+    beginCall(now + kHeartbeat);
+    if (readRegister(kControlRegister, bits) == Outcome::kOk) {
         m_lastKept = now;
         m_hasControl = (bits & kControlBits) != 0;
     } else {
-        m_hasControl = now - m_lastKept < kLost;
+        m_hasControl = now - m_lastKept < kControlTimeout;
     }
     return m_hasControl;
 }
 
-void CameraWorker::submit(Clock::time_point end, Prepared task) noexcept
+void CameraWorker::submit(Clock::time_point deadline, Prepared task) noexcept
 {
     {
         const std::lock_guard<std::mutex> lock(m_lock);
-        task.front().end = end;
+        task.front().deadline = deadline;
         m_tasks.splice(m_tasks.end(), task);
     }
     m_changed.notify_all();
 }
 
-void CameraWorker::retire(Clock::time_point end) noexcept
+void CameraWorker::retire(Clock::time_point deadline) noexcept
 {
-    m_channel.endAt(end);
+    m_channel.setLastDeadline(deadline);
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         m_isRetired = true;
-        m_end = end;
+        m_deadline = deadline;
     }
     m_changed.notify_all();
 }
@@ -206,7 +206,7 @@ bool CameraWorker::isRetired() const
 bool CameraWorker::awaitEnd()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    return m_changed.wait_until(lock, m_end + kRest, [this] { return m_hasEnded; });
+    return m_changed.wait_until(lock, m_deadline + kShutdownTime, [this] { return m_hasEnded; });
 }
 
 void CameraWorker::run()
@@ -223,15 +223,15 @@ void CameraWorker::run()
 
 void CameraWorker::runTasks()
 {
-    auto beat = Clock::now() + ControlChannel::kBeat;
+    auto heartbeat = Clock::now() + ControlChannel::kHeartbeat;
     std::unique_lock<std::mutex> lock(m_lock);
     for (;;) {
         const auto hasWork = [&] { return m_isRetired || !m_tasks.empty(); };
-        if (!m_changed.wait_until(lock, beat, hasWork)) {
+        if (!m_changed.wait_until(lock, heartbeat, hasWork)) {
             lock.unlock();
             keepControl();
             lock.lock();
-            beat = Clock::now() + ControlChannel::kBeat;
+            heartbeat = Clock::now() + ControlChannel::kHeartbeat;
             continue;
         }
         if (m_tasks.empty())
@@ -239,10 +239,10 @@ void CameraWorker::runTasks()
         Prepared task;
         task.splice(task.end(), m_tasks, m_tasks.begin());
         lock.unlock();
-        m_channel.begin(task.front().end);
+        m_channel.beginCall(task.front().deadline);
         task.front().run();
-        noteHealth();
-        task.clear();  // what it owned goes without the lock
+        updateState();
+        task.clear();  // without the lock, as this may destroy what the task owns
         lock.lock();
     }
 }
@@ -251,27 +251,27 @@ void CameraWorker::keepControl()
 try {
     if (!m_channel.keepControl())
         m_state->setGone();
-    noteHealth();
+    updateState();
 } catch (const std::exception &) {
-    // No memory now; the next beat may have some.
+    // No memory now; the next heartbeat may have some.
 }
 
-void CameraWorker::noteHealth()
+void CameraWorker::updateState()
 {
-    if (m_channel.isSilent())
-        m_state->noteSilence();
-    else if (m_channel.hasHeard())
+    if (m_channel.isUnresponsive())
+        m_state->noteNoAnswer();
+    else if (m_channel.hasAnswered())
         m_state->noteAnswer();
 }
 
-/// Without memory the camera is free when its heartbeat has ended.
+/// Without memory, the camera releases itself when its heartbeat timeout has passed.
 void CameraWorker::releaseCamera()
 try {
     if (m_camera) {
-        closeAddressOf(*arv_camera_get_device(m_camera.get()));
+        invalidateAddressOf(*arv_camera_get_device(m_camera.get()));
         m_camera.reset();
     }
-    m_channel.begin(Clock::time_point::max());
+    m_channel.beginCall(Clock::time_point::max());
     m_channel.releaseControl();
 } catch (...) {
     reportFailure("releasing a network camera");

@@ -244,7 +244,7 @@ try {
         report(name + ": frames dropped because they were " + m_mismatch + ": " +
                std::to_string(mismatched) + of);
     if (lost.missed != 0)
-        report(name + ": frames lost on the way: " + std::to_string(lost.missed));
+        report(name + ": frames that never arrived: " + std::to_string(lost.missed));
     if (lost.flagged != 0)
         report(name + ": incomplete frames delivered: " + std::to_string(lost.flagged) + of);
 } catch (const std::exception &) {

@@ -25,11 +25,11 @@ namespace {
 
 constexpr std::string_view kLocal = "local:";
 constexpr std::string_view kArchive("PK\3\4", 4);
-constexpr std::string_view kEntry("PK\1\2", 4);  // of the directory of an archive
+constexpr std::string_view kEntry("PK\1\2", 4);  // begins an entry of an archive's directory
 constexpr std::size_t kEntryBytes = 46;
-constexpr std::size_t kEntrySize = 24;  // where the size of its content is, 4 bytes
+constexpr std::size_t kEntrySize = 24;  // offset of the uncompressed size, 4 bytes
 
-/// Takes a hexadecimal number and what ends it, ';', '?' or nothing, off the text.
+/// Removes a hexadecimal number and its separator, ';', '?' or nothing, from the text.
 bool takeNumber(std::string_view &text, std::uint32_t &number)
 {
     if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
@@ -53,15 +53,16 @@ bool isPlain(std::string_view name)
 constexpr std::size_t kDeepest = 64;
 constexpr long long kLongest = 1 << 20;     // bytes of a register
 constexpr std::size_t kMostSteps = 100000;  // for one value
-// What a value is made of. Limits and locks, which may depend on each other, are not.
+// The elements that a value is computed from. Limits and locks, which may depend on each other, are
+// not among them.
 constexpr std::string_view kParts[] = {"pValue", "pVariable", "pAddress",
                                        "pIndex", "pLength",   "pCommandValue"};
 
 struct Feature {
     std::vector<std::string> parts;
-    std::size_t steps = 0;   // features that are looked at for this one; 0: not known yet
-    std::size_t height = 0;  // of the longest chain of features from here
-    bool isOpen = false;     // it is just being counted
+    std::size_t steps = 0;   // features that are evaluated for this one; 0: not known yet
+    std::size_t height = 0;  // length of the longest chain of features from here
+    bool isOpen = false;     // it is being counted
 };
 
 using Features = std::map<std::string, Feature>;
@@ -82,9 +83,9 @@ std::string textOf(ArvDomNode *element)
     return text;
 }
 
-/// Aravis allocates the stated length of a register, and ends the process without that memory.
-/// What is read here is no plain register, so its length must be known before.
-bool hasLength(std::string_view kind, std::string_view tag, ArvDomNode *node)
+/// Whether the length of a register is acceptable. Aravis allocates it, and ends the process when
+/// there is no memory. A length that is itself the value of a feature is not known in advance.
+bool hasValidLength(std::string_view kind, std::string_view tag, ArvDomNode *node)
 {
     if (tag == "pLength")
         return kind == "Register";
@@ -92,7 +93,7 @@ bool hasLength(std::string_view kind, std::string_view tag, ArvDomNode *node)
     return length >= 0 && length <= kLongest;
 }
 
-/// Registers are nested in groups.
+/// Collects the features of an element. Registers are nested in groups.
 bool collect(ArvDomNode *element, Features &features, std::size_t depth)
 {
     if (depth > kDeepest)
@@ -105,7 +106,7 @@ bool collect(ArvDomNode *element, Features &features, std::size_t depth)
         const char *tag = arv_dom_node_get_node_name(node);
         const bool isPart = tag != nullptr && std::find(std::begin(kParts), std::end(kParts),
                                                         tag) != std::end(kParts);
-        if (tag != nullptr && !hasLength(arv_dom_node_get_node_name(element), tag, node))
+        if (tag != nullptr && !hasValidLength(arv_dom_node_get_node_name(element), tag, node))
             return false;
         if (isPart && name != nullptr)
             features[name].parts.push_back(textOf(node));
@@ -115,9 +116,10 @@ bool collect(ArvDomNode *element, Features &features, std::size_t depth)
     return true;
 }
 
-/// Counts the steps and the height of a feature that is `depth` features from the first one. False
-/// when there are too many, or no end. Whether some feature of a description fails does not depend
-/// on which one is counted first: a chain that is too long is so by its height or by its depth.
+/// Counts the steps and the height of a feature that is `depth` features away from the first one.
+/// False when there are too many, or a cycle. The result for a whole description does not depend on
+/// the order of the counting: a chain that is too long exceeds the limit by its height or its
+/// depth.
 bool count(Feature &feature, Features &features, std::size_t depth)
 {
     if (feature.isOpen || depth >= kDeepest)
@@ -153,7 +155,7 @@ struct FeatureRow {
     FeatureType type;
 };
 
-// The order is that of the ids.
+// In the order of the ids.
 constexpr FeatureRow kFeatures[] = {
     {"ExposureTime", FeatureType::kFloat},      {"Gain", FeatureType::kFloat},
     {"BlackLevel", FeatureType::kFloat},        {"Gamma", FeatureType::kFloat},
@@ -182,7 +184,7 @@ Number numberIn(const Bytes &bytes)
     return number;
 }
 
-bool isOf(ArvGcNode *node, FeatureType type)
+bool hasType(ArvGcNode *node, FeatureType type)
 {
     switch (type) {
         case FeatureType::kInteger:
@@ -238,7 +240,7 @@ void writeValue(ArvDevice *device, ArvGcNode *node, const FeatureRequest &reques
 
 }  // namespace
 
-std::optional<Description> localDescription(const std::string &location)
+std::optional<DescriptionLocation> parseLocation(const std::string &location)
 {
     if (strncasecmp(location.c_str(), kLocal.data(), kLocal.size()) != 0)
         return std::nullopt;
@@ -249,13 +251,13 @@ std::optional<Description> localDescription(const std::string &location)
     if (name.size() >= rest.size() || !isPlain(name) || name.find('.') == std::string_view::npos)
         return std::nullopt;
     rest.remove_prefix(name.size() + 1);
-    std::uint32_t place = 0;
+    std::uint32_t address = 0;
     std::uint32_t size = 0;
-    if (!takeNumber(rest, place) || !takeNumber(rest, size) || size == 0 ||
-        size > kLargestDescription || place > UINT32_MAX - size)
+    if (!takeNumber(rest, address) || !takeNumber(rest, size) || size == 0 ||
+        size > kLargestDescription || address > UINT32_MAX - size)
         return std::nullopt;
     const bool isArchive = name.size() >= 4 && strncasecmp(&name.back() - 3, ".zip", 4) == 0;
-    return Description{place, size, isArchive};
+    return DescriptionLocation{address, size, isArchive};
 }
 
 bool isDescriptionTooLarge(const std::uint8_t *bytes, std::size_t size)
@@ -316,7 +318,7 @@ int accessFeature(ArvCamera &camera, const FeatureRequest &request, Bytes &value
     ArvGcNode *node = arv_device_get_feature(device, request.name.c_str());
     if (node == nullptr)
         return kUnsupported;
-    if (!isOf(node, request.type) || (request.type == FeatureType::kCommand && !request.isWrite))
+    if (!hasType(node, request.type) || (request.type == FeatureType::kCommand && !request.isWrite))
         return kBadArgument;
     Error error;
     if (!request.isWrite)

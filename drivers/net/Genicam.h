@@ -11,59 +11,61 @@
 
 namespace nubrix::net {
 
-/// From this id on, a property stands for a feature of the camera.
+/// Properties from this id on stand for features of the camera.
 constexpr unsigned int kFirstFeature = 0x5c00;
 constexpr unsigned int kFeatureCount = 14;
 
-/// Larger ones are refused: Aravis ends the process when it has no memory for one, and reading and
-/// parsing it must end within the time for opening.
+/// The largest description that is read, in bytes. Aravis ends the process when it has no memory
+/// for one, and reading and parsing it must take no longer than opening may.
 constexpr std::size_t kLargestDescription = 4U << 20U;
 
-struct Description {
-    std::uint32_t place;
+/// Where in the memory of a camera its description is.
+struct DescriptionLocation {
+    std::uint32_t address;
     std::uint32_t size;
     bool isArchive;
 };
 
-/// Where a description lies in the camera, from the location that it reports,
-/// "Local:name;place;size"; nothing for any other. Descriptions elsewhere, in files of the host or
-/// in the web, are not read: a camera must not choose what the application opens. Thread-safe.
-std::optional<Description> localDescription(const std::string &location);
+/// Parses the location that a camera reports, "Local:name;address;size"; nothing for any other
+/// text. Descriptions in files of the host or in the web are not read: a camera must not choose
+/// what the application opens. Thread-safe.
+std::optional<DescriptionLocation> parseLocation(const std::string &location);
 
-/// The bytes are an archive whose directory states a content larger than kLargestDescription.
-/// Thread-safe.
+/// Whether the bytes are an archive whose directory contains an entry larger than
+/// kLargestDescription. Thread-safe.
 bool isDescriptionTooLarge(const std::uint8_t *bytes, std::size_t size);
 
-/// No value depends on itself, or on so many others that nobody would wait for it, and no register
-/// is so long that there may be no memory for it. Aravis follows whatever a description says until
-/// the process ends. Not thread-safe.
+/// Whether the values of all features can be computed: none depends on itself or on too many
+/// others, and no register is too long for the memory. Aravis does not check that, and would
+/// recurse or allocate until the process ends. Not thread-safe.
 bool isComputable(ArvGc &features);
 
 enum class FeatureType : std::uint8_t {
     kInteger = 0,  ///< 8 bytes, signed; booleans are 0 and 1, choices the standard's codes
     kFloat = 1,    ///< 8 bytes
-    kText = 2,     ///< without an end mark; choices are their names
+    kText = 2,     ///< without a terminating zero; choices are their names
     kCommand = 3,  ///< no bytes
 };
 
 using Bytes = std::vector<unsigned char>;
 
-/// A request to a feature.
+/// A request to read, write or execute a feature.
 struct FeatureRequest {
-    bool isWrite = false;  ///< commands are written
+    bool isWrite = false;  ///< also the execution of a command
     FeatureType type = FeatureType::kInteger;
     std::string name;
-    Bytes value;  ///< of a write
+    Bytes value;  ///< to be written
 };
 
-/// The request in the bytes that README.md describes; nothing when there is none. Thread-safe.
+/// Parses a request in the format that README.md describes; nothing when it is invalid.
+/// Thread-safe.
 std::optional<FeatureRequest> parseFeatureRequest(const unsigned char *in, std::size_t size);
 
-/// The feature that a property's id stands for, to be read; nothing for other ids. Thread-safe.
+/// The request to read the feature that a property stands for; nothing for other ids. Thread-safe.
 std::optional<FeatureRequest> featureOfProperty(unsigned int id);
 
-/// Does it, and puts what was read into `value`. -8 for a feature that the camera lacks, -4 for a
-/// type or a value that is not its. Driver thread only.
+/// Executes a request and stores what it reads in `value`. -8 when the camera does not have the
+/// feature, -4 when the feature does not have the type or the value. Driver thread only.
 int accessFeature(ArvCamera &camera, const FeatureRequest &request, Bytes &value);
 
 }  // namespace nubrix::net

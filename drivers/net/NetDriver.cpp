@@ -52,7 +52,7 @@ try {
     m_monitor.start();
     return kDone;
 } catch (...) {
-    reportFailure("looking for network cameras");
+    reportFailure("searching for network cameras");
     return kFailed;
 }
 
@@ -71,15 +71,15 @@ int NetDriver::openDevice(const char *uri, NubrixBaseDevice **device)
 try {
     if (uri == nullptr || device == nullptr)
         return kBadArgument;
-    const std::string address = addressOf(uri);
+    const std::string address = addressInUri(uri);
     if (address.empty())
         return kBadArgument;
-    const auto begin = CameraState::Clock::now();  // the wait for others counts, too
+    const auto begin = CameraState::Clock::now();  // the wait for other workers counts, too
     joinFinished();
     std::unique_ptr<NetDevice> opened;
     if (const int status = NetDevice::open(address, begin, m_settings, m_workers, opened))
         return status;
-    m_monitor.watch(address, opened->state());
+    m_monitor.track(address, opened->state());
     return m_devices.keep(std::move(opened), device);
 } catch (...) {
     reportFailure("opening a network camera");
@@ -93,7 +93,7 @@ int NetDriver::closeDevice(NubrixBaseDevice **device)
     return status;
 }
 
-/// In a frame callback the next one does it: this one may be what a worker waits for.
+/// Does nothing in a frame callback, for which a worker may be waiting: the next call joins it.
 void NetDriver::joinFinished() noexcept
 {
     if (!StreamSession::isInCallback())

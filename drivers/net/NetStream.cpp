@@ -68,7 +68,7 @@ int StreamSession::begin(ArvCamera &camera)
         arv_camera_create_stream(&camera, &StreamSession::onStream, this, error.out());
     if (stream == nullptr)
         return reportError(m_setup.name, error);
-    tuneStream(*stream, m_setup.mode.frameRate);
+    configureStream(*stream, m_setup.mode.frameRate);
     m_stream = stream;
     if (const int status = pushBuffers(*stream))
         return status;
@@ -101,7 +101,7 @@ int StreamSession::prepare(ArvCamera &camera)
         report(m_setup.name + " cannot start: the camera announces frames of " +
                std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
                std::to_string(least) + ", and no more than " + std::to_string(kMostChunks) +
-               " may come with them (PayloadSize)");
+               " bytes of other data may come with them (PayloadSize)");
         return kBadArgument;
     }
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.frameCapacity;
@@ -310,7 +310,7 @@ try {
         m_session = session;
     }
     m_device.state()->noteFrame();  // the timeout of the monitor begins here
-    const auto end = NetDevice::callEnd();
+    const auto end = NetDevice::callDeadline();
     auto begun =
         m_device.worker().submit(end, [session, camera] { return session->begin(*camera); });
     const int status = m_device.await(begun, end) ? begun.get() : kGone;
@@ -332,7 +332,7 @@ int NetStream::stop()
         const std::lock_guard<std::mutex> lock(m_lock);
         session = m_session;
     }
-    const auto end = NetDevice::callEnd();
+    const auto end = NetDevice::callDeadline();
     // Nobody waits for this task: the worker runs the tasks in their order.
     m_device.worker().submit(end, std::move(m_stopCamera));
     session->end();

@@ -1,4 +1,4 @@
-// The two functions through which the library gets the driver.
+// The two functions that the library calls in the plug-in.
 #include <exception>
 
 #include "net/NetDriver.h"

@@ -114,8 +114,8 @@ void checkMode(ArvCamera &camera, const Sensor &sensor, const StreamModes &modes
     setup.mode = modes.records[modes.first];
     setup.format = *modes.format;
     setup.component = modes.component;
-    const Place place = placeOf(sensor, setup.mode, setup.format);
-    require(place.x >= 0 && place.y >= 0, "a picture begins inside");
+    const RegionOffset offset = offsetOf(sensor, setup.mode, setup.format);
+    require(offset.x >= 0 && offset.y >= 0, "a picture begins inside");
     setUpCamera(camera, setup);
     const auto patience = frameTimeoutOf(camera);
     require(patience.count() == 0 || (patience.count() >= 3000 && patience.count() <= 60000),

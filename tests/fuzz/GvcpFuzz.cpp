@@ -23,7 +23,7 @@ void checkIdentity(const Packet &packet, std::uint16_t id)
     if (!camera)
         return;
     require(packet.size() >= 8 + 0xf8, "an identity is whole");
-    require(!addressOf(camera->uri()).empty(), "a camera is at an address");
+    require(!addressInUri(camera->uri()).empty(), "a camera is at an address");
     require(camera->mac.size() == 17, "a MAC has six numbers");
     require(
         camera->vendor.size() <= 32 && camera->model.size() <= 32 && camera->serial.size() <= 16,
@@ -57,12 +57,12 @@ void checkAnswers(const Packet &packet, std::uint16_t id)
 
 void checkDescription(const std::string &text)
 {
-    const auto description = localDescription(text);
+    const auto description = parseLocation(text);
     if (!description)
         return;
     require(description->size >= 1 && description->size <= kLargestDescription,
             "a description has a limit");
-    require(description->place <= 0xffffffffU - description->size, "it lies in the memory");
+    require(description->address <= 0xffffffffU - description->size, "it lies in the memory");
 }
 
 void checkArchive(const std::uint8_t *data, std::size_t size)

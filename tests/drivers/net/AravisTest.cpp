@@ -5,7 +5,7 @@
 namespace nubrix::net {
 namespace {
 
-TEST(StatusOfTest, WhatTheCameraRefusesIsNotWhatTheNetworkDoes)
+TEST(StatusOfTest, RefusalsOfTheCameraAndFailuresOfTheNetworkHaveDifferentStatuses)
 {
     const auto status = [](GQuark domain, int code) {
         Error error;

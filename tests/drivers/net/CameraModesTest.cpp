@@ -17,18 +17,18 @@ constexpr std::uint32_t kRgb8 = 0x02180014;
 constexpr std::uint32_t kMono12Packed = 0x010c0006;
 
 /// "Component:Format" of what is chosen for a stream, an empty text for none.
-std::string chosen(unsigned int streamType, const std::vector<Offer> &offers,
+std::string chosen(unsigned int streamType, const std::vector<AvailableFormat> &available,
                    const std::string &wanted = "", bool mono16IsDepth = false)
 {
     StreamModes modes;
     modes.streamType = streamType;
-    choose(modes, offers, wanted, mono16IsDepth);
+    chooseFormat(modes, available, wanted, mono16IsDepth);
     return modes.format == nullptr ? "" : modes.component + ":" + modes.format->name;
 }
 
-const std::vector<Offer> kThreeDimensional = {{"Range", kMono16},     {"Intensity", kMono8},
-                                              {"Intensity", kMono16}, {"Confidence", kMono8},
-                                              {"Intensity", kRgb8},   {"Disparity", kMono16}};
+const std::vector<AvailableFormat> kThreeDimensional = {
+    {"Range", kMono16},     {"Intensity", kMono8}, {"Intensity", kMono16},
+    {"Confidence", kMono8}, {"Intensity", kRgb8},  {"Disparity", kMono16}};
 
 TEST(CameraModesTest, ComponentsOfTheStandardBecomeTheirStreams)
 {
@@ -39,20 +39,20 @@ TEST(CameraModesTest, ComponentsOfTheStandardBecomeTheirStreams)
 
 TEST(CameraModesTest, DisparitiesAndConfidencesAreNoStreams)
 {
-    const std::vector<Offer> offers = {
+    const std::vector<AvailableFormat> available = {
         {"Disparity", kCoord3d}, {"Disparity", kMono16}, {"Confidence", kMono8}};
-    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, offers), "");
-    EXPECT_EQ(chosen(NUBRIX_STREAM_IR, offers), "");
+    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, available), "");
+    EXPECT_EQ(chosen(NUBRIX_STREAM_IR, available), "");
 }
 
-TEST(CameraModesTest, AFormatThatIsNamedIsOfAComponentOfItsKind)
+TEST(CameraModesTest, ANamedFormatIsTakenFromAComponentOfItsKind)
 {
     EXPECT_EQ(chosen(NUBRIX_STREAM_IR, kThreeDimensional, "Mono16"), "Intensity:Mono16");
     EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, kThreeDimensional, "Mono16"), "Range:Mono16");
     EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, kThreeDimensional, "Coord3D_C16"), "");
 }
 
-TEST(CameraModesTest, AComponentThatIsNamedIsTakenWhateverItIs)
+TEST(CameraModesTest, ANamedComponentIsTakenForAnyStream)
 {
     EXPECT_EQ(chosen(NUBRIX_STREAM_IR, kThreeDimensional, "Confidence:Mono8"), "Confidence:Mono8");
     EXPECT_EQ(chosen(NUBRIX_STREAM_IR, kThreeDimensional, "Range:Mono16"), "Range:Mono16");
@@ -62,45 +62,46 @@ TEST(CameraModesTest, AComponentThatIsNamedIsTakenWhateverItIs)
 
 TEST(CameraModesTest, WithoutComponentsTheFormatDecides)
 {
-    const std::vector<Offer> offers = {{"", kMono12Packed}, {"", kMono16}, {"", kMono8}};
-    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, offers), "");
-    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, offers, "", true), ":Mono16");
-    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, offers, "Mono16"), ":Mono16");
+    const std::vector<AvailableFormat> available = {
+        {"", kMono12Packed}, {"", kMono16}, {"", kMono8}};
+    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, available), "");
+    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, available, "", true), ":Mono16");
+    EXPECT_EQ(chosen(NUBRIX_STREAM_DEPTH, available, "Mono16"), ":Mono16");
     EXPECT_EQ(chosen(NUBRIX_STREAM_IR, {{"", kMono16}}), ":Mono16");
     EXPECT_EQ(chosen(NUBRIX_STREAM_IR, {{"", kMono16}}, "", true), "");
-    EXPECT_EQ(chosen(NUBRIX_STREAM_COLOR, offers), "");
+    EXPECT_EQ(chosen(NUBRIX_STREAM_COLOR, available), "");
 }
 
-Place place(const Sensor &sensor, unsigned short width, unsigned short height, const char *format,
-            unsigned int stream)
+RegionOffset offset(const Sensor &sensor, unsigned short width, unsigned short height,
+                    const char *format, unsigned int stream)
 {
-    return placeOf(sensor, {0, width, height, 30}, *findPixelFormat(format, stream));
+    return offsetOf(sensor, {0, width, height, 30}, *findPixelFormat(format, stream));
 }
 
-TEST(RegionTest, APictureLiesInTheMiddleAsFarAsStepsAllowIt)
+TEST(RegionTest, ARegionIsCentredAsFarAsTheStepsAllow)
 {
-    const Place found = place({652, 500, 4, 8}, 640, 480, "Mono8", NUBRIX_STREAM_IR);
+    const RegionOffset found = offset({652, 500, 4, 8}, 640, 480, "Mono8", NUBRIX_STREAM_IR);
     EXPECT_EQ(found.x, 4);
     EXPECT_EQ(found.y, 8);
 }
 
-TEST(RegionTest, APictureThatCannotBeMovedOrIsAllLiesAtTheCorner)
+TEST(RegionTest, ARegionThatCannotBeMovedIsAtTheCorner)
 {
-    EXPECT_EQ(place({652, 500, 0, 0}, 640, 480, "Mono8", NUBRIX_STREAM_IR).x, 0);
-    EXPECT_EQ(place({640, 480, 1, 1}, 640, 480, "Mono8", NUBRIX_STREAM_IR).y, 0);
-    EXPECT_EQ(place({640, 480, 1, 1}, 800, 600, "Mono8", NUBRIX_STREAM_IR).x, 0);
+    EXPECT_EQ(offset({652, 500, 0, 0}, 640, 480, "Mono8", NUBRIX_STREAM_IR).x, 0);
+    EXPECT_EQ(offset({640, 480, 1, 1}, 640, 480, "Mono8", NUBRIX_STREAM_IR).y, 0);
+    EXPECT_EQ(offset({640, 480, 1, 1}, 800, 600, "Mono8", NUBRIX_STREAM_IR).x, 0);
 }
 
-TEST(RegionTest, ColoursThatRepeatEveryTwoPixelsKeepTheirPlaces)
+TEST(RegionTest, ColoursThatRepeatEveryTwoPixelsKeepTheirPattern)
 {
     const Sensor sensor = {646, 486, 1, 3};
-    const Place grey = place(sensor, 640, 480, "Mono8", NUBRIX_STREAM_IR);
+    const RegionOffset grey = offset(sensor, 640, 480, "Mono8", NUBRIX_STREAM_IR);
     EXPECT_EQ(grey.x, 3);
     EXPECT_EQ(grey.y, 3);
-    const Place mosaic = place(sensor, 640, 472, "BayerRG8", NUBRIX_STREAM_COLOR);
+    const RegionOffset mosaic = offset(sensor, 640, 472, "BayerRG8", NUBRIX_STREAM_COLOR);
     EXPECT_EQ(mosaic.x, 2);
     EXPECT_EQ(mosaic.y, 6);
-    const Place shared = place(sensor, 640, 480, "YUV422_8", NUBRIX_STREAM_COLOR);
+    const RegionOffset shared = offset(sensor, 640, 480, "YUV422_8", NUBRIX_STREAM_COLOR);
     EXPECT_EQ(shared.x, 2);
     EXPECT_EQ(shared.y, 3);
 }
@@ -151,7 +152,7 @@ protected:
     }
 };
 
-TEST_F(CameraRegionTest, ThePrincipalPointIsWhereTheCameraHasPutThePicture)
+TEST_F(CameraRegionTest, ThePrincipalPointIsRelativeToTheRegion)
 {
     SimulatedCameraSettings settings = largerCamera();
     redescribe(settings, {{"<Integer Name=\"OffsetX\"><pValue>OffsetXReg</pValue><Min>0</Min>"
@@ -165,7 +166,7 @@ TEST_F(CameraRegionTest, ThePrincipalPointIsWhereTheCameraHasPutThePicture)
     EXPECT_FLOAT_EQ(centre.y, 249.5F - 10);
 }
 
-TEST_F(CameraRegionTest, ThePrincipalPointStaysWherePicturesCannotBeMoved)
+TEST_F(CameraRegionTest, ThePrincipalPointStaysWhereRegionsCannotBeMoved)
 {
     SimulatedCameraSettings settings = largerCamera();
     redescribe(settings,
@@ -176,14 +177,14 @@ TEST_F(CameraRegionTest, ThePrincipalPointStaysWherePicturesCannotBeMoved)
     EXPECT_FLOAT_EQ(centre.y, 249.5F);
 }
 
-TEST(RegionTest, StepsThatNoSensorHasDoNoHarm)
+TEST(RegionTest, ExtremeStepsDoNoHarm)
 {
     const int most = std::numeric_limits<int>::max();
     const PixelFormat &mosaic = *findPixelFormat("BayerRG8", NUBRIX_STREAM_COLOR);
     const typedefNubrixFrameMode mode = {NUBRIX_PIXEL_RGB888, 1, 1, 30};
-    const Place place = placeOf({most, most, most, 1}, mode, mosaic);
-    EXPECT_EQ(place.x, 0);
-    EXPECT_EQ(place.y, (most - 1) / 2 / 2 * 2);
+    const RegionOffset found = offsetOf({most, most, most, 1}, mode, mosaic);
+    EXPECT_EQ(found.x, 0);
+    EXPECT_EQ(found.y, (most - 1) / 2 / 2 * 2);
 }
 
 }  // namespace

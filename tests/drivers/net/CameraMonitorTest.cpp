@@ -16,39 +16,39 @@ using testing::StartsWith;
 
 constexpr const char *kAddress = "127.0.0.50";
 
-/// A watch that is told of a camera which only answers when it is looked for: no protocol keeps the
-/// camera or notices that it is gone.
+/// A monitor of a camera that only answers discovery requests: there is no control to keep or to
+/// lose.
 class CameraMonitorTest : public NetTest {
 protected:
-    struct Watched {
-        explicit Watched(const std::string &ini)
-            : watch(NetSettings(ini), [this](const CameraMonitor::Change &change) {
+    struct Monitored {
+        explicit Monitored(const std::string &ini)
+            : monitor(NetSettings(ini), [this](const CameraMonitor::Change &change) {
                   Events::take(
                       change.camera.uri().c_str(), change.camera.serial.c_str(), "",
                       change.connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED,
                       &events);
               })
         {
-            watch.start();
+            monitor.start();
         }
 
         std::vector<std::string> uris()
         {
             std::vector<std::string> all;
-            for (const NetIdentity &camera : watch.cameras())
+            for (const NetIdentity &camera : monitor.cameras())
                 all.push_back(camera.uri());
             return all;
         }
 
         Events events;
-        CameraMonitor watch;
+        CameraMonitor monitor;
     };
 
-    /// `entries` of the settings beside the camera's address.
-    std::unique_ptr<Watched> watch(const std::string &entries = "")
+    /// `entries`: settings in addition to the camera's address.
+    std::unique_ptr<Monitored> start(const std::string &entries = "")
     {
         write("[network]\naddresses=" + std::string(kAddress) + "\n" + entries);
-        return std::make_unique<Watched>(m_ini);
+        return std::make_unique<Monitored>(m_ini);
     }
     static bool awaitGone(const CameraState &state)
     {
@@ -59,70 +59,70 @@ protected:
     }
 };
 
-TEST_F(CameraMonitorTest, ACameraThatPutsOffItsAnswersIsListedAndStays)
+TEST_F(CameraMonitorTest, ACameraThatDelaysItsAnswersIsListedAndStays)
 {
     DistantCamera camera({kAddress, {}, std::chrono::milliseconds(700), {}});
-    const auto watched = watch();
-    EXPECT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
-    ASSERT_TRUE(camera.awaitAsked(8));
-    EXPECT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
-    EXPECT_THAT(watched->events.soFar(), IsEmpty());
+    const auto monitored = start();
+    EXPECT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
+    ASSERT_TRUE(camera.awaitRequests(8));
+    EXPECT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
+    EXPECT_THAT(monitored->events.soFar(), IsEmpty());
 }
 
-TEST_F(CameraMonitorTest, OnlyTheFirstListWaitsWhereNoneIs)
+TEST_F(CameraMonitorTest, OnlyTheFirstListWaitsForCameras)
 {
     const auto begin = std::chrono::steady_clock::now();
-    const auto watched = watch();
+    const auto monitored = start();
     for (int list = 0; list < 20; ++list)
-        EXPECT_THAT(watched->uris(), IsEmpty());
+        EXPECT_THAT(monitored->uris(), IsEmpty());
     // 1.1 s; a wait for each would be 22 s.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(11));
 }
 
-TEST_F(CameraMonitorTest, ACameraThatIsFoundAfterTheFirstListIsTold)
+TEST_F(CameraMonitorTest, ACameraThatIsFoundAfterTheFirstListIsReported)
 {
     const DistantCamera camera({kAddress, {}, std::chrono::milliseconds(3000), {}});
-    const auto watched = watch();
-    EXPECT_THAT(watched->uris(), IsEmpty());
-    EXPECT_THAT(watched->events.await(1), ElementsAre(StartsWith("+net:127.0.0.50")));
-    EXPECT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
+    const auto monitored = start();
+    EXPECT_THAT(monitored->uris(), IsEmpty());
+    EXPECT_THAT(monitored->events.await(1), ElementsAre(StartsWith("+net:127.0.0.50")));
+    EXPECT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
 }
 
-TEST_F(CameraMonitorTest, ACameraThatIsSilentForTooLongIsGoneForAllWhoHaveIt)
+TEST_F(CameraMonitorTest, ACameraThatDoesNotAnswerIsGoneForAllThatHaveOpenedIt)
 {
     DistantCamera camera(kAddress);
-    const auto hasty = watch("silenceMs=1000\n");
-    const auto patient = watch("silenceMs=60000\n");
-    ASSERT_THAT(hasty->uris(), ElementsAre("net:127.0.0.50"));
-    ASSERT_THAT(patient->uris(), ElementsAre("net:127.0.0.50"));
+    const auto quick = start("silenceMs=1000\n");
+    const auto slow = start("silenceMs=60000\n");
+    ASSERT_THAT(quick->uris(), ElementsAre("net:127.0.0.50"));
+    ASSERT_THAT(slow->uris(), ElementsAre("net:127.0.0.50"));
     const auto state = std::make_shared<CameraState>();
     const auto other = std::make_shared<CameraState>();
     const auto kept = std::make_shared<CameraState>();
-    hasty->watch.watch(kAddress, state);
-    hasty->watch.watch(kAddress, other);
-    patient->watch.watch(kAddress, kept);
-    ASSERT_TRUE(camera.awaitAsked(8));
+    quick->monitor.track(kAddress, state);
+    quick->monitor.track(kAddress, other);
+    slow->monitor.track(kAddress, kept);
+    ASSERT_TRUE(camera.awaitRequests(8));
     EXPECT_FALSE(state->isGone());
-    camera.mute();
-    EXPECT_THAT(hasty->events.await(1), ElementsAre("-net:127.0.0.50 "));
+    camera.setMuted();
+    EXPECT_THAT(quick->events.await(1), ElementsAre("-net:127.0.0.50 "));
     EXPECT_TRUE(awaitGone(*state));
     EXPECT_TRUE(awaitGone(*other));
-    EXPECT_THAT(hasty->uris(), IsEmpty());
+    EXPECT_THAT(quick->uris(), IsEmpty());
     EXPECT_FALSE(kept->isGone());
-    EXPECT_THAT(patient->uris(), ElementsAre("net:127.0.0.50"));
-    EXPECT_THAT(patient->events.soFar(), IsEmpty());
-    camera.mute(false);
-    EXPECT_THAT(hasty->events.await(2), ElementsAre("-net:127.0.0.50 ", "+net:127.0.0.50 "));
+    EXPECT_THAT(slow->uris(), ElementsAre("net:127.0.0.50"));
+    EXPECT_THAT(slow->events.soFar(), IsEmpty());
+    camera.setMuted(false);
+    EXPECT_THAT(quick->events.await(2), ElementsAre("-net:127.0.0.50 ", "+net:127.0.0.50 "));
 }
 
-TEST_F(CameraMonitorTest, PicturesKeepACameraThatDoesNotAnswer)
+TEST_F(CameraMonitorTest, FramesKeepACameraThatDoesNotAnswer)
 {
     DistantCamera camera(kAddress);
-    const auto watched = watch("silenceMs=1000\n");
-    ASSERT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
+    const auto monitored = start("silenceMs=1000\n");
+    ASSERT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
     const auto streaming = std::make_shared<CameraState>();
-    watched->watch.watch(kAddress, streaming);
-    camera.mute();
+    monitored->monitor.track(kAddress, streaming);
+    camera.setMuted();
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
     while (std::chrono::steady_clock::now() < end) {
         streaming->noteFrame();
@@ -132,54 +132,54 @@ TEST_F(CameraMonitorTest, PicturesKeepACameraThatDoesNotAnswer)
     EXPECT_TRUE(awaitGone(*streaming));
 }
 
-TEST_F(CameraMonitorTest, ACameraThatWasOpenedAgainIsNotGoneBecauseItOnceWas)
+TEST_F(CameraMonitorTest, ACameraThatIsOpenedAgainIsNotGone)
 {
     DistantCamera camera(kAddress);
-    const auto watched = watch();
-    ASSERT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
+    const auto monitored = start();
+    ASSERT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
     const auto old = std::make_shared<CameraState>();
-    const auto fresh = std::make_shared<CameraState>();
-    watched->watch.watch(kAddress, old);
+    const auto reopened = std::make_shared<CameraState>();
+    monitored->monitor.track(kAddress, old);
     old->setGone();
-    watched->watch.watch(kAddress, fresh);
-    ASSERT_TRUE(camera.awaitAsked(4));
-    EXPECT_FALSE(fresh->isGone());
-    EXPECT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
+    monitored->monitor.track(kAddress, reopened);
+    ASSERT_TRUE(camera.awaitRequests(4));
+    EXPECT_FALSE(reopened->isGone());
+    EXPECT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
 }
 
-TEST_F(CameraMonitorTest, ALostControlIsToldOnceAndTheCameraComesBack)
+TEST_F(CameraMonitorTest, LostControlIsReportedOnceAndTheCameraReturns)
 {
     DistantCamera camera(kAddress);
-    const auto watched = watch();
-    ASSERT_THAT(watched->uris(), ElementsAre("net:127.0.0.50"));
+    const auto monitored = start();
+    ASSERT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
     const auto state = std::make_shared<CameraState>();
-    watched->watch.watch(kAddress, state);
+    monitored->monitor.track(kAddress, state);
     state->setGone();
     const auto both = ElementsAre("-net:127.0.0.50 ", "+net:127.0.0.50 ");
-    EXPECT_THAT(watched->events.await(2), both);
-    ASSERT_TRUE(camera.awaitAsked(4));
-    EXPECT_THAT(watched->events.soFar(), both);
+    EXPECT_THAT(monitored->events.await(2), both);
+    ASSERT_TRUE(camera.awaitRequests(4));
+    EXPECT_THAT(monitored->events.soFar(), both);
 }
 
-TEST_F(CameraMonitorTest, AnOpenedCameraThatWasNeverFoundIsMissedToo)
+TEST_F(CameraMonitorTest, AnOpenedCameraThatWasNeverFoundIsReportedAsGone)
 {
-    const auto watched = watch("silenceMs=1000\n");
-    ASSERT_THAT(watched->uris(), IsEmpty());
+    const auto monitored = start("silenceMs=1000\n");
+    ASSERT_THAT(monitored->uris(), IsEmpty());
     const auto state = std::make_shared<CameraState>();
-    watched->watch.watch(kAddress, state);
+    monitored->monitor.track(kAddress, state);
     EXPECT_TRUE(awaitGone(*state));
-    EXPECT_THAT(watched->events.await(1), ElementsAre("-net:127.0.0.50 "));
+    EXPECT_THAT(monitored->events.await(1), ElementsAre("-net:127.0.0.50 "));
 }
 
 TEST_F(CameraMonitorTest, AnOpenedCameraWhoseAddressIsTranslatedIsKeptByItsAnswers)
 {
     DistantCamera camera({kAddress, "10.1.7.20", {}, {}});
-    const auto watched = watch("silenceMs=1000\n");
+    const auto monitored = start("silenceMs=1000\n");
     const auto state = std::make_shared<CameraState>();
-    watched->watch.watch(kAddress, state);
-    ASSERT_TRUE(camera.awaitAsked(12));
+    monitored->monitor.track(kAddress, state);
+    ASSERT_TRUE(camera.awaitRequests(12));
     EXPECT_FALSE(state->isGone());
-    camera.mute();
+    camera.setMuted();
     EXPECT_TRUE(awaitGone(*state));
 }
 

@@ -43,7 +43,7 @@ protected:
         int status;
         std::string line;
     };
-    /// What starting depth says.
+    /// The status and the log of starting depth.
     Refusal startOf(const SimulatedCameraSettings &settings)
     {
         const auto camera = serve(settings);
@@ -59,7 +59,7 @@ protected:
     }
 };
 
-TEST_F(CameraSetupTest, DepthIsScaledByTheCoordinateAlongTheAxisOfView)
+TEST_F(CameraSetupTest, DepthIsScaledByTheCoordinateAlongTheOpticalAxis)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.coordinate = 0;
@@ -77,7 +77,7 @@ TEST_F(CameraSetupTest, DepthInInchesBecomesMillimetres)
     EXPECT_EQ(depthOf(settings), 10262U);  // 101 inches
 }
 
-TEST_F(CameraSetupTest, AnInvalidValueCountsOnlyWhereItsFlagIsSet)
+TEST_F(CameraSetupTest, AnInvalidValueIsUsedOnlyWhenItsFlagIsSet)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.invalidValue = 1000;
@@ -90,7 +90,7 @@ TEST_F(CameraSetupTest, AnInvalidValueCountsOnlyWhereItsFlagIsSet)
     EXPECT_EQ(depthOf(settings), 1000U);
 }
 
-TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheAxisOfView)
+TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheOpticalAxis)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"<EnumEntry Name=\"CalibratedC\"><Value>0</Value></EnumEntry>",
@@ -99,14 +99,14 @@ TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheAxisOfView)
     EXPECT_EQ(depthOf(settings), 1000U);
 }
 
-TEST_F(CameraSetupTest, WhatIsNoDistanceIsNotDeliveredAsDepth)
+TEST_F(CameraSetupTest, OtherUnitsThanDistancesAreNotDeliveredAsDepth)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"\"CalibratedC\"", "\"DisparityC\""}});
     Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, -8);
     EXPECT_THAT(refusal.line,
-                HasSubstr("net:127.0.0.1 depth cannot show depth: its Scan3dOutputMode is "
+                HasSubstr("net:127.0.0.1 depth cannot deliver depth: its Scan3dOutputMode is "
                           "DisparityC and cannot be set to CalibratedC"));
     redescribe(settings, {{"\"Millimeter\"", "\"Pixel\""}});
     refusal = startOf(settings);
@@ -114,14 +114,14 @@ TEST_F(CameraSetupTest, WhatIsNoDistanceIsNotDeliveredAsDepth)
     EXPECT_THAT(refusal.line, HasSubstr("its Scan3dDistanceUnit is Pixel"));
 }
 
-TEST_F(CameraSetupTest, AScaleThatMakesNoSenseIsRefused)
+TEST_F(CameraSetupTest, AnInvalidScaleIsRefused)
 {
     SimulatedCameraSettings settings = depthCamera();
     for (const float scale : {0.0F, -0.25F, std::numeric_limits<float>::quiet_NaN()}) {
         settings.coordinateScale = scale;
         const Refusal refusal = startOf(settings);
         EXPECT_EQ(refusal.status, -8) << scale;
-        EXPECT_THAT(refusal.line, HasSubstr("cannot show depth: a count is ")) << scale;
+        EXPECT_THAT(refusal.line, HasSubstr("cannot deliver depth: a count is ")) << scale;
     }
 }
 
@@ -136,11 +136,12 @@ TEST_F(CameraSetupTest, ACameraThatRoundsTheSizeIsRefused)
                  "</IntConverter><Integer Name=\"Width\"><pValue>WidthInSteps</pValue>"}});
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, -4);
-    EXPECT_THAT(refusal.line, HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 cannot be had, "
-                                        "the camera gives 512x480 Coord3D_C16"));
+    EXPECT_THAT(refusal.line,
+                HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 is not available, "
+                          "the camera gives 512x480 Coord3D_C16"));
 }
 
-TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
+TEST_F(CameraSetupTest, ACameraThatAnnouncesTooSmallFramesIsRefused)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"0xff) / 8<", "0xff) / 16<"}});
@@ -150,7 +151,7 @@ TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
                                         "30 frames/s has 614400"));
 }
 
-TEST_F(CameraSetupTest, ACameraThatTellsOfPicturesThatNobodyHasMemoryForIsRefused)
+TEST_F(CameraSetupTest, ACameraThatAnnouncesTooLargeFramesIsRefused)
 {
     for (const auto &[size, bytes] :
          {std::pair<std::string, std::string>("0xf0000000", "4026531840"),
@@ -162,11 +163,12 @@ TEST_F(CameraSetupTest, ACameraThatTellsOfPicturesThatNobodyHasMemoryForIsRefuse
         EXPECT_EQ(refusal.status, -4);
         EXPECT_THAT(refusal.line, HasSubstr("the camera announces frames of " + bytes +
                                             " bytes, 640x480 at 30 frames/s has 614400"));
-        EXPECT_THAT(refusal.line, HasSubstr("no more than 1048576 may come with them"));
+        EXPECT_THAT(refusal.line,
+                    HasSubstr("no more than 1048576 bytes of other data may come with them"));
     }
 }
 
-TEST_F(CameraSetupTest, ACameraMaySendAMebibyteOfOtherThingsWithAPicture)
+TEST_F(CameraSetupTest, ACameraMaySendAMebibyteOfChunkDataWithAFrame)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"0xff) / 8<", "0xff) / 8 + 1048576<"}});
@@ -187,7 +189,7 @@ TEST_F(CameraSetupTest, ACameraWhoseFeaturesDependOnThemselvesIsRefusedWithTheRe
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("depend on themselves"));
 }
 
-TEST_F(CameraSetupTest, NumbersOfACameraThatFitNoPictureDoNoHarm)
+TEST_F(CameraSetupTest, ExtremeBoundsOfACameraDoNoHarm)
 {
     const std::string width = "<Integer Name=\"Width\"><pValue>WidthReg</pValue>";
     const std::string least = "<Min>-9223372036854775808</Min>";
@@ -201,7 +203,7 @@ TEST_F(CameraSetupTest, NumbersOfACameraThatFitNoPictureDoNoHarm)
     }
 }
 
-TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
+TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotAcceptIsReported)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.frameRate = 0.25;
@@ -213,7 +215,7 @@ TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
     EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, and the camera gives 0.25"));
 }
 
-TEST(NumberTest, ANumberHasADecimalPointInEveryLanguage)
+TEST(NumberTest, ANumberHasADecimalPointInEveryLocale)
 {
     if (std::getenv("LOCPATH") != nullptr) {
         ASSERT_NE(std::setlocale(LC_NUMERIC, "tr_TR.UTF-8"), nullptr);
@@ -244,7 +246,7 @@ TEST_F(CameraSetupTest, TriggersThatAreOnStayOn)
     while (stream.sink().count() < 3 && std::chrono::steady_clock::now() < end) {
         ASSERT_EQ(device->setProperty(0x5c0a, nullptr, 0), 0);
         ++triggers;
-        // Where the machine is busy the picture of a trigger may get lost.
+        // On a busy machine, the frame of a trigger may be lost.
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
     stream.stop();

@@ -13,7 +13,7 @@ bool isTooLarge(const std::string &bytes)
                                  bytes.size());
 }
 
-/// An archive whose directory states a content of so many bytes.
+/// An archive whose directory contains an entry of this size.
 std::string archiveOf(std::uint32_t size)
 {
     std::string bytes("PK\3\4", 4);
@@ -23,44 +23,45 @@ std::string archiveOf(std::uint32_t size)
     return bytes;
 }
 
-TEST(DescriptionTest, ItsPlaceInTheCameraIsTaken)
+TEST(DescriptionLocationTest, ALocationInTheCameraIsParsed)
 {
-    for (const char *told : {"Local:camera.xml;10000;2764", "local:///camera.xml;0x10000;0x2764",
-                             "LOCAL:camera.xml;10000;2764?SchemaVersion=1.1.0"}) {
-        const auto found = localDescription(told);
-        ASSERT_TRUE(found) << told;
-        EXPECT_EQ(found->place, 0x10000U);
+    for (const char *location :
+         {"Local:camera.xml;10000;2764", "local:///camera.xml;0x10000;0x2764",
+          "LOCAL:camera.xml;10000;2764?SchemaVersion=1.1.0"}) {
+        const auto found = parseLocation(location);
+        ASSERT_TRUE(found) << location;
+        EXPECT_EQ(found->address, 0x10000U);
         EXPECT_EQ(found->size, 0x2764U);
         EXPECT_FALSE(found->isArchive);
     }
-    EXPECT_TRUE(localDescription("Local:Camera_1.ZIP;c0000000;1000")->isArchive);
+    EXPECT_TRUE(parseLocation("Local:Camera_1.ZIP;c0000000;1000")->isArchive);
 }
 
-TEST(DescriptionTest, WhatTheApplicationMustNotOpenIsRefused)
+TEST(DescriptionLocationTest, LocationsOutsideTheCameraAreRefused)
 {
-    for (const char *told :
+    for (const char *location :
          {"", "File:///dev/zero", "File:camera.xml;0;100", "http://192.168.7.20/camera.xml",
           "camera.xml;10000;2764", "Local:;10000;2764", "Local:camera;10000;2764",
           "Local:a/../b.xml;10000;2764"})
-        EXPECT_FALSE(localDescription(told)) << told;
+        EXPECT_FALSE(parseLocation(location)) << location;
 }
 
-TEST(DescriptionTest, SizesThatNobodyHasMemoryForAreRefused)
+TEST(DescriptionLocationTest, TooLargeSizesAreRefused)
 {
-    EXPECT_TRUE(localDescription("Local:a.xml;0;400000"));
-    for (const char *told :
+    EXPECT_TRUE(parseLocation("Local:a.xml;0;400000"));
+    for (const char *location :
          {"Local:a.xml;0;400001", "Local:a.xml;0;f0000000", "Local:a.xml;0;100000000",
           "Local:a.xml;0;0", "Local:a.xml;ffffffff;2", "Local:a.xml;0", "Local:a.xml;0;-1",
           "Local:a.xml;g;10", "Local:a.xml;0;10x"})
-        EXPECT_FALSE(localDescription(told)) << told;
+        EXPECT_FALSE(parseLocation(location)) << location;
 }
 
-TEST(DescriptionTest, AnArchiveThatGrowsIsTooLarge)
+TEST(DescriptionLocationTest, AnArchiveWithTooLargeContentIsTooLarge)
 {
     EXPECT_FALSE(isTooLarge(archiveOf(kLargestDescription)));
     EXPECT_TRUE(isTooLarge(archiveOf(kLargestDescription + 1)));
     EXPECT_TRUE(isTooLarge(archiveOf(0xf0000000)));
-    EXPECT_TRUE(isTooLarge(archiveOf(1).substr(0, 30)));  // cut
+    EXPECT_TRUE(isTooLarge(archiveOf(1).substr(0, 30)));  // truncated
     EXPECT_FALSE(isTooLarge("<?xml version=\"1.0\"?>"));
     EXPECT_FALSE(isTooLarge(""));
 }
@@ -82,12 +83,12 @@ std::string number(int i)
     return "F" + std::to_string(1000 + i);
 }
 
-/// A chain of features, whose names go up or down.
-std::string chain(int length, bool goesUp)
+/// A chain of features, whose names ascend or descend.
+std::string chain(int length, bool ascends)
 {
     std::string all;
     for (int i = 0; i < length; ++i) {
-        const int next = goesUp ? i + 1 : i - 1;
+        const int next = ascends ? i + 1 : i - 1;
         const bool isLast = next < 0 || next == length;
         all += feature(number(i), variable(isLast ? "Nothing" : number(next)));
     }
@@ -103,18 +104,18 @@ bool canCompute(const std::string &features)
     return description && isComputable(*description);
 }
 
-TEST(FeatureGraphTest, AChainIsAsLongAsItIsWhateverItsFeaturesAreCalled)
+TEST(ComputableFeaturesTest, TheLimitOfAChainDoesNotDependOnTheOrderOfItsNames)
 {
-    for (const bool goesUp : {true, false}) {
-        EXPECT_TRUE(canCompute(chain(kAllowed, goesUp))) << goesUp;
-        EXPECT_FALSE(canCompute(chain(kAllowed + 1, goesUp))) << goesUp;
-        EXPECT_FALSE(canCompute(chain(100 * kAllowed, goesUp))) << goesUp;
+    for (const bool ascends : {true, false}) {
+        EXPECT_TRUE(canCompute(chain(kAllowed, ascends))) << ascends;
+        EXPECT_FALSE(canCompute(chain(kAllowed + 1, ascends))) << ascends;
+        EXPECT_FALSE(canCompute(chain(100 * kAllowed, ascends))) << ascends;
     }
 }
 
-TEST(FeatureGraphTest, AFeatureOfManyOthersIsAllowedAndOneOfTooManyIsNot)
+TEST(ComputableFeaturesTest, AFeatureMayDependOnManyOthersButNotOnTooMany)
 {
-    // Each level doubles what the last one is looked at for.
+    // Each level doubles the number of features that are evaluated.
     const auto pyramid = [](int levels) {
         std::string all = feature(number(0), variable("Nothing"));
         for (int i = 1; i < levels; ++i)
@@ -125,7 +126,7 @@ TEST(FeatureGraphTest, AFeatureOfManyOthersIsAllowedAndOneOfTooManyIsNot)
     EXPECT_FALSE(canCompute(pyramid(18)));
 }
 
-TEST(FeatureGraphTest, AFeatureThatDependsOnItselfIsRefused)
+TEST(ComputableFeaturesTest, AFeatureThatDependsOnItselfIsRefused)
 {
     EXPECT_FALSE(canCompute(feature("A", variable("A"))));
     EXPECT_FALSE(canCompute(feature("A", variable("B")) + feature("B", variable("A"))));

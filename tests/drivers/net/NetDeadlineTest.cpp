@@ -14,7 +14,7 @@ namespace {
 using testing::HasSubstr;
 using Way = RelayCamera::Way;
 
-// What is promised, and what a busy machine adds.
+// The documented deadlines, and a margin for a busy machine.
 constexpr std::chrono::milliseconds kCall{1000 + 300};
 constexpr std::chrono::milliseconds kOpening{3000 + 300};
 
@@ -138,12 +138,12 @@ TEST_F(NetDeadlineTest, ACameraThatOnlyAcknowledgesIsRefusedWithTheReason)
         m_relay->set(Way::kIdle);
         testing::internal::CaptureStderr();
         EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.start(), -4); }), kCall);
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("cannot be had"));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("is not available"));
     }
     EXPECT_LT(durationOf([&] { EXPECT_EQ(m_driver->closeDevice(&device), 0); }), kCall);
 }
 
-TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsToldSo)
+TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsReported)
 {
     NubrixBaseDevice *device = nullptr;
     ASSERT_EQ(openRelayed(&device), 0);
@@ -152,10 +152,10 @@ TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsToldSo)
     testing::internal::CaptureStderr();
     EXPECT_EQ(stream.start(), -9);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("answers, but does not do what it was asked to"));
+                HasSubstr("answers, but does not complete requests in time"));
 }
 
-TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasSilentWhenItWasClosed)
+TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasUnresponsiveWhenItWasClosed)
 {
     NubrixBaseDevice *device = nullptr;
     ASSERT_EQ(openRelayed(&device), 0);

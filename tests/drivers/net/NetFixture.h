@@ -1,4 +1,4 @@
-// What tests of network cameras have in common: cameras that show a pattern, and a client.
+// What the tests of network cameras share: cameras that show a pattern, and a client.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -36,13 +36,13 @@ constexpr std::uint32_t kBayerRg8 = 0x01080009;
 constexpr std::uint32_t kYuyv = 0x02100032;
 constexpr std::uint32_t kUyvy = 0x0210001f;
 
-/// The pattern: what lies at a place of a picture, in the format's units, by the first unit.
+/// The value of the pattern at a pixel, in units of the format; `first` is that of the first pixel.
 inline unsigned int patternAt(unsigned int first, unsigned int x, unsigned int y)
 {
     return first + x + 3 * y;
 }
 
-/// Fills a picture with the pattern of its number.
+/// Fills an image with the pattern of its number.
 inline void fillPattern(std::uint32_t format, std::uint32_t frame, void *data, unsigned int width,
                         unsigned int height)
 {
@@ -68,8 +68,8 @@ inline unsigned int unitOf(const Received &frame, std::size_t place, unsigned in
     return bytes == 1 ? byte[0] : static_cast<unsigned int>(byte[0] | byte[1] << 8U);
 }
 
-/// How many frames show another picture than they should, by their index and the first frame.
-inline int wrongPictures(const std::vector<Received> &frames, unsigned int unitBytes)
+/// How many frames do not show the image of their index, counted from the first frame.
+inline int wrongFrames(const std::vector<Received> &frames, unsigned int unitBytes)
 {
     const auto isWrong = [&](const Received &frame) {
         const unsigned int since = frame.record.frameIndex - frames.front().record.frameIndex;
@@ -80,7 +80,7 @@ inline int wrongPictures(const std::vector<Received> &frames, unsigned int unitB
     return static_cast<int>(std::count_if(frames.begin(), frames.end(), isWrong));
 }
 
-/// How many units of a frame are not those of the pattern.
+/// How many units of a frame differ from the pattern.
 inline int wrongUnits(const Received &frame, unsigned int unitBytes)
 {
     const unsigned int mask = unitBytes == 1 ? 0xff : 0xffff;
@@ -179,17 +179,16 @@ private:
     std::vector<std::string> m_events;  // under m_lock
 };
 
-/// Replaces parts of a camera's description, each of which must be in it once. Fails the test when
-/// one is not.
+/// Replaces parts of a camera's description. Fails the test when one is not in it exactly once.
 inline void redescribe(SimulatedCameraSettings &settings,
                        const std::vector<std::pair<std::string, std::string>> &parts)
 {
     settings.description = describeCamera(settings);
-    for (const auto &[usual, odd] : parts) {
-        const std::size_t place = settings.description.find(usual);
-        ASSERT_NE(place, std::string::npos) << usual;
-        settings.description.replace(place, usual.size(), odd);
-        ASSERT_EQ(settings.description.find(usual, place + odd.size()), std::string::npos) << usual;
+    for (const auto &[from, to] : parts) {
+        const std::size_t place = settings.description.find(from);
+        ASSERT_NE(place, std::string::npos) << from;
+        settings.description.replace(place, from.size(), to);
+        ASSERT_EQ(settings.description.find(from, place + to.size()), std::string::npos) << from;
     }
 }
 
