@@ -100,7 +100,8 @@ gboolean writeRegister(ArvDevice *device, guint64 address, guint32 value, GError
     });
 }
 
-/// Does what Aravis does, which would refuse because for it this device is not the controller.
+/// Makes the stream as Aravis does, but without its check that the device is the controller: Aravis
+/// does not know that the channel has the control.
 ArvStream *createStream(ArvDevice *device, ArvStreamCallback callback, void *user,
                         GDestroyNotify destroy, GError **error)
 {

@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kResend{200};
 constexpr std::chrono::milliseconds kAnswerTimeout{400};
 constexpr std::size_t kBlock = 512;  // bytes of memory in a packet
 
-/// For the work of a worker after its deadline, which does not access the camera.
+/// How long a worker may still run after its deadline, when it cannot access the camera any more.
 constexpr std::chrono::milliseconds kShutdownTime{200};
 
 }  // namespace
@@ -45,7 +45,7 @@ try {
     return false;
 }
 
-/// The outcome of an access that waits for its answer; nothing while it may wait on.
+/// The outcome of an access without an answer; nothing while it may wait longer.
 std::optional<ControlChannel::Outcome> ControlChannel::outcomeAt(Clock::time_point now,
                                                                  Clock::time_point answerDue)
 {

@@ -84,7 +84,8 @@ std::string textOf(ArvDomNode *element)
 }
 
 /// Whether the length of a register is acceptable. Aravis allocates it, and ends the process when
-/// there is no memory. A length that is itself the value of a feature is not known in advance.
+/// there is no memory. The length may depend on another feature only in plain registers, which this
+/// driver does not read.
 bool hasValidLength(std::string_view kind, std::string_view tag, ArvDomNode *node)
 {
     if (tag == "pLength")

@@ -93,7 +93,8 @@ int NetDriver::closeDevice(NubrixBaseDevice **device)
     return status;
 }
 
-/// Does nothing in a frame callback, for which a worker may be waiting: the next call joins it.
+/// Does nothing in a frame callback, whose return a worker may be waiting for. The next call joins
+/// it.
 void NetDriver::joinFinished() noexcept
 {
     if (!StreamSession::isInCallback())

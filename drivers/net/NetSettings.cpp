@@ -83,7 +83,7 @@ bool isAddress(const std::string &text)
     if (inet_pton(AF_INET, text.c_str(), &address) != 1)
         return false;
     const std::uint32_t network = ntohl(address.s_addr) >> 24U;
-    return network != 0 && network < 224;  // multicast and broadcast from there on
+    return network != 0 && network < 224;  // from 224 on: multicast and broadcast
 }
 
 std::vector<std::string> readAddresses(const std::string &path)

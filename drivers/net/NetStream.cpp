@@ -160,7 +160,7 @@ void StreamSession::tearDown()
 ArvBuffer *StreamSession::newBuffer()
 {
     if (!m_isDirect) {
-        auto *memory = new (std::nothrow) std::uint8_t[m_payload];  // Aravis ends the process
+        auto *memory = new (std::nothrow) std::uint8_t[m_payload];  // Aravis would end the process
         return memory == nullptr ? nullptr
                                  : arv_buffer_new_full(m_payload, memory, memory, &releaseMemory);
     }

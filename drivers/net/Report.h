@@ -1,5 +1,5 @@
-// The lines in the log of the driver of network cameras. Apart from Aravis.h, because settings and
-// protocol do without Aravis.
+// The lines of this driver in the log. A header of its own, because settings and protocol need the
+// log but not Aravis.
 #pragma once
 
 #include "common/Report.h"

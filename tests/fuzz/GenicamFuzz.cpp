@@ -115,10 +115,10 @@ void checkMode(ArvCamera &camera, const Sensor &sensor, const StreamModes &modes
     setup.format = *modes.format;
     setup.component = modes.component;
     const RegionOffset offset = offsetOf(sensor, setup.mode, setup.format);
-    require(offset.x >= 0 && offset.y >= 0, "a picture begins inside");
+    require(offset.x >= 0 && offset.y >= 0, "a region begins inside");
     setUpCamera(camera, setup);
-    const auto patience = frameTimeoutOf(camera);
-    require(patience.count() == 0 || (patience.count() >= 3000 && patience.count() <= 60000),
+    const auto timeout = frameTimeoutOf(camera);
+    require(timeout.count() == 0 || (timeout.count() >= 3000 && timeout.count() <= 60000),
             "a wait has limits");
     DepthScale depth;
     if (readDepthScale(camera, setup.name, depth) == 0)

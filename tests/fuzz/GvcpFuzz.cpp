@@ -22,16 +22,16 @@ void checkIdentity(const Packet &packet, std::uint16_t id)
     const auto camera = identityIn(packet, id);
     if (!camera)
         return;
-    require(packet.size() >= 8 + 0xf8, "an identity is whole");
+    require(packet.size() >= 8 + 0xf8, "an identity is complete");
     require(!addressInUri(camera->uri()).empty(), "a camera is at an address");
     require(camera->mac.size() == 17, "a MAC has six numbers");
     require(
         camera->vendor.size() <= 32 && camera->model.size() <= 32 && camera->serial.size() <= 16,
-        "texts end with their room");
+        "texts end with their field");
     require(isOneLine(camera->vendor) && isOneLine(camera->model) && isOneLine(camera->serial),
             "texts are one line");
     require(!identityIn(packet, static_cast<std::uint16_t>(id + 1)),
-            "an answer to another question is none");
+            "an answer to another request is no identity");
 }
 
 void checkAnswers(const Packet &packet, std::uint16_t id)

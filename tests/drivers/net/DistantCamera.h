@@ -23,8 +23,7 @@
 
 namespace nubrix::net {
 
-/// Answers requests to its address, which no interface need have, but no broadcasts.
-/// Thread-safe.
+/// Answers requests to its address, but no broadcasts. Thread-safe.
 class DistantCamera {
 public:
     using Clock = std::chrono::steady_clock;

@@ -82,10 +82,10 @@ TEST(GvcpTest, ATruncatedIdentityIsRejected)
 
 TEST(GvcpTest, AnAnswerToAnotherRequestIsNoIdentity)
 {
-    for (const std::size_t place : {0, 1, 2, 3, 6, 7}) {  // status, command, id
+    for (const std::size_t offset : {0, 1, 2, 3, 6, 7}) {  // status, command, id
         Packet packet = identity();
-        packet[place] = static_cast<std::uint8_t>(packet[place] + 1);
-        EXPECT_FALSE(identityIn(packet, kId)) << place;
+        packet[offset] = static_cast<std::uint8_t>(packet[offset] + 1);
+        EXPECT_FALSE(identityIn(packet, kId)) << offset;
     }
 }
 

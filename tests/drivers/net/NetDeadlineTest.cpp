@@ -91,8 +91,8 @@ TEST_P(NetDeadlineWayTest, EveryCallOfAnOpenedCameraEndsInTime)
 
 INSTANTIATE_TEST_SUITE_P(Ways, NetDeadlineWayTest, testing::Values(Way::kSlow, Way::kPending));
 
-// Aravis reads the description that has arrived to its end, which takes what the processor takes:
-// the emulator of 32-bit ARM and the sanitizers are up to ten times slower.
+// Aravis parses a description that has arrived without a deadline, which takes processor time: the
+// emulator of 32-bit ARM and the sanitizers are up to ten times slower.
 #if defined(__arm__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::chrono::milliseconds kReading = 5 * kOpening;
 #else
