@@ -21,7 +21,7 @@ constexpr std::uint16_t kWriteMemory = 0x0086;
 
 constexpr std::uint32_t kControlRegister = 0x0a00;
 constexpr std::uint32_t kControl = 2;      // value that takes the control
-constexpr std::uint32_t kControlBits = 3;  // set while somebody has it, exclusively or not
+constexpr std::uint32_t kControlBits = 3;  // set while an application has it, exclusively or not
 
 using Packet = std::vector<std::uint8_t>;
 
