@@ -97,12 +97,13 @@ std::vector<std::string> readAddresses(const std::string &path)
     std::vector<std::string> found;
     std::istringstream addresses(text);
     for (std::string address; std::getline(addresses, address, ',');) {
-        if (isAddress(address))
+        if (isAddress(address)) {
             found.push_back(address);
-        else
+        } else {
             report(
                 "nubrixNet.ini: \"" + address +
                 "\" is not an address; write addresses=192.168.7.20,192.168.7.21 without blanks");
+        }
     }
     return found;
 }
