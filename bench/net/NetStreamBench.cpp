@@ -129,8 +129,9 @@ class BareClient {
 public:
     BareClient()
     {
-        const nubrix::ObjectPtr<GInetAddress> own(g_inet_address_new_from_string(kAddress));
-        const nubrix::ObjectPtr<ArvDevice> device(arv_gv_device_new(own.get(), own.get(), nullptr));
+        const nubrix::net::ObjectPtr<GInetAddress> own(g_inet_address_new_from_string(kAddress));
+        const nubrix::net::ObjectPtr<ArvDevice> device(
+            arv_gv_device_new(own.get(), own.get(), nullptr));
         if (!device)
             throw std::runtime_error("the bare client does not get the camera");
         m_camera.reset(arv_camera_new_with_device(device.get(), nullptr));
@@ -167,8 +168,8 @@ private:
     }
 
     FrameCount m_frames;  // first: the stream's thread uses it
-    nubrix::ObjectPtr<ArvCamera> m_camera;
-    nubrix::ObjectPtr<ArvStream> m_stream;
+    nubrix::net::ObjectPtr<ArvCamera> m_camera;
+    nubrix::net::ObjectPtr<ArvStream> m_stream;
 };
 
 /// A stream of the driver.
@@ -199,7 +200,7 @@ private:
 
     FrameCount m_frames;
     nubrix::FrameAllocator m_pool{1, 4, 10};  // as the library makes it
-    nubrix::NetDriver m_driver{""};           // after what its streams use
+    nubrix::net::NetDriver m_driver{""};      // after what its streams use
     NubrixBaseDevice *m_device = nullptr;
     NubrixBaseStream *m_stream = nullptr;
 };

@@ -2,23 +2,50 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
+
+/// Limits a size. Cameras may report any number, so sums of sizes are computed in 64 bits.
+int sizeOf(std::int64_t pixels)
+{
+    constexpr std::int64_t kLargest = std::numeric_limits<unsigned short>::max();
+    return static_cast<int>(std::clamp<std::int64_t>(pixels, 0, kLargest));
+}
+
+std::int64_t readInteger(ArvCamera &camera, const char *feature, std::int64_t otherwise)
+{
+    if (!arv_camera_is_feature_available(&camera, feature, nullptr))
+        return otherwise;
+    const std::int64_t value = arv_camera_get_integer(&camera, feature, nullptr);
+    return value > 0 && value <= std::numeric_limits<int>::max() ? value : otherwise;
+}
+
+/// The offset of a part in the middle of a whole.
+int middle(int whole, int part, int step, bool isInPairs)
+{
+    if (step <= 0)
+        return 0;
+    const std::int64_t steps = isInPairs ? std::lcm(std::int64_t{step}, 2) : step;
+    const std::int64_t rest = std::int64_t{whole} - part;
+    return static_cast<int>(std::max<std::int64_t>(rest, 0) / 2 / steps * steps);
+}
 
 constexpr int kSizes[][2] = {{1920, 1080}, {1280, 960}, {1280, 800}, {1280, 720},
                              {640, 480},   {640, 400},  {320, 240}};
 constexpr int kRates[] = {120, 90, 60, 50, 30, 25, 20, 15, 10, 5};
 constexpr int kFastest = std::numeric_limits<signed char>::max();
-constexpr int kUnknownRate = 30;  // of cameras that do not tell theirs
+constexpr int kUnknownRate = 30;  // of cameras that do not report theirs
 
-/// What a camera can be set to, of all formats.
+/// The sizes and rates of a camera, which are the same for all formats.
 struct Limits {
     std::vector<std::pair<int, int>> sizes;
     std::vector<int> rates;
@@ -72,7 +99,7 @@ std::vector<int> readRates(ArvCamera &camera, typedefNubrixFrameMode &found)
     double most = 0;
     arv_camera_get_frame_rate_bounds(&camera, &least, &most, nullptr);
     const double now = arv_camera_get_frame_rate(&camera, nullptr);
-    const auto rounded = [](double rate) {  // also of what is no number
+    const auto rounded = [](double rate) {  // also of NaN
         return rate > 1 ? static_cast<int>(std::lround(std::min(rate, double{kFastest}))) : 1;
     };
     found.frameRate = static_cast<signed char>(rounded(now));
@@ -90,17 +117,18 @@ std::vector<int> readRates(ArvCamera &camera, typedefNubrixFrameMode &found)
     return rates;
 }
 
-void readOffersOf(ArvCamera &camera, const std::string &component, std::vector<Offer> &offers)
+void readFormatsOf(ArvCamera &camera, const std::string &component,
+                   std::vector<AvailableFormat> &available)
 {
     guint count = 0;
     const MemoryPtr<gint64> codes(arv_camera_dup_available_pixel_formats(&camera, &count, nullptr));
     for (guint i = 0; codes && i < count; ++i)
-        offers.push_back({component, static_cast<std::uint32_t>(codes.get()[i])});
+        available.push_back({component, static_cast<std::uint32_t>(codes.get()[i])});
 }
 
-std::vector<Offer> readOffers(ArvCamera &camera)
+std::vector<AvailableFormat> readFormats(ArvCamera &camera)
 {
-    std::vector<Offer> offers;
+    std::vector<AvailableFormat> available;
     guint count = 0;
     if (arv_camera_is_component_available(&camera, nullptr)) {
         const MemoryPtr<const char *> components(
@@ -109,16 +137,16 @@ std::vector<Offer> readOffers(ArvCamera &camera)
             const std::string component = components.get()[i];
             if (arv_camera_select_component(&camera, component.c_str(),
                                             ARV_COMPONENT_SELECTION_FLAGS_NONE, nullptr, nullptr))
-                readOffersOf(camera, component, offers);
+                readFormatsOf(camera, component, available);
         }
     }
-    if (offers.empty())
-        readOffersOf(camera, "", offers);
-    return offers;
+    if (available.empty())
+        readFormatsOf(camera, "", available);
+    return available;
 }
 
-/// Whether a component may be shown as a stream; names are those of the GenICam standard.
-bool isFor(const std::string &component, const PixelFormat &format)
+/// Whether a component fits the stream of a format; the names are those of the GenICam standard.
+bool fitsStream(const std::string &component, const PixelFormat &format)
 {
     const bool isRange = component == "Range";
     if (format.streamType == NUBRIX_STREAM_DEPTH)
@@ -126,7 +154,7 @@ bool isFor(const std::string &component, const PixelFormat &format)
     return !isRange && component != "Disparity" && component != "Confidence";
 }
 
-void fill(StreamModes &modes, const Limits &limits)
+void addModes(StreamModes &modes, const Limits &limits)
 {
     for (const auto &[width, height] : limits.sizes) {
         const bool inPairs =
@@ -151,46 +179,78 @@ void fill(StreamModes &modes, const Limits &limits)
         modes.first = modes.nearest(found);
 }
 
-/// What the settings name is offered.
-bool isNamed(const Offer &offer, const PixelFormat &format, const std::string &wanted)
+/// Whether a format of the camera is the one that the settings name.
+bool isNamed(const AvailableFormat &candidate, const PixelFormat &format, const std::string &wanted)
 {
     const std::size_t colon = wanted.find(':');
     if (colon == std::string::npos)
-        return format.name == wanted && isFor(offer.component, format);
-    return format.name == wanted.substr(colon + 1) && offer.component == wanted.substr(0, colon);
+        return format.name == wanted && fitsStream(candidate.component, format);
+    return format.name == wanted.substr(colon + 1) &&
+           candidate.component == wanted.substr(0, colon);
 }
 
 }  // namespace
 
-void choose(StreamModes &modes, const std::vector<Offer> &offers, const std::string &wanted,
-            bool mono16IsDepth)
+Sensor readSensor(ArvCamera &camera)
+{
+    Sensor sensor = {};
+    arv_camera_get_width_bounds(&camera, nullptr, &sensor.width, nullptr);
+    arv_camera_get_height_bounds(&camera, nullptr, &sensor.height, nullptr);
+    // The bounds are those at the offset that the camera is set to.
+    const std::int64_t right = sensor.width + readInteger(camera, "OffsetX", 0);
+    const std::int64_t bottom = sensor.height + readInteger(camera, "OffsetY", 0);
+    sensor.width = sizeOf(readInteger(camera, "WidthMax",
+                                      std::min(right, readInteger(camera, "SensorWidth", right))));
+    sensor.height = sizeOf(readInteger(
+        camera, "HeightMax", std::min(bottom, readInteger(camera, "SensorHeight", bottom))));
+    if (arv_camera_is_region_offset_available(&camera, nullptr)) {
+        sensor.stepX = std::max(arv_camera_get_x_offset_increment(&camera, nullptr), 1);
+        sensor.stepY = std::max(arv_camera_get_y_offset_increment(&camera, nullptr), 1);
+    }
+    return sensor;
+}
+
+RegionOffset offsetOf(const Sensor &sensor, const typedefNubrixFrameMode &mode,
+                      const PixelFormat &format)
+{
+    const bool isMosaic = format.layout == Layout::kMosaic;
+    const bool isInPairs =
+        isMosaic || format.layout == Layout::kYuyv || format.layout == Layout::kUyvy;
+    return {middle(sensor.width, mode.width, sensor.stepX, isInPairs),
+            middle(sensor.height, mode.height, sensor.stepY, isMosaic)};
+}
+
+void chooseFormat(StreamModes &modes, const std::vector<AvailableFormat> &available,
+                  const std::string &wanted, bool mono16IsDepth)
 {
     const bool isDepth = modes.streamType == NUBRIX_STREAM_DEPTH;
-    for (const Offer &offer : offers) {
-        const PixelFormat *format = findPixelFormat(offer.code, modes.streamType);
+    for (const AvailableFormat &candidate : available) {
+        const PixelFormat *format = findPixelFormat(candidate.code, modes.streamType);
         if (format == nullptr)
             continue;
-        if (!wanted.empty() ? !isNamed(offer, *format, wanted) : !isFor(offer.component, *format))
+        if (!wanted.empty() ? !isNamed(candidate, *format, wanted)
+                            : !fitsStream(candidate.component, *format))
             continue;
         const bool isMono16 = findPixelFormat("Mono16", modes.streamType) == format;
-        if (wanted.empty() && isMono16 && isDepth != mono16IsDepth && offer.component.empty())
+        if (wanted.empty() && isMono16 && isDepth != mono16IsDepth && candidate.component.empty())
             continue;
         if (modes.format == nullptr || rankOf(*format) < rankOf(*modes.format)) {
             modes.format = format;
-            modes.component = offer.component;
+            modes.component = candidate.component;
         }
     }
 }
 
 CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std::string &serial)
 {
-    const std::vector<Offer> offers = readOffers(camera);
+    const std::vector<AvailableFormat> available = readFormats(camera);
     Limits limits = {};
     limits.sizes = readSizes(camera, limits.found);
     limits.rates = readRates(camera, limits.found);
-    const bool hasDepthFormat = std::any_of(offers.begin(), offers.end(), [](const Offer &offer) {
-        return offer.code == ARV_PIXEL_FORMAT_COORD3D_C_16;
-    });
+    const bool hasDepthFormat =
+        std::any_of(available.begin(), available.end(), [](const AvailableFormat &candidate) {
+            return candidate.code == ARV_PIXEL_FORMAT_COORD3D_C_16;
+        });
     const bool mono16IsDepth = !hasDepthFormat && arv_camera_is_feature_available(
                                                       &camera, "Scan3dCoordinateScale", nullptr);
     CameraModes modes;
@@ -200,16 +260,16 @@ CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std:
     for (StreamModes &stream : modes) {
         const char *name = streamName(stream.streamType);
         const std::string wanted = settings.formatOf(serial, name);
-        choose(stream, offers, wanted, mono16IsDepth);
+        chooseFormat(stream, available, wanted, mono16IsDepth);
         if (stream.format != nullptr) {
-            fill(stream, limits);
+            addModes(stream, limits);
         } else if (!wanted.empty()) {
             std::string line = "nubrixNet.ini: ";
-            line.append(wanted).append(" is no pixel format of ").append(serial);
-            report(line.append(" that could be its ").append(name).append(" stream"));
+            line.append(wanted).append(" is not a pixel format of ").append(serial);
+            report(line.append(" for its ").append(name).append(" stream"));
         }
     }
     return modes;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

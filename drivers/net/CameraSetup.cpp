@@ -8,15 +8,15 @@
 #include <utility>
 
 #include "common/ModeTable.h"
-#include "net/ControlledDevice.h"
+#include "net/Aravis.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
 constexpr int kLoopbackPacket = 8192;
-constexpr int kSocketBuffer = 4 << 20;  // bytes; the kernel gives what it may
+constexpr int kSocketBuffer = 4 << 20;  // bytes; the kernel may give less
 constexpr unsigned int kPacketTimeoutUs = 20000;
 
 bool isLoopback(const std::string &address)
@@ -32,11 +32,11 @@ void setRegion(ArvCamera &camera, const CameraSetup &setup, Error &error)
         arv_camera_set_region(&camera, -1, -1, width, height, error.out());
         return;
     }
-    // Offsets first make room for the size.
+    // Without an offset every size fits.
     arv_camera_set_region(&camera, 0, 0, width, height, error.out());
-    const Place place = placeOf(setup.sensor, setup.mode, setup.format);
-    if (!error && (place.x != 0 || place.y != 0))
-        arv_camera_set_region(&camera, place.x, place.y, width, height, error.out());
+    const RegionOffset offset = offsetOf(setup.sensor, setup.mode, setup.format);
+    if (!error && (offset.x != 0 || offset.y != 0))
+        arv_camera_set_region(&camera, offset.x, offset.y, width, height, error.out());
 }
 
 bool has(ArvCamera &camera, const char *feature)
@@ -46,9 +46,9 @@ bool has(ArvCamera &camera, const char *feature)
 
 bool isChosen(ArvCamera &camera, const char *feature, const char *choice)
 {
-    const char *told =
+    const char *current =
         has(camera, feature) ? arv_camera_get_string(&camera, feature, nullptr) : nullptr;
-    return told != nullptr && std::strcmp(told, choice) == 0;
+    return current != nullptr && std::strcmp(current, choice) == 0;
 }
 
 bool waitsForTriggers(ArvCamera &camera)
@@ -56,8 +56,8 @@ bool waitsForTriggers(ArvCamera &camera)
     constexpr const char *kSelector = "TriggerSelector";
     if (!has(camera, kSelector))
         return isChosen(camera, "TriggerMode", "On");
-    const char *told = arv_camera_get_string(&camera, kSelector, nullptr);
-    const std::string selected = told == nullptr ? "" : told;
+    const char *current = arv_camera_get_string(&camera, kSelector, nullptr);
+    const std::string selected = current == nullptr ? "" : current;
     guint count = 0;
     const MemoryPtr<const char *> triggers(
         arv_camera_dup_available_triggers(&camera, &count, nullptr));
@@ -71,24 +71,25 @@ bool waitsForTriggers(ArvCamera &camera)
     return isOn;
 }
 
-/// Sets a choice where the camera has it; says so when depth cannot be had for want of it.
-int insist(ArvCamera &camera, const std::string &name, const char *feature, const char *choice)
+/// Sets a choice if the camera has the feature; logs that there is no depth when it cannot be set.
+int requireChoice(ArvCamera &camera, const std::string &name, const char *feature,
+                  const char *choice)
 {
     if (!has(camera, feature))
         return kDone;
     Error error;
     arv_camera_set_string(&camera, feature, choice, nullptr);
-    const char *told = arv_camera_get_string(&camera, feature, error.out());
+    const char *current = arv_camera_get_string(&camera, feature, error.out());
     if (error)
-        return tellFailure(name, error);
-    if (told != nullptr && std::strcmp(told, choice) == 0)
+        return reportError(name, error);
+    if (current != nullptr && std::strcmp(current, choice) == 0)
         return kDone;
-    report(name + " cannot show depth: its " + feature + " is " + (told ? told : "unknown") +
-           " and cannot be set to " + choice);
+    report(name + " cannot deliver depth: its " + feature + " is " +
+           (current ? current : "unknown") + " and cannot be set to " + choice);
     return kUnsupported;
 }
 
-/// Millimetres of a unit of distances.
+/// Reads how many millimetres the unit of distances has.
 int readUnit(ArvCamera &camera, const std::string &name, double &unit)
 {
     constexpr double kInch = 25.4;
@@ -97,19 +98,19 @@ int readUnit(ArvCamera &camera, const std::string &name, double &unit)
         unit = kInch;
         return kDone;
     }
-    return insist(camera, name, kFeature, "Millimeter");
+    return requireChoice(camera, name, kFeature, "Millimeter");
 }
 
-/// Leaves the value alone when the camera has no such feature.
+/// Does not change the value when the camera does not have the feature.
 int readNumber(ArvCamera &camera, const std::string &name, const char *feature, double &value)
 {
     if (!has(camera, feature))
         return kDone;
     Error error;
-    const double told = arv_camera_get_float(&camera, feature, error.out());
+    const double current = arv_camera_get_float(&camera, feature, error.out());
     if (error)
-        return tellFailure(name + " " + feature, error);
-    value = told;
+        return reportError(name + " " + feature, error);
+    value = current;
     return kDone;
 }
 
@@ -131,12 +132,12 @@ void setPackets(ArvCamera &camera, const CameraSetup &setup, Error &error)
 
 int setToDistances(ArvCamera &camera, const std::string &name)
 {
-    if (const int status = insist(camera, name, "Scan3dOutputMode", "CalibratedC"))
+    if (const int status = requireChoice(camera, name, "Scan3dOutputMode", "CalibratedC"))
         return status;
-    return insist(camera, name, "Scan3dCoordinateSystem", "Cartesian");
+    return requireChoice(camera, name, "Scan3dCoordinateSystem", "Cartesian");
 }
 
-/// Leaves triggers alone. The mode's rate may not be had exactly, or not at all.
+/// Sets the rate, and does not change triggers. A camera may not have exactly the rate of the mode.
 void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
 {
     const double rate = setup.mode.frameRate;
@@ -150,7 +151,7 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
         double least = rate;
         double most = rate;
         arv_camera_get_float_bounds(&camera, feature, &least, &most, nullptr);
-        const bool hasBounds = least <= most;  // not where one is no number
+        const bool hasBounds = least <= most;  // false when one is NaN
         const double nearest = hasBounds ? std::clamp(rate, least, most) : rate;
         arv_camera_set_float(&camera, feature, nearest, error.out());
         break;
@@ -163,11 +164,11 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
     const double actual = arv_camera_get_frame_rate(&camera, nullptr);
     if (!(std::abs(actual - rate) <= 0.5)) {
         report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
-               " frames/s, and the camera gives " + textOf(actual));
+               " frames/s, and the camera gives " + numberText(actual));
     }
 }
 
-/// Cameras may round, or refuse without a word.
+/// Checks what the camera is set to: it may round values, or ignore them without an error.
 int checkMode(ArvCamera &camera, const CameraSetup &setup)
 {
     Error error;
@@ -175,98 +176,24 @@ int checkMode(ArvCamera &camera, const CameraSetup &setup)
     const auto height = error ? 0 : arv_camera_get_integer(&camera, "Height", error.out());
     const auto code = error ? 0 : arv_camera_get_pixel_format(&camera, error.out());
     if (error)
-        return tellFailure(setup.name, error);
+        return reportError(setup.name, error);
     if (width == setup.mode.width && height == setup.mode.height && code == setup.format.code)
         return kDone;
     report(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
-           " cannot be had, the camera gives " + std::to_string(width) + "x" +
+           " is not available, the camera gives " + std::to_string(width) + "x" +
            std::to_string(height) + " " + nameOfPixelFormat(code) +
            ": close it and open it again to see its modes");
     return kBadArgument;
 }
 
-int statusOfSocket(int code)
-{
-    switch (code) {
-        case G_IO_ERROR_TIMED_OUT:
-        case G_IO_ERROR_HOST_UNREACHABLE:
-        case G_IO_ERROR_NETWORK_UNREACHABLE:
-        case G_IO_ERROR_HOST_NOT_FOUND:
-        case G_IO_ERROR_CONNECTION_REFUSED:
-        case G_IO_ERROR_CONNECTION_CLOSED:
-        case G_IO_ERROR_NOT_CONNECTED:
-            return kGone;
-        default:
-            return kFailed;
-    }
-}
-
-int statusOfDescription(int code)
-{
-    switch (code) {
-        case ARV_GC_ERROR_OUT_OF_RANGE:
-        case ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND:
-        case ARV_GC_ERROR_INVALID_LENGTH:
-        case ARV_GC_ERROR_READ_ONLY:
-        case ARV_GC_ERROR_INVALID_SYNTAX:
-            return kBadArgument;
-        case ARV_GC_ERROR_NODE_NOT_FOUND:
-            return kUnsupported;
-        default:
-            return kFailed;
-    }
-}
-
 }  // namespace
 
-std::string textOf(double number)
+std::string numberText(double number)
 {
     char text[32];
     const auto [end, failure] =
         std::to_chars(text, text + sizeof text, number, std::chars_format::general, 6);
     return failure == std::errc() ? std::string(text, end) : "";
-}
-
-int statusOf(const Error &error)
-{
-    if (!error)
-        return kDone;
-    if (error.get()->domain == G_IO_ERROR)
-        return statusOfSocket(error.get()->code);
-    if (error.get()->domain == ARV_GC_ERROR)
-        return statusOfDescription(error.get()->code);
-    if (error.get()->domain != ARV_DEVICE_ERROR)
-        return kFailed;
-    switch (error.get()->code) {
-        case ARV_DEVICE_ERROR_TIMEOUT:
-        case ARV_DEVICE_ERROR_NOT_CONNECTED:
-        case ARV_DEVICE_ERROR_TRANSFER_ERROR:
-            return kGone;
-        case ARV_DEVICE_ERROR_NOT_CONTROLLER:
-            return kWrongState;
-        case ARV_DEVICE_ERROR_FEATURE_NOT_FOUND:
-        case ARV_DEVICE_ERROR_NO_STREAM_CHANNEL:
-            return kUnsupported;
-        case ARV_DEVICE_ERROR_INVALID_PARAMETER:
-        case ARV_DEVICE_ERROR_WRONG_FEATURE:
-            return kBadArgument;
-        default:
-            return kFailed;
-    }
-}
-
-int tellFailure(const std::string &name, const Error &error)
-{
-    const int status = statusOf(error);
-    if (isLate(error))
-        report(name + " answers, but does not do what it was asked to");
-    else if (status == kGone)
-        report(name + " does not answer: check its cable and its power, then open it again");
-    else if (status == kWrongState)
-        report(name + " is no longer ours to control: another application has taken it");
-    else
-        report(name + " failed: " + error.text());
-    return status;
 }
 
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
@@ -291,12 +218,12 @@ int setUpCamera(ArvCamera &camera, const CameraSetup &setup)
         setPackets(camera, setup, error);
     if (!error)
         arv_camera_set_acquisition_mode(&camera, ARV_ACQUISITION_MODE_CONTINUOUS, error.out());
-    return error ? tellFailure(setup.name, error) : checkMode(camera, setup);
+    return error ? reportError(setup.name, error) : checkMode(camera, setup);
 }
 
-void tuneStream(ArvStream &stream, int frameRate)
+void configureStream(ArvStream &stream, int frameRate)
 {
-    // Pictures that wait for lost packets must not take every frame in flight.
+    // Frames that wait for lost packets must not use up all buffers.
     const auto retentionUs =
         static_cast<unsigned int>(std::clamp(3 * 1000000 / std::max(frameRate, 1), 40000, 100000));
     g_object_set(&stream, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, "packet-timeout",
@@ -304,7 +231,7 @@ void tuneStream(ArvStream &stream, int frameRate)
                  ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBuffer, nullptr);
 }
 
-std::chrono::milliseconds patienceFor(ArvCamera &camera)
+std::chrono::milliseconds frameTimeoutOf(ArvCamera &camera)
 {
     constexpr std::chrono::milliseconds kLeast{3000};
     constexpr std::chrono::milliseconds kMost{60000};
@@ -313,15 +240,15 @@ std::chrono::milliseconds patienceFor(ArvCamera &camera)
     if (!arv_camera_is_frame_rate_available(&camera, nullptr))
         return kLeast;
     const double rate = arv_camera_get_frame_rate(&camera, nullptr);
-    if (!(rate >= 0.05))  // or no number
+    if (!(rate >= 0.05))  // or NaN
         return kMost;
     return std::clamp(std::chrono::milliseconds(std::lround(3000 / rate)), kLeast, kMost);
 }
 
 int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth)
 {
-    // The features that follow are those of the coordinate that is selected.
-    if (const int status = insist(camera, name, "Scan3dCoordinateSelector", "CoordinateC"))
+    // The features below are those of the selected coordinate.
+    if (const int status = requireChoice(camera, name, "Scan3dCoordinateSelector", "CoordinateC"))
         return status;
     DepthScale read;
     double unit = 1;
@@ -340,12 +267,12 @@ int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth
     read.scale *= unit;
     read.offset *= unit;
     if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
-        report(name + " cannot show depth: a count is " + textOf(read.scale) + " mm from " +
-               textOf(read.offset) + " mm on");
+        report(name + " cannot deliver depth: a count is " + numberText(read.scale) + " mm from " +
+               numberText(read.offset) + " mm on");
         return kUnsupported;
     }
     depth = read;
     return kDone;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

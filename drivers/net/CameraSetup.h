@@ -1,16 +1,16 @@
-// Sets a network camera to a mode, and the way of its packets.
+// Sets a network camera to a mode, and configures its packets.
 #pragma once
 
 #include <chrono>
 #include <string>
 
+#include "net/Aravis.h"
+#include "net/CameraModes.h"
 #include "net/FrameConverter.h"
-#include "net/GLibPtr.h"
 #include "net/PixelFormats.h"
-#include "net/Region.h"
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 struct CameraSetup {
     std::string name;     ///< in messages
@@ -23,30 +23,24 @@ struct CameraSetup {
     bool usesPacketSocket;
 };
 
-/// The status for what went wrong: -9 no answer or no way to it, -2 not ours to control, -8 no such
-/// feature, -4 refused value, else -1. Thread-safe.
-int statusOf(const Error &error);
-
 /// A number of up to six digits with a decimal point, whatever the locale. Thread-safe.
-std::string textOf(double number);
+std::string numberText(double number);
 
-/// Says what went wrong with `name` and returns the status. Thread-safe.
-int tellFailure(const std::string &name, const Error &error);
-
-/// Sets component, format, region, rate and packets; the region is the middle of what the camera
-/// sees. Returns a status and says why: -4 also when the camera then gives another size or format.
-/// A rate that it does not give is only told. Not thread-safe.
+/// Sets component, format, region, rate and packets; the region is the middle of the sensor.
+/// Returns a status and logs the reason: -4 also when the camera then has another size or format.
+/// When it has another rate, that is only logged. Not thread-safe.
 int setUpCamera(ArvCamera &camera, const CameraSetup &setup);
 
-/// How long a camera that is set up may take for its next picture; 0: as long as it likes, because
-/// it waits for triggers. Not thread-safe.
-std::chrono::milliseconds patienceFor(ArvCamera &camera);
+/// The longest time between two frames of a camera that is set up; 0: no limit, because it waits
+/// for triggers. Not thread-safe.
+std::chrono::milliseconds frameTimeoutOf(ArvCamera &camera);
 
-/// Sets resending and room of a stream that has just been made. Not thread-safe.
-void tuneStream(ArvStream &stream, int frameRate);
+/// Sets packet resending and the socket buffer of a new stream. Not thread-safe.
+void configureStream(ArvStream &stream, int frameRate);
 
-/// What a camera that is set up tells of its depth counts. -8, with a line, when no distances along
-/// the axis of view follow from them. `name` is in messages. Not thread-safe.
+/// Reads how the depth counts of a camera that is set up become distances along the optical axis.
+/// -8, with a line in the log, when they cannot. `name` is the camera in that line. Not
+/// thread-safe.
 int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth);
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,13 +6,13 @@
 #include "common/ModeTable.h"
 #include "nubrix/image.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
 constexpr std::size_t kCounts = 0x10000;
 
-/// 14.2 fixed point, 0 for what does not fit.
+/// The depth of each count in 14.2 fixed point, 0 when it does not fit.
 std::vector<std::uint16_t> tableOf(const DepthScale &depth)
 {
     std::vector<std::uint16_t> table(kCounts, 0);
@@ -29,8 +29,8 @@ std::vector<std::uint16_t> tableOf(const DepthScale &depth)
     return table;
 }
 
-/// A picture beyond whose edges the pixels are those on the other side of the edge, so that colours
-/// keep their places.
+/// An image that is mirrored at its edges, so that the pattern of its colours continues beyond
+/// them.
 class Mosaic {
 public:
     Mosaic(const std::uint8_t *pixels, std::size_t width, std::size_t height)
@@ -52,7 +52,7 @@ public:
     {
         return quarter(at(x - 1, y - 1) + at(x + 1, y - 1) + at(x - 1, y + 1) + at(x + 1, y + 1));
     }
-    std::uint8_t beside(std::ptrdiff_t x, std::ptrdiff_t y) const
+    std::uint8_t leftAndRight(std::ptrdiff_t x, std::ptrdiff_t y) const
     {
         return static_cast<std::uint8_t>((at(x - 1, y) + at(x + 1, y) + 1) / 2);
     }
@@ -107,7 +107,7 @@ bool FrameConverter::passesThrough() const
 void FrameConverter::convert(const std::uint8_t *source, std::uint8_t *frame) const
 {
     const std::size_t pixels = m_width * m_height;
-    // The conversions only read it, whatever they declare.
+    // The conversions take a pointer to non-const bytes, but only read them.
     auto *pixel = const_cast<std::uint8_t *>(source);
     unsigned int consumed = 0;
     auto produced = static_cast<unsigned int>(3 * pixels);
@@ -161,7 +161,7 @@ void FrameConverter::convertMosaic(const std::uint8_t *source, std::uint8_t *fra
                 frame[1] = mosaic.cross(x, y);
                 ofOtherRow = mosaic.corners(x, y);
             } else {
-                ofRow = mosaic.beside(x, y);
+                ofRow = mosaic.leftAndRight(x, y);
                 frame[1] = own;
                 ofOtherRow = mosaic.aboveAndBelow(x, y);
             }
@@ -169,4 +169,4 @@ void FrameConverter::convertMosaic(const std::uint8_t *source, std::uint8_t *fra
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -1,4 +1,4 @@
-// Makes frames of the pictures that a network camera sends.
+// Converts the images that a network camera sends to frames.
 #pragma once
 
 #include <cstddef>
@@ -7,26 +7,26 @@
 
 #include "net/PixelFormats.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// What the counts of a depth picture mean.
+/// The meaning of the counts of a depth image.
 struct DepthScale {
-    double scale = 1;     ///< millimetres a count
+    double scale = 1;     ///< millimetres per count
     double offset = 0;    ///< millimetres
-    double invalid = -1;  ///< the count that means that nothing was measured, negative: none does
+    double invalid = -1;  ///< the count of pixels without a measurement; negative: none
 };
 
-/// Converts the pictures of one mode. Not thread-safe.
+/// Converts the images of one mode. Not thread-safe.
 class FrameConverter {
 public:
     FrameConverter(const PixelFormat &format, const DepthScale &depth, unsigned int width,
                    unsigned int height);
 
-    /// Of a picture without gaps between its rows.
+    /// The size of an image without padding between its rows.
     std::size_t sourceBytes() const;
-    /// Of a frame.
+    /// The size of a frame.
     std::size_t frameBytes() const;
-    /// Frames have the very bytes of the source.
+    /// Whether frames have the same bytes as images.
     bool passesThrough() const;
 
     /// Reads sourceBytes() and writes frameBytes(). Thread-safe.
@@ -38,7 +38,7 @@ private:
     const PixelFormat m_format;
     const std::size_t m_width;
     const std::size_t m_height;
-    std::vector<std::uint16_t> m_depths;  // of each count; empty when they are the same
+    std::vector<std::uint16_t> m_depths;  // by count; empty when depths are the counts
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

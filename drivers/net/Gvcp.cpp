@@ -10,11 +10,12 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 #include <system_error>
 
 #include "common/Text.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -36,9 +37,9 @@ void append(Packet &packet, unsigned int value)
     packet.push_back(static_cast<std::uint8_t>(value));
 }
 
-std::uint16_t shortAt(const Packet &packet, std::size_t place)
+std::uint16_t shortAt(const Packet &packet, std::size_t offset)
 {
-    return static_cast<std::uint16_t>(packet[place] << 8U | packet[place + 1]);
+    return static_cast<std::uint16_t>(packet[offset] << 8U | packet[offset + 1]);
 }
 
 bool isAnswerTo(const Packet &packet, std::uint16_t command, std::uint16_t id)
@@ -47,19 +48,42 @@ bool isAnswerTo(const Packet &packet, std::uint16_t command, std::uint16_t id)
            shortAt(packet, 6) == id;
 }
 
-/// Up to its end mark, if there is one within its room.
-std::string textAt(const Packet &packet, std::size_t place, std::size_t room)
+/// Up to its terminating zero, if it has one.
+std::string textAt(const Packet &packet, std::size_t offset, std::size_t capacity)
 {
-    const auto first = packet.begin() + static_cast<std::ptrdiff_t>(kHeader + place);
-    const auto end = first + static_cast<std::ptrdiff_t>(room);
+    const auto first = packet.begin() + static_cast<std::ptrdiff_t>(kHeader + offset);
+    const auto end = first + static_cast<std::ptrdiff_t>(capacity);
     return cleanText(std::string(first, std::find(first, end, 0)));
+}
+
+constexpr std::uint32_t kControllerRegister = 0x0a14;
+constexpr std::chrono::milliseconds kRegisterWait{200};
+
+std::optional<RegisterReply> exchange(const UdpSocket &socket, std::uint16_t command,
+                                      const std::vector<std::uint32_t> &words)
+{
+    const std::uint16_t id = nextRequestId();
+    socket.send(makeRequest(command, id, words));
+    const auto end = UdpSocket::Clock::now() + kRegisterWait;
+    for (;;) {
+        const Packet packet = socket.receive(end).packet;
+        const auto reply = registerReplyIn(packet, command, id);
+        if (reply || packet.empty())
+            return reply;
+    }
+}
+
+std::optional<RegisterReply> readRegister(const std::string &address, std::uint32_t number)
+{
+    const UdpSocket socket;
+    return socket.connectTo(address) ? exchange(socket, kReadRegister, {number}) : std::nullopt;
 }
 
 }  // namespace
 
-std::uint32_t wordAt(const Packet &packet, std::size_t place)
+std::uint32_t wordAt(const Packet &packet, std::size_t offset)
 {
-    return static_cast<std::uint32_t>(shortAt(packet, place)) << 16U | shortAt(packet, place + 2);
+    return static_cast<std::uint32_t>(shortAt(packet, offset)) << 16U | shortAt(packet, offset + 2);
 }
 
 std::uint16_t nextRequestId()
@@ -184,13 +208,13 @@ UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
             std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
         if (left <= 0)
             return {};
-        pollfd waited = {m_descriptor, POLLIN, 0};
-        if (::poll(&waited, 1, static_cast<int>(left)) <= 0)
+        pollfd readable = {m_descriptor, POLLIN, 0};
+        if (::poll(&readable, 1, static_cast<int>(left)) <= 0)
             continue;
         Packet packet(1024);
         sockaddr_in from = {};
         socklen_t size = sizeof from;
-        // Refused by a machine without a camera, among others: no packet.
+        // Fails when a machine without a camera has refused a packet, for instance.
         const ssize_t got = ::recvfrom(m_descriptor, packet.data(), packet.size(), MSG_DONTWAIT,
                                        reinterpret_cast<sockaddr *>(&from), &size);
         if (got <= 0)
@@ -200,4 +224,50 @@ UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
     }
 }
 
-}  // namespace nubrix
+std::string addressInUri(const std::string &uri)
+{
+    const std::string prefix = "net:";
+    const bool isOwn =
+        uri.compare(0, prefix.size(), prefix) == 0 && cameraAddress(uri.substr(prefix.size()));
+    return isOwn ? uri.substr(prefix.size()) : "";
+}
+
+std::string localAddressFor(const std::string &address)
+{
+    const UdpSocket socket;
+    sockaddr_in own = {};
+    socklen_t size = sizeof own;
+    if (!socket.connectTo(address) ||
+        ::getsockname(socket.descriptor(), reinterpret_cast<sockaddr *>(&own), &size) != 0)
+        return {};
+    return addressText(own.sin_addr);
+}
+
+ControlState readControlState(const std::string &address)
+{
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (const auto control = readRegister(address, kControlRegister)) {
+            const bool isFree = control->isGranted && (control->value & kControlBits) == 0;
+            return isFree ? ControlState::kFree : ControlState::kHeld;
+        }
+    }
+    return ControlState::kNoAnswer;
+}
+
+bool canTakeControl(const std::string &address)
+{
+    const UdpSocket socket;
+    if (!socket.connectTo(address))
+        return false;
+    const auto taken = exchange(socket, kWriteRegister, {kControlRegister, kControl});
+    return taken && taken->isGranted && exchange(socket, kWriteRegister, {kControlRegister, 0});
+}
+
+std::string controllerOf(const std::string &address)
+{
+    const auto controller = readRegister(address, kControllerRegister);
+    const bool isReported = controller && controller->isGranted && controller->value != 0;
+    return isReported ? addressText({htonl(controller->value)}) : "";
+}
+
+}  // namespace nubrix::net

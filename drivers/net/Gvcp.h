@@ -1,4 +1,5 @@
-// Packets and sockets of the protocol by which cameras are found and controlled.
+// The protocol by which cameras are found and controlled: packets, sockets, and requests to a
+// camera that is not open.
 #pragma once
 
 #include <netinet/in.h>
@@ -10,17 +11,21 @@
 #include <string>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 
-constexpr std::uint16_t kDiscovery = 0x0002;  // commands; an answer has the next number
+constexpr std::uint16_t kDiscovery = 0x0002;  // commands; an answer has the command plus 1
 constexpr std::uint16_t kReadRegister = 0x0080;
 constexpr std::uint16_t kWriteRegister = 0x0082;
 constexpr std::uint16_t kReadMemory = 0x0084;
 constexpr std::uint16_t kWriteMemory = 0x0086;
 
+constexpr std::uint32_t kControlRegister = 0x0a00;
+constexpr std::uint32_t kControl = 2;      // value that takes the control
+constexpr std::uint32_t kControlBits = 3;  // set while an application has it, exclusively or not
+
 using Packet = std::vector<std::uint8_t>;
 
-/// What a camera says of itself when it is looked for. Its texts are printable, whatever it sent.
+/// A camera's answer to a discovery request. Its texts are printable, whatever the camera sent.
 struct NetIdentity {
     std::string address;  ///< IPv4
     std::string mac;      ///< "00:11:22:33:44:55"
@@ -36,38 +41,39 @@ struct RegisterReply {
     std::uint32_t value;
 };
 
-/// What a camera answers to a command.
+/// The answer of a camera to a command.
 struct GvcpAnswer {
     std::uint16_t status;  ///< 0: done
     Packet content;        ///< what follows the header
 };
 
-/// The number at a place of a packet, which it must have. Thread-safe.
-std::uint32_t wordAt(const Packet &packet, std::size_t place);
-/// The next id of a request, of the whole process. Thread-safe.
+/// The 32-bit number at an offset, which must lie within the packet. Thread-safe.
+std::uint32_t wordAt(const Packet &packet, std::size_t offset);
+/// The next id of a request, unique within the process. Thread-safe.
 std::uint16_t nextRequestId();
-/// A request that is to be answered; `id` is the answer's, too, and not 0. Thread-safe.
+/// A request that the camera answers with the same id, which is not 0. Thread-safe.
 Packet makeRequest(std::uint16_t command, std::uint16_t id,
                    const std::vector<std::uint32_t> &words = {}, const Packet &bytes = {});
 /// The answer to a command of this id, or nothing for any other packet. Thread-safe.
 std::optional<GvcpAnswer> answerIn(const Packet &packet, std::uint16_t command, std::uint16_t id);
-/// How much more time a camera asks for to answer the command of this id, or nothing for any other
-/// packet. Thread-safe.
+/// The additional time that a camera requests to answer the command of this id, or nothing for any
+/// other packet. Thread-safe.
 std::optional<std::chrono::milliseconds> delayIn(const Packet &packet, std::uint16_t id);
 /// The answer to a discovery of this id, or nothing for any other packet. Thread-safe.
 std::optional<NetIdentity> identityIn(const Packet &packet, std::uint16_t id);
-/// The answer to a request for a register of this id, or nothing for any other packet. A refusal is
-/// an answer. Thread-safe.
+/// The answer to a register request of this id, or nothing for any other packet. A refusal is an
+/// answer, too. Thread-safe.
 std::optional<RegisterReply> registerReplyIn(const Packet &packet, std::uint16_t command,
                                              std::uint16_t id);
 
-/// Where a camera listens; nothing when the text is no IPv4 address. Thread-safe.
+/// The socket address at which a camera listens; nothing when the text is no IPv4 address.
+/// Thread-safe.
 std::optional<sockaddr_in> cameraAddress(const std::string &text);
 sockaddr_in cameraAddress(in_addr address);
-/// Thread-safe.
+/// The text of an IPv4 address. Thread-safe.
 std::string addressText(in_addr address);
 
-/// Not thread-safe.
+/// A UDP socket of IPv4. Not thread-safe.
 class UdpSocket {
 public:
     using Clock = std::chrono::steady_clock;
@@ -84,11 +90,11 @@ public:
     UdpSocket &operator=(const UdpSocket &) = delete;
 
     int descriptor() const { return m_descriptor; }
-    /// Sends and receives by one camera only from now on. False when there is no way to it.
+    /// From now on, sends to and receives from one camera only. False when there is no route to it.
     bool connectTo(const std::string &address) const;
-    /// Does not wait. What cannot be sent is lost, as on the network.
+    /// Does not wait. A packet that cannot be sent is lost, as on the network.
     void send(const sockaddr_in &to, const Packet &packet) const;
-    /// To the camera that it is connected to.
+    /// Sends to the connected camera.
     void send(const Packet &packet) const;
     /// Waits for a packet until `end`.
     Received receive(Clock::time_point end) const;
@@ -97,4 +103,30 @@ private:
     const int m_descriptor;
 };
 
-}  // namespace nubrix
+/// The camera's address in a URI "net:address"; an empty text for any other URI. Thread-safe.
+std::string addressInUri(const std::string &uri);
+
+/// The address of this machine from which it sends packets to `address`; an empty text if there is
+/// no route. Thread-safe.
+std::string localAddressFor(const std::string &address);
+
+/// Whether some application has the control of a camera.
+enum class ControlState {
+    kFree,
+    kHeld,
+    kNoAnswer,
+};
+
+/// Reads the state from a camera; takes at most a second. Thread-safe.
+ControlState readControlState(const std::string &address);
+
+/// Takes the control of a camera and releases it, to find out whether it is available. Reading the
+/// state repeatedly would not do: a camera may take each access for the heartbeat of a controller
+/// that has died. Takes at most 400 ms. Thread-safe.
+bool canTakeControl(const std::string &address);
+
+/// The address of the application that has the control, or an empty text if the camera does not
+/// report it. Thread-safe.
+std::string controllerOf(const std::string &address);
+
+}  // namespace nubrix::net

@@ -11,20 +11,19 @@
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
+#include "net/Aravis.h"
 #include "net/CameraSetup.h"
-#include "net/ControlledDevice.h"
-#include "net/NetProperties.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
 constexpr std::chrono::milliseconds kRetry{200};
-/// Of the time for opening, for what follows when the camera is free.
+/// The part of the timeout of opening that is reserved for connecting to the camera.
 constexpr std::chrono::milliseconds kConnecting{400};
 
-/// "1.2.3" in some text or other.
+/// Reads "1.2.3" within any text.
 void parseVersion(const char *text, unsigned short (&version)[3])
 {
     if (text == nullptr)
@@ -38,27 +37,28 @@ void parseVersion(const char *text, unsigned short (&version)[3])
     });
 }
 
-/// Packets of such a camera do not pass the interface that has the address.
-bool isHere(const std::string &address, const std::string &local)
+/// Whether the camera is on this machine, so that its packets do not pass the interface.
+bool isLocal(const std::string &address, const std::string &local)
 {
     return address == local || address.compare(0, 4, "127.") == 0;
 }
 
-/// Waits while somebody holds the camera: a client that died does until the heartbeat ends.
+/// Waits while another application has the control. One that has died keeps it until its heartbeat
+/// times out.
 int awaitRelease(const std::string &name, const std::string &address,
-                 CameraState::Clock::time_point end)
+                 CameraState::Clock::time_point deadline)
 {
-    const Hold hold = askHold(address);
-    if (hold == Hold::kNoAnswer) {
+    const ControlState state = readControlState(address);
+    if (state == ControlState::kNoAnswer) {
         report(name + " does not answer: check its cable, its power and the address");
         return kGone;
     }
-    if (hold == Hold::kNobody)
+    if (state == ControlState::kFree)
         return kDone;
     while (!canTakeControl(address)) {
-        if (CameraState::Clock::now() >= end) {
-            const std::string holder = holderOf(address);
-            report(name + " is controlled by " + (holder.empty() ? "another application" : holder) +
+        if (CameraState::Clock::now() >= deadline) {
+            const std::string owner = controllerOf(address);
+            report(name + " is controlled by " + (owner.empty() ? "another application" : owner) +
                    ": close it there and open it again");
             return kWrongState;
         }
@@ -73,17 +73,17 @@ int NetDevice::open(const std::string &address, CameraState::Clock::time_point b
                     const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device)
 {
-    const auto end = begin + kOpening;
+    const auto deadline = begin + kOpenTimeout;
     std::unique_ptr<NetDevice> opened(new NetDevice(address, settings, workers));
     const auto freeBy =
-        std::min(CameraState::Clock::now() + settings.patience(), end - kConnecting);
+        std::min(CameraState::Clock::now() + settings.holderTimeout(), deadline - kConnecting);
     if (const int status = awaitRelease(opened->m_uri, address, freeBy))
         return status;
     auto connected =
-        opened->m_worker->submit(end, [self = opened.get()] { return self->connect(); });
-    if (connected.wait_until(end) != std::future_status::ready && opened->m_remote)
-        closeAddress(*opened->m_remote);
-    const int status = connected.get();  // it uses the device, and ends when its time is over
+        opened->m_worker->submit(deadline, [self = opened.get()] { return self->connect(); });
+    if (connected.wait_until(deadline) != std::future_status::ready && opened->m_remote)
+        invalidateAddress(*opened->m_remote);
+    const int status = connected.get();  // the task uses the device, and ends after its deadline
     if (status == kDone)
         device = std::move(opened);
     return status;
@@ -106,25 +106,25 @@ NetDevice::~NetDevice()
 {
     NetDevice::closeAllStreams();
     const auto now = CameraState::Clock::now();
-    m_worker->retire(m_state->isSilent() ? now : now + kFarewell);
+    m_worker->retire(m_state->isUnresponsive() ? now : now + kReleaseTimeout);
 }
 
-void NetDevice::tellStuck() const
+void NetDevice::reportSlow() const
 {
-    report(m_uri + " answers, but does not do what it was asked to");
+    report(m_uri + " answers, but does not complete requests in time");
 }
 
-/// Aravis keeps to itself why it could not read something: whether the camera answered is known
-/// here.
-int NetDevice::tellFailed(const Error &error)
+/// Aravis does not report why it could not read something. The channel knows whether the camera has
+/// answered.
+int NetDevice::reportConnectError(const Error &error)
 {
     const ControlChannel &channel = m_worker->channel();
     if (!channel.hasFailed() && error)
-        return tellFailure(m_uri, error);
-    if (channel.isSilent())
+        return reportError(m_uri, error);
+    if (channel.isUnresponsive())
         report(m_uri + " does not answer: check its cable and its power, then open it again");
     else
-        tellStuck();
+        reportSlow();
     return kGone;
 }
 
@@ -135,14 +135,14 @@ try {
     readIdentity();
     m_modes = readModes(*camera(), m_settings, m_versions.serialNumber);
     if (m_worker->channel().hasFailed())
-        return tellFailed(Error());
+        return reportConnectError(Error());
     for (std::size_t i = 0; i < m_slots.size(); ++i) {
         if (!m_modes[i].records.empty())
-            m_slots[i].shown = m_slots[i].current = m_modes[i].records[m_modes[i].first];
+            m_slots[i].handedOut = m_slots[i].current = m_modes[i].records[m_modes[i].first];
     }
     if (std::all_of(m_modes.begin(), m_modes.end(),
                     [](const auto &m) { return m.records.empty(); }))
-        report(m_uri + " has no pixel format that is known here: it has no streams");
+        report(m_uri + " has no pixel format that this driver knows: it has no streams");
     return kDone;
 } catch (...) {
     reportFailure("opening a network camera");
@@ -164,15 +164,15 @@ int NetDevice::connectCamera()
         return kWrongState;
     }
     if (!device)
-        return tellFailed(error);
+        return reportConnectError(error);
     ObjectPtr<ArvCamera> camera(arv_camera_new_with_device(device.get(), error.out()));
     if (!camera)
-        return tellFailed(error);
-    // Whoever had it before may have left it sending: by a pulled cable, or dead.
+        return reportConnectError(error);
+    // It may still be sending because its last application has died or its cable was pulled.
     arv_camera_stop_acquisition(camera.get(), nullptr);
     arv_camera_set_range_check_policy(camera.get(), ARV_RANGE_CHECK_POLICY_ENABLE);
     arv_camera_set_access_check_policy(camera.get(), ARV_ACCESS_CHECK_POLICY_ENABLE);
-    m_worker->keepCamera(std::move(camera));
+    m_worker->setCamera(std::move(camera));
     return kDone;
 }
 
@@ -267,7 +267,7 @@ StreamSetup NetDevice::setupOf(unsigned int streamType) const
     setup.format = *modes.format;
     setup.component = modes.component;
     setup.packetSize = m_settings.packetSize();
-    setup.usesPacketSocket = m_settings.usesPacketSocket() && !isHere(m_address, m_local);
+    setup.usesPacketSocket = m_settings.usesPacketSocket() && !isLocal(m_address, m_local);
     setup.streamType = streamType;
     setup.deliversIncomplete = m_incomplete != 0;
     return setup;
@@ -309,9 +309,10 @@ try {
     if (slot.stream && slot.stream->isRunning())
         return kWrongState;
     slot.current = mode;
-    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
-    if (!isSame(slot.shown, mode))
-        slot.shown = mode;
+    // Written only when it changes: the application may be reading it while a start sets the same
+    // mode.
+    if (!isSame(slot.handedOut, mode))
+        slot.handedOut = mode;
     return kDone;
 } catch (const std::exception &) {
     return kFailed;
@@ -322,7 +323,7 @@ typedefNubrixFrameMode *NetDevice::getCurrentFrameMode(unsigned int streamType)
     const int number = slotNumber(streamType);
     if (number < 0 || m_modes[static_cast<std::size_t>(number)].records.empty())
         return nullptr;
-    return &m_slots[static_cast<std::size_t>(number)].shown;
+    return &m_slots[static_cast<std::size_t>(number)].handedOut;
 }
 
 int NetDevice::deviceState()
@@ -335,10 +336,10 @@ int NetDevice::keepLiveState()
     if (m_state->isGone())
         return 0;
     const std::lock_guard<std::mutex> lock(m_lock);
-    const bool isSilent = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
-        return slot.stream && slot.stream->isSilent();
+    const bool hasTimedOut = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
+        return slot.stream && slot.stream->hasTimedOut();
     });
-    return isSilent ? 0 : 1;
+    return hasTimedOut ? 0 : 1;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -9,28 +9,32 @@
 #include <string>
 
 #include "net/CameraModes.h"
-#include "net/CameraState.h"
-#include "net/CameraWorkers.h"
-#include "net/FeatureAccess.h"
-#include "net/GvcpProbe.h"
+#include "net/CameraMonitor.h"
+#include "net/CameraWorker.h"
+#include "net/Genicam.h"
+#include "net/Gvcp.h"
 #include "net/NetSettings.h"
 #include "net/NetStream.h"
-#include "net/Region.h"
 #include "nubrix/driver.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// Thread-safe; closing is its destruction. Only its worker talks to the camera.
+/// Property of 4 bytes: 1 when incomplete frames are delivered, with a flag, 0 when they are
+/// dropped. Takes effect when a stream starts.
+constexpr unsigned int kPropertyIncomplete = 0x5b00;
+
+/// An opened camera; its destruction closes it. Only its worker accesses the camera. Thread-safe.
 class NetDevice final : public NubrixBaseDevice {
 public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
-    /// holds it and does not release it in time, -1 when its description cannot be used. Logs why.
-    /// One that sends no frames is opened, without streams. Waits for a camera that is held as long
-    /// as the settings say; no longer than kOpening after `begin`. Any thread; may block.
+    /// has its control and does not release it in time, -1 when its description cannot be used.
+    /// Logs the reason. A camera without a known pixel format is opened, without streams. Waits for
+    /// the release of the control as long as the settings allow, and no longer than kOpenTimeout
+    /// after `begin`. Any thread; may block.
     static int open(const std::string &address, CameraState::Clock::time_point begin,
                     const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device);
-    /// Does not wait for its worker, which releases the camera and ends: see CameraWorkers.
+    /// Does not wait until its worker has released the camera and ended: see CameraWorkers.
     ~NetDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
@@ -53,33 +57,36 @@ public:
     const std::string &name() const { return m_uri; }
     const std::shared_ptr<CameraState> &state() const { return m_state; }
 
-    // For its streams, which it has.
+    // For the streams of this device:
 
     CameraWorker &worker() { return *m_worker; }
-    /// For tasks of the worker.
+    /// For use by tasks of the worker.
     ArvCamera *camera() const { return m_worker->camera(); }
     typedefNubrixFrameMode modeOf(unsigned int streamType) const;
-    /// All but where the frames go.
+    /// The setup of a session, without allocator and callback.
     StreamSetup setupOf(unsigned int streamType) const;
-    /// Makes the stream the only one of the camera; false when another one is.
+    /// Reserves the camera for a stream; false when another stream has it.
     bool claimCamera(const NetStream &stream);
     void releaseCamera(const NetStream &stream);
-    /// When a call of the application that begins now must be done.
-    static CameraState::Clock::time_point callEnd() { return CameraState::Clock::now() + kCall; }
-    /// Waits for a task with this end; false when it is late all the same.
+    /// The deadline of a call of the application that begins now.
+    static CameraState::Clock::time_point callDeadline()
+    {
+        return CameraState::Clock::now() + kCallTimeout;
+    }
+    /// Waits for a task with this deadline; false, with a line in the log, when it is late.
     template <class Result>
-    bool await(const std::future<Result> &task, CameraState::Clock::time_point end) const;
+    bool await(const std::future<Result> &task, CameraState::Clock::time_point deadline) const;
 
-    static constexpr std::chrono::milliseconds kOpening{2450};
-    static constexpr std::chrono::milliseconds kCall{850};
+    static constexpr std::chrono::milliseconds kOpenTimeout{2450};
+    static constexpr std::chrono::milliseconds kCallTimeout{850};
 
 private:
-    static constexpr std::chrono::milliseconds kGrace{100};  // of a task whose end has come
-    static constexpr std::chrono::milliseconds kFarewell{500};
+    static constexpr std::chrono::milliseconds kGrace{100};  // for a task after its deadline
+    static constexpr std::chrono::milliseconds kReleaseTimeout{500};
 
     struct Slot {
         typedefNubrixFrameMode current;
-        typedefNubrixFrameMode shown;  // handed out: whoever has it may write to it
+        typedefNubrixFrameMode handedOut;  // the application has its address and may write to it
         std::unique_ptr<NetStream> stream;
     };
 
@@ -87,17 +94,17 @@ private:
 
     int connect();
     int connectCamera();
-    int tellFailed(const Error &error);
-    void tellStuck() const;
+    int reportConnectError(const Error &error);
+    void reportSlow() const;
     void readIdentity();
     int slotNumber(unsigned int streamType) const;
-    int access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point end);
+    int access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point deadline);
     int getIntrinsics(unsigned int streamType, void *data, unsigned int *size);
     int getCounters(unsigned int streamType, void *data, unsigned int *size);
 
     const std::string m_address;  // fixed after construction, as is what follows after connect
     const std::string m_uri;
-    const std::string m_local;  // address of this machine
+    const std::string m_local;  // address of this machine on the camera's network
     const ObjectPtr<GInetAddress> m_remote;
     const NetSettings m_settings;
     const std::shared_ptr<CameraState> m_state;
@@ -113,12 +120,13 @@ private:
 };
 
 template <class Result>
-bool NetDevice::await(const std::future<Result> &task, CameraState::Clock::time_point end) const
+bool NetDevice::await(const std::future<Result> &task,
+                      CameraState::Clock::time_point deadline) const
 {
-    if (task.wait_until(end + kGrace) == std::future_status::ready)
+    if (task.wait_until(deadline + kGrace) == std::future_status::ready)
         return true;
-    tellStuck();
+    reportSlow();
     return false;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -7,33 +7,32 @@
 #include "common/Property.h"
 #include "net/CameraSetup.h"
 #include "net/NetDevice.h"
-#include "net/NetProperties.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
-constexpr double kLargestLens = 1e9;  // pixels; NaN is not below it either
+constexpr double kLargestIntrinsic = 1e9;  // pixels; NaN is not below it either
 
 }  // namespace
 
-int NetDevice::access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point end)
+int NetDevice::access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point deadline)
 {
-    struct Answer {
+    struct Result {
         int status;
         Bytes value;
     };
-    auto answer = m_worker->submit(end, [camera = camera(), asked = std::move(request)] {
-        Answer got = {};
-        got.status = accessFeature(*camera, asked, got.value);
-        return got;
+    auto answer = m_worker->submit(deadline, [camera = camera(), task = std::move(request)] {
+        Result result = {};
+        result.status = accessFeature(*camera, task, result.value);
+        return result;
     });
-    if (!await(answer, end))
+    if (!await(answer, deadline))
         return kGone;
-    Answer got = answer.get();
-    value = std::move(got.value);
-    return got.status;
+    Result result = answer.get();
+    value = std::move(result.value);
+    return result.status;
 }
 
 int NetDevice::setProperty(unsigned int id, const void *data, unsigned int size)
@@ -47,7 +46,7 @@ try {
         feature->isWrite = true;
         feature->value.assign(bytes, bytes + size);
         Bytes nothing;
-        return access(std::move(*feature), nothing, callEnd());
+        return access(std::move(*feature), nothing, callDeadline());
     }
     if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE && id != kPropertyIncomplete)
         return kUnsupported;
@@ -86,7 +85,7 @@ try {
     if (!feature)
         return kUnsupported;
     Bytes value;
-    if (const int status = access(std::move(*feature), value, callEnd()))
+    if (const int status = access(std::move(*feature), value, callDeadline()))
         return status;
     return giveOut(value.data(), static_cast<unsigned int>(value.size()), data, size);
 } catch (const std::exception &) {
@@ -101,21 +100,21 @@ int NetDevice::getCounters(unsigned int streamType, void *data, unsigned int *si
     return giveOut(&counters, sizeof counters, data, size);
 }
 
-// The camera tells those of all that it sees; a mode shows the middle of it.
+// The camera reports the intrinsics of the whole sensor; a mode is a region in the middle of it.
 int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *size)
 {
     if (m_modes[static_cast<std::size_t>(slotNumber(streamType))].records.empty())
         return kUnsupported;
-    const auto end = callEnd();
+    const auto deadline = callDeadline();
     const auto read = [&](const char *name, double &value) {
         Bytes bytes;
-        const int status = access({false, FeatureType::kFloat, name, {}}, bytes, end);
+        const int status = access({false, FeatureType::kFloat, name, {}}, bytes, deadline);
         if (status != kDone)
             return status;
         std::memcpy(&value, bytes.data(), sizeof value);
-        if (std::abs(value) <= kLargestLens)
+        if (std::abs(value) <= kLargestIntrinsic)
             return kDone;
-        report(m_uri + ": its " + name + " is " + textOf(value));
+        report(m_uri + ": its " + name + " is " + numberText(value));
         return kFailed;
     };
     double focal = 0;
@@ -130,10 +129,10 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
     }
     const typedefNubrixFrameMode mode = modeOf(streamType);
     const PixelFormat &format = *m_modes[static_cast<std::size_t>(slotNumber(streamType))].format;
-    const Place place = placeOf(m_sensor, mode, format);
+    const RegionOffset offset = offsetOf(m_sensor, mode, format);
     const CameraIntrinsics intrinsics = {static_cast<float>(focal), static_cast<float>(focal),
-                                         static_cast<float>(u - place.x),
-                                         static_cast<float>(v - place.y)};
+                                         static_cast<float>(u - offset.x),
+                                         static_cast<float>(v - offset.y)};
     return giveOut(&intrinsics, sizeof intrinsics, data, size);
 }
 
@@ -147,7 +146,7 @@ try {
         return kGone;
     const bool isWrite = request->isWrite;
     Bytes value;
-    const int status = access(std::move(*request), value, callEnd());
+    const int status = access(std::move(*request), value, callDeadline());
     if (status != kDone || isWrite)
         return status;
     return giveOut(value.data(), static_cast<unsigned int>(value.size()), out, outSize);
@@ -155,4 +154,4 @@ try {
     return kFailed;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -8,7 +8,7 @@
 #include "common/Text.h"
 #include "net/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -32,7 +32,7 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
 }  // namespace
 
 NetDriver::NetDriver(const std::string &settings)
-    : m_settings(settings), m_watch(m_settings, [this](const CameraWatch::Change &change) {
+    : m_settings(settings), m_monitor(m_settings, [this](const CameraMonitor::Change &change) {
           const NetIdentity &camera = change.camera;
           m_callback.notify(camera.uri(), camera.serial, locationOf(camera), change.connected);
       })
@@ -41,7 +41,7 @@ NetDriver::NetDriver(const std::string &settings)
 
 NetDriver::~NetDriver()
 {
-    m_watch.stop();
+    m_monitor.stop();
     m_devices.clear();
 }
 
@@ -49,10 +49,10 @@ int NetDriver::initialize()
 try {
     if (m_initialized.exchange(true))
         return kWrongState;
-    m_watch.start();
+    m_monitor.start();
     return kDone;
 } catch (...) {
-    reportFailure("looking for network cameras");
+    reportFailure("searching for network cameras");
     return kFailed;
 }
 
@@ -64,22 +64,22 @@ int NetDriver::setDeviceStateCallback(DriverStateCallback callback, void *user)
 
 int NetDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
 {
-    return listRecords([this] { return m_watch.cameras(); }, describeCamera, records, count);
+    return listRecords([this] { return m_monitor.cameras(); }, describeCamera, records, count);
 }
 
 int NetDriver::openDevice(const char *uri, NubrixBaseDevice **device)
 try {
     if (uri == nullptr || device == nullptr)
         return kBadArgument;
-    const std::string address = addressOf(uri);
+    const std::string address = addressInUri(uri);
     if (address.empty())
         return kBadArgument;
-    const auto begin = CameraState::Clock::now();  // the wait for others counts, too
+    const auto begin = CameraState::Clock::now();  // the wait for other workers counts, too
     joinFinished();
     std::unique_ptr<NetDevice> opened;
     if (const int status = NetDevice::open(address, begin, m_settings, m_workers, opened))
         return status;
-    m_watch.watch(address, opened->state());
+    m_monitor.track(address, opened->state());
     return m_devices.keep(std::move(opened), device);
 } catch (...) {
     reportFailure("opening a network camera");
@@ -93,11 +93,12 @@ int NetDriver::closeDevice(NubrixBaseDevice **device)
     return status;
 }
 
-/// In a frame callback the next one does it: this one may be what a worker waits for.
+/// Does nothing in a frame callback, whose return a worker may be waiting for. The next call joins
+/// it.
 void NetDriver::joinFinished() noexcept
 {
     if (!StreamSession::isInCallback())
         m_workers.joinFinished();
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -1,4 +1,4 @@
-// The driver plug-in of network cameras.
+// The driver of network cameras: lists, opens and closes them.
 #pragma once
 
 #include <atomic>
@@ -6,29 +6,29 @@
 
 #include "common/OpenDevices.h"
 #include "common/StateCallback.h"
-#include "net/CameraWatch.h"
+#include "net/CameraMonitor.h"
 #include "net/NetDevice.h"
 #include "net/NetSettings.h"
 #include "nubrix/driver.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// Thread-safe, except that initialize comes first and the destruction last.
+/// The driver plug-in. Thread-safe, except that initialize comes first and the destruction last.
 class NetDriver final : public NubrixBaseDriver {
 public:
     /// `settings`: the path of nubrixNet.ini.
     explicit NetDriver(const std::string &settings);
     /// Closes all cameras and joins all threads, also those of cameras that were closed in their
-    /// own frame callbacks: not from within one.
+    /// own frame callbacks. Must not be called from within a frame callback.
     ~NetDriver() override;
 
-    /// -2 when it has been called already, -1 when there is no thread to be had.
+    /// -2 when it has been called already, -1 when no thread can be started.
     int initialize() override;
-    /// The callback before may still be running afterwards, until the driver is destroyed.
+    /// The previous callback may still be running afterwards, until the driver is destroyed.
     int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
     int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
-    /// Any "net:" and an IPv4 address, listed or not: -4 for another URI, or what NetDevice::open
-    /// says.
+    /// Opens "net:" and an IPv4 address, listed or not: -4 for another URI, otherwise the status of
+    /// NetDevice::open.
     int openDevice(const char *uri, NubrixBaseDevice **device) override;
     int closeDevice(NubrixBaseDevice **device) override;
 
@@ -38,9 +38,9 @@ private:
     const NetSettings m_settings;
     std::atomic<bool> m_initialized{false};
     StateCallback m_callback;
-    CameraWorkers m_workers;  // joined last of all: they may be in a frame callback
+    CameraWorkers m_workers;  // destroyed after the devices, as they may be in a frame callback
     OpenDevices<NetDevice> m_devices;
-    CameraWatch m_watch;  // last: its thread uses the others
+    CameraMonitor m_monitor;  // last, because its thread uses the others
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -11,33 +11,33 @@
 #include "net/Report.h"
 #include "nubrix/ini.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
 constexpr const char *kSection = "network";
 
-constexpr std::size_t kRoom = 16384;
+constexpr std::size_t kCapacity = 16384;
 
 std::string textOf(const std::string &path, const std::string &section, const char *key)
 {
-    std::vector<char> value(kRoom);
+    std::vector<char> value(kCapacity);
     if (path.empty() ||
-        nubrixReadString(path.c_str(), section.c_str(), key, value.data(), kRoom) != 0)
+        nubrixReadString(path.c_str(), section.c_str(), key, value.data(), kCapacity) != 0)
         return {};
     const std::string text = value.data();
     return text.substr(0, text.find_last_not_of(" \t\r") + 1);
 }
 
-/// Says what is wrong with an entry, and what is done instead.
+/// Logs what is wrong with an entry, and which value is used instead.
 void refuse(const std::string &key, const std::string &text, const std::string &why,
             const std::string &used)
 {
     report("nubrixNet.ini: " + key + "=" + text + " is " + why + ", " + used + " is used");
 }
 
-/// Leaves the value alone when there is none, or one that is neither from `least` to `most` nor
-/// `special`.
+/// Does not change the value when there is no entry, or when it is neither from `least` to `most`
+/// nor `special`.
 void readNumber(const std::string &path, const char *key, int least, int most, int &value,
                 int special)
 {
@@ -52,13 +52,13 @@ void readNumber(const std::string &path, const char *key, int least, int most, i
         return;
     }
     const std::string range = std::to_string(least) + " to " + std::to_string(most);
-    refuse(key, text, "no number from " + range, std::to_string(value));
+    refuse(key, text, "not a number from " + range, std::to_string(value));
 }
 
 std::chrono::milliseconds readTime(const std::string &path, const char *key, int least, int most,
-                                   std::chrono::milliseconds usual)
+                                   std::chrono::milliseconds initial)
 {
-    auto value = static_cast<int>(usual.count());
+    auto value = static_cast<int>(initial.count());
     readNumber(path, key, least, most, value, value);
     return std::chrono::milliseconds(value);
 }
@@ -76,32 +76,34 @@ void readFlag(const std::string &path, const char *key, bool &value)
         refuse(key, text, "neither true nor false", value ? "true" : "false");
 }
 
-/// Of one host, as far as can be seen.
+/// Whether it can be the address of one host.
 bool isAddress(const std::string &text)
 {
     in_addr address = {};
     if (inet_pton(AF_INET, text.c_str(), &address) != 1)
         return false;
     const std::uint32_t network = ntohl(address.s_addr) >> 24U;
-    return network != 0 && network < 224;  // from there on they are of groups, or of all
+    return network != 0 && network < 224;  // from 224 on: multicast and broadcast
 }
 
 std::vector<std::string> readAddresses(const std::string &path)
 {
     std::string text = textOf(path, kSection, "addresses");
-    if (text.size() >= kRoom - 1) {
-        report("nubrixNet.ini: addresses has more than " + std::to_string(kRoom - 2) +
-               " characters: what comes after them is left out");
+    if (text.size() >= kCapacity - 1) {
+        report("nubrixNet.ini: addresses has more than " + std::to_string(kCapacity - 2) +
+               " characters: the others are ignored");
         text.resize(text.rfind(',') == std::string::npos ? 0 : text.rfind(','));
     }
     std::vector<std::string> found;
     std::istringstream addresses(text);
     for (std::string address; std::getline(addresses, address, ',');) {
-        if (isAddress(address))
+        if (isAddress(address)) {
             found.push_back(address);
-        else
-            report("nubrixNet.ini: \"" + address +
-                   "\" is no address; write addresses=192.168.7.20,192.168.7.21 without blanks");
+        } else {
+            report(
+                "nubrixNet.ini: \"" + address +
+                "\" is not an address; write addresses=192.168.7.20,192.168.7.21 without blanks");
+        }
     }
     return found;
 }
@@ -111,8 +113,8 @@ std::vector<std::string> readAddresses(const std::string &path)
 NetSettings::NetSettings(const std::string &path)
     : m_path(path),
       m_addresses(readAddresses(path)),
-      m_silence(readTime(path, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
-      m_patience(readTime(path, "patienceMs", 0, 60000, std::chrono::milliseconds(2000)))
+      m_responseTimeout(readTime(path, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
+      m_holderTimeout(readTime(path, "patienceMs", 0, 60000, std::chrono::milliseconds(2000)))
 {
     readNumber(m_path, "packetSize", 576, 16384, m_packetSize, 0);
     readFlag(m_path, "packetSocket", m_packetSocket);
@@ -134,4 +136,4 @@ std::string NetSettings::formatOf(const std::string &serial, const std::string &
     return serial.empty() ? "" : textOf(m_path, serial, stream.c_str());
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 namespace {
 
@@ -15,7 +15,7 @@ constexpr unsigned int kDepth = NUBRIX_STREAM_DEPTH;
 constexpr unsigned int kIr = NUBRIX_STREAM_IR;
 constexpr unsigned int kRgb = NUBRIX_PIXEL_RGB888;
 
-// Of one stream the better ones first.
+// The better formats of a stream come first.
 constexpr PixelFormat kFormats[] = {
     {0x011000b8, "Coord3D_C16", kDepth, NUBRIX_PIXEL_DEPTH_14_2, Layout::kDepth, 2, 0, 0},
     {0x01100007, "Mono16", kDepth, NUBRIX_PIXEL_DEPTH_14_2, Layout::kDepth, 2, 0, 0},
@@ -70,4 +70,4 @@ std::ptrdiff_t rankOf(const PixelFormat &format)
     return &format - std::begin(kFormats);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

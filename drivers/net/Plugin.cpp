@@ -1,4 +1,4 @@
-// The two functions through which the library gets the driver.
+// The two functions that the library calls in the plug-in.
 #include <exception>
 
 #include "net/NetDriver.h"
@@ -6,7 +6,7 @@
 
 extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 try {
-    return new nubrix::NetDriver(nubrix::NetSettings::besidePlugin());
+    return new nubrix::net::NetDriver(nubrix::net::NetSettings::besidePlugin());
 } catch (const std::exception &) {
     return nullptr;
 }

@@ -1,14 +1,15 @@
-// Where the driver of network cameras says what went wrong.
+// The lines of this driver in the log. A header of its own, because settings and protocol need the
+// log but not Aravis.
 #pragma once
 
 #include "common/Report.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// reportAs of this driver. Thread-safe.
+/// Writes a line to the library's log, or to stderr: see reportAs. Thread-safe.
 inline void report(const std::string &line)
 {
     reportAs("NubrixNetDriver", "nubrix network camera", line);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,10 +10,8 @@
 
 #include "net/CameraModes.h"
 #include "net/CameraSetup.h"
-#include "net/FeatureAccess.h"
-#include "net/FeatureGraph.h"
+#include "net/Genicam.h"
 #include "net/NetSettings.h"
-#include "net/Region.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 // What Aravis keeps of a description that it cannot use is not ours.
@@ -22,7 +20,7 @@ extern "C" const char *__lsan_default_suppressions()  // NOLINT(bugprone-reserve
     return "leak:libaravis\nleak:libglib\nleak:libgobject\n";
 }
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 /// The camera of one input.
@@ -116,11 +114,11 @@ void checkMode(ArvCamera &camera, const Sensor &sensor, const StreamModes &modes
     setup.mode = modes.records[modes.first];
     setup.format = *modes.format;
     setup.component = modes.component;
-    const Place place = placeOf(sensor, setup.mode, setup.format);
-    require(place.x >= 0 && place.y >= 0, "an image begins inside");
+    const RegionOffset offset = offsetOf(sensor, setup.mode, setup.format);
+    require(offset.x >= 0 && offset.y >= 0, "a region begins inside");
     setUpCamera(camera, setup);
-    const auto patience = patienceFor(camera);
-    require(patience.count() == 0 || (patience.count() >= 3000 && patience.count() <= 60000),
+    const auto timeout = frameTimeoutOf(camera);
+    require(timeout.count() == 0 || (timeout.count() >= 3000 && timeout.count() <= 60000),
             "a wait has limits");
     DepthScale depth;
     if (readDepthScale(camera, setup.name, depth) == 0)
@@ -146,11 +144,11 @@ void run(ArvCamera &camera)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
-    using namespace nubrix;
+    using namespace nubrix::net;
     const std::string input(reinterpret_cast<const char *>(data), sizeBytes);
     const std::size_t end = std::min(input.find('\0'), input.size());
     content.description = input.substr(0, end);

@@ -4,13 +4,11 @@
 #include <string>
 #include <string_view>
 
-#include "net/Description.h"
-#include "net/FeatureAccess.h"
+#include "net/Genicam.h"
 #include "net/Gvcp.h"
-#include "net/GvcpProbe.h"
 #include "tests/fuzz/FuzzTarget.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 bool isOneLine(const std::string &text)
@@ -24,16 +22,16 @@ void checkIdentity(const Packet &packet, std::uint16_t id)
     const auto camera = identityIn(packet, id);
     if (!camera)
         return;
-    require(packet.size() >= 8 + 0xf8, "an identity is whole");
-    require(!addressOf(camera->uri()).empty(), "a camera is at an address");
+    require(packet.size() >= 8 + 0xf8, "an identity is complete");
+    require(!addressInUri(camera->uri()).empty(), "a camera is at an address");
     require(camera->mac.size() == 17, "a MAC has six numbers");
     require(
         camera->vendor.size() <= 32 && camera->model.size() <= 32 && camera->serial.size() <= 16,
-        "texts end with their room");
+        "texts end with their field");
     require(isOneLine(camera->vendor) && isOneLine(camera->model) && isOneLine(camera->serial),
             "texts are one line");
     require(!identityIn(packet, static_cast<std::uint16_t>(id + 1)),
-            "an answer to another question is none");
+            "an answer to another request is no identity");
 }
 
 void checkAnswers(const Packet &packet, std::uint16_t id)
@@ -59,12 +57,12 @@ void checkAnswers(const Packet &packet, std::uint16_t id)
 
 void checkDescription(const std::string &text)
 {
-    const auto description = localDescription(text);
+    const auto description = parseLocation(text);
     if (!description)
         return;
     require(description->size >= 1 && description->size <= kLargestDescription,
             "a description has a limit");
-    require(description->place <= 0xffffffffU - description->size, "it lies in the memory");
+    require(description->address <= 0xffffffffU - description->size, "it lies in the memory");
 }
 
 void checkArchive(const std::uint8_t *data, std::size_t size)
@@ -82,11 +80,11 @@ void checkRequest(const std::uint8_t *data, std::size_t size)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
-    using namespace nubrix;
+    using namespace nubrix::net;
     const Packet packet(data, data + sizeBytes);
     const auto id = static_cast<std::uint16_t>(sizeBytes < 8 ? 1 : packet[6] << 8U | packet[7]);
     checkIdentity(packet, id);

@@ -1,4 +1,4 @@
-// A camera, or one who holds a camera, in a process of its own.
+// A camera, or an application that has the control of one, in a process of its own.
 #pragma once
 
 #include <sys/prctl.h>
@@ -13,12 +13,12 @@
 
 #include "tests/Paths.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// Killed at the end of the test. Not thread-safe.
+/// A process that is killed at the end of the test. Not thread-safe.
 class CameraProcess {
 public:
-    /// `role`: "serve", "hold" or "stream"; `runner` runs it. Throws std::runtime_error when it
+    /// `role`: "serve", "control" or "stream"; `runner` runs it. Throws std::runtime_error when it
     /// cannot.
     CameraProcess(const std::string &role, const std::string &address,
                   const std::string &runner = "")
@@ -28,7 +28,7 @@ public:
             throw std::runtime_error("pipe");
         m_process = fork();
         if (m_process == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);  // whatever becomes of the test
+            prctl(PR_SET_PDEATHSIG, SIGKILL);  // also when the test crashes
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             const std::string command =
@@ -43,26 +43,26 @@ public:
         if (got != 2 || std::string(word) != "up")
             throw std::runtime_error("no process to " + role + " a camera on " + address);
     }
-    ~CameraProcess() { endAtOnce(); }
+    ~CameraProcess() { killNow(); }
     CameraProcess(const CameraProcess &) = delete;
     CameraProcess &operator=(const CameraProcess &) = delete;
 
-    /// Falls silent: returns when none of its threads runs any more.
+    /// Pauses it: returns when none of its threads runs any more.
     void stop() const
     {
         kill(m_process, SIGSTOP);
         waitpid(m_process, nullptr, WUNTRACED);
     }
     void resume() const { kill(m_process, SIGCONT); }
-    /// Without a farewell to anybody.
-    void endAtOnce()
+    /// Kills it at once, so that it closes nothing.
+    void killNow()
     {
         if (m_process < 0)
             return;
         kill(m_process, SIGKILL);
         waitpid(std::exchange(m_process, -1), nullptr, 0);
     }
-    /// Asks a program that streams to end. Returns its status, or 128 and the signal that ended it.
+    /// Terminates a program that streams. Returns its status, or 128 and the signal that ended it.
     int end()
     {
         int status = 0;
@@ -75,4 +75,4 @@ private:
     pid_t m_process = -1;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -12,9 +12,8 @@
 #include <utility>
 
 #include "tests/drivers/net/NetFixture.h"
-#include "tests/drivers/net/OddCamera.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::HasSubstr;
@@ -44,7 +43,7 @@ protected:
         int status;
         std::string line;
     };
-    /// What starting depth says.
+    /// The status and the log of starting depth.
     Refusal startOf(const SimulatedCameraSettings &settings)
     {
         const auto camera = serve(settings);
@@ -60,7 +59,7 @@ protected:
     }
 };
 
-TEST_F(CameraSetupTest, DepthIsScaledByTheCoordinateAlongTheAxisOfView)
+TEST_F(CameraSetupTest, DepthIsScaledByTheCoordinateAlongTheOpticalAxis)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.coordinate = 0;
@@ -78,7 +77,7 @@ TEST_F(CameraSetupTest, DepthInInchesBecomesMillimetres)
     EXPECT_EQ(depthOf(settings), 10262U);  // 101 inches
 }
 
-TEST_F(CameraSetupTest, AnInvalidValueCountsOnlyWhereItsFlagIsSet)
+TEST_F(CameraSetupTest, AnInvalidValueIsUsedOnlyWhenItsFlagIsSet)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.invalidValue = 1000;
@@ -91,7 +90,7 @@ TEST_F(CameraSetupTest, AnInvalidValueCountsOnlyWhereItsFlagIsSet)
     EXPECT_EQ(depthOf(settings), 1000U);
 }
 
-TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheAxisOfView)
+TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheOpticalAxis)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"<EnumEntry Name=\"CalibratedC\"><Value>0</Value></EnumEntry>",
@@ -100,14 +99,14 @@ TEST_F(CameraSetupTest, ACameraIsSetToDistancesAlongTheAxisOfView)
     EXPECT_EQ(depthOf(settings), 1000U);
 }
 
-TEST_F(CameraSetupTest, WhatIsNoDistanceIsNotDeliveredAsDepth)
+TEST_F(CameraSetupTest, OtherUnitsThanDistancesAreNotDeliveredAsDepth)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"\"CalibratedC\"", "\"DisparityC\""}});
     Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, -8);
     EXPECT_THAT(refusal.line,
-                HasSubstr("net:127.0.0.1 depth cannot show depth: its Scan3dOutputMode is "
+                HasSubstr("net:127.0.0.1 depth cannot deliver depth: its Scan3dOutputMode is "
                           "DisparityC and cannot be set to CalibratedC"));
     redescribe(settings, {{"\"Millimeter\"", "\"Pixel\""}});
     refusal = startOf(settings);
@@ -115,14 +114,14 @@ TEST_F(CameraSetupTest, WhatIsNoDistanceIsNotDeliveredAsDepth)
     EXPECT_THAT(refusal.line, HasSubstr("its Scan3dDistanceUnit is Pixel"));
 }
 
-TEST_F(CameraSetupTest, AScaleThatMakesNoSenseIsRefused)
+TEST_F(CameraSetupTest, AnInvalidScaleIsRefused)
 {
     SimulatedCameraSettings settings = depthCamera();
     for (const float scale : {0.0F, -0.25F, std::numeric_limits<float>::quiet_NaN()}) {
         settings.coordinateScale = scale;
         const Refusal refusal = startOf(settings);
         EXPECT_EQ(refusal.status, -8) << scale;
-        EXPECT_THAT(refusal.line, HasSubstr("cannot show depth: a count is ")) << scale;
+        EXPECT_THAT(refusal.line, HasSubstr("cannot deliver depth: a count is ")) << scale;
     }
 }
 
@@ -137,21 +136,22 @@ TEST_F(CameraSetupTest, ACameraThatRoundsTheSizeIsRefused)
                  "</IntConverter><Integer Name=\"Width\"><pValue>WidthInSteps</pValue>"}});
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, -4);
-    EXPECT_THAT(refusal.line, HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 cannot be had, "
-                                        "the camera gives 512x480 Coord3D_C16"));
+    EXPECT_THAT(refusal.line,
+                HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 is not available, "
+                          "the camera gives 512x480 Coord3D_C16"));
 }
 
-TEST_F(CameraSetupTest, ACameraThatTellsOfTooSmallPicturesIsRefused)
+TEST_F(CameraSetupTest, ACameraThatAnnouncesTooSmallFramesIsRefused)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"0xff) / 8<", "0xff) / 16<"}});
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, -4);
-    EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of 307200 bytes, 640x480 at "
+    EXPECT_THAT(refusal.line, HasSubstr("the camera announces frames of 307200 bytes, 640x480 at "
                                         "30 frames/s has 614400"));
 }
 
-TEST_F(CameraSetupTest, ACameraThatTellsOfPicturesThatNobodyHasMemoryForIsRefused)
+TEST_F(CameraSetupTest, ACameraThatAnnouncesTooLargeFramesIsRefused)
 {
     for (const auto &[size, bytes] :
          {std::pair<std::string, std::string>("0xf0000000", "4026531840"),
@@ -161,13 +161,14 @@ TEST_F(CameraSetupTest, ACameraThatTellsOfPicturesThatNobodyHasMemoryForIsRefuse
         redescribe(settings, {{"0xff) / 8<", "0xff) / 8 * 0 + " + size + "<"}});
         const Refusal refusal = startOf(settings);
         EXPECT_EQ(refusal.status, -4);
-        EXPECT_THAT(refusal.line, HasSubstr("the camera tells of pictures of " + bytes +
+        EXPECT_THAT(refusal.line, HasSubstr("the camera announces frames of " + bytes +
                                             " bytes, 640x480 at 30 frames/s has 614400"));
-        EXPECT_THAT(refusal.line, HasSubstr("no more than 1048576 may come with them"));
+        EXPECT_THAT(refusal.line,
+                    HasSubstr("no more than 1048576 bytes of other data may come with them"));
     }
 }
 
-TEST_F(CameraSetupTest, ACameraMaySendAMebibyteOfOtherThingsWithAPicture)
+TEST_F(CameraSetupTest, ACameraMaySendAMebibyteOfChunkDataWithAFrame)
 {
     SimulatedCameraSettings settings = depthCamera();
     redescribe(settings, {{"0xff) / 8<", "0xff) / 8 + 1048576<"}});
@@ -188,7 +189,7 @@ TEST_F(CameraSetupTest, ACameraWhoseFeaturesDependOnThemselvesIsRefusedWithTheRe
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("depend on themselves"));
 }
 
-TEST_F(CameraSetupTest, NumbersOfACameraThatFitNoPictureDoNoHarm)
+TEST_F(CameraSetupTest, ExtremeBoundsOfACameraDoNoHarm)
 {
     const std::string width = "<Integer Name=\"Width\"><pValue>WidthReg</pValue>";
     const std::string least = "<Min>-9223372036854775808</Min>";
@@ -202,7 +203,7 @@ TEST_F(CameraSetupTest, NumbersOfACameraThatFitNoPictureDoNoHarm)
     }
 }
 
-TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
+TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotAcceptIsReported)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.frameRate = 0.25;
@@ -214,16 +215,16 @@ TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotGiveIsTold)
     EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, and the camera gives 0.25"));
 }
 
-TEST(NumberTest, ANumberHasADecimalPointInEveryLanguage)
+TEST(NumberTest, ANumberHasADecimalPointInEveryLocale)
 {
     if (std::getenv("LOCPATH") != nullptr) {
         ASSERT_NE(std::setlocale(LC_NUMERIC, "tr_TR.UTF-8"), nullptr);
         ASSERT_EQ(std::to_string(0.5), "0,500000");
     }
-    EXPECT_EQ(textOf(0.25), "0.25");
-    EXPECT_EQ(textOf(29.97003), "29.97");
-    EXPECT_EQ(textOf(-1e300), "-1e+300");
-    EXPECT_EQ(textOf(std::numeric_limits<double>::quiet_NaN()), "nan");
+    EXPECT_EQ(numberText(0.25), "0.25");
+    EXPECT_EQ(numberText(29.97003), "29.97");
+    EXPECT_EQ(numberText(-1e300), "-1e+300");
+    EXPECT_EQ(numberText(std::numeric_limits<double>::quiet_NaN()), "nan");
     std::setlocale(LC_NUMERIC, "C");
 }
 
@@ -245,7 +246,7 @@ TEST_F(CameraSetupTest, TriggersThatAreOnStayOn)
     while (stream.sink().count() < 3 && std::chrono::steady_clock::now() < end) {
         ASSERT_EQ(device->setProperty(0x5c0a, nullptr, 0), 0);
         ++triggers;
-        // Where the machine is busy the picture of a trigger may get lost.
+        // On a busy machine, the frame of a trigger may be lost.
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
     stream.stop();
@@ -259,21 +260,5 @@ TEST_F(CameraSetupTest, ACameraOnThisMachineStreamsAlsoWhenPacketSocketsAreAsked
     EXPECT_EQ(depthOf(depthCamera()), 1000U);
 }
 
-TEST(StatusOfTest, WhatTheCameraRefusesIsNotWhatTheNetworkDoes)
-{
-    const auto status = [](GQuark domain, int code) {
-        Error error;
-        *error.out() = g_error_new_literal(domain, code, "");
-        return statusOf(error);
-    };
-    EXPECT_EQ(statusOf(Error()), 0);
-    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_NETWORK_UNREACHABLE), -9);
-    EXPECT_EQ(status(G_IO_ERROR, G_IO_ERROR_TOO_MANY_OPEN_FILES), -1);
-    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_OUT_OF_RANGE), -4);
-    EXPECT_EQ(status(ARV_GC_ERROR, ARV_GC_ERROR_PVALUE_NOT_DEFINED), -1);
-    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT), -9);
-    EXPECT_EQ(status(ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_NOT_CONTROLLER), -2);
-}
-
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

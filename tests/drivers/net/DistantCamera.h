@@ -1,4 +1,4 @@
-// A camera of a few lines that answers what the test wants, when it wants.
+// A minimal camera whose answers, and their delay, the test defines.
 #pragma once
 
 #include <arpa/inet.h>
@@ -21,18 +21,17 @@
 
 #include "tests/drivers/FakePool.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// Answers those who ask at its address, which need be no interface's, and nobody else.
-/// Thread-safe.
+/// Answers requests to its address, but no broadcasts. Thread-safe.
 class DistantCamera {
 public:
     using Clock = std::chrono::steady_clock;
 
     struct Settings {
         std::string address;
-        std::string told = {};                                // by itself; empty: the same
-        std::chrono::milliseconds delay{0};                   // of each answer
+        std::string reported = {};           // own address in answers; empty: the same
+        std::chrono::milliseconds delay{0};  // of each answer
         std::map<unsigned int, unsigned int> registers = {};  // read only; others are refused
     };
 
@@ -56,14 +55,14 @@ public:
     DistantCamera(const DistantCamera &) = delete;
     DistantCamera &operator=(const DistantCamera &) = delete;
 
-    void mute(bool isMute = true) { m_mute = isMute; }
-    /// Waits until it has been asked so many times more and has answered, if it does; false after
-    /// the deadline.
-    bool awaitAsked(int more)
+    void setMuted(bool isMuted = true) { m_isMuted = isMuted; }
+    /// Waits until it has handled so many more requests, and answered them unless it is muted;
+    /// false after the deadline.
+    bool awaitRequests(int more)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        const int wanted = m_asked + more;
-        return m_changed.wait_for(lock, kDeadline, [&] { return m_asked >= wanted; });
+        const int wanted = m_requests + more;
+        return m_changed.wait_for(lock, kDeadline, [&] { return m_requests >= wanted; });
     }
 
 private:
@@ -83,47 +82,48 @@ private:
                 take();
             while (!m_answers.empty() && m_answers.front().due <= Clock::now()) {
                 const Answer &answer = m_answers.front();
-                if (!m_mute && !answer.packet.empty())
+                if (!m_isMuted && !answer.packet.empty())
                     ::sendto(m_socket, answer.packet.data(), answer.packet.size(), 0,
                              reinterpret_cast<const sockaddr *>(&answer.to), sizeof answer.to);
                 m_answers.pop_front();
                 const std::lock_guard<std::mutex> lock(m_lock);
-                ++m_asked;
+                ++m_requests;
                 m_changed.notify_all();
             }
         }
     }
     void take()
     {
-        Bytes asked(64);
+        Bytes request(64);
         sockaddr_in from = {};
         socklen_t size = sizeof from;
-        const ssize_t got = ::recvfrom(m_socket, asked.data(), asked.size(), 0,
+        const ssize_t got = ::recvfrom(m_socket, request.data(), request.size(), 0,
                                        reinterpret_cast<sockaddr *>(&from), &size);
         if (got < 8)
             return;
-        asked.resize(static_cast<std::size_t>(got));
-        m_answers.push_back({Clock::now() + m_settings.delay, from, answerTo(asked)});
+        request.resize(static_cast<std::size_t>(got));
+        m_answers.push_back({Clock::now() + m_settings.delay, from, answerTo(request)});
     }
-    Bytes answerTo(const Bytes &asked) const
+    Bytes answerTo(const Bytes &request) const
     {
-        const bool isDiscovery = asked[3] == 2;
+        const bool isDiscovery = request[3] == 2;
         Bytes answer(isDiscovery ? 8 + 0xf8 : 12);
-        answer[2] = asked[2];
-        answer[3] = static_cast<unsigned char>(asked[3] + 1);
+        answer[2] = request[2];
+        answer[3] = static_cast<unsigned char>(request[3] + 1);
         answer[5] = static_cast<unsigned char>(answer.size() - 8);
-        answer[6] = asked[6];
-        answer[7] = asked[7];
+        answer[6] = request[6];
+        answer[7] = request[7];
         if (isDiscovery) {
-            const std::string &own = m_settings.told.empty() ? m_settings.address : m_settings.told;
+            const std::string &own =
+                m_settings.reported.empty() ? m_settings.address : m_settings.reported;
             inet_pton(AF_INET, own.c_str(), &answer[8 + 0x24]);
             return answer;
         }
-        const auto place = asked.size() < 12 ? 0U : asked[10] * 256U + asked[11];
-        const auto found = m_settings.registers.find(place);
-        if (found == m_settings.registers.end() || asked[3] == 0x82) {
+        const auto address = request.size() < 12 ? 0U : request[10] * 256U + request[11];
+        const auto found = m_settings.registers.find(address);
+        if (found == m_settings.registers.end() || request[3] == 0x82) {
             answer[0] = 0x80;
-            answer[1] = asked[3] == 0x82 ? 0x06 : 0x03;  // access denied, no such register
+            answer[1] = request[3] == 0x82 ? 0x06 : 0x03;  // access denied, no such register
             return answer;
         }
         const std::uint32_t value = htonl(found->second);
@@ -134,12 +134,12 @@ private:
     const Settings m_settings;
     const int m_socket;
     std::deque<Answer> m_answers;  // of the thread
-    std::atomic<bool> m_mute{false};
+    std::atomic<bool> m_isMuted{false};
     std::atomic<bool> m_ending{false};
     std::mutex m_lock;
     std::condition_variable m_changed;
-    int m_asked = 0;  // under m_lock
+    int m_requests = 0;  // under m_lock
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

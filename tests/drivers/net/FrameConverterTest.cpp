@@ -10,7 +10,7 @@
 #include "nubrix/image.h"
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::Each;
@@ -68,7 +68,7 @@ TEST(FrameConverterTest, BlueAndRedChangePlaces)
                 ElementsAre(3, 2, 1, 6, 5, 4));
 }
 
-TEST(FrameConverterTest, SharedColoursAreThoseOfTheLibrary)
+TEST(FrameConverterTest, SharedColoursAreConvertedAsInTheLibrary)
 {
     std::vector<std::uint8_t> yuyv = {100, 90, 120, 200, 30, 128, 220, 128};
     std::vector<std::uint8_t> expected(12);
@@ -96,7 +96,7 @@ void PrintTo(const MosaicCase &order, std::ostream *out)
 
 class MosaicTest : public testing::TestWithParam<MosaicCase> {};
 
-TEST_P(MosaicTest, APlainColourIsThatColourEverywhere)
+TEST_P(MosaicTest, AUniformColourStaysUniform)
 {
     constexpr unsigned int kWidth = 6;
     constexpr unsigned int kHeight = 4;
@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(Orders, MosaicTest,
                                          MosaicCase{"BayerBG8", 1, 1}),
                          [](const auto &test) { return test.param.format; });
 
-TEST(FrameConverterTest, AMosaicIsFilledInFromTheNeighbours)
+TEST(FrameConverterTest, AMosaicIsInterpolatedFromTheNeighbours)
 {
     const auto frame = convert("BayerRG8", NUBRIX_STREAM_COLOR, 4, 4,
                                {10, 20, 30, 40,     //
@@ -134,7 +134,7 @@ TEST(FrameConverterTest, AMosaicIsFilledInFromTheNeighbours)
     EXPECT_THAT(pixel(1, 1), ElementsAre((10 + 30 + 90 + 110) / 4, (20 + 50 + 70 + 100) / 4, 60));
     EXPECT_THAT(pixel(2, 1), ElementsAre((30 + 110) / 2, 70, (60 + 80) / 2));
     EXPECT_THAT(pixel(1, 2), ElementsAre((90 + 110) / 2, 100, (60 + 140) / 2));
-    // Beyond an edge lies what is on this side of it.
+    // The image is mirrored at its edges.
     EXPECT_THAT(pixel(0, 0), ElementsAre(10, (20 + 50) / 2, 60));
     EXPECT_THAT(pixel(3, 0), ElementsAre(30, 40, 80));
     EXPECT_THAT(pixel(0, 3), ElementsAre(90, 130, 140));
@@ -154,4 +154,4 @@ TEST(FrameConverterTest, AMosaicMayHaveAnOddSize)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

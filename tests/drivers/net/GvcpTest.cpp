@@ -4,14 +4,14 @@
 
 #include <algorithm>
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
 
 constexpr std::uint16_t kId = 0x1234;
 
-/// An answer that is right in everything.
+/// A valid answer to a discovery request.
 Packet identity()
 {
     Packet packet(8 + 0xf8);
@@ -31,7 +31,7 @@ Packet identity()
     return packet;
 }
 
-TEST(GvcpTest, ARequestAsksForAnAnswer)
+TEST(GvcpTest, ARequestHasCommandIdAndRegister)
 {
     EXPECT_THAT(makeRequest(kDiscovery, 0xffff), ElementsAre(0x42, 1, 0, 2, 0, 0, 0xff, 0xff));
     EXPECT_THAT(makeRequest(kReadRegister, kId, {0x0a00}),
@@ -49,7 +49,7 @@ TEST(GvcpTest, AnIdentityHasTheTextsOfTheCamera)
     EXPECT_EQ(camera->serial, "SN1");
 }
 
-TEST(GvcpTest, TextsWithoutAnEndMarkEndWithTheirRoom)
+TEST(GvcpTest, TextsWithoutATerminatorEndWithTheirField)
 {
     Packet packet = identity();
     std::fill(packet.begin() + 8 + 0x48, packet.end(), 'x');
@@ -60,7 +60,7 @@ TEST(GvcpTest, TextsWithoutAnEndMarkEndWithTheirRoom)
     EXPECT_EQ(camera->serial, std::string(16, 'x'));
 }
 
-TEST(GvcpTest, WhatWouldSteerATerminalIsReplaced)
+TEST(GvcpTest, ControlCharactersAreReplaced)
 {
     Packet packet = identity();
     const std::string text = "\x1b[2J\n\x7f\xc3\xa9\xc2\x9b\x9b\xed\xa0";
@@ -70,22 +70,22 @@ TEST(GvcpTest, WhatWouldSteerATerminalIsReplaced)
     EXPECT_EQ(camera->serial, "?[2J??\xc3\xa9????");
 }
 
-TEST(GvcpTest, AnIdentityThatIsCutIsNone)
+TEST(GvcpTest, ATruncatedIdentityIsRejected)
 {
-    const Packet whole = identity();
-    for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_FALSE(identityIn(Packet(whole.data(), whole.data() + size), kId)) << size;
-    Packet more = whole;
+    const Packet complete = identity();
+    for (std::size_t size = 0; size < complete.size(); ++size)
+        EXPECT_FALSE(identityIn(Packet(complete.data(), complete.data() + size), kId)) << size;
+    Packet more = complete;
     more.resize(600);
     EXPECT_TRUE(identityIn(more, kId));
 }
 
-TEST(GvcpTest, WhatAnswersSomethingElseIsNoIdentity)
+TEST(GvcpTest, AnAnswerToAnotherRequestIsNoIdentity)
 {
-    for (const std::size_t place : {0, 1, 2, 3, 6, 7}) {  // status, command, id
+    for (const std::size_t offset : {0, 1, 2, 3, 6, 7}) {  // status, command, id
         Packet packet = identity();
-        packet[place] = static_cast<std::uint8_t>(packet[place] + 1);
-        EXPECT_FALSE(identityIn(packet, kId)) << place;
+        packet[offset] = static_cast<std::uint8_t>(packet[offset] + 1);
+        EXPECT_FALSE(identityIn(packet, kId)) << offset;
     }
 }
 
@@ -101,7 +101,7 @@ TEST(GvcpTest, ARegisterReplyHasItsValueOrIsARefusal)
     EXPECT_FALSE(registerReplyIn(refused, kReadRegister, kId)->isGranted);
 }
 
-TEST(GvcpTest, AReplyToSomethingElseOrOneThatIsCutIsNone)
+TEST(GvcpTest, AReplyToAnotherRequestOrATruncatedOneIsRejected)
 {
     const Packet packet = {0, 0, 0, 0x81, 0, 4, 0x12, 0x34, 1, 2, 3, 4};
     EXPECT_FALSE(registerReplyIn(packet, kReadRegister, kId + 1));  // of the request before
@@ -109,11 +109,11 @@ TEST(GvcpTest, AReplyToSomethingElseOrOneThatIsCutIsNone)
     for (std::size_t size = 0; size < 8; ++size)
         EXPECT_FALSE(
             registerReplyIn(Packet(packet.data(), packet.data() + size), kReadRegister, kId));
-    // A value of which bytes are missing is none.
+    // A value with missing bytes is not a value.
     const auto cut = registerReplyIn(Packet(packet.data(), packet.data() + 11), kReadRegister, kId);
     ASSERT_TRUE(cut);
     EXPECT_FALSE(cut->isGranted);
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

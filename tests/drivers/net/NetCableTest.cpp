@@ -6,7 +6,7 @@
 #include "tests/drivers/net/CameraProcess.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -14,7 +14,7 @@ using testing::SizeIs;
 
 constexpr const char *kUri = "net:10.9.0.2";
 
-/// A camera at the other end of a cable, which is found by a broadcast and in no settings.
+/// A camera at the other end of a cable, which a broadcast finds and no settings name.
 class NetCableTest : public NetTest {
 protected:
     void SetUp() override
@@ -28,7 +28,7 @@ protected:
 
     static bool run(const std::string &command) { return std::system(command.c_str()) == 0; }
     static void pull() { EXPECT_TRUE(run("ip link set cable down")); }
-    static void putBack() { EXPECT_TRUE(run("ip link set cable up")); }
+    static void plugIn() { EXPECT_TRUE(run("ip link set cable up")); }
 };
 
 TEST_F(NetCableTest, ACameraIsFoundByABroadcast)
@@ -40,7 +40,7 @@ TEST_F(NetCableTest, ACameraIsFoundByABroadcast)
     EXPECT_STREQ(records.front().serialNumber, "PROCESS");
 }
 
-TEST_F(NetCableTest, ACablePulledAndPutBackTakesTheCameraAwayAndBringsItBack)
+TEST_F(NetCableTest, APulledCableRemovesTheCameraUntilItIsPluggedInAgain)
 {
     write("[network]\npatienceMs=60000\n");
     const CameraProcess camera("serve", "10.9.0.2", paths::kBehindCable);
@@ -57,9 +57,9 @@ TEST_F(NetCableTest, ACablePulledAndPutBackTakesTheCameraAwayAndBringsItBack)
         EXPECT_EQ(stream.stop(), 0);
         EXPECT_EQ(stream.start(), -9);
     }
-    putBack();
+    plugIn();
     ASSERT_THAT(m_events.await(2), ElementsAre("-net:10.9.0.2 PROCESS", "+net:10.9.0.2 PROCESS"));
-    // What the lost opening still had to say to the camera does not disturb this one.
+    // The remaining requests of the lost device do not disturb this one.
     const OpenCamera device = open(kUri);
     ASSERT_TRUE(device);
     PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
@@ -67,7 +67,7 @@ TEST_F(NetCableTest, ACablePulledAndPutBackTakesTheCameraAwayAndBringsItBack)
     EXPECT_TRUE(stream.sink().await(3));
 }
 
-TEST_F(NetCableTest, ACablePutBackAtOnceIsNoLoss)
+TEST_F(NetCableTest, ACablePluggedInAgainAtOnceKeepsTheCamera)
 {
     const CameraProcess camera("serve", "10.9.0.2", paths::kBehindCable);
     ASSERT_THAT(awaitListed(1), SizeIs(1));
@@ -77,11 +77,11 @@ TEST_F(NetCableTest, ACablePutBackAtOnceIsNoLoss)
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(3));
     pull();
-    putBack();
+    plugIn();
     const std::size_t before = stream.sink().count();
     EXPECT_TRUE(stream.sink().await(before + 5));
     EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

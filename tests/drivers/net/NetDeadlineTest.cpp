@@ -4,17 +4,17 @@
 #include <string>
 
 #include "CameraDescription.h"
-#include "net/Description.h"
+#include "net/Genicam.h"
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/drivers/net/RelayCamera.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::HasSubstr;
 using Way = RelayCamera::Way;
 
-// What is promised, and what a busy machine adds.
+// The documented deadlines, and a margin for a busy machine.
 constexpr std::chrono::milliseconds kCall{1000 + 300};
 constexpr std::chrono::milliseconds kOpening{3000 + 300};
 
@@ -91,8 +91,8 @@ TEST_P(NetDeadlineWayTest, EveryCallOfAnOpenedCameraEndsInTime)
 
 INSTANTIATE_TEST_SUITE_P(Ways, NetDeadlineWayTest, testing::Values(Way::kSlow, Way::kPending));
 
-// Aravis reads the description that has arrived to its end, which takes what the processor takes:
-// the emulator of 32-bit ARM and the sanitizers are up to ten times slower.
+// Aravis parses a description that has arrived without a deadline, which takes processor time: the
+// emulator of 32-bit ARM and the sanitizers are up to ten times slower.
 #if defined(__arm__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::chrono::milliseconds kReading = 5 * kOpening;
 #else
@@ -138,12 +138,12 @@ TEST_F(NetDeadlineTest, ACameraThatOnlyAcknowledgesIsRefusedWithTheReason)
         m_relay->set(Way::kIdle);
         testing::internal::CaptureStderr();
         EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.start(), -4); }), kCall);
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("cannot be had"));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("is not available"));
     }
     EXPECT_LT(durationOf([&] { EXPECT_EQ(m_driver->closeDevice(&device), 0); }), kCall);
 }
 
-TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsToldSo)
+TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsReported)
 {
     NubrixBaseDevice *device = nullptr;
     ASSERT_EQ(openRelayed(&device), 0);
@@ -152,10 +152,10 @@ TEST_F(NetDeadlineTest, ACameraThatIsTooSlowIsToldSo)
     testing::internal::CaptureStderr();
     EXPECT_EQ(stream.start(), -9);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("answers, but does not do what it was asked to"));
+                HasSubstr("answers, but does not complete requests in time"));
 }
 
-TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasSilentWhenItWasClosed)
+TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasUnresponsiveWhenItWasClosed)
 {
     NubrixBaseDevice *device = nullptr;
     ASSERT_EQ(openRelayed(&device), 0);
@@ -167,4 +167,4 @@ TEST_F(NetDeadlineTest, NoThreadOutlivesADriverWhoseCameraWasSilentWhenItWasClos
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -5,7 +5,7 @@
 
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -79,7 +79,7 @@ TEST_F(NetDeviceTest, TheVersionRecordIsTheCameras)
     EXPECT_EQ(m_device->getProperty(NUBRIX_PROPERTY_VERSION, &versions, &size), -4);
 }
 
-TEST_F(NetDeviceTest, AVersionThatIsTooLargeForTheRecordIsItsLargest)
+TEST_F(NetDeviceTest, AVersionThatDoesNotFitTheRecordIsLimited)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.version = "v65537.3.65536";
@@ -101,7 +101,7 @@ TEST_F(NetDeviceTest, StreamsFollowFromThePixelFormats)
     EXPECT_EQ(m_device->getSupportFrameMode(NUBRIX_STREAM_LIGHT_IR, nullptr, nullptr), -4);
 }
 
-TEST_F(NetDeviceTest, AStreamThatTheCameraLacksCannotBeMade)
+TEST_F(NetDeviceTest, AStreamThatTheCameraDoesNotHaveCannotBeCreated)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.formats = {kMono8};
@@ -127,7 +127,7 @@ TEST_F(NetDeviceTest, TheSettingsOfASerialNumberChooseTheFormat)
     EXPECT_TRUE(stream.sink().await(1));
 }
 
-TEST_F(NetDeviceTest, ModesAreSizesThatTheCameraHasAtRatesThatItHas)
+TEST_F(NetDeviceTest, ModesAreTheSizesOfTheCameraAtItsRates)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.width = 1280;
@@ -153,7 +153,7 @@ TEST_F(NetDeviceTest, ModesAreSizesThatTheCameraHasAtRatesThatItHas)
     EXPECT_EQ(found->frameRate, 24);
 }
 
-TEST_F(NetDeviceTest, PixelsThatShareColoursComeInPairs)
+TEST_F(NetDeviceTest, WidthsAreEvenWherePixelsShareColours)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.width = 643;
@@ -165,7 +165,7 @@ TEST_F(NetDeviceTest, PixelsThatShareColoursComeInPairs)
         EXPECT_EQ(mode.width, 640);
 }
 
-TEST_F(NetDeviceTest, AModeThatCannotBeHadIsRefusedWithTheNearest)
+TEST_F(NetDeviceTest, AnUnavailableModeIsRefusedWithTheNearestOne)
 {
     testing::internal::CaptureStderr();
     EXPECT_EQ(
@@ -238,7 +238,7 @@ TEST_F(NetDeviceTest, TextsOfTheCameraAreCleaned)
     EXPECT_EQ(std::string(text, size), "a?[2Jb");
 }
 
-TEST_F(NetDeviceTest, RequestsThatMakeNoSenseAreRefused)
+TEST_F(NetDeviceTest, InvalidRequestsAreRefused)
 {
     std::int64_t number = 0;
     unsigned int size = sizeof number;
@@ -259,4 +259,4 @@ TEST_F(NetDeviceTest, RequestsThatMakeNoSenseAreRefused)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,7 +10,7 @@
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/fakes/HangGuard.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
@@ -27,7 +27,7 @@ protected:
             all.emplace_back(record.uri);
         return all;
     }
-    /// The list once there are so many; fewer after the deadline. A busy machine answers late.
+    /// The list once it has so many cameras, or what there is at the deadline.
     std::vector<std::string> urisOf(std::size_t count)
     {
         awaitListed(count);
@@ -40,7 +40,7 @@ TEST_F(NetDriverTest, WithoutACameraTheListIsEmpty)
     EXPECT_THAT(uris(), IsEmpty());
 }
 
-TEST_F(NetDriverTest, AListedCameraSaysWhoItIs)
+TEST_F(NetDriverTest, AListedCameraIsDescribed)
 {
     const auto camera = serve(depthCamera());
     const auto records = awaitListed(1);
@@ -69,10 +69,10 @@ TEST_F(NetDriverTest, ACameraThatNoBroadcastReachesIsListedByItsAddressInTheSett
     write("[network]\naddresses=127.0.0.50,10.1\n");
     testing::internal::CaptureStderr();
     EXPECT_THAT(urisOf(1), ElementsAre("net:127.0.0.50"));
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("\"10.1\" is no address"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("\"10.1\" is not an address"));
 }
 
-TEST_F(NetDriverTest, CamerasThatComeAndGoAreTold)
+TEST_F(NetDriverTest, CamerasThatArriveAndLeaveAreReported)
 {
     EXPECT_THAT(uris(), IsEmpty());
     auto camera = serve(depthCamera("127.0.0.2"));
@@ -83,7 +83,7 @@ TEST_F(NetDriverTest, CamerasThatComeAndGoAreTold)
     EXPECT_THAT(uris(), IsEmpty());
 }
 
-TEST_F(NetDriverTest, ACameraThatChangesItsAddressGoesAndComes)
+TEST_F(NetDriverTest, ACameraThatChangesItsAddressLeavesAndArrives)
 {
     auto camera = serve(depthCamera("127.0.0.1"));
     ASSERT_THAT(urisOf(1), ElementsAre("net:127.0.0.1"));
@@ -135,7 +135,7 @@ TEST_F(NetDriverTest, OnlyAddressesAreOpened)
     EXPECT_EQ(device, nullptr);
 }
 
-TEST_F(NetDriverTest, WhereThereIsNoCameraNoneIsOpened)
+TEST_F(NetDriverTest, OpeningAnAddressWithoutACameraFails)
 {
     NubrixBaseDevice *device = nullptr;
     testing::internal::CaptureStderr();
@@ -144,11 +144,11 @@ TEST_F(NetDriverTest, WhereThereIsNoCameraNoneIsOpened)
                 HasSubstr("net:127.0.0.4 does not answer: check its cable"));
 }
 
-TEST_F(NetDriverTest, ACameraThatAnotherApplicationHoldsIsRefusedWithTheReason)
+TEST_F(NetDriverTest, ACameraThatAnotherApplicationControlsIsRefusedWithTheReason)
 {
     write("[network]\npatienceMs=300\n");
     const auto camera = serve(depthCamera());
-    const CameraProcess holder("hold", "127.0.0.1");
+    const CameraProcess controller("control", "127.0.0.1");
     NubrixBaseDevice *device = nullptr;
     testing::internal::CaptureStderr();
     EXPECT_EQ(driver().openDevice("net:127.0.0.1", &device), -2);
@@ -157,10 +157,10 @@ TEST_F(NetDriverTest, ACameraThatAnotherApplicationHoldsIsRefusedWithTheReason)
     EXPECT_EQ(device, nullptr);
 }
 
-TEST_F(NetDriverTest, TheHolderOfACameraIsNamedWhereTheCameraTellsIt)
+TEST_F(NetDriverTest, TheControllerOfACameraIsNamedIfTheCameraReportsIt)
 {
     write("[network]\npatienceMs=0\n");
-    // Controlled, and by whom.
+    // The registers of the control and of its owner.
     const DistantCamera camera({"127.0.0.50", {}, {}, {{0x0a00, 2}, {0x0a14, 0xc0a80517}}});
     NubrixBaseDevice *device = nullptr;
     testing::internal::CaptureStderr();
@@ -169,18 +169,18 @@ TEST_F(NetDriverTest, TheHolderOfACameraIsNamedWhereTheCameraTellsIt)
                 HasSubstr("net:127.0.0.50 is controlled by 192.168.5.23: close it there"));
 }
 
-TEST_F(NetDriverTest, ACameraThatADeadApplicationHoldsIsOpenedWhenItsHeartbeatHasEnded)
+TEST_F(NetDriverTest, ACameraOfADeadApplicationIsOpenedWhenItsHeartbeatHasTimedOut)
 {
     write("[network]\npatienceMs=60000\n");
     const auto camera = serve(depthCamera());
     {
-        const CameraProcess holder("stream", "127.0.0.1");
+        const CameraProcess controller("stream", "127.0.0.1");
         ASSERT_TRUE(camera->isControlled());
-    }  // killed: it lets nothing go
+    }  // killed: it does not release the camera
     EXPECT_TRUE(open());
 }
 
-TEST_F(NetDriverTest, ACameraThatIsHeldIsWaitedForNoLongerThanOpeningMayTake)
+TEST_F(NetDriverTest, TheWaitForAControlledCameraIsLimitedByTheTimeoutOfOpening)
 {
     write("[network]\npatienceMs=60000\n");
     const DistantCamera camera({"127.0.0.50", {}, {}, {{0x0a00, 2}}});
@@ -191,7 +191,7 @@ TEST_F(NetDriverTest, ACameraThatIsHeldIsWaitedForNoLongerThanOpeningMayTake)
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3300));
 }
 
-TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
+TEST_F(NetDriverTest, ASecondOpeningInTheSameApplicationIsRefused)
 {
     write("[network]\npatienceMs=0\n");
     const auto camera = serve(depthCamera());
@@ -200,14 +200,14 @@ TEST_F(NetDriverTest, ASecondOpeningInOneApplicationIsRefusedToo)
     EXPECT_EQ(driver().openDevice("net:127.0.0.1", &again), -2);
 }
 
-TEST_F(NetDriverTest, AListThatCannotBeHadIsEmpty)
+TEST_F(NetDriverTest, AFailedListIsEmpty)
 {
     unsigned int count = 60;
     EXPECT_EQ(driver().getDeviceList(nullptr, &count), -4);
     EXPECT_EQ(count, 0U);
 }
 
-/// While it lives, nothing gets a descriptor.
+/// While it exists, no file descriptor can be opened.
 class NoDescriptors {
 public:
     NoDescriptors()
@@ -224,7 +224,8 @@ private:
     rlimit m_usual = {};
 };
 
-// What threads of GLib are woken by. Where one finds no descriptor for it, GLib ends the process.
+// The descriptors by which threads of GLib are woken. GLib ends the process when a thread gets
+// none.
 std::ptrdiff_t wakeUps()
 {
     const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -272,7 +273,7 @@ TEST_F(NetDriverTest, InitialisingTwiceIsRefused)
     EXPECT_EQ(driver().initialize(), -2);
 }
 
-TEST_F(NetDriverTest, ClosingWhatIsNotOpenIsRefused)
+TEST_F(NetDriverTest, ClosingADeviceThatIsNotOpenIsRefused)
 {
     NubrixBaseDevice *device = nullptr;
     EXPECT_EQ(driver().closeDevice(&device), -4);
@@ -280,4 +281,4 @@ TEST_F(NetDriverTest, ClosingWhatIsNotOpenIsRefused)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -10,16 +10,16 @@
 #include "tests/drivers/net/CameraProcess.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::ElementsAre;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
-/// Calls may take a second with a silent camera. The protocol's own patience is three seconds for
-/// each thing that it is asked.
-constexpr std::chrono::milliseconds kMostOfACall{2500};
+/// Calls may take a second with an unresponsive camera. The timeout of Aravis is three seconds for
+/// each request.
+constexpr std::chrono::milliseconds kLongestCall{2500};
 
 class NetFaultsTest : public NetTest {
 protected:
@@ -33,7 +33,7 @@ protected:
         return count;
     }
 
-    /// Until the driver knows that the camera is gone; false after the deadline.
+    /// Waits until the driver knows that the camera is gone; false after the deadline.
     static bool awaitGone(NubrixBaseDevice &device)
     {
         const auto end = std::chrono::steady_clock::now() + kDeadline;
@@ -46,7 +46,7 @@ protected:
     }
 };
 
-TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
+TEST_F(NetFaultsTest, ACameraThatDisappearsWhileItStreamsIsGoneUntilItReturns)
 {
     auto camera = serve(depthCamera());
     ASSERT_THAT(awaitListed(1), SizeIs(1));
@@ -76,7 +76,7 @@ TEST_F(NetFaultsTest, ACameraThatVanishesWhileItStreamsIsGoneAndComesBack)
     EXPECT_TRUE(stream.sink().await(3));
 }
 
-TEST_F(NetFaultsTest, ASilentCameraIsToldAndEverythingEnds)
+TEST_F(NetFaultsTest, AnUnresponsiveCameraIsReportedAndItsStreamStops)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
@@ -95,7 +95,7 @@ TEST_F(NetFaultsTest, ACameraWhoseProgramIsKilledWhileItStreamsIsGone)
     CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     ASSERT_THAT(awaitListed(1), SizeIs(1));
-    camera.endAtOnce();
+    camera.killNow();
     ASSERT_THAT(m_events.await(1), ElementsAre("-net:127.0.0.1 PROCESS"));
     EXPECT_TRUE(awaitGone(*streaming.device));
     EXPECT_EQ(streaming.stream.stop(), 0);
@@ -103,7 +103,7 @@ TEST_F(NetFaultsTest, ACameraWhoseProgramIsKilledWhileItStreamsIsGone)
     EXPECT_EQ(streaming.stream.start(), -9);
 }
 
-TEST_F(NetFaultsTest, CamerasThatFallSilentAtOnceAreEachToldAndTheOthersStay)
+TEST_F(NetFaultsTest, CamerasThatHangAtTheSameTimeAreEachReportedAndTheOthersStay)
 {
     const CameraProcess one("serve", "127.0.0.1");
     const CameraProcess two("serve", "127.0.0.2");
@@ -117,7 +117,7 @@ TEST_F(NetFaultsTest, CamerasThatFallSilentAtOnceAreEachToldAndTheOthersStay)
     two.stop();
     ASSERT_THAT(m_events.await(2),
                 UnorderedElementsAre("-net:127.0.0.1 PROCESS", "-net:127.0.0.2 PROCESS"));
-    // 3 s where nothing holds the machine up.
+    // 3 s on a machine that is not busy.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
     const std::size_t before = third.stream.sink().count();
     EXPECT_TRUE(third.stream.sink().await(before + 3));
@@ -126,7 +126,7 @@ TEST_F(NetFaultsTest, CamerasThatFallSilentAtOnceAreEachToldAndTheOthersStay)
     EXPECT_EQ(second.device->deviceState(), int{NUBRIX_DEVICE_DISCONNECTED});
 }
 
-TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
+TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustHungEnd)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
@@ -142,7 +142,7 @@ TEST_F(NetFaultsTest, OperationsOnACameraThatHasJustFallenSilentEnd)
     camera.resume();
 }
 
-TEST_F(NetFaultsTest, NoCallWaitsLongForASilentCamera)
+TEST_F(NetFaultsTest, NoCallWaitsLongForAnUnresponsiveCamera)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     auto streaming = std::make_unique<Streaming>(driver());
@@ -152,15 +152,15 @@ TEST_F(NetFaultsTest, NoCallWaitsLongForASilentCamera)
     double exposure = 0;
     unsigned int size = sizeof exposure;
     const auto read = [&] { device.getProperty(0x5c00, &exposure, &size); };
-    EXPECT_LT(durationOf(read), kMostOfACall);
-    EXPECT_LT(durationOf(read), kMostOfACall);
-    EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.stop(), 0); }), kMostOfACall);
-    EXPECT_LT(durationOf([&] { EXPECT_NE(stream.start(), 0); }), kMostOfACall);
-    EXPECT_LT(durationOf([&] { streaming.reset(); }), kMostOfACall);
-    EXPECT_LT(durationOf([&] { m_driver.reset(); }), kMostOfACall);
+    EXPECT_LT(durationOf(read), kLongestCall);
+    EXPECT_LT(durationOf(read), kLongestCall);
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(stream.stop(), 0); }), kLongestCall);
+    EXPECT_LT(durationOf([&] { EXPECT_NE(stream.start(), 0); }), kLongestCall);
+    EXPECT_LT(durationOf([&] { streaming.reset(); }), kLongestCall);
+    EXPECT_LT(durationOf([&] { m_driver.reset(); }), kLongestCall);
 }
 
-TEST_F(NetFaultsTest, ClosingADriverWithSilentCamerasThatStreamDoesNotAddUp)
+TEST_F(NetFaultsTest, TimeoutsOfUnresponsiveCamerasDoNotAddUpWhenADriverCloses)
 {
     const CameraProcess one("serve", "127.0.0.1");
     const CameraProcess two("serve", "127.0.0.2");
@@ -181,25 +181,26 @@ TEST_F(NetFaultsTest, ClosingADriverWithSilentCamerasThatStreamDoesNotAddUp)
                   streams.clear();
                   m_driver.reset();
               }),
-              kMostOfACall);
+              kLongestCall);
 }
 
-TEST_F(NetFaultsTest, AProgramEndsSoonThoughItsCameraIsSilent)
+TEST_F(NetFaultsTest, AProgramEndsSoonAlthoughItsCameraIsUnresponsive)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     CameraProcess program("stream", "127.0.0.1");
     camera.stop();
-    EXPECT_LT(durationOf([&] { EXPECT_EQ(program.end(), 0); }), 2 * kMostOfACall);
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(program.end(), 0); }), 2 * kLongestCall);
 }
 
-TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
+TEST_F(NetFaultsTest, ACameraThatPausesBrieflyIsKept)
 {
     const CameraProcess camera("serve", "127.0.0.1");
     Streaming streaming(driver());
     PixelStream &stream = streaming.stream;
     ASSERT_THAT(awaitListed(1), SizeIs(1));
     camera.stop();
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // a cable put back at once
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(300));  // like a cable that is plugged in again at once
     camera.resume();
     const std::size_t before = stream.sink().count();
     EXPECT_TRUE(stream.sink().await(before + 5));
@@ -209,7 +210,7 @@ TEST_F(NetFaultsTest, ACameraThatIsOnlySlowForAMomentIsKept)
 TEST_F(NetFaultsTest, OpeningAndClosingManyTimesLeavesNothingBehind)
 {
     SimulatedCameraSettings settings = depthCamera();
-    settings.formats = {kCoord3d, kBgr8};  // as it is, and converted
+    settings.formats = {kCoord3d, kBgr8};  // passed through, and converted
     const auto camera = serve(settings);
     const auto once = [&](int round) {
         const OpenCamera device = open();
@@ -230,9 +231,9 @@ TEST_F(NetFaultsTest, OpeningAndClosingManyTimesLeavesNothingBehind)
     EXPECT_LE(entriesOf("/proc/self/fd"), descriptors + 2);
     // A leak of 5 kB a round would show.
     EXPECT_LE(after.uordblks, memory.uordblks + 1000 * 1000);
-    // Large blocks are mapped; one picture a round would be a hundred times as much.
+    // Large blocks are mapped; one frame a round would be a hundred times as much.
     EXPECT_LE(after.uordblks + after.hblkhd, memory.uordblks + memory.hblkhd + 2000 * 1000);
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -1,26 +1,29 @@
-// What tests of network cameras have in common: cameras that show a pattern, and a client.
+// What the tests of network cameras share: cameras that show a pattern, and a client.
 #pragma once
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "CameraDescription.h"
 #include "SimulatedCamera.h"
 #include "net/NetDriver.h"
 #include "tests/drivers/TestStream.h"
-#include "tests/drivers/net/Events.h"
 #include "tests/fakes/HangGuard.h"
 
-namespace nubrix {
+namespace nubrix::net {
 
 constexpr std::uint32_t kCoord3d = 0x011000b8;
 constexpr std::uint32_t kMono8 = 0x01080001;
@@ -33,13 +36,13 @@ constexpr std::uint32_t kBayerRg8 = 0x01080009;
 constexpr std::uint32_t kYuyv = 0x02100032;
 constexpr std::uint32_t kUyvy = 0x0210001f;
 
-/// The pattern: what lies at a place of a picture, in the format's units, by the first unit.
+/// The value of the pattern at a pixel, in units of the format; `first` is that of the first pixel.
 inline unsigned int patternAt(unsigned int first, unsigned int x, unsigned int y)
 {
     return first + x + 3 * y;
 }
 
-/// Fills a picture with the pattern of its number.
+/// Fills an image with the pattern of its number.
 inline void fillPattern(std::uint32_t format, std::uint32_t frame, void *data, unsigned int width,
                         unsigned int height)
 {
@@ -65,8 +68,8 @@ inline unsigned int unitOf(const Received &frame, std::size_t place, unsigned in
     return bytes == 1 ? byte[0] : static_cast<unsigned int>(byte[0] | byte[1] << 8U);
 }
 
-/// How many frames show another picture than they should, by their index and the first frame.
-inline int wrongPictures(const std::vector<Received> &frames, unsigned int unitBytes)
+/// How many frames do not show the image of their index, counted from the first frame.
+inline int wrongFrames(const std::vector<Received> &frames, unsigned int unitBytes)
 {
     const auto isWrong = [&](const Received &frame) {
         const unsigned int since = frame.record.frameIndex - frames.front().record.frameIndex;
@@ -77,7 +80,7 @@ inline int wrongPictures(const std::vector<Received> &frames, unsigned int unitB
     return static_cast<int>(std::count_if(frames.begin(), frames.end(), isWrong));
 }
 
-/// How many units of a frame are not those of the pattern.
+/// How many units of a frame differ from the pattern.
 inline int wrongUnits(const Received &frame, unsigned int unitBytes)
 {
     const unsigned int mask = unitBytes == 1 ? 0xff : 0xffff;
@@ -143,6 +146,50 @@ inline std::int64_t integerOf(NubrixBaseDevice &device, const std::string &name)
         request.data(), static_cast<unsigned int>(request.size()),
         reinterpret_cast<unsigned char *>(&value), &size);
     return status == 0 ? value : -1;
+}
+
+/// Collects hot-plug events. Thread-safe.
+class Events {
+public:
+    static void take(const char *uri, const char *serial, const char * /*location*/,
+                     unsigned int state, void *events)
+    {
+        auto *self = static_cast<Events *>(events);
+        const std::lock_guard<std::mutex> lock(self->m_lock);
+        self->m_events.push_back(std::string(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + uri +
+                                 " " + serial);
+        self->m_changed.notify_all();
+    }
+    /// The first events once there are so many; fewer after the deadline.
+    std::vector<std::string> await(std::size_t count)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait_for(lock, kDeadline, [&] { return m_events.size() >= count; });
+        return m_events;
+    }
+    std::vector<std::string> soFar()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_events;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::vector<std::string> m_events;  // under m_lock
+};
+
+/// Replaces parts of a camera's description. Fails the test when one is not in it exactly once.
+inline void redescribe(simulator::SimulatedCameraSettings &settings,
+                       const std::vector<std::pair<std::string, std::string>> &parts)
+{
+    settings.description = describeCamera(settings);
+    for (const auto &[from, to] : parts) {
+        const std::size_t place = settings.description.find(from);
+        ASSERT_NE(place, std::string::npos) << from;
+        settings.description.replace(place, from.size(), to);
+        ASSERT_EQ(settings.description.find(from, place + to.size()), std::string::npos) << from;
+    }
 }
 
 /// A network of its own with cameras and a driver.
@@ -239,4 +286,4 @@ protected:
     std::unique_ptr<NetDriver> m_driver;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

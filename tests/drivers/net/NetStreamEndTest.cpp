@@ -1,4 +1,4 @@
-// Streams and cameras that end from within frame callbacks, or without memory.
+// Streams and cameras that are closed from within frame callbacks, or without memory.
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -6,17 +6,17 @@
 #include <memory>
 #include <utility>
 
-#include "net/GvcpProbe.h"
+#include "net/Gvcp.h"
 #include "tests/drivers/net/NetFixture.h"
 #include "tests/fakes/FailingNew.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 using testing::HasSubstr;
 
-/// Ends streams from within their frame callbacks. A test waits for the callback to end it and then
-/// for its return, after which the driver may still hold frames for a moment.
+/// Stops streams from within their frame callbacks. A test waits for the callback to do so and to
+/// return, after which the driver may still hold frames for a moment.
 class NetStreamEndTest : public NetTest {
 protected:
     void SetUp() override
@@ -62,7 +62,7 @@ TEST_F(NetStreamEndTest, AStreamStopsFromWithinItsCallback)
 {
     startWith([&] {
         m_status = m_stream->stop();
-        EXPECT_EQ(m_stream->start(), -2);  // what it runs in has not ended
+        EXPECT_EQ(m_stream->start(), -2);  // the callback has not returned
     });
     EXPECT_EQ(m_status, 0);
     m_sink.onFrame = nullptr;
@@ -73,7 +73,7 @@ TEST_F(NetStreamEndTest, AStreamStopsFromWithinItsCallback)
     EXPECT_EQ(m_stream->stop(), 0);
 }
 
-TEST_F(NetStreamEndTest, WithoutMemoryAStreamIsDestroyedFromWithinItsCallbackAllTheSame)
+TEST_F(NetStreamEndTest, AStreamIsDestroyedFromWithinItsCallbackEvenWithoutMemory)
 {
     bool hasFailed = true;
     for (int index = 0; hasFailed; ++index) {
@@ -91,7 +91,7 @@ TEST_F(NetStreamEndTest, WithoutMemoryAStreamIsDestroyedFromWithinItsCallbackAll
     }
 }
 
-TEST_F(NetStreamEndTest, WithoutMemoryACameraIsReleasedAllTheSame)
+TEST_F(NetStreamEndTest, ACameraIsReleasedEvenWithoutMemory)
 {
     bool hasFailed = true;
     for (int index = 0; hasFailed; ++index) {
@@ -175,7 +175,7 @@ TEST_F(NetStreamEndTest, ACameraIsClosedFromWithinItsCallbackAndOpenedAgain)
     EXPECT_EQ(m_calls, 1);
 }
 
-TEST_F(NetStreamEndTest, ADriverJoinsACameraThatIsClosedFromWithinACallbackThatRuns)
+TEST_F(NetStreamEndTest, ADriverJoinsTheThreadOfACameraThatIsClosedFromWithinItsRunningCallback)
 {
     std::promise<void> closed;
     std::promise<void> returns;
@@ -200,4 +200,4 @@ TEST_F(NetStreamEndTest, ADriverJoinsACameraThatIsClosedFromWithinACallbackThatR
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

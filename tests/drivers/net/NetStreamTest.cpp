@@ -10,7 +10,7 @@
 #include "net/PixelFormats.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 struct Case {
@@ -26,7 +26,7 @@ void PrintTo(const Case &format, std::ostream *out)
     *out << format.name;
 }
 
-/// Formats whose frames show the camera's bytes.
+/// Formats whose frames have the camera's bytes.
 class NetStreamPatternTest : public NetTest, public testing::WithParamInterface<Case> {};
 
 TEST_P(NetStreamPatternTest, EveryPixelOfEveryFrameIsRight)
@@ -34,7 +34,7 @@ TEST_P(NetStreamPatternTest, EveryPixelOfEveryFrameIsRight)
     SimulatedCameraSettings settings = depthCamera();
     settings.formats = {GetParam().code};
     if (GetParam().stream == NUBRIX_STREAM_IR)
-        settings.formats.push_back(kCoord3d);  // what else it could be depth of
+        settings.formats.push_back(kCoord3d);  // or Mono16 would be depth
     const auto camera = serve(settings);
     const OpenCamera device = open();
     ASSERT_TRUE(device);
@@ -43,7 +43,7 @@ TEST_P(NetStreamPatternTest, EveryPixelOfEveryFrameIsRight)
     ASSERT_TRUE(stream.sink().await(20));
     ASSERT_EQ(stream.stop(), 0);
     EXPECT_EQ(stream.pool().inUse(), 0);
-    EXPECT_EQ(wrongPictures(stream.sink().frames(), GetParam().unitBytes), 0);
+    EXPECT_EQ(wrongFrames(stream.sink().frames(), GetParam().unitBytes), 0);
     for (const Received &frame : stream.sink().frames()) {
         EXPECT_EQ(wrongUnits(frame, GetParam().unitBytes), 0);
         EXPECT_EQ(frame.record.pixelFormat, GetParam().pixelFormat);
@@ -76,25 +76,25 @@ void PrintTo(const Converted &format, std::ostream *out)
     *out << format.name;
 }
 
-/// Formats whose frames are made of the camera's bytes.
+/// Formats whose frames are converted.
 class NetStreamConvertedTest : public NetTest, public testing::WithParamInterface<Converted> {
 protected:
     static constexpr unsigned int kWidth = 96;
     static constexpr unsigned int kHeight = 64;
 
-    static std::vector<unsigned char> expected(std::uint32_t picture)
+    static std::vector<unsigned char> expected(std::uint32_t number)
     {
         const PixelFormat &format = *findPixelFormat(GetParam().code, NUBRIX_STREAM_COLOR);
         const FrameConverter converter(format, {}, kWidth, kHeight);
         std::vector<std::uint8_t> source(converter.sourceBytes());
-        fillPattern(GetParam().code, picture, source.data(), kWidth, kHeight);
+        fillPattern(GetParam().code, number, source.data(), kWidth, kHeight);
         std::vector<std::uint8_t> frame(converter.frameBytes());
         converter.convert(source.data(), frame.data());
         return frame;
     }
 };
 
-TEST_P(NetStreamConvertedTest, EveryFrameIsMadeOfItsPicture)
+TEST_P(NetStreamConvertedTest, EveryFrameIsConvertedFromItsImage)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.formats = {GetParam().code};
@@ -111,7 +111,7 @@ TEST_P(NetStreamConvertedTest, EveryFrameIsMadeOfItsPicture)
     std::uint32_t first = 0;
     while (first < 256 && expected(first) != frames.front().pixels)
         ++first;
-    ASSERT_LT(first, 256U) << "the first frame is made of no picture";
+    ASSERT_LT(first, 256U) << "the first frame is not converted from any image";
     for (const Received &frame : frames) {
         const std::uint32_t since = frame.record.frameIndex - frames.front().record.frameIndex;
         EXPECT_EQ(frame.pixels, expected(first + since)) << frame.record.frameIndex;
@@ -162,14 +162,14 @@ TEST_F(NetStreamTest, FramesThatPassThroughAreFilledInPlace)
     const OpenCamera device = open();
     ASSERT_TRUE(device);
     PixelStream stream(*device, NUBRIX_STREAM_DEPTH);
-    // All that are in flight, and one for each that is delivered.
+    // The four in flight, and the one that is delivered.
     stream.sink().onFrame = [&](NubrixFrameRef *) { EXPECT_EQ(stream.pool().inUse(), 5); };
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(5));
     stream.stop();
 }
 
-TEST_F(NetStreamTest, PicturesAreDroppedAndCountedWhileTheApplicationHoldsAllFrames)
+TEST_F(NetStreamTest, FramesAreDroppedAndCountedWhileTheApplicationHoldsAllOfThem)
 {
     const auto camera = serve(depthCamera());
     const OpenCamera device = open();
@@ -215,7 +215,7 @@ TEST_F(NetStreamTest, ThreeCamerasStreamAtOnce)
         EXPECT_TRUE(streams[i].sink().await(20));
         streams[i].stop();
         const unsigned int unitBytes = types[i] == NUBRIX_STREAM_COLOR ? 1 : 2;
-        EXPECT_EQ(wrongPictures(streams[i].sink().frames(), unitBytes), 0);
+        EXPECT_EQ(wrongFrames(streams[i].sink().frames(), unitBytes), 0);
         for (const Received &frame : streams[i].sink().frames())
             EXPECT_EQ(wrongUnits(frame, unitBytes), 0);
     }
@@ -237,12 +237,12 @@ TEST_F(NetStreamTest, ALargeAndFastStreamIsRight)
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(20));
     stream.stop();
-    EXPECT_EQ(wrongPictures(stream.sink().frames(), 2), 0);
+    EXPECT_EQ(wrongFrames(stream.sink().frames(), 2), 0);
     for (const Received &frame : stream.sink().frames())
         EXPECT_EQ(wrongUnits(frame, 2), 0);
 }
 
-TEST_F(NetStreamTest, LostPacketsCostWholeFramesAndNothingElse)
+TEST_F(NetStreamTest, LostPacketsCostOnlyTheirFrames)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.lostPackets = 0.005;
@@ -253,7 +253,7 @@ TEST_F(NetStreamTest, LostPacketsCostWholeFramesAndNothingElse)
     ASSERT_EQ(stream.start(), 0);
     ASSERT_TRUE(stream.sink().await(40));
     stream.stop();
-    EXPECT_EQ(wrongPictures(stream.sink().frames(), 2), 0);
+    EXPECT_EQ(wrongFrames(stream.sink().frames(), 2), 0);
     unsigned int last = 0;
     for (const Received &frame : stream.sink().frames()) {
         EXPECT_EQ(wrongUnits(frame, 2), 0);
@@ -268,7 +268,7 @@ TEST_F(NetStreamTest, LostPacketsCostWholeFramesAndNothingElse)
     EXPECT_GE(last + 1, counters.delivered + counters.unusable);
 }
 
-TEST_F(NetStreamTest, IncompleteFramesComeFlaggedWhenTheyAreAskedFor)
+TEST_F(NetStreamTest, IncompleteFramesAreDeliveredWithAFlagWhenThatIsEnabled)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.lostPackets = 0.02;
@@ -336,7 +336,7 @@ TEST_F(NetStreamTest, AStreamStartsAgainAndAgain)
     }
 }
 
-TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfThePicture)
+TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfTheImage)
 {
     SimulatedCameraSettings settings = depthCamera();
     settings.smallestWidth = 64;
@@ -363,4 +363,4 @@ TEST_F(NetStreamTest, ASmallerModeShowsTheMiddleOfThePicture)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -6,7 +6,7 @@
 #include "tests/Paths.h"
 #include "tests/drivers/net/NetFixture.h"
 
-namespace nubrix {
+namespace nubrix::net {
 namespace {
 
 /// The plug-in as the library loads it.
@@ -39,4 +39,4 @@ TEST_F(NetPluginTest, ItWorksAgainAfterEachUnloading)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -1,4 +1,4 @@
-// A camera behind a relay that can make it slow, or idle.
+// A relay in front of a camera that can make it slow, or ignore requests.
 #pragma once
 
 #include <arpa/inet.h>
@@ -15,18 +15,18 @@
 #include <thread>
 #include <vector>
 
-namespace nubrix {
+namespace nubrix::net {
 
-/// Passes control packets on to a camera of this host and its answers back. The frames come
-/// from the camera itself. Thread-safe.
+/// Forwards control packets to a camera of this host, and its answers. The camera itself sends the
+/// frames. Thread-safe.
 class RelayCamera {
 public:
     using Clock = std::chrono::steady_clock;
 
     enum class Way {
         kPass,
-        kSlow,     ///< each answer comes late, but sooner than it is asked for again
-        kPending,  ///< the camera asks for more time, again and again
+        kSlow,     ///< each answer is late, but arrives before the request is repeated
+        kPending,  ///< the camera requests more time again and again
         kIdle,     ///< writes are acknowledged and not done
     };
 
@@ -155,4 +155,4 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::net

@@ -1,7 +1,7 @@
-// A program of its own that a test can stop and kill: serves a camera, holds one, or streams its
-// depth until SIGTERM and then closes everything.
+// A process that a test can stop and kill: serves a camera, takes the control of one, or streams
+// its depth until SIGTERM and then closes everything.
 //
-//     camera_process serve|hold|stream ADDRESS
+//     camera_process serve|control|stream ADDRESS
 #include <gio/gio.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -33,7 +33,7 @@ std::unique_ptr<nubrix::simulator::SimulatedCamera> serve(const char *address)
         });
 }
 
-bool hold(const char *address)
+bool control(const char *address)
 {
     GInetAddress *own = g_inet_address_new_from_string("127.0.0.1");
     GInetAddress *camera = g_inet_address_new_from_string(address);
@@ -41,7 +41,7 @@ bool hold(const char *address)
     return device != nullptr && arv_gv_device_is_controller(ARV_GV_DEVICE(device)) != FALSE;
 }
 
-void sayThatItIsUp()
+void reportReady()
 {
     std::puts("up");
     std::fflush(stdout);
@@ -52,8 +52,8 @@ int stream(const std::string &address)
     sigset_t end;
     sigemptyset(&end);
     sigaddset(&end, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &end, nullptr);  // of all threads to come
-    nubrix::NetDriver driver("");
+    pthread_sigmask(SIG_BLOCK, &end, nullptr);  // inherited by all later threads
+    nubrix::net::NetDriver driver("");
     nubrix::FakePool pool(640 * 480 * 2);
     nubrix::FrameSink sink;
     NubrixBaseDevice *device = nullptr;
@@ -65,7 +65,7 @@ int stream(const std::string &address)
     stream->setFrameCallback(&nubrix::FrameSink::receive, &sink);
     if (stream->start() != 0 || !sink.await(1))
         return 1;
-    sayThatItIsUp();
+    reportReady();
     int signal = 0;
     sigwait(&end, &signal);
     stream->stop();
@@ -83,9 +83,9 @@ try {
     std::unique_ptr<nubrix::simulator::SimulatedCamera> served;
     if (std::strcmp(words[1], "serve") == 0)
         served = serve(words[2]);
-    else if (!hold(words[2]))
+    else if (!control(words[2]))
         return 1;
-    sayThatItIsUp();
+    reportReady();
     for (;;)
         pause();
 } catch (const std::exception &error) {
