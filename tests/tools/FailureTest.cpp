@@ -5,7 +5,7 @@
 
 #include "nubrix/nubrix.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::AllOf;
@@ -103,4 +103,4 @@ TEST(FailureTest, AttemptHandsTheStatusOutWithItsWords)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::HasSubstr;
@@ -110,4 +110,4 @@ TEST(ModeRequestTest, TheNearestModeIsNearInSizeFirst)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <thread>
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 // Far longer than any wait that is ended by a wake.
@@ -81,4 +81,4 @@ TEST(StopSignalTest, SignalsDoAfterwardsWhatTheyDidBefore)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -1,11 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ToolProcess.h"
 #include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/tools/ToolProcess.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::HasSubstr;
@@ -113,4 +113,4 @@ TEST(UsageTest, AReportThatCannotBeWrittenIsAFailure)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ToolProcess.h"
 #include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/tools/ToolProcess.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::HasSubstr;
@@ -92,4 +92,4 @@ TEST_F(LonelyToolTest, TheSimulatorGetsItsWordsAsTheyAre)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -4,11 +4,10 @@
 #include <optional>
 #include <string>
 #include <vector>
-
 #include "Names.h"
 #include "Session.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 /// Opens a camera and closes it. A call of the library that fails throws a Failure.
 class Camera {
@@ -39,4 +38,4 @@ private:
     NubrixDevice *m_device = nullptr;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -3,14 +3,13 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-
 #include "nubrix/nubrix.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
-struct Words {
+struct Explanation {
     const char *operation;  // null: any
     int status;             // 0: any
     unsigned int error;     // 0: any
@@ -20,8 +19,8 @@ struct Words {
 
 constexpr const char *kRunList = "; run 'nubrix list'";
 
-// The first row that fits is taken.
-constexpr std::array<Words, 21> kWords = {{
+// The first matching row is used.
+constexpr std::array<Explanation, 21> kExplanations = {{
     {"initialize", 0, 0, "a driver plug-in could not start", "; '--verbose' shows the log"},
     {"openDevice", -2, 0, "another application has the camera",
      "; end that one, and after a crash of it wait some seconds"},
@@ -48,12 +47,13 @@ constexpr std::array<Words, 21> kWords = {{
     {nullptr, 0, 0, "the driver reports a failure of its own", "; '--verbose' shows the log"},
 }};
 
-bool fits(const Words &words, const std::string &operation, int status, unsigned int error)
+bool matches(const Explanation &explanation, const std::string &operation, int status,
+             unsigned int error)
 {
     const std::string name = operation.substr(0, operation.find(' '));
-    return (words.operation == nullptr || name == words.operation) &&
-           (words.status == 0 || words.status == status) &&
-           (words.error == 0 || words.error == error);
+    return (explanation.operation == nullptr || name == explanation.operation) &&
+           (explanation.status == 0 || explanation.status == status) &&
+           (explanation.error == 0 || explanation.error == error);
 }
 
 }  // namespace
@@ -64,15 +64,15 @@ std::string describeFailure(const std::string &operation, int status, unsigned i
     std::snprintf(numbers.data(), numbers.size(),
                   errorNumber ? " (status %d, error 0x%08x)" : " (status %d, error %x)", status,
                   errorNumber);
-    for (const Words &words : kWords)
-        if (fits(words, operation, status, errorNumber))
-            return operation + ": " + words.text + numbers.data() + words.hint;
+    for (const Explanation &explanation : kExplanations)
+        if (matches(explanation, operation, status, errorNumber))
+            return operation + ": " + explanation.text + numbers.data() + explanation.hint;
     return operation + numbers.data();
 }
 
 int attempt(const std::string &operation, const std::function<int()> &call, std::string *problem)
 {
-    // A success never clears the error number, so an old one would be taken for this call's.
+    // A successful call keeps an old error number; without this it would be reported for this call.
     *ErrnoLocal() = 0;
     const int status = call();
     if (status != 0)
@@ -87,4 +87,4 @@ void require(const std::string &operation, const std::function<int()> &call)
         throw Failure(problem);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

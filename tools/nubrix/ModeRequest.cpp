@@ -6,7 +6,7 @@
 #include <set>
 #include <tuple>
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
@@ -114,4 +114,4 @@ std::string explainMissingMode(const Modes &offered, const ModeRequest &wanted)
     return wrongField(offered, wanted) + "; nearest mode: " + modeText(nearest(offered, wanted));
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

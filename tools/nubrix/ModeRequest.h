@@ -4,10 +4,9 @@
 #include <optional>
 #include <string>
 #include <vector>
-
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 struct ModeRequest {
     unsigned int width;      // pixels
@@ -31,4 +30,4 @@ std::optional<typedefNubrixFrameMode> findMode(const std::vector<typedefNubrixFr
 std::string explainMissingMode(const std::vector<typedefNubrixFrameMode> &offered,
                                const ModeRequest &wanted);
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

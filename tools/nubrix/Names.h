@@ -3,10 +3,9 @@
 
 #include <array>
 #include <string>
-
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 struct StreamKind {
     unsigned int type;  // a NubrixStreamType
@@ -31,4 +30,4 @@ std::string deviceStateName(unsigned int state);
 /// "2.0.182".
 std::string versionText(const unsigned short (&version)[3]);
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -3,7 +3,7 @@
 #include "Failure.h"
 #include "common/Text.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::vector<CameraInfo> Session::cameras()
     return cameras;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -3,10 +3,9 @@
 
 #include <string>
 #include <vector>
-
 #include "nubrix/nubrix.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 /// What the library's list says of an attached camera.
 struct CameraInfo {
@@ -36,4 +35,4 @@ private:
     NubrixBaseContext *m_context;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

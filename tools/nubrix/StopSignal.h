@@ -3,7 +3,7 @@
 
 #include <csignal>
 
-namespace nubrix {
+namespace nubrix::tool {
 
 /// While it lives, the first SIGINT or SIGTERM is a request to stop; the next one ends the process,
 /// as it would without this. One at a time.
@@ -25,4 +25,4 @@ private:
     struct sigaction m_oldTerminate = {};
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

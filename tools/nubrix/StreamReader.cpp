@@ -1,15 +1,9 @@
 #include "StreamReader.h"
 
 #include "Failure.h"
-#include "MonotonicClock.h"
+#include "StreamStatistics.h"
 
-namespace nubrix {
-
-namespace {
-
-constexpr int kNoFrame = -11;
-
-}  // namespace
+namespace nubrix::tool {
 
 StreamReader::StreamReader(Camera &camera, const StreamKind &kind, const Options &options,
                            const StopSignal &stop)
@@ -38,7 +32,7 @@ bool StreamReader::poll()
         std::string("readFrame (") + m_kind.name + ")",
         [&] { return m_context.readFrame(m_stream, &frame, 0); }, &problem);
     // Also the answer when a wake-up came without a frame; the next round finds it.
-    if (status == kNoFrame)
+    if (status == kStatusTimeout)
         return false;
     if (status != 0)
         throw Failure(problem);
@@ -81,7 +75,7 @@ void StreamReader::rethrowProblem() const
 std::vector<std::string> StreamReader::save(const std::string &folder) const
 {
     const std::lock_guard lock(m_lock);
-    return m_keeper.save(folder, m_kind.name);
+    return m_saved.save(folder, m_kind.name);
 }
 
 void StreamReader::onFrame(NubrixStream *, typedefNubrixFrame *frame, void *user)
@@ -113,11 +107,11 @@ void StreamReader::count(const typedefNubrixFrame &frame)
     m_lastEventUs = monotonicUs();
     const std::uint64_t captureUs =
         static_cast<std::uint64_t>(frame.timestampHigh) << 32 | frame.timestampLow;
-    const bool damaged = frame.streamType != m_kind.type || !isWhole(frame);
+    const bool damaged = frame.streamType != m_kind.type || !isComplete(frame);
     m_statistics.add({frame.frameIndex, captureUs, m_lastEventUs, damaged});
     if (m_options.keepFrames && !damaged)
-        m_keeper.keep(frame);
+        m_saved.keep(frame);
     ++m_frames;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -6,13 +6,12 @@
 #include <mutex>
 #include <string>
 #include <vector>
-
 #include "Camera.h"
-#include "FrameKeeper.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
+#include "output/SavedFrames.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 /// Takes the frames of one stream, by the library's callback or by polling. All but `poll` may be
 /// called while frames arrive by callback.
@@ -65,10 +64,10 @@ private:
 
     mutable std::mutex m_lock;  // everything below
     StreamStatistics m_statistics;
-    FrameKeeper m_keeper;
+    FirstAndLastFrame m_saved;
     std::uint64_t m_frames = 0;
     std::uint64_t m_lastEventUs;
     std::exception_ptr m_problem;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -25,7 +25,7 @@ class RoomCamera {
 public:
     /// `components` are names of them, at least one. Throws std::runtime_error,
     /// naming what there is, for a mode that the room is not to be had in.
-    RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode);
+    RoomCamera(const std::vector<std::string> &components, const tool::ModeRequest &mode);
 
     /// Address and serial number are left to be filled in.
     SimulatedCameraSettings settings() const;
