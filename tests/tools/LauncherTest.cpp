@@ -5,27 +5,28 @@
 namespace nubrix::tool {
 namespace {
 
-using Words = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
 
-TEST(LauncherTest, TheWordsForTheVirtualCameraAreTakenOut)
+TEST(LauncherTest, TheOptionsOfTheVirtualCameraAreRemoved)
 {
-    EXPECT_EQ(withoutVirtual({"--virtual", "list"}), Words({"list"}));
+    EXPECT_EQ(withoutVirtual({"--virtual", "list"}), Arguments({"list"}));
     EXPECT_EQ(withoutVirtual({"--virtual", "--scenario", "a.json", "list", "--json"}),
-              Words({"list", "--json"}));
+              Arguments({"list", "--json"}));
     EXPECT_EQ(withoutVirtual({"--scenario=a.json", "--virtual", "modes", "usb:x"}),
-              Words({"modes", "usb:x"}));
+              Arguments({"modes", "usb:x"}));
 }
 
-TEST(LauncherTest, EverythingElseStaysInItsOrder)
+TEST(LauncherTest, OtherArgumentsKeepTheirOrder)
 {
-    const Words words = {"--verbose", "stream", "--mode", "640x480@30", "--save", "/tmp/a b", ""};
-    EXPECT_EQ(withoutVirtual(words), words);
+    const Arguments arguments = {"--verbose", "stream",   "--mode", "640x480@30",
+                                 "--save",    "/tmp/a b", ""};
+    EXPECT_EQ(withoutVirtual(arguments), arguments);
 }
 
-TEST(LauncherTest, BehindTwoDashesNothingIsAnOption)
+TEST(LauncherTest, AfterTwoDashesNothingIsAnOption)
 {
     EXPECT_EQ(withoutVirtual({"--virtual", "list", "--", "--virtual"}),
-              Words({"list", "--", "--virtual"}));
+              Arguments({"list", "--", "--virtual"}));
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ TEST_F(StreamStatisticsTest, NoFramesGiveZeroEverywhere)
     EXPECT_EQ(figures.ageMedianUs, 0U);
 }
 
-TEST_F(StreamStatisticsTest, TheFirstFrameIsNoGapWhateverItsIndex)
+TEST_F(StreamStatisticsTest, TheFirstFrameIsNoGapForAnyIndex)
 {
     arrive(4711);
     const StreamFigures figures = m_statistics.figures();
@@ -70,7 +70,7 @@ TEST_F(StreamStatisticsTest, ARepeatedOrOlderIndexIsAGapWithoutLoss)
     EXPECT_EQ(m_statistics.figures().lost, 0U);
 }
 
-TEST_F(StreamStatisticsTest, TheIndexStartsAgainAfter32Bits)
+TEST_F(StreamStatisticsTest, TheIndexWrapsAfter32Bits)
 {
     arrive(0xfffffffeU);
     arrive(0xffffffffU);
@@ -91,7 +91,7 @@ TEST_F(StreamStatisticsTest, DamagedFramesCountAsFramesToo)
     EXPECT_EQ(m_statistics.figures().gaps, 0U);
 }
 
-TEST_F(StreamStatisticsTest, AgesAreTakenFromCaptureToArrival)
+TEST_F(StreamStatisticsTest, AgesAreMeasuredFromCaptureToArrival)
 {
     for (std::uint32_t i = 0; i < 98; ++i)
         arrive(i, 50);
@@ -137,13 +137,13 @@ TEST(AgeHistogramTest, OneDurationIsEveryPercentile)
     EXPECT_EQ(histogram.percentile(99), 200U);
 }
 
-TEST(AgeHistogramTest, EveryDurationIsToldWithinFourTenthsOfAPercent)
+TEST(AgeHistogramTest, EveryDurationIsExactWithinFourTenthsOfAPercent)
 {
     for (std::uint64_t age = 1; age < std::uint64_t{1} << 35; age += age / 37 + 1) {
         AgeHistogram histogram;
         histogram.add(age);
-        const auto told = static_cast<double>(histogram.percentile(50));
-        EXPECT_NEAR(told, static_cast<double>(age), static_cast<double>(age) * 0.004) << age;
+        const auto reported = static_cast<double>(histogram.percentile(50));
+        EXPECT_NEAR(reported, static_cast<double>(age), static_cast<double>(age) * 0.004) << age;
     }
 }
 

@@ -11,14 +11,14 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST(UsageTest, TheVersionIsToldWithStatus0)
+TEST(UsageTest, TheVersionHasStatus0)
 {
     const ToolResult result = runTool({"--version"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "nubrix " NUBRIX_TEST_VERSION "\n");
 }
 
-TEST(UsageTest, HelpIsGivenWithStatus0)
+TEST(UsageTest, HelpHasStatus0)
 {
     const ToolResult result = runTool({"--help"});
     EXPECT_EQ(result.status, 0);
@@ -62,7 +62,7 @@ TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
         {{"modes", "a", "b"}, "b"},
         {{"--scenario", "/dev/null", "list"}, "--virtual"},
         {{"--virtual", "--scenario", "/nowhere/x.json", "list"}, "/nowhere/x.json"},
-        {{"stream", "--streams", "color,sound"}, "there is no stream 'sound'"},
+        {{"stream", "--streams", "color,audio"}, "there is no stream 'audio'"},
         {{"stream", "--streams", "color,"}, "missing"},
         {{"stream", "--streams", ""}, "missing"},
         {{"stream", "--mode", "640x480"}, "640x480@30"},

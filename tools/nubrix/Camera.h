@@ -23,7 +23,7 @@ public:
     std::optional<typedefNubrixFrameMode> currentMode(const StreamKind &kind);
     void setMode(const StreamKind &kind, typedefNubrixFrameMode mode);
 
-    /// The records that the camera keeps; none when it does not support them.
+    /// The version record of the camera; none when it does not support it.
     std::optional<NubrixVersions> versions();
     std::optional<unsigned int> flagMode();
     void setFlagMode(unsigned int mode);

@@ -23,17 +23,17 @@ constexpr const char *kRunList = "; run 'nubrix list'";
 constexpr std::array<Explanation, 21> kExplanations = {{
     {"initialize", 0, 0, "a driver plug-in could not start", "; '--verbose' shows the log"},
     {"openDevice", -2, 0, "another application has the camera",
-     "; end that one, and after a crash of it wait some seconds"},
+     "; close it there, or wait some seconds if it has crashed"},
     {"openDevice", -4, NUBRIX_ERR_DEVICE_NOT_FOUND, "no camera is attached", kRunList},
     {"openDevice", -4, NUBRIX_ERR_OPEN_FAILED, "no such camera", kRunList},
-    {"openDevice", -9, 0, "the camera does not answer",
+    {"openDevice", -9, 0, "the camera is unresponsive",
      "; check its cable, its power and its address; run 'nubrix doctor'"},
     {"openDevice", -12, 0, "no driver plug-in serves this camera", kRunList},
     {"openDevice", 0, 0, "the driver could not open the camera", "; '--verbose' shows the log"},
-    {"openStream", -1, NUBRIX_ERR_STREAM_HANDLE, "the camera could not make this stream", ""},
+    {"openStream", -1, NUBRIX_ERR_STREAM_HANDLE, "the camera could not create this stream", ""},
     {"openStream", 0, NUBRIX_ERR_PREPROCESS, "the camera could not start this stream", ""},
-    {"setFrameMode", 0, 0, "the camera refuses this mode", "; run 'nubrix modes'"},
-    {nullptr, -1, 0, "it failed", "; '--verbose' shows the log"},
+    {"setFrameMode", 0, 0, "the camera rejected this mode", "; run 'nubrix modes'"},
+    {nullptr, -1, 0, "the operation failed", "; '--verbose' shows the log"},
     {nullptr, -2, 0, "the library is not initialized, or the stream not started", ""},
     {nullptr, -3, 0, "the camera is not open", ""},
     {nullptr, -4, 0, "not found, or a bad argument", ""},
@@ -41,8 +41,8 @@ constexpr std::array<Explanation, 21> kExplanations = {{
     {nullptr, -8, 0, "the camera does not support it", ""},
     {nullptr, -9, 0, "the camera is gone: unplugged, or its power or connection was lost",
      kRunList},
-    {nullptr, -10, 0, "the camera is connected, but does not answer any more (keep-alive)", ""},
-    {nullptr, -11, 0, "no frame came in time", ""},
+    {nullptr, -10, 0, "the camera is connected, but has become unresponsive (keep-alive)", ""},
+    {nullptr, -11, 0, "no frame arrived in time", ""},
     {nullptr, -13, 0, "no such stream", ""},
     {nullptr, 0, 0, "the driver reports a failure of its own", "; '--verbose' shows the log"},
 }};
@@ -72,7 +72,7 @@ std::string describeFailure(const std::string &operation, int status, unsigned i
 
 int attempt(const std::string &operation, const std::function<int()> &call, std::string *problem)
 {
-    // A successful call keeps an old error number; without this it would be reported for this call.
+    // A successful call does not clear the error number of an earlier failure.
     *ErrnoLocal() = 0;
     const int status = call();
     if (status != 0)

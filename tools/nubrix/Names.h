@@ -1,4 +1,4 @@
-// The words that the tool uses for the codes of the interface.
+// The names that the tool prints for the codes of the interface.
 #pragma once
 
 #include <array>

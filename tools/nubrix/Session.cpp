@@ -28,7 +28,7 @@ Session::Session() : m_context(ContextFactory())
     try {
         require("initialize", [this] { return m_context->initialize(); });
     } catch (...) {
-        // Also closes the plug-ins that were loaded before one failed.
+        // destroy() also unloads the plug-ins that were loaded before one failed.
         m_context->destroy();
         deleteContext(m_context);
         throw;

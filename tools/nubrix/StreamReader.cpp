@@ -31,12 +31,12 @@ bool StreamReader::poll()
     const int status = attempt(
         std::string("readFrame (") + m_kind.name + ")",
         [&] { return m_context.readFrame(m_stream, &frame, 0); }, &problem);
-    // Also the answer when a wake-up came without a frame; the next round finds it.
+    // Also returned after a wake-up without a frame; the next call reads that frame.
     if (status == kStatusTimeout)
         return false;
     if (status != 0)
         throw Failure(problem);
-    take(frame);
+    receive(frame);
     return true;
 }
 
@@ -80,10 +80,10 @@ std::vector<std::string> StreamReader::save(const std::string &folder) const
 
 void StreamReader::onFrame(NubrixStream *, typedefNubrixFrame *frame, void *user)
 {
-    static_cast<StreamReader *>(user)->take(frame);
+    static_cast<StreamReader *>(user)->receive(frame);
 }
 
-void StreamReader::take(typedefNubrixFrame *frame) noexcept
+void StreamReader::receive(typedefNubrixFrame *frame) noexcept
 {
     bool over = false;
     {
@@ -92,7 +92,7 @@ void StreamReader::take(typedefNubrixFrame *frame) noexcept
             if (!limitReached())
                 count(*frame);
         } catch (...) {
-            // No exception may reach the library; the run finds this one.
+            // No exception may reach the library; rethrowProblem() reports it.
             m_problem = std::current_exception();
         }
         over = limitReached() || m_problem;
@@ -110,7 +110,7 @@ void StreamReader::count(const typedefNubrixFrame &frame)
     const bool damaged = frame.streamType != m_kind.type || !isComplete(frame);
     m_statistics.add({frame.frameIndex, captureUs, m_lastEventUs, damaged});
     if (m_options.keepFrames && !damaged)
-        m_saved.keep(frame);
+        m_saved.add(frame);
     ++m_frames;
 }
 

@@ -55,7 +55,7 @@ void addCommonOptions(CLI::App &app, CommonOptions &options)
         ->type_name("FILE")
         ->check(CLI::ExistingFile)
         ->needs(onVirtual);
-    app.footer("'nubrix COMMAND --help' tells more. Exit status: 0 done, 1 failed, 2 wrong use.");
+    app.footer("'nubrix COMMAND --help' shows more. Exit status: 0 done, 1 failed, 2 wrong use.");
 }
 
 int run(int argc, char **argv)

@@ -23,7 +23,7 @@ protected:
     const std::string m_file = m_folder.file("digits", "123456789");
 };
 
-TEST_F(ChecksumCommandTest, BothAreToldUnlessOneIsAskedFor)
+TEST_F(ChecksumCommandTest, BothArePrintedUnlessOneIsSelected)
 {
     const std::string crc = "crc32 0376e6e7\n";
     const std::string md5 = "md5 25f9e794323b453885f5181f1b624d0b\n";
@@ -33,7 +33,7 @@ TEST_F(ChecksumCommandTest, BothAreToldUnlessOneIsAskedFor)
     EXPECT_EQ(runTool({"checksum", "--md5", "--crc32", m_file}).out, crc + md5);
 }
 
-TEST_F(ChecksumCommandTest, AsJsonTheyAreTextsBesideTheNameOfTheFile)
+TEST_F(ChecksumCommandTest, JsonHasBothAndTheNameOfTheFile)
 {
     const ToolResult result = runTool({"checksum", m_file, "--json"});
     EXPECT_EQ(result.status, 0);
@@ -51,7 +51,7 @@ TEST_F(ChecksumCommandTest, AnEmptyFileHasChecksumsToo)
               "crc32 ffffffff\nmd5 d41d8cd98f00b204e9800998ecf8427e\n");
 }
 
-TEST_F(ChecksumCommandTest, WhatCannotBeReadIsAFailureThatSaysWhy)
+TEST_F(ChecksumCommandTest, AnUnreadableFileIsAFailureWithTheReason)
 {
     expectFailure(m_folder.file("missing"), "No such file or directory");
     expectFailure(m_file + "/below", "Not a directory");

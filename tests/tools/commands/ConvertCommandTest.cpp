@@ -17,7 +17,7 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using Bytes = std::vector<unsigned char>;
 
-// From black to white, where luma counts from 16.
+// From black to white in video range.
 constexpr unsigned char kLuma[] = {16, 81, 145, 235};
 
 class ConvertCommandTest : public testing::Test {
@@ -80,7 +80,7 @@ TEST_F(ConvertCommandTest, Grey16KeepsItsValues)
     EXPECT_THAT(image.samples, ElementsAre(1, 258, 65535, 32768));
 }
 
-TEST_F(ConvertCommandTest, ImagesAreTurnedClockwiseAndThenMirrored)
+TEST_F(ConvertCommandTest, ImagesAreRotatedClockwiseAndThenMirrored)
 {
     // 1 2 3
     // 4 5 6
@@ -95,7 +95,7 @@ TEST_F(ConvertCommandTest, ImagesAreTurnedClockwiseAndThenMirrored)
     EXPECT_THAT(samples({"--rotate", "90", "--mirror"}), ElementsAre(1, 4, 2, 5, 3, 6));
 }
 
-TEST_F(ConvertCommandTest, ColourImagesAreTurnedToo)
+TEST_F(ConvertCommandTest, ColourImagesAreRotatedToo)
 {
     const ImageFile image = converted({16, 128, 81, 128}, "yuyv", "2x1", {"--rotate", "90"});
     EXPECT_EQ(image.width, 1U);
@@ -133,18 +133,18 @@ TEST_F(ConvertCommandTest, AFileOfAnotherLengthIsAFailure)
     EXPECT_FALSE(std::filesystem::exists(m_out));
 }
 
-TEST_F(ConvertCommandTest, PixelsThatCannotShareTheirColoursAreAFailure)
+TEST_F(ConvertCommandTest, AnOddSizeIsAFailureForFormatsWithSharedColours)
 {
     for (const std::string size : {"3x2", "2x3"}) {
         EXPECT_THAT(convert(Bytes(9), "nv21", size).err,
-                    HasSubstr("nv21 images have an even width and height"));
+                    HasSubstr("nv21 images need an even width and height"));
     }
     EXPECT_THAT(convert(Bytes(12), "uyvy", "3x2").err,
-                HasSubstr("uyvy images have an even width\n"));
+                HasSubstr("uyvy images need an even width\n"));
     EXPECT_EQ(convert(Bytes(12), "uyvy", "2x3").status, 0);
 }
 
-TEST_F(ConvertCommandTest, AMissingFileIsAFailureInWords)
+TEST_F(ConvertCommandTest, AMissingFileIsAFailureWithTheReason)
 {
     const ToolResult result = runTool(
         {"convert", m_folder.file("missing"), "--from", "yuyv", "--size", "2x2", "--out", m_out});

@@ -14,7 +14,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// The checks of a name in a report.
+/// The checks of a report that have this name.
 std::vector<nlohmann::json> checksOf(const nlohmann::json &report, const std::string &name)
 {
     std::vector<nlohmann::json> found;
@@ -29,7 +29,8 @@ long problemsOf(const nlohmann::json &report)
                          [](const nlohmann::json &check) { return check["state"] == "problem"; });
 }
 
-/// What the doctor says where the library lies with no plug-ins but those that a test puts there.
+/// Runs the doctor with a copy of the library in a folder without plug-ins, unless a test adds
+/// them.
 class DoctorCommandTest : public testing::Test {
 protected:
     void SetUp() override
@@ -50,7 +51,7 @@ protected:
     TemporaryFolder m_folder;
 };
 
-TEST_F(DoctorCommandTest, TheVirtualCameraIsWell)
+TEST_F(DoctorCommandTest, TheVirtualCameraIsGood)
 {
     const nlohmann::json report = runVirtual({"doctor", "--json"}).json();
     const auto camera = checksOf(report, "usb:virtual-VIRT0001");
@@ -70,7 +71,7 @@ TEST_F(DoctorCommandTest, TheVirtualCameraIsWell)
         EXPECT_EQ(checksOf(report, name).size(), 1U) << name;
 }
 
-TEST_F(DoctorCommandTest, TheExitStatusTellsOfProblems)
+TEST_F(DoctorCommandTest, TheExitStatusIs1WhenThereAreProblems)
 {
     for (const ToolResult &result : {runVirtual({"doctor", "--json"}), examine({"--json"})}) {
         const nlohmann::json report = result.json();
@@ -85,14 +86,14 @@ TEST_F(DoctorCommandTest, AMissingDriverIsAProblemWithACure)
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.out, HasSubstr("not loaded: " + m_folder.file("libNubrixUvcDriver.so") +
                                       ": no such file\n"));
-    EXPECT_THAT(result.out, HasSubstr("-> install it beside the library\n"));
-    EXPECT_THAT(result.out, HasSubstr("so the library says nothing"));
+    EXPECT_THAT(result.out, HasSubstr("-> install it next to the library\n"));
+    EXPECT_THAT(result.out, HasSubstr("so the library logs nothing"));
     EXPECT_THAT(result.err, StartsWith("nubrix: problems found: "));
 }
 
-TEST_F(DoctorCommandTest, ADriverThatIsNoneIsAProblem)
+TEST_F(DoctorCommandTest, AFileThatIsNoDriverIsAProblem)
 {
-    m_folder.file("libNubrixUvcDriver.so", "rubbish");
+    m_folder.file("libNubrixUvcDriver.so", "not a library");
     const nlohmann::json report = examine({"--json"}).json();
     const auto drivers = checksOf(report, "driver");
     ASSERT_EQ(drivers.size(), 2U);

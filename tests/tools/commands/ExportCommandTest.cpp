@@ -1,4 +1,4 @@
-// nubrix export: what it saves of a record file, read by other programs.
+// nubrix export: the files that it writes, read by other programs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/// Pixels of one colour.
+/// This many pixels of one colour.
 std::string plainColour(unsigned int pixels, const std::string &colour)
 {
     std::string bytes;
@@ -36,7 +36,7 @@ std::string depthsOf(const std::vector<unsigned int> &depths)
 
 using ExportCommandTest = ExportFixture;
 
-TEST_F(ExportCommandTest, ACloudTakesTheColoursThatAreNearestInTime)
+TEST_F(ExportCommandTest, ACloudHasTheColoursThatAreNearestInTime)
 {
     const std::string depth = depthsOf({16000, 0, 32000, 16});
     const std::string file = fileOf({{1, 0, 1000, plainColour(4, {1, 2, 3}), 2, 2},
@@ -64,7 +64,7 @@ TEST_F(ExportCommandTest, ACloudTakesTheColoursThatAreNearestInTime)
                     "depth,2,1,1600,2,2,8,depth-000002.ply", "color,3,1,2000,1,1,3,"));
 }
 
-TEST_F(ExportCommandTest, EachColourGoesToItsPixel)
+TEST_F(ExportCommandTest, EachPointHasTheColourOfItsPixel)
 {
     std::string colour;
     for (char i = 1; i <= 12; ++i)
@@ -76,7 +76,7 @@ TEST_F(ExportCommandTest, EachColourGoesToItsPixel)
                                                         EndsWith(" 7 8 9"), EndsWith(" 10 11 12")));
 }
 
-TEST_F(ExportCommandTest, WithoutColourACloudIsPlain)
+TEST_F(ExportCommandTest, WithoutColourACloudHasNoColours)
 {
     const std::string file = fileOf({{2, 0, 0, depthsOf({16000}), 1, 1}});
     ASSERT_EQ(exported(file, {"--ply"}).status, 0);
@@ -84,7 +84,7 @@ TEST_F(ExportCommandTest, WithoutColourACloudIsPlain)
                 ElementsAre(testing::MatchesRegex("[-0-9]+ [-0-9]+ 1000")));
 }
 
-TEST_F(ExportCommandTest, TheUnitOfDepthsAndTheScaleAreWhatTheUserSays)
+TEST_F(ExportCommandTest, TheUserSetsTheUnitOfDepthAndTheScale)
 {
     const std::string file = fileOf({{2, 0, 0, depthsOf({800}), 1, 1}});
     const std::vector<std::pair<std::string, std::string>> depths = {
@@ -98,7 +98,7 @@ TEST_F(ExportCommandTest, TheUnitOfDepthsAndTheScaleAreWhatTheUserSays)
     EXPECT_THAT(readFile(m_out + "/depth-000000.ply"), HasSubstr("comment millimetres / 10, "));
 }
 
-TEST_F(ExportCommandTest, ABitmapOfAnyWidthIsTheColourPicture)
+TEST_F(ExportCommandTest, ABitmapOfAnyWidthIsTheColourFrame)
 {
     for (unsigned int width = 1; width <= 5; ++width) {
         const std::string pixels = patternOf(1, width, std::size_t{width} * 3 * 3);
@@ -109,7 +109,7 @@ TEST_F(ExportCommandTest, ABitmapOfAnyWidthIsTheColourPicture)
     EXPECT_THAT(files(), ElementsAre("color-000000.bmp"));
 }
 
-TEST_F(ExportCommandTest, EveryNthIsCountedForEachStreamByItself)
+TEST_F(ExportCommandTest, EveryNthRecordIsCountedForEachStreamSeparately)
 {
     std::vector<SentRecord> records;
     for (unsigned int i = 0; i < 7; ++i)
@@ -141,14 +141,14 @@ TEST_F(ExportCommandTest, StreamsOfAnyTypeAreGreyOrColour)
     EXPECT_EQ(image("type-7-000002.png"), "RGB 1 1 010203\n");
 }
 
-TEST_F(ExportCommandTest, AColourFormatThatTheSizeDoesNotTellIsAskedFor)
+TEST_F(ExportCommandTest, AnAmbiguousColourFormatMustBeSpecified)
 {
     const std::string grey = "\x40\x80\x50\x80";  // two pixels without colour
     const std::string file = fileOf({{1, 0, 0, grey, 2, 1}});
     const ToolResult refused = exported(file);
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.err, "nubrix: " + file +
-                               ": record 0 (color): 4 bytes are no picture of 2x1 without "
+                               ": record 0 (color): 4 bytes are no image of 2x1 without "
                                "--color-format\n");
     EXPECT_THAT(files(), IsEmpty());
     const ToolResult result = exported(file, {"--png", "--bmp", "--color-format", "yuyv"});
@@ -157,19 +157,20 @@ TEST_F(ExportCommandTest, AColourFormatThatTheSizeDoesNotTellIsAskedFor)
     EXPECT_EQ(image("color-000000.bmp"), "RGB 2 1 404040505050\n");
 }
 
-TEST_F(ExportCommandTest, AJpegIsSavedAsItIsAndMakesNoBitmap)
+TEST_F(ExportCommandTest, AJpegIsSavedUnchangedAndCannotBecomeABitmap)
 {
-    const std::string jpeg = "\xff\xd8\xff\xe0 and so on";
+    const std::string jpeg = "\xff\xd8\xff\xe0 and more data";
     const std::string file = fileOf({{1, 0, 0, jpeg, 8, 8}, {2, 0, 0, depthsOf({16000}), 1, 1}});
     ASSERT_EQ(exported(file).status, 0);
     EXPECT_EQ(readFile(m_out + "/color-000000.jpg"), jpeg);
     const ToolResult result = exported(file, {"--bmp", "--ply"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("record 0: a JPEG is not converted to a bitmap; and 1 more"));
+    EXPECT_THAT(result.err,
+                HasSubstr("record 0: a JPEG cannot be converted to a bitmap; and 1 similar"));
     EXPECT_EQ(points("depth-000001.ply").size(), 1U);
 }
 
-TEST_F(ExportCommandTest, ARecordThatIsNoPictureIsToldAndTheOthersAreExported)
+TEST_F(ExportCommandTest, ARecordWithoutAnImageIsReportedAndTheOthersAreExported)
 {
     const std::string file = fileOf({{2, 0, 5, depthsOf({1, 2, 3}), 2, 2},
                                      {2, 1, 6, depthsOf({1, 2, 3, 4}), 2, 2},
@@ -177,18 +178,18 @@ TEST_F(ExportCommandTest, ARecordThatIsNoPictureIsToldAndTheOthersAreExported)
     const ToolResult result = exported(file, {"--png", "--ply"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "nubrix: " + file +
-                              ": record 0 (depth): 6 bytes are no picture of 2x2; and 2 more "
-                              "like this\n");
+                              ": record 0 (depth): 6 bytes are no image of 2x2; and 2 similar "
+                              "problems\n");
     EXPECT_EQ(image("depth-000001.png"), "I 2 2 0100020003000400\n");
-    EXPECT_EQ(points("depth-000001.ply").size(), 4U) << "without the colours that are none";
+    EXPECT_EQ(points("depth-000001.ply").size(), 4U) << "without the invalid colours";
     EXPECT_THAT(table(), ElementsAre(kTableHead, "depth,0,0,5,2,2,6,",
                                      StartsWith("depth,1,1,6,2,2,8,depth-000001.png "),
                                      "color,2,0,6,0,0,1,"));
 }
 
-// --- the user's terminal
+// --- on a terminal
 
-TEST_F(ExportCommandTest, OnATerminalABarShowsHowFarItIs)
+TEST_F(ExportCommandTest, OnATerminalABarShowsTheProgress)
 {
     std::vector<SentRecord> records(3, {2, 0, 0, depthsOf({1}), 1, 1});
     ToolProcess process(toolCommand({"export", fileOf(records), "--out", m_out}), {true, {}, {}});
@@ -199,10 +200,10 @@ TEST_F(ExportCommandTest, OnATerminalABarShowsHowFarItIs)
     EXPECT_THAT(result.out, HasSubstr("saved " + m_out));
 }
 
-TEST_F(ExportCommandTest, CtrlCEndsItAfterTheRecordAtHand)
+TEST_F(ExportCommandTest, CtrlCEndsItAfterTheCurrentRecord)
 {
     const std::vector<SentRecord> records(2, {1, 0, 0, patternOf(1, 0, 400 * 100 * 3), 400, 100});
-    // More than a pipe holds: the tool waits in the middle of the first picture.
+    // More than a pipe holds: the tool blocks in the middle of the first image.
     std::filesystem::create_directories(m_out);
     const std::string pipe = m_out + "/color-000000.bmp";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -218,9 +219,9 @@ TEST_F(ExportCommandTest, CtrlCEndsItAfterTheRecordAtHand)
     EXPECT_FALSE(std::filesystem::exists(m_out + "/color-000001.bmp"));
 }
 
-// --- what cannot be done
+// --- failures
 
-TEST_F(ExportCommandTest, AFileWithoutRecordsIsToldWithTheCause)
+TEST_F(ExportCommandTest, AFileWithoutRecordsIsAFailureWithTheCause)
 {
     const std::string missing = m_folder.file("missing.bin");
     const std::string empty = m_folder.file("empty.bin", "");
@@ -228,30 +229,29 @@ TEST_F(ExportCommandTest, AFileWithoutRecordsIsToldWithTheCause)
     const std::vector<std::pair<std::string, std::string>> causes = {
         {missing, ": cannot open: No such file or directory"},
         {m_folder.path(), ": "},
-        {empty, ": there is no whole record in it, it is empty"},
-        {text,
-         ": there is no whole record in it; byte 0: no record: there is no stream type 30840"}};
+        {empty, ": it has no complete record, it is empty"},
+        {text, ": it has no complete record; byte 0: no record: there is no stream type 30840"}};
     for (const auto &[file, cause] : causes) {
         const ToolResult result = exported(file);
         EXPECT_EQ(result.status, 1) << file;
         EXPECT_THAT(result.err, StartsWith("nubrix: " + file + cause));
         EXPECT_THAT(result.out, IsEmpty());
     }
-    EXPECT_FALSE(std::filesystem::exists(m_out)) << "there was nothing to put into it";
+    EXPECT_FALSE(std::filesystem::exists(m_out)) << "there is nothing to write";
 }
 
-TEST_F(ExportCommandTest, AFolderThatCannotBeMadeIsAFailureInWords)
+TEST_F(ExportCommandTest, AFolderThatCannotBeCreatedIsAFailureWithTheReason)
 {
     const std::string file = fileOf({{2, 0, 0, depthsOf({1}), 1, 1}});
-    for (const std::string &folder : {file, file + "/under", std::string("/proc/none/pictures")}) {
+    for (const std::string &folder : {file, file + "/under", std::string("/proc/none/images")}) {
         const ToolResult result = runTool({"export", file, "--out", folder});
         EXPECT_EQ(result.status, 1);
-        EXPECT_THAT(result.err, StartsWith("nubrix: cannot make the folder " + folder + ": "));
+        EXPECT_THAT(result.err, StartsWith("nubrix: cannot create the folder " + folder + ": "));
     }
     EXPECT_EQ(readFile(file), bytesOf(SentRecord{2, 0, 0, depthsOf({1}), 1, 1}));
 }
 
-TEST_F(ExportCommandTest, AFullDiskIsSaidWithTheFile)
+TEST_F(ExportCommandTest, AFullDiskIsReportedWithTheFile)
 {
     const std::string file = fileOf({{2, 0, 0, depthsOf({1}), 1, 1}});
     std::filesystem::create_directories(m_out);

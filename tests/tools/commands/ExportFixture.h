@@ -1,4 +1,4 @@
-// What the tests of nubrix export share: running it, and reading what it wrote.
+// The fixture of the tests of nubrix export: runs it and reads the files that it writes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ inline std::string hexOf(const std::string &bytes)
     return hex;
 }
 
-/// A record's number, as the names of its files have it.
+/// A record's number as in the names of its files.
 inline std::string sixDigits(unsigned int number)
 {
     const std::string digits = std::to_string(number);
@@ -42,7 +42,7 @@ inline std::vector<std::string> linesOf(const std::string &text)
     return lines;
 }
 
-/// A file to export, and what comes of it.
+/// Exports a record file to a folder.
 class ExportFixture : public testing::Test {
 protected:
     std::string fileOf(const std::vector<SentRecord> &records) const
@@ -56,7 +56,7 @@ protected:
         return runTool(all);
     }
     std::vector<std::string> table() const { return linesOf(readFile(m_out + "/timestamps.csv")); }
-    /// The names in the folder, but for the table.
+    /// The names in the folder without the table.
     std::vector<std::string> files() const
     {
         std::vector<std::string> names;
@@ -76,7 +76,7 @@ protected:
     }
 
     TemporaryFolder m_folder;
-    const std::string m_out = m_folder.file("new/pictures");
+    const std::string m_out = m_folder.file("new/images");
 };
 
 }  // namespace nubrix::tool

@@ -29,7 +29,7 @@ protected:
     std::vector<SentRecord> m_records;
 };
 
-TEST_F(ExportedRecordingTest, ItsPicturesHaveTheRecordedPixelsAndItsTableTheTimeStamps)
+TEST_F(ExportedRecordingTest, TheImagesHaveTheRecordedPixelsAndTheTableTheTimeStamps)
 {
     const ToolResult result = exported(m_file, {"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
@@ -68,7 +68,7 @@ TEST_F(ExportedRecordingTest, ItsPicturesHaveTheRecordedPixelsAndItsTableTheTime
     EXPECT_FALSE(report.contains("error"));
 }
 
-TEST_F(ExportedRecordingTest, ItsCloudIsTheRoomInItsColours)
+TEST_F(ExportedRecordingTest, TheCloudIsTheRoomInItsColours)
 {
     ASSERT_EQ(exported(m_file, {"--ply"}).status, 0);
     unsigned int number = 0;
@@ -100,18 +100,19 @@ TEST_F(ExportedRecordingTest, ItsCloudIsTheRoomInItsColours)
     EXPECT_GT(carpet[1], 0);
 }
 
-TEST_F(ExportedRecordingTest, OfACutFileTheWholeRecordsAreExported)
+TEST_F(ExportedRecordingTest, TheCompleteRecordsOfATruncatedFileAreExported)
 {
-    const std::string whole = readFile(m_file);
+    const std::string complete = readFile(m_file);
     const std::size_t last = kTagBytes + m_records.back().pixels.size();
-    const std::string cut = m_folder.file("cut.bin", whole.substr(0, whole.size() - 1000));
+    const std::string cut = m_folder.file("cut.bin", complete.substr(0, complete.size() - 1000));
     const ToolResult result = exported(cut, {"--json"});
     EXPECT_EQ(result.status, 1);
-    const std::string where = "byte " + std::to_string(whole.size() - last) + ": a record of ";
-    EXPECT_THAT(result.err, StartsWith("nubrix: " + cut + " is not whole: " + where));
+    const std::string where = "byte " + std::to_string(complete.size() - last) + ": a record of ";
+    EXPECT_THAT(result.err, StartsWith("nubrix: " + cut + " is damaged: " + where));
     EXPECT_EQ(result.json()["records"], m_records.size() - 1);
     EXPECT_THAT(result.json()["error"].get<std::string>(), HasSubstr(where));
-    EXPECT_EQ(table().size(), m_records.size()) << "a head, and a line for each record but one";
+    EXPECT_EQ(table().size(), m_records.size())
+        << "a title, and a line for each record but the last";
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-/// A folder with the library and no plug-ins but those that a test puts there.
+/// A copy of the library in a folder without plug-ins, unless a test adds them.
 class ListCommandTest : public testing::Test {
 protected:
     void SetUp() override { copyLibraryTo("libNubrix.so.2"); }
@@ -53,7 +53,7 @@ TEST_F(ListCommandTest, TheVirtualCameraIsListed)
     EXPECT_EQ(result.err, "");
 }
 
-TEST_F(ListCommandTest, JsonHoldsTheSameAndTheDrivers)
+TEST_F(ListCommandTest, JsonHasTheSameAndTheDrivers)
 {
     const ToolResult result = runVirtual({"list", "--json"});
     EXPECT_EQ(result.status, 0);
@@ -98,7 +98,7 @@ TEST_F(ListCommandTest, WithoutPluginsJsonHasNoCameras)
     EXPECT_EQ(report["drivers"][0]["reason"], in("libNubrixUvcDriver.so") + ": no such file");
 }
 
-TEST_F(ListCommandTest, APluginThatIsNoLibraryIsNamedWithTheLoadersWords)
+TEST_F(ListCommandTest, APluginThatIsNoLibraryIsReportedWithTheLoadersMessage)
 {
     m_folder.file("libNubrixUvcDriver.so", std::string(1000, 'x'));
     const ToolResult result = list();
@@ -107,9 +107,9 @@ TEST_F(ListCommandTest, APluginThatIsNoLibraryIsNamedWithTheLoadersWords)
                                       in("libNubrixUvcDriver.so") + ": invalid ELF header\n"));
 }
 
-TEST_F(ListCommandTest, APluginWithoutItsEntryIsNamedAsThat)
+TEST_F(ListCommandTest, APluginWithoutItsEntryIsReported)
 {
-    copyLibraryTo("libNubrixNetDriver.so");  // a sound library, but no driver
+    copyLibraryTo("libNubrixNetDriver.so");  // a valid library, but no driver
     const ToolResult result = list();
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out,
@@ -117,7 +117,7 @@ TEST_F(ListCommandTest, APluginWithoutItsEntryIsNamedAsThat)
                           ": it has no function \"driverInstance\"\n"));
 }
 
-TEST_F(ListCommandTest, TextsOfACameraDoNotReachTheTerminalAsTheyAre)
+TEST_F(ListCommandTest, TextsOfACameraAreCleanedForTheTerminal)
 {
     std::filesystem::copy_file(paths::kRudeDriver, in("libNubrixUvcDriver.so"));
     const std::string serial = "S?[2J??\xe6\xb7\xb1" + std::string(53, 'x');
@@ -133,7 +133,7 @@ TEST_F(ListCommandTest, TextsOfACameraDoNotReachTheTerminalAsTheyAre)
     EXPECT_THAT(camera["location"].get<std::string>(), StartsWith("1-2?xxx"));
 }
 
-TEST_F(ListCommandTest, TheLogIsQuietUnlessItIsAskedFor)
+TEST_F(ListCommandTest, TheLogIsSilentWithoutVerbose)
 {
     std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrixLogDriver.so",
                                in("libNubrixLogDriver.so"));
@@ -144,7 +144,7 @@ TEST_F(ListCommandTest, TheLogIsQuietUnlessItIsAskedFor)
     EXPECT_THAT(verbose.out, Not(HasSubstr("Nubrix SDK")));
 }
 
-TEST_F(ListCommandTest, ALogThatTheUserSetUpHimselfIsLeftAlone)
+TEST_F(ListCommandTest, ALogThatTheUserHasConfiguredIsNotChanged)
 {
     ToolProcess::Options run;
     run.environment = {"NUBRIX_LOG_CONSOLE=1", "NUBRIX_LOG_LEVEL=1"};

@@ -20,7 +20,7 @@ TEST(ModesCommandTest, EveryStreamShowsItsCurrentAndItsSupportedModes)
     EXPECT_EQ(result.err, "");
 }
 
-TEST(ModesCommandTest, JsonHoldsEveryMode)
+TEST(ModesCommandTest, JsonHasEveryMode)
 {
     const ToolResult result = runVirtual({"modes", "usb:virtual-VIRT0001", "--json"});
     EXPECT_EQ(result.status, 0);
@@ -39,7 +39,7 @@ TEST(ModesCommandTest, JsonHoldsEveryMode)
     }
 }
 
-TEST(ModesCommandTest, ACameraThatIsNotThereIsAFailureInWords)
+TEST(ModesCommandTest, AnUnknownCameraIsAFailureWithTheReason)
 {
     const ToolResult result = runVirtual({"modes", "usb:nobody"});
     EXPECT_EQ(result.status, 1);

@@ -1,4 +1,4 @@
-// nubrix photo and nubrix cloud: what they save, read by other programs.
+// nubrix photo and nubrix cloud: the files that they write, read by other programs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ protected:
     TemporaryFolder m_folder;
 };
 
-TEST_F(PhotoAndCloudTest, APhotoIsTheColourPicture)
+TEST_F(PhotoAndCloudTest, APhotoIsTheColourFrame)
 {
     const std::string file = m_folder.file("photo.bmp");
     const ToolResult result = runVirtual({"photo", "--out", file, "--json"});
@@ -69,7 +69,7 @@ TEST_F(PhotoAndCloudTest, APhotoHasEveryPixelOfTheFrame)
     EXPECT_EQ(readBy(paths::kReadBitmap, file), expected + "\n");
 }
 
-TEST_F(PhotoAndCloudTest, APhotoThatCannotBeSavedIsAFailureInWords)
+TEST_F(PhotoAndCloudTest, APhotoThatCannotBeSavedIsAFailureWithTheFile)
 {
     const ToolResult result = runVirtual({"photo", "--out", m_folder.file("missing/photo.bmp")});
     EXPECT_EQ(result.status, 1);
@@ -96,7 +96,7 @@ TEST_F(PhotoAndCloudTest, ACloudHasThePointsOfTheRoomInMetres)
                       HasSubstr("comment fx 520, fy 520, cx 319.5, cy 239.5 pixels\n")));
 }
 
-TEST_F(PhotoAndCloudTest, AColouredCloudLooksTheOtherWay)
+TEST_F(PhotoAndCloudTest, AColouredCloudHasTheOppositeAxes)
 {
     const std::string file = m_folder.file("cloud.ply");
     const ToolResult result = runVirtual({"cloud", "--rgba", "--out", file});

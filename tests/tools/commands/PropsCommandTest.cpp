@@ -17,7 +17,7 @@ TEST(PropsCommandTest, TheVersionsAndTheFlagModeAreShown)
     EXPECT_THAT(result.out, HasSubstr("\n  stream flag mode  1\n"));
 }
 
-TEST(PropsCommandTest, JsonHoldsTheSame)
+TEST(PropsCommandTest, JsonHasTheSame)
 {
     const ToolResult result = runVirtual({"props", "--json"});
     EXPECT_EQ(result.status, 0);
@@ -49,7 +49,7 @@ TEST(PropsCommandTest, AFlagModeThatDoesNotExistIsWrongUse)
     }
 }
 
-TEST(PropsCommandTest, ACameraThatIsNotThereIsAFailureInWords)
+TEST(PropsCommandTest, AnUnknownCameraIsAFailureWithTheReason)
 {
     const ToolResult result = runVirtual({"props", "usb:nobody", "--json"});
     EXPECT_EQ(result.status, 1);

@@ -17,26 +17,26 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-std::vector<std::string> picturesOf(const std::string &file)
+std::vector<std::string> imagesOf(const std::string &file)
 {
     RecordReader reader;
     EXPECT_EQ(reader.open(file.c_str()), 0) << reader.errorText();
-    std::vector<std::string> pictures;
+    std::vector<std::string> images;
     for (SentRecord &record : readBack(reader))
-        pictures.push_back(std::move(record.pixels));
-    return pictures;
+        images.push_back(std::move(record.pixels));
+    return images;
 }
 
-/// Leaves out what lies before the first picture of the other: the streams run before the recorder
-/// does, so that either may lack a picture or two.
-void alignTo(const std::string &picture, std::vector<std::string> &pictures)
+/// Removes the images before the first one of the other recording: the streams start before the
+/// recorder, so that a recording may lack the first images.
+void alignTo(const std::string &image, std::vector<std::string> &images)
 {
-    const auto same = std::find(pictures.begin(), pictures.end(), picture);
-    if (same != pictures.end())
-        pictures.erase(pictures.begin(), same);
+    const auto same = std::find(images.begin(), images.end(), image);
+    if (same != images.end())
+        images.erase(images.begin(), same);
 }
 
-// Pictures that are quickly made, also where programs are run under an emulator.
+// Frames that are generated quickly, even under an emulator.
 constexpr const char *kSmall = "320x240@5";
 
 class RecordCommandTest : public testing::Test {
@@ -62,28 +62,28 @@ protected:
     {
         return {"record", "--out", file, "--mode", kSmall, "--streams", "depth"};
     }
-    /// The records of the file are those of a recording that nothing has disturbed.
+    /// Expects the records of the file to be those of an undisturbed recording.
     void expectAsUndisturbed(const std::string &file)
     {
-        std::vector<std::string> pictures = picturesOf(file);
-        ASSERT_GE(pictures.size(), 2U);
+        std::vector<std::string> images = imagesOf(file);
+        ASSERT_GE(images.size(), 2U);
         const std::string undisturbed = m_folder.file("undisturbed.bin");
         Words words = recordingOf(undisturbed);
-        words.insert(words.end(), {"--frames", std::to_string(pictures.size() + 3)});
+        words.insert(words.end(), {"--frames", std::to_string(images.size() + 3)});
         ASSERT_EQ(recordWithoutLoss(words).status, 0);
-        std::vector<std::string> expected = picturesOf(undisturbed);
-        alignTo(pictures.front(), expected);
-        alignTo(expected.front(), pictures);
-        ASSERT_GE(expected.size(), pictures.size());
-        for (std::size_t i = 0; i < pictures.size(); ++i)
-            EXPECT_TRUE(pictures[i] == expected[i]) << i;
+        std::vector<std::string> expected = imagesOf(undisturbed);
+        alignTo(images.front(), expected);
+        alignTo(expected.front(), images);
+        ASSERT_GE(expected.size(), images.size());
+        for (std::size_t i = 0; i < images.size(); ++i)
+            EXPECT_TRUE(images[i] == expected[i]) << i;
     }
 
     TemporaryFolder m_folder;
     const std::string m_file = m_folder.file("new/records.bin");
 };
 
-TEST_F(RecordCommandTest, EveryStreamIsInTheFileWithAtLeastTheFramesAskedFor)
+TEST_F(RecordCommandTest, EveryStreamIsInTheFileWithAtLeastTheRequestedFrames)
 {
     const ToolResult result = recordWithoutLoss(small({"--frames", "4", "--json"}));
     EXPECT_EQ(result.status, 0);
@@ -109,7 +109,7 @@ TEST_F(RecordCommandTest, EveryStreamIsInTheFileWithAtLeastTheFramesAskedFor)
     EXPECT_EQ(again["streams"], report["streams"]);
 }
 
-TEST_F(RecordCommandTest, ItEndsAfterTheTimeAskedForAndSaysWhatItHas)
+TEST_F(RecordCommandTest, ItEndsAfterTheRequestedTimeAndReportsTheFile)
 {
     const ToolResult result = recordWithoutLoss(small({"--streams", "depth", "--seconds", "1"}));
     EXPECT_EQ(result.status, 0) << result.err;
@@ -129,7 +129,7 @@ TEST_F(RecordCommandTest, CtrlCEndsItCleanly)
     EXPECT_GE(inspected(m_file)["records"], 2);
 }
 
-TEST_F(RecordCommandTest, ACameraThatWaitsForItsFramesGoesOn)
+TEST_F(RecordCommandTest, ACameraThatWaitsForItsFramesIsRecorded)
 {
     const std::string scenario = m_folder.file("free.json", R"({"pacing": "free"})");
     const ToolResult result =
@@ -137,7 +137,8 @@ TEST_F(RecordCommandTest, ACameraThatWaitsForItsFramesGoesOn)
     const nlohmann::json report = result.json();
     EXPECT_FALSE(report.contains("error")) << result.err;
     EXPECT_EQ(result.status, 0) << result.err;
-    // Frames that come as they are taken have no even distances; their numbers show that all came.
+    // Frames that arrive as they are read have uneven intervals; their index shows that none is
+    // missing.
     for (const char *name : {"color", "depth"}) {
         EXPECT_EQ(report["streams"][name]["missing"], 0) << name;
         EXPECT_GE(report["streams"][name]["records"], 100) << name;
@@ -145,7 +146,7 @@ TEST_F(RecordCommandTest, ACameraThatWaitsForItsFramesGoesOn)
     }
 }
 
-TEST_F(RecordCommandTest, AnUnpluggedCameraEndsItAndTheFileIsWhole)
+TEST_F(RecordCommandTest, AnUnpluggedCameraEndsItAndTheFileIsComplete)
 {
     const std::string scenario = m_folder.file(
         "unplug.json", R"({"faults": [{"type": "unplug", "at_frame": 4, "stream": "depth"}]})");
@@ -154,7 +155,7 @@ TEST_F(RecordCommandTest, AnUnpluggedCameraEndsItAndTheFileIsWhole)
     EXPECT_THAT(result.err, HasSubstr("status -9"));
     const nlohmann::json report = inspected(m_file);
     EXPECT_TRUE(report["problem"].is_null());
-    // The stream runs before the recorder does: the first picture may be missing.
+    // The stream starts before the recorder: the first frame may be missing.
     EXPECT_THAT(report["records"].get<int>(), testing::AnyOf(3, 4));
 }
 
@@ -175,7 +176,7 @@ TEST_F(RecordCommandTest, MissingFramesAreAFailure)
     EXPECT_EQ(missing(result), 2);
 }
 
-TEST_F(RecordCommandTest, WhatIsNoFileIsRefusedAtOnce)
+TEST_F(RecordCommandTest, ADeviceAsOutputIsRejectedImmediately)
 {
     const ToolResult result =
         runVirtual({"record", "--out", "/dev/full", "--mode", kSmall, "--streams", "depth"});
@@ -183,7 +184,7 @@ TEST_F(RecordCommandTest, WhatIsNoFileIsRefusedAtOnce)
     EXPECT_EQ(result.err, "nubrix: /dev/full: not a regular file: Invalid argument\n");
 }
 
-TEST_F(RecordCommandTest, TheLineTellsTimeSizeAndTheFramesOfEveryStream)
+TEST_F(RecordCommandTest, TheLineShowsTimeSizeAndTheFramesOfEveryStream)
 {
     const std::string scenario = m_folder.file(
         "drop.json",
@@ -206,7 +207,7 @@ TEST_F(RecordCommandTest, TheLineTellsTimeSizeAndTheFramesOfEveryStream)
     EXPECT_THAT(result.out, testing::ContainsRegex(depth));
 }
 
-TEST_F(RecordCommandTest, AFileThatMayNotGrowKeepsItsWholeRecords)
+TEST_F(RecordCommandTest, AFileOfLimitedSizeKeepsItsCompleteRecords)
 {
     Words command = {"sh", "-c", R"(ulimit -f 1000; exec "$@")", "sh"};
     const Words recording =
@@ -220,7 +221,7 @@ TEST_F(RecordCommandTest, AFileThatMayNotGrowKeepsItsWholeRecords)
     EXPECT_EQ(report["truncated_bytes"], 1000 * 512 - 3 * (26 + 320 * 240 * 2));
 }
 
-TEST_F(RecordCommandTest, WhatWasWholeWhenItWasKilledIsWhatAnUndisturbedRecordingHas)
+TEST_F(RecordCommandTest, AKilledRecordingKeepsItsCompleteRecords)
 {
     ToolProcess process(virtualCommand(recordingOf(m_file)), {true, {}, {}});
     ASSERT_TRUE(process.waitForOutput("missing)", 10));
@@ -228,12 +229,12 @@ TEST_F(RecordCommandTest, WhatWasWholeWhenItWasKilledIsWhatAnUndisturbedRecordin
     const ToolResult result = process.finish();
     EXPECT_EQ(result.status, 128 + SIGKILL);
     const unsigned int frames = inspected(m_file)["records"];
-    const std::string told = result.out.substr(result.out.rfind("depth "));
-    EXPECT_GE(frames, std::strtoul(told.c_str() + 6, nullptr, 10)) << "told: " << told;
+    const std::string shown = result.out.substr(result.out.rfind("depth "));
+    EXPECT_GE(frames, std::strtoul(shown.c_str() + 6, nullptr, 10)) << "shown: " << shown;
     expectAsUndisturbed(m_file);
 }
 
-TEST_F(RecordCommandTest, AFullDiskEndsItAndWhatWasWholeIsWhatAnUndisturbedRecordingHas)
+TEST_F(RecordCommandTest, AFullDiskEndsItAndKeepsTheCompleteRecords)
 {
     const std::string disk = m_folder.file("disk");
     const std::string kept = m_folder.file("kept.bin");
@@ -253,7 +254,7 @@ TEST_F(RecordCommandTest, AFullDiskEndsItAndWhatWasWholeIsWhatAnUndisturbedRecor
     const ToolResult result = ToolProcess(command).finish();
     EXPECT_EQ(result.status, 1) << result.out;
     EXPECT_THAT(result.err, HasSubstr("nubrix: no space left for " + file + "\n"));
-    EXPECT_THAT(result.out, HasSubstr("is cut after")) << "it has read its file back";
+    EXPECT_THAT(result.out, HasSubstr("is cut after")) << "it has read its own file";
 
     const nlohmann::json report = inspected(kept);
     EXPECT_EQ(report["bytes"], 1 << 20) << "every byte of the disk is used";
@@ -272,7 +273,7 @@ TEST_F(RecordCommandTest, AFolderThatIsRemovedEndsIt)
     EXPECT_THAT(result.out, HasSubstr("nubrix: " + m_file + " is gone: No such file or directory"));
 }
 
-TEST_F(RecordCommandTest, AFileThatCannotBeMadeIsAFailureInWords)
+TEST_F(RecordCommandTest, AFileThatCannotBeCreatedIsAFailureWithTheFile)
 {
     const ToolResult result = runVirtual({"record", "--out", "/proc/none/records.bin"});
     EXPECT_EQ(result.status, 1);
@@ -284,22 +285,22 @@ TEST_F(RecordCommandTest, WithoutAFileItIsWrongUse)
     EXPECT_EQ(runVirtual({"record"}).status, 2);
 }
 
-// --- files that are not whole
+// --- damaged files
 
 class DamagedRecordTest : public RecordCommandTest {
 protected:
     DamagedRecordTest()
     {
         EXPECT_EQ(recordWithoutLoss(small({"--streams", "depth", "--frames", "3"})).status, 0);
-        m_whole = readFile(m_file);
+        m_complete = readFile(m_file);
     }
-    std::string m_whole;
+    std::string m_complete;
 };
 
-TEST_F(DamagedRecordTest, InspectSaysWhereAFileIsCutAndRepairKeepsTheRest)
+TEST_F(DamagedRecordTest, InspectReportsWhereAFileIsTruncatedAndRepairKeepsTheRest)
 {
     const std::size_t record = 26 + 320 * 240 * 2;
-    const std::string cut = m_folder.file("cut.bin", m_whole.substr(0, 2 * record + 1000));
+    const std::string cut = m_folder.file("cut.bin", m_complete.substr(0, 2 * record + 1000));
     const nlohmann::json report = inspected(cut);
     EXPECT_EQ(report["records"], 2);
     EXPECT_EQ(report["truncated_bytes"], 1000);
@@ -309,7 +310,7 @@ TEST_F(DamagedRecordTest, InspectSaysWhereAFileIsCutAndRepairKeepsTheRest)
     const ToolResult repaired = runTool({"repair", cut, "--out", fixed});
     EXPECT_EQ(repaired.status, 0) << repaired.err;
     EXPECT_EQ(repaired.out, "kept 2 records, left out 1000 bytes\n");
-    EXPECT_EQ(readFile(fixed), m_whole.substr(0, 2 * record));
+    EXPECT_EQ(readFile(fixed), m_complete.substr(0, 2 * record));
     EXPECT_EQ(readFile(cut).size(), 2 * record + 1000) << "the source is not touched";
 }
 
@@ -317,11 +318,11 @@ TEST_F(DamagedRecordTest, RepairDoesNotOverwriteItsSource)
 {
     const ToolResult result = runTool({"repair", m_file, "--out", m_file});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("--out names the file itself"));
-    EXPECT_EQ(readFile(m_file), m_whole);
+    EXPECT_THAT(result.err, HasSubstr("--out names the source"));
+    EXPECT_EQ(readFile(m_file), m_complete);
 }
 
-TEST_F(DamagedRecordTest, WhatCannotBeReadOrWrittenIsAFailure)
+TEST_F(DamagedRecordTest, AFileThatCannotBeReadOrWrittenIsAFailure)
 {
     const ToolResult missing = runTool({"inspect", m_folder.file("missing")});
     EXPECT_EQ(missing.status, 1);

@@ -50,8 +50,8 @@ std::vector<Pair> pairsIn(const fs::path &folder)
 
 class SavedImagesTest : public testing::TestWithParam<const char *> {
 protected:
-    /// A scenario that shows the pairs of this folder once, each as soon as the one before is
-    /// taken.
+    /// A scenario that shows the pairs of this folder once, each as soon as the previous one has
+    /// been read.
     std::string scenarioOver(const fs::path &folder) const
     {
         const nlohmann::json scenario = {
@@ -61,7 +61,7 @@ protected:
         return m_work.file("images.json", scenario.dump());
     }
 
-    /// Lets the tool take as many frames as there are pairs up to each, and compares the last.
+    /// Runs the tool with 1, 2, ... frames up to the number of pairs and compares the last frame.
     void expectEveryPairIsSavedUnchanged(const fs::path &folder) const
     {
         const std::vector<Pair> pairs = pairsIn(folder);
@@ -90,7 +90,7 @@ protected:
     TemporaryFolder m_work;
 };
 
-TEST_P(SavedImagesTest, ImagesComeOutOfTheCameraPixelByPixel)
+TEST_P(SavedImagesTest, ImagesAreSavedPixelByPixel)
 {
     const TemporaryFolder images;
     const std::string base = images.path();
@@ -101,12 +101,12 @@ TEST_P(SavedImagesTest, ImagesComeOutOfTheCameraPixelByPixel)
     writePng(base + "/c.color.png", someImage(3, 8, 5));
     writePng(base + "/c.depth.png", someImage(1, 16, 6));
     expectEveryPairIsSavedUnchanged(base);
-    // A folder of other people's images, where there is one.
+    // Also with images of real cameras, if there is a folder of them.
     if (const char *others = std::getenv("NUBRIX_TEST_IMAGES"))
         expectEveryPairIsSavedUnchanged(others);
 }
 
-TEST_P(SavedImagesTest, WhenTheImagesAreOverItSaysThatNothingComesAnyMore)
+TEST_P(SavedImagesTest, AfterTheLastImageItReportsATimeout)
 {
     const TemporaryFolder images;
     const std::string base = images.path();
@@ -120,7 +120,7 @@ TEST_P(SavedImagesTest, WhenTheImagesAreOverItSaysThatNothingComesAnyMore)
                                                "connected and responds; the last one had the "
                                                "index 0"));
     EXPECT_EQ(result.json()["streams"][0]["frames"], 1);
-    // What did come is saved all the same.
+    // The frames that arrived are saved nevertheless.
     expectSame(base + "/a.color.png", base + "/saved/color-last.png");
     expectSame(base + "/a.depth.png", base + "/saved/depth-last.png");
 }
@@ -128,7 +128,7 @@ TEST_P(SavedImagesTest, WhenTheImagesAreOverItSaysThatNothingComesAnyMore)
 INSTANTIATE_TEST_SUITE_P(BothWays, SavedImagesTest, testing::Values("--callback", "--poll"),
                          [](const auto &way) { return std::string(way.param).substr(2); });
 
-TEST(SavedImagesStreamsTest, AStreamThatTheCameraLacksIsToldWithThoseItHas)
+TEST(SavedImagesStreamsTest, AMissingStreamIsReportedWithTheAvailableOnes)
 {
     const TemporaryFolder images;
     const std::string base = images.path();

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-// Pictures that are quickly made, also where programs are run under an emulator.
+// Frames that are generated quickly, even under an emulator.
 constexpr const char *kSmallMode = "320x240@60";
 
 nlohmann::json streamsOf(const ToolResult &result)
@@ -34,10 +34,10 @@ std::vector<std::string> typesOf(const nlohmann::json &streams)
     return types;
 }
 
-/// Both ways to take frames.
+/// Both ways to receive frames.
 class StreamDeliveryTest : public testing::TestWithParam<const char *> {};
 
-TEST_P(StreamDeliveryTest, EveryStreamGivesAsManyFramesAsAskedFor)
+TEST_P(StreamDeliveryTest, EveryStreamHasTheRequestedFrames)
 {
     const nlohmann::json streams = streamsOf(
         runVirtual({"stream", GetParam(), "--mode", kSmallMode, "--frames", "10", "--json"}));
@@ -54,7 +54,7 @@ TEST_P(StreamDeliveryTest, EveryStreamGivesAsManyFramesAsAskedFor)
     }
 }
 
-TEST_P(StreamDeliveryTest, TheStreamsAreTheOnesThatWereNamed)
+TEST_P(StreamDeliveryTest, OnlyTheSelectedStreamsRun)
 {
     const nlohmann::json streams =
         streamsOf(runVirtual({"stream", GetParam(), "--mode", kSmallMode, "--streams",
@@ -62,7 +62,7 @@ TEST_P(StreamDeliveryTest, TheStreamsAreTheOnesThatWereNamed)
     EXPECT_THAT(typesOf(streams), ElementsAre("depth", "light-ir"));
 }
 
-TEST_P(StreamDeliveryTest, ItEndsAfterTheTimeThatWasAskedFor)
+TEST_P(StreamDeliveryTest, ItEndsAfterTheRequestedTime)
 {
     const nlohmann::json streams =
         streamsOf(runVirtual({"stream", GetParam(), "--streams", "ir", "--mode", kSmallMode,
@@ -71,10 +71,10 @@ TEST_P(StreamDeliveryTest, ItEndsAfterTheTimeThatWasAskedFor)
     EXPECT_LE(streams[0]["frames"], 200);
 }
 
-TEST_P(StreamDeliveryTest, TheFirstAndTheLastFrameAreSavedAsPictures)
+TEST_P(StreamDeliveryTest, TheFirstAndTheLastFrameAreSavedAsImages)
 {
     const TemporaryFolder folder;
-    const std::string target = folder.path() / "new" / "pictures";
+    const std::string target = folder.path() / "new" / "images";
     const nlohmann::json streams = streamsOf(runVirtual(
         {"stream", GetParam(), "--mode", kSmallMode, "--frames", "5", "--json", "--save", target}));
     ASSERT_EQ(streams.size(), 3U);
@@ -101,7 +101,7 @@ TEST_P(StreamDeliveryTest, TheFirstAndTheLastFrameAreSavedAsPictures)
     }
 }
 
-TEST_P(StreamDeliveryTest, ACameraCanBeNamed)
+TEST_P(StreamDeliveryTest, ACameraCanBeSelected)
 {
     const nlohmann::json streams =
         streamsOf(runVirtual({"stream", "usb:virtual-VIRT0001", GetParam(), "--streams", "color",
@@ -138,16 +138,17 @@ TEST(StreamCommandTest, TheSavedPathsArePrinted)
                                   "/depth-last.png\nsaved " + target + "/depth-last-color.png\n"));
 }
 
-TEST(StreamCommandTest, AModeThatCannotBeHadIsToldByFieldWithTheNearestOne)
+TEST(StreamCommandTest, AnUnsupportedModeIsReportedWithItsFieldAndTheNearestOne)
 {
     struct Case {
         const char *mode;
         const char *text;
     };
     for (const Case &each :
-         {Case{"640x480@25",
-               "mode 640x480@25 cannot be had for color: frame rate 25 is not offered at 640x480 "
-               "(offered: 5, 15, 30, 60); nearest mode: 640x480@30"},
+         {Case{
+              "640x480@25",
+              "mode 640x480@25 is not available for color: frame rate 25 is not offered at 640x480 "
+              "(offered: 5, 15, 30, 60); nearest mode: 640x480@30"},
           Case{"640x481@30", "height 481 is not offered with width 640 (offered: 400, 480)"},
           Case{"1920x1080@30", "nearest mode: 1280x800@30"}}) {
         const ToolResult result = runVirtual({"stream", "--mode", each.mode, "--frames", "1"});
@@ -157,7 +158,7 @@ TEST(StreamCommandTest, AModeThatCannotBeHadIsToldByFieldWithTheNearestOne)
     }
 }
 
-TEST(StreamCommandTest, ACameraThatIsNotThereIsAFailureInWords)
+TEST(StreamCommandTest, AnUnknownCameraIsAFailureWithTheReason)
 {
     const ToolResult result = runVirtual({"stream", "usb:nobody", "--frames", "1", "--json"});
     EXPECT_EQ(result.status, 1);
@@ -167,17 +168,17 @@ TEST(StreamCommandTest, ACameraThatIsNotThereIsAFailureInWords)
               "run 'nubrix list'\n");
 }
 
-TEST(StreamCommandTest, AFolderThatCannotBeMadeIsToldBeforeAnythingRuns)
+TEST(StreamCommandTest, AFolderThatCannotBeCreatedIsReportedBeforeAnyStreamRuns)
 {
     const TemporaryFolder folder;
     const std::string file = folder.file("file", "");
     const ToolResult result = runVirtual({"stream", "--frames", "1", "--save", file + "/under"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, HasSubstr("cannot make the folder " + file + "/under"));
+    EXPECT_THAT(result.err, HasSubstr("cannot create the folder " + file + "/under"));
 }
 
-// Begins a new picture of the live table: over its head and the lines of two streams.
+// Starts a redraw of the live table: above its title and the lines of two streams.
 constexpr const char *kRedraw = "\033[3A\r\033[J";
 
 class StreamEndTest : public testing::TestWithParam<const char *> {};

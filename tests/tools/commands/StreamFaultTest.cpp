@@ -11,7 +11,8 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
-/// Frames as fast as they are taken, so that every run is the same.
+/// The camera delivers each frame as soon as the previous one has been read, so that every run is
+/// the same.
 class StreamFaultTest : public testing::TestWithParam<const char *> {
 protected:
     /// Runs the tool on a small colour stream of a camera with these faults.
@@ -53,12 +54,12 @@ TEST_P(StreamFaultTest, AnUnpluggedCameraEndsItWithTheCause)
     EXPECT_EQ("nubrix: " + result.json()["error"].get<std::string>() + "\n", result.err);
 }
 
-TEST_P(StreamFaultTest, ACameraThatDoesNotAnswerEndsItWithTheCause)
+TEST_P(StreamFaultTest, AnUnresponsiveCameraEndsItWithTheCause)
 {
     const ToolResult result =
         stream(R"({"type": "keep_alive_fail", "at_frame": 20})", {"--frames", "1000000"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, AllOf(HasSubstr("does not answer any more (keep-alive)"),
+    EXPECT_THAT(result.err, AllOf(HasSubstr("has become unresponsive (keep-alive)"),
                                   HasSubstr("(status -10, error 0)")));
     EXPECT_GE(streamOf(result)["frames"], 19);
 }
@@ -83,7 +84,7 @@ TEST_P(StreamFaultTest, AStreamThatNeverDeliversEndsItWithoutWaitingForCtrlC)
               "responds; none arrived since the stream was opened\n");
 }
 
-TEST_P(StreamFaultTest, NoFrameInTheTimeAskedForIsAFailure)
+TEST_P(StreamFaultTest, NoFrameInTheRequestedTimeIsAFailure)
 {
     const ToolResult result = stream(R"({"type": "stall", "at_frame": 0})", {"--seconds", "0.5"});
     EXPECT_EQ(result.status, 1);
@@ -112,7 +113,7 @@ TEST_P(StreamFaultTest, DroppedFramesAreGapsInTheIndex)
 TEST_P(StreamFaultTest, DamagedFramesAreCountedAndNotSaved)
 {
     const std::string saved = m_folder.path() / "saved";
-    const std::string sound = m_folder.path() / "sound";
+    const std::string expected = m_folder.path() / "expected";
     const ToolResult result = stream(R"({"type": "short_frame", "at_frame": 0},
         {"type": "empty_frame", "at_frame": 4}, {"type": "wrong_type", "at_frame": 5},
         {"type": "short_frame", "at_frame": 8, "count": 2})",
@@ -122,11 +123,11 @@ TEST_P(StreamFaultTest, DamagedFramesAreCountedAndNotSaved)
     EXPECT_EQ(streamOf(result)["damaged"], 5);
     EXPECT_EQ(streamOf(result)["gaps"], 0);
 
-    // The first sound frame is number 1, the last number 7.
-    ASSERT_EQ(stream("", {"--frames", "2", "--save", sound}).status, 0);
-    EXPECT_TRUE(readImage(saved + "/color-first.png") == readImage(sound + "/color-last.png"));
-    ASSERT_EQ(stream("", {"--frames", "8", "--save", sound}).status, 0);
-    EXPECT_TRUE(readImage(saved + "/color-last.png") == readImage(sound + "/color-last.png"));
+    // The first complete frame is number 1, the last number 7.
+    ASSERT_EQ(stream("", {"--frames", "2", "--save", expected}).status, 0);
+    EXPECT_TRUE(readImage(saved + "/color-first.png") == readImage(expected + "/color-last.png"));
+    ASSERT_EQ(stream("", {"--frames", "8", "--save", expected}).status, 0);
+    EXPECT_TRUE(readImage(saved + "/color-last.png") == readImage(expected + "/color-last.png"));
 }
 
 TEST_P(StreamFaultTest, AStreamOfDamagedFramesOnlyHasNothingToSave)
@@ -146,7 +147,7 @@ TEST_P(StreamFaultTest, ACaptureTimeInTheFutureGivesAgeZero)
     EXPECT_EQ(streamOf(result)["age_us"]["p99"], 0);
 }
 
-TEST_P(StreamFaultTest, ACameraThatDoesNotOpenIsToldWithItsStatus)
+TEST_P(StreamFaultTest, ACameraThatDoesNotOpenIsReportedWithItsStatus)
 {
     const ToolResult result = stream(R"({"type": "open_fail", "status": -77})", {"--frames", "1"});
     EXPECT_EQ(result.status, 1);
@@ -156,7 +157,7 @@ TEST_P(StreamFaultTest, ACameraThatDoesNotOpenIsToldWithItsStatus)
               "(status -77, error 0); '--verbose' shows the log\n");
 }
 
-TEST_P(StreamFaultTest, AStreamThatDoesNotStartIsToldWithItsStatus)
+TEST_P(StreamFaultTest, AStreamThatDoesNotStartIsReportedWithItsStatus)
 {
     const ToolResult result =
         stream(R"({"type": "start_fail", "stream": "color", "status": -78})", {"--frames", "1"});
@@ -181,7 +182,7 @@ TEST(ScenarioFaultTest, AnUnpluggedCameraIsNotListedButItsDriverIs)
                                   HasSubstr("libNubrixNetDriver.so: not loaded: ")));
 }
 
-TEST(ScenarioFaultTest, EachOfSeveralCamerasCanBeNamed)
+TEST(ScenarioFaultTest, EachOfSeveralCamerasCanBeSelected)
 {
     const TemporaryFolder folder;
     const std::string scenario = folder.file("two.json", R"({"cameras": ["LEFT", "RIGHT"]})");

@@ -17,7 +17,7 @@ constexpr const char *kUri = "usb:virtual-VIRT0001";
 
 class UpgradeCommandTest : public testing::Test {
 protected:
-    /// An image of version 3.1.4 with so many blocks of 4096 bytes.
+    /// An image of version 3.1.4 with this many blocks of 4096 bytes.
     std::string image(std::size_t blocks)
     {
         const std::string firmware(blocks * 4096, 'f');
@@ -36,7 +36,7 @@ protected:
     TemporaryFolder m_folder;
 };
 
-TEST_F(UpgradeCommandTest, GivesTheCameraNewFirmware)
+TEST_F(UpgradeCommandTest, WritesNewFirmware)
 {
     const ToolResult result = runVirtual({"upgrade", kUri, image(20)});
     EXPECT_EQ(result.status, 0) << result.err;
@@ -44,7 +44,7 @@ TEST_F(UpgradeCommandTest, GivesTheCameraNewFirmware)
     EXPECT_EQ(result.err, "");
 }
 
-TEST_F(UpgradeCommandTest, JsonHoldsTheSame)
+TEST_F(UpgradeCommandTest, JsonHasTheSame)
 {
     const ToolResult result = runVirtual({"upgrade", kUri, image(2), "--json"});
     EXPECT_EQ(result.status, 0) << result.err;
@@ -64,7 +64,7 @@ TEST_F(UpgradeCommandTest, ShowsItsProgressOnATerminal)
     EXPECT_THAT(result.out, HasSubstr("100 %"));
 }
 
-TEST_F(UpgradeCommandTest, ThatIsCutSaysSoAndThatTheOldFirmwareStays)
+TEST_F(UpgradeCommandTest, AnInterruptedUpgradeIsReportedWithTheOldFirmware)
 {
     const std::string scenario =
         m_folder.file("cut.json", R"({"faults": [{"type": "upgrade_cut", "at_block": 13}]})");
@@ -77,7 +77,7 @@ TEST_F(UpgradeCommandTest, ThatIsCutSaysSoAndThatTheOldFirmwareStays)
                                       "has firmware 1.0.0\n"));
 }
 
-TEST_F(UpgradeCommandTest, AFileThatIsNoImageIsRefused)
+TEST_F(UpgradeCommandTest, AFileThatIsNoImageIsRejected)
 {
     const std::string file = m_folder.file("photo.bmp", "BM" + std::string(100, 'x'));
     const ToolResult result = runVirtual({"upgrade", kUri, file});
@@ -96,7 +96,7 @@ TEST_F(UpgradeCommandTest, NeedsACameraAndAFile)
     EXPECT_THAT(result.err, HasSubstr("no such camera"));
 }
 
-TEST_F(UpgradeCommandTest, GoesOnAfterOneCtrlC)
+TEST_F(UpgradeCommandTest, ContinuesAfterOneCtrlC)
 {
     ToolProcess::Options options;
     options.onTerminal = true;
@@ -105,7 +105,7 @@ TEST_F(UpgradeCommandTest, GoesOnAfterOneCtrlC)
     tool.signal(SIGINT);
     const ToolResult result = tool.finish();
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("the upgrade goes on; Ctrl-C once more breaks it off"));
+    EXPECT_THAT(result.out, HasSubstr("the upgrade continues; press Ctrl-C again to abort it"));
     EXPECT_THAT(result.out, HasSubstr("-> 3.1.4"));
 }
 

@@ -1,4 +1,4 @@
-// A machine that a test puts together in a folder, for the checks of 'nubrix doctor'.
+// A machine for the checks of 'nubrix doctor' whose files a test creates in a folder.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ public:
             const auto found = access.find(path.substr(machine.root.size()));
             return found == access.end() ? Machine::Access::kGranted : found->second;
         };
-        machine.ask = [this](const std::string &command) {
+        machine.run = [this](const std::string &command) {
             const auto found = answers.find(command);
             return found == answers.end() ? std::nullopt : std::optional(found->second);
         };
@@ -36,7 +36,7 @@ public:
         std::filesystem::create_directories(path.parent_path());
         writeFile(path, content);
     }
-    /// The interface by which a camera is driven, with the driver that has it.
+    /// The control interface of a USB camera, and the driver that uses it.
     void addCamera(const std::string &busPath, const std::string &driver) const
     {
         const std::string folder = "/sys/bus/usb/devices/" + busPath + ":1.0";
@@ -52,7 +52,7 @@ public:
         add("/sys/bus/usb/devices/" + busPath + "/speed", speed + "\n");
         add("/sys/bus/usb/devices/" + busPath + "/version", " " + version + "\n");
     }
-    /// A network interface that is up, with a cable of this speed.
+    /// A network interface that is up and connected at this speed.
     void addInterface(const std::string &name, const std::string &speed = "1000",
                       const std::string &packet = "9000") const
     {
@@ -66,7 +66,7 @@ public:
         add(folder + "/mtu", packet + "\n");
     }
 
-    /// The interface that every machine has, but none of its cameras.
+    /// The loopback interface, to which no camera is attached.
     void addLoopback()
     {
         add("/sys/class/net/lo/type", "772\n");
@@ -76,14 +76,14 @@ public:
     }
 
     Machine machine;
-    std::map<std::string, Machine::Access> access;  // by path; granted where nothing is said
-    std::map<std::string, std::string> answers;     // of commands; others fail
+    std::map<std::string, Machine::Access> access;  // by path; granted by default
+    std::map<std::string, std::string> answers;     // outputs by command; other commands fail
 
 private:
     TemporaryFolder m_folder;
 };
 
-/// A finding of a state, whose text and cure have these parts.
+/// Matches a finding with this state whose text and cure contain these parts.
 inline auto finds(Finding::State state, const std::string &text, const std::string &cure = "")
 {
     using testing::AllOf;

@@ -15,7 +15,7 @@ protected:
     {
         system.machine.addresses.push_back({interface, text, prefix});
     }
-    /// A socket as the kernel lists it, of a process if there is one.
+    /// A socket as the kernel lists it; of this process unless it is empty.
     void addSocket(const std::string &local, const std::string &inode, const std::string &process)
     {
         m_sockets += "  12: " + local + " 00000000:0000 07 00000000:00000000 00:00000000 00000000" +
@@ -36,7 +36,7 @@ private:
     std::string m_sockets;
 };
 
-TEST_F(NetworkChecksTest, AnInterfaceThatIsSetUpWellIsGood)
+TEST_F(NetworkChecksTest, AnInterfaceThatSuitsCamerasIsGood)
 {
     system.addInterface("eth1");
     addAddress("eth1", "192.168.5.1");
@@ -49,7 +49,7 @@ TEST_F(NetworkChecksTest, AnInterfaceThatIsSetUpWellIsGood)
     EXPECT_EQ(found[0].name, "eth1");
 }
 
-TEST_F(NetworkChecksTest, AnInterfaceThatIsDownOrEmptyOrUnplugged)
+TEST_F(NetworkChecksTest, InterfacesThatAreDownUnpluggedOrWithoutAddressAreReported)
 {
     for (const char *name : {"eth1", "eth2", "eth3"})
         system.addInterface(name);
@@ -57,15 +57,15 @@ TEST_F(NetworkChecksTest, AnInterfaceThatIsDownOrEmptyOrUnplugged)
     system.add("/sys/class/net/eth2/carrier", "0\n");
     EXPECT_THAT(checkInterfaces(machine),
                 ElementsAre(finds(State::kNote, "down", "sudo ip link set eth1 up"),
-                            finds(State::kNote, "other end of its cable", "plug in"),
+                            finds(State::kNote, "no device is connected", "connect and power"),
                             finds(State::kNote, "no IPv4 address", "16 dev eth3")));
 }
 
-TEST_F(NetworkChecksTest, LargePacketsAreAdvisedWhereTheSpeedAsksForThem)
+TEST_F(NetworkChecksTest, LargePacketsAreRecommendedForFastInterfaces)
 {
     system.addInterface("eth1", "1000", "1500");
     system.addInterface("eth2", "10000", "1500");
-    system.addInterface("eth3", "-1", "1500");  // does not tell
+    system.addInterface("eth3", "-1", "1500");  // unknown speed
     for (const char *name : {"eth1", "eth2", "eth3"})
         addAddress(name, "10.0.0.1");
     EXPECT_THAT(checkInterfaces(machine),
@@ -74,7 +74,7 @@ TEST_F(NetworkChecksTest, LargePacketsAreAdvisedWhereTheSpeedAsksForThem)
                             finds(State::kGood, "10.0.0.1/24, packets of 1500 bytes")));
 }
 
-TEST_F(NetworkChecksTest, SlowCablesAndRadioAreNamed)
+TEST_F(NetworkChecksTest, SlowCablesAndRadioAreReported)
 {
     system.addInterface("eth1", "100", "1500");
     system.addInterface("eth2");
@@ -87,10 +87,10 @@ TEST_F(NetworkChecksTest, SlowCablesAndRadioAreNamed)
                 ElementsAre(finds(State::kNote, "100 Mbit/s, packets of 1500 bytes: too slow",
                                   "1000 Mbit/s"),
                             finds(State::kNote, "too slow", "1000 Mbit/s"),
-                            finds(State::kNote, "by radio", "use a cable")));
+                            finds(State::kNote, "a radio link", "use a cable")));
 }
 
-TEST_F(NetworkChecksTest, InterfacesThatNoCameraIsAttachedToDoNotCount)
+TEST_F(NetworkChecksTest, LoopbackAndVirtualInterfacesDoNotCount)
 {
     system.add("/sys/class/net/lo/type", "772\n");
     addAddress("lo", "127.0.0.1", 8);
@@ -99,7 +99,7 @@ TEST_F(NetworkChecksTest, InterfacesThatNoCameraIsAttachedToDoNotCount)
                 ElementsAre(finds(State::kNote, "no interface", "ip link")));
 }
 
-TEST_F(NetworkChecksTest, TwoInterfacesInOneNetworkAreNamed)
+TEST_F(NetworkChecksTest, TwoInterfacesInOneNetworkAreReported)
 {
     system.addInterface("eth1");
     system.addInterface("eth2");
@@ -109,25 +109,25 @@ TEST_F(NetworkChecksTest, TwoInterfacesInOneNetworkAreNamed)
     addAddress("eth2", "192.168.5.77");
     addAddress("eth2", "192.168.5.78");
     const Findings found = checkNetworks(machine);
-    EXPECT_THAT(found, ElementsAre(finds(State::kNote, "eth1 and eth2", "a network of its own")));
+    EXPECT_THAT(found, ElementsAre(finds(State::kNote, "eth1 and eth2", "a separate network")));
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].name, "network 192.168.5.0/24");
 }
 
-TEST_F(NetworkChecksTest, SocketsMustHaveRoomForAPicture)
+TEST_F(NetworkChecksTest, SocketsNeedSpaceForAFrame)
 {
     system.add("/proc/sys/net/core/rmem_max", "212992\n");
     EXPECT_THAT(checkSocketBuffers(machine),
-                ElementsAre(finds(State::kNote, "208 KiB: pictures of network cameras are lost",
+                ElementsAre(finds(State::kNote, "208 KiB: frames of network cameras are lost",
                                   "sysctl -w net.core.rmem_max=4194304")));
     system.add("/proc/sys/net/core/rmem_max", "1048576\n");
     EXPECT_THAT(checkSocketBuffers(machine),
-                ElementsAre(finds(State::kNote, "1024 KiB: pictures larger", "rmem_max=4194304")));
+                ElementsAre(finds(State::kNote, "1024 KiB: larger frames", "rmem_max=4194304")));
     system.add("/proc/sys/net/core/rmem_max", "4194304\n");
     EXPECT_THAT(checkSocketBuffers(machine), ElementsAre(finds(State::kGood, "4096 KiB")));
 }
 
-TEST_F(NetworkChecksTest, AStrictReversePathFilterIsNamed)
+TEST_F(NetworkChecksTest, AStrictReversePathFilterIsReported)
 {
     system.addInterface("eth1");
     system.addInterface("eth2");
@@ -146,12 +146,12 @@ TEST_F(NetworkChecksTest, AStrictReversePathFilterIsNamed)
     EXPECT_THAT(checkReversePath(machine), IsEmpty());
 }
 
-TEST_F(NetworkChecksTest, WhoHoldsThePortOfCamerasIsNamed)
+TEST_F(NetworkChecksTest, AProgramThatUsesTheCameraPortIsNamed)
 {
     addAddress("lo", "127.0.0.1", 8);
     addAddress("eth1", "192.168.5.1");
     addSocket("0100007F:0035", "55", "9");   // another port
-    addSocket("FFFFFF7F:0F74", "72", "17");  // of broadcasts
+    addSocket("FFFFFF7F:0F74", "72", "17");  // a broadcast address
     EXPECT_THAT(checkCameraPort(machine), IsEmpty());
     addSocket("0100007F:0F74", "71", "17");
     addSocket("0105A8C0:0F74", "73", "17");
@@ -162,13 +162,13 @@ TEST_F(NetworkChecksTest, WhoHoldsThePortOfCamerasIsNamed)
                                   "end it")));
 }
 
-TEST_F(NetworkChecksTest, AHolderThatCannotBeSeenIsOfAnotherUser)
+TEST_F(NetworkChecksTest, AnInvisibleProgramBelongsToAnotherUser)
 {
     addSocket("00000000:0F74", "71", "");
     EXPECT_THAT(checkCameraPort(machine), ElementsAre(finds(State::kNote, "of another user")));
 }
 
-TEST(NetworkMachineTest, WhatCanBeOpenedAndNotBeReadIsEmpty)
+TEST(NetworkMachineTest, AFileThatCannotBeReadIsEmpty)
 {
     EXPECT_EQ(Machine::real().read("/proc"), "");
     const FakeMachine system;
@@ -177,15 +177,15 @@ TEST(NetworkMachineTest, WhatCanBeOpenedAndNotBeReadIsEmpty)
     EXPECT_EQ(system.machine.read("/there/is/one"), "one");
 }
 
-TEST(NetworkMachineTest, TheRealOneKnowsItsLoopbackAndWhatCommandsSay)
+TEST(NetworkMachineTest, TheRealOneHasItsLoopbackAddressAndTheOutputOfCommands)
 {
     const Machine machine = Machine::real();
     const auto loopback = testing::AllOf(testing::Field(&Machine::Address::text, "127.0.0.1"),
                                          testing::Field(&Machine::Address::prefix, 8U));
     EXPECT_THAT(machine.addresses, testing::Contains(loopback));
-    EXPECT_EQ(machine.ask("echo two words"), "two words\n");
-    EXPECT_EQ(machine.ask("echo something; false"), std::nullopt);
-    EXPECT_EQ(machine.ask("there-is-no-such-command"), std::nullopt);
+    EXPECT_EQ(machine.run("echo two words"), "two words\n");
+    EXPECT_EQ(machine.run("echo something; false"), std::nullopt);
+    EXPECT_EQ(machine.run("there-is-no-such-command"), std::nullopt);
 }
 
 }  // namespace

@@ -21,17 +21,17 @@ TEST_F(SystemChecksTest, AModuleThatIsLoadedIsGood)
     EXPECT_THAT(checkKernel(machine), ElementsAre(finds(State::kGood, "is loaded")));
 }
 
-TEST_F(SystemChecksTest, AModuleThatIsThereIsLoadedWhenItIsNeeded)
+TEST_F(SystemChecksTest, AnInstalledModuleIsLoadedWhenACameraNeedsIt)
 {
     system.add("/lib/modules/6.1.0-test/modules.dep",
                "kernel/drivers/media/usb/uvc/uvcvideo.ko.xz: kernel/drivers/media/v4l2.ko.xz\n");
-    EXPECT_THAT(checkKernel(machine), ElementsAre(finds(State::kGood, "with the first")));
+    EXPECT_THAT(checkKernel(machine), ElementsAre(finds(State::kGood, "for the first")));
     system.addCamera("1-2", "");
     EXPECT_THAT(checkKernel(machine),
                 ElementsAre(finds(State::kProblem, "not loaded", "modprobe uvcvideo")));
 }
 
-TEST_F(SystemChecksTest, AKernelWithoutTheModuleMattersWhenACameraIsThere)
+TEST_F(SystemChecksTest, AKernelWithoutTheModuleIsAProblemWhenACameraIsAttached)
 {
     system.add("/lib/modules/6.1.0-other/modules.dep", "kernel/uvcvideo.ko:\n");
     EXPECT_THAT(checkKernel(machine), ElementsAre(finds(State::kNote, "6.1.0-test has no uvcvideo",
@@ -40,7 +40,7 @@ TEST_F(SystemChecksTest, AKernelWithoutTheModuleMattersWhenACameraIsThere)
     EXPECT_THAT(checkKernel(machine), ElementsAre(finds(State::kProblem, "6.1.0-test")));
 }
 
-TEST_F(SystemChecksTest, ACameraThatTheKernelDoesNotDriveIsNamed)
+TEST_F(SystemChecksTest, ACameraWithoutTheRightDriverIsReported)
 {
     system.addCamera("1-1", "uvcvideo");
     EXPECT_THAT(checkUndrivenCameras(machine), IsEmpty());
@@ -55,14 +55,14 @@ TEST_F(SystemChecksTest, ACameraThatTheKernelDoesNotDriveIsNamed)
     EXPECT_EQ(found[1].name, "usb:3-4.1");
 }
 
-TEST_F(SystemChecksTest, WithoutUdevItSaysWhatIsMissed)
+TEST_F(SystemChecksTest, MissingUdevIsReported)
 {
-    EXPECT_THAT(checkUdev(machine), ElementsAre(finds(State::kNote, "not noticed", "udevd")));
+    EXPECT_THAT(checkUdev(machine), ElementsAre(finds(State::kNote, "does not notice", "udevd")));
     system.add("/run/udev/control");
-    EXPECT_THAT(checkUdev(machine), ElementsAre(finds(State::kGood, "runs")));
+    EXPECT_THAT(checkUdev(machine), ElementsAre(finds(State::kGood, "is running")));
 }
 
-TEST_F(SystemChecksTest, TheRuleIsFoundWhereverItIs)
+TEST_F(SystemChecksTest, TheRuleIsFoundInEveryFolderOfRules)
 {
     system.add("/etc/udev/rules.d/70-other.rules");
     EXPECT_THAT(checkUdevRule(machine),
@@ -72,7 +72,7 @@ TEST_F(SystemChecksTest, TheRuleIsFoundWhereverItIs)
                 ElementsAre(finds(State::kGood, "/usr/local/lib/udev/rules.d/70-nubrix.rules")));
 }
 
-TEST_F(SystemChecksTest, NodesThatMayBeOpenedAreCounted)
+TEST_F(SystemChecksTest, NodesWithAccessAreCounted)
 {
     EXPECT_THAT(checkPermissions(machine), ElementsAre(finds(State::kGood, "no video nodes")));
     for (const char *name : {"video0", "video12", "video-dec0", "video", "vbi0"})
@@ -82,7 +82,7 @@ TEST_F(SystemChecksTest, NodesThatMayBeOpenedAreCounted)
                 ElementsAre(finds(State::kGood, "visitor may open all video nodes: 2")));
 }
 
-TEST_F(SystemChecksTest, NodesThatMayNotBeOpenedAreNamedWithTheCure)
+TEST_F(SystemChecksTest, NodesWithoutAccessAreReportedWithTheCure)
 {
     for (const char *name : {"video0", "video1", "video2", "video3"})
         system.add(std::string("/dev/") + name);
@@ -93,12 +93,12 @@ TEST_F(SystemChecksTest, NodesThatMayNotBeOpenedAreNamedWithTheCure)
         checkPermissions(machine),
         ElementsAre(
             finds(State::kProblem, "visitor may not open /dev/video1", "usermod -aG video visitor"),
-            finds(State::kProblem, "may not open /dev/video3, which udev has not given",
+            finds(State::kProblem, "may not open /dev/video3, which udev has not assigned",
                   "copy packaging/70-nubrix.rules"),
             finds(State::kProblem, "/dev/video2 yet", "log in again")));
 }
 
-TEST(MachineTest, TheRealOneKnowsItsKernelAndWhatMayBeOpened)
+TEST(MachineTest, TheRealOneHasItsKernelReleaseAndTheAccessToFiles)
 {
     const Machine machine = Machine::real();
     EXPECT_EQ(machine.kernelRelease, machine.read("/proc/sys/kernel/osrelease"));

@@ -12,7 +12,7 @@ using testing::ElementsAre;
 
 using Bytes = std::vector<std::uint8_t>;
 
-bool wholeWith(unsigned int format, int width, int height, unsigned int size)
+bool isCompleteWith(unsigned int format, int width, int height, unsigned int size)
 {
     Bytes data(size + 1);
     typedefNubrixFrame frame = {};
@@ -43,7 +43,7 @@ Bytes colours(const std::vector<std::uint16_t> &depths)
     return image.samples;
 }
 
-TEST(FrameImageTest, AFrameIsWholeWhenItHasTheBytesOfItsFormat)
+TEST(FrameImageTest, AFrameIsCompleteWhenItHasTheBytesOfItsFormat)
 {
     struct Size {
         unsigned int format;
@@ -55,17 +55,17 @@ TEST(FrameImageTest, AFrameIsWholeWhenItHasTheBytesOfItsFormat)
           Size{NUBRIX_PIXEL_DEPTH_MM, 16}, Size{NUBRIX_PIXEL_GREY8, 8},
           Size{NUBRIX_PIXEL_GREY16, 16}, Size{NUBRIX_PIXEL_YUYV, 16}, Size{NUBRIX_PIXEL_UYVY, 16},
           Size{NUBRIX_PIXEL_NV21, 12}, Size{NUBRIX_PIXEL_I420, 12}, Size{NUBRIX_PIXEL_JPEG, 1}}) {
-        EXPECT_TRUE(wholeWith(size.format, 4, 2, size.bytes)) << size.format;
-        EXPECT_TRUE(wholeWith(size.format, 4, 2, size.bytes + 1)) << size.format;
-        EXPECT_FALSE(wholeWith(size.format, 4, 2, size.bytes - 1)) << size.format;
+        EXPECT_TRUE(isCompleteWith(size.format, 4, 2, size.bytes)) << size.format;
+        EXPECT_TRUE(isCompleteWith(size.format, 4, 2, size.bytes + 1)) << size.format;
+        EXPECT_FALSE(isCompleteWith(size.format, 4, 2, size.bytes - 1)) << size.format;
     }
 }
 
-TEST(FrameImageTest, AFrameWithoutSizeOrDataIsNotWhole)
+TEST(FrameImageTest, AFrameWithoutSizeOrDataIsIncomplete)
 {
-    EXPECT_FALSE(wholeWith(NUBRIX_PIXEL_GREY8, 0, 2, 8));
-    EXPECT_FALSE(wholeWith(NUBRIX_PIXEL_GREY8, 4, -2, 8));
-    EXPECT_FALSE(wholeWith(NUBRIX_PIXEL_GREY8, 0x7fffffff, 0x7fffffff, 8));
+    EXPECT_FALSE(isCompleteWith(NUBRIX_PIXEL_GREY8, 0, 2, 8));
+    EXPECT_FALSE(isCompleteWith(NUBRIX_PIXEL_GREY8, 4, -2, 8));
+    EXPECT_FALSE(isCompleteWith(NUBRIX_PIXEL_GREY8, 0x7fffffff, 0x7fffffff, 8));
     typedefNubrixFrame frame = {};
     frame.pixelFormat = NUBRIX_PIXEL_GREY8;
     frame.width = 1;
@@ -95,7 +95,7 @@ TEST(FrameImageTest, ColourGreyAndDepthKeepTheirValues)
     EXPECT_EQ(imageOf({NUBRIX_PIXEL_GREY16, 1, 1, {1, 2}}).bits, 16U);
 }
 
-TEST(FrameImageTest, BytesBehindThePictureAreLeftOut)
+TEST(FrameImageTest, BytesAfterTheImageAreIgnored)
 {
     EXPECT_THAT(samplesOf(NUBRIX_PIXEL_GREY8, 2, 1, {7, 8, 9, 10}), ElementsAre(7, 8));
 }
@@ -129,12 +129,12 @@ TEST(FrameImageTest, ColoursOutOfRangeAreClamped)
     EXPECT_THAT(samplesOf(NUBRIX_PIXEL_I420, 1, 1, {0, 0, 0}), ElementsAre(0, 132, 0));
 }
 
-TEST(FrameImageTest, AFormatThatIsNotKnownIsAFailure)
+TEST(FrameImageTest, AnUnknownFormatIsAFailure)
 {
     EXPECT_THROW(imageOf({99, 1, 1, {0}}), Failure);
 }
 
-TEST(FrameImageTest, NothingMeasuredIsBlackInFalseColour)
+TEST(FrameImageTest, PixelsWithoutDepthAreBlackInFalseColour)
 {
     EXPECT_THAT(colours({0, 0}), ElementsAre(0, 0, 0, 0, 0, 0));
 }

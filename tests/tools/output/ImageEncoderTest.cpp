@@ -66,19 +66,19 @@ TEST_F(ImageEncoderTest, SamplesOf16BitsComeBackUnchanged)
     EXPECT_THAT(file.samples, testing::ElementsAre(0, 1, 256, 65535, 0x1234, 10000));
 }
 
-TEST_F(ImageEncoderTest, AFileThatIsThereIsReplaced)
+TEST_F(ImageEncoderTest, AnExistingFileIsReplaced)
 {
     writeAndRead({2, 1, 1, 8, {1, 2}});
     EXPECT_THAT(writeAndRead({1, 1, 1, 8, {9}}).samples, testing::ElementsAre(9));
 }
 
-TEST_F(ImageEncoderTest, AFolderThatIsNotThereIsNamedWithTheCause)
+TEST_F(ImageEncoderTest, AMissingFolderIsReportedWithTheCause)
 {
     const std::string path = m_folder.path() / "missing" / "image.png";
     EXPECT_EQ(failureOf(path), "cannot write " + path + ": No such file or directory");
 }
 
-TEST_F(ImageEncoderTest, AFullDiskIsToldAndLeavesNoFile)
+TEST_F(ImageEncoderTest, AFullDiskIsReportedAndLeavesNoFile)
 {
     const std::string path = m_folder.path() / "image.png";
     std::filesystem::create_symlink("/dev/full", path);

@@ -21,7 +21,7 @@ StreamRow row(const char *name, std::uint64_t frames)
     return {name, figures};
 }
 
-TEST(StreamTableTest, TheSummaryHasALineForTheHeadAndOneForEachStream)
+TEST(StreamTableTest, TheSummaryHasATitleAndALineForEachStream)
 {
     EXPECT_EQ(StreamTable::summary({row("color", 90), row("light-ir", 1234567)}),
               "stream      frames  frames/s   gaps   lost  damaged  median age/us      99 %/us\n"
@@ -29,7 +29,7 @@ TEST(StreamTableTest, TheSummaryHasALineForTheHeadAndOneForEachStream)
               "light-ir   1234567      30.0      2      5        1            812         1204\n");
 }
 
-TEST(StreamTableTest, TheLiveTableIsDrawnOverTheOneBefore)
+TEST(StreamTableTest, TheLiveTableIsDrawnOverThePreviousOne)
 {
     StreamTable table;
     testing::internal::CaptureStdout();

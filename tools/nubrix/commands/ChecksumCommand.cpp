@@ -16,7 +16,7 @@ namespace nubrix::tool {
 
 namespace {
 
-// The library takes a folder, or a device, for an empty file.
+// The library treats a folder or a device as an empty file.
 void requireReadableFile(const std::string &file)
 {
     if (access(file.c_str(), R_OK) != 0)
@@ -58,8 +58,8 @@ private:
 ChecksumCommand::ChecksumCommand(CLI::App &parent)
     : Command(
           parent, "checksum",
-          "Tell the CRC-32 (MPEG-2: most significant bit first, not inverted) and the MD5 of a\n"
-          "file; both, or the ones that are asked for")
+          "Print the CRC-32 (MPEG-2: most significant bit first, not inverted) and the MD5 of a\n"
+          "file; both, or only the selected ones")
 {
     app().add_option("FILE", m_file, "The file")->required();
     app().add_flag("--crc32", m_crc32, "The CRC-32");

@@ -1,4 +1,4 @@
-// nubrix cloud: one depth picture as a point cloud.
+// nubrix cloud: one depth frame as a point cloud.
 #include <iostream>
 #include <string>
 #include "Camera.h"
@@ -37,8 +37,8 @@ private:
 };
 
 CloudCommand::CloudCommand(CLI::App &parent)
-    : Command(parent, "cloud", "Save a depth picture as a point cloud (binary PLY)"),
-      m_pinhole(app(), "what the camera says")
+    : Command(parent, "cloud", "Save a depth frame as a point cloud (binary PLY)"),
+      m_pinhole(app(), "the camera's intrinsics")
 {
     addUri(m_uri);
     app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
@@ -49,13 +49,13 @@ CloudCommand::CloudCommand(CLI::App &parent)
 
 Pinhole CloudCommand::pinholeOf(Camera &camera) const
 {
-    float told[4] = {};
-    unsigned int size = sizeof(told);
+    float intrinsics[4] = {};
+    unsigned int size = sizeof(intrinsics);
     if (!m_pinhole.complete() &&
-        camera.context().getDeviceProperty(camera.handle(), kIntrinsics + NUBRIX_STREAM_DEPTH, told,
-                                           &size) != 0)
-        throw Failure("the camera does not tell its intrinsics; give --fx, --fy, --cx and --cy");
-    return m_pinhole.over({told[0], told[1], told[2], told[3]});
+        camera.context().getDeviceProperty(camera.handle(), kIntrinsics + NUBRIX_STREAM_DEPTH,
+                                           intrinsics, &size) != 0)
+        throw Failure("the camera reports no intrinsics; set --fx, --fy, --cx and --cy");
+    return m_pinhole.over({intrinsics[0], intrinsics[1], intrinsics[2], intrinsics[3]});
 }
 
 PointCloudFile CloudCommand::cloudOf(Camera &camera, const typedefNubrixFrame &frame) const
@@ -70,13 +70,13 @@ PointCloudFile CloudCommand::colouredCloudOf(Camera &camera, const typedefNubrix
     if (!isDepth(frame.pixelFormat) || frame.pixelFormat == NUBRIX_PIXEL_DEPTH_MM)
         throw Failure(
             "depths of this pixel format cannot be coloured: choose a mode with fractions");
-    const DepthImage picture = depthOf(frame);
+    const DepthImage image = depthOf(frame);
     PointCloudFile cloud;
-    cloud.points.resize(std::size_t{picture.width} * picture.height);
+    cloud.points.resize(std::size_t{image.width} * image.height);
     cloud.colours.resize(cloud.points.size());
     camera.context().convertDepthToPointCloudWithRGBA(
-        picture.depth, picture.width, picture.height, m_pinhole.scale(), 0, 0, 0, 0,
-        cloud.points.data(), cloud.colours.data(), frame.pixelFormat, false);
+        image.depth, image.width, image.height, m_pinhole.scale(), 0, 0, 0, 0, cloud.points.data(),
+        cloud.colours.data(), frame.pixelFormat, false);
     cloud.comments = {axesComment(m_pinhole.scale(), "x right, y up, z towards the camera"),
                       "colours: depth, from near (blue) to far (red)"};
     return cloud;
@@ -86,8 +86,8 @@ void CloudCommand::run()
 {
     Session session;
     Camera camera(session, m_uri);
-    const FirstFrame wait(camera, *streamKind("depth"));
-    const typedefNubrixFrame &frame = wait.frame();
+    const FirstFrame first(camera, *streamKind("depth"));
+    const typedefNubrixFrame &frame = first.frame();
     const std::size_t points =
         writePly(m_out, m_rgba ? colouredCloudOf(camera, frame) : cloudOf(camera, frame));
     if (json()) {

@@ -19,23 +19,23 @@ struct Size {
     unsigned int height = 0;
 };
 
-constexpr unsigned int kMostSide = 32767;
+constexpr unsigned int kMaxSide = 32767;
 
-/// 0 x 0 for what is no size.
+/// Parses "640x480"; 0 x 0 for any other text.
 Size sizeOf(const std::string &text)
 {
     Size size;
     char end = 0;
     const int read = std::sscanf(text.c_str(), "%5ux%5u%c", &size.width, &size.height, &end);
-    const bool sound = read == 2 && text.find_first_not_of("0123456789x") == std::string::npos &&
-                       size.width > 0 && size.height > 0 && size.width <= kMostSide &&
-                       size.height <= kMostSide;
-    return sound ? size : Size();
+    const bool valid = read == 2 && text.find_first_not_of("0123456789x") == std::string::npos &&
+                       size.width > 0 && size.height > 0 && size.width <= kMaxSide &&
+                       size.height <= kMaxSide;
+    return valid ? size : Size();
 }
 
 std::string checkSize(const std::string &text)
 {
-    return sizeOf(text).width > 0 ? "" : "'" + text + "' is no size such as 640x480";
+    return sizeOf(text).width > 0 ? "" : "'" + text + "' is not a size such as 640x480";
 }
 
 bool isPacked(const std::string &from)
@@ -43,15 +43,15 @@ bool isPacked(const std::string &from)
     return from == "yuyv" || from == "uyvy";
 }
 
-/// The bytes of a raw image; throws a Failure where its pixels cannot share their colours.
+/// The size of a raw image in bytes; throws a Failure for an odd size that the format cannot have.
 std::size_t bytesOf(const std::string &from, const Size &size)
 {
     const std::size_t pixels = std::size_t{size.width} * size.height;
     if (from == "grey16")
         return 2 * pixels;
     if (size.width % 2 != 0 || (size.height % 2 != 0 && !isPacked(from)))
-        throw Failure(from + (isPacked(from) ? " images have an even width"
-                                             : " images have an even width and height"));
+        throw Failure(from + (isPacked(from) ? " images need an even width"
+                                             : " images need an even width and height"));
     return isPacked(from) ? 2 * pixels : pixels / 2 * 3;
 }
 
@@ -133,14 +133,14 @@ std::vector<unsigned char> ConvertCommand::read() const
     std::FILE *const file = std::fopen(m_in.c_str(), "rbe");
     if (file == nullptr)
         throw Failure("cannot read " + m_in + ": " + std::strerror(errno));
-    // Memory is taken for what the file has, not for what is said of it.
-    constexpr std::size_t kPiece = 1 << 20;
+    // Memory grows with the content of the file, not with the size that the user states.
+    constexpr std::size_t kChunkBytes = 1 << 20;
     std::vector<unsigned char> raw;
     std::size_t count = 0;
     errno = 0;
     while (count == raw.size() && count <= expected) {
-        raw.resize(count + kPiece);
-        count += std::fread(raw.data() + count, 1, kPiece, file);
+        raw.resize(count + kChunkBytes);
+        count += std::fread(raw.data() + count, 1, kChunkBytes, file);
     }
     const int error = std::ferror(file) != 0 ? errno : 0;
     std::fclose(file);

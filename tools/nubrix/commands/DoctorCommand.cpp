@@ -1,4 +1,4 @@
-// nubrix doctor: looks for what keeps cameras from working, and says how to mend it.
+// nubrix doctor: checks whether cameras can work on this machine, and suggests fixes.
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
@@ -52,7 +52,7 @@ private:
 };
 
 DoctorCommand::DoctorCommand(CLI::App &parent)
-    : Command(parent, "doctor", "Look for what keeps cameras from working, and say how to mend it")
+    : Command(parent, "doctor", "Check whether cameras can work on this machine, and suggest fixes")
 {
 }
 

@@ -1,4 +1,4 @@
-// nubrix export: the frames of a record file as pictures and point clouds.
+// nubrix export: the frames of a record file as images and point clouds.
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -26,7 +26,7 @@ const std::map<std::string, unsigned int> kColourFormats = {{"yuyv", NUBRIX_PIXE
                                                             {"nv21", NUBRIX_PIXEL_NV21},
                                                             {"i420", NUBRIX_PIXEL_I420}};
 
-/// The table of time stamps, one line a record.
+/// The table of time stamps, with one line per record.
 class TimestampTable {
 public:
     explicit TimestampTable(const std::string &path)
@@ -62,7 +62,7 @@ void requireRecords(const RecordReader &reader, const std::string &path)
     if (reader.count() != 0)
         return;
     const std::string problem = reader.problem();
-    throw Failure(path + ": there is no whole record in it" +
+    throw Failure(path + ": it has no complete record" +
                   (problem.empty() ? ", it is empty" : "; " + problem));
 }
 
@@ -71,7 +71,7 @@ std::string textOf(const std::vector<std::string> &problems)
     if (problems.empty())
         return {};
     const std::string more = std::to_string(problems.size() - 1);
-    return problems.front() + (problems.size() == 1 ? "" : "; and " + more + " more like this");
+    return problems.front() + (problems.size() == 1 ? "" : "; and " + more + " similar problems");
 }
 
 class ExportCommand final : public Command {
@@ -87,7 +87,7 @@ private:
     };
     struct Result {
         std::map<unsigned int, Figures> streams;  // by stream type
-        std::string problem;                      // empty if all went well
+        std::string problem;                      // empty on success
     };
 
     void addOptions();
@@ -112,14 +112,14 @@ private:
 };
 
 ExportCommand::ExportCommand(CLI::App &parent)
-    : Command(parent, "export", "Save the frames of a record file as pictures and point clouds"),
-      m_pinhole(app(), "13/16 of the\nwidth, and the middle of the picture (the virtual camera)")
+    : Command(parent, "export", "Save the frames of a record file as images and point clouds"),
+      m_pinhole(app(), "13/16 of the\nwidth, and the centre of the image (the virtual camera)")
 {
     addOptions();
     app().footer(
-        "Without --png, --ply and --bmp it is PNG. Every record taken has a line in\n"
-        "DIR/timestamps.csv. Exit status 1 when the file is not whole or a record is no picture;\n"
-        "what is whole is exported all the same.");
+        "Without --png, --ply and --bmp it writes PNG. Each selected record has a line in\n"
+        "DIR/timestamps.csv. Exit status 1 when the file is damaged or a record has no image;\n"
+        "the complete records are exported nevertheless.");
 }
 
 void ExportCommand::addOptions()
@@ -127,18 +127,18 @@ void ExportCommand::addOptions()
     CLI::App &options = app();
     options.add_option("FILE", m_file, "The record file")->required();
     options.add_option("--out", m_folder, "The folder to write to")->required()->type_name("DIR");
-    options.add_flag("--png", m_png, "Pictures; depth with 16 bits and in false colours");
+    options.add_flag("--png", m_png, "Images; depth with 16 bits and in false colours");
     options.add_flag("--ply", m_ply,
-                     "A point cloud of each depth picture, coloured by the colour picture that is\n"
+                     "A point cloud of each depth frame, coloured by the colour frame that is\n"
                      "nearest in time, if there is one");
-    options.add_flag("--bmp", m_bmp, "Colour pictures as bitmaps");
+    options.add_flag("--bmp", m_bmp, "Colour frames as bitmaps");
     options.add_option("--every", m_every, "Only every N-th record of each stream, from the first")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{UINT32_MAX}).description(""))
         ->type_name("N");
     options
         .add_option("--depth-unit", m_depthUnitMm,
                     "What a depth value of 1 means, millimetres: 0.0625 for depth 12.4, 0.125 for\n"
-                    "13.3, 0.25 for 14.2; a record does not tell. For clouds only")
+                    "13.3, 0.25 for 14.2; a record does not store it. For clouds only")
         ->check(CLI::Range(0.000001, 1000.0).description(""))
         ->type_name("MM")
         ->capture_default_str();
@@ -165,7 +165,7 @@ std::string ExportCommand::tablePath() const
 void ExportCommand::run()
 {
     const StopSignal stop;
-    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failing write
+    std::signal(SIGXFSZ, SIG_IGN);  // a write beyond the file size limit fails instead
     RecordReader reader;
     openRecords(reader, m_file);
     requireRecords(reader, m_file);
@@ -184,7 +184,7 @@ ExportCommand::Result ExportCommand::exportRecords(RecordReader &reader,
     if (!exportAll(reader, exporter, stop, result))
         result.problem = ": stopped before the last record";
     else if (*reader.problem() != '\0')
-        result.problem = std::string(" is not whole: ") + reader.problem();
+        result.problem = std::string(" is damaged: ") + reader.problem();
     const std::string problems = textOf(exporter.problems());
     if (!problems.empty())
         result.problem += (result.problem.empty() ? ": " : "; ") + problems;

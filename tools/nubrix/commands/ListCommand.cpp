@@ -25,7 +25,7 @@ private:
 
 ListCommand::ListCommand(CLI::App &parent)
     : Command(parent, "list",
-              "List the attached cameras; with none, say which driver plug-ins are loaded")
+              "List the attached cameras; without any, show which driver plug-ins are loaded")
 {
 }
 

@@ -1,12 +1,12 @@
-// nubrix modes: what each stream of a camera can be set to.
+// nubrix modes: the modes of each stream of a camera.
 #include <iostream>
 #include <optional>
 #include <string>
 #include <vector>
 #include "Camera.h"
+#include "ModeRequest.h"
 #include "Names.h"
 #include "commands/Command.h"
-#include "ModeRequest.h"
 
 namespace nubrix::tool {
 
@@ -93,7 +93,7 @@ void ModesCommand::reportText(const std::string &uri, const std::vector<StreamMo
                   << (stream.current ? textOf(*stream.current) : "without a mode") << '\n';
         std::string line;
         for (const typedefNubrixFrameMode &mode : stream.supported) {
-            // The frame rates of one size and format stand on one line.
+            // The frame rates of one size and format share a line.
             const std::string head = sizeText(mode);
             const std::string rate = std::to_string(mode.frameRate);
             if (line.rfind(head, 0) == 0) {

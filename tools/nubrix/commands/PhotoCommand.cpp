@@ -1,4 +1,4 @@
-// nubrix photo: the newest colour picture as a bitmap file.
+// nubrix photo: the newest colour frame as a bitmap file.
 #include <iostream>
 #include <string>
 #include "Camera.h"
@@ -10,8 +10,8 @@ namespace nubrix::tool {
 
 namespace {
 
-constexpr int kTries = 5;
-constexpr int kNoFrame = -1;  // within a second, or the wake-up went to another
+constexpr int kMaxTries = 5;
+constexpr int kNoFrame = -1;  // within a second, or another reader received the frame
 
 class PhotoCommand final : public Command {
 public:
@@ -24,7 +24,7 @@ private:
 };
 
 PhotoCommand::PhotoCommand(CLI::App &parent)
-    : Command(parent, "photo", "Save a colour picture as a bitmap (BMP)")
+    : Command(parent, "photo", "Save a colour frame as a bitmap (BMP)")
 {
     addUri(m_uri);
     app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
@@ -34,10 +34,10 @@ void PhotoCommand::run()
 {
     Session session;
     Camera camera(session, m_uri);
-    const FirstFrame first(camera, *streamKind("color"));  // the stream runs, and delivers
+    const FirstFrame first(camera, *streamKind("color"));  // from here on the stream delivers
     std::string problem;
     int status = kNoFrame;
-    for (int tries = 0; status == kNoFrame && tries < kTries; ++tries) {
+    for (int tries = 0; status == kNoFrame && tries < kMaxTries; ++tries) {
         status = attempt(
             "takePhoto (" + m_out + ")", [&] { return session.context().takePhoto(m_out.c_str()); },
             &problem);

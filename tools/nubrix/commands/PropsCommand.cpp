@@ -1,4 +1,4 @@
-// nubrix props: the records that a camera keeps of itself.
+// nubrix props: the version record and the stream flag mode of a camera.
 #include <iomanip>
 #include <iostream>
 #include <optional>
@@ -73,8 +73,8 @@ void PropsCommand::run()
         reportText(camera.uri(), version, flagMode);
     }
     if (m_flagMode != 0 && flagMode && *flagMode != m_flagMode) {
-        throw Failure("the camera took stream flag mode " + std::to_string(m_flagMode) +
-                      ", but shows " + std::to_string(*flagMode));
+        throw Failure("the camera accepted stream flag mode " + std::to_string(m_flagMode) +
+                      ", but reports " + std::to_string(*flagMode));
     }
 }
 

@@ -157,7 +157,7 @@ std::string GrowingRecord::line(double seconds) const
 {
     char time[32];
     std::snprintf(time, sizeof(time), "%.1f s  ", seconds);
-    std::string text = time + sizeText(m_size);
+    std::string text = time + bytesText(m_size);
     for (const StreamKind &kind : m_kinds) {
         const RecordedStreamFigures figures = m_statistics.stream(kind.type);
         text += "  " + figures.name + ' ' + std::to_string(figures.records) + " (" +

@@ -14,7 +14,7 @@ namespace nubrix::tool {
 
 namespace {
 
-constexpr float kFocalLength = 0.8125F;  // of the width, as of the virtual camera
+constexpr float kFocalLength = 0.8125F;  // of the width, like the virtual camera
 
 std::string baseOf(const RecordInfo &info, unsigned int number)
 {
@@ -37,12 +37,12 @@ Pinhole assumedCamera(const FrameCopy &depth)
 {
     const auto width = static_cast<float>(depth.width);
     const auto height = static_cast<float>(depth.height);
-    // The conversion takes a centre of 0 for "not known".
+    // The library takes a centre of 0 as "unknown".
     return {width * kFocalLength, width * kFocalLength, std::max((width - 1) / 2, 0.5F),
             std::max((height - 1) / 2, 0.5F)};
 }
 
-/// The colours of an image for a depth picture of this size; both show the same scene.
+/// The colours of an image, scaled to a depth image of this size that shows the same scene.
 std::vector<typedefNubrixRGBA> coloursOf(const Image &image, unsigned int width,
                                          unsigned int height)
 {
@@ -79,17 +79,17 @@ std::vector<std::string> RecordExporter::write(const RecordFrame &record, unsign
 {
     const RecordInfo &info = record.info();
     const std::string name = std::to_string(number);
-    const std::optional<FrameCopy> picture = decode(record, name);
-    if (!picture)
+    const std::optional<FrameCopy> image = decode(record, name);
+    if (!image)
         return {};
     Paths paths;
     const std::string base = m_options.folder + '/' + baseOf(info, number);
     if (m_options.png)
-        paths = saveFrame(*picture, base);
+        paths = saveFrame(*image, base);
     if (m_options.bmp && info.streamType == NUBRIX_STREAM_COLOR)
-        writeBitmap(*picture, name, base, paths);
+        writeBitmap(*image, name, base, paths);
     if (m_options.ply && info.streamType == NUBRIX_STREAM_DEPTH)
-        writeCloud(*picture, info, name, base, paths);
+        writeCloud(*image, info, name, base, paths);
     for (std::string &path : paths)
         path = std::filesystem::path(path).filename().string();
     return paths;
@@ -111,7 +111,7 @@ void RecordExporter::writeBitmap(const FrameCopy &colour, const std::string &num
                                  const std::string &base, Paths &paths)
 {
     if (colour.pixelFormat == NUBRIX_PIXEL_JPEG) {
-        m_problems.push_back("record " + number + ": a JPEG is not converted to a bitmap");
+        m_problems.push_back("record " + number + ": a JPEG cannot be converted to a bitmap");
         return;
     }
     paths.push_back(base + ".bmp");
@@ -131,7 +131,7 @@ void RecordExporter::writeCloud(const FrameCopy &depth, const RecordInfo &info,
     writePly(paths.back(), cloud);
 }
 
-void RecordExporter::addColours(const RecordInfo &depth, const FrameCopy &picture,
+void RecordExporter::addColours(const RecordInfo &depth, const FrameCopy &image,
                                 const std::string &number, PointCloudFile &cloud)
 {
     unsigned int nearest = 0;
@@ -145,10 +145,10 @@ void RecordExporter::addColours(const RecordInfo &depth, const FrameCopy &pictur
     if (!colour)
         return;
     if (colour->pixelFormat == NUBRIX_PIXEL_JPEG) {
-        m_problems.push_back("record " + number + ": a JPEG does not colour a cloud");
+        m_problems.push_back("record " + number + ": a JPEG cannot colour a cloud");
         return;
     }
-    cloud.colours = coloursOf(imageOf(*colour), picture.width, picture.height);
+    cloud.colours = coloursOf(imageOf(*colour), image.width, image.height);
     cloud.comments.push_back("colours: record " + name + ", " +
                              millisecondsBetween(depth, record.info()) + " away");
 }
@@ -171,7 +171,7 @@ Formats formatsOf(unsigned int streamType, std::optional<unsigned int> colourFor
     }
 }
 
-std::optional<unsigned int> fitting(const RecordInfo &info, const Formats &formats)
+std::optional<unsigned int> formatOfSize(const RecordInfo &info, const Formats &formats)
 {
     const auto format = std::find_if(formats.begin(), formats.end(), [&](unsigned int each) {
         return imageBytes(each, info.width, info.height) == info.dataSize;
@@ -186,12 +186,12 @@ bool isJpeg(const RecordFrame &record)
            data[0] == 0xff && data[1] == 0xd8 && data[2] == 0xff;
 }
 
-[[noreturn]] void refuse(const RecordInfo &info)
+[[noreturn]] void reject(const RecordInfo &info)
 {
-    std::string text = std::to_string(info.dataSize) + " bytes are no picture of " +
+    std::string text = std::to_string(info.dataSize) + " bytes are no image of " +
                        std::to_string(info.width) + "x" + std::to_string(info.height);
     if (info.streamType == NUBRIX_STREAM_COLOR &&
-        fitting(info, {NUBRIX_PIXEL_YUYV, NUBRIX_PIXEL_NV21}))
+        formatOfSize(info, {NUBRIX_PIXEL_YUYV, NUBRIX_PIXEL_NV21}))
         text += " without --color-format";
     throw Failure(text);
 }
@@ -203,11 +203,11 @@ FrameCopy decodeRecord(const RecordFrame &record, std::optional<unsigned int> co
     const RecordInfo &info = record.info();
     std::optional<unsigned int> format;
     if (info.width != 0 && info.height != 0)
-        format = fitting(info, formatsOf(info.streamType, colourFormat));
+        format = formatOfSize(info, formatsOf(info.streamType, colourFormat));
     if (!format && isJpeg(record))
         format = NUBRIX_PIXEL_JPEG;
     if (!format)
-        refuse(info);
+        reject(info);
     return {*format, info.width, info.height, {record.data(), record.data() + info.dataSize}};
 }
 

@@ -1,4 +1,4 @@
-// Writes recorded frames as pictures and point clouds.
+// Writes recorded frames as images and point clouds.
 #pragma once
 
 #include <memory>
@@ -12,7 +12,9 @@
 
 namespace nubrix::tool {
 
-/// Not thread-safe. The reader must stay open; one at a time.
+/// Exports the records of one file. The reader must stay open.
+///
+/// Not thread-safe.
 class RecordExporter {
 public:
     struct Options {
@@ -27,24 +29,24 @@ public:
 
     RecordExporter(RecordReader &reader, Options options);
 
-    /// Writes the files that are wanted of a record: STREAM-NUMBER.png and so on. Returns their
-    /// names in the folder. Throws a Failure when a file cannot be written or the record cannot be
-    /// read; what is wrong with the record itself it adds to problems().
+    /// Writes the selected files of a record: STREAM-NUMBER.png and so on. Returns their names in
+    /// the folder. Throws a Failure when a file cannot be written or the record cannot be read.
+    /// Defects of the record itself are added to problems().
     std::vector<std::string> write(const RecordFrame &record, unsigned int number);
 
-    /// Why records, or their colours, could not be exported, one text each.
+    /// The reasons why records, or their colours, could not be exported.
     const std::vector<std::string> &problems() const { return m_problems; }
 
 private:
     using Paths = std::vector<std::string>;
 
-    /// None, and a problem of `number`, when the record is no picture.
+    /// The image of a record; none, and a problem of `number`, when it has none.
     std::optional<FrameCopy> decode(const RecordFrame &record, const std::string &number);
     void writeBitmap(const FrameCopy &colour, const std::string &number, const std::string &base,
                      Paths &paths);
     void writeCloud(const FrameCopy &depth, const RecordInfo &info, const std::string &number,
                     const std::string &base, Paths &paths);
-    void addColours(const RecordInfo &depth, const FrameCopy &picture, const std::string &number,
+    void addColours(const RecordInfo &depth, const FrameCopy &image, const std::string &number,
                     PointCloudFile &cloud);
 
     struct DeleteContext {
@@ -53,15 +55,16 @@ private:
 
     RecordReader &m_reader;
     const Options m_options;
-    const std::unique_ptr<NubrixBaseContext, DeleteContext> m_context;  // converts, needs no camera
+    const std::unique_ptr<NubrixBaseContext, DeleteContext>
+        m_context;  // for conversions; not initialized
     std::vector<std::string> m_problems;
 };
 
-/// Copies a record's picture. Its pixel format is the one whose pictures of this width and height
-/// have as many bytes: 2 bytes a pixel are a depth (whose unit stays unknown: it becomes
-/// NUBRIX_PIXEL_DEPTH_MM, which no picture depends on), in infrared streams grey 16; 3 are RGB888,
-/// 1 is grey 8. Colour may also be a JPEG, or of `colourFormat`, as the sizes of the others are not
-/// unique. Throws a Failure that tells why a record is no picture.
+/// Copies the image of a record. A record does not store the pixel format, so it follows from the
+/// size of the data: 2 bytes per pixel are depth (of unknown unit: NUBRIX_PIXEL_DEPTH_MM, which
+/// images do not depend on) or, in infrared streams, grey 16; 3 bytes are RGB888, 1 byte is grey 8.
+/// Colour may also be a JPEG, or have the format `colourFormat`, because other formats have
+/// ambiguous sizes. Throws a Failure with the reason when the record has no image.
 FrameCopy decodeRecord(const RecordFrame &record, std::optional<unsigned int> colourFormat);
 
 }  // namespace nubrix::tool

@@ -67,7 +67,7 @@ std::string RecordSummary::text() const
     std::string text = "stream      records  frames/s   gaps  missing   seconds\n";
     for (const RecordedStreamFigures &figures : streams)
         text += rowOf(figures);
-    text += std::to_string(records) + " records, " + sizeText(bytes) + '\n';
+    text += std::to_string(records) + " records, " + bytesText(bytes) + '\n';
     if (!problem.empty())
         text += problem + '\n';
     if (truncatedBytes != 0) {
@@ -83,7 +83,7 @@ void openRecords(RecordReader &reader, const std::string &path)
         throw Failure(path + ": " + reader.errorText());
 }
 
-std::string sizeText(std::uint64_t bytes)
+std::string bytesText(std::uint64_t bytes)
 {
     static const char *const kUnits[] = {"bytes", "kB", "MB", "GB"};
     double value = static_cast<double>(bytes);

@@ -32,6 +32,6 @@ struct RecordSummary {
 void openRecords(RecordReader &reader, const std::string &path);
 
 /// "12.3 MB".
-std::string sizeText(std::uint64_t bytes);
+std::string bytesText(std::uint64_t bytes);
 
 }  // namespace nubrix::tool

@@ -1,4 +1,4 @@
-// nubrix repair: the whole records of a file as a file of their own.
+// nubrix repair: copies the complete records of a damaged file.
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -14,7 +14,7 @@ namespace nubrix::tool {
 
 namespace {
 
-// docs/recording.md tells the format.
+// docs/recording.md describes the format.
 std::string tagOf(const RecordInfo &info)
 {
     std::string tag;
@@ -38,7 +38,7 @@ private:
 };
 
 RepairCommand::RepairCommand(CLI::App &parent)
-    : Command(parent, "repair", "Copy the whole records of a record file to another file")
+    : Command(parent, "repair", "Copy the complete records of a record file to another file")
 {
     app().add_option("FILE", m_file, "The record file; it is not changed")->required();
     app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
@@ -50,7 +50,7 @@ void RepairCommand::run()
     openRecords(reader, m_file);
     std::error_code error;
     if (std::filesystem::equivalent(m_file, m_out, error))
-        throw Failure("--out names the file itself; give another one");
+        throw Failure("--out names the source; choose another file");
     std::ofstream out(m_out, std::ios::binary | std::ios::trunc);
     if (!out)
         throw Failure("cannot write " + m_out + ": " + std::strerror(errno));

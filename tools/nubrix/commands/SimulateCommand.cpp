@@ -1,4 +1,4 @@
-// nubrix simulate: a network camera that shows the virtual camera's room.
+// nubrix simulate: a simulated network camera that shows the scene of the virtual camera.
 #include <unistd.h>
 #include "Failure.h"
 #include "Launcher.h"
@@ -8,8 +8,8 @@ namespace nubrix::tool {
 
 namespace {
 
-/// All is done by the program nubrix-simulate beside the tool, which gets the words as they are:
-/// only there is a server of cameras needed.
+/// Runs the program nubrix-simulate with unchanged arguments, because only that program needs the
+/// libraries of a camera server.
 class SimulateCommand final : public Command {
 public:
     explicit SimulateCommand(CLI::App &parent);
@@ -18,9 +18,9 @@ public:
 
 SimulateCommand::SimulateCommand(CLI::App &parent)
     : Command(parent, "simulate",
-              "Be a 3-D network camera that shows the virtual room to any GigE Vision client")
+              "Simulate a 3-D network camera that shows the virtual room to any GigE Vision client")
 {
-    // Help and all options are those of the other program.
+    // The other program handles --help and all options.
     app().remove_option(app().get_option("--json"));
     app().set_help_flag();
     app().fallthrough(false);

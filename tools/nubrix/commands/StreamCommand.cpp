@@ -1,4 +1,4 @@
-// nubrix stream: lets streams of a camera run and tells how they do.
+// nubrix stream: runs streams of a camera and reports their figures.
 #include <unistd.h>
 #include <cmath>
 #include <iostream>
@@ -25,8 +25,8 @@ public:
 private:
     struct Result {
         std::vector<StreamRow> rows;
-        std::vector<std::vector<std::string>> saved;  // the paths of each row
-        std::string problem;                          // empty if all went well
+        std::vector<std::vector<std::string>> saved;  // the paths of each stream
+        std::string problem;                          // empty on success
     };
 
     StreamRun::Readers openStreams(Camera &camera, const StopSignal &stop) const;
@@ -44,9 +44,10 @@ private:
 };
 
 StreamCommand::StreamCommand(CLI::App &parent)
-    : Command(parent, "stream",
-              "Let streams run and tell how they do: frames, frames/s, gaps in the frame index,\n"
-              "frames lost, damaged frames, age of the frames from capture to arrival"),
+    : Command(
+          parent, "stream",
+          "Run streams and report their figures: frames, frames/s, gaps in the frame index, lost\n"
+          "and damaged frames, age of the frames from capture to arrival"),
       m_selection(app())
 {
     addUri(m_uri);
@@ -61,7 +62,7 @@ StreamCommand::StreamCommand(CLI::App &parent)
 
 void StreamCommand::run()
 {
-    // First, so that Ctrl-C comes to a clean end from here on.
+    // Created first, so that Ctrl-C ends everything below cleanly.
     const StopSignal stop;
     if (!m_folder.empty())
         makeFolder(m_folder);

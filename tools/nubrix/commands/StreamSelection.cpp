@@ -10,7 +10,7 @@ namespace nubrix::tool {
 
 namespace {
 
-constexpr const char *kUsualStreams = "color,depth,ir";
+constexpr const char *kDefaultStreams = "color,depth,ir";
 
 std::vector<std::string> split(const std::string &list)
 {
@@ -21,11 +21,11 @@ std::vector<std::string> split(const std::string &list)
     return parts;
 }
 
-/// For the command line: the text says what is wrong, empty if nothing is.
+/// Returns an error text for the command line, empty if the list is valid.
 std::string checkStreams(const std::string &list)
 {
     if (list.empty() || list.back() == ',')
-        return "a name of a stream is missing in '" + list + "'";
+        return "a stream name is missing in '" + list + "'";
     for (const std::string &name : split(list))
         if (streamKind(name) == nullptr)
             return "there is no stream '" + name + "'; choose from color, depth, ir, light-ir";
@@ -83,12 +83,12 @@ std::vector<StreamKind> StreamSelection::chooseKinds(Camera &camera) const
     for (const StreamKind &kind : kStreamKinds)
         if (!camera.modes(kind).empty())
             offered.push_back(kind);
-    const bool usual = m_streams.empty();
-    const std::vector<std::string> wanted = split(usual ? kUsualStreams : m_streams);
+    const bool byDefault = m_streams.empty();
+    const std::vector<std::string> wanted = split(byDefault ? kDefaultStreams : m_streams);
     for (const std::string &name : wanted) {
         const bool found = std::any_of(offered.begin(), offered.end(),
                                        [&](const StreamKind &kind) { return name == kind.name; });
-        if (!found && !usual)
+        if (!found && !byDefault)
             throw Failure("the camera has no stream '" + name + "'; it has: " + join(offered));
     }
     std::vector<StreamKind> chosen;
@@ -96,7 +96,7 @@ std::vector<StreamKind> StreamSelection::chooseKinds(Camera &camera) const
         if (std::find(wanted.begin(), wanted.end(), kind.name) != wanted.end())
             chosen.push_back(kind);
     if (chosen.empty())
-        throw Failure("the camera has none of " + std::string(kUsualStreams) +
+        throw Failure("the camera has none of " + std::string(kDefaultStreams) +
                       "; it has: " + join(offered));
     return chosen;
 }
@@ -111,7 +111,7 @@ void StreamSelection::setModes(Camera &camera, const std::vector<StreamKind> &ki
         const auto current = camera.currentMode(kind);
         const auto mode = findMode(offered, wanted, current ? current->pixelFormat : 0);
         if (!mode)
-            throw Failure("mode " + m_mode + " cannot be had for " + kind.name + ": " +
+            throw Failure("mode " + m_mode + " is not available for " + kind.name + ": " +
                           explainMissingMode(offered, wanted));
         camera.setMode(kind, *mode);
     }

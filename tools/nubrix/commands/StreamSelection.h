@@ -1,4 +1,4 @@
-// Which streams of a camera, in which mode, for how long: options that several commands share.
+// The options that select streams, their mode and their duration: those of 'stream' and 'record'.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -16,8 +16,8 @@ public:
     StreamSelection(const StreamSelection &) = delete;
     StreamSelection &operator=(const StreamSelection &) = delete;
 
-    /// The streams that are asked for, in the asked mode. Throws a Failure when the camera does not
-    /// have them.
+    /// Sets the requested mode and returns the selected streams. Throws a Failure when the camera
+    /// does not have them.
     std::vector<StreamKind> choose(Camera &camera) const;
     double seconds() const { return m_seconds; }       // 0: no limit
     std::uint64_t frames() const { return m_frames; }  // of each stream; 0: no limit
@@ -26,8 +26,8 @@ private:
     std::vector<StreamKind> chooseKinds(Camera &camera) const;
     void setModes(Camera &camera, const std::vector<StreamKind> &kinds) const;
 
-    std::string m_streams;  // empty: those of the usual three that the camera has
-    std::string m_mode;     // empty: as it is
+    std::string m_streams;  // empty: those of the default three that the camera has
+    std::string m_mode;     // empty: unchanged
     double m_seconds = 0;
     std::uint64_t m_frames = 0;
 };

@@ -1,5 +1,4 @@
 // nubrix upgrade: new firmware for a camera.
-#include <unistd.h>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -9,6 +8,7 @@
 #include "StopSignal.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
+#include "output/ProgressBar.h"
 
 namespace nubrix::tool {
 
@@ -17,7 +17,7 @@ namespace {
 constexpr int kUpgradeTickMs = 200;
 constexpr std::uint64_t kUpgradeTimeoutUs = 120000000;
 
-/// What the upgrader's thread tells.
+/// The progress that the library's upgrade thread reports.
 class UpgradeProgress {
 public:
     explicit UpgradeProgress(const StopSignal &wake) : m_wake(wake) {}
@@ -62,29 +62,27 @@ std::string firmwareOf(Camera &camera)
     return versions ? versionText(versions->firmware) : "unknown";
 }
 
-/// Waits for the end and returns its status. Throws a Failure when nothing moves any more.
-int watch(const UpgradeProgress &progress, const StopSignal &stop, bool live)
+/// Waits until the upgrade has ended and returns its status. Throws a Failure when it makes no
+/// progress.
+int waitForUpgrade(const UpgradeProgress &progress, const StopSignal &stop, bool wanted)
 {
+    const LiveLine line(wanted);
     int shown = -1;
     bool warned = false;
-    std::uint64_t movedUs = monotonicUs();
+    std::uint64_t progressUs = monotonicUs();
     while (true) {
         const std::optional<int> status = progress.status();
         if (const int percent = progress.percent(); percent != shown) {
-            movedUs = monotonicUs();
+            progressUs = monotonicUs();
             shown = percent;
-            if (live)
-                std::cout << "\r" << percent << " %  " << std::flush;
+            line.draw(std::to_string(percent) + " %");
         }
-        if (status) {
-            if (live)
-                std::cout << '\n';
+        if (status)
             return *status;
-        }
         if (stop.requested() && !std::exchange(warned, true))
-            std::cerr << "nubrix: the upgrade goes on; Ctrl-C once more breaks it off\n";
-        if (monotonicUs() - movedUs > kUpgradeTimeoutUs) {
-            throw Failure("the upgrade has not moved for " +
+            std::cerr << "nubrix: the upgrade continues; press Ctrl-C again to abort it\n";
+        if (monotonicUs() - progressUs > kUpgradeTimeoutUs) {
+            throw Failure("the upgrade has made no progress for " +
                           std::to_string(kUpgradeTimeoutUs / 1000000) + " s, at " +
                           std::to_string(shown) + " %");
         }
@@ -107,26 +105,25 @@ UpgradeCommand::UpgradeCommand(CLI::App &parent)
 {
     app().add_option("URI", m_uri, "The camera, as in 'nubrix list'")->required();
     app()
-        .add_option("FILE", m_file, "The firmware image, of the kind that the camera takes")
+        .add_option("FILE", m_file, "The firmware image, in the camera's own format")
         ->required()
         ->type_name("");
-    app().footer("Do not unplug the camera meanwhile. Exit status 1 when it was not upgraded.");
+    app().footer("Do not unplug the camera during the upgrade. Exit status 1 when it fails.");
 }
 
 void UpgradeCommand::run()
 {
     const StopSignal stop;
-    UpgradeProgress progress(stop);  // outlives the camera, whose upgrader uses it
+    UpgradeProgress progress(stop);  // outlives the camera, whose upgrade thread uses it
     Session session;
     Camera camera(session, m_uri);
     const std::string before = firmwareOf(camera);
-    const bool live = !json() && isatty(STDOUT_FILENO) == 1;
     const typedefNubrixUpgradeCallbacks callbacks = progress.callbacks();
     require("deviceStartUpgradeOffLine (" + m_file + ")", [&] {
         return camera.context().deviceStartUpgradeOffLine(camera.handle(), &callbacks,
                                                           m_file.c_str());
     });
-    const int status = watch(progress, stop, live);
+    const int status = waitForUpgrade(progress, stop, !json());
     const std::string after = firmwareOf(camera);
     if (json()) {
         printJson({{"uri", camera.uri()},

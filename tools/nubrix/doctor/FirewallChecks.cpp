@@ -8,15 +8,15 @@ namespace {
 
 using State = Finding::State;
 
-constexpr const char *kName = "firewall";
-constexpr const char *kDrops = "drops what nobody has asked for: answers of cameras, and pictures";
+constexpr const char *kFirewall = "firewall";
+constexpr const char *kDrops = "drops packets that no rule accepts: replies and images of cameras";
 
 bool has(const std::string &line, const char *words)
 {
     return line.find(words) != std::string::npos;
 }
 
-bool runs(const Machine &machine, const std::string &program)
+bool isRunning(const Machine &machine, const std::string &program)
 {
     for (const std::string &process : machine.list("/proc")) {
         if (process.find_first_not_of("0123456789") == std::string::npos &&
@@ -37,29 +37,29 @@ std::vector<std::string> linesOf(const std::string &text)
     return lines;
 }
 
-/// What the rules say of what comes in.
-struct Inward {
-    bool drops = false;                // what no rule lets in
-    std::vector<std::string> letsIn;   // rules that may let cameras in
-    std::vector<std::string> keepOut;  // rules before them that may drop what cameras send
-    std::vector<std::string> leadOn;   // rules that go on in other chains
+/// The rules for incoming packets, as far as they matter to cameras.
+struct InputRules {
+    bool dropsByDefault = false;         // packets that no rule accepts
+    std::vector<std::string> accepting;  // rules that may accept camera packets
+    std::vector<std::string> dropping;   // rules before them that may drop camera packets
+    std::vector<std::string> jumping;    // rules that jump to other chains
 };
 
-/// A rule that lets in all that comes from some interface or network.
-bool mayLetCamerasIn(const std::string &rule, bool accepts, bool fromSomewhere)
+/// A rule that accepts all packets of some interface or network.
+bool mayAcceptCameras(const std::string &rule, bool accepts, bool limitsSource)
 {
-    return accepts && fromSomewhere && !has(rule, "dport") && !has(rule, "tcp") &&
+    return accepts && limitsSource && !has(rule, "dport") && !has(rule, "tcp") &&
            !has(rule, "icmp") && !has(rule, "state") && !has(rule, "\"lo\"") && !has(rule, "-i lo");
 }
 
-/// A rule for something that cameras do not send: another protocol, known ports, stray packets.
-bool isOfOthers(const std::string &rule)
+/// A rule for packets that cameras do not send: another protocol, known ports, invalid packets.
+bool excludesCameras(const std::string &rule)
 {
     for (const char *word : {"tcp", "icmp", "ip6", "invalid", "INVALID"}) {
         if (has(rule, word))
             return true;
     }
-    // Pictures come to any of the higher ports: a range may have theirs, single ports do not.
+    // Images arrive at any of the higher ports: a range may include them, single ports do not.
     const std::size_t port = rule.find("dport");
     if (port == std::string::npos)
         return false;
@@ -69,10 +69,10 @@ bool isOfOthers(const std::string &rule)
            !has(rule, "!= ") && !has(rule, "! --dport");
 }
 
-void addDrop(Inward &inward, const std::string &rule)
+void addDrop(InputRules &rules, const std::string &rule)
 {
-    if (inward.letsIn.empty() && !isOfOthers(rule))
-        inward.keepOut.push_back(rule);
+    if (rules.accepting.empty() && !excludesCameras(rule))
+        rules.dropping.push_back(rule);
 }
 
 bool startsWith(const std::string &line, const char *words)
@@ -80,40 +80,40 @@ bool startsWith(const std::string &line, const char *words)
     return line.rfind(words, 0) == 0;
 }
 
-void readNewRule(const std::string &line, Inward &inward)
+void readNftablesRule(const std::string &line, InputRules &rules)
 {
-    const bool fromSomewhere = has(line, "iif") || has(line, "saddr") || has(line, "udp");
+    const bool limitsSource = has(line, "iif") || has(line, "saddr") || has(line, "udp");
     if (startsWith(line, "drop") || startsWith(line, "reject"))
-        inward.drops = true;
+        rules.dropsByDefault = true;
     else if (has(line, " drop") || has(line, " reject"))
-        addDrop(inward, line);
-    else if ((has(line, "jump ") || has(line, "goto ")) && !isOfOthers(line))
-        inward.leadOn.push_back(line);
-    else if (mayLetCamerasIn(line, has(line, "accept"), fromSomewhere))
-        inward.letsIn.push_back(line);
+        addDrop(rules, line);
+    else if ((has(line, "jump ") || has(line, "goto ")) && !excludesCameras(line))
+        rules.jumping.push_back(line);
+    else if (mayAcceptCameras(line, has(line, "accept"), limitsSource))
+        rules.accepting.push_back(line);
 }
 
-Inward readNftables(const std::string &text)
+InputRules readNftables(const std::string &text)
 {
-    Inward inward;
-    bool inHook = false;
-    bool isOurs = true;  // a table for IPv4
+    InputRules rules;
+    bool inInputChain = false;
+    bool isIpv4 = true;  // a table for IPv4
     for (const std::string &line : linesOf(text)) {
         if (startsWith(line, "table "))
-            isOurs = !startsWith(line, "table ip6 ");
+            isIpv4 = !startsWith(line, "table ip6 ");
         if (has(line, "hook ")) {
-            inHook = isOurs && has(line, "hook input");
-            inward.drops |= inHook && has(line, "policy drop");
+            inInputChain = isIpv4 && has(line, "hook input");
+            rules.dropsByDefault |= inInputChain && has(line, "policy drop");
         } else if (line == "}") {
-            inHook = false;
-        } else if (inHook) {
-            readNewRule(line, inward);
+            inInputChain = false;
+        } else if (inInputChain) {
+            readNftablesRule(line, rules);
         }
     }
-    return inward;
+    return rules;
 }
 
-/// The chain that a rule goes on in; empty when it does not.
+/// The chain that a rule jumps to; empty when it does not jump.
 std::string chainOf(const std::string &rule)
 {
     const std::size_t jump = rule.find(" -j ");
@@ -127,44 +127,45 @@ std::string chainOf(const std::string &rule)
     return target;
 }
 
-Inward readIptables(const std::string &text)
+InputRules readIptables(const std::string &text)
 {
-    Inward inward;
+    InputRules rules;
     for (const std::string &line : linesOf(text)) {
-        const bool fromSomewhere = has(line, " -i ") || has(line, " -s ") || has(line, "-p udp");
+        const bool limitsSource = has(line, " -i ") || has(line, " -s ") || has(line, "-p udp");
         if (line == "-P INPUT DROP" || line == "-A INPUT -j DROP" ||
             startsWith(line, "-A INPUT -j REJECT"))
-            inward.drops = true;
+            rules.dropsByDefault = true;
         else if (has(line, "-j DROP") || has(line, "-j REJECT"))
-            addDrop(inward, line);
-        else if (!chainOf(line).empty() && !isOfOthers(line))
-            inward.leadOn.push_back(line);
-        else if (mayLetCamerasIn(line, has(line, "-j ACCEPT"), fromSomewhere))
-            inward.letsIn.push_back(line);
+            addDrop(rules, line);
+        else if (!chainOf(line).empty() && !excludesCameras(line))
+            rules.jumping.push_back(line);
+        else if (mayAcceptCameras(line, has(line, "-j ACCEPT"), limitsSource))
+            rules.accepting.push_back(line);
     }
-    return inward;
+    return rules;
 }
 
-Finding judge(const Inward &inward, const std::string &cure)
+Finding judge(const InputRules &rules, const std::string &cure)
 {
-    if (!inward.keepOut.empty()) {
-        return {kName, State::kNote,
-                "a rule drops what cameras may send: " + inward.keepOut.front(),
-                "if it is of the cameras' interface, before it: " + cure};
+    if (!rules.dropping.empty()) {
+        return {kFirewall, State::kNote,
+                "a rule may drop camera packets: " + rules.dropping.front(),
+                "if it applies to the cameras' interface, add before it: " + cure};
     }
-    if (inward.drops && inward.letsIn.empty())
-        return {kName, State::kNote, kDrops, "for each interface with cameras: " + cure};
-    if (!inward.leadOn.empty()) {
-        return {kName, State::kNote,
-                "not followed was where a rule leads on: " + inward.leadOn.front(),
-                "should cameras not be found, look at 'sudo nft list ruleset'"};
+    if (rules.dropsByDefault && rules.accepting.empty())
+        return {kFirewall, State::kNote, kDrops, "for each interface with cameras: " + cure};
+    if (!rules.jumping.empty()) {
+        return {kFirewall, State::kNote,
+                "unchecked: a rule jumps to another chain: " + rules.jumping.front(),
+                "if cameras are not found, check 'sudo nft list ruleset'"};
     }
-    if (!inward.drops)
-        return {kName, State::kGood, "no rule keeps cameras out"};
-    return {kName, State::kGood, "it lets in by its rule: " + inward.letsIn.front()};
+    if (!rules.dropsByDefault)
+        return {kFirewall, State::kGood, "no rule drops camera packets"};
+    return {kFirewall, State::kGood,
+            "it accepts camera packets by its rule: " + rules.accepting.front()};
 }
 
-/// Whether the kernel filters, as far as everybody may see.
+/// Whether the kernel may filter packets, as far as an ordinary user can see.
 bool mayFilter(const Machine &machine)
 {
     return machine.has("/sys/module/nf_tables") || machine.has("/sys/module/iptable_filter") ||
@@ -177,27 +178,28 @@ Findings checkFirewall(const Machine &machine)
 {
     for (const std::string &line : linesOf(machine.read("/etc/ufw/ufw.conf"))) {
         if (line == "ENABLED=yes")
-            return {{kName, State::kNote, std::string("ufw ") + kDrops,
+            return {{kFirewall, State::kNote, std::string("ufw ") + kDrops,
                      "for each interface with cameras: sudo ufw allow in on eth1"}};
     }
-    if (runs(machine, "firewalld")) {
-        return {{kName, State::kNote, std::string("firewalld ") + kDrops,
+    if (isRunning(machine, "firewalld")) {
+        return {{kFirewall, State::kNote, std::string("firewalld ") + kDrops,
                  "for each interface with cameras: sudo firewall-cmd --permanent --zone=trusted "
                  "--change-interface=eth1; sudo firewall-cmd --reload"}};
     }
-    const auto newRules = machine.ask("nft list ruleset");
-    const auto oldRules = machine.ask("iptables -S INPUT");
-    const Inward byOld = readIptables(oldRules.value_or(""));
-    // Tables of the older kind show in the list of the newer one, with another cure.
-    const bool tellsOld = byOld.drops || !byOld.keepOut.empty() || !byOld.leadOn.empty();
-    if (tellsOld || (oldRules && !newRules))
-        return {judge(byOld, "sudo iptables -I INPUT -i eth1 -j ACCEPT")};
-    if (newRules)
-        return {judge(readNftables(*newRules), "iifname \"eth1\" accept")};
+    const auto nftables = machine.run("nft list ruleset");
+    const auto iptables = machine.run("iptables -S INPUT");
+    const InputRules iptablesRules = readIptables(iptables.value_or(""));
+    // nft also lists the rules of iptables, but only iptables should change them.
+    const bool usesIptables = iptablesRules.dropsByDefault || !iptablesRules.dropping.empty() ||
+                              !iptablesRules.jumping.empty();
+    if (usesIptables || (iptables && !nftables))
+        return {judge(iptablesRules, "sudo iptables -I INPUT -i eth1 -j ACCEPT")};
+    if (nftables)
+        return {judge(readNftables(*nftables), "iifname \"eth1\" accept")};
     if (!mayFilter(machine))
-        return {{kName, State::kGood, "no sign of one"}};
-    return {{kName, State::kNote, "there may be one; its rules are for root's eyes only",
-             "should cameras not be found, look at 'sudo nft list ruleset'"}};
+        return {{kFirewall, State::kGood, "none found"}};
+    return {{kFirewall, State::kNote, "there may be one; only root can read its rules",
+             "if cameras are not found, check 'sudo nft list ruleset'"}};
 }
 
 }  // namespace nubrix::tool

@@ -13,11 +13,11 @@ std::string pathOf(void *handle)
 {
     struct link_map *map = nullptr;
     if (dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr)
-        return "an unknown place";
+        return "unknown path";
     return map->l_name;
 }
 
-/// Tries what the library tried, to learn what stood in its way.
+/// Loads the plug-in again, as the library did, to get the reason of the failure.
 std::string whyNotLoaded(const std::string &path)
 {
     void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -29,7 +29,7 @@ std::string whyNotLoaded(const std::string &path)
     dlclose(library);
     if (!entry)
         return path + ": it has no function \"driverInstance\"";
-    return path + ": the library did not take it; '--verbose' shows the log";
+    return path + ": the library rejected it; '--verbose' shows the log";
 }
 
 }  // namespace
@@ -84,11 +84,12 @@ Findings checkPlugins(const std::vector<PluginState> &plugins)
             findings.push_back({"driver", State::kGood, plugin.detail});
         } else if (plugin.missing && plugin.name != kUsbPlugin) {
             findings.push_back({"driver", State::kNote, "not installed: " + plugin.name,
-                                "install it beside the library, should you need it"});
+                                "install it next to the library if you need it"});
         } else {
             findings.push_back({"driver", State::kProblem, "not loaded: " + plugin.detail,
-                                plugin.missing ? "install it beside the library"
-                                               : "install the one that belongs to the library"});
+                                plugin.missing
+                                    ? "install it next to the library"
+                                    : "install the version that belongs to the library"});
         }
     }
     return findings;
@@ -99,8 +100,8 @@ Findings checkLog()
     const std::string path = pluginPath("libNubrixLogDriver.so");
     void *log = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
     if (log == nullptr)
-        return {{"log", State::kNote, "not loaded, so the library says nothing: " + path,
-                 "install libNubrixLogDriver.so beside the library"}};
+        return {{"log", State::kNote, "not loaded, so the library logs nothing: " + path,
+                 "install libNubrixLogDriver.so next to the library"}};
     dlclose(log);
     return {{"log", State::kGood, path}};
 }

@@ -1,4 +1,4 @@
-// Which driver plug-ins the library has loaded, and why not the others.
+// The checks of the library and its plug-ins, and the state of each driver plug-in.
 #pragma once
 
 #include <string>
@@ -12,23 +12,23 @@ constexpr const char *kUsbPlugin = "libNubrixUvcDriver.so";
 struct PluginState {
     std::string name;  // "libNubrixUvcDriver.so"
     bool loaded;
-    bool missing;        // there is no such file
-    std::string detail;  // the path if it is loaded, otherwise why not
+    bool missing;        // the file does not exist
+    std::string detail;  // the path if it is loaded, otherwise the reason
 };
 
-/// Where libNubrix.so is.
+/// The path of libNubrix.so.
 std::string libraryPath();
-/// Where the library looks for a plug-in.
+/// The path at which the library expects a plug-in.
 std::string pluginPath(const std::string &name);
 
-/// The plug-ins that the library looks for. Ask while a Session lives.
+/// The driver plug-ins that the library supports. Needs a Session.
 std::vector<PluginState> pluginStates();
 
-/// Which library the tool runs on.
+/// The path of the library that the tool uses.
 Findings checkLibrary();
-/// The driver plug-ins that the library has found.
+/// Whether each driver plug-in is loaded.
 Findings checkPlugins(const std::vector<PluginState> &plugins);
-/// The log plug-in. Ask while a Session lives.
+/// Whether the log plug-in is loaded. Needs a Session.
 Findings checkLog();
 
 }  // namespace nubrix::tool

@@ -27,7 +27,7 @@ std::string userName()
     return user != nullptr ? user->pw_name : std::to_string(geteuid());
 }
 
-/// Whether the system's list of groups has the user in the group.
+/// Whether the group database lists the user as a member.
 bool isListed(const group &members)
 {
     const std::string user = userName();
@@ -83,7 +83,7 @@ std::vector<Machine::Address> networkAddresses()
 
 std::optional<std::string> outputOf(const std::string &command)
 {
-    // Tools of the system are not in everybody's path.
+    // Administration tools are not in the path of every user.
     const std::string line = "PATH=$PATH:/usr/sbin:/sbin; exec 2>/dev/null; " + command;
     FILE *pipe = popen(line.c_str(), "re");
     if (pipe == nullptr)
@@ -126,7 +126,7 @@ std::string Machine::read(const std::string &absolute) const
 {
     std::ifstream file(path(absolute), std::ios::binary);
     std::ostringstream content;
-    content << file.rdbuf();  // files of the kernel can be opened and not be read: no exception
+    content << file.rdbuf();  // a kernel file may open and then fail to read; this does not throw
     const std::string text = content.str();
     const auto begin = text.find_first_not_of(" \n");
     if (begin == std::string::npos)
@@ -187,7 +187,7 @@ std::string interfaceTo(const Machine &machine, std::uint32_t address)
         if (std::sscanf(line.c_str(), "%31s %8X %*s %*s %*s %*s %*s %8X", name.data(), &network,
                         &mask) != 3)
             continue;
-        // The kernel prints them as they lie in memory: in network order.
+        // The kernel prints the memory content, which is in network byte order.
         if ((address & ntohl(mask)) != ntohl(network) || ntohl(mask) < longest)
             continue;
         longest = ntohl(mask);

@@ -20,12 +20,12 @@ using Address = Machine::Address;
 constexpr const char *kInterfaces = "/sys/class/net/";
 constexpr const char *kEthernet = "1";      // ARPHRD_ETHER
 constexpr unsigned long kUp = 1;            // IFF_UP
-constexpr long kFastMegabits = 1000;        // from here on, small packets cost much
+constexpr long kFastMegabits = 1000;        // from this speed on, small packets cost much CPU time
 constexpr long kLargePacket = 8000;         // bytes
-constexpr long kFewBytes = 1 << 20;         // fewer than two depth pictures of 640x480
-constexpr long kEnoughBytes = 4 << 20;      // a depth picture of 1280x960, and more
-constexpr unsigned int kCameraPort = 3956;  // of the control protocol, at the camera
-constexpr long kStrict = 1;                 // of rp_filter; 2 is loose
+constexpr long kFewBytes = 1 << 20;         // less than two depth frames of 640x480
+constexpr long kEnoughBytes = 4 << 20;      // more than a depth frame of 1280x960
+constexpr unsigned int kCameraPort = 3956;  // of the control protocol
+constexpr long kStrict = 1;                 // value of rp_filter; 2 is loose
 
 std::string quantity(long number, const char *unit)
 {
@@ -48,25 +48,26 @@ std::string addressesOf(const Machine &machine, const std::string &name)
     return text;
 }
 
-Finding inspect(const Machine &machine, const std::string &name)
+Finding inspectInterface(const Machine &machine, const std::string &name)
 {
     const std::string folder = kInterfaces + name;
     if ((std::strtoul(machine.read(folder + "/flags").c_str(), nullptr, 16) & kUp) == 0)
         return {name, State::kNote, "it is down", "sudo ip link set " + name + " up"};
     if (machine.read(folder + "/carrier") == "0")
-        return {name, State::kNote, "nothing is at the other end of its cable",
-                "plug in the camera or the switch, and give it power"};
+        return {name, State::kNote, "no device is connected to its cable",
+                "connect and power the camera or the switch"};
     const std::string addresses = addressesOf(machine, name);
     if (addresses.empty()) {
-        return {name, State::kNote, "it has no IPv4 address: no camera on it is found",
-                "give it one in the cameras' network; for cameras that choose their own: sudo ip "
-                "address add 169.254.1.1/16 dev " +
-                    name};
+        return {
+            name, State::kNote, "it has no IPv4 address: cameras on it are not found",
+            "assign one in the cameras' network; for cameras with a self-assigned address: sudo "
+            "ip address add 169.254.1.1/16 dev " +
+                name};
     }
     if (machine.has(folder + "/wireless") || machine.has(folder + "/phy80211"))
-        return {name, State::kNote, addresses + "; pictures lose packets on their way by radio",
+        return {name, State::kNote, addresses + "; a radio link loses packets of images",
                 "use a cable"};
-    // Interfaces that do not tell say -1, or nothing.
+    // The speed is -1 or empty when it is unknown.
     const long speed = numberIn(machine, folder + "/speed");
     const long packet = numberIn(machine, folder + "/mtu");
     std::string text = addresses;
@@ -77,14 +78,13 @@ Finding inspect(const Machine &machine, const std::string &name)
         return {name, State::kNote, text + ": too slow for depth of 640x480 at 30 frames/s",
                 "use a cable, switch and port for 1000 Mbit/s"};
     if (speed >= kFastMegabits && packet < kLargePacket) {
-        return {name, State::kNote, text + ": large streams lose pictures when the machine is busy",
-                "if cameras are on it, and they and the switch can: sudo ip link set " + name +
-                    " mtu 9000"};
+        return {name, State::kNote, text + ": large streams lose frames when the machine is busy",
+                "if its cameras and the switch support it: sudo ip link set " + name + " mtu 9000"};
     }
     return {name, State::kGood, text};
 }
 
-/// A socket of the machine, from a line of its list.
+/// A UDP socket, as the kernel lists it.
 struct Socket {
     std::uint32_t address;
     unsigned int port;
@@ -119,7 +119,7 @@ bool isOwn(const Machine &machine, std::uint32_t address)
                        [&](const Address &own) { return own.text == ipv4Text(address); });
 }
 
-/// The program that has a socket: "nubrix-simulate (process 17)"; empty where it cannot be seen.
+/// The program that owns a socket: "nubrix-simulate (process 17)"; empty when it is not visible.
 std::string holderOf(const Machine &machine, const std::string &inode)
 {
     const std::string wanted = "socket:[" + inode + "]";
@@ -157,10 +157,10 @@ Findings checkInterfaces(const Machine &machine)
 {
     Findings findings;
     for (const std::string &name : cameraInterfaces(machine))
-        findings.push_back(inspect(machine, name));
+        findings.push_back(inspectInterface(machine, name));
     if (findings.empty())
         findings.push_back({"network", State::kNote, "there is no interface for network cameras",
-                            "'ip link' shows those that the kernel has"});
+                            "'ip link' lists the interfaces of the kernel"});
     return findings;
 }
 
@@ -181,10 +181,11 @@ Findings checkNetworks(const Machine &machine)
         if (names.size() < 2)
             continue;
         const std::string text = ipv4Text(network.first) + "/" + std::to_string(network.second);
-        findings.push_back({"network " + text, State::kNote,
-                            names[0] + " and " + names[1] +
-                                " are both in it: what goes to a camera leaves by only one of them",
-                            "give each interface a network of its own"});
+        findings.push_back(
+            {"network " + text, State::kNote,
+             names[0] + " and " + names[1] +
+                 " are both in it: packets to cameras leave through only one of them",
+             "assign a separate network to each interface"});
     }
     return findings;
 }
@@ -192,18 +193,18 @@ Findings checkNetworks(const Machine &machine)
 Findings checkSocketBuffers(const Machine &machine)
 {
     const long bytes = numberIn(machine, "/proc/sys/net/core/rmem_max");
-    const std::string text = "a socket may keep " + quantity(bytes / 1024, "KiB");
+    const std::string text = "a socket may buffer " + quantity(bytes / 1024, "KiB");
     const std::string cure =
         "sudo sysctl -w net.core.rmem_max=" + std::to_string(kEnoughBytes) +
-        "; for good: the line net.core.rmem_max=" + std::to_string(kEnoughBytes) +
+        "; permanently: the line net.core.rmem_max=" + std::to_string(kEnoughBytes) +
         " in /etc/sysctl.d/90-nubrix.conf";
     if (bytes >= kEnoughBytes)
         return {{"socket buffers", State::kGood, text}};
     if (bytes >= kFewBytes)
         return {{"socket buffers", State::kNote,
-                 text + ": pictures larger than that are lost when the machine is busy", cure}};
+                 text + ": larger frames are lost when the machine is busy", cure}};
     return {{"socket buffers", State::kNote,
-             text + ": pictures of network cameras are lost as soon as the machine is busy", cure}};
+             text + ": frames of network cameras are lost as soon as the machine is busy", cure}};
 }
 
 Findings checkReversePath(const Machine &machine)
@@ -212,12 +213,12 @@ Findings checkReversePath(const Machine &machine)
     const long all = numberIn(machine, folder + "all/rp_filter");
     Findings findings;
     for (const std::string &name : cameraInterfaces(machine)) {
+        // The kernel applies the larger of the two.
         if (std::max(all, numberIn(machine, folder + name + "/rp_filter")) != kStrict)
             continue;
-        // The larger of the two counts.
         findings.push_back({name, State::kNote,
-                            "it drops what comes from another network (strict reverse path "
-                            "filter): a camera with such an address is not found",
+                            "it drops packets from other networks (strict reverse path filter): a "
+                            "camera with such an address is not found",
                             "sudo sysctl -w net.ipv4.conf." + name + ".rp_filter=2"});
     }
     return findings;
@@ -227,7 +228,7 @@ Findings checkCameraPort(const Machine &machine)
 {
     std::map<std::string, std::string> addresses;  // by holder
     for (const Socket &socket : udpSockets(machine)) {
-        // A camera has further sockets at addresses of broadcasts.
+        // A camera also has sockets at broadcast addresses.
         if (socket.port != kCameraPort || !isOwn(machine, socket.address))
             continue;
         std::string holder = holderOf(machine, socket.inode);
@@ -240,7 +241,7 @@ Findings checkCameraPort(const Machine &machine)
     for (const auto &[holder, text] : addresses) {
         findings.push_back({"port " + std::to_string(kCameraPort), State::kNote,
                             holder + " is a camera on this machine, at " + text,
-                            "end it if cameras are to be simulated there"});
+                            "end it before you simulate cameras there"});
     }
     return findings;
 }

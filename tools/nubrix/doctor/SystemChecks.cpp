@@ -20,7 +20,7 @@ std::vector<std::string> usbCameraInterfaces(const Machine &machine)
     std::vector<std::string> found;
     for (const std::string &name : machine.list(kUsbDevices)) {
         const std::string folder = kUsbDevices + name;
-        // Video, control.
+        // The class is video, the subclass video control.
         if (machine.read(folder + "/bInterfaceClass") == "0e" &&
             machine.read(folder + "/bInterfaceSubClass") == "01")
             found.push_back(name);
@@ -48,6 +48,39 @@ std::string joined(const std::vector<std::string> &names)
     return text;
 }
 
+/// The paths of the video nodes by the user's access.
+struct VideoNodes {
+    std::size_t granted = 0;
+    std::vector<std::string> denied;
+    std::vector<std::string> closed;
+    std::vector<std::string> afterLogin;
+};
+
+VideoNodes videoNodes(const Machine &machine)
+{
+    VideoNodes nodes;
+    for (const std::string &name : machine.list("/dev")) {
+        if (name.rfind("video", 0) != 0 || name.size() == 5 ||
+            name.find_first_not_of("0123456789", 5) != std::string::npos)
+            continue;
+        const std::string path = "/dev/" + name;
+        switch (machine.access(machine.path(path))) {
+            case Machine::Access::kGranted:
+                ++nodes.granted;
+                break;
+            case Machine::Access::kAfterLogin:
+                nodes.afterLogin.push_back(path);
+                break;
+            case Machine::Access::kDenied:
+                nodes.denied.push_back(path);
+                break;
+            case Machine::Access::kClosed:
+                nodes.closed.push_back(path);
+        }
+    }
+    return nodes;
+}
+
 }  // namespace
 
 Findings checkKernel(const Machine &machine)
@@ -58,13 +91,13 @@ Findings checkKernel(const Machine &machine)
     const bool attached = !usbCameraInterfaces(machine).empty();
     if (kernelHasModule(machine)) {
         if (!attached)
-            return {{name, State::kGood, "uvcvideo is loaded with the first USB camera"}};
-        return {{name, State::kProblem, "uvcvideo is not loaded, though a USB camera is attached",
-                 "sudo modprobe uvcvideo; look into /etc/modprobe.d whether it is forbidden"}};
+            return {{name, State::kGood, "uvcvideo will be loaded for the first USB camera"}};
+        return {{name, State::kProblem, "uvcvideo is not loaded, although a USB camera is attached",
+                 "sudo modprobe uvcvideo; check whether a file in /etc/modprobe.d forbids it"}};
     }
     return {{name, attached ? State::kProblem : State::kNote,
-             "kernel " + machine.kernelRelease + " has no uvcvideo: it drives no USB camera",
-             "start a kernel with CONFIG_USB_VIDEO_CLASS; those for clouds are without it"}};
+             "kernel " + machine.kernelRelease + " has no uvcvideo module, which USB cameras need",
+             "boot a kernel with CONFIG_USB_VIDEO_CLASS; kernels for cloud servers lack it"}};
 }
 
 Findings checkUndrivenCameras(const Machine &machine)
@@ -77,10 +110,10 @@ Findings checkUndrivenCameras(const Machine &machine)
         const std::string name = "usb:" + interface.substr(0, interface.find(':'));
         if (driver.empty()) {
             findings.push_back({name, State::kProblem, "the kernel does not drive this camera",
-                                "plug it in again; 'sudo dmesg' tells why"});
+                                "plug it in again; 'sudo dmesg' shows the reason"});
         } else if (driver != "uvcvideo") {
             findings.push_back({name, State::kProblem, "this camera is driven by " + driver,
-                                "end the program that has taken it, and plug it in again"});
+                                "end the program that uses it, and plug it in again"});
         }
     }
     return findings;
@@ -89,9 +122,9 @@ Findings checkUndrivenCameras(const Machine &machine)
 Findings checkUdev(const Machine &machine)
 {
     if (machine.has("/run/udev/control"))
-        return {{"udev", State::kGood, "it runs"}};
+        return {{"udev", State::kGood, "it is running"}};
     return {{"udev", State::kNote,
-             "it does not run: cameras that come and go are not noticed by a program that runs",
+             "it is not running: a running program does not notice attached and detached cameras",
              "sudo systemctl start systemd-udevd, or start programs after plugging in"}};
 }
 
@@ -104,59 +137,36 @@ Findings checkUdevRule(const Machine &machine)
                 return {{"udev rule", State::kGood, std::string(folder) + "/" + file}};
         }
     }
-    return {{"udev rule", State::kNote,
-             "it is not installed: group video may open cameras, no more",
+    return {{"udev rule", State::kNote, "it is not installed: only group video may open cameras",
              std::string(kInstallRule) + kReload}};
 }
 
 Findings checkPermissions(const Machine &machine)
 {
-    std::size_t granted = 0;
-    std::vector<std::string> denied;
-    std::vector<std::string> closed;
-    std::vector<std::string> afterLogin;
-    for (const std::string &node : machine.list("/dev")) {
-        if (node.rfind("video", 0) != 0 || node.size() == 5 ||
-            node.find_first_not_of("0123456789", 5) != std::string::npos)
-            continue;
-        const std::string path = "/dev/" + node;
-        switch (machine.access(machine.path(path))) {
-            case Machine::Access::kGranted:
-                ++granted;
-                break;
-            case Machine::Access::kAfterLogin:
-                afterLogin.push_back(path);
-                break;
-            case Machine::Access::kDenied:
-                denied.push_back(path);
-                break;
-            case Machine::Access::kClosed:
-                closed.push_back(path);
-        }
-    }
+    const VideoNodes nodes = videoNodes(machine);
     Findings findings;
-    if (!denied.empty()) {
+    if (!nodes.denied.empty()) {
         findings.push_back({"permissions", State::kProblem,
-                            machine.user + " may not open " + joined(denied),
+                            machine.user + " may not open " + joined(nodes.denied),
                             "sudo usermod -aG video " + machine.user + ", then log in again"});
     }
-    if (!closed.empty()) {
+    if (!nodes.closed.empty()) {
         findings.push_back({"permissions", State::kProblem,
-                            machine.user + " may not open " + joined(closed) +
-                                ", which udev has not given to group video",
+                            machine.user + " may not open " + joined(nodes.closed) +
+                                ", which udev has not assigned to group video",
                             std::string(kInstallRule) + kReload});
     }
-    if (!afterLogin.empty()) {
+    if (!nodes.afterLogin.empty()) {
         findings.push_back({"permissions", State::kProblem,
-                            machine.user + " may not open " + joined(afterLogin) +
-                                " yet: the group is new to this session",
+                            machine.user + " may not open " + joined(nodes.afterLogin) +
+                                " yet: this session started before the user joined the group",
                             "log in again"});
     }
     if (findings.empty()) {
         findings.push_back({"permissions", State::kGood,
-                            granted == 0 ? "there are no video nodes"
-                                         : machine.user + " may open all video nodes: " +
-                                               std::to_string(granted)});
+                            nodes.granted == 0 ? "there are no video nodes"
+                                               : machine.user + " may open all video nodes: " +
+                                                     std::to_string(nodes.granted)});
     }
     return findings;
 }

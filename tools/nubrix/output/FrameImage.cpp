@@ -67,8 +67,8 @@ Image colourImage(const FrameCopy &frame)
     return image;
 }
 
-/// The frame's bytes as they are.
-Image sameImage(const FrameCopy &frame, unsigned int channels, unsigned int bits)
+/// The bytes of the frame, unchanged.
+Image unchangedImage(const FrameCopy &frame, unsigned int channels, unsigned int bits)
 {
     Image image{frame.width, frame.height, channels, bits, {}};
     const std::size_t size = std::size_t{frame.width} * frame.height * channels * (bits / 8);
@@ -94,12 +94,12 @@ Colour rainbow(double position)
                                                                      {70, 190, 110},
                                                                      {35, 110, 200},
                                                                      {70, 30, 110}}};
-    const double place = std::clamp(position, 0.0, 1.0) * (kSteps.size() - 1);
-    const std::size_t step = std::min(static_cast<std::size_t>(place), kSteps.size() - 2);
-    const double part = place - static_cast<double>(step);
+    const double step = std::clamp(position, 0.0, 1.0) * (kSteps.size() - 1);
+    const std::size_t first = std::min(static_cast<std::size_t>(step), kSteps.size() - 2);
+    const double part = step - static_cast<double>(first);
     Colour colour = {};
     for (std::size_t i = 0; i < colour.size(); ++i)
-        colour[i] = clamp(kSteps[step][i] * (1 - part) + kSteps[step + 1][i] * part + 0.5);
+        colour[i] = clamp(kSteps[first][i] * (1 - part) + kSteps[first + 1][i] * part + 0.5);
     return colour;
 }
 
@@ -147,22 +147,22 @@ Image imageOf(const FrameCopy &frame)
 {
     switch (frame.pixelFormat) {
         case NUBRIX_PIXEL_RGB888:
-            return sameImage(frame, 3, 8);
+            return unchangedImage(frame, 3, 8);
         case NUBRIX_PIXEL_GREY8:
-            return sameImage(frame, 1, 8);
+            return unchangedImage(frame, 1, 8);
         case NUBRIX_PIXEL_GREY16:
         case NUBRIX_PIXEL_DEPTH_12_4:
         case NUBRIX_PIXEL_DEPTH_13_3:
         case NUBRIX_PIXEL_DEPTH_14_2:
         case NUBRIX_PIXEL_DEPTH_MM:
-            return sameImage(frame, 1, 16);
+            return unchangedImage(frame, 1, 16);
         case NUBRIX_PIXEL_YUYV:
         case NUBRIX_PIXEL_UYVY:
         case NUBRIX_PIXEL_NV21:
         case NUBRIX_PIXEL_I420:
             return colourImage(frame);
         default:
-            throw Failure("pictures of the pixel format " + pixelFormatName(frame.pixelFormat) +
+            throw Failure("images of the pixel format " + pixelFormatName(frame.pixelFormat) +
                           " cannot be converted");
     }
 }

@@ -1,4 +1,4 @@
-// Frames as pictures that can be written to a file.
+// Frames converted to images that can be written to a file.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace nubrix::tool {
 
-/// A frame's picture, copied out of the library's pool.
+/// A copy of a frame's image, independent of the library's pool.
 struct FrameCopy {
     unsigned int pixelFormat = 0;
     unsigned int width = 0;   // pixels
@@ -25,20 +25,20 @@ struct Image {
     std::vector<std::uint8_t> samples;
 };
 
-/// Bytes of a picture; 1 where the format does not tell.
+/// The size of an image in bytes; 1 for formats of variable size.
 std::uint64_t imageBytes(unsigned int pixelFormat, std::uint64_t width, std::uint64_t height);
 
-/// Whether the record's data hold a whole picture of its size and format.
+/// Whether the frame has the data of an image of its size and format.
 bool isComplete(const typedefNubrixFrame &frame);
 
 bool isDepth(unsigned int pixelFormat);
 
-/// The picture of a whole frame: depth and grey values unchanged, all else as colour. Throws a
-/// Failure for JPEG, which is a file as it is, and for formats that are not known.
+/// The image of a complete frame: depth and grey values unchanged, other formats as colour. Throws
+/// a Failure for JPEG, which needs no conversion, and for unknown formats.
 Image imageOf(const FrameCopy &frame);
 
-/// A depth image in colours from near (red) to far (violet), black where nothing was measured. The
-/// range is that of the image without its nearest and farthest hundredth.
+/// A depth image in colours from near (red) to far (violet), black for pixels without depth. The
+/// range is that of the image without its nearest and farthest percent.
 Image falseColour(const Image &depth);
 
 }  // namespace nubrix::tool

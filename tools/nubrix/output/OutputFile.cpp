@@ -14,7 +14,7 @@ void makeFolder(const std::string &folder)
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error)
-        throw Failure("cannot make the folder " + folder + ": " + error.message());
+        throw Failure("cannot create the folder " + folder + ": " + error.message());
     if (access(folder.c_str(), W_OK | X_OK) != 0)
         throw Failure("cannot write to the folder " + folder);
 }

@@ -1,4 +1,4 @@
-// Files and folders that commands write.
+// Output files and folders, and numbers in binary files.
 #pragma once
 
 #include <string>
@@ -6,15 +6,15 @@
 
 namespace nubrix::tool {
 
-/// Makes a folder and those it lies in, unless they are there. Throws a Failure that names the
-/// folder and the cause.
+/// Creates a folder and its parents unless they exist. Throws a Failure that names the folder and
+/// the cause.
 void makeFolder(const std::string &folder);
 
-/// Writes a file, in place of the one that may be there. Throws a Failure that names the file and
-/// the cause; what was written then stays.
+/// Writes a file and replaces an existing one. Throws a Failure that names the file and the cause,
+/// and then leaves an incomplete file.
 void writeFile(const std::string &path, std::string_view content);
 
-/// Appends the lowest `count` bytes of a number.
+/// Appends the lowest `count` bytes of a number, the lowest first.
 inline void putLittle(std::string &bytes, unsigned long long value, int count)
 {
     for (int i = 0; i < count; ++i)

@@ -22,7 +22,7 @@ std::vector<std::string> saveFrame(const FrameCopy &frame, const std::string &ba
     return paths;
 }
 
-void FirstAndLastFrame::keep(const typedefNubrixFrame &frame)
+void FirstAndLastFrame::add(const typedefNubrixFrame &frame)
 {
     const auto *data = static_cast<const std::uint8_t *>(frame.data);
     m_last.pixelFormat = frame.pixelFormat;

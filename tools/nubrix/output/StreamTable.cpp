@@ -8,7 +8,7 @@ namespace nubrix::tool {
 
 namespace {
 
-constexpr std::size_t kSnapshotsOfASecond = 5;
+constexpr std::size_t kSnapshotsPerSecond = 5;
 
 }  // namespace
 
@@ -24,7 +24,7 @@ void StreamTable::drawLive(const std::vector<StreamRow> &rows, std::uint64_t now
         }
     }
     m_past.push_back({nowUs, rows});
-    if (m_past.size() > kSnapshotsOfASecond)
+    if (m_past.size() > kSnapshotsPerSecond)
         m_past.pop_front();
 
     clearLive();
@@ -34,7 +34,7 @@ void StreamTable::drawLive(const std::vector<StreamRow> &rows, std::uint64_t now
 
 void StreamTable::clearLive()
 {
-    // Up to the first line of the table, and clear from there to the end of the screen.
+    // Moves to the first line of the table and clears the screen from there.
     if (m_drawnLines > 0)
         std::cout << "\033[" << m_drawnLines << "A\r\033[J";
     m_drawnLines = 0;

@@ -1,4 +1,4 @@
-// The figures of running streams as text: a table that is redrawn, and a summary.
+// The figures of streams as text: a table that is redrawn, and a summary.
 #pragma once
 
 #include <cstdint>
@@ -14,19 +14,19 @@ struct StreamRow {
     StreamFigures figures;
 };
 
-/// Writes to standard output. Always with the same streams in the same order.
+/// A table on standard output. All calls need the same streams in the same order.
 ///
 /// Not thread-safe.
 class StreamTable {
 public:
-    /// Draws the table over the one drawn before; needs a terminal. Shows the frames/s of about the
-    /// last second. `nowUs` is monotonic time.
+    /// Draws the table over the previous one, with the frames/s of about the last second. Needs a
+    /// terminal. `nowUs` is monotonic time.
     void drawLive(const std::vector<StreamRow> &rows, std::uint64_t nowUs);
 
-    /// Removes what drawLive has drawn.
+    /// Removes the table that drawLive has drawn.
     void clearLive();
 
-    /// The table with the frames/s of the whole time.
+    /// The table with the frames/s of the total time.
     static std::string summary(const std::vector<StreamRow> &rows);
 
 private:
