@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/Paths.h"
-#include "tests/TemporaryFolder.h"
-#include "tests/tools/ToolProcess.h"
+#include "tests/tools/commands/LibraryFolder.h"
 
 namespace nubrix::tool {
 namespace {
@@ -89,13 +87,9 @@ TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
 
 TEST(UsageTest, WithoutACameraEveryCommandButListFails)
 {
-    const TemporaryFolder empty;
-    std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
-                               empty.path() / "libNubrix.so.2");
-    ToolProcess::Options run;
-    run.environment = {"LD_LIBRARY_PATH=" + empty.path().string()};
+    const LibraryFolder withoutPlugins;
     for (const char *command : {"modes", "stream", "props"}) {
-        const ToolResult result = ToolProcess(toolCommand({command}), run).finish();
+        const ToolResult result = withoutPlugins.run(command);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err,
                   "nubrix: openDevice: no camera is attached (status -4, error 0x80300104); "

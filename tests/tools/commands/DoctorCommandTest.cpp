@@ -1,11 +1,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
 
-#include "tests/Paths.h"
-#include "tests/TemporaryFolder.h"
-#include "tests/tools/ToolProcess.h"
+#include "tests/tools/commands/LibraryFolder.h"
 
 namespace nubrix::tool {
 namespace {
@@ -29,26 +26,11 @@ long problemsOf(const nlohmann::json &report)
                          [](const nlohmann::json &check) { return check["state"] == "problem"; });
 }
 
-/// Runs the doctor with a copy of the library in a folder without plug-ins, unless a test adds
-/// them.
 class DoctorCommandTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
-                                   m_folder.file("libNubrix.so.2"));
-    }
+    ToolResult examine(const Words &options = {}) const { return m_folder.run("doctor", options); }
 
-    ToolResult examine(const Words &options = {}) const
-    {
-        Words words = {"doctor"};
-        words.insert(words.end(), options.begin(), options.end());
-        ToolProcess::Options run;
-        run.environment = {"LD_LIBRARY_PATH=" + m_folder.path().string()};
-        return ToolProcess(toolCommand(words), run).finish();
-    }
-
-    TemporaryFolder m_folder;
+    LibraryFolder m_folder;
 };
 
 TEST_F(DoctorCommandTest, TheVirtualCameraIsGood)

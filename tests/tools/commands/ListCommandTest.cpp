@@ -3,9 +3,7 @@
 
 #include <filesystem>
 
-#include "tests/Paths.h"
-#include "tests/TemporaryFolder.h"
-#include "tests/tools/ToolProcess.h"
+#include "tests/tools/commands/LibraryFolder.h"
 
 namespace nubrix::tool {
 namespace {
@@ -15,29 +13,12 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-/// A copy of the library in a folder without plug-ins, unless a test adds them.
 class ListCommandTest : public testing::Test {
 protected:
-    void SetUp() override { copyLibraryTo("libNubrix.so.2"); }
+    ToolResult list(const Words &options = {}) const { return m_folder.run("list", options); }
+    std::string in(const std::string &name) const { return m_folder.file(name); }
 
-    void copyLibraryTo(const std::string &name) const
-    {
-        std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
-                                   m_folder.path() / name);
-    }
-
-    ToolResult list(const Words &options = {}) const
-    {
-        Words words = {"list"};
-        words.insert(words.end(), options.begin(), options.end());
-        ToolProcess::Options run;
-        run.environment = {"LD_LIBRARY_PATH=" + m_folder.path().string()};
-        return ToolProcess(toolCommand(words), run).finish();
-    }
-
-    std::string in(const std::string &name) const { return m_folder.path() / name; }
-
-    TemporaryFolder m_folder;
+    LibraryFolder m_folder;
 };
 
 TEST_F(ListCommandTest, TheVirtualCameraIsListed)
@@ -109,7 +90,7 @@ TEST_F(ListCommandTest, APluginThatIsNoLibraryIsReportedWithTheLoadersMessage)
 
 TEST_F(ListCommandTest, APluginWithoutItsEntryIsReported)
 {
-    copyLibraryTo("libNubrixNetDriver.so");  // a valid library, but no driver
+    m_folder.copyLibraryTo("libNubrixNetDriver.so");  // a valid library, but no driver
     const ToolResult result = list();
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out,
