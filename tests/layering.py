@@ -52,7 +52,8 @@ def problems(root, rules):
         yield from check(folder, {folder.name, "common"}, [root / "drivers"])
     for folder in sorted(path for path in (root / "tools").glob("*") if path.is_dir()):
         joined = [root / name for name in JOINED.get(folder.name, ())]
-        yield from check(folder, {"virtual"}, [folder, *joined], [SHARED])
+        own = {path.name for path in folder.iterdir() if path.is_dir()}
+        yield from check(folder, {"virtual", *own}, [folder, *joined], [SHARED])
 
 
 def main():

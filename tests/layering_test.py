@@ -17,7 +17,8 @@ GOOD = {
     "drivers/one/One.h": '#include "nubrix/api.h"\n',
     "drivers/two/Two.h": "",
     "tools/tool/main.cpp": '#include "Command.h"\n#include "nubrix/api.h"\n',
-    "tools/tool/Command.h": '#include "common/Text.h"\n',
+    "tools/tool/Command.h": '#include "common/Text.h"\n#include "output/Table.h"\n',
+    "tools/tool/output/Table.h": "",
     "drivers/common/Text.h": "",
     "tools/nubrix/Stop.h": "",
     "tools/simulator/Served.h": "",
@@ -53,7 +54,7 @@ class LayeringTest(unittest.TestCase):
         self.assertIn("1 bad includes", output)
 
     def test_good_includes_pass(self):
-        self.assertEqual(self.run_on({}), (0, "0 bad includes of 13\n"))
+        self.assertEqual(self.run_on({}), (0, "0 bad includes of 14\n"))
 
     def test_a_lower_floor_may_not_use_a_higher_one(self):
         self.assert_found("src/base/Clock.cpp:3", "device/Device.h")
@@ -75,6 +76,9 @@ class LayeringTest(unittest.TestCase):
 
     def test_a_driver_may_not_use_another_driver(self):
         self.assert_found("drivers/one/More.cpp:1", "two/Two.h")
+
+    def test_a_tool_may_not_use_a_folder_of_another_tool(self):
+        self.assert_found("tools/other/More.cpp:1", "output/Table.h")
 
     def test_a_tool_may_not_use_the_inside_or_a_driver(self):
         self.assert_found("tools/tool/More.cpp:1", "base/Lock.h")

@@ -5,13 +5,13 @@
 
 #include "nubrix/nubrix.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
 
-TEST(FailureTest, ACameraThatIsNotThereSendsTheUserToTheList)
+TEST(FailureTest, AMissingCameraPointsToTheList)
 {
     EXPECT_EQ(describeFailure("openDevice", -4, NUBRIX_ERR_OPEN_FAILED),
               "openDevice: no such camera (status -4, error 0x80300208); run 'nubrix list'");
@@ -22,16 +22,16 @@ TEST(FailureTest, ACameraThatIsNotThereSendsTheUserToTheList)
               "run 'nubrix list'");
 }
 
-TEST(FailureTest, ACameraThatCannotBeOpenedNowIsToldFromOneThatIsNotThere)
+TEST(FailureTest, ABusyCameraHasAnotherTextThanAMissingOne)
 {
     EXPECT_EQ(describeFailure("openDevice", -2, 0),
-              "openDevice: another application has the camera (status -2, error 0); end that one, "
-              "and after a crash of it wait some seconds");
+              "openDevice: another application has the camera (status -2, error 0); close it "
+              "there, or wait some seconds if it has crashed");
     EXPECT_THAT(describeFailure("openDevice", -9, 0),
-                AllOf(HasSubstr("does not answer"), HasSubstr("cable"), HasSubstr("doctor")));
+                AllOf(HasSubstr("unresponsive"), HasSubstr("cable"), HasSubstr("doctor")));
 }
 
-TEST(FailureTest, AStatusOfADriverIsToldAsSuch)
+TEST(FailureTest, AStatusOfADriverIsReportedAsSuch)
 {
     EXPECT_EQ(describeFailure("initialize", 7, 0),
               "initialize: a driver plug-in could not start (status 7, error 0); "
@@ -46,11 +46,11 @@ TEST(FailureTest, AStatusOfADriverIsToldAsSuch)
 TEST(FailureTest, DetailsInBracketsDoNotHideTheOperation)
 {
     EXPECT_EQ(describeFailure("openStream (depth)", -1, NUBRIX_ERR_STREAM_HANDLE),
-              "openStream (depth): the camera could not make this stream "
+              "openStream (depth): the camera could not create this stream "
               "(status -1, error 0x8030059c)");
 }
 
-TEST(FailureTest, EveryStatusHasWordsOfItsOwn)
+TEST(FailureTest, EveryStatusHasItsOwnText)
 {
     std::vector<std::string> texts;
     for (const int status : {-1, -2, -3, -4, -5, -8, -9, -10, -11, -13, 1000}) {
@@ -69,7 +69,7 @@ TEST(FailureTest, ASuccessfulCallIsNoFailure)
     EXPECT_NO_THROW(require("anything", [] { return 0; }));
 }
 
-TEST(FailureTest, AFailingCallIsToldWithItsOwnErrorNumberOnly)
+TEST(FailureTest, AFailingCallIsReportedWithItsOwnErrorNumberOnly)
 {
     *ErrnoLocal() = NUBRIX_ERR_FILE_OPEN;  // left by an earlier failure
     try {
@@ -89,7 +89,7 @@ TEST(FailureTest, AFailingCallIsToldWithItsOwnErrorNumberOnly)
     }
 }
 
-TEST(FailureTest, AttemptHandsTheStatusOutWithItsWords)
+TEST(FailureTest, AttemptReturnsTheStatusAndItsText)
 {
     std::string problem = "untouched";
     EXPECT_EQ(attempt(
@@ -103,4 +103,4 @@ TEST(FailureTest, AttemptHandsTheStatusOutWithItsWords)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -3,7 +3,7 @@
 #include <csetjmp>
 #include <cstddef>
 #include <cstdio>
-// Behind the headers whose types they use.
+// After the headers whose types they use.
 #include <jpeglib.h>
 #include <png.h>
 

@@ -1,4 +1,4 @@
-// Image files read and written by the image libraries, independently of the tool's own code.
+// Image files, read and written by the image libraries without the code of the tool.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace nubrix {
 struct ImageFile {
     unsigned int width = 0;
     unsigned int height = 0;
-    unsigned int channels = 0;           // 0: it could not be read
+    unsigned int channels = 0;           // 0: the file could not be read
     unsigned int bits = 0;               // of a sample
     std::vector<std::uint16_t> samples;  // as in the file, row by row
 

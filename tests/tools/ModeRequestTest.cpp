@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::HasSubstr;
@@ -23,7 +23,7 @@ TEST(ModeRequestTest, AModeIsWidthHeightAndRate)
     EXPECT_EQ(mode->frameRate, 30U);
 }
 
-TEST(ModeRequestTest, AnythingElseIsNoMode)
+TEST(ModeRequestTest, AnyOtherTextIsNoMode)
 {
     for (const char *text : {"",
                              "640",
@@ -48,12 +48,12 @@ TEST(ModeRequestTest, AnythingElseIsNoMode)
         EXPECT_FALSE(parseMode(text)) << text;
 }
 
-TEST(ModeRequestTest, ItsTextReadsBack)
+TEST(ModeRequestTest, AModeHasATextOfTheSameForm)
 {
     EXPECT_EQ(modeText({NUBRIX_PIXEL_RGB888, 1280, 800, 15}), "1280x800@15");
 }
 
-TEST(ModeRequestTest, TheWantedModeIsFound)
+TEST(ModeRequestTest, TheRequestedModeIsFound)
 {
     const auto mode = findMode(kOffered, {320, 240, 30}, NUBRIX_PIXEL_YUYV);
     ASSERT_TRUE(mode);
@@ -61,7 +61,7 @@ TEST(ModeRequestTest, TheWantedModeIsFound)
     EXPECT_EQ(mode->frameRate, 30);
 }
 
-TEST(ModeRequestTest, ThePixelFormatInForceIsPreferred)
+TEST(ModeRequestTest, TheCurrentPixelFormatIsPreferred)
 {
     EXPECT_EQ(findMode(kOffered, {640, 480, 30}, NUBRIX_PIXEL_RGB888)->pixelFormat,
               NUBRIX_PIXEL_RGB888);
@@ -69,7 +69,7 @@ TEST(ModeRequestTest, ThePixelFormatInForceIsPreferred)
               NUBRIX_PIXEL_YUYV);
 }
 
-TEST(ModeRequestTest, AnotherPixelFormatIsTakenWhenTheOneInForceIsNotOffered)
+TEST(ModeRequestTest, AnotherPixelFormatIsUsedWhenTheCurrentOneIsNotOffered)
 {
     EXPECT_EQ(findMode(kOffered, {640, 480, 5}, NUBRIX_PIXEL_RGB888)->pixelFormat,
               NUBRIX_PIXEL_YUYV);
@@ -110,4 +110,4 @@ TEST(ModeRequestTest, TheNearestModeIsNearInSizeFirst)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -6,10 +6,10 @@
 #include <csignal>
 #include <thread>
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
-// Far longer than any wait that is ended by a wake.
+// Far longer than any wait that a wake() ends.
 constexpr int kDeadlineMs = 60000;
 
 bool waitEndsEarly(const StopSignal &stop)
@@ -30,7 +30,7 @@ TEST(StopSignalTest, ASignalIsARequestAndEndsTheWait)
     }
 }
 
-TEST(StopSignalTest, ANewOneKnowsNothingOfAnEarlierRequest)
+TEST(StopSignalTest, ANewOneHasNoRequest)
 {
     {
         const StopSignal stop;
@@ -49,7 +49,7 @@ TEST(StopSignalTest, AWakeEndsTheWaitWithoutARequest)
     waker.join();
 }
 
-TEST(StopSignalTest, WithoutAWakeTheWaitLastsItsTime)
+TEST(StopSignalTest, WithoutAWakeTheWaitTakesItsFullTime)
 {
     const StopSignal stop;
     const auto start = std::chrono::steady_clock::now();
@@ -68,7 +68,7 @@ TEST(StopSignalTest, TheSecondSignalEndsTheProcess)
         testing::KilledBySignal(SIGINT), "");
 }
 
-TEST(StopSignalTest, SignalsDoAfterwardsWhatTheyDidBefore)
+TEST(StopSignalTest, TheDestructorRestoresTheSignalHandlers)
 {
     EXPECT_EXIT(
         {
@@ -81,4 +81,4 @@ TEST(StopSignalTest, SignalsDoAfterwardsWhatTheyDidBefore)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -47,7 +47,7 @@ std::array<int, 2> makePipe()
     return ends;
 }
 
-/// Appends what can be read; closes and forgets the descriptor at its end.
+/// Appends the available data; closes the descriptor at the end of the data.
 void drain(int &descriptor, std::string &text)
 {
     std::array<char, 4096> buffer{};
@@ -159,7 +159,7 @@ void ToolProcess::signal(int number) const
 void ToolProcess::type(const std::string &text) const
 {
     if (write(m_terminal, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-        throw std::runtime_error("the terminal takes no input");
+        throw std::runtime_error("cannot write to the terminal");
 }
 
 ToolResult ToolProcess::finish()
@@ -168,7 +168,7 @@ ToolResult ToolProcess::finish()
     while (readSome() && Clock::now() < deadline) {
     }
     if (m_out >= 0 || m_err >= 0) {
-        m_result.err += "\n(killed: it did not end)";
+        m_result.err += "\n(killed after the deadline)";
         kill(m_child, SIGKILL);
     }
     int status = 0;
@@ -217,9 +217,9 @@ ToolResult runVirtual(const Words &words, const std::string &scenario)
 ToolResult untilUndisturbed(const std::function<ToolResult()> &run,
                             const std::function<bool(const ToolResult &)> &undisturbed)
 {
-    constexpr int kMostTries = 5;
+    constexpr int kMaxTries = 5;
     ToolResult result = run();
-    for (int i = 1; i < kMostTries && !undisturbed(result); ++i)
+    for (int i = 1; i < kMaxTries && !undisturbed(result); ++i)
         result = run();
     return result;
 }

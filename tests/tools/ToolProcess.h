@@ -1,4 +1,4 @@
-// Runs programs as a user does, and looks at what they say.
+// Runs programs as a user does, and reads their output.
 #pragma once
 
 #include <sys/types.h>
@@ -20,13 +20,13 @@ struct ToolResult {
     nlohmann::json json() const { return nlohmann::json::parse(out); }
 };
 
-/// A program that runs. Everything here fails the test when it takes far too long.
+/// A running program. Every wait has a deadline and then fails.
 class ToolProcess {
 public:
     struct Options {
         bool onTerminal = false;  // standard input, output and error
         Words environment;        // "NAME=value" in addition
-        std::string output;       // standard output goes to this file
+        std::string output;       // a file for standard output
     };
 
     explicit ToolProcess(const Words &command);
@@ -35,12 +35,12 @@ public:
     ToolProcess(const ToolProcess &) = delete;
     ToolProcess &operator=(const ToolProcess &) = delete;
 
-    /// Waits until this text was written `count` times.
+    /// Waits until the output contains this text `count` times; false when it never does.
     bool waitForOutput(const std::string &text, unsigned int count = 1);
     void signal(int number) const;
-    /// Types on the terminal.
+    /// Sends input to the terminal.
     void type(const std::string &text) const;
-    /// Waits for its end.
+    /// Waits until the program has ended.
     ToolResult finish();
 
 private:
@@ -48,28 +48,28 @@ private:
     bool readSome();
 
     pid_t m_child = -1;
-    int m_out = -1;  // -1: at its end
+    int m_out = -1;  // -1: closed
     int m_err = -1;
     int m_terminal = -1;
     ToolResult m_result = {-1, {}, {}};
 };
 
-/// The command line of one of our programs with these words; where needed under an emulator.
+/// The command line of a program of this project with these arguments, under the emulator if there
+/// is one.
 Words programCommand(const std::string &name, const Words &words);
-/// The same for the tool itself.
+/// The command line of the tool.
 Words toolCommand(const Words &words);
-/// The same on the virtual camera.
+/// The command line of the tool on the virtual camera.
 Words virtualCommand(const Words &words, const std::string &scenario = "");
 
 ToolResult runTool(const Words &words);
 ToolResult runVirtual(const Words &words, const std::string &scenario = "");
-/// What `run` gives; run again, a few times, while a busy machine has disturbed it by losing
-/// frames.
+/// The result of `run`, which is repeated a few times when a busy machine has lost frames.
 ToolResult untilUndisturbed(const std::function<ToolResult()> &run,
                             const std::function<bool(const ToolResult &)> &undisturbed);
-/// A recording of the virtual camera that has lost nothing.
+/// Records the virtual camera without lost frames.
 ToolResult recordWithoutLoss(const Words &words);
-/// What a program that is not ours prints about a file; the test fails when it cannot read it.
+/// The output of an independent program about a file; the test fails when it cannot read the file.
 std::string readBy(const std::string &program, const std::string &file);
 
 }  // namespace nubrix

@@ -1,24 +1,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ToolProcess.h"
-#include "tests/Paths.h"
-#include "tests/TemporaryFolder.h"
+#include "tests/tools/commands/LibraryFolder.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST(UsageTest, TheVersionIsToldWithStatus0)
+TEST(UsageTest, TheVersionHasStatus0)
 {
     const ToolResult result = runTool({"--version"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "nubrix " NUBRIX_TEST_VERSION "\n");
 }
 
-TEST(UsageTest, HelpIsGivenWithStatus0)
+TEST(UsageTest, HelpHasStatus0)
 {
     const ToolResult result = runTool({"--help"});
     EXPECT_EQ(result.status, 0);
@@ -62,7 +60,7 @@ TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
         {{"modes", "a", "b"}, "b"},
         {{"--scenario", "/dev/null", "list"}, "--virtual"},
         {{"--virtual", "--scenario", "/nowhere/x.json", "list"}, "/nowhere/x.json"},
-        {{"stream", "--streams", "color,sound"}, "there is no stream 'sound'"},
+        {{"stream", "--streams", "color,audio"}, "there is no stream 'audio'"},
         {{"stream", "--streams", "color,"}, "missing"},
         {{"stream", "--streams", ""}, "missing"},
         {{"stream", "--mode", "640x480"}, "640x480@30"},
@@ -89,13 +87,9 @@ TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
 
 TEST(UsageTest, WithoutACameraEveryCommandButListFails)
 {
-    const TemporaryFolder empty;
-    std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrix.so.2",
-                               empty.path() / "libNubrix.so.2");
-    ToolProcess::Options run;
-    run.environment = {"LD_LIBRARY_PATH=" + empty.path().string()};
+    const LibraryFolder withoutPlugins;
     for (const char *command : {"modes", "stream", "props"}) {
-        const ToolResult result = ToolProcess(toolCommand({command}), run).finish();
+        const ToolResult result = withoutPlugins.run(command);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err,
                   "nubrix: openDevice: no camera is attached (status -4, error 0x80300104); "
@@ -113,4 +107,4 @@ TEST(UsageTest, AReportThatCannotBeWrittenIsAFailure)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -1,15 +1,15 @@
-// The tool starting itself again, which cannot be done under an emulator.
+// The option --virtual: the tool starts itself again, which is impossible under an emulator.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "ToolProcess.h"
 #include "tests/Paths.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/tools/ToolProcess.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 namespace {
 
 using testing::HasSubstr;
@@ -43,10 +43,10 @@ TEST(VirtualOptionTest, TheScenarioReachesTheCamera)
     EXPECT_EQ(result.json()["cameras"].size(), 2U);
 }
 
-/// The tool where no other program is beside it.
-class LonelyToolTest : public testing::Test {
+/// The tool in a folder without other programs.
+class SeparateToolTest : public testing::Test {
 protected:
-    LonelyToolTest() { std::filesystem::copy_file(std::string(paths::kBin) + "/nubrix", tool); }
+    SeparateToolTest() { std::filesystem::copy_file(std::string(paths::kBin) + "/nubrix", tool); }
 
     ToolResult run(const Words &words) const
     {
@@ -64,14 +64,14 @@ protected:
     const std::string tool = m_folder.path() / "nubrix";
 };
 
-TEST_F(LonelyToolTest, AToolWithoutItsLauncherSaysSo)
+TEST_F(SeparateToolTest, AMissingLauncherIsReported)
 {
     const ToolResult result = run({"--virtual", "list"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "nubrix: cannot run " + tool + "-virtual: No such file or directory\n");
 }
 
-TEST_F(LonelyToolTest, AToolWithoutASimulatorSaysWhatItWasBuiltWithout)
+TEST_F(SeparateToolTest, AMissingSimulatorIsReportedWithTheMissingPackage)
 {
     const ToolResult result = run({"simulate", "--depth"});
     EXPECT_EQ(result.status, 1);
@@ -80,7 +80,7 @@ TEST_F(LonelyToolTest, AToolWithoutASimulatorSaysWhatItWasBuiltWithout)
                               "which it needs\n");
 }
 
-TEST_F(LonelyToolTest, TheSimulatorGetsItsWordsAsTheyAre)
+TEST_F(SeparateToolTest, TheSimulatorGetsItsArgumentsUnchanged)
 {
     std::ofstream(tool + "-simulate") << "#!/bin/sh\nprintf '<%s>' \"$@\"\nexit 7\n";
     std::filesystem::permissions(tool + "-simulate", std::filesystem::perms::owner_all);
@@ -92,4 +92,4 @@ TEST_F(LonelyToolTest, TheSimulatorGetsItsWordsAsTheyAre)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""read_ply.py FILE: prints the number of points of a PLY file, the least and greatest z, and the
-names of what each point has besides."""
+"""read_ply.py FILE: prints the number of points of a PLY file, the minimum and maximum of z, and
+names of the other properties of a point."""
 import sys
 
 import meshio

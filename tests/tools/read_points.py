@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""read_points.py FILE: prints the points of a PLY file, a line each: x, y, z in thousandths and what
-else it has, which are bytes."""
+"""read_points.py FILE: prints the points of a PLY file, one per line: x, y, z in thousandths and the
+other properties, which are bytes."""
 import sys
 
 import meshio

@@ -2,14 +2,7 @@
 
 #include "Failure.h"
 
-namespace nubrix {
-
-namespace {
-
-constexpr int kNotFound = -4;
-constexpr int kNotSupported = -8;
-
-}  // namespace
+namespace nubrix::tool {
 
 Camera::Camera(Session &session, const std::string &uri) : m_context(session.context()), m_uri(uri)
 {
@@ -36,7 +29,7 @@ std::vector<typedefNubrixFrameMode> Camera::modes(const StreamKind &kind)
         std::string("getSupportFrameMode (") + kind.name + ")",
         [&] { return m_context.getSupportFrameMode(m_device, kind.type, &modes, &count); },
         &problem);
-    if (status == kNotFound || status == kNotSupported)
+    if (status == kStatusNotFound || status == kStatusNotSupported)
         return {};
     if (status != 0)
         throw Failure(problem);
@@ -63,7 +56,7 @@ std::optional<NubrixVersions> Camera::versions()
     std::string problem;
     const int status = attempt(
         "getVersion", [&] { return m_context.getVersion(m_device, &versions); }, &problem);
-    if (status == kNotSupported)
+    if (status == kStatusNotSupported)
         return std::nullopt;
     if (status != 0)
         throw Failure(problem);
@@ -82,7 +75,7 @@ std::optional<unsigned int> Camera::flagMode()
                                                &size);
         },
         &problem);
-    if (status == kNotSupported)
+    if (status == kStatusNotSupported)
         return std::nullopt;
     if (status != 0)
         throw Failure(problem);
@@ -94,4 +87,4 @@ void Camera::setFlagMode(unsigned int mode)
     require("setStreamFlagMode", [&] { return m_context.setStreamFlagMode(m_device, mode); });
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -4,11 +4,10 @@
 #include <optional>
 #include <string>
 #include <vector>
-
 #include "Names.h"
 #include "Session.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 /// Opens a camera and closes it. A call of the library that fails throws a Failure.
 class Camera {
@@ -24,7 +23,7 @@ public:
     std::optional<typedefNubrixFrameMode> currentMode(const StreamKind &kind);
     void setMode(const StreamKind &kind, typedefNubrixFrameMode mode);
 
-    /// The records that the camera keeps; none when it does not support them.
+    /// The version record of the camera; none when it does not support it.
     std::optional<NubrixVersions> versions();
     std::optional<unsigned int> flagMode();
     void setFlagMode(unsigned int mode);
@@ -39,4 +38,4 @@ private:
     NubrixDevice *m_device = nullptr;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

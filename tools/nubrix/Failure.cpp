@@ -3,14 +3,13 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-
 #include "nubrix/nubrix.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
-struct Words {
+struct Explanation {
     const char *operation;  // null: any
     int status;             // 0: any
     unsigned int error;     // 0: any
@@ -20,21 +19,21 @@ struct Words {
 
 constexpr const char *kRunList = "; run 'nubrix list'";
 
-// The first row that fits is taken.
-constexpr std::array<Words, 21> kWords = {{
+// The first matching row is used.
+constexpr std::array<Explanation, 21> kExplanations = {{
     {"initialize", 0, 0, "a driver plug-in could not start", "; '--verbose' shows the log"},
     {"openDevice", -2, 0, "another application has the camera",
-     "; end that one, and after a crash of it wait some seconds"},
+     "; close it there, or wait some seconds if it has crashed"},
     {"openDevice", -4, NUBRIX_ERR_DEVICE_NOT_FOUND, "no camera is attached", kRunList},
     {"openDevice", -4, NUBRIX_ERR_OPEN_FAILED, "no such camera", kRunList},
-    {"openDevice", -9, 0, "the camera does not answer",
+    {"openDevice", -9, 0, "the camera is unresponsive",
      "; check its cable, its power and its address; run 'nubrix doctor'"},
     {"openDevice", -12, 0, "no driver plug-in serves this camera", kRunList},
     {"openDevice", 0, 0, "the driver could not open the camera", "; '--verbose' shows the log"},
-    {"openStream", -1, NUBRIX_ERR_STREAM_HANDLE, "the camera could not make this stream", ""},
+    {"openStream", -1, NUBRIX_ERR_STREAM_HANDLE, "the camera could not create this stream", ""},
     {"openStream", 0, NUBRIX_ERR_PREPROCESS, "the camera could not start this stream", ""},
-    {"setFrameMode", 0, 0, "the camera refuses this mode", "; run 'nubrix modes'"},
-    {nullptr, -1, 0, "it failed", "; '--verbose' shows the log"},
+    {"setFrameMode", 0, 0, "the camera rejected this mode", "; run 'nubrix modes'"},
+    {nullptr, -1, 0, "the operation failed", "; '--verbose' shows the log"},
     {nullptr, -2, 0, "the library is not initialized, or the stream not started", ""},
     {nullptr, -3, 0, "the camera is not open", ""},
     {nullptr, -4, 0, "not found, or a bad argument", ""},
@@ -42,18 +41,19 @@ constexpr std::array<Words, 21> kWords = {{
     {nullptr, -8, 0, "the camera does not support it", ""},
     {nullptr, -9, 0, "the camera is gone: unplugged, or its power or connection was lost",
      kRunList},
-    {nullptr, -10, 0, "the camera is connected, but does not answer any more (keep-alive)", ""},
-    {nullptr, -11, 0, "no frame came in time", ""},
+    {nullptr, -10, 0, "the camera is connected, but has become unresponsive (keep-alive)", ""},
+    {nullptr, -11, 0, "no frame arrived in time", ""},
     {nullptr, -13, 0, "no such stream", ""},
     {nullptr, 0, 0, "the driver reports a failure of its own", "; '--verbose' shows the log"},
 }};
 
-bool fits(const Words &words, const std::string &operation, int status, unsigned int error)
+bool matches(const Explanation &explanation, const std::string &operation, int status,
+             unsigned int error)
 {
     const std::string name = operation.substr(0, operation.find(' '));
-    return (words.operation == nullptr || name == words.operation) &&
-           (words.status == 0 || words.status == status) &&
-           (words.error == 0 || words.error == error);
+    return (explanation.operation == nullptr || name == explanation.operation) &&
+           (explanation.status == 0 || explanation.status == status) &&
+           (explanation.error == 0 || explanation.error == error);
 }
 
 }  // namespace
@@ -64,15 +64,15 @@ std::string describeFailure(const std::string &operation, int status, unsigned i
     std::snprintf(numbers.data(), numbers.size(),
                   errorNumber ? " (status %d, error 0x%08x)" : " (status %d, error %x)", status,
                   errorNumber);
-    for (const Words &words : kWords)
-        if (fits(words, operation, status, errorNumber))
-            return operation + ": " + words.text + numbers.data() + words.hint;
+    for (const Explanation &explanation : kExplanations)
+        if (matches(explanation, operation, status, errorNumber))
+            return operation + ": " + explanation.text + numbers.data() + explanation.hint;
     return operation + numbers.data();
 }
 
 int attempt(const std::string &operation, const std::function<int()> &call, std::string *problem)
 {
-    // A success never clears the error number, so an old one would be taken for this call's.
+    // A successful call does not clear the error number of an earlier failure.
     *ErrnoLocal() = 0;
     const int status = call();
     if (status != 0)
@@ -87,4 +87,4 @@ void require(const std::string &operation, const std::function<int()> &call)
         throw Failure(problem);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

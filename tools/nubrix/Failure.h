@@ -1,11 +1,16 @@
-// What ends a command with exit status 1, and failing calls of the library put into words.
+// Failures of a command, and the sentences for failing calls of the library.
 #pragma once
 
 #include <functional>
 #include <stdexcept>
 #include <string>
 
-namespace nubrix {
+namespace nubrix::tool {
+
+// The statuses that are not always a failure.
+constexpr int kStatusNotFound = -4;
+constexpr int kStatusNotSupported = -8;
+constexpr int kStatusTimeout = -11;
 
 /// Ends a command; main prints the text and exits with status 1.
 class Failure final : public std::runtime_error {
@@ -14,13 +19,13 @@ public:
 };
 
 /// "openDevice: no such camera (status -4, error 0x80300208); run 'nubrix list'". `operation` is
-/// the name of the operation, with details in brackets if it has any: "openStream (depth)".
+/// the name of the operation, optionally with details in brackets: "openStream (depth)".
 std::string describeFailure(const std::string &operation, int status, unsigned int errorNumber);
 
 /// Makes a call of the library; throws a Failure that describes a status other than 0.
 void require(const std::string &operation, const std::function<int()> &call);
 
-/// As require, but hands the status out and sets `*problem` to its description.
+/// Like require, but returns the status and sets `*problem` to its description.
 int attempt(const std::string &operation, const std::function<int()> &call, std::string *problem);
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -6,13 +6,13 @@
 #include <set>
 #include <tuple>
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
 using Modes = std::vector<typedefNubrixFrameMode>;
 
-/// Reads one number that is followed by `end` ('\0': by nothing), and moves `text` behind it.
+/// Parses a number that `end` follows ('\0': the end of the text), and moves `text` after it.
 bool takeNumber(const char *&text, const char *last, char end, unsigned int &number)
 {
     const auto [stop, error] = std::from_chars(text, last, number);
@@ -51,7 +51,7 @@ const typedefNubrixFrameMode &nearest(const Modes &offered, const ModeRequest &w
     });
 }
 
-/// The field that rules the request out, and what could stand there.
+/// The first unsupported field of the request, and its supported values.
 std::string wrongField(const Modes &offered, const ModeRequest &wanted)
 {
     std::set<int> widths;
@@ -114,4 +114,4 @@ std::string explainMissingMode(const Modes &offered, const ModeRequest &wanted)
     return wrongField(offered, wanted) + "; nearest mode: " + modeText(nearest(offered, wanted));
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

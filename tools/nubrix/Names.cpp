@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
@@ -68,4 +68,4 @@ std::string versionText(const unsigned short (&version)[3])
            std::to_string(version[2]);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

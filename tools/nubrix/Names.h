@@ -1,12 +1,11 @@
-// The words that the tool uses for the codes of the interface.
+// The names that the tool prints for the codes of the interface.
 #pragma once
 
 #include <array>
 #include <string>
-
 #include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 struct StreamKind {
     unsigned int type;  // a NubrixStreamType
@@ -31,4 +30,4 @@ std::string deviceStateName(unsigned int state);
 /// "2.0.182".
 std::string versionText(const unsigned short (&version)[3]);
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

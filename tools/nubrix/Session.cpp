@@ -3,7 +3,7 @@
 #include "Failure.h"
 #include "common/Text.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
@@ -28,7 +28,7 @@ Session::Session() : m_context(ContextFactory())
     try {
         require("initialize", [this] { return m_context->initialize(); });
     } catch (...) {
-        // Also closes the plug-ins that were loaded before one failed.
+        // destroy() also unloads the plug-ins that were loaded before one failed.
         m_context->destroy();
         deleteContext(m_context);
         throw;
@@ -53,4 +53,4 @@ std::vector<CameraInfo> Session::cameras()
     return cameras;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

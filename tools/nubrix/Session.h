@@ -1,14 +1,13 @@
-// The library in use: initialized while this lives.
+// The library, initialized as long as a Session exists.
 #pragma once
 
 #include <string>
 #include <vector>
-
 #include "nubrix/nubrix.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
-/// What the library's list says of an attached camera.
+/// An attached camera, as the library lists it.
 struct CameraInfo {
     std::string uri;
     std::string serialNumber;
@@ -20,7 +19,7 @@ struct CameraInfo {
     unsigned int state;  // a NubrixDeviceState
 };
 
-/// Makes and initializes the context, and takes it down. One at a time.
+/// Creates and initializes the context; the destructor destroys it. One at a time.
 class Session {
 public:
     /// Throws a Failure when a driver plug-in does not start.
@@ -36,4 +35,4 @@ private:
     NubrixBaseContext *m_context;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

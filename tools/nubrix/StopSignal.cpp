@@ -3,15 +3,13 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-
 #include "Failure.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
 namespace {
 
@@ -78,4 +76,4 @@ void StopSignal::wait(int milliseconds) const
     }
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -1,12 +1,12 @@
-// Ctrl-C and SIGTERM as a request to come to an end.
+// Ctrl-C and SIGTERM as a request to stop.
 #pragma once
 
 #include <csignal>
 
-namespace nubrix {
+namespace nubrix::tool {
 
-/// While it lives, the first SIGINT or SIGTERM is a request to stop; the next one ends the process,
-/// as it would without this. One at a time.
+/// As long as the object exists, the first SIGINT or SIGTERM is a request to stop. The next one
+/// ends the process, as it does without the object. One at a time.
 class StopSignal {
 public:
     StopSignal();
@@ -15,9 +15,9 @@ public:
     StopSignal &operator=(const StopSignal &) = delete;
 
     bool requested() const;
-    /// Ends the wait that is under way, or the next one. Thread-safe.
+    /// Ends the current wait, or the next one. Thread-safe.
     void wake() const;
-    /// Waits for a signal or a wake for at most this long. One thread at a time.
+    /// Waits for a signal or a wake(), at most this long. One thread at a time.
     void wait(int milliseconds) const;
 
 private:
@@ -25,4 +25,4 @@ private:
     struct sigaction m_oldTerminate = {};
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -1,15 +1,9 @@
 #include "StreamReader.h"
 
 #include "Failure.h"
-#include "MonotonicClock.h"
+#include "StreamStatistics.h"
 
-namespace nubrix {
-
-namespace {
-
-constexpr int kNoFrame = -11;
-
-}  // namespace
+namespace nubrix::tool {
 
 StreamReader::StreamReader(Camera &camera, const StreamKind &kind, const Options &options,
                            const StopSignal &stop)
@@ -37,12 +31,12 @@ bool StreamReader::poll()
     const int status = attempt(
         std::string("readFrame (") + m_kind.name + ")",
         [&] { return m_context.readFrame(m_stream, &frame, 0); }, &problem);
-    // Also the answer when a wake-up came without a frame; the next round finds it.
-    if (status == kNoFrame)
+    // Also returned after a wake-up without a frame; the next call reads that frame.
+    if (status == kStatusTimeout)
         return false;
     if (status != 0)
         throw Failure(problem);
-    take(frame);
+    receive(frame);
     return true;
 }
 
@@ -81,15 +75,15 @@ void StreamReader::rethrowProblem() const
 std::vector<std::string> StreamReader::save(const std::string &folder) const
 {
     const std::lock_guard lock(m_lock);
-    return m_keeper.save(folder, m_kind.name);
+    return m_saved.save(folder, m_kind.name);
 }
 
 void StreamReader::onFrame(NubrixStream *, typedefNubrixFrame *frame, void *user)
 {
-    static_cast<StreamReader *>(user)->take(frame);
+    static_cast<StreamReader *>(user)->receive(frame);
 }
 
-void StreamReader::take(typedefNubrixFrame *frame) noexcept
+void StreamReader::receive(typedefNubrixFrame *frame) noexcept
 {
     bool over = false;
     {
@@ -98,7 +92,7 @@ void StreamReader::take(typedefNubrixFrame *frame) noexcept
             if (!limitReached())
                 count(*frame);
         } catch (...) {
-            // No exception may reach the library; the run finds this one.
+            // No exception may reach the library; rethrowProblem() reports it.
             m_problem = std::current_exception();
         }
         over = limitReached() || m_problem;
@@ -113,11 +107,11 @@ void StreamReader::count(const typedefNubrixFrame &frame)
     m_lastEventUs = monotonicUs();
     const std::uint64_t captureUs =
         static_cast<std::uint64_t>(frame.timestampHigh) << 32 | frame.timestampLow;
-    const bool damaged = frame.streamType != m_kind.type || !isWhole(frame);
+    const bool damaged = frame.streamType != m_kind.type || !isComplete(frame);
     m_statistics.add({frame.frameIndex, captureUs, m_lastEventUs, damaged});
     if (m_options.keepFrames && !damaged)
-        m_keeper.keep(frame);
+        m_saved.add(frame);
     ++m_frames;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -1,4 +1,4 @@
-// One open stream, whose frames are counted and given back.
+// An open stream that counts its frames and releases them.
 #pragma once
 
 #include <cstdint>
@@ -6,34 +6,33 @@
 #include <mutex>
 #include <string>
 #include <vector>
-
 #include "Camera.h"
-#include "FrameKeeper.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
+#include "output/SavedFrames.h"
 
-namespace nubrix {
+namespace nubrix::tool {
 
-/// Takes the frames of one stream, by the library's callback or by polling. All but `poll` may be
-/// called while frames arrive by callback.
+/// Receives the frames of one stream, by the library's callback or by polling. Every function but
+/// poll() may be called while frames arrive by callback.
 class StreamReader {
 public:
     struct Options {
         bool byCallback;
-        bool keepFrames;           // for save
-        std::uint64_t frameLimit;  // frames after these are given back uncounted; 0: none
+        bool keepFrames;           // for save()
+        std::uint64_t frameLimit;  // further frames are released uncounted; 0: no limit
     };
 
-    /// Opens the stream; throws a Failure. `stop` is woken by what ends a run: the last frame.
+    /// Opens the stream; throws a Failure. The last frame and a failure wake `stop`.
     StreamReader(Camera &camera, const StreamKind &kind, const Options &options,
                  const StopSignal &stop);
     ~StreamReader();
     StreamReader(const StreamReader &) = delete;
     StreamReader &operator=(const StreamReader &) = delete;
 
-    /// Takes the newest frame; false if there is none. Throws a Failure when the camera is gone.
+    /// Reads the newest frame; false if there is none. Throws a Failure when the camera is gone.
     bool poll();
-    /// Ends delivery; once it has returned, the figures do not change any more.
+    /// Closes the stream; afterwards the figures do not change.
     void close();
 
     const StreamKind &kind() const { return m_kind; }
@@ -41,16 +40,16 @@ public:
     StreamFigures figures() const;
     /// Whether the frame limit is reached.
     bool complete() const;
-    /// Microseconds since the last frame, or since the opening.
+    /// Microseconds since the last frame, or since the stream was opened.
     std::uint64_t idleUs() const;
-    /// Throws what went wrong while a frame was taken, if anything did.
+    /// Throws the exception that receiving a frame has caused, if there is one.
     void rethrowProblem() const;
-    /// Writes the kept pictures and returns their paths; throws a Failure.
+    /// Writes the first and the last frame and returns the paths; throws a Failure.
     std::vector<std::string> save(const std::string &folder) const;
 
 private:
     static void onFrame(NubrixStream *stream, typedefNubrixFrame *frame, void *user);
-    void take(typedefNubrixFrame *frame) noexcept;
+    void receive(typedefNubrixFrame *frame) noexcept;
     void count(const typedefNubrixFrame &frame);
     bool limitReached() const
     {
@@ -65,10 +64,10 @@ private:
 
     mutable std::mutex m_lock;  // everything below
     StreamStatistics m_statistics;
-    FrameKeeper m_keeper;
+    FirstAndLastFrame m_saved;
     std::uint64_t m_frames = 0;
     std::uint64_t m_lastEventUs;
     std::exception_ptr m_problem;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::tool

@@ -19,7 +19,7 @@ constexpr int kDefaultRate = 30;           // frames per second, the default of 
 
 }  // namespace
 
-RoomCamera::RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode)
+RoomCamera::RoomCamera(const std::vector<std::string> &components, const tool::ModeRequest &mode)
     : m_source(kDefaultRate)
 {
     for (const RoomComponent &component : kComponents) {
@@ -28,7 +28,7 @@ RoomCamera::RoomCamera(const std::vector<std::string> &components, const ModeReq
     }
     const std::vector<typedefNubrixFrameMode> &offered =
         m_source.modes(m_components.front().streamType);
-    const auto found = findMode(offered, mode, offered.front().pixelFormat);
+    const auto found = tool::findMode(offered, mode, offered.front().pixelFormat);
     if (!found)
         throw std::runtime_error(explainMissingMode(offered, mode));
     m_mode = *found;
@@ -62,7 +62,7 @@ std::string RoomCamera::summary() const
     std::string names;
     for (const RoomComponent &component : m_components)
         names += std::string(names.empty() ? "" : ", ") + component.name;
-    return names + " at " + modeText(m_mode);
+    return names + " at " + tool::modeText(m_mode);
 }
 
 void RoomCamera::fill(std::uint32_t format, std::uint32_t frame, void *data)

@@ -25,7 +25,7 @@ class RoomCamera {
 public:
     /// `components` lists at least one name. Throws std::runtime_error with the available modes
     /// when the room does not have `mode`.
-    RoomCamera(const std::vector<std::string> &components, const ModeRequest &mode);
+    RoomCamera(const std::vector<std::string> &components, const tool::ModeRequest &mode);
 
     /// The caller sets the address and the serial number.
     simulator::SimulatedCameraSettings settings() const;

@@ -40,8 +40,8 @@ std::vector<std::string> componentsOf(const Options &options)
 
 void serve(const Options &options)
 {
-    const StopSignal stop;
-    RoomCamera room(componentsOf(options), *parseMode(options.mode));
+    const tool::StopSignal stop;
+    RoomCamera room(componentsOf(options), *tool::parseMode(options.mode));
     requireCameraPort(options.address);
     simulator::SimulatedCameraSettings settings = room.settings();
     settings.address = options.address;
@@ -76,7 +76,8 @@ int run(int argc, char **argv)
         ->capture_default_str();
     app.add_option("--mode", options.mode, "Size and frame rate, of all alike")
         ->check([](const std::string &text) {
-            return parseMode(text) ? "" : "'" + text + "' is not a mode; write it as 640x480@30";
+            return tool::parseMode(text) ? ""
+                                         : "'" + text + "' is not a mode; write it as 640x480@30";
         })
         ->capture_default_str();
     app.footer("Without --depth, --color and --ir: depth and colour.");

@@ -1,0 +1,110 @@
+// nubrix cloud: one depth frame as a point cloud.
+#include <iostream>
+#include <string>
+#include "Camera.h"
+#include "Failure.h"
+#include "commands/Command.h"
+#include "commands/FirstFrame.h"
+#include "commands/PinholeOptions.h"
+#include "output/FrameImage.h"
+
+namespace nubrix::tool {
+
+namespace {
+
+constexpr unsigned int kIntrinsics = 0x5600;  // plus the stream type: floats fx, fy, cx, cy
+
+DepthImage depthOf(const typedefNubrixFrame &frame)
+{
+    return {static_cast<const unsigned short *>(frame.data), static_cast<unsigned int>(frame.width),
+            static_cast<unsigned int>(frame.height), depthUnitMm(frame.pixelFormat)};
+}
+
+class CloudCommand final : public Command {
+public:
+    explicit CloudCommand(CLI::App &parent);
+    void run() override;
+
+private:
+    PointCloudFile cloudOf(Camera &camera, const typedefNubrixFrame &frame) const;
+    PointCloudFile colouredCloudOf(Camera &camera, const typedefNubrixFrame &frame) const;
+    Pinhole pinholeOf(Camera &camera) const;
+
+    std::string m_uri;
+    std::string m_out;
+    bool m_rgba = false;
+    PinholeOptions m_pinhole;
+};
+
+CloudCommand::CloudCommand(CLI::App &parent)
+    : Command(parent, "cloud", "Save a depth frame as a point cloud (binary PLY)"),
+      m_pinhole(app(), "the camera's intrinsics")
+{
+    addUri(m_uri);
+    app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
+    app().add_flag("--rgba", m_rgba,
+                   "Colour the points by depth. Uses the library's built-in camera, with y\n"
+                   "upwards and z towards the camera");
+}
+
+Pinhole CloudCommand::pinholeOf(Camera &camera) const
+{
+    float intrinsics[4] = {};
+    unsigned int size = sizeof(intrinsics);
+    if (!m_pinhole.complete() &&
+        camera.context().getDeviceProperty(camera.handle(), kIntrinsics + NUBRIX_STREAM_DEPTH,
+                                           intrinsics, &size) != 0)
+        throw Failure("the camera reports no intrinsics; set --fx, --fy, --cx and --cy");
+    return m_pinhole.over({intrinsics[0], intrinsics[1], intrinsics[2], intrinsics[3]});
+}
+
+PointCloudFile CloudCommand::cloudOf(Camera &camera, const typedefNubrixFrame &frame) const
+{
+    if (!isDepth(frame.pixelFormat))
+        throw Failure("depths of this pixel format have no unit: choose another mode");
+    return pinholeCloud(camera.context(), depthOf(frame), m_pinhole.scale(), pinholeOf(camera));
+}
+
+PointCloudFile CloudCommand::colouredCloudOf(Camera &camera, const typedefNubrixFrame &frame) const
+{
+    if (!isDepth(frame.pixelFormat) || frame.pixelFormat == NUBRIX_PIXEL_DEPTH_MM)
+        throw Failure(
+            "depths of this pixel format cannot be coloured: choose a mode with fractions");
+    const DepthImage image = depthOf(frame);
+    PointCloudFile cloud;
+    cloud.points.resize(std::size_t{image.width} * image.height);
+    cloud.colours.resize(cloud.points.size());
+    camera.context().convertDepthToPointCloudWithRGBA(
+        image.depth, image.width, image.height, m_pinhole.scale(), 0, 0, 0, 0, cloud.points.data(),
+        cloud.colours.data(), frame.pixelFormat, false);
+    cloud.comments = {axesComment(m_pinhole.scale(), "x right, y up, z towards the camera"),
+                      "colours: depth, from near (blue) to far (red)"};
+    return cloud;
+}
+
+void CloudCommand::run()
+{
+    Session session;
+    Camera camera(session, m_uri);
+    const FirstFrame first(camera, *streamKind("depth"));
+    const typedefNubrixFrame &frame = first.frame();
+    const std::size_t points =
+        writePly(m_out, m_rgba ? colouredCloudOf(camera, frame) : cloudOf(camera, frame));
+    if (json()) {
+        printJson({{"file", m_out},
+                   {"points", points},
+                   {"width", frame.width},
+                   {"height", frame.height}});
+    } else {
+        std::cout << "saved " << m_out << ", " << points << " points\n";
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<Command> makeCloudCommand(CLI::App &parent)
+{
+    return std::make_unique<CloudCommand>(parent);
+}
+
+}  // namespace nubrix::tool

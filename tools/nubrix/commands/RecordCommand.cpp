@@ -1,0 +1,324 @@
+// nubrix record: records streams of a camera into a file.
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Camera.h"
+#include "Failure.h"
+#include "StopSignal.h"
+#include "StreamStatistics.h"
+#include "commands/Command.h"
+#include "commands/RecordSummary.h"
+#include "commands/StreamRun.h"
+#include "commands/StreamSelection.h"
+#include "output/ProgressBar.h"
+
+namespace nubrix::tool {
+
+namespace {
+
+constexpr int kRecordTickMs = 200;
+// Short, because a frame that arrives just before a wait begins does not end the wait.
+constexpr int kRecordWaitMs = 20;
+constexpr std::uint64_t kGrowthTimeoutUs = 5000000;
+constexpr std::uint64_t kFullDiskTimeoutUs = 2000000;
+
+/// A recorder and its open streams. The destructor closes them in the order that the library needs.
+class Recording {
+public:
+    Recording(Camera &camera, const std::string &path);
+    ~Recording();
+    Recording(const Recording &) = delete;
+    Recording &operator=(const Recording &) = delete;
+
+    void add(const StreamKind &kind);
+    void start();
+    void stop() { context().recorderStop(m_recorder); }
+
+    /// Waits for a frame; for a tick or until `stop` when the camera is gone.
+    void waitForFrame(const StopSignal &stop);
+    /// Adds the frames that have arrived, because the file does not store their frame index.
+    void addSeenFrames(RecordStatistics &statistics);
+    /// Throws a Failure when the camera is gone or unresponsive.
+    void checkCamera() { waitForStreams(context(), m_streams, 0); }
+
+private:
+    NubrixBaseContext &context() { return m_camera.context(); }
+
+    Camera &m_camera;
+    std::vector<NubrixStream *> m_streams;
+    std::vector<unsigned int> m_types;  // of the streams
+    NubrixRecord *m_recorder = nullptr;
+};
+
+Recording::Recording(Camera &camera, const std::string &path) : m_camera(camera)
+{
+    require("createRecorder (" + path + ")",
+            [&] { return context().createRecorder(path.c_str(), &m_recorder); });
+}
+
+Recording::~Recording()
+{
+    stop();
+    for (NubrixStream *stream : m_streams)
+        context().closeStream(stream);
+    context().destroyRecorder(m_recorder);
+}
+
+void Recording::add(const StreamKind &kind)
+{
+    NubrixStream *stream = nullptr;
+    require(std::string("openStream (") + kind.name + ")", [&] {
+        return context().openStream(m_camera.handle(), kind.type, &stream, nullptr, nullptr);
+    });
+    m_streams.push_back(stream);
+    m_types.push_back(kind.type);
+    require(std::string("recorderAttachStream (") + kind.name + ")",
+            [&] { return context().recorderAttachStream(m_recorder, stream); });
+}
+
+void Recording::start()
+{
+    require("recorderStart", [&] { return context().recorderStart(m_recorder); });
+}
+
+void Recording::waitForFrame(const StopSignal &stop)
+{
+    try {
+        waitForStreams(context(), m_streams, kRecordWaitMs);
+    } catch (const Failure &) {
+        stop.wait(kRecordTickMs);  // the next check of the camera reports it
+    }
+}
+
+void Recording::addSeenFrames(RecordStatistics &statistics)
+{
+    for (std::size_t i = 0; i < m_streams.size(); ++i) {
+        typedefNubrixFrame *frame = nullptr;
+        if (context().readFrame(m_streams[i], &frame, 0) != 0)
+            continue;
+        statistics.addSeenFrame(m_types[i],
+                                frame->timestampLow | std::uint64_t{frame->timestampHigh} << 32U,
+                                frame->frameIndex);
+        context().releaseFrame(frame);
+    }
+}
+
+/// The record file while the recorder writes it.
+class GrowingRecord {
+public:
+    /// Throws a Failure when the file cannot be read.
+    GrowingRecord(std::string path, const std::vector<StreamKind> &kinds)
+        : m_path(std::move(path)), m_kinds(kinds)
+    {
+        openRecords(m_reader, m_path);
+    }
+
+    /// Reads the new records. Throws a Failure when the file is gone or has stopped growing.
+    void update(std::uint64_t nowUs);
+    /// "3.2 s  41.0 MB  color 96 (0 missing)".
+    std::string line(double seconds) const;
+    RecordStatistics &statistics() { return m_statistics; }
+    /// Whether every stream has this many frames.
+    bool has(std::uint64_t frames) const;
+
+private:
+    void checkGrowth(std::uint64_t idleUs) const;
+
+    const std::string m_path;
+    const std::vector<StreamKind> &m_kinds;
+    RecordReader m_reader;
+    RecordStatistics m_statistics;
+    std::uint64_t m_size = 0;
+    std::uint64_t m_grownUs = 0;
+};
+
+void GrowingRecord::update(std::uint64_t nowUs)
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(m_path, error);
+    if (error)
+        throw Failure(m_path + " is gone: " + error.message());
+    if (size != m_size || m_grownUs == 0)
+        m_grownUs = nowUs;
+    m_size = size;
+    if (m_reader.update() != 0)
+        throw Failure(m_path + ": " + m_reader.errorText());
+    m_statistics.addNewRecords(m_reader, m_path);
+    checkGrowth(nowUs - m_grownUs);
+}
+
+std::string GrowingRecord::line(double seconds) const
+{
+    char time[32];
+    std::snprintf(time, sizeof(time), "%.1f s  ", seconds);
+    std::string text = time + bytesText(m_size);
+    for (const StreamKind &kind : m_kinds) {
+        const RecordedStreamFigures figures = m_statistics.stream(kind.type);
+        text += "  " + figures.name + ' ' + std::to_string(figures.records) + " (" +
+                std::to_string(figures.missing) + " missing)";
+    }
+    return text;
+}
+
+bool GrowingRecord::has(std::uint64_t frames) const
+{
+    return std::all_of(m_kinds.begin(), m_kinds.end(), [&](const StreamKind &kind) {
+        return m_statistics.stream(kind.type).records >= frames;
+    });
+}
+
+void GrowingRecord::checkGrowth(std::uint64_t idleUs) const
+{
+    if (idleUs <= kFullDiskTimeoutUs)
+        return;
+    std::error_code error;
+    const auto space = std::filesystem::space(m_path, error);
+    if (!error && space.available == 0)
+        throw Failure("no space left for " + m_path);
+    if (idleUs > kGrowthTimeoutUs) {
+        throw Failure(m_path + " has not grown for " + std::to_string(kGrowthTimeoutUs / 1000000) +
+                      " s: no frames arrive, or the file has reached its largest size");
+    }
+}
+
+class RecordCommand final : public Command {
+public:
+    explicit RecordCommand(CLI::App &parent);
+    void run() override;
+
+private:
+    /// Returns the failure that ended the recording early, empty if there was none, and the frames
+    /// that it has seen.
+    std::string record(Camera &camera, const std::vector<StreamKind> &kinds, const StopSignal &stop,
+                       RecordStatistics &seen) const;
+    void monitor(Recording &recording, GrowingRecord &file, const StopSignal &stop) const;
+    bool isFinished(const GrowingRecord &file, double seconds) const;
+    void check(const RecordSummary &summary) const;
+    void report(const RecordSummary &summary, const std::string &problem) const;
+
+    StreamSelection m_selection;
+    std::string m_uri;
+    std::string m_out;
+};
+
+RecordCommand::RecordCommand(CLI::App &parent)
+    : Command(parent, "record", "Record streams into a file, and show what it contains afterwards"),
+      m_selection(app())
+{
+    addUri(m_uri);
+    app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
+    app().footer(
+        "Without --seconds and --frames it records until Ctrl-C. Exit status 1 when a frame\n"
+        "is missing or the file is damaged.");
+}
+
+void RecordCommand::run()
+{
+    const StopSignal stop;
+    std::signal(SIGXFSZ, SIG_IGN);  // a write beyond the file size limit fails instead
+    std::string problem;
+    RecordStatistics seen;
+    {
+        Session session;
+        Camera camera(session, m_uri);
+        problem = record(camera, m_selection.choose(camera), stop, seen);
+    }
+    RecordSummary summary;
+    try {
+        summary = RecordSummary::of(m_out, std::move(seen));
+    } catch (const Failure &failure) {
+        throw Failure(problem.empty() ? failure.what() : problem);
+    }
+    report(summary, problem);
+    if (!problem.empty())
+        throw Failure(problem);
+    check(summary);
+}
+
+std::string RecordCommand::record(Camera &camera, const std::vector<StreamKind> &kinds,
+                                  const StopSignal &stop, RecordStatistics &seen) const
+{
+    Recording recording(camera, m_out);
+    GrowingRecord file(m_out, kinds);
+    for (const StreamKind &kind : kinds)
+        recording.add(kind);
+    recording.start();
+    std::string problem;
+    try {
+        monitor(recording, file, stop);
+    } catch (const Failure &failure) {
+        problem = failure.what();
+    }
+    recording.stop();
+    recording.addSeenFrames(file.statistics());  // the last frame of each stream
+    seen = std::move(file.statistics());
+    return problem;
+}
+
+void RecordCommand::monitor(Recording &recording, GrowingRecord &file, const StopSignal &stop) const
+{
+    const LiveLine live(!json());
+    const std::uint64_t startUs = monotonicUs();
+    std::uint64_t lastTickUs = startUs;
+    while (!stop.requested()) {
+        recording.waitForFrame(stop);
+        recording.addSeenFrames(file.statistics());
+        const std::uint64_t nowUs = monotonicUs();
+        if (nowUs - lastTickUs < std::uint64_t{kRecordTickMs} * 1000)
+            continue;
+        lastTickUs = nowUs;
+        const double seconds = static_cast<double>(nowUs - startUs) / 1e6;
+        file.update(nowUs);
+        live.draw(file.line(seconds));
+        if (isFinished(file, seconds))
+            return;
+        recording.checkCamera();
+    }
+}
+
+bool RecordCommand::isFinished(const GrowingRecord &file, double seconds) const
+{
+    return (m_selection.seconds() > 0 && seconds >= m_selection.seconds()) ||
+           (m_selection.frames() != 0 && file.has(m_selection.frames()));
+}
+
+/// Throws a Failure when a frame is missing or the file is damaged.
+void RecordCommand::check(const RecordSummary &summary) const
+{
+    if (!summary.problem.empty())
+        throw Failure(m_out + " is damaged: " + summary.problem);
+    for (const RecordedStreamFigures &figures : summary.streams) {
+        if (figures.missing != 0 || figures.gaps.value_or(0) != 0)
+            throw Failure("frames of " + figures.name + " are missing");
+    }
+    if (summary.records == 0)
+        throw Failure("no frame arrived");
+}
+
+void RecordCommand::report(const RecordSummary &summary, const std::string &problem) const
+{
+    if (json()) {
+        Json report = summary.json();
+        report["file"] = m_out;
+        if (!problem.empty())
+            report["error"] = problem;
+        printJson(report);
+        return;
+    }
+    std::cout << summary.text() << "recorded " << m_out << '\n';
+}
+
+}  // namespace
+
+std::unique_ptr<Command> makeRecordCommand(CLI::App &parent)
+{
+    return std::make_unique<RecordCommand>(parent);
+}
+
+}  // namespace nubrix::tool

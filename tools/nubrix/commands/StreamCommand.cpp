@@ -1,0 +1,161 @@
+// nubrix stream: runs streams of a camera and reports their figures.
+#include <unistd.h>
+#include <cmath>
+#include <iostream>
+#include <string>
+#include <vector>
+#include "Camera.h"
+#include "Failure.h"
+#include "StreamStatistics.h"
+#include "commands/Command.h"
+#include "commands/StreamRun.h"
+#include "commands/StreamSelection.h"
+#include "output/OutputFile.h"
+#include "output/StreamTable.h"
+
+namespace nubrix::tool {
+
+namespace {
+
+class StreamCommand final : public Command {
+public:
+    explicit StreamCommand(CLI::App &parent);
+    void run() override;
+
+private:
+    struct Result {
+        std::vector<StreamRow> rows;
+        std::vector<std::vector<std::string>> saved;  // the paths of each stream
+        std::string problem;                          // empty on success
+    };
+
+    StreamRun::Readers openStreams(Camera &camera, const StopSignal &stop) const;
+    Result stream(Camera &camera, const StopSignal &stop) const;
+    void save(const StreamRun::Readers &readers, Result &result) const;
+    void reportJson(const Result &result) const;
+    static void reportText(const Result &result);
+    static std::vector<StreamRow> rowsOf(const StreamRun::Readers &readers);
+
+    std::string m_uri;
+    StreamSelection m_selection;
+    bool m_byCallback = false;
+    bool m_byPolling = false;
+    std::string m_folder;  // empty: save nothing
+};
+
+StreamCommand::StreamCommand(CLI::App &parent)
+    : Command(
+          parent, "stream",
+          "Run streams and report their figures: frames, frames/s, gaps in the frame index, lost\n"
+          "and damaged frames, age of the frames from capture to arrival"),
+      m_selection(app())
+{
+    addUri(m_uri);
+    CLI::App &options = app();
+    CLI::Option *callback = options.add_flag("--callback", m_byCallback,
+                                             "Let the library call for each frame (the default)");
+    options.add_flag("--poll", m_byPolling, "Wait for frames and read them")->excludes(callback);
+    options.add_option("--save", m_folder, "Save the first and the last frame of each stream here")
+        ->type_name("DIR");
+    options.footer("Without --seconds and --frames it runs until Ctrl-C.");
+}
+
+void StreamCommand::run()
+{
+    // Created first, so that Ctrl-C ends everything below cleanly.
+    const StopSignal stop;
+    if (!m_folder.empty())
+        makeFolder(m_folder);
+    Session session;
+    Camera camera(session, m_uri);
+    const Result result = stream(camera, stop);
+    if (json())
+        reportJson(result);
+    else
+        reportText(result);
+    if (!result.problem.empty())
+        throw Failure(result.problem);
+}
+
+StreamRun::Readers StreamCommand::openStreams(Camera &camera, const StopSignal &stop) const
+{
+    const StreamReader::Options options = {!m_byPolling, !m_folder.empty(), m_selection.frames()};
+    StreamRun::Readers readers;
+    for (const StreamKind &kind : m_selection.choose(camera))
+        readers.push_back(std::make_unique<StreamReader>(camera, kind, options, stop));
+    return readers;
+}
+
+StreamCommand::Result StreamCommand::stream(Camera &camera, const StopSignal &stop) const
+{
+    StreamRun::Readers readers = openStreams(camera, stop);
+    StreamTable table;
+    const bool live = !json() && isatty(STDOUT_FILENO) == 1;
+    const auto onTick = [&] {
+        if (live)
+            table.drawLive(rowsOf(readers), monotonicUs());
+    };
+    Result result;
+    result.problem =
+        StreamRun(camera.context(), readers, stop, {!m_byPolling, m_selection.seconds(), onTick})
+            .run();
+    for (const auto &reader : readers)
+        reader->close();
+    table.clearLive();
+    result.rows = rowsOf(readers);
+    save(readers, result);
+    return result;
+}
+
+void StreamCommand::save(const StreamRun::Readers &readers, Result &result) const
+{
+    for (const auto &reader : readers)
+        result.saved.push_back(m_folder.empty() ? std::vector<std::string>()
+                                                : reader->save(m_folder));
+}
+
+void StreamCommand::reportJson(const Result &result) const
+{
+    Json report = {{"streams", Json::array()}};
+    for (std::size_t i = 0; i < result.rows.size(); ++i) {
+        const StreamFigures &figures = result.rows[i].figures;
+        Json stream = {{"type", result.rows[i].name},
+                       {"frames", figures.frames},
+                       {"fps", std::round(figures.framesPerSecond * 100) / 100},
+                       {"gaps", figures.gaps},
+                       {"lost", figures.lost},
+                       {"damaged", figures.damaged},
+                       {"age_us", {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}}}};
+        if (!m_folder.empty())
+            stream["saved"] = result.saved[i];
+        report["streams"].push_back(stream);
+    }
+    if (!result.problem.empty())
+        report["error"] = result.problem;
+    printJson(report);
+}
+
+void StreamCommand::reportText(const Result &result)
+{
+    std::cout << StreamTable::summary(result.rows);
+    for (const auto &paths : result.saved)
+        for (const std::string &path : paths)
+            std::cout << "saved " << path << '\n';
+}
+
+std::vector<StreamRow> StreamCommand::rowsOf(const StreamRun::Readers &readers)
+{
+    std::vector<StreamRow> rows;
+    for (const auto &reader : readers)
+        rows.push_back({reader->kind().name, reader->figures()});
+    return rows;
+}
+
+}  // namespace
+
+std::unique_ptr<Command> makeStreamCommand(CLI::App &parent)
+{
+    return std::make_unique<StreamCommand>(parent);
+}
+
+}  // namespace nubrix::tool

@@ -1,0 +1,109 @@
+#include "doctor/LibraryChecks.h"
+
+#include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+#include "nubrix/nubrix.h"
+
+namespace nubrix::tool {
+
+namespace {
+
+std::string pathOf(void *handle)
+{
+    struct link_map *map = nullptr;
+    if (dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr)
+        return "unknown path";
+    return map->l_name;
+}
+
+/// Loads the plug-in again, as the library did, to get the reason of the failure.
+std::string whyNotLoaded(const std::string &path)
+{
+    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        const char *error = dlerror();
+        return error ? error : path;
+    }
+    const bool entry = dlsym(library, "driverInstance") != nullptr;
+    dlclose(library);
+    if (!entry)
+        return path + ": it has no function \"driverInstance\"";
+    return path + ": the library rejected it; '--verbose' shows the log";
+}
+
+}  // namespace
+
+std::string libraryPath()
+{
+    Dl_info info = {};
+    if (dladdr(dlsym(RTLD_DEFAULT, "ContextFactory"), &info) == 0 || info.dli_fname == nullptr)
+        return {};
+    return info.dli_fname;
+}
+
+std::string pluginPath(const std::string &name)
+{
+    const std::string library = libraryPath();
+    return library.substr(0, library.rfind('/') + 1) + name;
+}
+
+std::vector<PluginState> pluginStates()
+{
+    std::vector<PluginState> states;
+    const auto add = [&](const char *name, void *handle) {
+        const std::string path = pluginPath(name);
+        if (handle != nullptr)
+            states.push_back({name, true, false, pathOf(handle)});
+        else if (access(path.c_str(), F_OK) != 0)
+            states.push_back({name, false, true, path + ": no such file"});
+        else
+            states.push_back({name, false, false, whyNotLoaded(path)});
+    };
+    add(kUsbPlugin, libUvcDriverHandle);
+    add("libNubrixNetDriver.so", libNetDriverHandle);
+    return states;
+}
+
+namespace {
+
+using State = Finding::State;
+
+}  // namespace
+
+Findings checkLibrary()
+{
+    return {{"library", State::kGood, libraryPath()}};
+}
+
+Findings checkPlugins(const std::vector<PluginState> &plugins)
+{
+    Findings findings;
+    for (const PluginState &plugin : plugins) {
+        if (plugin.loaded) {
+            findings.push_back({"driver", State::kGood, plugin.detail});
+        } else if (plugin.missing && plugin.name != kUsbPlugin) {
+            findings.push_back({"driver", State::kNote, "not installed: " + plugin.name,
+                                "install it next to the library if you need it"});
+        } else {
+            findings.push_back({"driver", State::kProblem, "not loaded: " + plugin.detail,
+                                plugin.missing
+                                    ? "install it next to the library"
+                                    : "install the version that belongs to the library"});
+        }
+    }
+    return findings;
+}
+
+Findings checkLog()
+{
+    const std::string path = pluginPath("libNubrixLogDriver.so");
+    void *log = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (log == nullptr)
+        return {{"log", State::kNote, "not loaded, so the library logs nothing: " + path,
+                 "install libNubrixLogDriver.so next to the library"}};
+    dlclose(log);
+    return {{"log", State::kGood, path}};
+}
+
+}  // namespace nubrix::tool
