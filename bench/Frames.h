@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/Ratio.h"
-#include "utils/CpuFeatures.h"
+#include "cpu/CpuFeatures.h"
 
 namespace nubrix::bench {
 

@@ -5,7 +5,7 @@
 #include "base/ErrorNumber.h"
 #include "base/xp.h"
 #include "context/ContextGuards.h"
-#include "utils/BitmapFile.h"
+#include "image/BitmapFile.h"
 
 namespace nubrix {
 

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "cpu/KernelInline.h"
 #include "image/ByteOrders.h"
-#include "utils/KernelInline.h"
 
 namespace nubrix {
 

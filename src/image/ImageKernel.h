@@ -3,9 +3,9 @@
 
 #include <cstddef>
 
+#include "cpu/CpuFeatures.h"
 #include "image/TurnPlain.h"
 #include "nubrix/image.h"
-#include "utils/CpuFeatures.h"
 
 namespace nubrix {
 

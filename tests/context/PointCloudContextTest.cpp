@@ -12,7 +12,7 @@
 #include "base/LogCall.h"
 #include "context/Context.h"
 #include "device/Device.h"
-#include "tests/utils/CloudImages.h"
+#include "tests/cloud/CloudImages.h"
 
 namespace nubrix {
 
