@@ -12,8 +12,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "checksum/Crc32Kernel.h"
-#include "cpu/KernelInline.h"
+#include "checksum/Crc32.h"
+#include "cpu/CpuFeatures.h"
 
 namespace nubrix {
 

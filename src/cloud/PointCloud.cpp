@@ -4,7 +4,6 @@
 #include <thread>
 
 #include "cloud/PointCloudKernel.h"
-#include "cloud/PointCloudPlain.h"
 #include "image/ColorBoard.h"
 
 namespace nubrix {

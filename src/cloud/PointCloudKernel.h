@@ -1,4 +1,5 @@
-// What a vectorised conversion to a point cloud is asked, the same for both clouds.
+// How a depth image becomes a point cloud: as a job for a vectorised kernel, the same for both
+// kinds of cloud, or by the plain formulas.
 #pragma once
 
 #include "cloud/PointCloud.h"
@@ -53,5 +54,22 @@ const CloudKernel *cloudKernelOf(InstructionSet set);
 /// Runs a job. False: there is no kernel or it does not take such a job; nothing was done, use the
 /// plain formulas.
 bool runCloudKernel(const CloudKernel *kernel, const CloudJob &job);
+
+/// What is added to a pixel's column and row before it is projected, by the width of the image.
+struct CloudOffset {
+    unsigned int column, row;
+};
+CloudOffset cloudOffset(unsigned int width);
+
+/// convertToPointCloud for a camera whose numbers are all above 0.
+void plainCloud(const unsigned short *depth, unsigned int width, unsigned int height,
+                const CloudCamera &camera, typedefNubrixPoint3D *points, unsigned int pixelType,
+                bool limitRange);
+
+/// convertRowsWithColours.
+void plainCloudWithColours(const unsigned short *depth, unsigned int width, unsigned int rowBegin,
+                           unsigned int rowEnd, const CloudCamera &camera,
+                           typedefNubrixPoint3D *points, typedefNubrixRGBA *colours,
+                           unsigned int pixelType);
 
 }  // namespace nubrix

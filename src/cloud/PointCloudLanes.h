@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "cloud/PointCloudKernel.h"
-#include "cpu/KernelInline.h"
+#include "cpu/CpuFeatures.h"
 #include "image/ColorBoard.h"
 
 namespace nubrix {

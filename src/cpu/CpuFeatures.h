@@ -1,7 +1,12 @@
-// Which instruction set the vectorised functions use.
+// Which instruction set the vectorised functions use, and how their kernels are declared.
 #pragma once
 
 #include <cstddef>
+
+/// Marks a function of a kernel, which is compiled once for each instruction set. It is inlined
+/// wherever it is called, also without optimisation: no copy may be left that the linker could use
+/// in place of another instruction set's.
+#define NUBRIX_KERNEL_INLINE [[gnu::always_inline]] static inline
 
 namespace nubrix {
 

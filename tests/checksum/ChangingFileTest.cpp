@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "checksum/Crc32Plain.h"
+#include "checksum/Crc32.h"
 #include "nubrix/checksum.h"
 #include "tests/TemporaryFolder.h"
 

@@ -9,7 +9,7 @@
 #include <random>
 #include <string>
 
-#include "checksum/Crc32Plain.h"
+#include "checksum/Crc32.h"
 #include "nubrix/checksum.h"
 #include "nubrix/context.h"
 #include "tests/TemporaryFolder.h"

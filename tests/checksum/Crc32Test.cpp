@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "checksum/Crc32Kernel.h"
-#include "checksum/Crc32Plain.h"
 #include "cpu/CpuFeatures.h"
 #include "tests/GuardedBytes.h"
 #include "tests/checksum/SoftCrc32.h"

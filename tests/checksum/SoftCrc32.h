@@ -1,7 +1,7 @@
 // The folding of a CRC that the vectorised forms share, with multiplications bit by bit.
 #pragma once
 
-#include "checksum/Crc32Kernel.h"
+#include "checksum/Crc32.h"
 
 namespace nubrix {
 

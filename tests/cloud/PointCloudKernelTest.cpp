@@ -7,7 +7,6 @@
 #include <limits>
 #include <ostream>
 
-#include "cloud/PointCloudPlain.h"
 #include "image/ColorBoard.h"
 #include "tests/cloud/CloudImages.h"
 #include "tests/cloud/WideLanes.h"

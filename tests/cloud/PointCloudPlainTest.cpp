@@ -1,5 +1,5 @@
 // The plain formulas, by hand.
-#include "cloud/PointCloudPlain.h"
+#include "cloud/PointCloudKernel.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <limits>
 
-#include "cloud/PointCloudPlain.h"
+#include "cloud/PointCloudKernel.h"
 #include "image/ColorBoard.h"
 #include "tests/cloud/CloudImages.h"
 

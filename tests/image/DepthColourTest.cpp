@@ -5,7 +5,7 @@
 #include <cstring>
 #include <random>
 
-#include "image/DepthColourPlain.h"
+#include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/GuardedBytes.h"
 

@@ -1,4 +1,4 @@
-#include "image/YuvPlain.h"
+#include "image/ImagePlain.h"
 
 #include <algorithm>
 
@@ -29,6 +29,42 @@ void store(unsigned char *rgb, const RGB888Pixel &pixel)
 }
 
 }  // namespace
+
+template <class T>
+void PlainTurns<T>::clockwise90(const T *source, std::size_t width, std::size_t height,
+                                T *destination)
+{
+    for (std::size_t column = 0; column < width; ++column) {
+        for (std::size_t row = height; row-- > 0;)
+            *destination++ = source[row * width + column];
+    }
+}
+
+template <class T>
+void PlainTurns<T>::anticlockwise90(const T *source, std::size_t width, std::size_t height,
+                                    T *destination)
+{
+    for (std::size_t column = width; column-- > 0;) {
+        for (std::size_t row = 0; row < height; ++row)
+            *destination++ = source[row * width + column];
+    }
+}
+
+template <class T>
+void PlainTurns<T>::reverse(const T *source, std::size_t count, T *destination)
+{
+    std::reverse_copy(source, source + count, destination);
+}
+
+template <class T>
+void PlainTurns<T>::mirrorRow(T *row, std::size_t width)
+{
+    std::reverse(row, row + width);
+}
+
+template struct PlainTurns<unsigned char>;
+template struct PlainTurns<BytePair>;
+template struct PlainTurns<RGB888Pixel>;
 
 RGB888Pixel plainPixelOf8Bits(int y, int u, int v)
 {
@@ -85,6 +121,36 @@ void plainUyvyGroups(unsigned char *rgb, const unsigned char *uyvy, std::size_t 
     for (std::size_t i = 0; i < groups; ++i, uyvy += 4, rgb += 6) {
         store(rgb, plainPixelOf8Bits(uyvy[1], uyvy[0], uyvy[2]));
         store(rgb + 3, plainPixelOf8Bits(uyvy[3], uyvy[0], uyvy[2]));
+    }
+}
+
+void plainHistogram(float *histogram, int size, const unsigned short *depth, std::size_t pixels)
+{
+    std::fill(histogram, histogram + std::max(size, 0), 0.0F);
+    std::size_t counted = 0;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        // Kept: nothing compares the depth with the size. See docs/oddities.md.
+        if (depth[i] != 0) {
+            histogram[depth[i]] += 1.0F;
+            ++counted;
+        }
+    }
+    for (int i = 1; i < size; ++i)
+        histogram[i] += histogram[i - 1];
+    if (counted == 0)
+        return;
+    for (int i = 1; i < size; ++i)
+        histogram[i] = (1.0F - histogram[i] / static_cast<float>(counted)) * 256.0F;
+}
+
+void plainColours(RGB888Pixel *rgb, const unsigned short *depth, std::size_t pixels,
+                  const float *histogram)
+{
+    for (std::size_t i = 0; i < pixels; ++i) {
+        if (depth[i] == 0)
+            continue;
+        const auto level = static_cast<unsigned char>(static_cast<int>(histogram[depth[i]]));
+        rgb[i] = {level, level, 0};
     }
 }
 
