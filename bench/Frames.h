@@ -70,7 +70,7 @@ void compare(benchmark::State &state, Frames &frames, const Job &job, const Peer
             benchmark::ClobberMemory();
         }
     };
-    measureBeside(
+    measureAgainst(
         state, static_cast<int>(frames.count()), [&] { run(job); }, [&] { run(peer); });
     state.SetLabel(nameOf(instructionSet()));
 }

@@ -1,4 +1,4 @@
-// CRC-32 and MD5 of frames of 16 bits a pixel, and the CRC-32 of a file, beside memcpy and beside
+// CRC-32 and MD5 of frames of 16 bits a pixel, and the CRC-32 of a file, compared with memcpy and
 // the libraries that are installed.
 #include <fcntl.h>
 #include <unistd.h>
@@ -114,7 +114,7 @@ void BM_Crc32_File_Isal(benchmark::State &state)
     std::vector<unsigned char> piece(256 * 1024);
     unsigned int ours = 0;
     unsigned int theirs = 0;
-    nubrix::bench::measureBeside(
+    nubrix::bench::measureAgainst(
         state, 1, [&] { calculateCRC32(path, ours); },
         [&] { theirs = isalCrc32OfFile(path, piece); });
     if (ours != theirs)

@@ -1,5 +1,5 @@
-// The conversions to point clouds beside a memcpy of the bytes that they write (12 a pixel, 28 with
-// colours), to the same place. NUBRIX_CPU chooses the instruction set.
+// The conversions to point clouds compared with a memcpy of the bytes that they write (12 a pixel,
+// 28 with colours), to the same place. NUBRIX_CPU chooses the instruction set.
 #include <cstring>
 #include <random>
 #include <vector>
@@ -10,8 +10,8 @@
 
 namespace {
 
-struct Picture {
-    explicit Picture(const benchmark::State &state)
+struct Buffers {
+    explicit Buffers(const benchmark::State &state)
         : width(static_cast<unsigned int>(state.range(0))),
           height(static_cast<unsigned int>(state.range(1))),
           depth(width * height),
@@ -51,32 +51,32 @@ void tellInstructions(benchmark::State &state)
 
 void BM_PointCloud_Plain(benchmark::State &state)
 {
-    Picture picture(state);
-    nubrix::bench::measureBeside(
+    Buffers buffers(state);
+    nubrix::bench::measureAgainst(
         state, 1,
         [&] {
-            nubrix::convertToPointCloud(picture.depth.data(), picture.width, picture.height,
-                                        {1000, 425, 425, 320, 240}, picture.points.data(), 1, true);
+            nubrix::convertToPointCloud(buffers.depth.data(), buffers.width, buffers.height,
+                                        {1000, 425, 425, 320, 240}, buffers.points.data(), 1, true);
             benchmark::ClobberMemory();
         },
-        [&] { copy(picture.points, picture.otherPoints); });
+        [&] { copy(buffers.points, buffers.otherPoints); });
     tellInstructions(state);
 }
 
 void BM_PointCloud_WithColours(benchmark::State &state)
 {
-    Picture picture(state);
-    nubrix::bench::measureBeside(
+    Buffers buffers(state);
+    nubrix::bench::measureAgainst(
         state, 1,
         [&] {
-            nubrix::convertToPointCloudWithColours(picture.depth.data(), picture.width,
-                                                   picture.height, 1000, picture.points.data(),
-                                                   picture.colours.data(), 1);
+            nubrix::convertToPointCloudWithColours(buffers.depth.data(), buffers.width,
+                                                   buffers.height, 1000, buffers.points.data(),
+                                                   buffers.colours.data(), 1);
             benchmark::ClobberMemory();
         },
         [&] {
-            copy(picture.points, picture.otherPoints);
-            copy(picture.colours, picture.otherColours);
+            copy(buffers.points, buffers.otherPoints);
+            copy(buffers.colours, buffers.otherColours);
         });
     tellInstructions(state);
 }

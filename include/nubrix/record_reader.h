@@ -2,11 +2,11 @@
 //
 // A record file is a row of records, each a tag of 26 bytes and the pixels of one frame. It has no
 // head, no table of contents and no end mark, so a recording that a crash, a full disk or a kill
-// ended early is as good as any other up to its last whole record. docs/recording.md tells the
-// format.
+// ended early is as good as any other up to its last complete record. docs/recording.md describes
+// the format.
 //
-// Nothing in a file is believed: whatever its bytes are, the reader gives the whole records it
-// finds and says where the rest went wrong and why.
+// Nothing in a file is trusted: whatever its bytes are, the reader returns the complete records it
+// finds and reports where the rest is damaged and why.
 #pragma once
 
 #include "nubrix/export.h"
@@ -73,9 +73,9 @@ private:
 /// pixels were not written in full.
 ///
 /// Operations that can fail return 0; -1 when the system refuses or the file has changed, -2 when
-/// no file is open, -4 for a null argument or a record that is not there. errorText then says what
-/// happened. No operation throws. Not thread-safe: one thread at a time uses a reader. Any number
-/// of readers may read one file, also while it is being recorded.
+/// no file is open, -4 for a null argument or a record that does not exist. errorText then states
+/// what happened. No operation throws. Not thread-safe: one thread at a time uses a reader. Any
+/// number of readers may read one file, also while it is being recorded.
 class NUBRIX_API RecordReader {
 public:
     RecordReader() noexcept;
@@ -125,7 +125,7 @@ public:
     /// Maps a record.
     int frame(unsigned int record, RecordFrame *frame) noexcept;
 
-    /// What the last operation that failed has to say. Valid until the next operation fails.
+    /// The error message of the last operation that failed. Valid until the next operation fails.
     const char *errorText() const noexcept;
 
 private:

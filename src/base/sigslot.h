@@ -146,7 +146,7 @@ public:
     {
         const lock_block<Policy> guard(*m_core);
         while (!m_core->m_connections.empty()) {
-            // Once each: a receiver that knows no signal any more may be gone the next moment.
+            // Once each: a receiver without any signal left may be destroyed at any time.
             receiver_base *const receiver = m_core->m_connections.front().receiver;
             m_core->erase(receiver);
             receiver->signal_disconnect(m_core.get());

@@ -12,8 +12,8 @@ struct CloudCamera {
 };
 
 /// Writes a point for each of the width * height pixels, row after row: x to the right, y
-/// downwards, z away from the camera, (0, 0, 0) where there is no depth. The pixel type says how a
-/// depth is packed: 1 in sixteenths, 2 in eighths, any other in quarters. With limitRange, depths
+/// downwards, z away from the camera, (0, 0, 0) where there is no depth. The pixel type defines how
+/// a depth is packed: 1 in sixteenths, 2 in eighths, any other in quarters. With limitRange, depths
 /// from 4095 (type 1), 8191 (type 2) or 16383 on count as none. A camera with any number that is
 /// not above 0 is replaced as a whole by (1000, 425, 425, 200, 320). Every instruction set gives
 /// the same bits. Thread-safe.

@@ -166,7 +166,7 @@ bool runCloudKernel(const CloudKernel *kernel, const CloudJob &job)
 
 CloudOffset cloudOffset(unsigned int width)
 {
-    // Kept: these widths are cut-outs of a larger picture. See docs/oddities.md.
+    // Kept: these widths are cut-outs of a larger image. See docs/oddities.md.
     switch (width) {
         case 284:
             return {25, 12};

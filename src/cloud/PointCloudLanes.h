@@ -21,8 +21,8 @@ struct VectorTypes {
     typedef unsigned short Raw __attribute__((vector_size(2 * N)));
 };
 
-/// N pixels in the compiler's own vectors. `Local` is a type of the including source that derives
-/// from this and hides what its instruction set does better.
+/// Operations on N pixels in the compiler's own vectors. `Local` is a type of the including source
+/// that derives from this and hides the operations that its instruction set does better.
 template <class Local, int N>
 struct VectorLanes {
     using Float = typename VectorTypes<N>::Float;
@@ -73,8 +73,8 @@ private:
         return Int{kIndices...};
     }
 
-    // N is no multiple of 3: the places of one component in the three vectors to be written are all
-    // different lanes. So each component is put in its lanes once, and the rest is blending.
+    // N is not a multiple of 3, so the values of one component have different lanes in the three
+    // output vectors: one shuffle puts them there, blending does the rest.
     static constexpr int pointIn(int lane, int component)
     {
         int point = 0;
@@ -153,7 +153,8 @@ private:
         const Float rowFactor = Lanes::allOf(static_cast<float>(row + m_job.rowOffset) - m_job.cy);
         unsigned int column = 0;
         if constexpr (kStreaming) {
-            // To where points can be streamed; the pixels before are converted by themselves.
+            // Up to the first address that can be streamed to; the pixels before it are converted
+            // apart.
             const auto address = reinterpret_cast<std::uintptr_t>(m_job.points + first);
             while ((address + column * sizeof(typedefNubrixPoint3D)) % sizeof(Float) != 0)
                 ++column;
@@ -164,7 +165,7 @@ private:
             convert<kStreaming>(first + column, columns, rowFactor);
             columns += Lanes::kCount;
         }
-        // What is left, together with pixels that were converted before.
+        // The rest, together with pixels that are already converted.
         if (column != m_job.width) {
             const unsigned int last = m_job.width - kCount;
             convert<false>(first + last, columnsFrom(last), rowFactor);
@@ -197,7 +198,7 @@ private:
             storeColours<kStreaming>(m_job.colours + pixel, depth, valid);
     }
 
-    // Frames that come from a pool are in no cache; where they are, this costs next to nothing.
+    // The frames of a pool are rarely in a cache; where they are, this costs next to nothing.
     [[gnu::always_inline]] inline void prefetch(std::size_t pixel) const
     {
         constexpr int kAhead = 512;  // bytes

@@ -11,7 +11,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr const char *kTunnelled = "NVTEVM";  // a location that stands for every camera behind it
+constexpr const char *kTunnelled = "NVTEVM";  // a location that stands for every camera on the link
 
 const char *orEmpty(const char *text)
 {
@@ -95,7 +95,7 @@ int Context::openDevice(const char *uri, NubrixDevice **handle)
         {
             const CriticalSectionScoped lock(*m_apiLock);
             if (m_devices.findIf([&](Device &device) { return device.deviceId() == path; })) {
-                // Kept: success, and the handle is left alone.
+                // Kept: success, and the handle is not written.
                 logPrint(kLogMilestone, "Device[%s] is already opened!", path.c_str());
                 return 0;
             }
@@ -176,7 +176,7 @@ int Context::closeDevice(NubrixDevice *handle)
     return inside([&] {
         std::shared_ptr<Device> device;
         const int refused = onDevice(handle, [&](Device &found) {
-            if (!found.beginClose())  // another thread closes it: gone for this one
+            if (!found.beginClose())  // another thread is closing it
                 return refuseDevice();
             device = found.shared_from_this();
             return 0;
@@ -196,7 +196,7 @@ int Context::closeDevice(NubrixDevice *handle)
             upgrader = m_upgrades.remove(handle);
             m_devices.remove(handle);
         }
-        m_upgrades.end(std::move(upgrader));  // may wait for a thread that calls the application
+        m_upgrades.end(std::move(upgrader));  // may wait for a thread that runs a callback
         logPrint(kLogMilestone, "Finish close device");
         return 0;
     });

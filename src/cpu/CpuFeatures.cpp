@@ -20,7 +20,7 @@ struct NamedSet {
     InstructionSet set;
 };
 
-// The best comes first.
+// Best first.
 constexpr NamedSet kSets[] = {
     {"avx512", InstructionSet::kAvx512},
     {"avx2", InstructionSet::kAvx2},

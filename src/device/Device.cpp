@@ -20,7 +20,7 @@ int Device::open(const char *uri)
     NubrixBaseDevice *driverDevice = nullptr;
     if (const int failed = m_driver.openDevice(uri, &driverDevice))
         return failed;
-    if (!driverDevice)  // a driver that says yes and gives nothing
+    if (!driverDevice)  // the driver reported success without a device
         return -1;
     adopt(driverDevice, uri);
     return 0;
@@ -32,7 +32,7 @@ int Device::open2(unsigned int vid, unsigned int pid, unsigned int fd, const cha
     logPrint(kLogInfo, "open device %s, fd:%d ", path, signedFd);
     NubrixBaseDevice *driverDevice = nullptr;
     int failed = m_driver.openDeviceByFd(vid, pid, signedFd, path, &driverDevice);
-    if (failed == 0 && !driverDevice)  // a driver that says yes and gives nothing
+    if (failed == 0 && !driverDevice)  // the driver reported success without a device
         failed = -1;
     if (failed != 0) {
         logPrint(kLogMilestone, "Open Device(%s) Failed, fd(%d), Return Code:%d", path, signedFd,

@@ -53,7 +53,7 @@ void createColorBoardOnce()
 {
     static std::once_flag created;
     std::call_once(created, [] {
-        // Kept: the success is told before the board is filled, and misspelt; applications match
+        // Kept: the success is logged before the board is filled, and misspelt; applications match
         // it.
         logPrint(kLogMilestone, "creat color bar succed!");
         onCreateColorBoard();

@@ -44,7 +44,7 @@ public:
 
     /// At this moment.
     std::uint64_t size() const;
-    /// Fewer bytes than asked for only at the end of the file.
+    /// Reads fewer bytes than requested only at the end of the file.
     std::size_t read(std::uint64_t offset, unsigned char *out, std::size_t sizeBytes) const;
     /// Maps these bytes, which the file must have, and some that follow. The caller releases it.
     RecordWindow *map(std::uint64_t offset, std::size_t sizeBytes) const;

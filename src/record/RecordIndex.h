@@ -1,4 +1,4 @@
-// Finds the whole records of a file, and what else is in it.
+// Finds the complete records of a file, and what else is in it.
 #pragma once
 
 #include <cstddef>

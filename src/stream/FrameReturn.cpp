@@ -11,7 +11,7 @@ void FrameReturn::onArrival(bool forListeners)
     ++m_arrival;
     m_forListeners = forListeners;
     m_notified = m_listenerDone = m_isInPhoto = m_shelved = false;
-    if (m_unshown)  // the listeners are shown the newer one
+    if (m_unshown)  // the listeners see the newer one
         std::exchange(m_unshown, nullptr)->release();
 }
 
@@ -31,7 +31,7 @@ bool FrameReturn::mustNotifyAgain(NubrixFrameRef *newest)
 
 void FrameReturn::endNotifying()
 {
-    m_notified = m_notifiedArrival == m_arrival;  // else another one has come meanwhile
+    m_notified = m_notifiedArrival == m_arrival;  // else another frame has arrived meanwhile
     if (m_notified && m_unshown)
         std::exchange(m_unshown, nullptr)->release();
 }
@@ -46,14 +46,14 @@ bool FrameReturn::isSeen() const
 {
     if (m_notified && m_listenerDone)
         return true;
-    // A photo has it, and no listener is to be notified of it first.
+    // A photo has been taken of it, and no listener must be notified of it first.
     return m_isInPhoto && m_forListeners && !m_listenerBegins && (m_notified || !m_hasListener);
 }
 
 void FrameReturn::shelve(NubrixFrameRef *newest)
 {
     auto *const frame = m_shelved ? nullptr : dynamic_cast<InternalFrame *>(newest);
-    if (!frame)  // none of the pool's
+    if (!frame)  // not a frame of the pool
         return;
     frame->shelve();
     m_shelved = true;

@@ -16,16 +16,16 @@ namespace nubrix {
 /// none.
 class FrameReturn final {
 public:
-    /// An application that has read, or was woken to read, is waited for so long.
+    /// How long a frame is kept for an application that has read, or was woken to read.
     static constexpr std::chrono::milliseconds kReaderTime{1000};
 
-    /// A frame has come into the queue, for the listeners or for the callback.
+    /// A frame has arrived in the queue, for the listeners or for the callback.
     void onArrival(bool forListeners);
     /// The application reads, or was woken to.
     void onReader() { m_hasRead = true; }
-    /// A listener that leaves frames in the queue begins to take them.
+    /// A listener that leaves frames in the queue starts to use them.
     void onListenerBegins() { m_hasListener = m_listenerBegins = true; }
-    /// It has no need of the newest one any more.
+    /// That listener no longer needs the newest frame.
     void onListenerDone();
     /// A photo of the newest frame is taken.
     void onPhoto() { m_isInPhoto = true; }
@@ -33,20 +33,21 @@ public:
     /// The listeners are notified of the newest frame.
     void beginNotifying() { m_notifiedArrival = m_arrival; }
     void endNotifying();
-    /// What they are shown: the newest frame, or one that was read before they were notified of it.
+    /// The frame that listeners see: the newest, or one that was read before they were notified of
+    /// it.
     NubrixFrameRef *toShow(NubrixFrameRef *newest) const { return m_unshown ? m_unshown : newest; }
 
-    /// Asked once after a listener has begun: whether it must be notified of the newest frame
-    /// although the others were. So it is when the driver, which releases its frames otherwise,
-    /// still holds it: there will be no other one.
+    /// True once after a listener has started, if it must be notified of the newest frame although
+    /// the others have been: the driver still holds that frame, and may deliver no other one before
+    /// it is returned.
     bool mustNotifyAgain(NubrixFrameRef *newest);
-    /// Shelves the frame if it is time to.
+    /// Shelves the frame if all listeners have seen it and no reader is expected.
     void shelveIfDone(NubrixFrameRef *newest);
-    /// Shelves it at once: nobody is notified of it any more.
+    /// Shelves the frame at once: no listener is notified of it any more.
     void shelve(NubrixFrameRef *newest);
-    /// Drops the queue's reference to a frame that the application has read, ...
+    /// Drops the queue's reference to a frame that the application has read.
     void onRead(NubrixFrameRef *newest);
-    /// ... or that a newer one replaces.
+    /// Drops the queue's reference to a frame that a newer one replaces.
     void drop(NubrixFrameRef *newest);
     /// The stream stops, with an empty queue.
     void reset();
@@ -59,7 +60,7 @@ private:
 
     std::uint64_t m_arrival = 0;  // of the newest frame
     std::uint64_t m_notifiedArrival = 0;
-    bool m_forListeners = false;  // these five: of the newest frame
+    bool m_forListeners = false;  // these five describe the newest frame
     bool m_notified = false;      //
     bool m_listenerDone = false;  //
     bool m_isInPhoto = false;     //

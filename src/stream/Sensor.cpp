@@ -8,7 +8,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr unsigned int kFirstBufferSize = 624640;  // until the driver tells its own
+constexpr unsigned int kFirstBufferSize = 624640;  // until the driver states its own
 constexpr unsigned int kReuseThreshold = 4;
 constexpr unsigned int kMaxFrames = 10;
 

@@ -1,4 +1,4 @@
-// One picture source of a camera: the driver's stream, its frame pool, and who listens.
+// One image source of a camera: the driver's stream, its frame pool and its listeners.
 #pragma once
 
 #include "base/CriticalSectionImpl.h"

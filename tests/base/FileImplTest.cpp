@@ -63,7 +63,7 @@ TEST_F(FileImplTest, CreateGivesAClosedFile)
     EXPECT_EQ(m_file->getFileName(), "");
 }
 
-TEST_F(FileImplTest, EveryOperationOnAClosedFileSaysSo)
+TEST_F(FileImplTest, EveryOperationOnAClosedFileFails)
 {
     char buffer[4] = {};
     EXPECT_EQ(m_file->flush(), -5);

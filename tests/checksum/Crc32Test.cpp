@@ -100,7 +100,7 @@ TEST_P(Crc32Test, GoesOnFromAnyOther)
     }
 }
 
-TEST_P(Crc32Test, TellsEverySingleBitFromTheOthers)
+TEST_P(Crc32Test, ChangesWithEverySingleBit)
 {
     constexpr std::size_t kSize = 1040;
     const GuardedBytes bytes(randomBytes(kSize, 1));

@@ -26,7 +26,7 @@ std::filesystem::path quickPlace()
 
 class HugeFileTest : public testing::Test {
 protected:
-    // Zeros up to `size` that take no room, with the digits 1 to 9 at the end.
+    // Zeros up to `size` that take no disk space, with the digits 1 to 9 at the end.
     void makeFile(off_t size) const
     {
         const std::string digits = "123456789";

@@ -41,24 +41,24 @@ inline DepthImage randomImage(unsigned int width, unsigned int height, unsigned 
     return image;
 }
 
-/// Points and colours, with room before and behind that nothing may write to. `shift` moves them
+/// Points and colours, with margins before and after that nothing may write to. `shift` moves them
 /// by floats, so that they lie at other multiples of 64 bytes.
 class CloudBuffers {
 public:
     explicit CloudBuffers(std::size_t pixels, std::size_t shift = 0)
         : m_shift(shift),
-          m_points(3 * pixels + 2 * kRoom + shift, kUntouched),
-          m_colours(4 * pixels + 2 * kRoom + shift, kUntouched)
+          m_points(3 * pixels + 2 * kMargin + shift, kUntouched),
+          m_colours(4 * pixels + 2 * kMargin + shift, kUntouched)
     {
     }
 
     typedefNubrixPoint3D *points()
     {
-        return reinterpret_cast<typedefNubrixPoint3D *>(&m_points[kRoom + m_shift]);
+        return reinterpret_cast<typedefNubrixPoint3D *>(&m_points[kMargin + m_shift]);
     }
     typedefNubrixRGBA *colours()
     {
-        return reinterpret_cast<typedefNubrixRGBA *>(&m_colours[kRoom + m_shift]);
+        return reinterpret_cast<typedefNubrixRGBA *>(&m_colours[kMargin + m_shift]);
     }
 
     /// What differs first, bit for bit; empty when nothing does.
@@ -69,7 +69,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kRoom = 48;  // floats
+    static constexpr std::size_t kMargin = 48;  // floats
     static constexpr float kUntouched = -123.25F;
 
     std::string difference(const char *what, std::size_t size, const std::vector<float> &ours,
@@ -79,7 +79,7 @@ private:
             return "sizes differ";
         for (std::size_t i = 0; i < ours.size(); ++i) {
             if (std::memcmp(&ours[i], &theirs[i], sizeof(float)) != 0) {
-                const auto place = static_cast<std::ptrdiff_t>(i - kRoom - m_shift);
+                const auto place = static_cast<std::ptrdiff_t>(i - kMargin - m_shift);
                 return std::string(what) + " " +
                        std::to_string(place / static_cast<std::ptrdiff_t>(size)) + ", float " +
                        std::to_string(place) + ": " + testing::PrintToString(ours[i]) + " for " +

@@ -10,7 +10,7 @@
 
 #include "image/ColorBoard.h"
 
-// Where gtest looks for them: beside the records.
+// In the namespace of the records, where gtest looks for them.
 static bool operator==(const typedefNubrixPoint3D &a, const typedefNubrixPoint3D &b)
 {
     return a.x == b.x && a.y == b.y && a.z == b.z;
@@ -119,7 +119,7 @@ TEST(PlainCloud, TheLimitTakesTheLastWholeDepthAway)
     EXPECT_EQ(pointOf(65535, 1, false).z, 4095.9375F);
 }
 
-TEST(PlainCloud, ThreeWidthsAreCutOutsOfALargerPicture)
+TEST(PlainCloud, ThreeWidthsAreCutOutsOfALargerImage)
 {
     struct {
         unsigned int width;

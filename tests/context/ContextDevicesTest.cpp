@@ -184,9 +184,9 @@ TEST_F(Opening, TheDriversRefusalIsPassedOn)
 {
     for (const int result : {-77, 5}) {
         m_usb.results.openDevice = result;
-        const std::string said = "3 Open device failed ret = " + std::to_string(result) + "!";
+        const std::string line = "3 Open device failed ret = " + std::to_string(result) + "!";
         const Outcome refused = {
-            result, 0, {"4 Start open device usb:1", "1 open device usb:1", said}};
+            result, 0, {"4 Start open device usb:1", "1 open device usb:1", line}};
         EXPECT_EQ(opening("usb:1"), refused);
         EXPECT_EQ(m_handle, kUntouched);
     }

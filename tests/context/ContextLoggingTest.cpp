@@ -13,7 +13,7 @@ using testing::IsEmpty;
 class Logging : public LibraryFixture {
 protected:
     std::string ini() const { return m_library.folder() + "nubrixLog.ini"; }
-    /// Reads the settings file again; what the plug-in is told then.
+    /// Reads the settings file again; what the plug-in is notified then.
     std::vector<std::string> settings(const char *folder = nullptr)
     {
         context();

@@ -103,7 +103,7 @@ TEST_F(Upgrade, WithoutAnUpgraderItFails)
     EXPECT_THAT(m_usb.calls(), Not(Contains("usb:1 createUpgradeIntance")));
 }
 
-TEST_F(Upgrade, OfANetworkCameraIsToldToTheUsbDriver)
+TEST_F(Upgrade, OfANetworkCameraIsReportedToTheUsbDriver)
 {
     m_net.hasUpgrader = true;
     NubrixDevice *const device = open("net:1");

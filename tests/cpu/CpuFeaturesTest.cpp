@@ -35,7 +35,7 @@ TEST(CpuFeatures, AnUnknownNameMeansTheBest)
         EXPECT_EQ(chooseInstructionSet(name), best) << name;
 }
 
-TEST(CpuFeatures, ThePlainFormulasRunEverywhereAndAreNeverTheBestBesideOthers)
+TEST(CpuFeatures, ThePlainFormulasRunEverywhereAndAreTheBestOnlyWithoutOthers)
 {
     EXPECT_TRUE(supports(InstructionSet::kScalar));
     EXPECT_EQ(chooseInstructionSet("scalar"), InstructionSet::kScalar);

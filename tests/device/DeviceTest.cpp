@@ -424,7 +424,7 @@ TEST_F(DeviceTest, DyingAfterAnOrderlyCloseAsksTheDriverForNothing)
     EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
 }
 
-// A camera that writes a stream although it says no, and has no identifier.
+// A camera that returns a stream together with a failure, and has no identifier.
 class OddDevice final : public NubrixBaseDevice {
 public:
     int createStream(unsigned int, NubrixBaseStream **stream) override

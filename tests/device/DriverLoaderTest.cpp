@@ -1,4 +1,4 @@
-// Which plug-in is loaded, from where, and what is said about it.
+// Which plug-in is loaded, from where, and what is logged about it.
 #include <dlfcn.h>
 
 #include <cstdlib>
@@ -67,7 +67,7 @@ TEST_F(DriverLoading, WithoutAnyPlugInTheContextHasNoCameras)
     EXPECT_EQ(context().destroy(), 0);
 }
 
-TEST_F(DriverLoading, TakesThePlugInBesideTheLibrary)
+TEST_F(DriverLoading, LoadsThePlugInNextToTheLibrary)
 {
     m_library.installDriver(kUvcDriver);
     EXPECT_THAT(initializing(), ElementsAre("4 cur Driver Path = FOLDER/libNubrixUvcDriver.so",
@@ -121,7 +121,7 @@ TEST_F(DriverLoading, APlugInWithoutADestroyFunctionServes)
     EXPECT_THAT(usb.calls(), ElementsAre());
 }
 
-TEST_F(DriverLoading, APlugInWithoutAnInstanceIsStillToldToDestroyIt)
+TEST_F(DriverLoading, DriverDestroyIsCalledEvenWithoutAnInstance)
 {
     FakeDriver &usb = m_library.installDriver(kUvcDriver, "NullDriver");
     EXPECT_THAT(initializing(), ElementsAre("4 cur Driver Path = FOLDER/libNubrixUvcDriver.so"));

@@ -150,7 +150,7 @@ TEST_F(LogDriverTest, WhenTheLibraryDoesNotKnowItsFolderTheBareNameIsLoaded)
     EXPECT_THAT(m_asked, ElementsAre("open libNubrixLogDriver.so 2"));
 }
 
-TEST_F(LogDriverTest, WithoutAPlugInEveryCallIsSilent)
+TEST_F(LogDriverTest, WithoutAPlugInNoCallLogsAnything)
 {
     m_plugInExists = false;
     EXPECT_EQ(loadLogDriver("module"), -1);

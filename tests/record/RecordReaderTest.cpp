@@ -117,7 +117,7 @@ TEST_F(RecordReaderTest, GivesTheRecordsInTheOrderOfTheFile)
     EXPECT_FALSE(m_reader.hasHeader());
 }
 
-TEST_F(RecordReaderTest, TellsWhereARecordLies)
+TEST_F(RecordReaderTest, ReportsWhereARecordLies)
 {
     const std::vector<SentRecord> sent = someRecords(3);
     openRecords(sent);

@@ -27,7 +27,7 @@ protected:
     {
         std::ofstream(m_path, std::ios::binary | std::ios::app) << bytes;
     }
-    /// Everything that the reader says is what a new one says.
+    /// The reader reports everything as a new reader does.
     void expectAsOpenedAnew()
     {
         RecordReader anew;

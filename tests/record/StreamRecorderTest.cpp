@@ -265,7 +265,7 @@ TEST_F(StreamRecorderTest, TheHeaderOverwritesTheHeadAndTheRestGoesToTheEnd)
               header + bytesOf(depthRecord(0, 200)).substr(kHeaderBytes) + bytesOf(depthRecord(1)));
 }
 
-TEST_F(StreamRecorderTest, WithoutAFileEveryWriteIsSaidToFail)
+TEST_F(StreamRecorderTest, WithoutAFileEveryWriteIsReportedAsFailed)
 {
     m_log.take();
     makeRecorder(m_folder.file("missing/record.bin"));
@@ -292,7 +292,7 @@ TEST_F(StreamRecorderTest, WithoutAFileEveryWriteIsSaidToFail)
     EXPECT_EQ(m_recorder->writeData("x", 1), 0);
 }
 
-TEST_F(StreamRecorderTest, AFullDiskIsSaidForEveryFrame)
+TEST_F(StreamRecorderTest, AFullDiskIsLoggedForEveryFrame)
 {
     makeRecorder("/dev/full");
     ASSERT_TRUE(m_recorder->isOpened());

@@ -392,7 +392,7 @@ TEST_F(FrameAllocatorTest, AFrameHeldAcrossASizeChangeDiesInsteadOfGoingBack)
         EXPECT_EQ(frame->bufferSize(), 48U);
 }
 
-TEST_F(FrameAllocatorTest, BesideFramesOfTheOldSizeAsManyNewOnesMayExist)
+TEST_F(FrameAllocatorTest, InAdditionToFramesOfTheOldSizeAsManyNewOnesMayExist)
 {
     makePool(1, 10);
     hold(10);
@@ -401,7 +401,7 @@ TEST_F(FrameAllocatorTest, BesideFramesOfTheOldSizeAsManyNewOnesMayExist)
     EXPECT_EQ(hold(), nullptr);
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(m_held[static_cast<std::size_t>(i)]->bufferSize(), kSize);
-    // That the old ones die makes no room: they are not the pool's any more.
+    // The destruction of the old ones frees no capacity: they no longer belong to the pool.
     for (int i = 0; i < 10; ++i)
         releaseOldest();
     EXPECT_EQ(hold(), nullptr);

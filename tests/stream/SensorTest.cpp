@@ -209,7 +209,7 @@ TEST_F(SensorTest, AnotherBufferSizeOnRestartMakesThePoolForgetItsFrames)
     m_log.take();
     EXPECT_EQ(m_sensor->start(), 0);
     EXPECT_THAT(m_log.take(), testing::Contains(infoLine("Change buffer Size from [64] to [128]")));
-    // Beside the frame that is still held there is room for ten of the new size.
+    // In addition to the frame still held, the pool has ten of the new size.
     for (unsigned int i = 0; i < 10; ++i)
         EXPECT_TRUE(deliver(i));
     EXPECT_FALSE(deliver(10));
