@@ -58,6 +58,9 @@ public:
                             unsigned int *count);
     int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart);
     typedefNubrixFrameMode *getCurrentFrameMode(unsigned int &streamType);
+    /// Sets the current mode of a type (not above 63) once more, before a restart of its stream.
+    /// Does nothing while another call sets a mode of that type.
+    void reapplyFrameMode(unsigned int streamType);
     /// Calls the driver's device; 0, and nothing is written, when it is closed.
     int convertDepthToPointCloud2(const unsigned short *depth, unsigned int width,
                                   unsigned int height, float s, float fx, float fy, float cx,
@@ -94,6 +97,19 @@ private:
         NubrixBaseDevice *const m_driverDevice;
     };
 
+    // A call that sets a mode, which may write the driver's record of it.
+    class SettingMode final {
+    public:
+        SettingMode(Device &device, unsigned int streamType);
+        ~SettingMode() { m_device.endSettingMode(m_streamType); }
+        SettingMode(const SettingMode &) = delete;
+        SettingMode &operator=(const SettingMode &) = delete;
+
+    private:
+        Device &m_device;
+        const unsigned int m_streamType;
+    };
+
     bool isDisconnected() const;
     bool isConflictWithOpenedStreams(unsigned int streamType) const;
     void adopt(NubrixBaseDevice *driverDevice, const char *uri);
@@ -105,6 +121,10 @@ private:
     NubrixBaseDevice *beginUse() const;
     void endUse() const;
     NubrixBaseDevice *takeDriverDevice();
+    void beginSettingMode(unsigned int streamType);
+    void endSettingMode(unsigned int streamType);
+    bool copyMode(unsigned int streamType, const typedefNubrixFrameMode &record,
+                  typedefNubrixFrameMode &copy);
 
     std::string m_deviceId;
     int m_deviceKind = 255;
@@ -116,6 +136,8 @@ private:
     mutable unsigned int m_users NUBRIX_GUARDED_BY(m_useMutex) = 0;            // of m_driverDevice
     NubrixBaseDevice *m_driverDevice NUBRIX_GUARDED_BY(m_useMutex) = nullptr;  // the driver's
     std::array<unsigned char, 255> m_streamOpened = {};                        // by stream type
+    Mutex m_modeMutex;  // never held during a call of the driver, which may report a device state
+    std::array<unsigned int, 64> m_modeSetters NUBRIX_GUARDED_BY(m_modeMutex) = {};  // by type
     // By stream type, made on first use. Last: destroyed sensors return their streams.
     std::array<std::unique_ptr<Sensor>, 64> m_sensors;
 };
