@@ -161,8 +161,8 @@ private:
     void abandonObjects();
     int findCamera(const char *uri, std::string &path, NubrixBaseDriver *&driver);
     NubrixDevice *keep(const std::shared_ptr<Device> &device);
-    bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
-                       unsigned int state);
+    bool upgraderHandles(const char *deviceAddr, const char *serial, const char *location,
+                         unsigned int state);
     void notifyApplication(const char *deviceAddr, const char *serial, unsigned int state);
 
     int closeStreamsOfDevice(const Device &device);

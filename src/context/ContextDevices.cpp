@@ -210,7 +210,7 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
     guarded([&] {
         const Gate::Entry entry(m_gate);
         logEmptyLine();
-        if (m_events.drop() || !entry || upgraderTakes(deviceAddr, serial, location, state))
+        if (m_events.drop() || !entry || upgraderHandles(deviceAddr, serial, location, state))
             return 0;
         logPrint(kLogMilestone,
                  "onDeviceState Change deviceAddr = %s , SN = %s, location = %s, deviceState = %d",
@@ -223,8 +223,8 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
     });
 }
 
-bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
-                            unsigned int state)
+bool Context::upgraderHandles(const char *deviceAddr, const char *serial, const char *location,
+                              unsigned int state)
 {
     std::vector<std::shared_ptr<NubrixBaseUpgrade>> upgraders;  // none is deleted under the lock
     // An event from within a listing holds that lock, which initialize takes after this one.

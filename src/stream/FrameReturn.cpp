@@ -11,8 +11,8 @@ void FrameReturn::onArrival(bool forListeners)
     ++m_arrival;
     m_forListeners = forListeners;
     m_notified = m_listenerDone = m_isInPhoto = m_shelved = false;
-    if (m_unshown)  // the listeners see the newer one
-        std::exchange(m_unshown, nullptr)->release();
+    if (m_frameForListeners)  // the listeners see the newer one
+        std::exchange(m_frameForListeners, nullptr)->release();
 }
 
 void FrameReturn::onListenerDone()
@@ -32,13 +32,13 @@ bool FrameReturn::mustNotifyAgain(NubrixFrameRef *newest)
 void FrameReturn::endNotifying()
 {
     m_notified = m_notifiedArrival == m_arrival;  // else another frame has arrived meanwhile
-    if (m_notified && m_unshown)
-        std::exchange(m_unshown, nullptr)->release();
+    if (m_notified && m_frameForListeners)
+        std::exchange(m_frameForListeners, nullptr)->release();
 }
 
 void FrameReturn::shelveIfDone(NubrixFrameRef *newest)
 {
-    if (isSeen() && !isReaderNear())
+    if (isSeen() && !isReaderExpected())
         shelve(newest);
 }
 
@@ -61,8 +61,8 @@ void FrameReturn::shelve(NubrixFrameRef *newest)
 
 void FrameReturn::onRead(NubrixFrameRef *newest)
 {
-    if (m_hasListener && m_forListeners && !m_notified && !m_unshown && !m_shelved)
-        m_unshown = newest;
+    if (m_hasListener && m_forListeners && !m_notified && !m_frameForListeners && !m_shelved)
+        m_frameForListeners = newest;
     else
         drop(newest);
 }
@@ -82,7 +82,7 @@ void FrameReturn::reset()
     m_lastRead.reset();
 }
 
-bool FrameReturn::isReaderNear()
+bool FrameReturn::isReaderExpected()
 {
     const Time now = std::chrono::steady_clock::now();
     if (std::exchange(m_hasRead, false))

@@ -35,7 +35,10 @@ public:
     void endNotifying();
     /// The frame that listeners see: the newest, or one that was read before they were notified of
     /// it.
-    NubrixFrameRef *toShow(NubrixFrameRef *newest) const { return m_unshown ? m_unshown : newest; }
+    NubrixFrameRef *frameForListeners(NubrixFrameRef *newest) const
+    {
+        return m_frameForListeners ? m_frameForListeners : newest;
+    }
 
     /// True once after a listener has started, if it must be notified of the newest frame although
     /// the others have been: the driver still holds that frame, and may deliver no other one before
@@ -56,7 +59,7 @@ private:
     using Time = std::chrono::steady_clock::time_point;
 
     bool isSeen() const;
-    bool isReaderNear();
+    bool isReaderExpected();
 
     std::uint64_t m_arrival = 0;  // of the newest frame
     std::uint64_t m_notifiedArrival = 0;
@@ -66,10 +69,10 @@ private:
     bool m_isInPhoto = false;     //
     bool m_shelved = false;       //
     bool m_listenerBegins = false;
-    bool m_hasListener = false;           // now or before
-    bool m_hasRead = false;               // since m_lastRead
-    std::optional<Time> m_lastRead;       // seen when a frame could be shelved
-    NubrixFrameRef *m_unshown = nullptr;  // holds a reference
+    bool m_hasListener = false;                     // now or before
+    bool m_hasRead = false;                         // since m_lastRead
+    std::optional<Time> m_lastRead;                 // seen when a frame could be shelved
+    NubrixFrameRef *m_frameForListeners = nullptr;  // holds a reference
 };
 
 }  // namespace nubrix

@@ -32,17 +32,17 @@ int InternalFrame::release()
         __atomic_store_n(&m_count, 0, __ATOMIC_RELAXED);
     else if (const int left = __atomic_sub_fetch(&m_count, 1, __ATOMIC_SEQ_CST))
         return counted(left);
-    goBack();
+    returnToPool();
     return 0;
 }
 
 void InternalFrame::dropShelved()
 {
     if (__atomic_sub_fetch(&m_count, kShelved, __ATOMIC_SEQ_CST) == 0)
-        goBack();
+        returnToPool();
 }
 
-void InternalFrame::goBack()
+void InternalFrame::returnToPool()
 {
     bool orphan = false;
     {

@@ -52,7 +52,7 @@ private:
     ~InternalFrame() override = default;
 
     static int counted(int count) { return count & (kShelved - 1); }
-    void goBack();
+    void returnToPool();
 
     unsigned int m_bufferSize = 0;
     FrameAllocator &m_allocator;  // valid while not detached

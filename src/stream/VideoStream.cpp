@@ -248,7 +248,7 @@ int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
     const CriticalSectionScoped guard(m_queueLock);
     if (pop)
         m_return.onReader();
-    NubrixFrameRef *const frame = pop ? newest() : m_return.toShow(newest());
+    NubrixFrameRef *const frame = pop ? newest() : m_return.frameForListeners(newest());
     if (!frame)
         return -5;
     out = frame;
@@ -278,7 +278,7 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
         }
         if (isOver && isOver())
             return -1;
-        passEventOn();
+        forwardEvent();
     }
     const CriticalSectionScoped guard(m_queueLock);
     if (m_queue.empty())
@@ -289,7 +289,7 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
     return 0;
 }
 
-void VideoStream::passEventOn()
+void VideoStream::forwardEvent()
 {
     // The event was meant for the stream worker: others that wait for the frame must not miss it.
     const CriticalSectionScoped guard(m_queueLock);

@@ -78,7 +78,7 @@ private:
     bool newFrameCallFrameBackProcess();
     void readConfigeMaxFrameSize();
     void notifyListeners();
-    void passEventOn();
+    void forwardEvent();
     bool queueIsEmpty();
     bool hasStarted();
     bool stopAllBut(bool callbackStopped);

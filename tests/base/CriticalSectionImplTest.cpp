@@ -43,7 +43,7 @@ protected:
     pthread_mutex_t *m_mutex = nullptr;
 };
 
-TEST_F(CriticalSectionImplTest, CreateGivesAFreeLock)
+TEST_F(CriticalSectionImplTest, CreateReturnsAFreeLock)
 {
     EXPECT_NE(dynamic_cast<CriticalSectionImpl *>(m_lock.get()), nullptr);
     EXPECT_TRUE(anotherThreadCanEnter());
@@ -94,7 +94,7 @@ TEST_F(CriticalSectionImplTest, OneThreadAtATimeIsInside)
     EXPECT_EQ(count, 2 * kRounds);
 }
 
-TEST(Atomic32Test, EachStepGivesTheNewValue)
+TEST(Atomic32Test, EachStepReturnsTheNewValue)
 {
     int value = 5;
     EXPECT_EQ(CriticalSectionWrapper::atomic32Increment(&value), 6);

@@ -89,7 +89,7 @@ TEST_P(Crc32Test, IsTheDefinedOneForEveryLength)
     }
 }
 
-TEST_P(Crc32Test, GoesOnFromAnyOther)
+TEST_P(Crc32Test, ContinuesFromAnyOther)
 {
     const GuardedBytes bytes(randomBytes(kLongest, 1));
     const unsigned char *const data = bytes.last(kLongest);

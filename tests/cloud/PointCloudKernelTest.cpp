@@ -85,7 +85,7 @@ protected:
     }
 };
 
-TEST_P(PointCloudKernelTest, EveryRawValueGivesThePlainBits)
+TEST_P(PointCloudKernelTest, EveryRawValueYieldsThePlainBits)
 {
     const DepthImage image = everyRawValue();
     const CloudCamera cameras[] = {kCamera,
@@ -104,7 +104,7 @@ TEST_P(PointCloudKernelTest, EveryRawValueGivesThePlainBits)
     }
 }
 
-TEST_P(PointCloudKernelTest, EveryWidthAndHeightGivesThePlainBits)
+TEST_P(PointCloudKernelTest, EveryWidthAndHeightYieldsThePlainBits)
 {
     const unsigned int lanes = GetParam().kernel->lanes;
     for (unsigned int width = lanes; width <= 70; ++width) {
@@ -144,7 +144,7 @@ TEST_P(PointCloudKernelTest, StreamingWritesTheSameBitsWhereverTheOutputLies)
     }
 }
 
-TEST_P(PointCloudKernelTest, OnlyTheRowsAskedForAreWritten)
+TEST_P(PointCloudKernelTest, OnlyTheRequestedRowsAreWritten)
 {
     const DepthImage image = randomImage(33, 9, 1);
     for (unsigned int begin = 0; begin <= 9; ++begin) {
@@ -177,7 +177,7 @@ TEST_P(PointCloudKernelTest, HundredsOfRandomCamerasGiveThePlainBits)
     }
 }
 
-TEST_P(PointCloudKernelTest, APrincipalPointOnAPixelGivesZerosWithThePlainSigns)
+TEST_P(PointCloudKernelTest, APrincipalPointOnAPixelYieldsZerosWithThePlainSigns)
 {
     const DepthImage image = randomImage(64, 32, 3);
     for (const float center : {0.0F, 1.0F, 17.0F, 31.0F}) {

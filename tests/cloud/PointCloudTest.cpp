@@ -103,7 +103,7 @@ TEST_P(PointCloudTest, NumbersAboveZeroAreTakenHoweverSmallOrLarge)
     }
 }
 
-TEST_P(PointCloudTest, EveryWidthAndHeightGivesThePlainBits)
+TEST_P(PointCloudTest, EveryWidthAndHeightYieldsThePlainBits)
 {
     for (unsigned int width = 0; width <= 70; ++width) {
         for (unsigned int height = 0; height <= 2; ++height) {
@@ -216,7 +216,7 @@ TEST_F(ColouredCloudTest, TheWorkerReadsAnImageThatItMayWrite)
     EXPECT_EQ(depth, image.pixels);
 }
 
-TEST_F(ColouredCloudTest, ALargeImageGivesThePlainBits)
+TEST_F(ColouredCloudTest, ALargeImageYieldsThePlainBits)
 {
     // More than is kept in caches, where those are no larger than 8 MB.
     EXPECT_EQ(difference(1283, 600, m_wide, 1), "");

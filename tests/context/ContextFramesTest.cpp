@@ -71,7 +71,7 @@ TEST_F(Frames, TheNewestWins)
     EXPECT_EQ(reading().status, -11);
 }
 
-TEST_F(Frames, ReadingInVainGivesNone)
+TEST_F(Frames, ReadingWithoutAFrameReturnsNone)
 {
     ASSERT_EQ(reading().status, -11);
     EXPECT_EQ(m_frame, nullptr);
@@ -97,7 +97,7 @@ TEST_F(Frames, ReadingIsRefusedWithoutTouchingTheResult)
     EXPECT_EQ(frame, &other);
 }
 
-TEST_F(Frames, AStopForgetsTheOneThatWaits)
+TEST_F(Frames, AStopForgetsTheWaitingFrame)
 {
     deliver(1);
     ASSERT_EQ(stopStream(m_stream), 0);
@@ -121,7 +121,7 @@ TEST_F(Frames, ReadingWaitsForOne)
     camera.join();
 }
 
-TEST_F(Frames, AFrameThatIsGoneAfterTheWakeUpIsAnError)
+TEST_F(Frames, AFrameThatWasReadAfterTheWakeUpIsAnError)
 {
     // Within the wait a frame comes, which another thread is notified of, too, and is taken away.
     std::thread witness;

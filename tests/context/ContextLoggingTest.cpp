@@ -262,7 +262,7 @@ TEST_F(WithoutLog, ThePlugInIsLoadedAndUnloadedWithTheContext)
     EXPECT_FALSE(m_library.isLoaded(kLogDriver));
 }
 
-TEST_F(WithoutLog, APlugInThatComesLaterServesTheNextContext)
+TEST_F(WithoutLog, APlugInInstalledLaterServesTheNextContext)
 {
     expectSilence();
     FakeLog &log = m_library.installLog();

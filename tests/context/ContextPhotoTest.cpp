@@ -127,7 +127,7 @@ TEST_F(Photo, IsReadBackByAnotherProgram)
     EXPECT_EQ(readFile(m_folder.file("text")), expected + "\n");
 }
 
-TEST_F(Photo, HoldsNobodyUpWhileItIsWritten)
+TEST_F(Photo, DelaysNoOtherThreadWhileItIsWritten)
 {
     NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));

@@ -41,7 +41,7 @@ TEST_F(Streams, OfOneTypeAreDifferentStreams)
     EXPECT_NE(created(), created());
 }
 
-TEST_F(Streams, AreNotCreatedOnACameraThatIsGone)
+TEST_F(Streams, AreNotCreatedOnADetachedCamera)
 {
     m_usb.device()->state = NUBRIX_DEVICE_DISCONNECTED;
     EXPECT_EQ(
@@ -278,7 +278,7 @@ TEST_F(Streams, DestroyingARunningOneStopsIt)
     EXPECT_EQ(destroyStream(m_stream), -13);
 }
 
-TEST_F(Streams, ClosingOneWithACallbackSaysThatItsThreadEnds)
+TEST_F(Streams, ClosingOneWithACallbackLogsTheEndOfItsThread)
 {
     ASSERT_EQ(opening(NUBRIX_STREAM_COLOR, &ignoreFrame).status, 0);
     EXPECT_THAT(logOf([&] { return context().closeStream(m_stream); }),

@@ -66,7 +66,7 @@ protected:
     NubrixStream *const m_stream = opened(NUBRIX_STREAM_COLOR);
 };
 
-TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextGoes)
+TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextIsDestroyed)
 {
     constexpr std::size_t kThreads = 16;
     constexpr int kRounds = 20;

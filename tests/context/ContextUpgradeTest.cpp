@@ -161,7 +161,7 @@ TEST_F(Upgrade, OfTwoCamerasTheOneStartedLastHearsOfEvents)
     EXPECT_THAT(m_net.calls(), ElementsAre("upgrader net:1 fd 1 2 3 path"));
 }
 
-TEST_F(Upgrade, ACameraWithoutAnUpgraderTakesTheEventsAndNobodyHearsOfThem)
+TEST_F(Upgrade, ACameraWithoutAnUpgraderConsumesTheEventsUnnoticed)
 {
     NubrixDevice *const other = open("net:1");
     ASSERT_EQ(start(), 0);

@@ -161,7 +161,7 @@ TEST_F(PointCloudContextTest, WithoutAContextNobodyWaitsForTheOneThatIsInitializ
     EXPECT_EQ(g_refused.get(), -2);
 }
 
-TEST(PointCloudDevice, ADeviceWithoutADriversDeviceConvertsNothingAndSaysYes)
+TEST(PointCloudDevice, ADeviceWithoutADriversDeviceConvertsNothingAndSucceeds)
 {
     class NoDriver final : public NubrixBaseDriver {
         int initialize() override { return 0; }

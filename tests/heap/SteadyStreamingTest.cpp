@@ -113,7 +113,7 @@ protected:
     std::unique_ptr<VideoStream> m_stream;
 };
 
-TEST_F(SteadyStreamingTest, FramesThatNobodyReadsAllocateNothing)
+TEST_F(SteadyStreamingTest, UnreadFramesAllocateNothing)
 {
     start();
     expectNoAllocation([this] { return deliver(); });

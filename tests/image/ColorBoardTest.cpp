@@ -65,7 +65,7 @@ TEST_F(ColorBoardTest, StaysWithinZeroAndOneAndChangesByOneStepAtMost)
     }
 }
 
-TEST_F(ColorBoardTest, FarDepthsAreRedAndMissingOnesBlack)
+TEST_F(ColorBoardTest, FarDepthsAreRedAndInvalidOnesBlack)
 {
     expectEntry(kColorOfFar, 255, 0, 0);
     expectEntry(kColorOfNone, 0, 0, 0);

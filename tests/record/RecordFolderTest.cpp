@@ -112,7 +112,7 @@ TEST_F(RecordFolderTest, AFolderThatCannotBeMadeLeavesThePathEmpty)
     EXPECT_EQ(m_log.take().back(), errorLine("Error occurs in createDirectory:file/sub/"));
 }
 
-TEST_F(RecordFolderTest, AFolderThatIsGoneCannotBeResolved)
+TEST_F(RecordFolderTest, ADeletedFolderCannotBeResolved)
 {
     std::filesystem::create_directory(here("gone"));
     std::filesystem::current_path(here("gone"));

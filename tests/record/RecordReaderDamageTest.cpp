@@ -88,7 +88,7 @@ protected:
     RecordReader m_reader;
 };
 
-TEST_F(RecordReaderDamageTest, ACutAtAnyByteLeavesTheWholeRecordsBeforeIt)
+TEST_F(RecordReaderDamageTest, ACutAtAnyByteLeavesTheCompleteRecordsBeforeIt)
 {
     const Records sent = someRecords(8);
     const std::string bytes = bytesOf(sent);
@@ -99,7 +99,7 @@ TEST_F(RecordReaderDamageTest, ACutAtAnyByteLeavesTheWholeRecordsBeforeIt)
     }
 }
 
-TEST_F(RecordReaderDamageTest, AThousandCutsAnywhereLeaveTheWholeRecordsBeforeThem)
+TEST_F(RecordReaderDamageTest, AThousandCutsAnywhereLeaveTheCompleteRecordsBeforeThem)
 {
     const Records sent = someRecords(90, 20000);
     const std::string bytes = bytesOf(sent);
@@ -161,7 +161,7 @@ TEST_F(RecordReaderDamageTest, ALengthThatSpansRecordsIsNotBelievedWhenItLeadsAs
     EXPECT_EQ(m_reader.trailingBytes(), 0U);
 }
 
-TEST_F(RecordReaderDamageTest, APieceOfARecordBetweenWholeOnesIsSkipped)
+TEST_F(RecordReaderDamageTest, APieceOfARecordBetweenCompleteOnesIsSkipped)
 {
     const Records sent = someRecords(6);
     const std::string piece = bytesOf(sent[2]);
@@ -179,7 +179,7 @@ TEST_F(RecordReaderDamageTest, APieceOfARecordBetweenWholeOnesIsSkipped)
     }
 }
 
-TEST_F(RecordReaderDamageTest, PiecesByTurnsWithWholeRecordsAreSkipped)
+TEST_F(RecordReaderDamageTest, PiecesBetweenCompleteRecordsAreSkipped)
 {
     const Records sent = someRecords(9);
     std::string bytes;

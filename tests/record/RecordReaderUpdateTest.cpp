@@ -84,7 +84,7 @@ TEST_F(RecordReaderUpdateTest, SeesWhatWasAppended)
     EXPECT_EQ(m_reader.condition(), NUBRIX_RECORD_COMPLETE);
 }
 
-TEST_F(RecordReaderUpdateTest, ARecordThatWasCutIsWholeWhenTheRestHasCome)
+TEST_F(RecordReaderUpdateTest, ARecordThatWasCutIsCompleteWhenTheRestIsThere)
 {
     const std::vector<SentRecord> sent = someRecords(4);
     const std::string before = bytesOf({sent[0], sent[1]});

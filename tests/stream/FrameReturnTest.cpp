@@ -38,7 +38,12 @@ protected:
         m_return.endNotifying();
         m_return.shelveIfDone(m_newest);
     }
-    /// As a driver asks that waits for its frame.
+    void takePhoto()
+    {
+        m_return.onPhoto();
+        m_return.shelveIfDone(m_newest);
+    }
+    /// As a driver checks that waits for its frame.
     static bool isReturned(NubrixFrameRef *frame)
     {
         frame->incRef();
@@ -77,11 +82,10 @@ TEST_F(FrameReturnTest, WithoutAListenerItWaitsForAReader)
     frame->release();
 }
 
-TEST_F(FrameReturnTest, AFrameOfAPhotoCountsAsReturnedWhenNobodyElseWantsIt)
+TEST_F(FrameReturnTest, AFrameOfAPhotoCountsAsReturnedWithoutOtherUsers)
 {
     InternalFrame *const frame = deliver();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
+    takePhoto();
     EXPECT_TRUE(isReturned(frame));
     frame->release();
 }
@@ -90,8 +94,7 @@ TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAReader)
 {
     InternalFrame *const frame = deliver();
     m_return.onReader();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
+    takePhoto();
     EXPECT_FALSE(isReturned(frame));
     frame->release();
 }
@@ -99,8 +102,7 @@ TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAReader)
 TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForTheCallback)
 {
     InternalFrame *const frame = deliver(false);
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
+    takePhoto();
     EXPECT_FALSE(isReturned(frame));
     frame->release();
 }
@@ -110,16 +112,14 @@ TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAListenerUntilItWasNotified)
     InternalFrame *const frame = deliver();
     notify(false);
     m_return.onListenerBegins();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
+    takePhoto();
     EXPECT_FALSE(isReturned(frame)) << "it has begun and must be notified";
     EXPECT_TRUE(m_return.mustNotifyAgain(m_newest));
     notify();
     EXPECT_TRUE(isReturned(frame));
     frame->release();
     InternalFrame *const next = deliver();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
+    takePhoto();
     EXPECT_FALSE(isReturned(next)) << "nobody has been notified of it";
     notify(false);
     EXPECT_TRUE(isReturned(next)) << "the listener did not want it";
@@ -142,10 +142,10 @@ TEST_F(FrameReturnTest, AFrameReadBeforeTheListenersAreNotifiedIsKeptForThem)
     m_newest = nullptr;
     EXPECT_FALSE(isReturned(frame));
     m_return.beginNotifying();
-    EXPECT_EQ(m_return.toShow(nullptr), frame);
+    EXPECT_EQ(m_return.frameForListeners(nullptr), frame);
     m_return.onListenerDone();
     m_return.endNotifying();
-    EXPECT_EQ(m_return.toShow(nullptr), nullptr);
+    EXPECT_EQ(m_return.frameForListeners(nullptr), nullptr);
     EXPECT_TRUE(isReturned(frame));
     frame->release();
 }

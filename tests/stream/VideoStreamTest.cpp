@@ -189,7 +189,7 @@ TEST_F(VideoStreamTest, WithoutAFrameTheReadersPointerStaysAsItWas)
     EXPECT_EQ(out.get(), &frame);
 }
 
-TEST_F(VideoStreamTest, AnUnreadFrameIsBackInThePoolWhenTheNextOneComes)
+TEST_F(VideoStreamTest, AnUnreadFrameReturnsToThePoolWhenTheNextOneArrives)
 {
     start();
     for (unsigned int i = 0; i < 100; ++i)

@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(AfterMilliseconds, CloseAnotherTest,
 
 // --- waiting
 
-TEST_F(TeardownTest, DestroyWakesWhoeverWaitsForEverAndTheContextMayBeDeletedAtOnce)
+TEST_F(TeardownTest, DestroyWakesThreadsThatWaitForeverAndTheContextMayBeDeletedAtOnce)
 {
     NubrixDevice *const left = open("LEFT");
     NubrixStream *idle = stream(left, nullptr, nullptr);
