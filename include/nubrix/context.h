@@ -109,7 +109,7 @@ public:
     /// unknown handle. Waits for a readFrame that waits on another thread.
     virtual int closeStream(NubrixStream *stream) = 0;
     /// Waits until one of `count` streams has a new frame and writes that stream to `ready[0]`
-    /// (`ready` may be null). `timeoutMs` in milliseconds, -1 for ever. -11 when it ran out; -9
+    /// (`ready` may be null). `timeoutMs` in milliseconds, -1 for no limit. -11 on a time-out; -9
     /// when no camera of the streams is connected, -10 when the last stream's camera does not
     /// answer. May block; each thread has a listener of its own.
     virtual int waitForStreams(NubrixStream **streams, int count, NubrixStream **ready,

@@ -96,8 +96,8 @@ typedef void (*DriverFrameCallback)(NubrixFrameRef *frame, void *user);
 typedef void (*DriverStateCallback)(const char *deviceAddr, const char *serial,
                                     const char *location, unsigned int state, void *user);
 
-/// One image source of a device. Made by NubrixBaseDevice::createStream. The operations
-/// of one stream come one at a time.
+/// One image source of a device. Made by NubrixBaseDevice::createStream. The library calls the
+/// operations of one stream one at a time.
 class NubrixBaseStream {
 public:
     NubrixBaseStream() = default;

@@ -24,7 +24,7 @@ namespace nubrix {
 class RecordIndex;
 class RecordWindow;
 
-/// The tag of one record and where it lies.
+/// The tag of one record and its position.
 struct RecordInfo {
     unsigned long long offset;       ///< of the tag, bytes from the start of the file
     unsigned long long timestampUs;  ///< the frame's two timestamp words as one 64-bit count
@@ -37,9 +37,9 @@ struct RecordInfo {
 };
 
 /// A recorded frame, seen in the file without a copy. It stays valid until it is destroyed or
-/// assigned to, also after its reader has moved on, was closed or is gone. Each frame keeps a piece
-/// of the file mapped, at least 8 MiB of address space: do not hold many on a 32-bit machine. Two
-/// threads may use, copy and destroy frames of one file; one frame is not thread-safe.
+/// assigned to, also after its reader has moved on, was closed or destroyed. Each frame keeps a
+/// piece of the file mapped, at least 8 MiB of address space: do not hold many on a 32-bit machine.
+/// Two threads may use, copy and destroy frames of one file; one frame is not thread-safe.
 ///
 /// As with every mapped file, reading pixels that another process has cut off the file meanwhile
 /// ends the process (SIGBUS): do not record over a file that is being read.
@@ -103,7 +103,7 @@ public:
     /// The first thing that is wrong with the file, "byte 1234: ..."; empty when it is complete.
     /// Valid until the next open, update or close.
     const char *problem() const noexcept;
-    /// Bytes behind the last whole record.
+    /// Bytes after the last complete record.
     unsigned long long trailingBytes() const noexcept;
     /// Bytes before the last whole record that belong to none: after a failed write the recorder
     /// goes on, so that a piece of a record may lie between whole ones. The reader looks for the

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 
 namespace nubrix {
 

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
 

@@ -1,4 +1,5 @@
-// Signals: objects that call methods of other objects, and forget them when they die.
+// Signals: objects that call methods of other objects, and disconnect from them when they are
+// destroyed.
 //
 // A signal holds its lock while it calls the connected methods, so that once a receiver is
 // disconnected no call to it is running. A method must therefore not connect to, disconnect from or

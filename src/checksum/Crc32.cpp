@@ -13,7 +13,7 @@ constexpr std::size_t kSlices = 8;
 
 using Table = std::array<unsigned int, 256>;
 
-// Table 0 holds the CRC of each byte; table n that of the byte with n zero bytes behind it.
+// Table 0 holds the CRC of each byte; table n that of the byte followed by n zero bytes.
 consteval std::array<Table, kSlices> makeTables()
 {
     std::array<Table, kSlices> tables = {};

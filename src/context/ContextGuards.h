@@ -4,7 +4,7 @@
 
 #include <type_traits>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "context/Context.h"
 
 namespace nubrix {

@@ -80,7 +80,7 @@ int Context::waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs
 int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
                                     NubrixStream **ready, unsigned int ms)
 {
-    // A stream that was closed and opened anew may stand at the same address, and is not heard.
+    // A stream that was closed and reopened may have the same address, and is not connected.
     if (m_gate.isShut() || !haveHandles(streams) || !checkIfAnyDeviceConnected(streams))
         return -9;
     if (!checkIfDeviceKeepLiveOK(streams))

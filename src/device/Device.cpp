@@ -253,7 +253,7 @@ void Device::reapplyFrameMode(unsigned int streamType)
     if (!driverDevice)
         return;
     const typedefNubrixFrameMode *const record = driverDevice->getCurrentFrameMode(streamType);
-    typedefNubrixFrameMode mode;
+    typedefNubrixFrameMode mode = {};
     if (record && copyMode(streamType, *record, mode))
         driverDevice->setFrameMode(streamType, mode, true);
 }

@@ -72,7 +72,7 @@ public:
 
     /// A NubrixDeviceState; disconnected when closed.
     int deviceState() const;
-    /// Non-zero while the camera answers; 0 when closed.
+    /// Non-zero while the camera responds; 0 when closed.
     int keepLiveState() const;
     /// What the application holds: this object's address.
     NubrixDevice *handle() { return reinterpret_cast<NubrixDevice *>(this); }

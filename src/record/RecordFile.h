@@ -8,7 +8,7 @@
 
 namespace nubrix {
 
-/// A mapped piece of a file, counted by whoever looks at it. Thread-safe.
+/// A mapped piece of a file, with a count of its users. Thread-safe.
 class RecordWindow final {
 public:
     RecordWindow(const RecordWindow &) = delete;

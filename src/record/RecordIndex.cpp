@@ -180,7 +180,7 @@ std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
         for (std::size_t i = 0; i < tags; ++i) {
             if (bytes[i] == 0 || bytes[i + 1] != 0)  // most bytes are no stream type
                 continue;
-            // Not lookAt: m_block keeps the bytes behind the pixels, near those of the last try.
+            // Not lookAt: m_block keeps the bytes after the pixels, near those of the last attempt.
             const RecordTag tag = RecordTag::read(&bytes[i]);
             if (tag.isValid() && judge(offset + i, tag).kind == Kind::kRecord)
                 return offset + i;

@@ -15,7 +15,7 @@
 
 namespace nubrix {
 
-/// What a recorder knows of a stream that is attached to it.
+/// The state of a stream that is attached to a recorder.
 struct tagAttachedStreamInfo {
     unsigned int recordType;  ///< the stream's type code
     unsigned int extra;       ///< always 0

@@ -10,7 +10,7 @@
 namespace nubrix {
 
 /// A driver may wait with its next frame until the last one has been returned. While only a
-/// recorder listens, or only photos are taken, nobody takes that one out of the queue: so it is
+/// recorder listens, or only photos are taken, no reader removes that one from the queue: it is
 /// shelved once all listeners have seen it and the application does not read. It can still be read
 /// afterwards. Under the lock of the stream's queue; `newest` is the frame in the queue, null for
 /// none.

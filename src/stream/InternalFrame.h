@@ -34,7 +34,7 @@ public:
     bool allocateBuffer(unsigned int size);
     /// Called by the pool, under its lock, when it forgets its frames.
     void onDetachFromAllocator() { m_detached = true; }
-    /// Takes the first reference of a frame that nobody else holds.
+    /// Takes the first reference of a frame without references.
     void adopt() { __atomic_store_n(&m_count, 1, __ATOMIC_RELAXED); }
 
     /// The frame whose record this is.

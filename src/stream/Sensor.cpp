@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/LogCall.h"
 #include "device/Device.h"
 

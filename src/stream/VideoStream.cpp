@@ -2,7 +2,7 @@
 
 #include "base/CallbackScope.h"
 #include "base/Clock.h"
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
 #include "device/Device.h"

@@ -40,8 +40,8 @@ public:
     /// for the callback, unless it is called from within it or the callback waits for this thread:
     /// then the callback that runs is the last one.
     void stop();
-    /// Stops for good. True when the callback's thread has ended; false when this thread must not
-    /// wait for it: it is to be called again on another thread before the stream is deleted.
+    /// Stops permanently. True when the callback's thread has ended; false when this thread must
+    /// not wait for it: it is to be called again on another thread before the stream is deleted.
     bool shutDown();
     /// Slot of the sensor's signal, on the driver's thread.
     void onNewSensorFrame(NubrixFrameRef *frame);

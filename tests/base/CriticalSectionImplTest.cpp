@@ -8,7 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "base/CriticalSectionScoped.h"
 #include "tests/fakes/SystemCalls.h"
 
 namespace nubrix {
