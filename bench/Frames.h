@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/Ratio.h"
-#include "utils/CpuFeatures.h"
+#include "cpu/CpuFeatures.h"
 
 namespace nubrix::bench {
 
@@ -70,7 +70,7 @@ void compare(benchmark::State &state, Frames &frames, const Job &job, const Peer
             benchmark::ClobberMemory();
         }
     };
-    measureBeside(
+    measureAgainst(
         state, static_cast<int>(frames.count()), [&] { run(job); }, [&] { run(peer); });
     state.SetLabel(nameOf(instructionSet()));
 }

@@ -1,4 +1,4 @@
-// Measures a job and its peer in turn, so that both see the same noise, and tells the ratio.
+// Measures a job and its peer in turn, so that both see the same noise, and reports the ratio.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -37,7 +37,7 @@ inline void tellRatio(benchmark::State &state, double ns, double peerNs)
 /// Each iteration runs both once; the time shown is the job's. The counters are of the medians, of
 /// one of `operations` operations.
 template <class Job, class Peer>
-void measureBeside(benchmark::State &state, int operations, Job &&job, Peer &&peer)
+void measureAgainst(benchmark::State &state, int operations, Job &&job, Peer &&peer)
 {
     std::vector<double> jobs;
     std::vector<double> peers;

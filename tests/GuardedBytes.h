@@ -1,4 +1,4 @@
-// Memory for an image that tells what is touched around it.
+// Memory for an image that detects reads and writes around it.
 #pragma once
 
 #include <cstddef>

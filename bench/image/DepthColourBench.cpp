@@ -1,5 +1,5 @@
-// The colouring of depth frames beside OpenCV, which equalises 8 bits and then colours them by a
-// table, and a memcpy of the bytes that are written.
+// The colouring of depth frames compared with OpenCV, which equalises 8 bits and then colours them
+// by a table, and a memcpy of the bytes that are written.
 #include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"

@@ -1,5 +1,5 @@
-// Images of 4:2:0 with a destination (which overwrites the source as well) beside libyuv, rotations
-// in place and cuts beside a memcpy of the image.
+// Images of 4:2:0 with a destination (which overwrites the source as well) against libyuv,
+// rotations in place and crops against a memcpy of the image.
 #include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"

@@ -1,5 +1,5 @@
-// Rotations with a destination, and mirroring, beside libyuv, OpenCV and a memcpy of the image. The
-// peers mirror into another image.
+// Rotations with a destination, and mirroring, against libyuv, OpenCV and a memcpy of the image.
+// The peers mirror into another image.
 #include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"

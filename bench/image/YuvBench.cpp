@@ -1,4 +1,4 @@
-// The conversions from YUV to RGB beside libyuv, OpenCV and a memcpy of the bytes that they write.
+// The conversions from YUV to RGB against libyuv, OpenCV and a memcpy of the bytes that they write.
 #include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"

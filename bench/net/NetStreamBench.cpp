@@ -1,5 +1,5 @@
 // What a frame of a network camera costs the processor in the driver, which fills frames of the
-// library's pool and looks for cameras meanwhile, beside a bare client of Aravis at the same
+// library's pool and looks for cameras meanwhile, against a bare client of Aravis at the same
 // camera, which is a process of its own. What the library does with a frame then is the same for
 // all drivers and not in it.
 #include <sys/prctl.h>

@@ -1,4 +1,4 @@
-// How fast a recorder writes, beside a bare write() of the same bytes to a file of the same kind.
+// How fast a recorder writes, against a bare write() of the same bytes to a file of the same kind.
 // For frames of 640x480.
 #include <fcntl.h>
 #include <unistd.h>
@@ -46,13 +46,13 @@ struct Camera {
 
 struct Listener final : nubrix::StreamFrameBaseListener {
     ~Listener() override { disconnect_all(); }
-    void onNewFrame(nubrix::VideoStream *) override { told = true; }
+    void onNewFrame(nubrix::VideoStream *) override { notified = true; }
 
-    std::atomic<bool> told{false};
+    std::atomic<bool> notified{false};
 };
 
-/// A stream that has one frame, which a recorder leaves in its place, and has told of it: from then
-/// on it tells a recorder nothing.
+/// A stream with one frame, of which its listeners have been notified: later listeners, such as a
+/// recorder that leaves the frame in place, are not.
 struct StreamWithFrame {
     StreamWithFrame(nubrix::Device &device, unsigned int type)
         : sensor(device, type), stream(device, sensor)
@@ -61,7 +61,7 @@ struct StreamWithFrame {
         stream.newFrameSignal().connect(&listener, &Listener::onNewFrame);
         if (stream.start() != 0 || !benchDeliver(0))
             std::abort();
-        while (!listener.told)
+        while (!listener.notified)
             std::this_thread::yield();
         nubrix::xp<nubrix::NubrixFrameRef> frame;
         if (stream.readFrame(frame, false) != 0)

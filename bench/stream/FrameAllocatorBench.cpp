@@ -1,4 +1,4 @@
-// The frame pool beside an uncontended lock and unlock of the lock it uses.
+// The frame pool against an uncontended lock and unlock of the lock it uses.
 #include "base/CriticalSectionImpl.h"
 #include "bench/Ratio.h"
 #include "stream/FrameAllocator.h"
@@ -19,7 +19,7 @@ void BM_FrameAllocator_AllocRelease(benchmark::State &state)
         frame->release();
     nubrix::CriticalSectionImpl lock;
 
-    nubrix::bench::measureBeside(
+    nubrix::bench::measureAgainst(
         state, kOperations,
         [&] {
             for (int i = 0; i < kOperations; ++i) {

@@ -1,4 +1,4 @@
-// The way of a frame from the driver's thread to the application, beside a bare hand-over between
+// The path of a frame from the driver's thread to the application, against a bare hand-over between
 // two threads; and what a frame costs with one stream and with sixty.
 #include <dlfcn.h>
 #include <sys/resource.h>
@@ -129,7 +129,7 @@ void BM_FramePath_ToCallback(benchmark::State &state)
     Receiver receiver{library.context, {}};
     library.open(0, &Receiver::onFrame, &receiver);
     Relay bare(1);
-    nubrix::bench::measureBeside(
+    nubrix::bench::measureAgainst(
         state, 1,
         [&] {
             if (!library.deliver(0))
@@ -140,8 +140,8 @@ void BM_FramePath_ToCallback(benchmark::State &state)
 }
 BENCHMARK(BM_FramePath_ToCallback)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
-// A waiting reader is told by the stream's own thread: two hand-overs by design. `hops` is how many
-// the peer makes.
+// A waiting reader is notified by the stream's own thread: two hand-overs by design. `hops` is how
+// many the peer makes.
 void BM_FramePath_ToReader(benchmark::State &state)
 {
     Library library;
@@ -159,7 +159,7 @@ void BM_FramePath_ToReader(benchmark::State &state)
     });
     {
         Relay bare(static_cast<int>(state.range(0)));
-        nubrix::bench::measureBeside(
+        nubrix::bench::measureAgainst(
             state, 1,
             [&] {
                 if (!library.deliver(0))
@@ -188,7 +188,7 @@ double cpuSeconds()
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// The CPU time of a frame when `streams` streams run, beside that of a frame when one does.
+// The CPU time of a frame when `streams` streams run, against that of a frame when one does.
 void BM_FramePath_ManyStreams(benchmark::State &state)
 {
     constexpr unsigned int kFrames = 480;

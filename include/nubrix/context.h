@@ -26,19 +26,19 @@ class NubrixBaseDriver;
 /// | -5 | a limit is reached |
 /// | -8 | not supported |
 /// | -9 | none of the streams' cameras is connected |
-/// | -10 | the camera does not answer any more |
+/// | -10 | the camera no longer responds |
 /// | -11 | time-out, or no frame |
 /// | -12 | no driver for this camera |
 /// | -13 | no such stream or recorder |
 ///
-/// What a driver answers is passed on unchanged. Before initialize every operation gives -2 (or
-/// null) unless it says otherwise.
+/// The status of a driver is passed on unchanged. Before initialize every operation returns -2 (or
+/// null) unless its comment states otherwise.
 ///
-/// Thread-safe: any thread may call any operation; where one may block, it says so. From within a
-/// callback every operation may be called except destroy, which returns -1 there; a frame callback
-/// may also stop and close its own stream and camera. While another thread runs destroy, an
-/// operation that begins returns -2 (or null), and one that waits for frames returns -9 at once.
-/// An exception, as for want of memory, ends in -1 (or null) and a line in the log.
+/// Thread-safe: any thread may call any operation; where one may block, its comment states so. From
+/// within a callback every operation may be called except destroy, which returns -1 there; a frame
+/// callback may also stop and close its own stream and camera. While another thread runs destroy,
+/// an operation that begins returns -2 (or null), and one that waits for frames returns -9 at once.
+/// An exception, for example without memory, ends in -1 (or null) and a line in the log.
 class NubrixBaseContext {
 public:
     NubrixBaseContext() = default;
@@ -46,7 +46,7 @@ public:
     NubrixBaseContext &operator=(const NubrixBaseContext &) = delete;
     virtual ~NubrixBaseContext() = default;
 
-    /// Loads the driver plug-ins that lie beside the library and lists their cameras. A plug-in
+    /// Loads the driver plug-ins in the folder of the library and lists their cameras. A plug-in
     /// that is missing is no error; a driver that fails is: its status is returned, or -1 when it
     /// cannot list its cameras. A camera that arrives meanwhile is listed. A second call does
     /// nothing and returns 0.
@@ -59,8 +59,8 @@ public:
     virtual int destroy() = 0;
 
     /// Sets the folder of the log files (null keeps it), and reads the log settings from
-    /// nubrixLog.ini beside the library, which is created with defaults if it is missing. Needs no
-    /// initialize. Returns what the log plug-in answers, 0 without one.
+    /// nubrixLog.ini next to the library, which is created with defaults if it is missing. Needs no
+    /// initialize. Returns the result of the log plug-in, 0 without one.
     virtual int setLogFileSavePath(const char *path) = 0;
 
     /// Adds a callback for cameras that arrive and leave. The same function is added once only,
@@ -109,13 +109,13 @@ public:
     /// unknown handle. Waits for a readFrame that waits on another thread.
     virtual int closeStream(NubrixStream *stream) = 0;
     /// Waits until one of `count` streams has a new frame and writes that stream to `ready[0]`
-    /// (`ready` may be null). `timeoutMs` in milliseconds, -1 for ever. -11 when it ran out; -9
+    /// (`ready` may be null). `timeoutMs` in milliseconds, -1 for no limit. -11 on a time-out; -9
     /// when no camera of the streams is connected, -10 when the last stream's camera does not
     /// answer. May block; each thread has a listener of its own.
     virtual int waitForStreams(NubrixStream **streams, int count, NubrixStream **ready,
                                int timeoutMs) = 0;
     /// Takes the newest frame of a stream, waiting for one if need be; other results as of
-    /// waitForStreams. `*frame` is null without one, and left alone on -2 and -13. The caller owns
+    /// waitForStreams. `*frame` is null without one, and not written on -2 and -13. The caller owns
     /// a reference and returns it with releaseFrame. Readers of all streams are served in turn,
     /// each when the one before it is done, and a stream is not destroyed while one waits: prefer a
     /// finite timeout, or waitForStreams.
@@ -135,9 +135,9 @@ public:
     /// Sets property 75; -1 for a mode outside 1 to 4.
     virtual int setStreamFlagMode(NubrixDevice *device, unsigned int mode) = 0;
 
-    /// Opens a record file (docs/recording.md tells the format), emptied if it was there; missing
-    /// folders are made. Ended by destroyRecorder. -1 when the file cannot be made or its absolute
-    /// path has more than 255 characters, -5 beyond 60 recorders.
+    /// Opens a record file (docs/recording.md describes the format), emptied if it was there;
+    /// missing folders are made. Ended by destroyRecorder. -1 when the file cannot be made or its
+    /// absolute path has more than 255 characters, -5 beyond 60 recorders.
     virtual int createRecorder(const char *path, NubrixRecord **recorder) = 0;
     /// Records a stream's frames from the next recorderStart on. -13 for an unknown handle, -4 when
     /// it is attached already, -1 without a current mode; 0, and nothing is attached, while the
@@ -147,7 +147,7 @@ public:
     /// stream's own thread. A write that fails is logged. -13 for an unknown recorder.
     virtual int recorderStart(NubrixRecord *recorder) = 0;
     virtual int recorderStop(NubrixRecord *recorder) = 0;
-    /// Writes what is left and closes the file; once it returns nothing more is written.
+    /// Writes the remaining frames and closes the file; after it returns nothing is written.
     virtual int destroyRecorder(NubrixRecord *recorder) = 0;
 
     virtual int setTemperatureParamsFilePath(NubrixDevice *device, const char *path) = 0;
@@ -171,7 +171,7 @@ public:
     /// Makes a point of each pixel of a depth image. docs/pointcloud.md sets the three conversions
     /// side by side.
     ///
-    /// depth: width * height values, row after row; pixelType says how many of the lower bits are
+    /// depth: width * height values, row after row; pixelType states how many of the lower bits are
     /// fractions: 1 four, 2 three, any other value two. points: as many records, in the same order,
     /// provided by the caller. s divides depths (1000 turns millimetres into metres); fx, fy, cx
     /// and cy are the focal lengths and the principal point of a pinhole camera, in pixels:
@@ -190,9 +190,9 @@ public:
                                          float cy, typedefNubrixPoint3D *points,
                                          unsigned int pixelType, bool limitRange) = 0;
     /// The same arguments for the driver of an open device, which converts by its own means (with
-    /// the camera's calibration, say), and what it answers. -2 before initialize, -3 for an unknown
-    /// device, -8 by drivers that have no conversion. Any thread; may block: it waits for other
-    /// operations.
+    /// the camera's calibration, for example), and its status. -2 before initialize, -3 for an
+    /// unknown device, -8 by drivers that have no conversion. Any thread; may block: it waits for
+    /// other operations.
     virtual int convertDepthToPointCloud2(NubrixDevice *device, const unsigned short *depth,
                                           unsigned int width, unsigned int height, float s,
                                           float fx, float fy, float cx, float cy,
@@ -217,7 +217,7 @@ public:
                                                  bool limitRange) = 0;
 
     /// Starts writing a firmware image, of the kind that the camera takes, into the camera. The
-    /// rest is the upgrader's, which tells `callbacks`; it may still be running on return. While it
+    /// rest is the upgrader's, which calls `callbacks`; it may still be running on return. While it
     /// runs the camera's hot-plug events stay with it. -3 for a camera that is not open, -1 for one
     /// that cannot be upgraded, else the upgrader's result. One upgrader serves a camera until it
     /// is closed. Needs no initialize.
@@ -234,7 +234,7 @@ public:
     virtual int setStreamCallback(NubrixStream *stream, NubrixFrameCallback callback,
                                   void *user) = 0;
 
-    /// Tell the USB driver how to reach cameras on a GMSL link. -1 without that driver. Need no
+    /// Configure how the USB driver reaches cameras on a GMSL link. -1 without that driver. Need no
     /// initialize.
     virtual int setGmslI2CStats(bool on) = 0;
     virtual int setGmslI2CAddress(std::string address) = 0;
@@ -258,7 +258,7 @@ NUBRIX_API void deleteContext(NubrixBaseContext *context);
 
 /// Where the error number is kept. Thread-safe.
 NUBRIX_API unsigned int *ErrnoLocal();
-/// Always null: no table of texts is kept, the log says what went wrong.
+/// Always null: there is no table of texts, the log states what went wrong.
 NUBRIX_API const char *errorGetErrorCodeString(int code);
 
 /// The folder of the library with a "/" at its end; set by setLogFileSavePath, empty before.

@@ -11,7 +11,7 @@
 // string ABI. Interfaces hold no data. The order of the virtual operations is the binary interface:
 // new ones take a reserved place or the end. No exception may leave an operation.
 //
-// Unless said otherwise an operation returns 0 for success or a status that the library passes to
+// Unless stated otherwise an operation returns 0 for success or a status that the library passes to
 // the application unchanged: negative numbers, -8 for what the driver does not support.
 #pragma once
 
@@ -75,7 +75,7 @@ protected:
 class FrameAllocatorInterfaceBase {
 public:
     /// A frame with one reference that the driver owns, or null when the pool is exhausted: the
-    /// driver then drops the picture (and counts the loss in frameIndex). Never blocks.
+    /// driver then drops the image (and counts the loss in frameIndex). Never blocks.
     virtual NubrixFrameRef *allocOneFrame() = 0;
     /// Buffer size of new frames in bytes.
     virtual unsigned int getFrameBufferSize() const = 0;
@@ -96,8 +96,8 @@ typedef void (*DriverFrameCallback)(NubrixFrameRef *frame, void *user);
 typedef void (*DriverStateCallback)(const char *deviceAddr, const char *serial,
                                     const char *location, unsigned int state, void *user);
 
-/// One running picture source of a device. Made by NubrixBaseDevice::createStream. The operations
-/// of one stream come one at a time.
+/// One image source of a device. Made by NubrixBaseDevice::createStream. The library calls the
+/// operations of one stream one at a time.
 class NubrixBaseStream {
 public:
     NubrixBaseStream() = default;
@@ -136,7 +136,7 @@ public:
     {
         return -8;
     }
-    /// `size` holds the room in `data` on entry, the bytes written on return.
+    /// `size` is the capacity of `data` on entry, the number of bytes written on return.
     virtual int getProperty(unsigned int /*id*/, void * /*data*/, unsigned int * /*size*/)
     {
         return -8;
@@ -146,9 +146,9 @@ public:
     {
         return -8;
     }
-    /// A NubrixDeviceState: 1 means that the camera is gone.
+    /// A NubrixDeviceState: 1 means that the camera was detached.
     virtual int deviceState() = 0;
-    /// Non-zero while the camera answers.
+    /// Non-zero while the camera responds.
     virtual int keepLiveState() = 0;
     virtual int setTemperatureParamsFilePath(const char * /*path*/) { return -8; }
     /// As NubrixBaseContext::convertDepthToPointCloud, with the camera's own means.

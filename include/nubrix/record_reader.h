@@ -2,11 +2,11 @@
 //
 // A record file is a row of records, each a tag of 26 bytes and the pixels of one frame. It has no
 // head, no table of contents and no end mark, so a recording that a crash, a full disk or a kill
-// ended early is as good as any other up to its last whole record. docs/recording.md tells the
-// format.
+// ended early is as good as any other up to its last complete record. docs/recording.md describes
+// the format.
 //
-// Nothing in a file is believed: whatever its bytes are, the reader gives the whole records it
-// finds and says where the rest went wrong and why.
+// Nothing in a file is trusted: whatever its bytes are, the reader returns the complete records it
+// finds and reports where the rest is damaged and why.
 #pragma once
 
 #include "nubrix/export.h"
@@ -24,7 +24,7 @@ namespace nubrix {
 class RecordIndex;
 class RecordWindow;
 
-/// The tag of one record and where it lies.
+/// The tag of one record and its position.
 struct RecordInfo {
     unsigned long long offset;       ///< of the tag, bytes from the start of the file
     unsigned long long timestampUs;  ///< the frame's two timestamp words as one 64-bit count
@@ -37,9 +37,9 @@ struct RecordInfo {
 };
 
 /// A recorded frame, seen in the file without a copy. It stays valid until it is destroyed or
-/// assigned to, also after its reader has moved on, was closed or is gone. Each frame keeps a piece
-/// of the file mapped, at least 8 MiB of address space: do not hold many on a 32-bit machine. Two
-/// threads may use, copy and destroy frames of one file; one frame is not thread-safe.
+/// assigned to, also after its reader has moved on, was closed or destroyed. Each frame keeps a
+/// piece of the file mapped, at least 8 MiB of address space: do not hold many on a 32-bit machine.
+/// Two threads may use, copy and destroy frames of one file; one frame is not thread-safe.
 ///
 /// As with every mapped file, reading pixels that another process has cut off the file meanwhile
 /// ends the process (SIGBUS): do not record over a file that is being read.
@@ -73,9 +73,9 @@ private:
 /// pixels were not written in full.
 ///
 /// Operations that can fail return 0; -1 when the system refuses or the file has changed, -2 when
-/// no file is open, -4 for a null argument or a record that is not there. errorText then says what
-/// happened. No operation throws. Not thread-safe: one thread at a time uses a reader. Any number
-/// of readers may read one file, also while it is being recorded.
+/// no file is open, -4 for a null argument or a record that does not exist. errorText then states
+/// what happened. No operation throws. Not thread-safe: one thread at a time uses a reader. Any
+/// number of readers may read one file, also while it is being recorded.
 class NUBRIX_API RecordReader {
 public:
     RecordReader() noexcept;
@@ -103,7 +103,7 @@ public:
     /// The first thing that is wrong with the file, "byte 1234: ..."; empty when it is complete.
     /// Valid until the next open, update or close.
     const char *problem() const noexcept;
-    /// Bytes behind the last whole record.
+    /// Bytes after the last complete record.
     unsigned long long trailingBytes() const noexcept;
     /// Bytes before the last whole record that belong to none: after a failed write the recorder
     /// goes on, so that a piece of a record may lie between whole ones. The reader looks for the
@@ -125,7 +125,7 @@ public:
     /// Maps a record.
     int frame(unsigned int record, RecordFrame *frame) noexcept;
 
-    /// What the last operation that failed has to say. Valid until the next operation fails.
+    /// The error message of the last operation that failed. Valid until the next operation fails.
     const char *errorText() const noexcept;
 
 private:

@@ -9,7 +9,7 @@ struct NubrixDevice;
 struct NubrixStream;
 struct NubrixRecord;
 
-/// Which picture of a camera a stream carries.
+/// Which images of a camera a stream carries.
 enum NubrixStreamType : unsigned int {
     NUBRIX_STREAM_COLOR = 1,
     NUBRIX_STREAM_DEPTH = 2,
@@ -83,14 +83,14 @@ enum NubrixErrorCode : unsigned int {
 };
 
 /// One frame as the application sees it: the record inside a pooled frame. It stays valid, with its
-/// pixels, until it is given back with releaseFrame. 44 bytes on the 32-bit target, 56 on 64 bits.
+/// pixels, until it is returned with releaseFrame. 44 bytes on the 32-bit target, 56 on 64 bits.
 struct typedefNubrixFrame {
     unsigned int pixelFormat;    ///< a NubrixPixelFormat
     unsigned int streamType;     ///< a NubrixStreamType
     unsigned int frameIndex;     ///< counts the frames that the camera captured, lost ones included
     unsigned int timestampLow;   ///< with timestampHigh: microseconds of the monotonic clock
     unsigned int timestampHigh;  ///< at capture, as one 64-bit count
-    unsigned int flags;          ///< driver-defined; 0 for a sound frame
+    unsigned int flags;          ///< driver-defined; 0 for a valid frame
     int width;                   ///< pixels
     int height;                  ///< pixels
     unsigned int dataSize;       ///< valid bytes in data

@@ -4,7 +4,7 @@
 namespace nubrix {
 
 /// Marks the thread while it runs a callback: of a frame, of a device's state or of an upgrade.
-/// destroy ends the threads that run callbacks, so what waits for destroy asks here first.
+/// destroy ends the threads that run callbacks, so whatever waits for destroy checks this first.
 class CallbackScope final {
 public:
     /// `caller` is the object whose end waits for the callback, null for none but the context.

@@ -1,4 +1,4 @@
-// A recursive lock.
+// A recursive lock, and a guard that holds it for a scope.
 #pragma once
 
 #include "base/Mutex.h"
@@ -30,6 +30,23 @@ public:
     {
         return __atomic_sub_fetch(value, 1, __ATOMIC_SEQ_CST);
     }
+};
+
+/// Holds a lock for a scope. Works on every lock with enter() and leave(); on a `final` class the
+/// calls are direct.
+template <class Lock>
+class NUBRIX_SCOPED_CAPABILITY CriticalSectionScoped final {
+public:
+    explicit CriticalSectionScoped(Lock &lock) NUBRIX_ACQUIRE(lock) : m_lock(lock)
+    {
+        m_lock.enter();
+    }
+    ~CriticalSectionScoped() NUBRIX_RELEASE() { m_lock.leave(); }
+    CriticalSectionScoped(const CriticalSectionScoped &) = delete;
+    CriticalSectionScoped &operator=(const CriticalSectionScoped &) = delete;
+
+private:
+    Lock &m_lock;
 };
 
 }  // namespace nubrix

@@ -18,10 +18,10 @@ public:
     int reset() override;
     int set() override;
     int wait(int ms) override;
-    /// As wait, but returns 0 as soon as `isOver` holds, and then takes nothing. It is asked under
-    /// the event's lock. Whoever makes it true calls set or wakeAll afterwards.
+    /// Like wait, but returns 0 as soon as `isOver` holds, and then consumes no event. It is
+    /// evaluated under the event's lock. Whoever makes it true calls set or wakeAll afterwards.
     int waitUnless(int ms, const std::function<bool()> &isOver);
-    /// Lets every waitUnless ask anew; the event stays as it is.
+    /// Makes every waitUnless evaluate `isOver` again; the event does not change.
     void wakeAll();
 
 private:

@@ -14,12 +14,12 @@ public:
     /// The caller owns the result. It must outlive every wait.
     static EventWrapper *create();
 
-    /// Forgets a set() that nobody has taken. Returns 0, or -1 when locking fails.
+    /// Clears a set() that no wait has consumed. Returns 0, or -1 when locking fails.
     virtual int reset() = 0;
-    /// Wakes one waiter, or the next to come. Returns 0, or -1 when locking or waking fails.
+    /// Wakes one waiter, or the next one. Returns 0, or -1 when locking or waking fails.
     virtual int set() = 0;
-    /// Waits `ms` milliseconds, -1 for ever. Returns 0 when the event was set (and takes it), -11
-    /// on time-out, -1 on another failure.
+    /// Waits `ms` milliseconds, -1 without limit. Returns 0 when the event was set (and clears it),
+    /// -11 on time-out, -1 on another failure.
     virtual int wait(int ms) = 0;
 };
 

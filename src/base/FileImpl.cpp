@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 
 namespace nubrix {
 
@@ -183,7 +183,7 @@ std::string FileImpl::getFileName()
 
 bool FileImpl::seekTo(std::uint64_t position, Transfer transfer)
 {
-    // Standard C wants a seek between reading and writing.
+    // Standard C requires a seek between reading and writing.
     const bool turned = m_lastTransfer != Transfer::kNone && m_lastTransfer != transfer;
     if (m_streamPosition == position && !turned)
         return true;

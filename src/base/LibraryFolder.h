@@ -1,4 +1,4 @@
-// Where the library itself lies.
+// The folder of the library itself.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 namespace nubrix {
 
 /// The folder of this library with a "/" at its end, as the loader names it (it may be relative);
-/// empty if the loader does not know. Thread-safe.
+/// empty if the loader cannot tell it. Thread-safe.
 std::string libraryFolder();
 
 }  // namespace nubrix

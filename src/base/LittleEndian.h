@@ -5,7 +5,7 @@
 
 namespace nubrix {
 
-/// Fills a buffer from its start; the caller provides enough room.
+/// Fills a buffer from its start; the caller provides enough space.
 class LittleEndianWriter final {
 public:
     explicit LittleEndianWriter(unsigned char *out) : m_out(out) {}

@@ -12,7 +12,7 @@ enum LogLevel : int {
 };
 
 /// Formats a message, cut at 2047 characters, and hands it to the log plug-in with its level; no
-/// line end is added and no level filtered. Returns the plug-in's answer, 0 without one.
+/// line end is added and no level filtered. Returns the plug-in's result, 0 without one.
 /// Thread-safe.
 __attribute__((format(printf, 2, 3))) int logPrint(int level, const char *format, ...);
 

@@ -7,7 +7,7 @@
 
 namespace nubrix {
 
-/// Kept: despite its name a thread that takes it twice waits for ever. Thread-safe.
+/// Kept: despite its name a thread that takes it twice waits forever. Thread-safe.
 class ReentrantLock final {
 public:
     ReentrantLock() = default;

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
 
@@ -70,7 +70,7 @@ int ThreadImpl::start()
         if (m_running || m_started || m_changing)
             return -5;
         m_changing = true;
-        m_givenUp = false;
+        m_abandoned = false;
     }
     const int result = launch();
     const CriticalSectionScoped guard(*m_lock);
@@ -97,7 +97,7 @@ int ThreadImpl::launch()
     }
     {
         const CriticalSectionScoped guard(*m_lock);
-        m_givenUp = true;
+        m_abandoned = true;
         m_running = false;
     }
     pthread_join(handle, nullptr);
@@ -166,7 +166,7 @@ bool ThreadImpl::announce()
 {
     {
         const CriticalSectionScoped guard(*m_lock);
-        m_running = !m_givenUp;  // a thread that comes too late must not run on: start() joins it
+        m_running = !m_abandoned;  // a thread that starts too late must end: start() joins it
     }
     if (!m_name.empty())
         prctl(PR_SET_NAME, m_name.c_str());

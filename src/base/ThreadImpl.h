@@ -35,8 +35,8 @@ private:
     const std::unique_ptr<CriticalSectionWrapper> m_lock;
     bool m_running NUBRIX_GUARDED_BY(*m_lock) = false;
     bool m_started NUBRIX_GUARDED_BY(*m_lock) = false;
-    bool m_changing NUBRIX_GUARDED_BY(*m_lock) = false;  // a start() or a stop() is under way
-    bool m_givenUp NUBRIX_GUARDED_BY(*m_lock) = false;   // start() waited in vain
+    bool m_changing NUBRIX_GUARDED_BY(*m_lock) = false;   // a start() or a stop() is under way
+    bool m_abandoned NUBRIX_GUARDED_BY(*m_lock) = false;  // start() waited in vain
     std::atomic<int> m_threadId{-1};
     pthread_attr_t m_attributes = {};
     bool m_attributesMade = false;  // these three belong to the start() or stop() under way

@@ -1,4 +1,5 @@
-// Signals: objects that call methods of other objects, and forget them when they die.
+// Signals: objects that call methods of other objects, and disconnect from them when they are
+// destroyed.
 //
 // A signal holds its lock while it calls the connected methods, so that once a receiver is
 // disconnected no call to it is running. A method must therefore not connect to, disconnect from or
@@ -146,7 +147,7 @@ public:
     {
         const lock_block<Policy> guard(*m_core);
         while (!m_core->m_connections.empty()) {
-            // Once each: a receiver that knows no signal any more may be gone the next moment.
+            // Once each: a receiver without any signal left may be destroyed at any time.
             receiver_base *const receiver = m_core->m_connections.front().receiver;
             m_core->erase(receiver);
             receiver->signal_disconnect(m_core.get());

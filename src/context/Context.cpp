@@ -17,11 +17,11 @@ namespace nubrix {
 namespace {
 
 // The contexts that exist, linked through m_nextExisting: a driver that was left running may call
-// back when its context is gone.
+// back after its context was destroyed.
 Undestroyed<Mutex> g_existingMutex;
 Context *g_firstExisting = nullptr;
 
-// Not on a thread for which destroy may be waiting while it is its turn.
+// A thread for which destroy may wait during its turn must not wait for a turn itself.
 LifeTurns::Waiting waitingWithin(Gate &gate)
 {
     const bool awaited = CallbackScope::isActive() || gate.isInside();
@@ -106,7 +106,7 @@ int Context::startUp()
     if (const int failed = initializeDrivers())
         return failed;
     m_initialized = true;
-    if (m_events.endDropping())  // some drivers had been asked for their cameras already
+    if (m_events.endDropping())  // some drivers had listed their cameras already
         m_records.rebuild(m_drivers);
     logPrint(kLogMilestone, "Nubrix SDK  Initialize End");
     return 0;
@@ -161,7 +161,7 @@ int Context::destroy()
     });
 }
 
-// Wakes all that wait for frames; the gate is shut.
+// Wakes all threads that wait for frames; the gate is shut.
 void Context::endWaits()
 {
     m_waiters.wakeAll();
@@ -199,7 +199,7 @@ void Context::releaseRecorders()
     while (const std::shared_ptr<StreamRecorder> recorder = m_recorders.first()) {
         recorderStop(recorder->handle());
         destroyRecorder(recorder->handle());
-        m_recorders.remove(recorder->handle());  // an override may have kept it
+        m_recorders.remove(recorder->handle());  // an override may have left it in the table
     }
 }
 
@@ -228,11 +228,11 @@ void Context::releaseDrivers()
 {
     for (const DRIVER_TYPE type : {DRIVER_TYPE_UVC, DRIVER_TYPE_NET, DRIVER_TYPE_MINI}) {
         destroyDriver(type, m_drivers.of(type));
-        m_drivers.set(type, nullptr);  // at once: the next one may call the context
+        m_drivers.set(type, nullptr);  // at once: the next driver may call the context
     }
 }
 
-// A camera arrives or leaves, on a driver's thread. The context may be gone, or be about to go.
+// A camera arrives or leaves, on a driver's thread. The context may be destroyed meanwhile.
 void Context::deviceStateCallback(const char *deviceAddr, const char *serial, const char *location,
                                   unsigned int state, void *user)
 {

@@ -126,7 +126,7 @@ public:
     int GetConfigFileBasePath(char *buffer, unsigned int size);
     /// Sets NUBRIX_WORKING_PATH and NUBRIX_INI_FILE_PATH. Returns 0.
     int initConfigFilePath();
-    /// Applies nubrixLog.ini and fills it up with defaults. Returns what the log plug-in answers.
+    /// Applies nubrixLog.ini and fills it up with defaults. Returns the result of the log plug-in.
     int readConfigLogMode();
 
     /// What the drivers call when a camera arrives or leaves; `user` is the context.
@@ -161,8 +161,8 @@ private:
     void abandonObjects();
     int findCamera(const char *uri, std::string &path, NubrixBaseDriver *&driver);
     NubrixDevice *keep(const std::shared_ptr<Device> &device);
-    bool upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
-                       unsigned int state);
+    bool upgraderHandles(const char *deviceAddr, const char *serial, const char *location,
+                         unsigned int state);
     void notifyApplication(const char *deviceAddr, const char *serial, unsigned int state);
 
     int closeStreamsOfDevice(const Device &device);

@@ -11,7 +11,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr const char *kTunnelled = "NVTEVM";  // a location that stands for every camera behind it
+constexpr const char *kTunnelled = "NVTEVM";  // a location that stands for every camera on the link
 
 const char *orEmpty(const char *text)
 {
@@ -95,7 +95,7 @@ int Context::openDevice(const char *uri, NubrixDevice **handle)
         {
             const CriticalSectionScoped lock(*m_apiLock);
             if (m_devices.findIf([&](Device &device) { return device.deviceId() == path; })) {
-                // Kept: success, and the handle is left alone.
+                // Kept: success, and the handle is not written.
                 logPrint(kLogMilestone, "Device[%s] is already opened!", path.c_str());
                 return 0;
             }
@@ -176,7 +176,7 @@ int Context::closeDevice(NubrixDevice *handle)
     return inside([&] {
         std::shared_ptr<Device> device;
         const int refused = onDevice(handle, [&](Device &found) {
-            if (!found.beginClose())  // another thread closes it: gone for this one
+            if (!found.beginClose())  // another thread is closing it
                 return refuseDevice();
             device = found.shared_from_this();
             return 0;
@@ -196,7 +196,7 @@ int Context::closeDevice(NubrixDevice *handle)
             upgrader = m_upgrades.remove(handle);
             m_devices.remove(handle);
         }
-        m_upgrades.end(std::move(upgrader));  // may wait for a thread that calls the application
+        m_upgrades.end(std::move(upgrader));  // may wait for a thread that runs a callback
         logPrint(kLogMilestone, "Finish close device");
         return 0;
     });
@@ -210,7 +210,7 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
     guarded([&] {
         const Gate::Entry entry(m_gate);
         logEmptyLine();
-        if (m_events.drop() || !entry || upgraderTakes(deviceAddr, serial, location, state))
+        if (m_events.drop() || !entry || upgraderHandles(deviceAddr, serial, location, state))
             return 0;
         logPrint(kLogMilestone,
                  "onDeviceState Change deviceAddr = %s , SN = %s, location = %s, deviceState = %d",
@@ -223,8 +223,8 @@ void Context::onDeviceState(const char *deviceAddr, const char *serial, const ch
     });
 }
 
-bool Context::upgraderTakes(const char *deviceAddr, const char *serial, const char *location,
-                            unsigned int state)
+bool Context::upgraderHandles(const char *deviceAddr, const char *serial, const char *location,
+                              unsigned int state)
 {
     std::vector<std::shared_ptr<NubrixBaseUpgrade>> upgraders;  // none is deleted under the lock
     // An event from within a listing holds that lock, which initialize takes after this one.

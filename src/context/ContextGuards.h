@@ -4,25 +4,25 @@
 
 #include <type_traits>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "context/Context.h"
 
 namespace nubrix {
 
-// What is thrown in an operation ends in -1 (null) and a line in the log. An operation runs
-//   inside: in the gate, or `refuse` answers
+// An exception in an operation ends in -1 (null) and a line in the log. An operation runs
+//   inside: in the gate, or returns what `refuse` returns
 //   underLock: inside, initialized, and with the API lock
 //   onDevice, onRecorder: under the lock, with the object of a handle
 //   onStream: inside and initialized, with the object of a handle
 
-// What is refused; refuseUninitialized returns -2.
+// Refusals: error number, log line, status. refuseUninitialized returns -2.
 int refuseDevice();    // -3
 int refuseStream();    // -13
 int refuseRecorder();  // -13
 /// Logs the exception that is being handled. -1.
 int reportException() noexcept;
 
-/// What an operation answers in place of its result: the status, or null for a pointer.
+/// The result of an operation that fails with a status: the status, or null for a pointer.
 template <class Result>
 Result answer(int status)
 {

@@ -5,7 +5,7 @@
 #include "base/ErrorNumber.h"
 #include "base/xp.h"
 #include "context/ContextGuards.h"
-#include "utils/BitmapFile.h"
+#include "image/BitmapFile.h"
 
 namespace nubrix {
 
@@ -30,7 +30,7 @@ int Context::takePhoto(const char *path)
     std::vector<unsigned char> pixels;
     if (const int failed = copyColourFrame(frame, pixels))
         return failed;
-    // Outside of the gate, with nothing held: a pipe or a slow disk holds nobody up.
+    // Outside the gate and without locks: a pipe or a slow disk delays no other operation.
     return guarded([&] {
         const std::string name = path && *path ? path : bitmapNameOfNow();
         if (writeBitmap(name, frame))

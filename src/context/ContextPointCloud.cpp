@@ -1,6 +1,6 @@
 // Point clouds: two conversions by the library, one by the camera's driver.
+#include "cloud/PointCloud.h"
 #include "context/ContextGuards.h"
-#include "utils/PointCloud.h"
 
 namespace nubrix {
 

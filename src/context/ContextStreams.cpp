@@ -54,7 +54,7 @@ int Context::openStream(NubrixDevice *handle, unsigned int streamType, NubrixStr
     }
     logPrint(kLogMilestone, "Start open %s stream!", name->second.c_str());
     return guarded([&] {
-        const Gate::Entry entry(m_gate);  // refused, so is the next
+        const Gate::Entry entry(m_gate);  // if this is refused, createStream is, too
         if (const int failed = createStream(handle, streamType, stream)) {
             logPrint(kLogError, "Create stream failed");
             return failed;
@@ -73,7 +73,7 @@ int Context::openStream(NubrixDevice *handle, unsigned int streamType, NubrixStr
             destroyStream(*stream);
             *stream = nullptr;
         }
-        // Kept: written after a failure too; the result tells the truth. See docs/oddities.md.
+        // Kept: written after a failure too; the result is correct. See docs/oddities.md.
         logPrint(kLogMilestone, "Open %s stream succeed", name->second.c_str());
         return started;
     });
@@ -121,7 +121,7 @@ int Context::closeStream(NubrixStream *handle)
 
 int Context::closeStreamsOfDevice(const Device &device)
 {
-    std::vector<const VideoStream *> failed;  // they would be found again for ever
+    std::vector<const VideoStream *> failed;  // they would be found again forever
     while (const auto stream = m_streams.findIf([&](VideoStream &each) {
         return &each.device() == &device &&
                std::find(failed.begin(), failed.end(), &each) == failed.end();
@@ -142,16 +142,16 @@ int Context::destroyStream(NubrixStream *handle)
         std::shared_ptr<VideoStream> stream;
         {
             const CriticalSectionScoped lock(*m_apiLock);
-            const auto recorders = m_recorders.all();  // it may throw: before anything is changed
+            const auto recorders = m_recorders.all();  // may throw: before any change
             stream = m_streams.retire(handle);
             for (const auto &recorder : recorders)
                 recorder->forget(stream.get());
         }
         logPrint(kLogInfo, "After remove stream, the size=%d", static_cast<int>(m_streams.size()));
-        if (!stream)  // another thread was faster
+        if (!stream)  // another thread has retired it
             return 0;
         shutDown(stream);
-        // And those that their callbacks have closed, which have returned.
+        // Also streams closed by their own callbacks, which have returned by now.
         while (const auto ended =
                    m_streams.findRetiredIf([](VideoStream &each) { return each.hasEnded(); }))
             shutDown(ended);
@@ -159,11 +159,11 @@ int Context::destroyStream(NubrixStream *handle)
     });
 }
 
-// Ends a stream whose handle is gone. False when this thread must not wait for its callback; then
-// the stream is kept for another thread, destroy at the latest.
+// Ends a stream whose handle is no longer valid. False when this thread must not wait for its
+// callback; then the stream is kept for another thread, destroy at the latest.
 bool Context::shutDown(const std::shared_ptr<VideoStream> &stream)
 {
-    // Before the lock: a callback that is waited for may be in readFrame.
+    // Before the lock: the callback that this waits for may be in readFrame.
     if (!stream->shutDown())
         return false;
     const std::lock_guard<ReentrantLock> afterReaders(m_frameReadLock);

@@ -5,7 +5,7 @@ namespace nubrix {
 
 namespace {
 
-int nobodyToCall()
+int noCallback()
 {
     return 0;
 }
@@ -67,7 +67,7 @@ int Context::setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd,
             upgrader->setDufDeviceFd(vid, pid, fd, path);
         return 0;
     };
-    return inside(pass, &nobodyToCall);
+    return inside(pass, &noCallback);
 }
 
 int Context::setDeviceStatusChange(int event, int detail, const char *path, unsigned int state)
@@ -78,7 +78,7 @@ int Context::setDeviceStatusChange(int event, int detail, const char *path, unsi
             upgrader->onDeviceStateChange(path, event, detail, state);
         return 0;
     };
-    return inside(pass, &nobodyToCall);
+    return inside(pass, &noCallback);
 }
 
 int Context::setGmslI2CStats(bool on)

@@ -32,7 +32,7 @@ bool checkIfAnyDeviceConnected(const std::vector<std::shared_ptr<VideoStream>> &
 
 bool checkIfDeviceKeepLiveOK(const std::vector<std::shared_ptr<VideoStream>> &streams)
 {
-    // Kept: every device is asked, the last one decides. See docs/oddities.md.
+    // Kept: every device is queried, the last one decides. See docs/oddities.md.
     bool alive = false;
     for (const auto &stream : streams)
         alive = stream->device().keepLiveState() != 0;
@@ -80,7 +80,7 @@ int Context::waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs
 int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
                                     NubrixStream **ready, unsigned int ms)
 {
-    // A stream that was closed and opened anew may stand at the same address, and is not heard.
+    // A stream that was closed and reopened may have the same address, and is not connected.
     if (m_gate.isShut() || !haveHandles(streams) || !checkIfAnyDeviceConnected(streams))
         return -9;
     if (!checkIfDeviceKeepLiveOK(streams))
@@ -90,7 +90,8 @@ int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener
     if (m_gate.isShut())
         return -9;
     if (waited == 0 && ready)
-        ready[0] = reinterpret_cast<NubrixStream *>(last);  // it may be gone: the address only
+        ready[0] = reinterpret_cast<NubrixStream *>(
+            last);  // it may be destroyed: only the address is used
     return waited;
 }
 

@@ -1,4 +1,4 @@
-// Who is notified when a camera arrives or leaves, and when nobody is.
+// The callbacks for arriving and leaving cameras, and when events are dropped.
 #pragma once
 
 #include <utility>
@@ -37,7 +37,7 @@ public:
         m_registrations.clear();
     }
 
-    /// Whether an event that comes now is dropped; it is remembered.
+    /// Whether an event is dropped now; a dropped event is remembered.
     bool drop()
     {
         const MutexLock guard(m_mutex);
@@ -61,8 +61,8 @@ public:
         const MutexLock guard(m_mutex);
         m_driversLoaded = true;
     }
-    /// Otherwise an event is not for this context: a driver that another one left running may know
-    /// one that stood at this address.
+    /// While false, events are not for this context: a driver left running by an earlier context
+    /// may hold this address.
     bool areDriversLoaded() const
     {
         const MutexLock guard(m_mutex);

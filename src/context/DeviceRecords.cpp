@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/LogCall.h"
 
 namespace nubrix {

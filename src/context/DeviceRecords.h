@@ -13,8 +13,8 @@
 
 namespace nubrix {
 
-/// Look-ups answer from a copy, so that none waits for a driver that is slow to list its cameras.
-/// Thread-safe, but for the tables that are handed out.
+/// Look-ups use a copy, so that none waits for a driver that is slow to list its cameras.
+/// Thread-safe, except for the tables that are handed out.
 class DeviceRecords final {
 public:
     struct Found {
@@ -27,9 +27,9 @@ public:
     void clear();
     /// Appends a driver's cameras; returns the driver's status.
     int append(NubrixBaseDriver &driver);
-    /// Asks all drivers anew. Until the last has answered, the count and look-ups are as before.
+    /// Queries all drivers again. Until the last has answered, the count and look-ups are as before.
     void rebuild(const DriverTable &drivers);
-    /// Asks a driver for its GMSL cameras.
+    /// Queries the GMSL cameras of a driver.
     void readGmsl(NubrixBaseDriver &driver);
 
     /// Whether this thread is in the listing of a driver, which reports an event from there.
@@ -45,7 +45,7 @@ public:
     bool hasGmsl(const std::string &path) const;
 
 private:
-    // What every driver is offered, whatever space is left, and the space for three that use it up.
+    // The space offered to every driver, whatever is left, and space for three that fill it.
     static constexpr unsigned int kOffered = 60;
     static constexpr unsigned int kCapacity = 3 * kOffered;
 
@@ -59,7 +59,8 @@ private:
 
     static inline thread_local bool t_listing = false;
 
-    // One listing at a time; held while drivers are asked. Recursive: one may report an event then.
+    // One listing at a time; held while drivers are queried. Recursive: a driver may report an
+    // event meanwhile.
     CriticalSectionImpl m_listing;
     typedefNubrixeviceAttribute m_table[kCapacity] = {};
     std::atomic<unsigned int> m_count{0};

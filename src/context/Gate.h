@@ -1,4 +1,5 @@
-// Who is inside the context: operations enter, and destroy shuts the gate and waits for them.
+// Counts the threads inside the context: operations enter, destroy shuts the gate and waits for
+// them.
 #pragma once
 
 #include <atomic>
@@ -36,12 +37,12 @@ public:
         const bool m_inside;
     };
 
-    /// Refuses everybody but this thread, which is inside from now on, until open. One thread at a
-    /// time.
+    /// Refuses every thread except this one, which is inside from now on, until open. One thread at
+    /// a time.
     void shut();
-    /// Waits until nobody but this thread is inside. Any thread; may block.
+    /// Waits until no other thread is inside. Any thread; may block.
     void waitForOthers();
-    /// Lets everybody in again; ends the stay that shut began.
+    /// Admits all threads again; ends the stay that shut began.
     void open();
 
     bool isShut() const { return m_shut; }

@@ -10,10 +10,9 @@
 
 namespace nubrix {
 
-/// Devices, streams or recorders, in the order they were made. Whoever looks a handle up shares the
-/// object and keeps it alive. A retired object has lost its handle but is not shut down yet.
-/// Thread-safe; nothing is called while the lock is held but the conditions of look-ups and the
-/// action of forEach.
+/// Devices, streams or recorders, in the order of creation. A look-up shares the object and keeps
+/// it alive. A retired object has lost its handle but is not shut down yet. Thread-safe; while the
+/// lock is held, only the conditions of look-ups and the action of forEach are called.
 template <class Object>
 class HandleTable final {
 public:

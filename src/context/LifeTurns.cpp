@@ -10,12 +10,12 @@ LifeTurns::Turn::Turn(LifeTurns &turns, Waiting waiting) : m_turns(turns)
     turns.append(*this);
     while (turns.current() != this)
         turns.m_mutex.wait(turns.m_changed);
-    m_mine = true;
+    m_granted = true;
 }
 
 LifeTurns::Turn::~Turn()
 {
-    if (!m_mine)
+    if (!m_granted)
         return;
     const MutexLock guard(m_turns.m_mutex);
     m_turns.remove(*this);

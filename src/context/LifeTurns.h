@@ -21,7 +21,7 @@ public:
         ~Turn();
         Turn(const Turn &) = delete;
         Turn &operator=(const Turn &) = delete;
-        explicit operator bool() const { return m_mine; }
+        explicit operator bool() const { return m_granted; }
 
         /// Ends the turn, and waits until the calls have left that wait for theirs now: then the
         /// context may be deleted.
@@ -31,7 +31,7 @@ public:
         friend class LifeTurns;
 
         LifeTurns &m_turns;
-        bool m_mine = false;
+        bool m_granted = false;
         // These are guarded by the lock of the turns.
         std::uint64_t m_number = 0;
         bool m_ended = false;

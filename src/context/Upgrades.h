@@ -20,11 +20,11 @@ public:
 
     /// Whether the camera has an entry; its upgrader is null when the driver made none.
     bool find(NubrixDevice *device, Pointer &upgrader) const;
-    /// Adds an entry, unless the camera has one meanwhile; returns the upgrader of the entry.
+    /// Adds an entry, unless the camera has one by now; returns the upgrader of the entry.
     Pointer add(NubrixDevice *device, Pointer upgrader);
-    /// Those that are not null, in the order of their cameras.
+    /// All upgraders that are not null, in the order of their cameras.
     std::vector<Pointer> all() const;
-    /// Takes out the upgrader of a camera that is closed.
+    /// Removes the upgrader of a camera that is closed, and returns it.
     Pointer remove(NubrixDevice *device);
     /// Deletes an upgrader, which waits for its callbacks, unless one of those waits for the
     /// callback that this thread runs: then the next call deletes it, or clear.
@@ -33,9 +33,9 @@ public:
     void setActive(Pointer upgrader);
     Pointer active() const;
 
-    /// What an upgrader calls in place of the application, so that its thread is known to run a
-    /// callback; null for null. Valid until clear, because an upgrade that its own callback ends
-    /// still reports that it has finished.
+    /// The callbacks for an upgrader to call in place of the application's, which mark its thread
+    /// as running a callback; null for null. Valid until clear, because an upgrade that its own
+    /// callback ends still reports that it has finished.
     const typedefNubrixUpgradeCallbacks *wrap(const NubrixBaseUpgrade &upgrader,
                                               const typedefNubrixUpgradeCallbacks *callbacks);
 

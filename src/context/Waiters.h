@@ -13,7 +13,7 @@ class MultiStreamsListener;
 /// One listener for each thread that ever waited, until clear. Thread-safe.
 class Waiters final {
 public:
-    /// This thread's listener, made when it is missing.
+    /// This thread's listener, created on first use.
     std::shared_ptr<MultiStreamsListener> ofThisThread();
     /// Ends the waits that are under way.
     void wakeAll();

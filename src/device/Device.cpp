@@ -20,7 +20,7 @@ int Device::open(const char *uri)
     NubrixBaseDevice *driverDevice = nullptr;
     if (const int failed = m_driver.openDevice(uri, &driverDevice))
         return failed;
-    if (!driverDevice)  // a driver that says yes and gives nothing
+    if (!driverDevice)  // the driver reported success without a device
         return -1;
     adopt(driverDevice, uri);
     return 0;
@@ -32,7 +32,7 @@ int Device::open2(unsigned int vid, unsigned int pid, unsigned int fd, const cha
     logPrint(kLogInfo, "open device %s, fd:%d ", path, signedFd);
     NubrixBaseDevice *driverDevice = nullptr;
     int failed = m_driver.openDeviceByFd(vid, pid, signedFd, path, &driverDevice);
-    if (failed == 0 && !driverDevice)  // a driver that says yes and gives nothing
+    if (failed == 0 && !driverDevice)  // the driver reported success without a device
         failed = -1;
     if (failed != 0) {
         logPrint(kLogMilestone, "Open Device(%s) Failed, fd(%d), Return Code:%d", path, signedFd,
@@ -80,9 +80,10 @@ int Device::close()
         return 0;
     }
     NubrixBaseDevice *driverDevice = takeDriverDevice();
-    for (const auto &sensor : m_sensors) {
-        if (sensor)
-            sensor->onDeviceClosed();
+    std::array<NubrixBaseStream *, 64> driverStreams = {};
+    for (std::size_t type = 0; type < m_sensors.size(); ++type) {
+        if (m_sensors[type])
+            driverStreams[type] = m_sensors[type]->detachDriverStream();
     }
     try {
         const int result = m_driver.closeDevice(&driverDevice);
@@ -90,6 +91,10 @@ int Device::close()
         return result;
     } catch (...) {
         keepDriverDevice(driverDevice);
+        for (std::size_t type = 0; type < m_sensors.size(); ++type) {
+            if (m_sensors[type])
+                m_sensors[type]->attachDriverStream(driverStreams[type]);
+        }
         throw;
     }
 }
@@ -237,8 +242,51 @@ int Device::getSupportFrameMode(unsigned int streamType, const typedefNubrixFram
 
 int Device::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart)
 {
+    const SettingMode setting(*this, streamType);
     const InUse driverDevice = inUse();
     return driverDevice ? driverDevice->setFrameMode(streamType, mode, restart) : -3;
+}
+
+void Device::reapplyFrameMode(unsigned int streamType)
+{
+    const InUse driverDevice = inUse();
+    if (!driverDevice)
+        return;
+    const typedefNubrixFrameMode *const record = driverDevice->getCurrentFrameMode(streamType);
+    typedefNubrixFrameMode mode = {};
+    if (record && copyMode(streamType, *record, mode))
+        driverDevice->setFrameMode(streamType, mode, true);
+}
+
+// Copies a record of the driver; false while a call that sets a mode may write it.
+bool Device::copyMode(unsigned int streamType, const typedefNubrixFrameMode &record,
+                      typedefNubrixFrameMode &copy)
+{
+    const MutexLock guard(m_modeMutex);
+    if (m_modeSetters[streamType] != 0)
+        return false;
+    copy = record;
+    return true;
+}
+
+Device::SettingMode::SettingMode(Device &device, unsigned int streamType)
+    : m_device(device), m_streamType(streamType)
+{
+    device.beginSettingMode(streamType);
+}
+
+void Device::beginSettingMode(unsigned int streamType)
+{
+    const MutexLock guard(m_modeMutex);
+    if (streamType < m_modeSetters.size())
+        ++m_modeSetters[streamType];
+}
+
+void Device::endSettingMode(unsigned int streamType)
+{
+    const MutexLock guard(m_modeMutex);
+    if (streamType < m_modeSetters.size())
+        --m_modeSetters[streamType];
 }
 
 typedefNubrixFrameMode *Device::getCurrentFrameMode(unsigned int &streamType)

@@ -24,21 +24,22 @@ public:
     explicit Device(NubrixBaseDriver &driver);
     Device(const Device &) = delete;
     Device &operator=(const Device &) = delete;
-    /// Close it before: the driver's streams are given back only while it is open.
+    /// Close it first: the driver's streams are returned only while it is open.
     virtual ~Device();
 
     int open(const char *uri);
     int open2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path);
-    /// True for the one who may close the device. From then on it makes no streams. Thread-safe.
+    /// True for the first caller, who may close the device. From then on it makes no streams.
+    /// Thread-safe.
     bool beginClose();
-    /// Closing has failed and may be tried again.
+    /// Closing has failed and may be retried.
     void cancelClose() { m_closing = false; }
     /// 0 when it was not open, else what the driver returned; closed either way, but not when it
-    /// throws. Waits for calls into the driver's device and its streams; later ones find it gone.
+    /// throws. Waits for calls into the driver's device and its streams; later ones fail.
     int close();
 
     /// A new stream on the sensor of a type (not above 63), null when the camera is disconnected or
-    /// not open (the error number says so). The caller owns it.
+    /// not open (see the error number). The caller owns it.
     VideoStream *createStream(unsigned int streamType);
     void destroyStream(VideoStream *stream);
     void stopSensors();
@@ -57,18 +58,21 @@ public:
                             unsigned int *count);
     int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode, bool restart);
     typedefNubrixFrameMode *getCurrentFrameMode(unsigned int &streamType);
-    /// What the driver's device makes of it; 0, and nothing is written, when that is gone.
+    /// Sets the current mode of a type (not above 63) once more, before a restart of its stream.
+    /// Does nothing while another call sets a mode of that type.
+    void reapplyFrameMode(unsigned int streamType);
+    /// Calls the driver's device; 0, and nothing is written, when it is closed.
     int convertDepthToPointCloud2(const unsigned short *depth, unsigned int width,
                                   unsigned int height, float s, float fx, float fy, float cx,
                                   float cy, typedefNubrixPoint3D *points, unsigned int pixelType,
                                   bool limitRange);
 
-    /// What the driver's device makes; null when it cannot be upgraded. The caller owns it.
+    /// An upgrader from the driver's device; null when it cannot be upgraded. The caller owns it.
     NubrixBaseUpgrade *createUpgradeIntance();
 
     /// A NubrixDeviceState; disconnected when closed.
     int deviceState() const;
-    /// Non-zero while the camera answers; 0 when closed.
+    /// Non-zero while the camera responds; 0 when closed.
     int keepLiveState() const;
     /// What the application holds: this object's address.
     NubrixDevice *handle() { return reinterpret_cast<NubrixDevice *>(this); }
@@ -76,11 +80,11 @@ public:
     int deviceKind() const { return m_deviceKind; }
 
 private:
-    // The driver's device, which is not closed while this exists; null when it is gone. No lock is
-    // held meanwhile.
+    // The driver's device, which is not closed while this exists; null when it is closed. No lock
+    // is held meanwhile.
     class InUse final {
     public:
-        /// Sets the error number when it is gone, unless that is 0.
+        /// Sets the error number when it is closed, unless that is 0.
         explicit InUse(const Device &device, unsigned int errorWithout = 0);
         ~InUse() { m_device.endUse(); }
         InUse(const InUse &) = delete;
@@ -93,17 +97,34 @@ private:
         NubrixBaseDevice *const m_driverDevice;
     };
 
+    // A call that sets a mode, which may write the driver's record of it.
+    class SettingMode final {
+    public:
+        SettingMode(Device &device, unsigned int streamType);
+        ~SettingMode() { m_device.endSettingMode(m_streamType); }
+        SettingMode(const SettingMode &) = delete;
+        SettingMode &operator=(const SettingMode &) = delete;
+
+    private:
+        Device &m_device;
+        const unsigned int m_streamType;
+    };
+
     bool isDisconnected() const;
     bool isConflictWithOpenedStreams(unsigned int streamType) const;
     void adopt(NubrixBaseDevice *driverDevice, const char *uri);
     InUse inUse() const { return InUse(*this); }
-    /// As inUse, and sets the error number when it is gone.
+    /// Like inUse, and sets the error number when it is closed.
     InUse requireOpen() const;
     void keepDriverDevice(NubrixBaseDevice *driverDevice);
     // Apart from InUse: the analysis of locks leaves constructors and destructors out.
     NubrixBaseDevice *beginUse() const;
     void endUse() const;
     NubrixBaseDevice *takeDriverDevice();
+    void beginSettingMode(unsigned int streamType);
+    void endSettingMode(unsigned int streamType);
+    bool copyMode(unsigned int streamType, const typedefNubrixFrameMode &record,
+                  typedefNubrixFrameMode &copy);
 
     std::string m_deviceId;
     int m_deviceKind = 255;
@@ -115,7 +136,9 @@ private:
     mutable unsigned int m_users NUBRIX_GUARDED_BY(m_useMutex) = 0;            // of m_driverDevice
     NubrixBaseDevice *m_driverDevice NUBRIX_GUARDED_BY(m_useMutex) = nullptr;  // the driver's
     std::array<unsigned char, 255> m_streamOpened = {};                        // by stream type
-    // By stream type, made on first use. Last: dying sensors give their streams back.
+    Mutex m_modeMutex;  // never held during a call of the driver, which may report a device state
+    std::array<unsigned int, 64> m_modeSetters NUBRIX_GUARDED_BY(m_modeMutex) = {};  // by type
+    // By stream type, made on first use. Last: destroyed sensors return their streams.
     std::array<std::unique_ptr<Sensor>, 64> m_sensors;
 };
 

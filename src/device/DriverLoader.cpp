@@ -63,8 +63,8 @@ void *openLibrary(const std::string &path)
     return handle;
 }
 
-// Opened twice on purpose: the plug-in beside the library wins over one of the same name elsewhere,
-// but only if it really is one.
+// Opened twice on purpose: the plug-in next to the library wins over one of the same name
+// elsewhere, but only if it really is one.
 std::string choosePath(const std::string &folder, const char *file)
 {
     const std::string path = folder + file;
@@ -112,7 +112,7 @@ NubrixBaseDriver *loadDriver(DRIVER_TYPE type)
     if (!plugIn)
         return nullptr;
     NubrixBaseDriver *const driver = load(*plugIn);
-    // One that was left running, because another one failed after it, must not report next to the
+    // A driver left running because a later one failed must not report in addition to the
     // one that takes its place.
     if (plugIn->running && plugIn->running != driver)
         plugIn->running->setDeviceStateCallback(&ignoreDeviceState, nullptr);

@@ -1,16 +1,83 @@
-// Vectors of bytes and what image kernels do with them; compiled once for each instruction set.
+// Vectors of bytes: what image kernels load, compute with, shuffle and store. docs/images.md
+// explains how kernels are built from them.
 //
-// Everything here and in the kernels is a template over a type that is local to the including
-// source, so no function of it can end up in the place of one that was compiled for less.
+// Compiled once for each instruction set. Everything here and in the kernels is a template over a
+// type that is local to the including source, so that the linker can never replace a function with
+// a copy that was compiled for another instruction set.
 #pragma once
 
 #include <cstddef>
 #include <utility>
 
-#include "image/ByteOrders.h"
-#include "utils/KernelInline.h"
+#include "cpu/CpuFeatures.h"
 
 namespace nubrix {
+
+/// The orders in which ByteLanes shuffles vectors of N bytes: of(i) is the lane that lane i of the
+/// result comes from. The lanes of a second vector are counted after those of the first.
+template <int N>
+struct ByteOrders {
+    static constexpr int kBlocks = N / 16;
+
+    struct Packed {  // the lower bytes of two vectors of words
+        static constexpr int of(int i) { return i / 16 * 16 + i % 8 * 2 + (i % 16 < 8 ? 0 : N); }
+    };
+    template <int kColour>
+    struct SpreadColour {
+        static constexpr int of(int i)
+        {
+            int pixel = 0;
+            while ((3 * pixel + kColour) % 16 != i % 16)
+                ++pixel;
+            return i / 16 * 16 + pixel / 2 + pixel % 2 * 8;
+        }
+    };
+    template <int kPart>
+    struct SpreadBlocks {
+        static constexpr int of(int i)
+        {
+            int block = 0;
+            while ((3 * block + kPart) % kBlocks != i)
+                ++block;
+            return block;
+        }
+    };
+    template <int kElements, int kHalf>
+    struct Interleaved {  // kElements are in a block
+        static constexpr int of(int i)
+        {
+            const int element = (i % kElements + kHalf * kElements) / 2;
+            return i / kElements * kElements + element + i % 2 * kElements * kBlocks;
+        }
+    };
+    struct ReverseBlocks {
+        static constexpr int of(int i) { return kBlocks - 1 - i; }
+    };
+    template <int kPixelBytes>
+    struct ReversePixels {
+        static constexpr int of(int i)
+        {
+            return i / 16 * 16 + 16 - kPixelBytes - i % 16 / kPixelBytes * kPixelBytes +
+                   i % kPixelBytes;
+        }
+    };
+    template <int kVector>
+    struct BlendBytes {  // which colour a byte belongs to
+        static constexpr int of(int i) { return (16 * kVector + i % 16) % 3; }
+    };
+    template <int kVector>
+    struct BlendBlocks {  // which part of the block
+        static constexpr int of(int i) { return (kBlocks * kVector + i / 16) % 3; }
+    };
+    template <class Which, int kThat>
+    struct Where {  // lanes of the second vector where it is kThat
+        static constexpr int of(int i) { return Which::of(i) == kThat ? N + i : i; }
+    };
+    template <class Order>
+    struct HalfBlocks {
+        static constexpr int of(int i) { return 2 * Order::of(i / 2) + i % 2; }
+    };
+};
 
 template <int N>
 struct ByteVectors {
@@ -21,9 +88,9 @@ struct ByteVectors {
     typedef unsigned char HalfBytes __attribute__((vector_size(N / 2)));
 };
 
-/// N bytes in the compiler's own vectors, in blocks of 16: what is shuffled is shuffled within its
-/// block, as most processors do it best. `Local` is a type of the including source that derives
-/// from this and hides what its instruction set does better.
+/// Operations on N bytes in the compiler's own vectors, in blocks of 16 bytes: bytes are shuffled
+/// within their block, which is fastest on most processors. `Local` is a type of the including
+/// source that derives from this and hides the operations that its instruction set does better.
 template <class Local, int N>
 struct ByteLanes {
     using Bytes = typename ByteVectors<N>::Bytes;
@@ -69,7 +136,7 @@ struct ByteLanes {
         const Words most = allOf(32767) - (b < 0 ? Words{} : b);
         return (a < most ? a : most) + b;
     }
-    /// The words, clamped to bytes: in each block those of `a`, then those of `b`.
+    /// The words clamped to bytes: in each block those of `a`, then those of `b`.
     NUBRIX_KERNEL_INLINE Bytes pack(Words a, Words b)
     {
         return shuffle<typename Orders::Packed>(clamped(a), clamped(b));
@@ -111,7 +178,7 @@ struct ByteLanes {
         return shuffle<typename Orders::template ReversePixels<kPixelBytes>>(values, values);
     }
 
-    /// One block each from `from`, `from + step`, ...
+    /// Loads one block each from `from`, `from + step`, ...
     NUBRIX_KERNEL_INLINE Bytes gather(const unsigned char *from, std::ptrdiff_t step)
     {
         if constexpr (N == 16) {
@@ -122,18 +189,19 @@ struct ByteLanes {
                         std::make_integer_sequence<int, N>());
         }
     }
-    /// The blocks to `to`, `to + step`, ...
+    /// Stores one block each to `to`, `to + step`, ...
     NUBRIX_KERNEL_INLINE void scatter(unsigned char *to, std::ptrdiff_t step, Bytes values)
     {
         scatter(to, step, values, std::make_integer_sequence<int, kBlocks>());
     }
 
-    /// 3 * N bytes: R, G and B of N pixels in turn. The places of each block's pixels are those of
-    /// pack(pixels 0, 2, 4 ..., pixels 1, 3, 5 ...).
+    /// Stores 3 * N bytes: R, G and B of N pixels in turn. The pixels of each block are in the
+    /// order of pack(pixels 0, 2, 4 ..., pixels 1, 3, 5 ...).
     NUBRIX_KERNEL_INLINE void storeRgb(unsigned char *to, Bytes r, Bytes g, Bytes b)
     {
-        // Neither 16 nor the number of blocks is a multiple of 3: so the places of one colour are
-        // all different. It is put there once; the rest is blending. Then the same with blocks.
+        // Neither 16 nor the number of blocks is a multiple of 3, so the bytes of one colour have
+        // different places in the three blocks: one shuffle puts them there, blending does the
+        // rest. Then the same with blocks.
         r = shuffle<typename Orders::template SpreadColour<0>>(r, r);
         g = shuffle<typename Orders::template SpreadColour<1>>(g, g);
         b = shuffle<typename Orders::template SpreadColour<2>>(b, b);

@@ -1,5 +1,5 @@
-// The public colouring of depth frames. What is written is that of DepthColourPlain.h, to the bit;
-// counting is done in integers, which floats follow exactly as long as there are fewer than 2^24.
+// The public colouring of depth frames. The results are those of ImagePlain.h, to the bit. Depths
+// are counted in integers; floats represent the counts exactly below 2^24.
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <memory>
 #include <new>
 
-#include "image/DepthColourPlain.h"
+#include "image/ImagePlain.h"
 
 namespace nubrix {
 

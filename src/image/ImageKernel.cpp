@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "image/YuvPlain.h"
+#include "image/ImagePlain.h"
 
 namespace nubrix {
 

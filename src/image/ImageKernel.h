@@ -1,15 +1,15 @@
-// The functions that do the work on pixels, in a version for each instruction set.
+// The functions that process pixels, in one version for each instruction set.
 #pragma once
 
 #include <cstddef>
 
-#include "image/TurnPlain.h"
+#include "cpu/CpuFeatures.h"
+#include "image/ImagePlain.h"
 #include "nubrix/image.h"
-#include "utils/CpuFeatures.h"
 
 namespace nubrix {
 
-/// What TurnPlain.h describes, for one type of pixel.
+/// The functions of PlainTurns, for one type of pixel.
 template <class T>
 struct TurnKernel {
     void (*clockwise90)(const T *source, std::size_t width, std::size_t height, T *destination);
@@ -18,8 +18,8 @@ struct TurnKernel {
     void (*mirrorRow)(T *row, std::size_t width);
 };
 
-/// Every function gives what the one of YuvPlain.h or TurnPlain.h of its name gives, to the bit,
-/// and touches no byte that is not part of its images.
+/// Every function has the same result, to the bit, as the plain function of its name in
+/// ImagePlain.h, and touches no byte outside its images.
 struct ImageKernel {
     void (*i420Row)(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
                     const unsigned char *v, std::size_t width);
@@ -65,7 +65,7 @@ inline BytePair *pixels(unsigned short *image)
 {
     return reinterpret_cast<BytePair *>(image);
 }
-/// The plane of a semi-planar image's colours, which need not be aligned.
+/// The colour plane of a semi-planar image, which need not be aligned.
 inline BytePair *pairsAt(unsigned char *plane)
 {
     return reinterpret_cast<BytePair *>(plane);
@@ -79,10 +79,10 @@ extern const ImageKernel kImageNeon;
 /// The kernel of an instruction set; null when this build has none. Thread-safe.
 const ImageKernel *imageKernelOf(InstructionSet set);
 
-/// What all image functions of this process use: the kernel of instructionSet(), or the one that
-/// was set last. Thread-safe.
+/// The kernel that all image functions of this process use: that of instructionSet(), or the one
+/// set last. Thread-safe.
 const ImageKernel &imageKernel();
-/// For tests. Thread-safe.
+/// Replaces imageKernel(); for tests. Thread-safe.
 void setImageKernel(const ImageKernel &kernel);
 
 }  // namespace nubrix

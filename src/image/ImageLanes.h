@@ -1,8 +1,8 @@
-// The one source of all image kernels, put together; compiled once for each instruction set.
+// Assembles an image kernel from lanes; the only header that the source of an instruction set
+// includes.
 #pragma once
 
 #include "image/ImageKernel.h"
-#include "image/ReverseLanes.h"
 #include "image/TurnLanes.h"
 #include "image/YuvLanes.h"
 
@@ -13,7 +13,7 @@ inline constexpr TurnKernel<T> kTurnKernelOf = {&QuarterTurns<Tile, T>::clockwis
                                                 &QuarterTurns<Tile, T>::anticlockwise90,
                                                 &Reversed::reverse, &Reversed::mirrorRow};
 
-/// TileLanes are those of quarter turns, which longer vectors do not make faster.
+/// The kernel made of Lanes. Quarter turns use TileLanes: longer vectors do not make them faster.
 template <class Lanes, class TileLanes = Lanes>
 inline constexpr ImageKernel kImageKernelOf = {
     &YuvRows<Lanes>::i420Row,

@@ -28,7 +28,7 @@ struct NeonLanes : ByteLanes<NeonLanes, 16> {
     }
 
 private:
-    // The even pixels and then the odd ones, in turn.
+    // Interleaves the even pixels, which come first, with the odd ones.
     NUBRIX_KERNEL_INLINE uint8x16_t inOrder(Bytes packed)
     {
         const auto values = reinterpret_cast<uint8x16_t>(packed);

@@ -2,7 +2,7 @@
 #include <cstdint>
 
 #include "image/ImageKernel.h"
-#include "image/YuvPlain.h"
+#include "image/ImagePlain.h"
 #include "nubrix/image.h"
 
 using nubrix::imageKernel;

@@ -10,7 +10,7 @@ int loadLogDriver(const char *moduleName);
 /// Unloads the plug-in, for every context. Returns 0. Not thread-safe.
 int unloadLogDriver();
 
-/// Each returns what the plug-in answers, 0 without one. Thread-safe.
+/// Each returns the result of the plug-in, 0 without one. Thread-safe.
 int logConfigFileWriter(int enable);
 int logConfigConsoleWriter(int enable);
 int logSetFilePath(const char *folder);

@@ -8,7 +8,7 @@
 
 namespace nubrix {
 
-/// A mapped piece of a file, counted by whoever looks at it. Thread-safe.
+/// A mapped piece of a file, with a count of its users. Thread-safe.
 class RecordWindow final {
 public:
     RecordWindow(const RecordWindow &) = delete;
@@ -44,7 +44,7 @@ public:
 
     /// At this moment.
     std::uint64_t size() const;
-    /// Fewer bytes than asked for only at the end of the file.
+    /// Reads fewer bytes than requested only at the end of the file.
     std::size_t read(std::uint64_t offset, unsigned char *out, std::size_t sizeBytes) const;
     /// Maps these bytes, which the file must have, and some that follow. The caller releases it.
     RecordWindow *map(std::uint64_t offset, std::size_t sizeBytes) const;

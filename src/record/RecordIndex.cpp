@@ -156,13 +156,13 @@ RecordIndex::Finding RecordIndex::lookAt(std::uint64_t offset)
 RecordIndex::Finding RecordIndex::judge(std::uint64_t offset, const RecordTag &tag)
 {
     const std::uint64_t end = offset + kRecordTagSize + tag.dataSize;
-    if (!tag.isSound())
+    if (!tag.isValid())
         return {Kind::kNothing, tag, end};
     if (end > m_size) {
         m_settled = false;
         return {Kind::kCut, tag, end};
     }
-    const bool follows = end == m_size || readTag(end, m_size).isSound();
+    const bool follows = end == m_size || readTag(end, m_size).isValid();
     if (follows && m_size - end < kRecordTagSize)
         m_settled = false;
     return {follows ? Kind::kRecord : Kind::kAstray, tag, end};
@@ -180,9 +180,9 @@ std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
         for (std::size_t i = 0; i < tags; ++i) {
             if (bytes[i] == 0 || bytes[i + 1] != 0)  // most bytes are no stream type
                 continue;
-            // Not lookAt: m_block keeps the bytes behind the pixels, near those of the last try.
+            // Not lookAt: m_block keeps the bytes after the pixels, near those of the last attempt.
             const RecordTag tag = RecordTag::read(&bytes[i]);
-            if (tag.isSound() && judge(offset + i, tag).kind == Kind::kRecord)
+            if (tag.isValid() && judge(offset + i, tag).kind == Kind::kRecord)
                 return offset + i;
         }
         offset += tags;
@@ -193,7 +193,7 @@ std::optional<std::uint64_t> RecordIndex::findRecord(std::uint64_t offset)
 
 bool RecordIndex::isPieceOfTag(std::uint64_t offset, std::uint64_t end)
 {
-    return offset < end && end - offset < kRecordTagSize && readTag(offset, end).isSound();
+    return offset < end && end - offset < kRecordTagSize && readTag(offset, end).isValid();
 }
 
 RecordTag RecordIndex::readTag(std::uint64_t offset, std::uint64_t end)

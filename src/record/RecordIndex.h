@@ -1,4 +1,4 @@
-// Finds the whole records of a file, and what else is in it.
+// Finds the complete records of a file, and what else is in it.
 #pragma once
 
 #include <cstddef>
@@ -67,7 +67,7 @@ private:
         std::uint64_t end;  // of the record, also if the file has fewer bytes
     };
 
-    // How far a walk has come, and what it has found.
+    // The position of a walk, and what it has found.
     struct Walk {
         std::uint64_t offset = 0;  // everything before it is dealt with
         std::size_t records = 0;

@@ -61,7 +61,7 @@ bool readInfo(const RecordIndex &index, unsigned int record, RecordInfo &found)
         return false;
     const RecordTag tag = RecordTag::read(bytes);
     found = infoOf(tag, entry.offset);
-    return tag.isSound() && RecordIndex::Entry(entry.offset, tag) == entry &&
+    return tag.isValid() && RecordIndex::Entry(entry.offset, tag) == entry &&
            entry.offset + kRecordTagSize + tag.dataSize <= index.file().size();
 }
 

@@ -57,7 +57,7 @@ RecordTag RecordTag::readPrefix(const unsigned char *bytes, std::size_t sizeByte
     return read(whole);
 }
 
-bool RecordTag::isSound() const
+bool RecordTag::isValid() const
 {
     return streamType != 0 && streamType <= kMaxStreamType && dataSize != 0 &&
            dataSize <= kMaxSize && width <= kMaxPixels && height <= kMaxPixels;

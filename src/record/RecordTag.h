@@ -23,7 +23,7 @@ struct RecordTag {
     static RecordTag readPrefix(const unsigned char *bytes, std::size_t sizeBytes);
 
     /// Whether a recorder can have written it.
-    bool isSound() const;
+    bool isValid() const;
     /// What is wrong with a tag that is not sound.
     std::string fault() const;
 };

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/LittleEndian.h"
 #include "base/LogCall.h"
 #include "base/xp.h"

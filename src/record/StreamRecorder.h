@@ -15,17 +15,17 @@
 
 namespace nubrix {
 
-/// What a recorder knows of a stream that is attached to it.
+/// The state of a stream that is attached to a recorder.
 struct tagAttachedStreamInfo {
     unsigned int recordType;  ///< the stream's type code
     unsigned int extra;       ///< always 0
 };
 
 /// Appends a tag of 26 bytes and the pixels of every new frame while started; docs/recording.md
-/// tells the format. onNewFrame: the streams' threads; everything else: any thread.
+/// describes the format. onNewFrame: the streams' threads; everything else: any thread.
 class StreamRecorder final : public StreamFrameBaseListener {
 public:
-    /// Creates or empties the file; isOpened says whether that went well.
+    /// Creates or empties the file; isOpened reports the result.
     explicit StreamRecorder(const std::string &path);
     ~StreamRecorder() override;
 

@@ -10,8 +10,8 @@
 
 namespace nubrix {
 
-/// Callbacks may stop and destroy streams, also their own. So a worker that is to end is waited
-/// for, unless that would wait for the thread that waits (CallbackWait). Thread-safe.
+/// Callbacks may stop and destroy streams, also their own. So a thread waits for a worker to end
+/// only where the worker does not itself wait for that thread (CallbackWait). Thread-safe.
 class CallbackWorker final {
 public:
     enum class Wakeup { kNone, kFrame, kEnd };
@@ -24,20 +24,20 @@ public:
     CallbackWorker(const CallbackWorker &) = delete;
     CallbackWorker &operator=(const CallbackWorker &) = delete;
 
-    /// Starts the thread unless it runs. Nothing once it is closed.
+    /// Starts the thread unless it runs. Does nothing after close.
     void run();
     /// Wakes the thread for a frame.
     void notify() { m_event.set(); }
-    /// Asks the thread to end: it calls no callback any more, but the one it may be in.
+    /// Requests the thread to end: it starts no further callback.
     void requestEnd();
     /// Waits until the thread has ended after requestEnd, and joins it. False when this thread must
     /// not wait for it; it ends when its callback returns.
     bool awaitEnd();
-    /// As requestEnd, for good.
+    /// Like requestEnd, permanently.
     void close();
     bool hasEnded();
 
-    /// For the thread: what it was woken for, within 100 ms.
+    /// For the thread: waits up to 100 ms and returns what it was woken for.
     Wakeup wait();
 
 private:

@@ -1,6 +1,6 @@
 #include "stream/DataPreProcess.h"
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
 #include "base/xp.h"

@@ -14,8 +14,9 @@ namespace nubrix {
 
 class Sensor;
 
-/// A queue of at most four frames; the oldest is given up for a fifth. Built, but not engaged in
-/// this release: see Sensor. onNewRawFrame: any thread. start and stop: one caller at a time.
+/// A queue of at most four frames; a fifth replaces the oldest. Built, but not
+/// used in this release: see Sensor. onNewRawFrame: any thread. start and stop: one caller at a
+/// time.
 class DataPreProcess {
 public:
     DataPreProcess() = default;

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/LogCall.h"
 
 namespace nubrix {

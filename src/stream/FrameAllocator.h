@@ -10,9 +10,9 @@
 
 namespace nubrix {
 
-/// Hands out frames of one buffer size and takes them back. It keeps creating frames until
-/// reuseThreshold - 1 of them lie spare, and from then on reuses the one that came back first; it
-/// never creates more than maxFrames. Thread-safe.
+/// Hands out frames of one buffer size. It creates frames until reuseThreshold - 1 of them are
+/// unused, and from then on reuses the one that was returned first; it never creates more than
+/// maxFrames. Thread-safe.
 class FrameAllocator final : public FrameAllocatorInterfaceBase {
 public:
     /// Sizes in bytes.
@@ -25,7 +25,8 @@ public:
     /// the pool is exhausted or there is no memory (both logged as errors).
     InternalFrame *allocOneFrame() override;
     unsigned int getFrameBufferSize() const override;
-    /// Forgets all frames if the size changes; those still held die with their last reference.
+    /// Forgets all frames if the size changes; those still held are deleted with their last
+    /// reference.
     void setFrameBufferSize(unsigned int size) override;
     void releaseAllFrame();
 
@@ -37,7 +38,7 @@ private:
 
     // Under m_lock, which is never held during a call of the log. Null without memory.
     InternalFrame *createOneInterFrame();
-    // Null with the reason, and with the size that no memory was found for.
+    // Null with the reason, and the size that could not be allocated.
     InternalFrame *takeFrame(Failure &failure, unsigned int &size);
     InternalFrame *takeFreeFrame();
 
@@ -48,7 +49,7 @@ private:
     sigslot::signal0<sigslot::single_threaded> m_detach;  // everything below is under m_lock
     unsigned int m_frameBufferSize;
     unsigned int m_createdCount = 0;       // since the pool last forgot its frames
-    InternalFrame *m_firstFree = nullptr;  // the one that came back first; each knows the next
+    InternalFrame *m_firstFree = nullptr;  // returned first; each links to the next
     InternalFrame *m_lastFree = nullptr;
     unsigned int m_freeCount = 0;
 };

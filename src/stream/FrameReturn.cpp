@@ -11,8 +11,8 @@ void FrameReturn::onArrival(bool forListeners)
     ++m_arrival;
     m_forListeners = forListeners;
     m_notified = m_listenerDone = m_isInPhoto = m_shelved = false;
-    if (m_unshown)  // the listeners are shown the newer one
-        std::exchange(m_unshown, nullptr)->release();
+    if (m_frameForListeners)  // the listeners see the newer one
+        std::exchange(m_frameForListeners, nullptr)->release();
 }
 
 void FrameReturn::onListenerDone()
@@ -31,14 +31,14 @@ bool FrameReturn::mustNotifyAgain(NubrixFrameRef *newest)
 
 void FrameReturn::endNotifying()
 {
-    m_notified = m_notifiedArrival == m_arrival;  // else another one has come meanwhile
-    if (m_notified && m_unshown)
-        std::exchange(m_unshown, nullptr)->release();
+    m_notified = m_notifiedArrival == m_arrival;  // else another frame has arrived meanwhile
+    if (m_notified && m_frameForListeners)
+        std::exchange(m_frameForListeners, nullptr)->release();
 }
 
 void FrameReturn::shelveIfDone(NubrixFrameRef *newest)
 {
-    if (isSeen() && !isReaderNear())
+    if (isSeen() && !isReaderExpected())
         shelve(newest);
 }
 
@@ -46,14 +46,14 @@ bool FrameReturn::isSeen() const
 {
     if (m_notified && m_listenerDone)
         return true;
-    // A photo has it, and no listener is to be notified of it first.
+    // A photo has been taken of it, and no listener must be notified of it first.
     return m_isInPhoto && m_forListeners && !m_listenerBegins && (m_notified || !m_hasListener);
 }
 
 void FrameReturn::shelve(NubrixFrameRef *newest)
 {
     auto *const frame = m_shelved ? nullptr : dynamic_cast<InternalFrame *>(newest);
-    if (!frame)  // none of the pool's
+    if (!frame)  // not a frame of the pool
         return;
     frame->shelve();
     m_shelved = true;
@@ -61,8 +61,8 @@ void FrameReturn::shelve(NubrixFrameRef *newest)
 
 void FrameReturn::onRead(NubrixFrameRef *newest)
 {
-    if (m_hasListener && m_forListeners && !m_notified && !m_unshown && !m_shelved)
-        m_unshown = newest;
+    if (m_hasListener && m_forListeners && !m_notified && !m_frameForListeners && !m_shelved)
+        m_frameForListeners = newest;
     else
         drop(newest);
 }
@@ -82,7 +82,7 @@ void FrameReturn::reset()
     m_lastRead.reset();
 }
 
-bool FrameReturn::isReaderNear()
+bool FrameReturn::isReaderExpected()
 {
     const Time now = std::chrono::steady_clock::now();
     if (std::exchange(m_hasRead, false))

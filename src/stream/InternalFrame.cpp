@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "stream/FrameAllocator.h"
 
 namespace nubrix {
@@ -27,22 +27,23 @@ bool InternalFrame::allocateBuffer(unsigned int size)
 
 int InternalFrame::release()
 {
-    // Who holds the only reference needs no atomic step: nobody else can reach the frame.
+    // The holder of the only reference needs no atomic operation: no other thread can reach the
+    // frame.
     if (__atomic_load_n(&m_count, __ATOMIC_ACQUIRE) == 1)
         __atomic_store_n(&m_count, 0, __ATOMIC_RELAXED);
     else if (const int left = __atomic_sub_fetch(&m_count, 1, __ATOMIC_SEQ_CST))
         return counted(left);
-    goBack();
+    returnToPool();
     return 0;
 }
 
 void InternalFrame::dropShelved()
 {
     if (__atomic_sub_fetch(&m_count, kShelved, __ATOMIC_SEQ_CST) == 0)
-        goBack();
+        returnToPool();
 }
 
-void InternalFrame::goBack()
+void InternalFrame::returnToPool()
 {
     bool orphan = false;
     {

@@ -11,8 +11,8 @@ namespace nubrix {
 
 class FrameAllocator;
 
-/// A frame that goes back to its pool when its last reference is dropped, or dies if the pool has
-/// forgotten it meanwhile. References may be taken and dropped on any thread.
+/// A frame that returns to its pool when its last reference is dropped, or is deleted if the pool
+/// has forgotten it meanwhile. References may be taken and dropped on any thread.
 class InternalFrame final : public NubrixFrameRef,
                             public sigslot::has_slots<sigslot::single_threaded> {
 public:
@@ -23,18 +23,18 @@ public:
     int release() override;
     /// How many references are held.
     int count() const { return counted(__atomic_load_n(&m_count, __ATOMIC_ACQUIRE)); }
-    /// Turns a reference of the caller's into one that does not count: whoever asks for the count
-    /// learns that the frame was returned, but it does not go back to the pool until ...
+    /// Excludes one of the caller's references from the count: count() reports the frame as
+    /// returned, but it does not go back to the pool until dropShelved.
     void shelve() { __atomic_add_fetch(&m_count, kShelved - 1, __ATOMIC_SEQ_CST); }
-    /// ... that one is dropped, too.
+    /// Drops the reference that shelve excluded.
     void dropShelved();
     unsigned int bufferSize() const override { return m_bufferSize; }
 
-    /// Gives the frame a zeroed buffer. False when there is no memory for it.
+    /// Allocates a zeroed buffer for the frame. False without memory.
     bool allocateBuffer(unsigned int size);
     /// Called by the pool, under its lock, when it forgets its frames.
     void onDetachFromAllocator() { m_detached = true; }
-    /// Takes the first reference of a frame that nobody else holds.
+    /// Takes the first reference of a frame without references.
     void adopt() { __atomic_store_n(&m_count, 1, __ATOMIC_RELAXED); }
 
     /// The frame whose record this is.
@@ -52,13 +52,13 @@ private:
     ~InternalFrame() override = default;
 
     static int counted(int count) { return count & (kShelved - 1); }
-    void goBack();
+    void returnToPool();
 
     unsigned int m_bufferSize = 0;
     FrameAllocator &m_allocator;  // valid while not detached
     const std::shared_ptr<CriticalSectionImpl> m_poolLock;
     bool m_detached = false;              // under the pool's lock, as is the next
-    InternalFrame *m_nextFree = nullptr;  // while it waits in the pool
+    InternalFrame *m_nextFree = nullptr;  // while it is in the pool
 };
 
 }  // namespace nubrix

@@ -26,7 +26,7 @@ public:
     int wait(unsigned int ms, VideoStream **out);
     /// Ends a wait that is under way, or the next one. Any thread.
     void wake() { m_event->set(); }
-    /// Disconnects, and forgets a frame that nobody waited for.
+    /// Disconnects, and clears the event of a frame that no wait has consumed.
     void removeAllStreams();
 
 private:

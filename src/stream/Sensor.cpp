@@ -1,6 +1,8 @@
 #include "stream/Sensor.h"
 
-#include "base/CriticalSectionScoped.h"
+#include <utility>
+
+#include "base/CriticalSectionWrapper.h"
 #include "base/LogCall.h"
 #include "device/Device.h"
 
@@ -8,7 +10,7 @@ namespace nubrix {
 
 namespace {
 
-constexpr unsigned int kFirstBufferSize = 624640;  // until the driver tells its own
+constexpr unsigned int kFirstBufferSize = 624640;  // until the driver states its own
 constexpr unsigned int kReuseThreshold = 4;
 constexpr unsigned int kMaxFrames = 10;
 
@@ -67,9 +69,7 @@ bool Sensor::prepareDriverStream()
         m_driverStream = m_device.createDriverStream(m_type);
         return m_driverStream != nullptr;
     }
-    unsigned int type = m_type;
-    if (const typedefNubrixFrameMode *mode = m_device.getCurrentFrameMode(type))
-        m_device.setFrameMode(m_type, *mode, true);
+    m_device.reapplyFrameMode(m_type);
     return true;
 }
 
@@ -92,10 +92,16 @@ void Sensor::stop()
     m_device.setStreamOpenedState(m_type, false);
 }
 
-void Sensor::onDeviceClosed()
+NubrixBaseStream *Sensor::detachDriverStream()
 {
     const CriticalSectionScoped guard(m_lock);
-    m_driverStream = nullptr;
+    return std::exchange(m_driverStream, nullptr);
+}
+
+void Sensor::attachDriverStream(NubrixBaseStream *stream)
+{
+    const CriticalSectionScoped guard(m_lock);
+    m_driverStream = stream;
 }
 
 void Sensor::onNewFrameCallBackFunc(NubrixFrameRef *frame, void *context)

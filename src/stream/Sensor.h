@@ -1,4 +1,4 @@
-// One picture source of a camera: the driver's stream, its frame pool, and who listens.
+// One image source of a camera: the driver's stream, its frame pool and its listeners.
 #pragma once
 
 #include "base/CriticalSectionImpl.h"
@@ -28,9 +28,11 @@ public:
     int start();
     /// The sensor counts as started when it throws.
     void stop();
-    /// Forgets the driver's stream, which ends with the driver's device. Waits for a start or stop
-    /// that is under way; a later one does not reach the driver.
-    void onDeviceClosed();
+    /// Forgets and returns the driver's stream, which ends with the driver's device; null without
+    /// one. Waits for a start or stop that is under way; a later one does not reach the driver.
+    NubrixBaseStream *detachDriverStream();
+    /// Uses a stream of detachDriverStream again, because closing the device has failed.
+    void attachDriverStream(NubrixBaseStream *stream);
 
     /// Hands a frame to every connected stream, on this thread. Takes no reference.
     void onNewFrame(NubrixFrameRef *frame) { m_newFrame.emit(frame); }

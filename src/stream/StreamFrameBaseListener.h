@@ -1,4 +1,4 @@
-// What can be told that a stream has a new frame.
+// The interface that is notified when a stream has a new frame.
 #pragma once
 
 #include "base/sigslot.h"
@@ -14,7 +14,7 @@ public:
     virtual void onNewFrame(VideoStream *stream) = 0;
 };
 
-/// A listener of the application's own making; it takes no notice.
+/// A listener that ignores every frame.
 class UserStreamFrameListener final : public StreamFrameBaseListener {
 public:
     // Here, while onNewFrame is still this class's: a stream's thread may be calling it.

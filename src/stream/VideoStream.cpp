@@ -2,7 +2,7 @@
 
 #include "base/CallbackScope.h"
 #include "base/Clock.h"
-#include "base/CriticalSectionScoped.h"
+#include "base/CriticalSectionWrapper.h"
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
 #include "device/Device.h"
@@ -232,7 +232,7 @@ bool VideoStream::newFrameCallFrameBackProcess()
         userData = m_userData;
     }
     if (callback) {
-        frame->incRef();  // the application's, given back with releaseFrame
+        frame->incRef();  // the application's, returned with releaseFrame
         const CallbackScope inCallback(&m_callbackWorker);
         callback(handle(), &frame->frame(), userData);
     }
@@ -248,7 +248,7 @@ int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
     const CriticalSectionScoped guard(m_queueLock);
     if (pop)
         m_return.onReader();
-    NubrixFrameRef *const frame = pop ? newest() : m_return.toShow(newest());
+    NubrixFrameRef *const frame = pop ? newest() : m_return.frameForListeners(newest());
     if (!frame)
         return -5;
     out = frame;
@@ -278,7 +278,7 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
         }
         if (isOver && isOver())
             return -1;
-        passEventOn();
+        forwardEvent();
     }
     const CriticalSectionScoped guard(m_queueLock);
     if (m_queue.empty())
@@ -289,9 +289,9 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
     return 0;
 }
 
-void VideoStream::passEventOn()
+void VideoStream::forwardEvent()
 {
-    // It was the stream worker's: whoever else waits for the frame must not miss it.
+    // The event was meant for the stream worker: others that wait for the frame must not miss it.
     const CriticalSectionScoped guard(m_queueLock);
     if (!m_queue.empty())
         m_streamEvent.set();
@@ -308,7 +308,7 @@ void VideoStream::setStreamCallback(NubrixFrameCallback callback, void *userData
     {
         const CriticalSectionScoped guard(m_queueLock);
         if (callback && !m_callback)
-            m_return.shelve(newest());  // it came before: the callback does not get it
+            m_return.shelve(newest());  // it arrived before: the callback does not get it
         m_callback = callback;
         m_userData = userData;
         m_maxFrameSize = 1;

@@ -40,24 +40,24 @@ public:
     /// for the callback, unless it is called from within it or the callback waits for this thread:
     /// then the callback that runs is the last one.
     void stop();
-    /// Stops for good. True when the callback's thread has ended; false when this thread must not
-    /// wait for it: it is to be called again on another thread before the stream is deleted.
+    /// Stops permanently. True when the callback's thread has ended; false when this thread must
+    /// not wait for it: it is to be called again on another thread before the stream is deleted.
     bool shutDown();
     /// Slot of the sensor's signal, on the driver's thread.
     void onNewSensorFrame(NubrixFrameRef *frame);
     /// The newest frame, left in the queue unless `pop`. -2 when not started, -5 without a frame.
     int readFrame(xp<NubrixFrameRef> &out, bool pop);
-    /// A listener begins to take frames: it is notified of the newest one again if the driver waits
-    /// for that to be returned.
+    /// A listener starts to use frames. It is notified of the newest one again if the driver waits
+    /// for that one to be returned.
     void onListenerBegins();
-    /// A listener that leaves frames in the queue has no need of the newest one any more.
+    /// A listener that leaves frames in the queue no longer needs the newest one.
     void onListenerDone();
-    /// Somebody has been woken to read the newest frame.
+    /// A thread has been woken to read the newest frame.
     void onReaderWoken();
     /// The newest frame, left in the queue; waits up to 1 s for one, unless the stream is stopped
     /// or `isOver` holds. -2 when not started, -1 without.
     int getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &isOver = nullptr);
-    /// Lets those who wait in getFrame ask anew whether that is over.
+    /// Makes every waiting getFrame evaluate `isOver` again.
     void wakeGetFrame() { m_streamEvent.wakeAll(); }
     /// Sets the callback and starts its thread, also for null. Kept until the next call.
     void setStreamCallback(NubrixFrameCallback callback, void *userData);
@@ -78,7 +78,7 @@ private:
     bool newFrameCallFrameBackProcess();
     void readConfigeMaxFrameSize();
     void notifyListeners();
-    void passEventOn();
+    void forwardEvent();
     bool queueIsEmpty();
     bool hasStarted();
     bool stopAllBut(bool callbackStopped);

@@ -16,139 +16,146 @@ using Point = ::typedefNubrixPoint3D;
 
 class RecordedContext final : public NubrixBaseContext {
 public:
-    ~RecordedContext() override { said("destructor"); }
-    int initialize() override { return said("initialize"); }
-    int destroy() override { return said("destroy"); }
-    int setLogFileSavePath(const char *) override { return said("setLogFileSavePath"); }
+    ~RecordedContext() override { recordCall("destructor"); }
+    int initialize() override { return recordCall("initialize"); }
+    int destroy() override { return recordCall("destroy"); }
+    int setLogFileSavePath(const char *) override { return recordCall("setLogFileSavePath"); }
     int setDeviceStateCallback(NubrixDeviceStateCallback, void *) override
     {
-        return said("setDeviceStateCallback");
+        return recordCall("setDeviceStateCallback");
     }
     int nubrixGetDeviceList(Attribute **, unsigned int *) override
     {
-        return said("nubrixGetDeviceList");
+        return recordCall("nubrixGetDeviceList");
     }
     int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **, unsigned int *) override
     {
-        return said("nubrixGetGmslDeviceList");
+        return recordCall("nubrixGetGmslDeviceList");
     }
     Attribute *getDeviceAttributeByUri(const char *) override
     {
-        said("getDeviceAttributeByUri");
+        recordCall("getDeviceAttributeByUri");
         return nullptr;
     }
-    int openDevice(const char *, NubrixDevice **) override { return said("openDevice"); }
+    int openDevice(const char *, NubrixDevice **) override { return recordCall("openDevice"); }
     int openDevice2(unsigned int, unsigned int, unsigned int, const char *,
                     NubrixDevice **) override
     {
-        return said("openDevice2");
+        return recordCall("openDevice2");
     }
     int setDufDeviceFd(unsigned int, unsigned int, unsigned int, const char *) override
     {
-        return said("setDufDeviceFd");
+        return recordCall("setDufDeviceFd");
     }
-    int closeDevice(NubrixDevice *) override { return said("closeDevice"); }
+    int closeDevice(NubrixDevice *) override { return recordCall("closeDevice"); }
     int getSupportFrameMode(NubrixDevice *, unsigned int, const Mode **, unsigned int *) override
     {
-        return said("getSupportFrameMode");
+        return recordCall("getSupportFrameMode");
     }
-    int setFrameMode(NubrixDevice *, unsigned int, Mode &) override { return said("setFrameMode"); }
+    int setFrameMode(NubrixDevice *, unsigned int, Mode &) override
+    {
+        return recordCall("setFrameMode");
+    }
     Mode *getCurrentFrameMode(NubrixDevice *, unsigned int) override
     {
-        said("getCurrentFrameMode");
+        recordCall("getCurrentFrameMode");
         return nullptr;
     }
     int openStream(NubrixDevice *, unsigned int, NubrixStream **, NubrixFrameCallback,
                    void *) override
     {
-        return said("openStream");
+        return recordCall("openStream");
     }
-    int closeStream(NubrixStream *) override { return said("closeStream"); }
+    int closeStream(NubrixStream *) override { return recordCall("closeStream"); }
     int waitForStreams(NubrixStream **, int, NubrixStream **, int) override
     {
-        return said("waitForStreams");
+        return recordCall("waitForStreams");
     }
     int readFrame(NubrixStream *, ::typedefNubrixFrame **, int) override
     {
-        return said("readFrame");
+        return recordCall("readFrame");
     }
-    int releaseFrame(::typedefNubrixFrame *) override { return said("releaseFrame"); }
+    int releaseFrame(::typedefNubrixFrame *) override { return recordCall("releaseFrame"); }
     int setDeviceProperty(NubrixDevice *, unsigned int, const void *, unsigned int) override
     {
-        return said("setDeviceProperty");
+        return recordCall("setDeviceProperty");
     }
     int getDeviceProperty(NubrixDevice *, unsigned int, void *, unsigned int *) override
     {
-        return said("getDeviceProperty");
+        return recordCall("getDeviceProperty");
     }
     int propertyTranspraentTransmission(NubrixDevice *, unsigned char *, unsigned int,
                                         unsigned char *, unsigned int *) override
     {
-        return said("propertyTranspraentTransmission");
+        return recordCall("propertyTranspraentTransmission");
     }
     int setStreamFlagMode(NubrixDevice *, unsigned int) override
     {
-        return said("setStreamFlagMode");
+        return recordCall("setStreamFlagMode");
     }
-    int createRecorder(const char *, NubrixRecord **) override { return said("createRecorder"); }
+    int createRecorder(const char *, NubrixRecord **) override
+    {
+        return recordCall("createRecorder");
+    }
     int recorderAttachStream(NubrixRecord *, NubrixStream *) override
     {
-        return said("recorderAttachStream");
+        return recordCall("recorderAttachStream");
     }
-    int recorderStart(NubrixRecord *) override { return said("recorderStart"); }
-    int recorderStop(NubrixRecord *) override { return said("recorderStop"); }
-    int destroyRecorder(NubrixRecord *) override { return said("destroyRecorder"); }
+    int recorderStart(NubrixRecord *) override { return recordCall("recorderStart"); }
+    int recorderStop(NubrixRecord *) override { return recordCall("recorderStop"); }
+    int destroyRecorder(NubrixRecord *) override { return recordCall("destroyRecorder"); }
     int setTemperatureParamsFilePath(NubrixDevice *, const char *) override
     {
-        return said("setTemperatureParamsFilePath");
+        return recordCall("setTemperatureParamsFilePath");
     }
-    int setLogLevel(unsigned int) override { return said("setLogLevel"); }
-    int setLogFolder(const char *) override { return said("setLogFolder"); }
-    int getVersion(NubrixDevice *, ::NubrixVersions *) override { return said("getVersion"); }
+    int setLogLevel(unsigned int) override { return recordCall("setLogLevel"); }
+    int setLogFolder(const char *) override { return recordCall("setLogFolder"); }
+    int getVersion(NubrixDevice *, ::NubrixVersions *) override { return recordCall("getVersion"); }
     void setErrorCode(::NubrixErrorCode code) override
     {
-        said(code == NUBRIX_ERR_NO_FRAME ? "setErrorCode" : "setErrorCode wrong");
+        recordCall(code == NUBRIX_ERR_NO_FRAME ? "setErrorCode" : "setErrorCode wrong");
     }
     int logInfo(::NubrixLogLevel level, const char *, ...) override
     {
-        return said(level == NUBRIX_LOG_ERROR ? "logInfo" : "logInfo wrong");
+        return recordCall(level == NUBRIX_LOG_ERROR ? "logInfo" : "logInfo wrong");
     }
-    int takePhoto(const char *) override { return said("takePhoto"); }
+    int takePhoto(const char *) override { return recordCall("takePhoto"); }
     int convertDepthToPointCloud(const unsigned short *, unsigned int, unsigned int, float, float,
                                  float, float, float cy, Point *, unsigned int type, bool) override
     {
-        return said(cy == 5.0F && type == 2 ? "convertDepthToPointCloud" : "wrong arguments");
+        return recordCall(cy == 5.0F && type == 2 ? "convertDepthToPointCloud" : "wrong arguments");
     }
     int convertDepthToPointCloud2(NubrixDevice *, const unsigned short *, unsigned int,
                                   unsigned int, float, float, float, float, float cy, Point *,
                                   unsigned int type, bool) override
     {
-        return said(cy == 5.0F && type == 2 ? "convertDepthToPointCloud2" : "wrong arguments");
+        return recordCall(cy == 5.0F && type == 2 ? "convertDepthToPointCloud2"
+                                                  : "wrong arguments");
     }
     int convertDepthToPointCloudWithRGBA(const unsigned short *, unsigned int, unsigned int, float,
                                          float, float, float, float cy, Point *,
                                          ::typedefNubrixRGBA *, unsigned int type, bool) override
     {
-        return said(cy == 5.0F && type == 2 ? "convertDepthToPointCloudWithRGBA"
-                                            : "wrong arguments");
+        return recordCall(cy == 5.0F && type == 2 ? "convertDepthToPointCloudWithRGBA"
+                                                  : "wrong arguments");
     }
     int deviceStartUpgradeOffLine(NubrixDevice *, const ::typedefNubrixUpgradeCallbacks *,
                                   const char *) override
     {
-        return said("deviceStartUpgradeOffLine");
+        return recordCall("deviceStartUpgradeOffLine");
     }
     int setDeviceStatusChange(int, int, const char *, unsigned int) override
     {
-        return said("setDeviceStatusChange");
+        return recordCall("setDeviceStatusChange");
     }
     int setStreamCallback(NubrixStream *, NubrixFrameCallback, void *) override
     {
-        return said("setStreamCallback");
+        return recordCall("setStreamCallback");
     }
-    int setGmslI2CStats(bool) override { return said("setGmslI2CStats"); }
+    int setGmslI2CStats(bool) override { return recordCall("setGmslI2CStats"); }
     int setGmslI2CAddress(std::string address) override
     {
-        return said("setGmslI2CAddress " + address);
+        return recordCall("setGmslI2CAddress " + address);
     }
 };
 

@@ -16,83 +16,83 @@ std::string text(float value)
 
 class RecordedDevice final : public NubrixBaseDevice {
 public:
-    ~RecordedDevice() override { said("destructor"); }
-    int reservedDevice2() override { return said("2"); }
-    int reservedDevice3() override { return said("3"); }
+    ~RecordedDevice() override { recordCall("destructor"); }
+    int reservedDevice2() override { return recordCall("2"); }
+    int reservedDevice3() override { return recordCall("3"); }
     int createStream(unsigned int type, NubrixBaseStream **) override
     {
-        return said("createStream " + std::to_string(type));
+        return recordCall("createStream " + std::to_string(type));
     }
-    int destroyStream(NubrixBaseStream **) override { return said("destroyStream"); }
-    int closeAllStreams() override { return said("closeAllStreams"); }
+    int destroyStream(NubrixBaseStream **) override { return recordCall("destroyStream"); }
+    int closeAllStreams() override { return recordCall("closeAllStreams"); }
     int setProperty(unsigned int id, const void *, unsigned int size) override
     {
-        return said("setProperty " + std::to_string(id) + " " + std::to_string(size));
+        return recordCall("setProperty " + std::to_string(id) + " " + std::to_string(size));
     }
     int getProperty(unsigned int id, void *, unsigned int *size) override
     {
-        return said("getProperty " + std::to_string(id) + " " + std::to_string(*size));
+        return recordCall("getProperty " + std::to_string(id) + " " + std::to_string(*size));
     }
     int propertyTranspraentTransmission(unsigned char *, unsigned int inSize, unsigned char *,
                                         unsigned int *outSize) override
     {
-        return said("propertyTranspraentTransmission " + std::to_string(inSize) + " " +
-                    std::to_string(*outSize));
+        return recordCall("propertyTranspraentTransmission " + std::to_string(inSize) + " " +
+                          std::to_string(*outSize));
     }
-    int deviceState() override { return said("deviceState"); }
-    int keepLiveState() override { return said("keepLiveState"); }
+    int deviceState() override { return recordCall("deviceState"); }
+    int keepLiveState() override { return recordCall("keepLiveState"); }
     int setTemperatureParamsFilePath(const char *path) override
     {
-        return said(std::string("setTemperatureParamsFilePath ") + path);
+        return recordCall(std::string("setTemperatureParamsFilePath ") + path);
     }
     int convertDepthToPointCloud2(const unsigned short *, unsigned int width, unsigned int height,
                                   float s, float fx, float fy, float cx, float cy,
                                   typedefNubrixPoint3D *, unsigned int type, bool limit) override
     {
-        return said("convertDepthToPointCloud2 " + std::to_string(width) + " " +
-                    std::to_string(height) + " " + text(s) + text(fx) + text(fy) + text(cx) +
-                    text(cy) + " " + std::to_string(type) + (limit ? " limit" : ""));
+        return recordCall("convertDepthToPointCloud2 " + std::to_string(width) + " " +
+                          std::to_string(height) + " " + text(s) + text(fx) + text(fy) + text(cx) +
+                          text(cy) + " " + std::to_string(type) + (limit ? " limit" : ""));
     }
     int getSupportFrameMode(unsigned int type, const typedefNubrixFrameMode **,
                             unsigned int *) override
     {
-        return said("getSupportFrameMode " + std::to_string(type));
+        return recordCall("getSupportFrameMode " + std::to_string(type));
     }
     int setFrameMode(unsigned int type, const typedefNubrixFrameMode &mode, bool restart) override
     {
-        return said("setFrameMode " + std::to_string(type) + " " + std::to_string(mode.width) +
-                    (restart ? " restart" : ""));
+        return recordCall("setFrameMode " + std::to_string(type) + " " +
+                          std::to_string(mode.width) + (restart ? " restart" : ""));
     }
     typedefNubrixFrameMode *getCurrentFrameMode(unsigned int type) override
     {
-        said("getCurrentFrameMode " + std::to_string(type));
+        recordCall("getCurrentFrameMode " + std::to_string(type));
         return &m_mode;
     }
-    int reservedDevice17() override { return said("17"); }
-    int reservedDevice18() override { return said("18"); }
-    int reservedDevice19() override { return said("19"); }
-    int reservedDevice20() override { return said("20"); }
-    int reservedDevice21() override { return said("21"); }
+    int reservedDevice17() override { return recordCall("17"); }
+    int reservedDevice18() override { return recordCall("18"); }
+    int reservedDevice19() override { return recordCall("19"); }
+    int reservedDevice20() override { return recordCall("20"); }
+    int reservedDevice21() override { return recordCall("21"); }
     const char *getDeviceId() override
     {
-        said("getDeviceId");
+        recordCall("getDeviceId");
         return "the id";
     }
-    int reservedDevice23() override { return said("23"); }
-    int reservedDevice24() override { return said("24"); }
-    int reservedDevice25() override { return said("25"); }
-    int getDeviceKind() override { return said("getDeviceKind"); }
-    int reservedDevice27() override { return said("27"); }
-    int reservedDevice28() override { return said("28"); }
-    int reservedDevice29() override { return said("29"); }
-    int reservedDevice30() override { return said("30"); }
-    int reservedDevice31() override { return said("31"); }
-    int reservedDevice32() override { return said("32"); }
-    int reservedDevice33() override { return said("33"); }
-    int reservedDevice34() override { return said("34"); }
+    int reservedDevice23() override { return recordCall("23"); }
+    int reservedDevice24() override { return recordCall("24"); }
+    int reservedDevice25() override { return recordCall("25"); }
+    int getDeviceKind() override { return recordCall("getDeviceKind"); }
+    int reservedDevice27() override { return recordCall("27"); }
+    int reservedDevice28() override { return recordCall("28"); }
+    int reservedDevice29() override { return recordCall("29"); }
+    int reservedDevice30() override { return recordCall("30"); }
+    int reservedDevice31() override { return recordCall("31"); }
+    int reservedDevice32() override { return recordCall("32"); }
+    int reservedDevice33() override { return recordCall("33"); }
+    int reservedDevice34() override { return recordCall("34"); }
     NubrixBaseUpgrade *createUpgradeIntance() override
     {
-        said("createUpgradeIntance");
+        recordCall("createUpgradeIntance");
         return nullptr;
     }
 

@@ -11,21 +11,21 @@ namespace {
 
 class RecordedStream final : public NubrixBaseStream {
 public:
-    ~RecordedStream() override { said("destructor"); }
+    ~RecordedStream() override { recordCall("destructor"); }
     unsigned int getFrameBufferSize() override
     {
-        return static_cast<unsigned int>(said("getFrameBufferSize"));
+        return static_cast<unsigned int>(recordCall("getFrameBufferSize"));
     }
     int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override
     {
-        return said(allocator ? "setFrameAllocator" : "setFrameAllocator null");
+        return recordCall(allocator ? "setFrameAllocator" : "setFrameAllocator null");
     }
     int setFrameCallback(DriverFrameCallback callback, void *user) override
     {
-        return said(callback || !user ? "setFrameCallback wrong" : "setFrameCallback");
+        return recordCall(callback || !user ? "setFrameCallback wrong" : "setFrameCallback");
     }
-    int start() override { return said("start"); }
-    int stop() override { return said("stop"); }
+    int start() override { return recordCall("start"); }
+    int stop() override { return recordCall("stop"); }
 };
 
 TEST(DriverSlotsTest, Stream)
@@ -53,37 +53,37 @@ TEST(DriverSlotsTest, TheFirstTwoSlotsAreTheDestructors)
 
 class RecordedDriver final : public NubrixBaseDriver {
 public:
-    ~RecordedDriver() override { said("destructor"); }
-    int initialize() override { return said("initialize"); }
-    int uninitialize() override { return said("uninitialize"); }
+    ~RecordedDriver() override { recordCall("destructor"); }
+    int initialize() override { return recordCall("initialize"); }
+    int uninitialize() override { return recordCall("uninitialize"); }
     int setDeviceStateCallback(DriverStateCallback, void *) override
     {
-        return said("setDeviceStateCallback");
+        return recordCall("setDeviceStateCallback");
     }
     int getDeviceList(typedefNubrixeviceAttribute *, unsigned int *count) override
     {
-        return said("getDeviceList " + std::to_string(*count));
+        return recordCall("getDeviceList " + std::to_string(*count));
     }
     int getGmslDeviceList(_NubrixGmslDeviceInfo *, unsigned int *count) override
     {
-        return said("getGmslDeviceList " + std::to_string(*count));
+        return recordCall("getGmslDeviceList " + std::to_string(*count));
     }
     int openDevice(const char *uri, NubrixBaseDevice **) override
     {
-        return said(std::string("openDevice ") + uri);
+        return recordCall(std::string("openDevice ") + uri);
     }
     int openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
                        NubrixBaseDevice **) override
     {
-        return said("openDeviceByFd " + std::to_string(vid) + " " + std::to_string(pid) + " " +
-                    std::to_string(fd) + " " + path);
+        return recordCall("openDeviceByFd " + std::to_string(vid) + " " + std::to_string(pid) +
+                          " " + std::to_string(fd) + " " + path);
     }
-    int closeDevice(NubrixBaseDevice **) override { return said("closeDevice"); }
-    int setUpgradeStatus(bool on) override { return said(on ? "setUpgradeStatus" : "off"); }
-    int setGmslI2CStats(bool on) override { return said(on ? "setGmslI2CStats" : "off"); }
+    int closeDevice(NubrixBaseDevice **) override { return recordCall("closeDevice"); }
+    int setUpgradeStatus(bool on) override { return recordCall(on ? "setUpgradeStatus" : "off"); }
+    int setGmslI2CStats(bool on) override { return recordCall(on ? "setGmslI2CStats" : "off"); }
     int setGmslI2CAddress(std::string address) override
     {
-        return said("setGmslI2CAddress " + address);
+        return recordCall("setGmslI2CAddress " + address);
     }
 };
 
@@ -139,23 +139,24 @@ class RecordedUpgrade final : public NubrixBaseUpgrade {
 public:
     int deviceStartUpgradeOffLine(const typedefNubrixUpgradeCallbacks *, const char *file) override
     {
-        return said(std::string("deviceStartUpgradeOffLine ") + file);
+        return recordCall(std::string("deviceStartUpgradeOffLine ") + file);
     }
     void onDeviceStateChange(const char *address, const char *, const char *,
                              unsigned int state) override
     {
-        said(std::string("event ") + address + " " + std::to_string(state));
+        recordCall(std::string("event ") + address + " " + std::to_string(state));
     }
     void onDeviceStateChange(const char *path, int a, int b, unsigned int d) override
     {
-        said(std::string("status ") + path + " " + std::to_string(a) + std::to_string(b) +
-             std::to_string(d));
+        recordCall(std::string("status ") + path + " " + std::to_string(a) + std::to_string(b) +
+                   std::to_string(d));
     }
     void setDufDeviceFd(unsigned int a, unsigned int b, unsigned int c, const char *d) override
     {
-        said("setDufDeviceFd " + std::to_string(a) + std::to_string(b) + std::to_string(c) + d);
+        recordCall("setDufDeviceFd " + std::to_string(a) + std::to_string(b) + std::to_string(c) +
+                   d);
     }
-    bool isUpgradeState() override { return said("isUpgradeState") == kAnswer; }
+    bool isUpgradeState() override { return recordCall("isUpgradeState") == kAnswer; }
     std::string getDeviceSerialNumber() override { return "serial"; }
     std::string getDeviceLocation() override { return "a location that is not short"; }
 };

@@ -14,16 +14,16 @@ class RecordedAllocator final : public FrameAllocatorInterfaceBase {
 public:
     NubrixFrameRef *allocOneFrame() override
     {
-        said("allocOneFrame");
+        recordCall("allocOneFrame");
         return nullptr;
     }
     unsigned int getFrameBufferSize() const override
     {
-        return static_cast<unsigned int>(said("getFrameBufferSize"));
+        return static_cast<unsigned int>(recordCall("getFrameBufferSize"));
     }
     void setFrameBufferSize(unsigned int size) override
     {
-        said("setFrameBufferSize " + std::to_string(size));
+        recordCall("setFrameBufferSize " + std::to_string(size));
     }
 };
 
@@ -39,12 +39,12 @@ TEST(FrameSlotsTest, AllocatorHasNoDestructorSlot)
 
 class RecordedFrame final : public NubrixFrameRef {
 public:
-    ~RecordedFrame() override { said("destructor"); }
-    int incRef() override { return said("incRef"); }
-    int release() override { return said("release"); }
+    ~RecordedFrame() override { recordCall("destructor"); }
+    int incRef() override { return recordCall("incRef"); }
+    int release() override { return recordCall("release"); }
     unsigned int bufferSize() const override
     {
-        return static_cast<unsigned int>(said("bufferSize"));
+        return static_cast<unsigned int>(recordCall("bufferSize"));
     }
 };
 

@@ -14,7 +14,7 @@ inline std::string g_called;
 inline constexpr int kAnswer = 4711;
 
 /// What a recorded operation does.
-inline int said(const std::string &operation)
+inline int recordCall(const std::string &operation)
 {
     g_called = operation;
     return kAnswer;

@@ -1,4 +1,4 @@
-// A counted object that tells when it dies.
+// A counted object that records its destruction.
 #pragma once
 
 #include <atomic>

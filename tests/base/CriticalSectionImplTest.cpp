@@ -8,7 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "base/CriticalSectionScoped.h"
 #include "tests/fakes/SystemCalls.h"
 
 namespace nubrix {
@@ -43,7 +42,7 @@ protected:
     pthread_mutex_t *m_mutex = nullptr;
 };
 
-TEST_F(CriticalSectionImplTest, CreateGivesAFreeLock)
+TEST_F(CriticalSectionImplTest, CreateReturnsAFreeLock)
 {
     EXPECT_NE(dynamic_cast<CriticalSectionImpl *>(m_lock.get()), nullptr);
     EXPECT_TRUE(anotherThreadCanEnter());
@@ -94,7 +93,7 @@ TEST_F(CriticalSectionImplTest, OneThreadAtATimeIsInside)
     EXPECT_EQ(count, 2 * kRounds);
 }
 
-TEST(Atomic32Test, EachStepGivesTheNewValue)
+TEST(Atomic32Test, EachStepReturnsTheNewValue)
 {
     int value = 5;
     EXPECT_EQ(CriticalSectionWrapper::atomic32Increment(&value), 6);

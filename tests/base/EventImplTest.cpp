@@ -22,7 +22,7 @@ std::int64_t nanosOf(const timespec &time)
     return static_cast<std::int64_t>(time.tv_sec) * kSecondNs + time.tv_nsec;
 }
 
-TEST(EventImplTest, CreateGivesAnEventThatIsNotSet)
+TEST(EventImplTest, CreateReturnsAnEventThatIsNotSet)
 {
     const std::unique_ptr<EventWrapper> event{EventWrapper::create()};
     EXPECT_NE(dynamic_cast<EventImpl *>(event.get()), nullptr);
@@ -76,7 +76,7 @@ TEST(EventImplTest, WakeAllEndsWaitsThatAreOverAndNoOther)
     EXPECT_EQ(event.wait(0), -11) << "nothing was set";
 }
 
-TEST(EventImplTest, ATimeOutComesNotBeforeItsTime)
+TEST(EventImplTest, ATimeOutIsNeverEarly)
 {
     EventImpl event;
     const std::int64_t before = timeNanos();

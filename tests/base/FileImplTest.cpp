@@ -1,69 +1,22 @@
 #include "base/FileImpl.h"
 
-#include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
-#include <cstdint>
 #include <fstream>
-#include <functional>
-#include <iterator>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "base/FileWrapper.h"
-#include "tests/TemporaryFolder.h"
+#include "tests/base/FileFixture.h"
 
 namespace nubrix {
 namespace {
 
-class FileImplTest : public testing::Test {
-protected:
-    void openForWriting() { ASSERT_EQ(m_file->openFile(m_path.c_str(), false, false, false), 0); }
-    void openForReading(const std::string &content, bool wrapRead = false)
-    {
-        writeFile(m_path, content);
-        ASSERT_EQ(m_file->openFile(m_path.c_str(), true, wrapRead, false), 0);
-    }
-    int write(const std::string &text)
-    {
-        return m_file->write(text.data(), static_cast<int>(text.size()));
-    }
-    int writeHead(const std::string &text)
-    {
-        return m_file->writetohead(text.data(), static_cast<int>(text.size()));
-    }
-    std::string read(int sizeBytes)
-    {
-        std::string text(static_cast<std::size_t>(sizeBytes), '?');
-        const int done = m_file->read(text.data(), sizeBytes);
-        EXPECT_GE(done, 0);
-        text.resize(static_cast<std::size_t>(done < 0 ? 0 : done));
-        return text;
-    }
-    std::string closeAndRead()
-    {
-        m_file->closeFile();
-        return readFile(m_path);
-    }
-
-    TemporaryFolder m_folder;
-    const std::string m_path = m_folder.file("file");
-    std::unique_ptr<FileWrapper> m_file{FileWrapper::create()};
-};
-
-TEST_F(FileImplTest, CreateGivesAClosedFile)
+TEST_F(FileImplTest, CreateReturnsAClosedFile)
 {
     EXPECT_NE(dynamic_cast<FileImpl *>(m_file.get()), nullptr);
     EXPECT_FALSE(m_file->open());
     EXPECT_EQ(m_file->getFileName(), "");
 }
 
-TEST_F(FileImplTest, EveryOperationOnAClosedFileSaysSo)
+TEST_F(FileImplTest, EveryOperationOnAClosedFileFails)
 {
     char buffer[4] = {};
     EXPECT_EQ(m_file->flush(), -5);
@@ -312,7 +265,7 @@ TEST_F(FileImplTest, TheHeadIgnoresTheLimit)
     EXPECT_EQ(closeAndRead(), "HEAD");
 }
 
-TEST_F(FileImplTest, AFileOpenedForWritingGivesNothingToRead)
+TEST_F(FileImplTest, AFileOpenedForWritingCannotBeRead)
 {
     openForWriting();
     EXPECT_EQ(write("abc"), 3);
@@ -321,7 +274,7 @@ TEST_F(FileImplTest, AFileOpenedForWritingGivesNothingToRead)
     EXPECT_EQ(closeAndRead(), "abcdef");
 }
 
-TEST_F(FileImplTest, AFileOpenedForReadingTakesNothing)
+TEST_F(FileImplTest, AFileOpenedForReadingCannotBeWritten)
 {
     openForReading("abc");
     EXPECT_EQ(read(1), "a");
@@ -331,7 +284,7 @@ TEST_F(FileImplTest, AFileOpenedForReadingTakesNothing)
     EXPECT_EQ(closeAndRead(), "abc");
 }
 
-TEST_F(FileImplTest, PositionsOutliveClosing)
+TEST_F(FileImplTest, PositionsSurviveClosing)
 {
     openForReading("abcdef");
     EXPECT_EQ(read(4), "abcd");
@@ -348,167 +301,6 @@ TEST_F(FileImplTest, DestructionClosesTheFile)
     EXPECT_EQ(write("abc"), 3);
     m_file.reset();
     EXPECT_EQ(readFile(m_path), "abc");
-}
-
-// Positions outlive closing: a device without an end brings them as far as wanted in no time, and
-// the file that is opened next has a hole up to there.
-constexpr std::int64_t kPastFourGigabytes = (4LL << 30) + 12345;
-
-void transferPastFourGigabytes(const std::function<int(int)> &transfer)
-{
-    constexpr std::int64_t kBlock = 1 << 20;
-    for (std::int64_t left = kPastFourGigabytes; left > 0; left -= kBlock) {
-        const int wanted = static_cast<int>(std::min(left, kBlock));
-        ASSERT_EQ(transfer(wanted), wanted) << left;
-    }
-}
-
-TEST_F(FileImplTest, WritePositionsPassFourGigabytes)
-{
-    ASSERT_EQ(m_file->openFile("/dev/null", false, false, false), 0);
-    const std::string block(1 << 20, 'x');
-    transferPastFourGigabytes([&](int size) { return m_file->write(block.data(), size); });
-    EXPECT_EQ(m_file->writeText("%s", "yz"), kPastFourGigabytes + 2);
-    m_file->closeFile();
-
-    openForWriting();
-    EXPECT_EQ(write("abc"), 3);
-    EXPECT_EQ(writeHead("HEAD"), 4);
-    EXPECT_EQ(m_file->writeText("%s", "de"), kPastFourGigabytes + 7);
-    EXPECT_EQ(m_file->fileSize(), kPastFourGigabytes + 7);
-    m_file->closeFile();
-
-    std::ifstream file(m_path, std::ios::binary);
-    std::string head(5, '?');
-    file.read(head.data(), 5);
-    EXPECT_EQ(head, std::string("HEAD\0", 5));
-    file.seekg(kPastFourGigabytes + 1);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), std::string("\0abcde", 6));
-}
-
-TEST_F(FileImplTest, ReadPositionsPassFourGigabytes)
-{
-    ASSERT_EQ(m_file->openFile("/dev/zero", true, false, false), 0);
-    std::string block(1 << 20, '?');
-    transferPastFourGigabytes([&](int size) { return m_file->read(block.data(), size); });
-    m_file->closeFile();
-
-    writeFile(m_path, "start");
-    ASSERT_EQ(truncate64(m_path.c_str(), kPastFourGigabytes), 0);
-    std::ofstream(m_path, std::ios::app) << "abcdef";
-    ASSERT_EQ(m_file->openFile(m_path.c_str(), true, true, false), 0);
-    EXPECT_EQ(m_file->fileSize(), kPastFourGigabytes + 6);
-    EXPECT_EQ(read(2), "ab");
-    EXPECT_EQ(read(9), "cdef");
-    EXPECT_EQ(read(5), "start") << "the end lies past four gigabytes, too";
-    EXPECT_EQ(m_file->rewind(), 0);
-    EXPECT_EQ(read(5), "start");
-}
-
-TEST_F(FileImplTest, AFullDiskShortensTheWriteAndIsNoCrash)
-{
-    ASSERT_EQ(m_file->openFile("/dev/full", false, false, false), 0);
-    const std::string block(1 << 20, 'x');
-    EXPECT_LT(write(block), static_cast<int>(block.size()));
-    EXPECT_LT(write(block), static_cast<int>(block.size()));
-    EXPECT_EQ(m_file->flush(), 0);
-}
-
-TEST_F(FileImplTest, AHeadThatAFullDiskKeepsFromItsPositionIsNotWritten)
-{
-    ASSERT_EQ(m_file->openFile("/dev/full", false, false, false), 0);
-    EXPECT_EQ(write("buffered"), 8);
-    EXPECT_EQ(writeHead("HEAD"), 0);
-}
-
-TEST_F(FileImplTest, AfterAWriteThatReachedTheFileSizeLimitTheHeadIsStillTheHead)
-{
-    rlimit old = {};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
-    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit small = old;
-    small.rlim_cur = 100000;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    openForWriting();
-    EXPECT_EQ(write(std::string(99990, 'a')), 99990);
-    EXPECT_LE(write(std::string(100, 'b')), 100);
-    writeHead("HEAD");
-    const std::string content = closeAndRead();
-    setrlimit(RLIMIT_FSIZE, &old);
-    std::signal(SIGXFSZ, oldHandler);
-
-    EXPECT_LE(content.size(), 100000U);
-    EXPECT_EQ(content.find("HEAD", 1), std::string::npos);
-}
-
-TEST_F(FileImplTest, WritesOfManyThreadsDoNotMix)
-{
-    openForWriting();
-    constexpr int kThreads = 4;
-    constexpr int kWrites = 500;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([this, thread] {
-            const std::string record(99, static_cast<char>('a' + thread));
-            for (int i = 0; i < kWrites; ++i)
-                write(record + "\n");
-            m_file->fileSize();
-            m_file->getFileName();
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
-    const std::string content = closeAndRead();
-    ASSERT_EQ(content.size(), 100U * kThreads * kWrites);
-    for (std::size_t at = 0; at < content.size(); at += 100) {
-        ASSERT_EQ(content.substr(at, 100), std::string(99, content[at]) + "\n") << "at " << at;
-    }
-}
-
-class GetFullPathNameTest : public testing::Test {
-protected:
-    GetFullPathNameTest() { writeFile(m_path, ""); }
-
-    TemporaryFolder m_folder;
-    const std::string m_path = std::filesystem::canonical(m_folder.path()) / "target";
-};
-
-TEST_F(GetFullPathNameTest, ResolvesLinksAndDots)
-{
-    const std::string link = m_folder.file("link");
-    std::filesystem::create_symlink("target", link);
-    char out[4097];
-    EXPECT_EQ(getFullPathName(
-                  m_folder.file("./../" + m_folder.path().filename().string() + "/link").c_str(),
-                  out, 4096),
-              0);
-    EXPECT_STREQ(out, m_path.c_str());
-}
-
-TEST_F(GetFullPathNameTest, APathOfExactlyTheSizePasses)
-{
-    const auto length = static_cast<unsigned int>(m_path.size());
-    std::string out(length + 2, '#');
-    EXPECT_EQ(getFullPathName(m_path.c_str(), out.data(), length), 0);
-    EXPECT_EQ(out, m_path + std::string("\0#", 2));
-}
-
-TEST_F(GetFullPathNameTest, APathLongerThanTheSizeIsRefused)
-{
-    std::string out(m_path.size() + 1, '#');
-    const std::string before = out;
-    EXPECT_EQ(
-        getFullPathName(m_path.c_str(), out.data(), static_cast<unsigned int>(m_path.size() - 1)),
-        -1);
-    EXPECT_EQ(out, before);
-}
-
-TEST_F(GetFullPathNameTest, AMissingPathAndNullPointersAreRefused)
-{
-    char out[16];
-    EXPECT_EQ(getFullPathName((m_path + "missing").c_str(), out, 16), -1);
-    EXPECT_EQ(getFullPathName(nullptr, out, 16), -1);
-    EXPECT_EQ(getFullPathName(m_path.c_str(), nullptr, 16), -1);
 }
 
 }  // namespace

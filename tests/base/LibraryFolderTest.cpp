@@ -10,7 +10,7 @@
 namespace nubrix {
 namespace {
 
-TEST(LibraryFolderTest, ItIsWhereTheCodeLies)
+TEST(LibraryFolderTest, ItIsTheFolderOfTheCode)
 {
     const std::string folder = libraryFolder();
     ASSERT_FALSE(folder.empty());

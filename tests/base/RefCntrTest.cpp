@@ -32,7 +32,7 @@ TEST_F(RefCntrTest, TheLastReleaseDestroysIt)
     EXPECT_EQ(m_deaths, 1);
 }
 
-TEST_F(RefCntrTest, ASubclassDecidesWhatBecomesOfIt)
+TEST_F(RefCntrTest, ASubclassDecidesWhatIsDoneWithIt)
 {
     struct Immortal final : CountedObject {
         using CountedObject::CountedObject;

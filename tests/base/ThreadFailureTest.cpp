@@ -41,7 +41,7 @@ TEST_F(ThreadFailureTest, NoThreadToBeHadIsLoggedWithAnErrorNumber)
     EXPECT_EQ(m_thread->stop(), 0);
 }
 
-TEST_F(ThreadFailureTest, AttributesThatCannotBeMadeFailTheStartSilently)
+TEST_F(ThreadFailureTest, FailingToCreateAttributesFailsTheStartWithoutALogLine)
 {
     m_calls.attrInit = [](pthread_attr_t *) { return ENOMEM; };
     makeThread([] { return false; });

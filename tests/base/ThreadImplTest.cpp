@@ -37,7 +37,7 @@ protected:
     }
 };
 
-TEST_F(ThreadImplTest, CreateGivesAThreadThatIsNotStarted)
+TEST_F(ThreadImplTest, CreateReturnsAThreadThatIsNotStarted)
 {
     bool called = false;
     makeThread([&] { return called = true, false; });

@@ -63,7 +63,7 @@ protected:
     const std::string m_path = m_folder.file("test.ini");
 };
 
-TEST_F(IniFunctionsTest, AMissingFileSectionOrKeyLeavesTheOutputAlone)
+TEST_F(IniFunctionsTest, AMissingFileSectionOrKeyDoesNotChangeTheOutput)
 {
     for (const char *text : {"", "[B]\nK=1\n", "[A]\nL=1\n", "[A]\nK = 1\n", "[A]\n[B]\nK=1\n"}) {
         put(text);

@@ -254,7 +254,7 @@ TEST_F(Callbacks, MayChangeTheirOwnStreamsCallback)
     EXPECT_EQ(other.stream(), stream);
 }
 
-TEST_F(Callbacks, MayGiveBackAFrameOfAnotherStream)
+TEST_F(Callbacks, MayReleaseAFrameOfAnotherStream)
 {
     NubrixStream *const other = opened(NUBRIX_STREAM_DEPTH);
     deliver(7, NUBRIX_STREAM_DEPTH);

@@ -86,7 +86,7 @@ TEST_F(Destroying, DestroyWaitsForAnEventThatTheApplicationHandles)
                 testing::ElementsAre("event handled", "closeDevice usb:1", "driverDestroy"));
 }
 
-TEST_F(Destroying, DestroyWaitsForAnEventThatADriverIsAskedAbout)
+TEST_F(Destroying, DestroyWaitsForAnEventDuringWhichADriverIsQueried)
 {
     holdUp("getDeviceList 60");
     m_usb.announce("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED);
@@ -166,7 +166,7 @@ TEST_F(Destroying, TwoInitializesLoadTheDriversOnce)
     EXPECT_EQ(m_usb.countCalls("initialize"), 1U);
 }
 
-TEST_F(Destroying, DestroyAgainstCallbacksThatGiveFramesBack)
+TEST_F(Destroying, DestroyAgainstCallbacksThatReleaseFrames)
 {
     m_usb.freeRunning = true;
     for (int life = 0; life < 5; ++life) {

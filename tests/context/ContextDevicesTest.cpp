@@ -84,7 +84,7 @@ protected:
     NubrixDevice *m_handle = kUntouched;
 };
 
-TEST_F(Opening, AsksTheDriverOfTheCamera)
+TEST_F(Opening, CallsTheDriverOfTheCamera)
 {
     const Outcome success = {
         0, 0, {"4 Start open device usb:1", "1 open device usb:1", "4 Open device succeed"}};
@@ -184,9 +184,9 @@ TEST_F(Opening, TheDriversRefusalIsPassedOn)
 {
     for (const int result : {-77, 5}) {
         m_usb.results.openDevice = result;
-        const std::string said = "3 Open device failed ret = " + std::to_string(result) + "!";
+        const std::string line = "3 Open device failed ret = " + std::to_string(result) + "!";
         const Outcome refused = {
-            result, 0, {"4 Start open device usb:1", "1 open device usb:1", said}};
+            result, 0, {"4 Start open device usb:1", "1 open device usb:1", line}};
         EXPECT_EQ(opening("usb:1"), refused);
         EXPECT_EQ(m_handle, kUntouched);
     }
@@ -194,7 +194,7 @@ TEST_F(Opening, TheDriversRefusalIsPassedOn)
     EXPECT_EQ(opening("usb:1").log.back(), "4 Open device succeed") << "it was not kept as open";
 }
 
-TEST_F(Opening, ADriverThatGivesNoDeviceFails)
+TEST_F(Opening, ADriverThatReturnsNoDeviceFails)
 {
     m_usb.givesNullDevice = true;
     EXPECT_EQ(opening("usb:1").status, -1);
@@ -211,7 +211,7 @@ TEST_F(Opening, SeveralCamerasAreOpenAtOnce)
     EXPECT_EQ(context().closeDevice(net), 0);
 }
 
-TEST_F(Opening, ByDescriptorAsksTheDriverOfTheIdentifiers)
+TEST_F(Opening, ByDescriptorCallsTheDriverOfTheIdentifiers)
 {
     const Outcome success = openingByFd(0x1209, 1);
     char added[64];
@@ -300,13 +300,13 @@ protected:
     }
 };
 
-TEST_F(Closing, GivesTheCameraBackToItsDriver)
+TEST_F(Closing, ReturnsTheCameraToItsDriver)
 {
     EXPECT_EQ(closing(), (Outcome{0, 0, {"4 Finish close device"}}));
     EXPECT_THAT(m_usb.calls(), ElementsAre("closeDevice usb:1"));
 }
 
-TEST_F(Closing, DoesNotMindWhatTheDriverSays)
+TEST_F(Closing, IgnoresTheDriversStatus)
 {
     m_usb.results.closeDevice = -6;
     EXPECT_EQ(closing().status, 0);

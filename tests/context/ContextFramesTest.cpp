@@ -10,7 +10,7 @@ namespace {
 
 constexpr unsigned int kType = NUBRIX_STREAM_DEPTH;
 
-/// Reading and giving back by hand.
+/// Reading and releasing frames by hand.
 class Frames : public DeviceFixture {
 protected:
     void deliver(unsigned int index) { ASSERT_TRUE(m_usb.deliver(kType, FakeFrame{index})); }
@@ -71,7 +71,7 @@ TEST_F(Frames, TheNewestWins)
     EXPECT_EQ(reading().status, -11);
 }
 
-TEST_F(Frames, ReadingInVainGivesNone)
+TEST_F(Frames, ReadingWithoutAFrameReturnsNone)
 {
     ASSERT_EQ(reading().status, -11);
     EXPECT_EQ(m_frame, nullptr);
@@ -97,7 +97,7 @@ TEST_F(Frames, ReadingIsRefusedWithoutTouchingTheResult)
     EXPECT_EQ(frame, &other);
 }
 
-TEST_F(Frames, AStopForgetsTheOneThatWaits)
+TEST_F(Frames, AStopForgetsTheWaitingFrame)
 {
     deliver(1);
     ASSERT_EQ(stopStream(m_stream), 0);
@@ -121,22 +121,22 @@ TEST_F(Frames, ReadingWaitsForOne)
     camera.join();
 }
 
-TEST_F(Frames, AFrameThatIsGoneAfterTheWakeUpIsAnError)
+TEST_F(Frames, AFrameThatWasReadAfterTheWakeUpIsAnError)
 {
-    // Within the wait a frame comes, which another thread is told of, too, and is taken away.
+    // Within the wait a frame comes, which another thread is notified of, too, and is taken away.
     std::thread witness;
     std::atomic<int> waiters{0};
     m_usb.setHook([&](const std::string &call) {
         if (call != "usb:1 keepLiveState")
             return;
         if (++waiters == 1) {
-            Counter told;
+            Counter notified;
             NubrixStream *stream = m_stream;
             witness = std::thread([&] {
                 EXPECT_EQ(context().waitForStreams(&stream, 1, nullptr, -1), 0);
-                told.add();
+                notified.add();
             });
-            ASSERT_TRUE(told.reaches(1));
+            ASSERT_TRUE(notified.reaches(1));
             ASSERT_EQ(stopStream(m_stream), 0);
             ASSERT_EQ(startStream(m_stream), 0);
         } else {
@@ -201,7 +201,7 @@ TEST_F(Frames, OnesThatAreHeldOutliveAChangeOfSize)
     }
 }
 
-TEST_F(Frames, OnesThatAreHeldCannotBeGivenBackAfterDestroy)
+TEST_F(Frames, HeldFramesCannotBeReleasedAfterDestroy)
 {
     FakeFrame sent = {3, std::vector<unsigned char>(64, 0x77)};
     ASSERT_TRUE(m_usb.deliver(kType, sent));
@@ -211,7 +211,7 @@ TEST_F(Frames, OnesThatAreHeldCannotBeGivenBackAfterDestroy)
               (Outcome{-2, NUBRIX_ERR_NOT_INITIALIZED, {kNotInitialized}}));
     EXPECT_EQ(std::memcmp(frame->data, sent.pixels.data(), 64), 0) << "but can be read";
     ASSERT_EQ(context().initialize(), 0);
-    EXPECT_EQ(release(frame), 0) << "and given back in the next life";
+    EXPECT_EQ(release(frame), 0) << "and released after the next initialize";
 }
 
 TEST_F(Frames, GivingNothingBackDoesNothing)

@@ -79,7 +79,7 @@ protected:
 constexpr unsigned int kOn = NUBRIX_DEVICE_CONNECTED;
 constexpr unsigned int kOff = NUBRIX_DEVICE_DISCONNECTED;
 
-TEST_F(HotPlug, AnArrivalIsLoggedAndEveryDriverAskedAgain)
+TEST_F(HotPlug, AnArrivalIsLoggedAndEveryDriverQueriedAgain)
 {
     EXPECT_THAT(logOfEvent("usb:2", kOn),
                 ElementsAre("1 ",
@@ -91,7 +91,7 @@ TEST_F(HotPlug, AnArrivalIsLoggedAndEveryDriverAskedAgain)
     EXPECT_THAT(m_net.calls(), ElementsAre("getDeviceList 60"));
 }
 
-TEST_F(HotPlug, ARemovalFromUsbComesWithAdviceOnThePower)
+TEST_F(HotPlug, ARemovalFromUsbIsLoggedWithAdviceOnThePower)
 {
     registering(&first);
     EXPECT_THAT(
@@ -106,7 +106,7 @@ TEST_F(HotPlug, ARemovalFromUsbComesWithAdviceOnThePower)
                     "4 register device state callback  size is 1"));
 }
 
-TEST_F(HotPlug, AnyOtherRemovalComesWithAdviceOnTheNetwork)
+TEST_F(HotPlug, AnyOtherRemovalIsLoggedWithAdviceOnTheNetwork)
 {
     EXPECT_THAT(
         logOfEvent("192.168.1.9", kOff),
@@ -119,7 +119,7 @@ TEST_F(HotPlug, AnyOtherRemovalComesWithAdviceOnTheNetwork)
                     "4 register device state callback  size is 0"));
 }
 
-TEST_F(HotPlug, AnyOtherStateComesWithoutAdvice)
+TEST_F(HotPlug, AnyOtherStateIsLoggedWithoutAdvice)
 {
     EXPECT_EQ(logOfEvent("usb:1", 2).size(), 5U);
 }
@@ -252,7 +252,7 @@ TEST_F(HotPlug, EventsDuringDestroyAreDropped)
     EXPECT_THAT(m_usb.calls(), ElementsAre("closeDevice usb:1", "driverDestroy"));
 }
 
-TEST_F(HotPlug, ACameraThatComesDuringTheNextInitializeIsListed)
+TEST_F(HotPlug, ACameraThatArrivesDuringTheNextInitializeIsListed)
 {
     ASSERT_EQ(context().destroy(), 0);
     bool isAsked = false;
@@ -275,7 +275,7 @@ TEST_F(HotPlug, DestroyForgetsTheCallbacks)
     EXPECT_THAT(g_seen, IsEmpty());
 }
 
-TEST_F(HotPlug, ADriverSlowToListItsCamerasHoldsNobodyUp)
+TEST_F(HotPlug, ADriverSlowToListItsCamerasDelaysNoOtherThread)
 {
     Counter listing;
     Counter goOn;

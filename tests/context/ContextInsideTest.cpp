@@ -169,7 +169,7 @@ TEST_F(Inside, TransportFourBelongsToTheMiniDriver)
     EXPECT_THAT(m_mini.takeCalls(), Contains("closeDevice mini:1"));
 }
 
-TEST_F(Inside, ATableThatIsClearedKnowsNoCamera)
+TEST_F(Inside, AClearedTableHasNoCamera)
 {
     DeviceRecords records;
     ASSERT_EQ(records.append(m_usb), 0);

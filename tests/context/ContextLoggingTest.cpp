@@ -13,7 +13,7 @@ using testing::IsEmpty;
 class Logging : public LibraryFixture {
 protected:
     std::string ini() const { return m_library.folder() + "nubrixLog.ini"; }
-    /// Reads the settings file again; what the plug-in is told then.
+    /// Reads the settings file again; what the plug-in is notified then.
     std::vector<std::string> settings(const char *folder = nullptr)
     {
         context();
@@ -262,7 +262,7 @@ TEST_F(WithoutLog, ThePlugInIsLoadedAndUnloadedWithTheContext)
     EXPECT_FALSE(m_library.isLoaded(kLogDriver));
 }
 
-TEST_F(WithoutLog, APlugInThatComesLaterServesTheNextContext)
+TEST_F(WithoutLog, APlugInInstalledLaterServesTheNextContext)
 {
     expectSilence();
     FakeLog &log = m_library.installLog();

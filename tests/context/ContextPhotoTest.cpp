@@ -28,7 +28,7 @@ class Photo : public DeviceFixture {
 protected:
     Photo() { m_usb.frameBufferSize = kWidth * kHeight * 3; }
 
-    static FakeFrame picture()
+    static FakeFrame colourFrame()
     {
         FakeFrame frame;
         frame.width = kWidth;
@@ -101,9 +101,9 @@ protected:
 TEST_F(Photo, IsTheNewestColourFrameByteByByte)
 {
     NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
-    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));
     EXPECT_EQ(taking(m_path), (Outcome{0, 0, {}}));
-    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(colourFrame()));
     typedefNubrixFrame *frame = nullptr;
     EXPECT_EQ(context().readFrame(stream, &frame, 0), 0) << "it stays in the stream";
     context().releaseFrame(frame);
@@ -112,7 +112,7 @@ TEST_F(Photo, IsTheNewestColourFrameByteByByte)
 TEST_F(Photo, IsReadBackByAnotherProgram)
 {
     opened(NUBRIX_STREAM_COLOR);
-    const FakeFrame sent = picture();
+    const FakeFrame sent = colourFrame();
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, sent));
     ASSERT_EQ(taking(m_path).status, 0);
     const std::string command = "'" + std::string(paths::kReadBitmap) + "' '" + m_path + "' > '" +
@@ -127,10 +127,10 @@ TEST_F(Photo, IsReadBackByAnotherProgram)
     EXPECT_EQ(readFile(m_folder.file("text")), expected + "\n");
 }
 
-TEST_F(Photo, HoldsNobodyUpWhileItIsWritten)
+TEST_F(Photo, DelaysNoOtherThreadWhileItIsWritten)
 {
     NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
-    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));
     ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
     std::atomic<int> threadId{0};
     std::atomic<int> result{1};
@@ -143,7 +143,7 @@ TEST_F(Photo, HoldsNobodyUpWhileItIsWritten)
     EXPECT_EQ(context().closeStream(stream), 0);
     EXPECT_EQ(context().destroy(), 0);
     EXPECT_EQ(result, 1) << "it is not done yet";
-    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(colourFrame()));
     photo.join();
     EXPECT_EQ(result, 0);
 }
@@ -170,13 +170,13 @@ TEST_F(Photo, WaitsForAFrame)
                            [](int id) { return id != 0 && hasFallenAsleep(id); });
     })) << "none waits";
     while (done < kPhotos) {
-        EXPECT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+        EXPECT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     for (std::thread &photo : photos)
         photo.join();
     EXPECT_GE(taken, 1);
-    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(colourFrame()));
 }
 
 TEST_F(Photo, WithoutAFrameInTimeThereIsNone)
@@ -195,12 +195,12 @@ TEST_F(Photo, IsOfTheFirstColourStream)
     NubrixStream *const second = opened(NUBRIX_STREAM_COLOR, other);
     ASSERT_NE(depth, first);
     ASSERT_NE(first, second);
-    FakeFrame darker = picture();
+    FakeFrame darker = colourFrame();
     std::fill(darker.pixels.begin(), darker.pixels.end(), static_cast<unsigned char>(0));
-    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));
     ASSERT_TRUE(m_net.deliver(NUBRIX_STREAM_COLOR, darker));
     EXPECT_EQ(taking(m_path).status, 0);
-    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(picture()));
+    EXPECT_EQ(readFile(m_path), header(kWidth * kHeight * 3) + bottomUpBgr(colourFrame()));
 }
 
 TEST_F(Photo, SizesThatLieAreRefused)
@@ -208,7 +208,7 @@ TEST_F(Photo, SizesThatLieAreRefused)
     opened(NUBRIX_STREAM_COLOR);
     for (const auto &[width, height] : {std::pair(-1, -1), std::pair(65536, 65536),
                                         std::pair(-4, 3), std::pair(kWidth, kHeight + 1)}) {
-        FakeFrame frame = picture();
+        FakeFrame frame = colourFrame();
         frame.width = width;
         frame.height = height;
         ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, frame));
@@ -233,21 +233,22 @@ TEST_F(Photo, WithoutAFrameTheStreamsResultIsTheAnswer)
 TEST_F(Photo, OtherPixelsThanRgbAreRefused)
 {
     opened(NUBRIX_STREAM_COLOR);
-    FakeFrame grey = picture();
+    FakeFrame grey = colourFrame();
     grey.pixelFormat = NUBRIX_PIXEL_GREY8;
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, grey));
     EXPECT_EQ(taking(m_path), (Outcome{-8, 0, {}}));
-    FakeFrame tooShort = picture();
+    FakeFrame tooShort = colourFrame();
     tooShort.pixels.pop_back();
     ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, tooShort));
-    EXPECT_EQ(taking(m_path), (Outcome{-8, 0, {}})) << "the frame has fewer pixels than it says";
+    EXPECT_EQ(taking(m_path), (Outcome{-8, 0, {}}))
+        << "the frame has fewer pixels than its size states";
     EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
 TEST_F(Photo, AFileThatCannotBeMadeIsAnError)
 {
     opened(NUBRIX_STREAM_COLOR);
-    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));
     EXPECT_EQ(taking(m_folder.file("missing/photo.bmp")),
               (Outcome{-4, NUBRIX_ERR_URI_NOT_FOUND, {}}));
     EXPECT_EQ(taking("/dev/full"), (Outcome{-4, NUBRIX_ERR_URI_NOT_FOUND, {}}));
@@ -256,7 +257,7 @@ TEST_F(Photo, AFileThatCannotBeMadeIsAnError)
 TEST_F(Photo, WithoutANameItIsCalledAfterTheTimeInTheCurrentFolder)
 {
     opened(NUBRIX_STREAM_COLOR);
-    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, picture()));
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, colourFrame()));
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(m_folder.path());
     const auto nameOfNow = [] {

@@ -128,9 +128,9 @@ TEST_F(Properties, TheStreamFlagModeIsAPropertyOfFourBytes)
 {
     for (unsigned int mode = 1; mode <= 4; ++mode) {
         m_usb.takeCalls();
-        const std::string said = "4 Set Stream Flag Mode = " + std::to_string(mode);
+        const std::string line = "4 Set Stream Flag Mode = " + std::to_string(mode);
         EXPECT_EQ(outcome([&] { return context().setStreamFlagMode(m_device, mode); }),
-                  (Outcome{0, 0, {said}}));
+                  (Outcome{0, 0, {line}}));
         EXPECT_THAT(m_usb.calls(),
                     ElementsAre("usb:1 setProperty 75 0" + std::to_string(mode) + "000000"));
     }

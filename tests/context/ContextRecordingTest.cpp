@@ -210,7 +210,7 @@ TEST_F(Recording, DestroyStopsAndDestroysRecordersBeforeStreams)
     EXPECT_EQ(recorded(), expected(NUBRIX_STREAM_DEPTH, 3));
 }
 
-TEST_F(Recording, DeletingTheContextClosesRecordersThatNobodyDestroyed)
+TEST_F(Recording, DeletingTheContextClosesRecordersThatWereNotDestroyed)
 {
     const auto isOpen = [&] {
         std::error_code gone;  // of the descriptor that lists the others

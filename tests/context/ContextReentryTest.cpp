@@ -264,14 +264,14 @@ TEST_F(Reentry, DestroyIsRefusedInAnUpgradesCallback)
 
 TEST_F(Reentry, ACallbackReadsWhileItsStreamIsDestroyed)
 {
-    NubrixStream *const silent = created(NUBRIX_STREAM_LIGHT_IR);
+    NubrixStream *const idle = created(NUBRIX_STREAM_LIGHT_IR);
     Counter destroying;
     Receiver receiver{&context(),
                       [&](NubrixStream *) {
                           EXPECT_TRUE(destroying.reaches(1));
                           typedefNubrixFrame *frame = nullptr;
                           for (int i = 0; i < 10; ++i)
-                              EXPECT_EQ(context().readFrame(silent, &frame, 10), -11);
+                              EXPECT_EQ(context().readFrame(idle, &frame, 10), -11);
                       },
                       {},
                       {}};

@@ -41,7 +41,7 @@ TEST_F(Streams, OfOneTypeAreDifferentStreams)
     EXPECT_NE(created(), created());
 }
 
-TEST_F(Streams, AreNotCreatedOnACameraThatIsGone)
+TEST_F(Streams, AreNotCreatedOnADetachedCamera)
 {
     m_usb.device()->state = NUBRIX_DEVICE_DISCONNECTED;
     EXPECT_EQ(
@@ -88,10 +88,10 @@ TEST_F(Streams, SixtyRunAtOnce)
 TEST_F(Streams, AnUnknownTypeIsRefusedBeforeAnythingElse)
 {
     for (const unsigned int type : {0U, 3U, 5U, 8U, 16U, 64U, 0xffffffffU}) {
-        const std::string said =
+        const std::string line =
             "3 Can  not open stream[type = " + std::to_string(static_cast<int>(type)) +
             "], Stream Type is Invalid";
-        EXPECT_EQ(opening(type), (Outcome{-4, 0, {said}}));
+        EXPECT_EQ(opening(type), (Outcome{-4, 0, {line}}));
         EXPECT_EQ(m_stream, kUntouched);
     }
     ASSERT_EQ(context().destroy(), 0);
@@ -164,7 +164,7 @@ TEST_F(Streams, ADriverWithoutThatStreamFailsTheStart)
     EXPECT_EQ(m_stream, nullptr);
     m_usb.results.createStream = 0;
     m_usb.givesNullStream = true;
-    EXPECT_EQ(opening(NUBRIX_STREAM_LIGHT_IR).status, -8) << "whatever the driver says";
+    EXPECT_EQ(opening(NUBRIX_STREAM_LIGHT_IR).status, -8) << "whatever the driver returns";
 }
 
 TEST_F(Streams, AStreamThatFailedToStartCountsAsStarted)
@@ -278,7 +278,7 @@ TEST_F(Streams, DestroyingARunningOneStopsIt)
     EXPECT_EQ(destroyStream(m_stream), -13);
 }
 
-TEST_F(Streams, ClosingOneWithACallbackSaysThatItsThreadEnds)
+TEST_F(Streams, ClosingOneWithACallbackLogsTheEndOfItsThread)
 {
     ASSERT_EQ(opening(NUBRIX_STREAM_COLOR, &ignoreFrame).status, 0);
     EXPECT_THAT(logOf([&] { return context().closeStream(m_stream); }),

@@ -66,14 +66,14 @@ protected:
     NubrixStream *const m_stream = opened(NUBRIX_STREAM_COLOR);
 };
 
-TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextGoes)
+TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextIsDestroyed)
 {
     constexpr std::size_t kThreads = 16;
     constexpr int kRounds = 20;
     std::vector<NubrixStream *> streams;
     for (const unsigned int type : kTypes)
         streams.push_back(opened(type));
-    std::vector<Counter> told(kThreads);
+    std::vector<Counter> notified(kThreads);
     std::vector<int> lastStatus(kThreads);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < kThreads; ++i) {
@@ -86,7 +86,7 @@ TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextGoes)
             while ((lastStatus[i] = context().waitForStreams(
                         own.data(), static_cast<int>(own.size()), &ready, -1)) == 0) {
                 EXPECT_THAT(own, testing::Contains(ready));
-                told[i].add();
+                notified[i].add();
             }
         });
     }
@@ -94,7 +94,7 @@ TEST_F(Threads, SixteenWaitOnOverlappingStreamsUntilTheContextGoes)
     for (bool all = false; !all;) {
         for (const unsigned int type : kTypes)
             ASSERT_TRUE(m_usb.deliver(type, {}));
-        all = std::all_of(told.begin(), told.end(),
+        all = std::all_of(notified.begin(), notified.end(),
                           [](const Counter &count) { return count.value() >= kRounds; });
     }
     EXPECT_EQ(context().destroy(), 0);
@@ -372,7 +372,7 @@ TEST_F(Threads, ACallbackIsChangedTogetherWithItsData)
     ASSERT_EQ(context().closeStream(stream), 0);
 }
 
-TEST_F(Threads, FramesAreGivenBackOnAnyThread)
+TEST_F(Threads, FramesAreReleasedOnAnyThread)
 {
     m_usb.freeRunning = true;
     NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);

@@ -103,7 +103,7 @@ TEST_F(Upgrade, WithoutAnUpgraderItFails)
     EXPECT_THAT(m_usb.calls(), Not(Contains("usb:1 createUpgradeIntance")));
 }
 
-TEST_F(Upgrade, OfANetworkCameraIsToldToTheUsbDriver)
+TEST_F(Upgrade, OfANetworkCameraIsReportedToTheUsbDriver)
 {
     m_net.hasUpgrader = true;
     NubrixDevice *const device = open("net:1");
@@ -161,7 +161,7 @@ TEST_F(Upgrade, OfTwoCamerasTheOneStartedLastHearsOfEvents)
     EXPECT_THAT(m_net.calls(), ElementsAre("upgrader net:1 fd 1 2 3 path"));
 }
 
-TEST_F(Upgrade, ACameraWithoutAnUpgraderTakesTheEventsAndNobodyHearsOfThem)
+TEST_F(Upgrade, ACameraWithoutAnUpgraderConsumesTheEventsUnnoticed)
 {
     NubrixDevice *const other = open("net:1");
     ASSERT_EQ(start(), 0);

@@ -91,7 +91,7 @@ TEST_F(Waiting, EachThreadHasAListenerOfItsOwn)
     EXPECT_EQ(threadLines(waiting({again}, 0)), 1) << "destroy forgets them";
 }
 
-TEST_F(Waiting, IsToldWhichStreamHasAFrame)
+TEST_F(Waiting, ReturnsTheStreamThatHasAFrame)
 {
     for (FakeDriver *driver : {&m_usb, &m_net}) {
         std::atomic<bool> delivered{false};
@@ -106,25 +106,25 @@ TEST_F(Waiting, IsToldWhichStreamHasAFrame)
     }
 }
 
-TEST_F(Waiting, IsToldTheLastOfTwo)
+TEST_F(Waiting, ReturnsTheLastOfTwo)
 {
-    // Both frames come before the wait begins, and witnesses say that they have been announced.
+    // Both frames arrive before the wait begins; witnesses confirm that they have been announced.
     std::vector<std::thread> witnesses;
     const auto announce = [&](FakeDriver &driver, NubrixStream *stream) {
-        Counter told;
+        Counter notified;
         Counter listening;
         driver.setHook([&](const std::string &call) {
             if (call.find("keepLiveState") != std::string::npos)
                 listening.add();
         });
-        witnesses.emplace_back([&told, this, stream] {
+        witnesses.emplace_back([&notified, this, stream] {
             NubrixStream *own = stream;
             EXPECT_EQ(context().waitForStreams(&own, 1, nullptr, -1), 0);
-            told.add();
+            notified.add();
         });
         EXPECT_TRUE(listening.reaches(1));
         EXPECT_TRUE(driver.deliver(NUBRIX_STREAM_COLOR, {}));
-        EXPECT_TRUE(told.reaches(1));
+        EXPECT_TRUE(notified.reaches(1));
         driver.setHook({});
     };
     m_net.setHook([&](const std::string &) {
@@ -268,7 +268,7 @@ TEST_F(Waiting, EndsWhenItsStreamWasClosedAndOpenedAgainMeanwhile)
     EXPECT_EQ(result, -9);
 }
 
-TEST_F(Waiting, SeveralThreadsAreToldOfOneFrame)
+TEST_F(Waiting, SeveralThreadsAreWokenForOneFrame)
 {
     constexpr int kThreads = 4;
     Counter listening;

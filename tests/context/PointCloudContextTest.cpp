@@ -12,7 +12,7 @@
 #include "base/LogCall.h"
 #include "context/Context.h"
 #include "device/Device.h"
-#include "tests/utils/CloudImages.h"
+#include "tests/cloud/CloudImages.h"
 
 namespace nubrix {
 
@@ -50,7 +50,7 @@ protected:
         NubrixDevice *device = nullptr;
         EXPECT_EQ(m_context.initialize(), 0);
         EXPECT_EQ(m_context.openDevice("usb:cloud", &device), 0);
-        EXPECT_NE(device, nullptr) << "is the driver beside the test?";
+        EXPECT_NE(device, nullptr) << "is the driver next to the test?";
         g_lines.clear();
         return device;
     }
@@ -144,7 +144,7 @@ std::future_status g_waited = std::future_status::deferred;
 TEST_F(PointCloudContextTest, WithoutAContextNobodyWaitsForTheOneThatIsInitializing)
 {
     g_initializing = &m_context;
-    // Initialize says this while it holds the lock of the operations.
+    // Initialize logs this while it holds the API lock.
     g_onLine = [](const std::string &line) {
         if (line != "4 Load uvc driver succeed!")
             return;
@@ -161,7 +161,7 @@ TEST_F(PointCloudContextTest, WithoutAContextNobodyWaitsForTheOneThatIsInitializ
     EXPECT_EQ(g_refused.get(), -2);
 }
 
-TEST(PointCloudDevice, ADeviceWithoutADriversDeviceConvertsNothingAndSaysYes)
+TEST(PointCloudDevice, ADeviceWithoutADriversDeviceConvertsNothingAndSucceeds)
 {
     class NoDriver final : public NubrixBaseDriver {
         int initialize() override { return 0; }

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -64,7 +65,7 @@ TEST_F(DeviceTest, ANewDeviceIsClosedAndUnknown)
     EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
 }
 
-TEST_F(DeviceTest, OpeningTakesTheUriAsIdentifierAndAsksForTheKind)
+TEST_F(DeviceTest, OpeningUsesTheUriAsIdentifierAndQueriesTheKind)
 {
     m_driver.deviceKind = -3;
     EXPECT_EQ(m_device->open("usb:1"), 0);
@@ -89,7 +90,7 @@ TEST_F(DeviceTest, ARefusalOfTheDriverIsPassedOnAndChangesNothing)
     }
 }
 
-TEST_F(DeviceTest, ADriverThatSaysYesAndGivesNoDeviceHasNotOpenedOne)
+TEST_F(DeviceTest, ADriverThatSucceedsWithoutADeviceHasNotOpenedOne)
 {
     m_driver.givesNullDevice = true;
     EXPECT_EQ(m_device->open("usb:1"), -1);
@@ -154,7 +155,7 @@ TEST_F(DeviceTest, ClosingPassesOnTheDriversResultAndClosesWhateverItWas)
     expectClosed();
 }
 
-TEST_F(DeviceTest, ClosingAClosedDeviceAsksTheDriverForNothing)
+TEST_F(DeviceTest, ClosingAClosedDeviceDoesNotCallTheDriver)
 {
     EXPECT_EQ(m_device->close(), 0);
     EXPECT_THAT(m_log.take(), ElementsAre(infoLine("Device not open")));
@@ -245,7 +246,7 @@ TEST_F(DeviceTest, TheSensorOutlivesItsStreams)
     m_device->destroyStream(nullptr);
 }
 
-TEST_F(DeviceTest, DriverStreamsComeAndGoWhileItIsOpen)
+TEST_F(DeviceTest, DriverStreamsAreCreatedAndDestroyedWhileItIsOpen)
 {
     EXPECT_EQ(m_device->createDriverStream(2), nullptr);
     open();
@@ -277,7 +278,7 @@ TEST_F(DeviceTest, SensorsAreStoppedInTheOrderOfTheirTypes)
                                                   "usb:1 stream 4 stop", "usb:1 stream 32 stop"));
 }
 
-TEST_F(DeviceTest, ClosingAllStreamsIsTheDriversAffair)
+TEST_F(DeviceTest, ClosingAllStreamsIsPassedToTheDriver)
 {
     m_device->closeAllStreams();
     EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
@@ -301,7 +302,7 @@ TEST_F(DeviceTest, PropertiesOfAClosedDeviceAreRefusedWithAnErrorNumber)
     EXPECT_THAT(m_log.take(), IsEmpty());
 }
 
-TEST_F(DeviceTest, ADriversDeviceIsNotClosedWhileItIsAsked)
+TEST_F(DeviceTest, ADriversDeviceIsNotClosedDuringACall)
 {
     for (int life = 0; life < 50; ++life) {
         open();
@@ -352,7 +353,7 @@ TEST_F(DeviceTest, ResultsOfTheDriverForPropertiesAreUnchanged)
     EXPECT_EQ(g_nubrixErrno, 0U);
 }
 
-TEST_F(DeviceTest, StateAndKeepAliveAreTheDrivers)
+TEST_F(DeviceTest, StateAndKeepAliveComeFromTheDriver)
 {
     open();
     m_driver.device()->state = 5;
@@ -361,7 +362,7 @@ TEST_F(DeviceTest, StateAndKeepAliveAreTheDrivers)
     EXPECT_EQ(m_device->keepLiveState(), -2);
 }
 
-TEST_F(DeviceTest, FrameModesAreTheDrivers)
+TEST_F(DeviceTest, FrameModesComeFromTheDriver)
 {
     open();
     unsigned int type = 2;
@@ -396,7 +397,7 @@ TEST_F(DeviceTest, AClosedDeviceHasNoFrameModes)
     EXPECT_EQ(m_device->setTemperatureParamsFilePath("/tmp/t"), -3);
 }
 
-TEST_F(DeviceTest, DyingGivesStreamsBackAndDoesNotCloseTheCamera)
+TEST_F(DeviceTest, DestructionReturnsStreamsAndDoesNotCloseTheCamera)
 {
     open();
     const unsigned int types[] = {2, 1};
@@ -411,7 +412,7 @@ TEST_F(DeviceTest, DyingGivesStreamsBackAndDoesNotCloseTheCamera)
     EXPECT_NE(m_driver.device("usb:1"), nullptr);
 }
 
-TEST_F(DeviceTest, DyingAfterAnOrderlyCloseAsksTheDriverForNothing)
+TEST_F(DeviceTest, DestructionAfterACloseDoesNotCallTheDriver)
 {
     open();
     {
@@ -424,7 +425,26 @@ TEST_F(DeviceTest, DyingAfterAnOrderlyCloseAsksTheDriverForNothing)
     EXPECT_THAT(m_driver.takeCalls(), IsEmpty());
 }
 
-// A camera that writes a stream although it says no, and has no identifier.
+TEST_F(DeviceTest, AFailedCloseLeavesTheDriversStreamsInUse)
+{
+    open();
+    const auto stream = createStream(2);
+    ASSERT_EQ(stream->start(), 0);
+    m_driver.setHook([](const std::string &call) {
+        if (call == "closeDevice usb:1")
+            throw std::runtime_error("not now");
+    });
+    EXPECT_THROW(m_device->close(), std::runtime_error);
+    m_driver.setHook(nullptr);
+    m_driver.takeCalls();
+    stream->stop();
+    EXPECT_THAT(m_driver.takeCalls(), ElementsAre("usb:1 stream 2 stop"));
+    ASSERT_EQ(stream->start(), 0);
+    EXPECT_EQ(m_driver.countCalls("usb:1 createStream 2"), 0U) << "it still has the first one";
+    stream->stop();
+}
+
+// A camera that returns a stream together with a failure, and has no identifier.
 class OddDevice final : public NubrixBaseDevice {
 public:
     int createStream(unsigned int, NubrixBaseStream **stream) override

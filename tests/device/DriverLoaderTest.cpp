@@ -1,4 +1,4 @@
-// Which plug-in is loaded, from where, and what is said about it.
+// Which plug-in is loaded, from where, and what is logged about it.
 #include <dlfcn.h>
 
 #include <cstdlib>
@@ -48,7 +48,7 @@ TEST_F(DriverLoading, TriesTheLibrarysFolderAndThenTheSearchPath)
     EXPECT_EQ(handle("delUvcDriver"), nullptr);
 }
 
-TEST_F(DriverLoading, GoesThroughTheSamePathsForTheNetworkPlugIn)
+TEST_F(DriverLoading, SearchesTheSamePathsForTheNetworkPlugIn)
 {
     EXPECT_THAT(logOf([&] { return context().initialize(); }),
                 testing::IsSupersetOf({"4 cur Driver Path = libNubrixNetDriver.so",
@@ -67,7 +67,7 @@ TEST_F(DriverLoading, WithoutAnyPlugInTheContextHasNoCameras)
     EXPECT_EQ(context().destroy(), 0);
 }
 
-TEST_F(DriverLoading, TakesThePlugInBesideTheLibrary)
+TEST_F(DriverLoading, LoadsThePlugInNextToTheLibrary)
 {
     m_library.installDriver(kUvcDriver);
     EXPECT_THAT(initializing(), ElementsAre("4 cur Driver Path = FOLDER/libNubrixUvcDriver.so",
@@ -121,7 +121,7 @@ TEST_F(DriverLoading, APlugInWithoutADestroyFunctionServes)
     EXPECT_THAT(usb.calls(), ElementsAre());
 }
 
-TEST_F(DriverLoading, APlugInWithoutAnInstanceIsStillToldToDestroyIt)
+TEST_F(DriverLoading, DriverDestroyIsCalledEvenWithoutAnInstance)
 {
     FakeDriver &usb = m_library.installDriver(kUvcDriver, "NullDriver");
     EXPECT_THAT(initializing(), ElementsAre("4 cur Driver Path = FOLDER/libNubrixUvcDriver.so"));
@@ -205,7 +205,7 @@ TEST_F(DriverLoading, APlugInUsesItsOwnFunctionsBeforeTheApplications)
 
 TEST_F(DriverLoading, ADriverThatWasLeftRunningDoesNotReportNextToItsSuccessor)
 {
-    FakeDriver &first = m_library.installDriver(kUvcDriver, "TwoDrivers");
+    FakeDriver &first = m_library.installDriver(kUvcDriver, "NewDriver");
     FakeDriver &net = m_library.installDriver(kNetDriver);
     m_library.expectToStayLoaded(kUvcDriver);  // the first driver is never destroyed
     net.results.initialize = -4;
@@ -214,7 +214,7 @@ TEST_F(DriverLoading, ADriverThatWasLeftRunningDoesNotReportNextToItsSuccessor)
     net.results.initialize = 0;
     first.takeCalls();
     ASSERT_EQ(context().initialize(), 0);
-    EXPECT_THAT(first.takeCalls(), ElementsAre("driverInstance", "setDeviceStateCallback"));
+    EXPECT_THAT(first.takeCalls(), ElementsAre("setDeviceStateCallback"));
     EXPECT_THAT(logOf([&] { first.raise("usb:1", "SN1", "1-1", NUBRIX_DEVICE_CONNECTED); }),
                 ElementsAre());
 }

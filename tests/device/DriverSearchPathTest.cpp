@@ -26,7 +26,7 @@ protected:
     }
 };
 
-TEST_F(DriverSearchPath, ServesWhenThereIsNoneBesideTheLibrary)
+TEST_F(DriverSearchPath, ServesWhenThereIsNoneNextToTheLibrary)
 {
     EXPECT_THAT(
         initializingUsb(),
@@ -36,7 +36,7 @@ TEST_F(DriverSearchPath, ServesWhenThereIsNoneBesideTheLibrary)
     EXPECT_EQ(context().destroy(), 0);
 }
 
-TEST_F(DriverSearchPath, ServesWhenTheOneBesideTheLibraryHasNoEntry)
+TEST_F(DriverSearchPath, ServesWhenTheOneNextToTheLibraryHasNoEntry)
 {
     m_library.install("NoEntryDriver", kUvcDriver);
     EXPECT_THAT(initializingUsb(), ElementsAre("4 cur Driver Path = libNubrixUvcDriver.so",
@@ -44,7 +44,7 @@ TEST_F(DriverSearchPath, ServesWhenTheOneBesideTheLibraryHasNoEntry)
     EXPECT_FALSE(m_library.isLoaded(kUvcDriver));
 }
 
-TEST_F(DriverSearchPath, ServesWhenTheOneBesideTheLibraryDoesNotLoad)
+TEST_F(DriverSearchPath, ServesWhenTheOneNextToTheLibraryDoesNotLoad)
 {
     m_library.install("UndefinedSymbolDriver", kUvcDriver);
     EXPECT_THAT(
@@ -53,7 +53,7 @@ TEST_F(DriverSearchPath, ServesWhenTheOneBesideTheLibraryDoesNotLoad)
                     "4 cur Driver Path = libNubrixUvcDriver.so", "4 Load uvc driver succeed!"));
 }
 
-TEST_F(DriverSearchPath, LosesAgainstAGoodOneBesideTheLibrary)
+TEST_F(DriverSearchPath, IsNotUsedWhenThereIsAGoodOneNextToTheLibrary)
 {
     FakeDriver &usb = m_library.installDriver(kUvcDriver);
     EXPECT_THAT(initializingUsb(), ElementsAre("4 cur Driver Path = FOLDER/libNubrixUvcDriver.so",

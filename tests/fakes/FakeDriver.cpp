@@ -56,7 +56,7 @@ FakeDriver::~FakeDriver()
     shutDown();
 }
 
-// --- what it is told
+// --- settings
 
 void FakeDriver::setDevices(std::vector<typedefNubrixeviceAttribute> records)
 {

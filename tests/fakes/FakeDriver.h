@@ -1,4 +1,4 @@
-// A driver that does what a test tells it and remembers what it was asked.
+// A driver that a test scripts, and that records its calls.
 #pragma once
 
 #include <atomic>
@@ -64,7 +64,7 @@ public:
     FakeDriver();
     ~FakeDriver() override;
 
-    // --- what it is told
+    // --- settings
 
     Results results;
     std::atomic<bool> opensByFd{true};          // off: openDeviceByFd as if it were not overridden
@@ -73,7 +73,7 @@ public:
     std::atomic<bool> givesNullStream{false};   // createStream succeeds and writes no stream
     std::atomic<bool> hasUpgrader{false};       // createUpgradeIntance gives a FakeUpgrade
     std::atomic<bool> hasPlainUpgrader{false};  // or one that overrides nothing
-    std::atomic<bool> upgrading{false};         // what that FakeUpgrade says of itself
+    std::atomic<bool> upgrading{false};         // isUpgradeState of that FakeUpgrade
     std::atomic<int> deviceKind{7};
     std::atomic<unsigned int> frameBufferSize{64};  // bytes, of every stream
     std::atomic<bool> freeRunning{false};  // started streams deliver frame after frame, every ms

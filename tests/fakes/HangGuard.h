@@ -1,4 +1,4 @@
-// Tests do not hang: they end, and say where.
+// Ends a test that hangs, and reports where.
 #pragma once
 
 #include <chrono>
@@ -46,7 +46,7 @@ private:
     std::thread m_thread;  // last: it uses the others
 };
 
-/// Polls until something is so; false when patience ran out.
+/// Polls until the condition holds; false after kTestDeadline.
 template <class Condition>
 bool eventually(Condition condition)
 {

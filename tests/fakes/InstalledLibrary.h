@@ -1,4 +1,4 @@
-// A copy of the library in a folder of its own, with the plug-ins that a test puts beside it.
+// A copy of the library in a folder of its own, with the plug-ins that a test puts next to it.
 #pragma once
 
 #include <set>

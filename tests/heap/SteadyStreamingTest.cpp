@@ -63,7 +63,7 @@ protected:
     {
         setLogSink({&countLine, nullptr}, "counted");
         m_driver.frameBufferSize = 640 * 480 * 2;
-        m_picture.pixels.resize(640 * 480 * 2);
+        m_frame.pixels.resize(640 * 480 * 2);
         m_device.open("usb:1");
         m_stream.reset(m_device.createStream(NUBRIX_STREAM_DEPTH));
     }
@@ -76,8 +76,8 @@ protected:
 
     bool deliver()
     {
-        ++m_picture.index;
-        return m_driver.deliver(NUBRIX_STREAM_DEPTH, m_picture);
+        ++m_frame.index;
+        return m_driver.deliver(NUBRIX_STREAM_DEPTH, m_frame);
     }
     /// Starts, and makes the pool create all the frames that it ever will: how many are needed at
     /// once depends on how the threads run.
@@ -108,12 +108,12 @@ protected:
     }
 
     FakeDriver m_driver;
-    FakeFrame m_picture;
+    FakeFrame m_frame;
     Device m_device{m_driver};
     std::unique_ptr<VideoStream> m_stream;
 };
 
-TEST_F(SteadyStreamingTest, FramesThatNobodyReadsAllocateNothing)
+TEST_F(SteadyStreamingTest, UnreadFramesAllocateNothing)
 {
     start();
     expectNoAllocation([this] { return deliver(); });
@@ -125,7 +125,7 @@ TEST_F(SteadyStreamingTest, FramesThatAreReadAllocateNothing)
     expectNoAllocation([this] {
         xp<NubrixFrameRef> frame;
         return deliver() && m_stream->readFrame(frame, true) == 0 &&
-               frame->frame().frameIndex == m_picture.index;
+               frame->frame().frameIndex == m_frame.index;
     });
 }
 
@@ -149,7 +149,7 @@ TEST_F(SteadyStreamingTest, FramesForACallbackAllocateNothing)
     int delivered = 0;
     expectNoAllocation([&] {
         return deliver() && receiver.calls.reaches(++delivered) &&
-               receiver.lastIndex == m_picture.index;
+               receiver.lastIndex == m_frame.index;
     });
     m_stream->stop();
 }

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <random>
 
-#include "image/DepthColourPlain.h"
+#include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/GuardedBytes.h"
 
@@ -171,7 +171,7 @@ TEST_F(DepthColourTest, FramesOfMorePixelsThanAFloatCounts)
     check(Depths((std::size_t{1} << 24) + 4096, 7), 4096, 9);
 }
 
-TEST_F(DepthColourTest, FramesWithoutPixelsAndNullsAreLeftAlone)
+TEST_F(DepthColourTest, FramesWithoutPixelsAndNullsAreIgnored)
 {
     Depths depths = {1, 2};
     typedefNubrixFrame frame = frameOf(depths, 2);

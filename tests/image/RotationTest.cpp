@@ -244,13 +244,13 @@ void checkTemplates()
         for (const bool copyBack : {false, true}) {
             source = image;
             EXPECT_TRUE(rotate(source.data(), nullptr, kWidth, kHeight, copyBack));
-            EXPECT_EQ(source, expected) << "in place, whatever the flag says";
+            EXPECT_EQ(source, expected) << "in place, whatever the flag is";
         }
         EXPECT_FALSE(rotate(nullptr, nullptr, kWidth, kHeight, true));
     }
 }
 
-TEST_P(RotationTest, TheTemplatesCopyBackWhenTheyAreToldOrHaveNoDestination)
+TEST_P(RotationTest, TheTemplatesCopyBackOnRequestOrWithoutADestination)
 {
     checkTemplates<unsigned char>();
     checkTemplates<unsigned short>();

@@ -4,7 +4,7 @@
 #include <climits>
 #include <functional>
 
-#include "image/YuvPlain.h"
+#include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/GuardedBytes.h"
 #include "tests/image/KernelFixture.h"

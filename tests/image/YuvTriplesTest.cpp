@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "image/YuvPlain.h"
+#include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/image/KernelFixture.h"
 

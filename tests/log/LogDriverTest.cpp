@@ -150,7 +150,7 @@ TEST_F(LogDriverTest, WhenTheLibraryDoesNotKnowItsFolderTheBareNameIsLoaded)
     EXPECT_THAT(m_asked, ElementsAre("open libNubrixLogDriver.so 2"));
 }
 
-TEST_F(LogDriverTest, WithoutAPlugInEveryCallIsSilent)
+TEST_F(LogDriverTest, WithoutAPlugInNoCallLogsAnything)
 {
     m_plugInExists = false;
     EXPECT_EQ(loadLogDriver("module"), -1);
@@ -181,7 +181,7 @@ TEST_P(MissingSymbolTest, MeansThatNoneIsUsed)
 INSTANTIATE_TEST_SUITE_P(EachOfTheNine, MissingSymbolTest,
                          testing::Range(std::size_t{0}, std::size_t{9}));
 
-TEST_F(LogDriverTest, EachCallReachesItsFunctionAndTheAnswerIsPassedOn)
+TEST_F(LogDriverTest, EachCallReachesItsFunctionAndTheResultIsPassedOn)
 {
     ASSERT_EQ(loadLogDriver("module"), 0);
     EXPECT_EQ(logWrite(1, 2, 3, 4, "words %d", 1), 11);

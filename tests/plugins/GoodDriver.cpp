@@ -1,4 +1,4 @@
-// A driver plug-in around a FakeDriver, which the test gets hold of through one more function.
+// A driver plug-in around a FakeDriver, which the test reaches through one more function.
 #include <cstdlib>
 #include <string>
 
@@ -8,9 +8,6 @@
 namespace {
 
 nubrix::FakeDriver g_driver;
-#ifdef NUBRIX_TEST_TWO_INSTANCES
-nubrix::FakeDriver g_second;
-#endif
 
 #ifdef NUBRIX_TEST_COUNT_LOADS
 // Leaves a trace that outlives the plug-in.
@@ -51,9 +48,6 @@ nubrix::NubrixBaseDriver *driverInstance()
     g_driver.record("driverInstance");
 #ifdef NUBRIX_TEST_NULL_INSTANCE
     return nullptr;
-#elif defined(NUBRIX_TEST_TWO_INSTANCES)
-    static int calls = 0;
-    return calls++ == 0 ? &g_driver : &g_second;
 #else
     return &g_driver;
 #endif
@@ -63,7 +57,7 @@ nubrix::NubrixBaseDriver *driverInstance()
 void driverDestroy(nubrix::NubrixBaseDriver *driver)
 {
     g_driver.record(driver ? "driverDestroy" : "driverDestroy (null)");
-    (driver ? *static_cast<nubrix::FakeDriver *>(driver) : g_driver).shutDown();
+    g_driver.shutDown();
 }
 #endif
 }

@@ -1,5 +1,5 @@
 // A driver plug-in that makes a new driver for each driverInstance, as plug-ins do that keep no
-// single one. A test gets hold of each by its number.
+// single one. A test reaches each by its number.
 #include <array>
 #include <cstddef>
 #include <string>

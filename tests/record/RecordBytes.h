@@ -87,7 +87,7 @@ inline std::string headerOf(const HeaderSlot &colour, const HeaderSlot &depth)
     return bytes;
 }
 
-/// Pixels that tell one frame from another and never look like a tag.
+/// Pixels that differ from frame to frame and never look like a tag.
 inline std::string patternOf(unsigned int streamType, unsigned int index, std::size_t size)
 {
     std::string pixels(size, '\0');

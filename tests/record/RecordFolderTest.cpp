@@ -96,10 +96,10 @@ TEST_F(RecordFolderTest, AJoinedPathThatDoesNotFitIsRefused)
     EXPECT_EQ(prepare(path), -1);
     EXPECT_STREQ(m_out, "");
     EXPECT_EQ(m_log.take().back(), errorLine("Dir + name length more than 255!"));
-    const std::size_t room = kCapacity - here("").size();
-    EXPECT_EQ(prepare(std::string(room, 'y')), 0);
+    const std::size_t capacity = kCapacity - here("").size();
+    EXPECT_EQ(prepare(std::string(capacity, 'y')), 0);
     EXPECT_EQ(std::string(m_out).size(), kCapacity);
-    EXPECT_EQ(prepare(std::string(room + 1, 'y')), -1);
+    EXPECT_EQ(prepare(std::string(capacity + 1, 'y')), -1);
 }
 
 TEST_F(RecordFolderTest, AFolderThatCannotBeMadeLeavesThePathEmpty)
@@ -112,7 +112,7 @@ TEST_F(RecordFolderTest, AFolderThatCannotBeMadeLeavesThePathEmpty)
     EXPECT_EQ(m_log.take().back(), errorLine("Error occurs in createDirectory:file/sub/"));
 }
 
-TEST_F(RecordFolderTest, AFolderThatIsGoneCannotBeResolved)
+TEST_F(RecordFolderTest, ADeletedFolderCannotBeResolved)
 {
     std::filesystem::create_directory(here("gone"));
     std::filesystem::current_path(here("gone"));

@@ -32,7 +32,7 @@ protected:
         ASSERT_EQ(m_reader.open(m_path.c_str()), 0) << m_reader.errorText();
         m_sizeBytes = bytes.size();
     }
-    /// Every byte is accounted for once, and the condition says what the bytes say.
+    /// Every byte is accounted for once, and the condition is that of the bytes.
     void expectSound()
     {
         unsigned long long inRecords = 0;
@@ -88,7 +88,7 @@ protected:
     RecordReader m_reader;
 };
 
-TEST_F(RecordReaderDamageTest, ACutAtAnyByteLeavesTheWholeRecordsBeforeIt)
+TEST_F(RecordReaderDamageTest, ACutAtAnyByteLeavesTheCompleteRecordsBeforeIt)
 {
     const Records sent = someRecords(8);
     const std::string bytes = bytesOf(sent);
@@ -99,7 +99,7 @@ TEST_F(RecordReaderDamageTest, ACutAtAnyByteLeavesTheWholeRecordsBeforeIt)
     }
 }
 
-TEST_F(RecordReaderDamageTest, AThousandCutsAnywhereLeaveTheWholeRecordsBeforeThem)
+TEST_F(RecordReaderDamageTest, AThousandCutsAnywhereLeaveTheCompleteRecordsBeforeThem)
 {
     const Records sent = someRecords(90, 20000);
     const std::string bytes = bytesOf(sent);
@@ -161,7 +161,7 @@ TEST_F(RecordReaderDamageTest, ALengthThatSpansRecordsIsNotBelievedWhenItLeadsAs
     EXPECT_EQ(m_reader.trailingBytes(), 0U);
 }
 
-TEST_F(RecordReaderDamageTest, APieceOfARecordBetweenWholeOnesIsSkipped)
+TEST_F(RecordReaderDamageTest, APieceOfARecordBetweenCompleteOnesIsSkipped)
 {
     const Records sent = someRecords(6);
     const std::string piece = bytesOf(sent[2]);
@@ -179,7 +179,7 @@ TEST_F(RecordReaderDamageTest, APieceOfARecordBetweenWholeOnesIsSkipped)
     }
 }
 
-TEST_F(RecordReaderDamageTest, PiecesByTurnsWithWholeRecordsAreSkipped)
+TEST_F(RecordReaderDamageTest, PiecesBetweenCompleteRecordsAreSkipped)
 {
     const Records sent = someRecords(9);
     std::string bytes;
@@ -416,7 +416,7 @@ TEST_F(RecordReaderDamageTest, FilesPastFourGigabytesAreReadToTheirEnd)
 }
 
 // Leaves 256 MiB of address space to map into. (Under emulation the limit is not kept, but there
-// the address space itself has no room for two frames of 2 GiB.)
+// the address space itself is too small for two frames of 2 GiB.)
 class LittleAddressSpace {
 public:
     LittleAddressSpace()
@@ -436,7 +436,7 @@ private:
     rlimit m_before = {};
 };
 
-TEST_F(RecordReaderDamageTest, AFrameThatFindsNoRoomIsRefusedAndTheOthersAreGiven)
+TEST_F(RecordReaderDamageTest, AFrameThatDoesNotFitInMemoryIsRefusedAndTheOthersAreRead)
 {
     const Records sent = someRecords(2);
     {

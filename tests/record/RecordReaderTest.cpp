@@ -104,7 +104,7 @@ TEST_F(RecordReaderTest, ReadsEveryFieldOfATag)
     EXPECT_EQ(std::string(reinterpret_cast<const char *>(frame.data()), 3), "abc");
 }
 
-TEST_F(RecordReaderTest, GivesTheRecordsInTheOrderOfTheFile)
+TEST_F(RecordReaderTest, ReturnsTheRecordsInTheOrderOfTheFile)
 {
     const std::vector<SentRecord> sent = someRecords(7);
     openRecords(sent);
@@ -117,7 +117,7 @@ TEST_F(RecordReaderTest, GivesTheRecordsInTheOrderOfTheFile)
     EXPECT_FALSE(m_reader.hasHeader());
 }
 
-TEST_F(RecordReaderTest, TellsWhereARecordLies)
+TEST_F(RecordReaderTest, ReportsWhereARecordLies)
 {
     const std::vector<SentRecord> sent = someRecords(3);
     openRecords(sent);
@@ -366,7 +366,7 @@ TEST_F(RecordReaderTest, AFrameOutlivesItsReader)
     EXPECT_EQ(moved.info().dataSize, 0U);
 }
 
-TEST_F(RecordReaderTest, AFrameThatFailsLeavesTheOneBeforeAlone)
+TEST_F(RecordReaderTest, AFrameThatFailsDoesNotChangeTheOneBefore)
 {
     openRecords(someRecords(1));
     RecordFrame frame;
@@ -376,7 +376,7 @@ TEST_F(RecordReaderTest, AFrameThatFailsLeavesTheOneBeforeAlone)
     EXPECT_EQ(frame.data(), data);
 }
 
-TEST_F(RecordReaderTest, FramesLargerThanAWindowAndAcrossItsEndAreWhole)
+TEST_F(RecordReaderTest, FramesLargerThanAWindowAndAcrossItsEndAreComplete)
 {
     std::vector<SentRecord> sent;
     for (unsigned int i = 0; i < 12; ++i) {

@@ -27,7 +27,7 @@ protected:
     {
         std::ofstream(m_path, std::ios::binary | std::ios::app) << bytes;
     }
-    /// Everything that the reader says is what a new one says.
+    /// The reader reports everything as a new reader does.
     void expectAsOpenedAnew()
     {
         RecordReader anew;
@@ -84,7 +84,7 @@ TEST_F(RecordReaderUpdateTest, SeesWhatWasAppended)
     EXPECT_EQ(m_reader.condition(), NUBRIX_RECORD_COMPLETE);
 }
 
-TEST_F(RecordReaderUpdateTest, ARecordThatWasCutIsWholeWhenTheRestHasCome)
+TEST_F(RecordReaderUpdateTest, ARecordThatWasCutIsCompleteWhenTheRestIsThere)
 {
     const std::vector<SentRecord> sent = someRecords(4);
     const std::string before = bytesOf({sent[0], sent[1]});

@@ -123,7 +123,7 @@ TEST_F(StreamRecorderTest, EachFrameIsATagAndItsPixels)
     EXPECT_EQ(bytes, expected);
 }
 
-TEST_F(StreamRecorderTest, OnlyWhatComesWhileStartedIsWrittenAndTheIndexGoesOn)
+TEST_F(StreamRecorderTest, OnlyFramesWhileStartedAreWrittenAndTheIndexContinues)
 {
     RecordedStream depth(m_device, kDepth);
     ASSERT_EQ(attach(depth), 0);
@@ -265,7 +265,7 @@ TEST_F(StreamRecorderTest, TheHeaderOverwritesTheHeadAndTheRestGoesToTheEnd)
               header + bytesOf(depthRecord(0, 200)).substr(kHeaderBytes) + bytesOf(depthRecord(1)));
 }
 
-TEST_F(StreamRecorderTest, WithoutAFileEveryWriteIsSaidToFail)
+TEST_F(StreamRecorderTest, WithoutAFileEveryWriteIsReportedAsFailed)
 {
     m_log.take();
     makeRecorder(m_folder.file("missing/record.bin"));
@@ -292,7 +292,7 @@ TEST_F(StreamRecorderTest, WithoutAFileEveryWriteIsSaidToFail)
     EXPECT_EQ(m_recorder->writeData("x", 1), 0);
 }
 
-TEST_F(StreamRecorderTest, AFullDiskIsSaidForEveryFrame)
+TEST_F(StreamRecorderTest, AFullDiskIsLoggedForEveryFrame)
 {
     makeRecorder("/dev/full");
     ASSERT_TRUE(m_recorder->isOpened());
@@ -391,7 +391,7 @@ TEST_F(StreamRecorderTest, TheHeaderHasTheLowerHalfOfAFormatAndTheRatesSign)
     EXPECT_EQ(bytes.substr(14 + 8, 2), "\xff\xff");
 }
 
-TEST_F(StreamRecorderTest, AnotherStreamsFrameAndOneThatIsGoneAreLeftOut)
+TEST_F(StreamRecorderTest, AnotherStreamsFrameAndOneThatWasReadAreSkipped)
 {
     RecordedStream depth(m_device, kDepth);
     RecordedStream color(m_device, kColor);
@@ -403,7 +403,7 @@ TEST_F(StreamRecorderTest, AnotherStreamsFrameAndOneThatIsGoneAreLeftOut)
     EXPECT_EQ(recorded(), bytesOf(depthRecord(0))) << "neither has used up an index";
 }
 
-TEST_F(StreamRecorderTest, ItDiesWhileFramesCome)
+TEST_F(StreamRecorderTest, ItIsDestroyedWhileFramesArrive)
 {
     m_driver.freeRunning = true;
     for (int life = 0; life < 20; ++life) {

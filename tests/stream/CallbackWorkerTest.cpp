@@ -49,7 +49,7 @@ private:
     }
 };
 
-TEST(CallbackWorkerTest, ItsThreadEndsOnceAsked)
+TEST(CallbackWorkerTest, ItsThreadEndsOnRequest)
 {
     const HangGuard guard("the end of a worker");
     Counter calls;

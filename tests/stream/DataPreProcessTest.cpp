@@ -173,7 +173,7 @@ TEST_F(DataPreProcessTest, AStopWakesAPassAndEndsIt)
     EXPECT_EQ(g_nubrixErrno, 0U);
 }
 
-TEST_F(DataPreProcessTest, StopGivesUpQueuedFrames)
+TEST_F(DataPreProcessTest, StopDropsQueuedFrames)
 {
     start();
     queue(0, 2);

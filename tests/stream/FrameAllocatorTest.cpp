@@ -141,7 +141,7 @@ TEST_F(FrameAllocatorTest, AThresholdOfZeroNeverReuses)
     EXPECT_THAT(m_log.take(), ElementsAre(errorLine("no available Frame!!!")));
 }
 
-TEST_F(FrameAllocatorTest, APoolOfNoFramesGivesNone)
+TEST_F(FrameAllocatorTest, APoolOfNoFramesYieldsNone)
 {
     makePool(4, 0);
     EXPECT_EQ(hold(), nullptr);
@@ -221,7 +221,7 @@ TEST_F(FrameAllocatorTest, AReusedFrameKeepsItsRecordAndItsPixels)
     EXPECT_EQ(frame->frame().width, 640);
 }
 
-TEST_F(FrameAllocatorTest, AFrameComesWithOneReferenceAndGoesBackWithTheLast)
+TEST_F(FrameAllocatorTest, AFrameHasOneReferenceAndReturnsWithTheLast)
 {
     makePool(1, 1);
     InternalFrame *const frame = hold();
@@ -245,7 +245,7 @@ TEST_F(FrameAllocatorTest, TheRecordLeadsBackToTheFrame)
     EXPECT_EQ(hold(), frame);
 }
 
-TEST_F(FrameAllocatorTest, ABufferSizeOfZeroGivesFramesWithoutABuffer)
+TEST_F(FrameAllocatorTest, ABufferSizeOfZeroYieldsFramesWithoutABuffer)
 {
     makePool(1, 1, 0);
     InternalFrame *const frame = hold();
@@ -275,7 +275,7 @@ protected:
     int m_refused = 0;
 };
 
-TEST_F(NoMemoryTest, ABufferThatCannotBeHadGivesNoFrameAndSaysSo)
+TEST_F(NoMemoryTest, ABufferThatCannotBeAllocatedYieldsNoFrameAndALogLine)
 {
     makePool(4, 10, 123456789);
     EXPECT_EQ(holdWithoutMemory(123456789), nullptr);
@@ -283,7 +283,7 @@ TEST_F(NoMemoryTest, ABufferThatCannotBeHadGivesNoFrameAndSaysSo)
     EXPECT_THAT(m_log.take(), ElementsAre(errorLine("can not alloc  size[123456789]!!!")));
 }
 
-TEST_F(NoMemoryTest, ASizeAbove31BitsIsAskedForInFull)
+TEST_F(NoMemoryTest, ASizeAbove31BitsIsRequestedInFull)
 {
     makePool(4, 10, 4294967295U);
     EXPECT_EQ(holdWithoutMemory(4294967295U), nullptr);
@@ -375,7 +375,7 @@ TEST_F(FrameAllocatorTest, ANewSizeHoldsForFramesFromThenOn)
     EXPECT_EQ(frame->bufferSize(), 48U);
 }
 
-TEST_F(FrameAllocatorTest, AFrameHeldAcrossASizeChangeDiesInsteadOfGoingBack)
+TEST_F(FrameAllocatorTest, AFrameHeldAcrossASizeChangeIsDeletedInsteadOfReused)
 {
     makePool(1, 2);
     InternalFrame *const old = hold();
@@ -392,7 +392,7 @@ TEST_F(FrameAllocatorTest, AFrameHeldAcrossASizeChangeDiesInsteadOfGoingBack)
         EXPECT_EQ(frame->bufferSize(), 48U);
 }
 
-TEST_F(FrameAllocatorTest, BesideFramesOfTheOldSizeAsManyNewOnesMayExist)
+TEST_F(FrameAllocatorTest, InAdditionToFramesOfTheOldSizeAsManyNewOnesMayExist)
 {
     makePool(1, 10);
     hold(10);
@@ -401,7 +401,7 @@ TEST_F(FrameAllocatorTest, BesideFramesOfTheOldSizeAsManyNewOnesMayExist)
     EXPECT_EQ(hold(), nullptr);
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(m_held[static_cast<std::size_t>(i)]->bufferSize(), kSize);
-    // That the old ones die makes no room: they are not the pool's any more.
+    // The destruction of the old ones frees no capacity: they no longer belong to the pool.
     for (int i = 0; i < 10; ++i)
         releaseOldest();
     EXPECT_EQ(hold(), nullptr);

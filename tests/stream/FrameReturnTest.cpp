@@ -1,4 +1,4 @@
-// When a frame that lies in a queue counts as given back.
+// When a frame in a queue counts as returned.
 #include "stream/FrameReturn.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ protected:
         m_return.reset();
     }
 
-    /// A new frame of the driver's, who keeps its reference. The one before makes room.
+    /// A new frame of the driver, which keeps its reference. It replaces the one before.
     InternalFrame *deliver(bool forListeners = true)
     {
         InternalFrame *const frame = m_pool.allocOneFrame();
@@ -30,7 +30,7 @@ protected:
         m_return.onArrival(forListeners);
         return m_newest;
     }
-    void tell(bool listenerTakesIt = true)
+    void notify(bool listenerTakesIt = true)
     {
         m_return.beginNotifying();
         if (listenerTakesIt)
@@ -38,8 +38,13 @@ protected:
         m_return.endNotifying();
         m_return.shelveIfDone(m_newest);
     }
-    /// As a driver asks that waits for its frame.
-    static bool isGivenBack(NubrixFrameRef *frame)
+    void takePhoto()
+    {
+        m_return.onPhoto();
+        m_return.shelveIfDone(m_newest);
+    }
+    /// As a driver checks that waits for its frame.
+    static bool isReturned(NubrixFrameRef *frame)
     {
         frame->incRef();
         return frame->release() == 1;
@@ -50,39 +55,38 @@ protected:
     InternalFrame *m_newest = nullptr;
 };
 
-TEST_F(FrameReturnTest, AFrameThatTheListenersHaveSeenCountsAsGivenBackAndStays)
+TEST_F(FrameReturnTest, AFrameThatTheListenersHaveSeenCountsAsReturnedAndStays)
 {
     InternalFrame *const frame = deliver();
-    EXPECT_FALSE(isGivenBack(frame));
-    tell();
-    EXPECT_TRUE(isGivenBack(frame));
+    EXPECT_FALSE(isReturned(frame));
+    notify();
+    EXPECT_TRUE(isReturned(frame));
     EXPECT_EQ(frame->release(), 0);  // the driver's
     EXPECT_EQ(frame->incRef(), 1) << "somebody reads it after all";
     EXPECT_EQ(frame->release(), 0);
     InternalFrame *const next = deliver();
     EXPECT_NE(next, frame) << "it was still in the queue";
     next->release();
-    EXPECT_EQ(m_pool.allocOneFrame(), frame) << "it went back to the pool when it made room";
+    EXPECT_EQ(m_pool.allocOneFrame(), frame) << "it returned to the pool when it was replaced";
     frame->release();
 }
 
 TEST_F(FrameReturnTest, WithoutAListenerItWaitsForAReader)
 {
     InternalFrame *const frame = deliver();
-    tell(false);
-    EXPECT_FALSE(isGivenBack(frame));
+    notify(false);
+    EXPECT_FALSE(isReturned(frame));
     m_return.onRead(m_newest);
     m_newest = nullptr;
-    EXPECT_TRUE(isGivenBack(frame));
+    EXPECT_TRUE(isReturned(frame));
     frame->release();
 }
 
-TEST_F(FrameReturnTest, AFrameOfAPhotoCountsAsReturnedWhenNobodyElseWantsIt)
+TEST_F(FrameReturnTest, AFrameOfAPhotoCountsAsReturnedWithoutOtherUsers)
 {
     InternalFrame *const frame = deliver();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
-    EXPECT_TRUE(isGivenBack(frame));
+    takePhoto();
+    EXPECT_TRUE(isReturned(frame));
     frame->release();
 }
 
@@ -90,39 +94,35 @@ TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAReader)
 {
     InternalFrame *const frame = deliver();
     m_return.onReader();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
-    EXPECT_FALSE(isGivenBack(frame));
+    takePhoto();
+    EXPECT_FALSE(isReturned(frame));
     frame->release();
 }
 
 TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForTheCallback)
 {
     InternalFrame *const frame = deliver(false);
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
-    EXPECT_FALSE(isGivenBack(frame));
+    takePhoto();
+    EXPECT_FALSE(isReturned(frame));
     frame->release();
 }
 
 TEST_F(FrameReturnTest, AFrameOfAPhotoIsKeptForAListenerUntilItWasNotified)
 {
     InternalFrame *const frame = deliver();
-    tell(false);
+    notify(false);
     m_return.onListenerBegins();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
-    EXPECT_FALSE(isGivenBack(frame)) << "it has begun and must be notified";
+    takePhoto();
+    EXPECT_FALSE(isReturned(frame)) << "it has begun and must be notified";
     EXPECT_TRUE(m_return.mustNotifyAgain(m_newest));
-    tell();
-    EXPECT_TRUE(isGivenBack(frame));
+    notify();
+    EXPECT_TRUE(isReturned(frame));
     frame->release();
     InternalFrame *const next = deliver();
-    m_return.onPhoto();
-    m_return.shelveIfDone(m_newest);
-    EXPECT_FALSE(isGivenBack(next)) << "nobody has been notified of it";
-    tell(false);
-    EXPECT_TRUE(isGivenBack(next)) << "the listener did not want it";
+    takePhoto();
+    EXPECT_FALSE(isReturned(next)) << "nobody has been notified of it";
+    notify(false);
+    EXPECT_TRUE(isReturned(next)) << "the listener did not want it";
     next->release();
 }
 
@@ -130,37 +130,37 @@ TEST_F(FrameReturnTest, AReaderIsWaitedFor)
 {
     deliver()->release();
     m_return.onReader();
-    tell();
+    notify();
     EXPECT_EQ(m_newest->count(), 1) << "the queue's counts";
 }
 
-TEST_F(FrameReturnTest, WhatIsReadBeforeTheListenersAreToldIsKeptForThem)
+TEST_F(FrameReturnTest, AFrameReadBeforeTheListenersAreNotifiedIsKeptForThem)
 {
     m_return.onListenerBegins();
     InternalFrame *const frame = deliver();
     m_return.onRead(m_newest);
     m_newest = nullptr;
-    EXPECT_FALSE(isGivenBack(frame));
+    EXPECT_FALSE(isReturned(frame));
     m_return.beginNotifying();
-    EXPECT_EQ(m_return.toShow(nullptr), frame);
+    EXPECT_EQ(m_return.frameForListeners(nullptr), frame);
     m_return.onListenerDone();
     m_return.endNotifying();
-    EXPECT_EQ(m_return.toShow(nullptr), nullptr);
-    EXPECT_TRUE(isGivenBack(frame));
+    EXPECT_EQ(m_return.frameForListeners(nullptr), nullptr);
+    EXPECT_TRUE(isReturned(frame));
     frame->release();
 }
 
-TEST_F(FrameReturnTest, WhatTheCallbackTakesIsKeptForNobody)
+TEST_F(FrameReturnTest, AFrameThatTheCallbackTakesIsNotKept)
 {
     m_return.onListenerBegins();
     InternalFrame *const frame = deliver(false);
     m_return.onRead(m_newest);
     m_newest = nullptr;
-    EXPECT_TRUE(isGivenBack(frame));
+    EXPECT_TRUE(isReturned(frame));
     frame->release();
 }
 
-TEST_F(FrameReturnTest, AnotherFrameMeanwhileIsNotTakenForTheOneThatWasTold)
+TEST_F(FrameReturnTest, AFrameThatArrivesMeanwhileIsNotTakenForTheNotifiedOne)
 {
     deliver()->release();
     m_return.beginNotifying();
@@ -168,14 +168,14 @@ TEST_F(FrameReturnTest, AnotherFrameMeanwhileIsNotTakenForTheOneThatWasTold)
     InternalFrame *const later = deliver();
     m_return.endNotifying();
     m_return.shelveIfDone(m_newest);
-    EXPECT_FALSE(isGivenBack(later));
+    EXPECT_FALSE(isReturned(later));
     later->release();
 }
 
-TEST_F(FrameReturnTest, AListenerThatBeginsIsToldOfAFrameThatTheDriverWaitsFor)
+TEST_F(FrameReturnTest, ANewListenerIsNotifiedOfAFrameThatTheDriverWaitsFor)
 {
     InternalFrame *const frame = deliver();
-    tell(false);
+    notify(false);
     EXPECT_FALSE(m_return.mustNotifyAgain(m_newest)) << "none has begun";
     m_return.onListenerBegins();
     EXPECT_TRUE(m_return.mustNotifyAgain(m_newest));

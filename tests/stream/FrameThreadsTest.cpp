@@ -111,7 +111,7 @@ void raceWithRelease(Prepare prepare, Action action, Check check)
     holder.join();
 }
 
-TEST(FrameThreadsTest, AFrameReleasedDuringASizeChangeNeverComesBackWithTheOldSize)
+TEST(FrameThreadsTest, AFrameReleasedDuringASizeChangeIsNeverReusedWithTheOldSize)
 {
     const LogRecorder log;
     FrameAllocator pool(kSize, 1, 2);
@@ -167,7 +167,7 @@ private:
     const SystemCallsInForce m_inForce{m_calls};
 };
 
-TEST(FrameThreadsTest, AFrameMayBeReleasedWhileItsPoolDies)
+TEST(FrameThreadsTest, AFrameMayBeReleasedWhileItsPoolIsDestroyed)
 {
     LivingBuffers buffers;
     std::unique_ptr<FrameAllocator> pool;
@@ -183,7 +183,7 @@ TEST(FrameThreadsTest, AFrameMayBeReleasedWhileItsPoolDies)
 
 thread_local bool t_stopsAtTheLock = false;
 
-TEST(FrameThreadsTest, AFrameThatIsAboutToReturnToAPoolThatDiesIsFreed)
+TEST(FrameThreadsTest, AFrameThatIsAboutToReturnToADestroyedPoolIsFreed)
 {
     Latch atTheLock;
     Latch poolIsGone;

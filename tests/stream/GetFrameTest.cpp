@@ -123,7 +123,7 @@ TEST_F(GetFrameTest, AStopWakesIt)
     stopper.join();
 }
 
-TEST_F(GetFrameTest, AWakeUpWithoutAFrameGivesNone)
+TEST_F(GetFrameTest, AWakeUpWithoutAFrameReturnsNone)
 {
     startWithTheThreadHeld();
     ASSERT_TRUE(deliver(2));

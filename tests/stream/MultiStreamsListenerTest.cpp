@@ -38,7 +38,7 @@ TEST_F(MultiStreamsListenerTest, WithoutStreamsItTimesOutAndWritesNothing)
     EXPECT_EQ(out, &m_second);
 }
 
-TEST_F(MultiStreamsListenerTest, ItGivesTheStreamThatSignalledLastOnce)
+TEST_F(MultiStreamsListenerTest, ItReturnsTheStreamThatSignalledLastOnce)
 {
     m_waiter->addStreams(m_both, 2);
     signal(*m_stream);
@@ -50,7 +50,7 @@ TEST_F(MultiStreamsListenerTest, ItGivesTheStreamThatSignalledLastOnce)
     EXPECT_EQ(ready(), m_stream.get());
 }
 
-TEST_F(MultiStreamsListenerTest, NobodyNeedsToAskForTheStream)
+TEST_F(MultiStreamsListenerTest, TheStreamOutputMayBeNull)
 {
     m_waiter->addStreams(m_both, 2);
     signal(*m_stream);
@@ -83,7 +83,7 @@ TEST_F(MultiStreamsListenerTest, AListOfStreamsServesToo)
     EXPECT_EQ(ready(), &m_second);
 }
 
-TEST_F(MultiStreamsListenerTest, AfterRemovingAllStreamsNoneIsHeardAndAnUnseenFrameIsForgotten)
+TEST_F(MultiStreamsListenerTest, AfterRemovingAllStreamsNoneNotifiesAndAnUnseenFrameIsForgotten)
 {
     m_waiter->addStreams(m_both, 2);
     signal(*m_stream);
@@ -209,7 +209,7 @@ TEST_F(MultiStreamsListenerTest, WithoutMemoryNoStreamStaysConnected)
     }
 }
 
-TEST_F(MultiStreamsListenerTest, AListenerOfTheApplicationsMakingMayEndWhileAFrameComes)
+TEST_F(MultiStreamsListenerTest, AListenerOfTheApplicationMayBeDestroyedWhileAFrameArrives)
 {
     auto user = std::make_unique<UserStreamFrameListener>();
     Latch emitting;

@@ -60,7 +60,7 @@ protected:
     std::unique_ptr<Sensor> m_sensor = std::make_unique<Sensor>(m_device, kDepth);
 };
 
-TEST_F(SensorTest, ANewSensorHasAskedTheDriverForNothing)
+TEST_F(SensorTest, ANewSensorHasNotCalledTheDriver)
 {
     EXPECT_EQ(m_sensor->type(), kDepth);
     m_sensor.reset();
@@ -130,7 +130,7 @@ TEST_F(SensorTest, WithoutADriverStreamTheStartIsUnsupportedAndStillCounts)
     EXPECT_EQ(m_driver.takeCalls(), startCallsAfter({"usb:1 createStream 2"}));
 }
 
-TEST_F(SensorTest, ADriverThatSaysYesAndGivesNoStreamIsUnsupportedToo)
+TEST_F(SensorTest, ADriverThatSucceedsWithoutAStreamIsUnsupportedToo)
 {
     m_driver.givesNullStream = true;
     EXPECT_EQ(m_sensor->start(), -8);
@@ -179,6 +179,52 @@ TEST_F(SensorTest, ARestartReusesTheStreamAndAppliesTheModeAgain)
     EXPECT_TRUE(deliver(1));
 }
 
+TEST_F(SensorTest, ARestartDoesNotReapplyAModeThatAnotherThreadSets)
+{
+    const typedefNubrixFrameMode old = {NUBRIX_PIXEL_DEPTH_12_4, 640, 480, 30};
+    const typedefNubrixFrameMode next = {NUBRIX_PIXEL_DEPTH_12_4, 320, 240, 30};
+    ASSERT_EQ(m_device.setFrameMode(kDepth, old, false), 0);
+    ASSERT_EQ(m_sensor->start(), 0);
+    m_sensor->stop();
+    Counter isSetting;
+    Counter hasStarted;
+    m_driver.setHook([&](const std::string &call) {
+        if (call != "usb:1 setFrameMode 2 320x240@30")
+            return;
+        isSetting.add();
+        EXPECT_TRUE(hasStarted.reaches(1));
+    });
+    std::thread setter([&] { EXPECT_EQ(m_device.setFrameMode(kDepth, next, false), 0); });
+    EXPECT_TRUE(isSetting.reaches(1));
+    EXPECT_EQ(m_sensor->start(), 0);
+    EXPECT_EQ(m_driver.countCalls("usb:1 setFrameMode 2 640x480@30 restart"), 0U);
+    hasStarted.add();
+    setter.join();
+    m_sensor->stop();
+    EXPECT_EQ(m_sensor->start(), 0);
+    EXPECT_EQ(m_driver.countCalls("usb:1 setFrameMode 2 320x240@30 restart"), 1U);
+}
+
+TEST_F(SensorTest, ModesMayBeSetWhileThreadsRestartIt)
+{
+    // ThreadSanitizer reports a read of the driver's record while the driver writes it.
+    std::thread setter([&] {
+        for (unsigned short i = 1; i <= 200; ++i) {
+            const typedefNubrixFrameMode mode = {NUBRIX_PIXEL_DEPTH_12_4, i, 480, 30};
+            EXPECT_EQ(m_device.setFrameMode(kDepth, mode, false), 0);
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(m_sensor->start(), 0);
+        m_sensor->stop();
+    }
+    setter.join();
+    unsigned int type = kDepth;
+    const typedefNubrixFrameMode *const mode = m_device.getCurrentFrameMode(type);
+    ASSERT_NE(mode, nullptr);
+    EXPECT_EQ(mode->height, 480);
+}
+
 TEST_F(SensorTest, ARestartWithoutACurrentModeAppliesNone)
 {
     ASSERT_EQ(m_sensor->start(), 0);
@@ -209,7 +255,7 @@ TEST_F(SensorTest, AnotherBufferSizeOnRestartMakesThePoolForgetItsFrames)
     m_log.take();
     EXPECT_EQ(m_sensor->start(), 0);
     EXPECT_THAT(m_log.take(), testing::Contains(infoLine("Change buffer Size from [64] to [128]")));
-    // Beside the frame that is still held there is room for ten of the new size.
+    // In addition to the frame still held, the pool has ten of the new size.
     for (unsigned int i = 0; i < 10; ++i)
         EXPECT_TRUE(deliver(i));
     EXPECT_FALSE(deliver(10));
@@ -218,7 +264,7 @@ TEST_F(SensorTest, AnotherBufferSizeOnRestartMakesThePoolForgetItsFrames)
     m_receiver.dropKept();
 }
 
-TEST_F(SensorTest, FramesComeOnTheDeliveringThreadToAllReceiversInOrder)
+TEST_F(SensorTest, FramesReachAllReceiversInOrderOnTheDeliveringThread)
 {
     Receiver second;
     m_sensor->newFrameSignal().connect(&second, &Receiver::onFrame);
@@ -267,7 +313,7 @@ TEST_F(SensorTest, TheDriversCallbackLeadsToTheSensorOfItsContext)
     EXPECT_EQ(frame.release(), 0);
 }
 
-TEST_F(SensorTest, ADyingSensorGivesTheDriverStreamBackWithoutStoppingIt)
+TEST_F(SensorTest, ADestroyedSensorReturnsTheDriverStreamWithoutStoppingIt)
 {
     ASSERT_EQ(m_sensor->start(), 0);
     m_sensor->stop();
@@ -276,7 +322,7 @@ TEST_F(SensorTest, ADyingSensorGivesTheDriverStreamBackWithoutStoppingIt)
     EXPECT_THAT(m_driver.takeCalls(), ElementsAre("usb:1 destroyStream 2"));
 }
 
-TEST_F(SensorTest, ADyingSensorOfAClosedDeviceLeavesTheDriverAlone)
+TEST_F(SensorTest, ADestroyedSensorOfAClosedDeviceDoesNotCallTheDriver)
 {
     ASSERT_EQ(m_sensor->start(), 0);
     m_sensor->stop();
@@ -297,7 +343,7 @@ TEST_F(SensorTest, AFrameOutlivesItsSensor)
     m_receiver.dropKept();
 }
 
-TEST_F(SensorTest, ADyingSensorDisconnectsItsReceivers)
+TEST_F(SensorTest, ADestroyedSensorDisconnectsItsReceivers)
 {
     Sensor other(m_device, NUBRIX_STREAM_COLOR);
     other.newFrameSignal().connect(&m_receiver, &Receiver::onFrame);

@@ -86,7 +86,7 @@ TEST_F(StreamCallbackTest, WhileACallbackRunsOnlyTheNewestFrameIsKept)
     EXPECT_EQ(read(true), -5);
 }
 
-TEST_F(StreamCallbackTest, ListenersAreNotToldOfFramesThatTheCallbackGets)
+TEST_F(StreamCallbackTest, ListenersAreNotNotifiedOfFramesThatTheCallbackGets)
 {
     listen();
     setCallback();
@@ -98,7 +98,7 @@ TEST_F(StreamCallbackTest, ListenersAreNotToldOfFramesThatTheCallbackGets)
     m_stream->setStreamCallback(nullptr, nullptr);
     ASSERT_TRUE(deliver(3));
     ASSERT_TRUE(m_listener.calls.reaches(1));
-    // Had the first two been told, their event would still have been set: one call more.
+    // Notifications of the first two would have left the event set: one call more.
     m_stream->stop();
     EXPECT_EQ(m_listener.calls.value(), 1);
     EXPECT_EQ(m_application.calls.value(), 2);

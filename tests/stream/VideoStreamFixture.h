@@ -11,7 +11,7 @@
 
 namespace nubrix {
 
-/// Tells when it has been called, and does what the test wants on the stream's thread.
+/// Records that it was called, and runs the test's function on the stream's thread.
 class Listener final : public StreamFrameBaseListener {
 public:
     ~Listener() override { disconnect_all(); }

@@ -189,7 +189,7 @@ TEST_F(VideoStreamTest, WithoutAFrameTheReadersPointerStaysAsItWas)
     EXPECT_EQ(out.get(), &frame);
 }
 
-TEST_F(VideoStreamTest, AnUnreadFrameIsBackInThePoolWhenTheNextOneComes)
+TEST_F(VideoStreamTest, AnUnreadFrameReturnsToThePoolWhenTheNextOneArrives)
 {
     start();
     for (unsigned int i = 0; i < 100; ++i)
@@ -197,7 +197,7 @@ TEST_F(VideoStreamTest, AnUnreadFrameIsBackInThePoolWhenTheNextOneComes)
     EXPECT_EQ(read(true), 99);
 }
 
-TEST_F(VideoStreamTest, ListenersAreToldOnTheStreamsThreadAndPullTheFrame)
+TEST_F(VideoStreamTest, ListenersAreNotifiedOnTheStreamsThreadAndPullTheFrame)
 {
     std::vector<int> seen;
     m_listener.then = [&](VideoStream *) { seen.push_back(read(true)); };
@@ -221,7 +221,7 @@ TEST_F(VideoStreamTest, AFrameThatNoListenerReadsStaysForReaders)
     EXPECT_EQ(read(true), 1);
 }
 
-TEST_F(VideoStreamTest, ListenersAreToldEvenWhenTheFrameHasBeenRead)
+TEST_F(VideoStreamTest, ListenersAreNotifiedEvenWhenTheFrameHasBeenRead)
 {
     Latch inFirst;
     Latch go;

@@ -36,7 +36,7 @@ TEST(StallWatchDeathTest, WithoutADebuggerEachThreadShowsItsOwnStack)
                  "thread [0-9]+:.*\\[0x[0-9a-f]+\\]");
 }
 
-TEST(StallWatchTest, CallsThatReturnAreLeftAlone)
+TEST(StallWatchTest, CallsThatReturnAreNotReported)
 {
     StallWatch watch(std::chrono::seconds(1), "a test");
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);

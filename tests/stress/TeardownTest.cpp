@@ -116,11 +116,11 @@ INSTANTIATE_TEST_SUITE_P(AfterMilliseconds, CloseAnotherTest,
 
 // --- waiting
 
-TEST_F(TeardownTest, DestroyWakesWhoeverWaitsForEverAndTheContextMayBeDeletedAtOnce)
+TEST_F(TeardownTest, DestroyWakesThreadsThatWaitForeverAndTheContextMayBeDeletedAtOnce)
 {
     NubrixDevice *const left = open("LEFT");
-    NubrixStream *silent = stream(left, nullptr, nullptr);
-    ASSERT_EQ(stopStream(m_context, silent), 0);
+    NubrixStream *idle = stream(left, nullptr, nullptr);
+    ASSERT_EQ(stopStream(m_context, idle), 0);
     std::atomic<int> waited{1};
     std::atomic<int> read{1};
     std::atomic<int> waiterId{0};
@@ -128,12 +128,12 @@ TEST_F(TeardownTest, DestroyWakesWhoeverWaitsForEverAndTheContextMayBeDeletedAtO
     std::thread waiter([&] {
         NubrixStream *ready = nullptr;
         waiterId = ::gettid();
-        waited = m_context->waitForStreams(&silent, 1, &ready, -1);
+        waited = m_context->waitForStreams(&idle, 1, &ready, -1);
     });
     std::thread reader([&] {
         typedefNubrixFrame *frame = nullptr;
         readerId = ::gettid();
-        read = m_context->readFrame(silent, &frame, -1);
+        read = m_context->readFrame(idle, &frame, -1);
     });
     ASSERT_TRUE(eventually([&] { return waiterId != 0 && hasFallenAsleep(waiterId); }));
     ASSERT_TRUE(eventually([&] { return readerId != 0 && hasFallenAsleep(readerId); }));
@@ -154,15 +154,15 @@ TEST_F(TeardownTest, AStreamMayBeDestroyedWhileItsCallbackReads)
 {
     NubrixDevice *const left = open("LEFT");
     NubrixDevice *const right = open("RIGHT");
-    NubrixStream *const silent = stream(right, nullptr, nullptr);
-    ASSERT_EQ(stopStream(m_context, silent), 0);
+    NubrixStream *const idle = stream(right, nullptr, nullptr);
+    ASSERT_EQ(stopStream(m_context, idle), 0);
     Latch destroying;
     Once reading{m_context, [&](NubrixStream *) {
                      EXPECT_TRUE(destroying.pass());
                      typedefNubrixFrame *frame = nullptr;
                      // Again and again, so that one begins once the stream is being deleted.
                      for (int i = 0; i < 20; ++i) {
-                         const int status = m_context->readFrame(silent, &frame, 20);
+                         const int status = m_context->readFrame(idle, &frame, 20);
                          EXPECT_EQ(status, -11);
                      }
                      return 0;

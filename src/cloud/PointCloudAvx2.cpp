@@ -1,0 +1,31 @@
+// Point clouds with AVX2: 8 pixels at a time.
+#include <immintrin.h>
+
+#include "cloud/PointCloudLanes.h"
+
+namespace nubrix {
+
+namespace {
+
+struct Avx2Lanes : VectorLanes<Avx2Lanes, 8> {
+    static constexpr bool kStreams = true;
+
+    NUBRIX_KERNEL_INLINE Int load(const unsigned short *from)
+    {
+        __m128i raw;
+        __builtin_memcpy(&raw, from, sizeof(raw));
+        return reinterpret_cast<Int>(_mm256_cvtepu16_epi32(raw));
+    }
+    NUBRIX_KERNEL_INLINE void stream(float *to, Float values) { _mm256_stream_ps(to, values); }
+    NUBRIX_KERNEL_INLINE void streamColour(float *to, const float *from)
+    {
+        _mm_stream_ps(to, _mm_load_ps(from));
+    }
+    NUBRIX_KERNEL_INLINE void endStream() { _mm_sfence(); }
+};
+
+}  // namespace
+
+const CloudKernel kCloudAvx2 = kCloudKernelOf<Avx2Lanes>;
+
+}  // namespace nubrix

@@ -1,0 +1,147 @@
+#include "cpu/CpuFeatures.h"
+
+#ifdef __arm__
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace nubrix {
+
+namespace {
+
+struct NamedSet {
+    const char *name;
+    InstructionSet set;
+};
+
+// Best first.
+constexpr NamedSet kSets[] = {
+    {"avx512", InstructionSet::kAvx512},
+    {"avx2", InstructionSet::kAvx2},
+    {"neon", InstructionSet::kNeon},
+    {"scalar", InstructionSet::kScalar},
+};
+
+bool hasAvx2()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+    return false;
+#endif
+}
+
+bool hasAvx512()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+#else
+    return false;
+#endif
+}
+
+bool hasNeon()
+{
+#ifdef __arm__
+    constexpr unsigned long kNeeded = HWCAP_NEON | HWCAP_VFPv4;
+    return (getauxval(AT_HWCAP) & kNeeded) == kNeeded;
+#else
+    return false;
+#endif
+}
+
+// Carry-less multiplication of 16 bytes, and of whole vectors.
+bool hasCarryless()
+{
+#if defined(__x86_64__)
+    return __builtin_cpu_supports("pclmul");
+#elif defined(__arm__)
+    return (getauxval(AT_HWCAP2) & HWCAP2_PMULL) != 0;
+#else
+    return false;
+#endif
+}
+
+bool hasWideCarryless()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("vpclmulqdq");
+#else
+    return false;
+#endif
+}
+
+}  // namespace
+
+bool supports(InstructionSet set)
+{
+    switch (set) {
+        case InstructionSet::kScalar:
+            return true;
+        case InstructionSet::kAvx2:
+            return hasAvx2();
+        case InstructionSet::kAvx512:
+            return hasAvx512();
+        case InstructionSet::kNeon:
+            return hasNeon();
+    }
+    return false;
+}
+
+const char *nameOf(InstructionSet set)
+{
+    for (const NamedSet &each : kSets) {
+        if (each.set == set)
+            return each.name;
+    }
+    return "";
+}
+
+InstructionSet chooseInstructionSet(const char *name)
+{
+    for (const NamedSet &each : kSets) {
+        if (name && std::strcmp(name, each.name) == 0 && supports(each.set))
+            return each.set;
+    }
+    for (const NamedSet &each : kSets) {
+        if (supports(each.set))
+            return each.set;
+    }
+    return InstructionSet::kScalar;
+}
+
+InstructionSet instructionSet()
+{
+    static const InstructionSet kChosen = chooseInstructionSet(std::getenv("NUBRIX_CPU"));
+    return kChosen;
+}
+
+std::size_t carrylessBytes(InstructionSet set)
+{
+    if (set == InstructionSet::kScalar || !supports(set) || !hasCarryless())
+        return 0;
+    if (set == InstructionSet::kNeon || !hasWideCarryless())
+        return 16;
+    return set == InstructionSet::kAvx512 ? 64 : 32;
+}
+
+std::size_t streamingThreshold(long lastCacheBytes)
+{
+    constexpr long kLeast = 8L << 20;
+    return static_cast<std::size_t>(std::max(kLeast, lastCacheBytes));
+}
+
+std::size_t streamingThreshold()
+{
+    static const std::size_t kThreshold = streamingThreshold(sysconf(_SC_LEVEL3_CACHE_SIZE));
+    return kThreshold;
+}
+
+}  // namespace nubrix
