@@ -1,12 +1,16 @@
-// The threads of a driver, so that none of them outlives it.
+// The threads of a driver, so that none of them outlives it, and the event that wakes one.
 #pragma once
 
+#include <sys/eventfd.h>
+#include <unistd.h>
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <list>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -111,6 +115,31 @@ private:
     std::mutex m_lock;
     std::condition_variable m_joined;
     std::list<Handle> m_members;  // under m_lock
+};
+
+/// A descriptor that wakes a thread out of poll: readable from set until clear. Thread-safe.
+class EventFd {
+public:
+    /// Throws std::system_error when there are no descriptors left.
+    EventFd() : m_descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    {
+        if (m_descriptor < 0)
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    EventFd(const EventFd &) = delete;
+    EventFd &operator=(const EventFd &) = delete;
+    ~EventFd() { ::close(m_descriptor); }
+
+    void set() { ::eventfd_write(m_descriptor, 1); }
+    void clear()
+    {
+        eventfd_t ignored = 0;
+        ::eventfd_read(m_descriptor, &ignored);
+    }
+    int descriptor() const { return m_descriptor; }
+
+private:
+    const int m_descriptor;
 };
 
 }  // namespace nubrix

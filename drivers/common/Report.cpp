@@ -11,6 +11,7 @@
 
 #include "common/Text.h"
 #include "nubrix/log_driver.h"
+#include "nubrix/types.h"
 
 namespace nubrix {
 
@@ -35,7 +36,7 @@ const char *nameIn(const char *file) noexcept
 }
 
 /// The log plug-in lies beside the driver; the library loads it, or does without.
-bool writeToLog(const char *module, const char *line) noexcept
+bool writeToLog(const char *module, NubrixLogLevel level, const char *line) noexcept
 try {
     const char *file = ownFile();
     char path[PATH_MAX] = {};
@@ -50,16 +51,16 @@ try {
         reinterpret_cast<decltype(&nubrixLogSimplify)>(dlsym(library.get(), "nubrixLogSimplify"));
     if (write == nullptr)
         return false;
-    write(module, 3, line);
+    write(module, level, line);
     return true;
 } catch (...) {  // by the log, for want of memory
     return false;
 }
 
-void writeLine(const char *module, const char *subject, const char *line) noexcept
+void writeLine(const Reporter &reporter, NubrixLogLevel level, const char *line) noexcept
 {
-    if (!writeToLog(module, line) || std::getenv("NUBRIX_DRIVER_STDERR") != nullptr)
-        std::fprintf(stderr, "%s: %s\n", subject, line);
+    if (!writeToLog(reporter.module, level, line) || std::getenv("NUBRIX_DRIVER_STDERR") != nullptr)
+        std::fprintf(stderr, "%s: %s\n", reporter.subject, line);
 }
 
 void writeFailure(const char *operation, const char *reason) noexcept
@@ -72,14 +73,24 @@ void writeFailure(const char *operation, const char *reason) noexcept
         file += 3;
     char module[64] = {};
     std::snprintf(module, sizeof module, "%.*s", static_cast<int>(std::strcspn(file, ".")), file);
-    writeLine(module, module, line);
+    writeLine({module, module}, NUBRIX_LOG_ERROR, line);
 }
 
 }  // namespace
 
-void reportAs(const char *module, const char *subject, const std::string &text)
+void Reporter::warning(const std::string &text) const
 {
-    writeLine(module, subject, cleanText(text).c_str());
+    writeLine(*this, NUBRIX_LOG_WARNING, cleanText(text).c_str());
+}
+
+void Reporter::error(const std::string &text) const
+{
+    writeLine(*this, NUBRIX_LOG_ERROR, cleanText(text).c_str());
+}
+
+void Reporter::milestone(const std::string &text) const
+{
+    writeLine(*this, NUBRIX_LOG_MILESTONE, cleanText(text).c_str());
 }
 
 void reportFailure(const char *operation) noexcept

@@ -1,4 +1,4 @@
-// Says what went wrong: one line for the user, one status for the library.
+// How drivers report: one line for the user, one status for the library.
 #pragma once
 
 #include <string>
@@ -15,13 +15,27 @@ constexpr int kUnsupported = -8;
 constexpr int kGone = -9;
 constexpr int kTimedOut = -11;
 
-/// Writes one line, the cleaned text, to the library's log as an error of `module`. Without a log,
-/// and wherever the environment variable NUBRIX_DRIVER_STDERR is set, it goes to stderr, after
-/// `subject`. Thread-safe.
-void reportAs(const char *module, const char *subject, const std::string &text);
+/// The names under which a driver reports. Each operation writes one line, the cleaned text, to the
+/// library's log. Without a log, and wherever the environment variable NUBRIX_DRIVER_STDERR is set,
+/// the line goes to stderr. Thread-safe.
+struct Reporter {
+    const char *module;   ///< in the log
+    const char *subject;  ///< before the text on stderr
+
+    void warning(const std::string &text) const;
+    /// Something failed.
+    void error(const std::string &text) const;
+    /// Nothing failed, but the user must see it at the default threshold of the log.
+    void milestone(const std::string &text) const;
+};
+
+inline void reportAs(const char *module, const char *subject, const std::string &text)
+{
+    Reporter{module, subject}.error(text);
+}
 
 /// Writes the line "<operation> failed: <what()>" of the exception that is being handled, as
-/// reportAs does; module and subject are the plug-in's name ("NubrixUvcDriver"). Needs no memory of
+/// an error; module and subject are the plug-in's name ("NubrixUvcDriver"). Needs no memory of
 /// its own; lines of more than 511 bytes are cut. Within catch handlers only. Thread-safe.
 void reportFailure(const char *operation) noexcept;
 

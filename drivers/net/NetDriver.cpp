@@ -34,7 +34,7 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
 NetDriver::NetDriver(const std::string &settings)
     : m_settings(settings), m_watch(m_settings, [this](const CameraWatch::Change &change) {
           const NetIdentity &camera = change.camera;
-          m_callback.tell(camera.uri(), camera.serial, locationOf(camera), change.connected);
+          m_callback.notify(camera.uri(), camera.serial, locationOf(camera), change.connected);
       })
 {
 }

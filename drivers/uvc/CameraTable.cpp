@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
@@ -206,4 +206,4 @@ std::vector<NodeInfo> CameraTable::otherNodes() const
     return m_otherNodes;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

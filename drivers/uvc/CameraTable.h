@@ -1,7 +1,8 @@
-// Which cameras are attached: nodes that come and go, made into cameras that do.
+// Which cameras are attached: nodes that are attached and detached, combined into cameras.
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <list>
 #include <map>
 #include <mutex>
@@ -10,9 +11,38 @@
 #include <string>
 #include <vector>
 
-#include "uvc/NodeInfo.h"
+namespace nubrix::uvc {
 
-namespace nubrix {
+/// The USB device behind a node. Texts are printable UTF-8; those that a camera lacks are empty.
+struct UsbIdentity {
+    std::string sysPath;
+    std::string busPath;  ///< "1-2.3": bus, then ports
+    unsigned int vendorId = 0;
+    unsigned int productId = 0;
+    unsigned int address = 0;  ///< on the bus, another one each time it is plugged in
+    unsigned int release = 0;  ///< binary coded decimals: 0x0123 is 1.23
+    std::string serial;
+    std::string product;
+};
+
+/// One video node.
+struct NodeInfo {
+    std::string sysPath;
+    std::string path;         ///< "/dev/video0"
+    unsigned int number = 0;  ///< the 0 of it
+    bool captures = false;    ///< pictures come out of it
+    /// Since udev was done with it; long ago where udev does not run.
+    std::chrono::microseconds age = std::chrono::hours(1);
+    std::optional<UsbIdentity> usb;
+};
+
+/// One USB camera with its nodes that give pictures, lowest number first.
+struct CameraInfo {
+    UsbIdentity usb;
+    std::vector<NodeInfo> nodes;
+
+    std::string uri() const { return "usb:" + usb.busPath; }
+};
 
 /// Thread-safe.
 class CameraTable {
@@ -83,4 +113,4 @@ private:
     std::vector<Change> m_gone;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -1,8 +1,19 @@
 #include "uvc/Capture.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
+#include <utility>
 
-namespace nubrix {
+namespace nubrix::uvc {
+
+namespace {
+
+constexpr std::uint32_t kDirectBuffers = 3;  // of the 10 that the pool has
+constexpr std::uint32_t kMappedBuffers = 4;
+
+}  // namespace
 
 int requestBuffers(NodeIo &node, std::uint32_t memory, std::uint32_t &count)
 {
@@ -30,18 +41,164 @@ v4l2_buffer captureBuffer(std::uint32_t memory, std::uint32_t index)
     return buffer;
 }
 
-void describe(const v4l2_buffer &buffer, Picture &picture)
+void describe(const v4l2_buffer &buffer, CapturedFrame &captured)
 {
-    picture.sequence = buffer.sequence;
-    picture.damaged = (buffer.flags & V4L2_BUF_FLAG_ERROR) != 0;
+    captured.sequence = buffer.sequence;
+    captured.damaged = (buffer.flags & V4L2_BUF_FLAG_ERROR) != 0;
     if ((buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC) {
-        picture.timestampUs = static_cast<std::uint64_t>(buffer.timestamp.tv_sec) * 1000000U +
-                              static_cast<std::uint64_t>(buffer.timestamp.tv_usec);
+        captured.timestampUs = static_cast<std::uint64_t>(buffer.timestamp.tv_sec) * 1000000U +
+                               static_cast<std::uint64_t>(buffer.timestamp.tv_usec);
         return;
     }
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    picture.timestampUs = static_cast<std::uint64_t>(
+    captured.timestampUs = static_cast<std::uint64_t>(
         std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
-}  // namespace nubrix
+DirectCapture::DirectCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,
+                             std::size_t frameBytes, std::size_t bufferBytes)
+    : m_node(node),
+      m_pool(pool),
+      m_frameBytes(frameBytes),
+      m_bufferBytes(bufferBytes),
+      m_frames(std::make_shared<std::vector<FramePtr>>())
+{
+}
+
+DirectCapture::~DirectCapture()
+{
+    switchCapture(m_node, VIDIOC_STREAMOFF);
+    std::uint32_t none = 0;
+    requestBuffers(m_node, V4L2_MEMORY_USERPTR, none);
+    // Only now does the kernel write no more, or when it has done so.
+    m_node.hold(m_frames);
+}
+
+int DirectCapture::begin()
+{
+    std::uint32_t count = kDirectBuffers;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
+        return error;
+    // Of a node that wants more, the pool would have too few left.
+    if (count > kDirectBuffers)
+        return ENOBUFS;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        m_frames->push_back(newFrame());
+        if (!m_frames->back())
+            return ENOMEM;
+        if (const int error = give(i))
+            return error;
+    }
+    return switchCapture(m_node, VIDIOC_STREAMON);
+}
+
+FramePtr DirectCapture::newFrame()
+{
+    FramePtr frame(m_pool.allocOneFrame());
+    if (frame && frame->bufferSize() < m_bufferBytes)
+        frame.reset();
+    return frame;
+}
+
+int DirectCapture::give(std::uint32_t index)
+{
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, index);
+    buffer.m.userptr = reinterpret_cast<unsigned long>((*m_frames)[index]->frame().data);
+    buffer.length = (*m_frames)[index]->bufferSize();
+    return m_node.control(VIDIOC_QBUF, &buffer);
+}
+
+int DirectCapture::take(CapturedFrame &captured)
+{
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, 0);
+    if (const int error = m_node.control(VIDIOC_DQBUF, &buffer))
+        return error;
+    if (buffer.index >= m_frames->size())
+        return EPROTO;
+    describe(buffer, captured);
+    const std::size_t bytes = std::min<std::size_t>(buffer.bytesused, m_frameBytes);
+    captured.conversion = bytes == 0              ? Conversion::kUnusable
+                          : bytes == m_frameBytes ? Conversion::kComplete
+                                                  : Conversion::kShort;
+    if (FramePtr next = bytes == 0 ? nullptr : newFrame()) {
+        captured.frame = std::exchange((*m_frames)[buffer.index], std::move(next));
+        auto *data = static_cast<std::uint8_t *>(captured.frame->frame().data);
+        std::memset(data + bytes, 0, m_frameBytes - bytes);
+    }
+    return give(buffer.index);
+}
+
+MappedCapture::MappedCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,
+                             FrameConverter &converter)
+    : m_node(node), m_pool(pool), m_converter(converter)
+{
+}
+
+MappedCapture::~MappedCapture()
+{
+    switchCapture(m_node, VIDIOC_STREAMOFF);
+    for (const Mapping &mapping : m_mappings)
+        m_node.unmap(mapping.memory, mapping.bytes);
+    std::uint32_t none = 0;
+    requestBuffers(m_node, V4L2_MEMORY_MMAP, none);
+}
+
+int MappedCapture::begin()
+{
+    std::uint32_t count = kMappedBuffers;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_MMAP, count))
+        return error;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (const int error = addBuffer(i))
+            return error;
+    }
+    return switchCapture(m_node, VIDIOC_STREAMON);
+}
+
+int MappedCapture::addBuffer(std::uint32_t index)
+{
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_MMAP, index);
+    if (const int error = m_node.control(VIDIOC_QUERYBUF, &buffer))
+        return error;
+    void *memory = m_node.map(buffer.length, buffer.m.offset);
+    if (memory == nullptr)
+        return ENOMEM;
+    m_mappings.push_back({memory, buffer.length});
+    return m_node.control(VIDIOC_QBUF, &buffer);
+}
+
+int MappedCapture::take(CapturedFrame &captured)
+{
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_MMAP, 0);
+    if (const int error = m_node.control(VIDIOC_DQBUF, &buffer))
+        return error;
+    if (buffer.index >= m_mappings.size())
+        return EPROTO;
+    describe(buffer, captured);
+    convert(buffer, captured);
+    v4l2_buffer again = captureBuffer(V4L2_MEMORY_MMAP, buffer.index);
+    return m_node.control(VIDIOC_QBUF, &again);
+}
+
+void MappedCapture::convert(const v4l2_buffer &buffer, CapturedFrame &captured)
+{
+    const Mapping &mapping = m_mappings[buffer.index];
+    const std::size_t bytes = std::min<std::size_t>(buffer.bytesused, mapping.bytes);
+    captured.conversion = bytes == 0 ? Conversion::kUnusable : Conversion::kComplete;
+    if (bytes == 0)
+        return;
+    captured.frame.reset(m_pool.allocOneFrame());
+    if (!captured.frame)
+        return;
+    if (captured.frame->bufferSize() < m_converter.frameBytes()) {
+        captured.frame.reset();
+        return;
+    }
+    captured.conversion =
+        m_converter.convert(static_cast<const std::uint8_t *>(mapping.memory), bytes,
+                            static_cast<std::uint8_t *>(captured.frame->frame().data));
+    if (captured.conversion == Conversion::kUnusable)
+        captured.frame.reset();
+}
+
+}  // namespace nubrix::uvc

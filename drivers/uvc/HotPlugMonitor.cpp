@@ -8,10 +8,10 @@
 #include <system_error>
 #include <utility>
 
-#include "uvc/Report.h"
-#include "uvc/UsbFolder.h"
+#include "uvc/NodeIo.h"
+#include "uvc/NodeScanner.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
@@ -47,16 +47,16 @@ bool HotPlugMonitor::start()
     const auto now = std::chrono::steady_clock::now();
     m_table.fill(found.nodes, now);
     if (!found.complete)
-        lookLater();
+        scheduleRescan();
     // These are there from the start: they are listed, and nobody is told.
     if (listens) {
-        waitForMore(now);
+        postponeIncomplete(now);
         m_table.takeChanges(now);
         m_thread = std::thread(&HotPlugMonitor::run, this);
     } else {
         m_table.takeChanges(CameraTable::Time::max());
     }
-    return listens && isUdevThere(*m_udev);
+    return listens && isUdevRunning(*m_udev);
 }
 
 bool HotPlugMonitor::listen()
@@ -88,9 +88,9 @@ void HotPlugMonitor::run() noexcept
             step();
         } catch (...) {
             reportFailure("looking for cameras that come and go");
-            lookLater();
+            scheduleRescan();
             pollfd end = {m_end.descriptor(), POLLIN, 0};
-            ::poll(&end, 1, static_cast<int>(kFirstLookDelay.count()));
+            ::poll(&end, 1, static_cast<int>(kFirstScanDelay.count()));
         }
     }
 }
@@ -100,7 +100,7 @@ bool HotPlugMonitor::wait()
     pollfd waited[] = {{udev_monitor_get_fd(m_monitor.get()), POLLIN, 0},
                        {m_end.descriptor(), POLLIN, 0}};
     const auto timeout = [this] {
-        const int ms = msUntil(m_table.nextChange(), m_nextLook);
+        const int ms = msUntil(m_table.nextChange(), m_nextScan);
         return m_changes.empty() || (ms >= 0 && ms < kRetryMs) ? ms : kRetryMs;
     };
     while (::poll(waited, 2, timeout()) < 0) {
@@ -116,12 +116,12 @@ void HotPlugMonitor::step()
     const auto now = std::chrono::steady_clock::now();
     // Not before the last event is read: until then the kernel drops all others and does not say so
     // again.
-    if (lost || (m_nextLook && *m_nextLook <= now))
-        look();
+    if (lost || (m_nextScan && *m_nextScan <= now))
+        rescan();
     // A node that leaves may still have been found.
-    if (lost && !m_nextLook)
-        m_nextLook = now + kSecondLookDelay;
-    waitForMore(now);
+    if (lost && !m_nextScan)
+        m_nextScan = now + kSecondScanDelay;
+    postponeIncomplete(now);
     handOut(now);
 }
 
@@ -149,7 +149,7 @@ try {
     return false;
 }
 
-void HotPlugMonitor::waitForMore(CameraTable::Time now)
+void HotPlugMonitor::postponeIncomplete(CameraTable::Time now)
 {
     for (const CameraTable::Due &due : m_table.due(now)) {
         const UsbFolder folder = readUsbFolder(due.camera.usb.sysPath);
@@ -166,10 +166,10 @@ void HotPlugMonitor::waitForMore(CameraTable::Time now)
 
 bool HotPlugMonitor::receive()
 {
-    constexpr int kMostFailures = 100;  // in a row: what follows is read after the next poll
+    constexpr int kMaxFailures = 100;  // in a row: what follows is read after the next poll
     const NodeScanner scanner(*m_udev, m_opener);
     bool lost = false;
-    for (int failures = 0; failures < kMostFailures;) {
+    for (int failures = 0; failures < kMaxFailures;) {
         errno = 0;
         const UdevPtr<udev_device> device(udev_monitor_receive_device(m_monitor.get()));
         if (device) {
@@ -195,39 +195,39 @@ bool HotPlugMonitor::take(const NodeScanner &scanner, udev_device &device)
     if (std::strcmp(action, "add") != 0)
         return true;
     NodeInfo node;
-    const NodeScanner::Look look = scanner.describe(device, node);
-    if (look == NodeScanner::Look::kNode)
+    const NodeScanner::Outcome outcome = scanner.describe(device, node);
+    if (outcome == NodeScanner::Outcome::kNode)
         m_table.add(node, std::chrono::steady_clock::now());
-    return look != NodeScanner::Look::kUnreadable;
+    return outcome != NodeScanner::Outcome::kUnreadable;
 }
 
-void HotPlugMonitor::look()
+void HotPlugMonitor::rescan()
 {
     const Scan found = NodeScanner(*m_udev, m_opener).scan();
     const auto now = std::chrono::steady_clock::now();
     if (found.complete) {
         m_table.update(found.nodes, now);
-        m_nextLook.reset();
-        m_lookDelay = kFirstLookDelay;
+        m_nextScan.reset();
+        m_scanDelay = kFirstScanDelay;
         return;
     }
     // What was not found may be attached nevertheless.
     for (const NodeInfo &node : found.nodes)
         m_table.add(node, now);
-    lookLater();
+    scheduleRescan();
 }
 
-void HotPlugMonitor::lookLater() noexcept
+void HotPlugMonitor::scheduleRescan() noexcept
 {
-    if (m_lookDelay == kFirstLookDelay) {
+    if (m_scanDelay == kFirstScanDelay) {
         try {
-            report("some video nodes cannot be read now, they are looked for again");
+            kReporter.error("some video nodes cannot be read now, they are looked for again");
         } catch (...) {
             reportFailure("reporting nodes that cannot be read");
         }
     }
-    m_nextLook = std::chrono::steady_clock::now() + m_lookDelay;
-    m_lookDelay = std::min(2 * m_lookDelay, kLongestLookDelay);
+    m_nextScan = std::chrono::steady_clock::now() + m_scanDelay;
+    m_scanDelay = std::min(2 * m_scanDelay, kMaxScanDelay);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -7,11 +7,11 @@
 #include <optional>
 #include <thread>
 
+#include "common/DriverThreads.h"
 #include "uvc/CameraTable.h"
-#include "uvc/EventFd.h"
 #include "uvc/NodeScanner.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// Keeps a table of cameras up to date. When an event was lost, or a node could not be read, it
 /// looks at all nodes again until that succeeds. start and stop: not thread-safe.
@@ -34,9 +34,9 @@ public:
     void stop();
 
 private:
-    static constexpr std::chrono::milliseconds kFirstLookDelay{100};
-    static constexpr std::chrono::milliseconds kLongestLookDelay{5000};
-    static constexpr std::chrono::milliseconds kSecondLookDelay{1000};
+    static constexpr std::chrono::milliseconds kFirstScanDelay{100};
+    static constexpr std::chrono::milliseconds kMaxScanDelay{5000};
+    static constexpr std::chrono::milliseconds kSecondScanDelay{1000};
     static constexpr int kRetryMs = 100;  // of a change
 
     bool listen();
@@ -51,11 +51,11 @@ private:
     bool receive();
     bool take(const NodeScanner &scanner, udev_device &device);
     /// Makes the table what is attached now.
-    void look();
+    void rescan();
     /// Each time in a row later, and reported the first time.
-    void lookLater() noexcept;
+    void scheduleRescan() noexcept;
     /// Postpones cameras that are due and not whole.
-    void waitForMore(CameraTable::Time now);
+    void postponeIncomplete(CameraTable::Time now);
 
     CameraTable &m_table;
     const NodeOpener m_opener;
@@ -63,10 +63,10 @@ private:
     EventFd m_end;
     UdevPtr<udev> m_udev;  // used by one thread at a time
     UdevPtr<udev_monitor> m_monitor;
-    std::optional<CameraTable::Time> m_nextLook;  // these three: of the thread, once it runs
-    std::chrono::milliseconds m_lookDelay = kFirstLookDelay;
+    std::optional<CameraTable::Time> m_nextScan;  // these three: of the thread, once it runs
+    std::chrono::milliseconds m_scanDelay = kFirstScanDelay;
     std::list<CameraTable::Change> m_changes;  // taken from the table, and not handed out
     std::thread m_thread;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -1,4 +1,4 @@
-// The system calls on one video node.
+// One video node: its system calls, what their errors mean, and its controls.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
-namespace nubrix {
+#include "common/CameraProperties.h"
+#include "common/Report.h"
+
+namespace nubrix::uvc {
 
 /// One open video node. Errors are errno values, 0 for none. Thread-safe.
 class NodeIo {
@@ -33,4 +37,63 @@ public:
 /// Opens the node of a path; the result is an errno value, and `node` is set when it is 0.
 using NodeOpener = std::function<int(const std::string &path, std::unique_ptr<NodeIo> &node)>;
 
-}  // namespace nubrix
+class KernelNode final : public NodeIo {
+public:
+    /// A NodeOpener.
+    static int open(const std::string &path, std::unique_ptr<NodeIo> &node);
+    /// Takes a descriptor of its own from one that somebody else opened and keeps.
+    static int adopt(int descriptor, std::unique_ptr<NodeIo> &node);
+
+    ~KernelNode() override;
+
+    int control(unsigned long request, void *argument) override;
+    void *map(std::size_t length, std::uint32_t offset) override;
+    void unmap(void *memory, std::size_t length) override;
+    int descriptor() const override { return m_descriptor; }
+
+private:
+    explicit KernelNode(int descriptor) : m_descriptor(descriptor) {}
+
+    const int m_descriptor;
+};
+
+/// Reports for this driver.
+inline constexpr Reporter kReporter = {"NubrixUvcDriver", "nubrix usb camera"};
+
+/// The status for a system error: -2 busy, -9 gone, -5 no bandwidth or memory left, -4 refused
+/// value, -8 not known to the camera, -11 not answered in time, else -1. Thread-safe.
+int statusOf(int error);
+
+/// What a system error of `camera` means and what to do about it, without a line end. Thread-safe.
+std::string adviceFor(int error, const std::string &camera);
+
+/// Reports that, unless NodeWorker has reported it: ETIME. Thread-safe.
+void reportError(int error, const std::string &camera);
+
+/// From here on a property's id is that of a control of the kernel's.
+constexpr unsigned int kFirstControl = 0x00980000;
+
+/// The value of a control of the kernel's, from the first node that has it: -8 when none has, or
+/// when it cannot be read, or another status.
+int getControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_t &value);
+/// Likewise. -4 for a value out of range.
+int setControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_t value);
+
+/// The head of a request to an extension unit, followed by the data to be set. Numbers are
+/// little-endian.
+struct ExtensionRequest {
+    std::uint8_t query;     ///< UVC_SET_CUR 0x01, UVC_GET_CUR 0x81, ... UVC_GET_DEF 0x87
+    std::uint8_t unit;      ///< bUnitID of the extension unit
+    std::uint8_t selector;  ///< number of the control in it, from 1
+    std::uint8_t node;      ///< which node of the camera is asked, by order; mostly 0
+    std::uint16_t size;     ///< bytes of the control; 0: the camera is asked for it
+};
+
+/// Passes a request on. What a get query reads goes to `out`; `*outSize` is its room on entry, the
+/// bytes read on return (0 after a set). -4 for a request that is too short or has no room.
+int queryExtension(const std::vector<NodeIo *> &nodes, const unsigned char *in, unsigned int inSize,
+                   unsigned char *out, unsigned int *outSize);
+
+static_assert(sizeof(ExtensionRequest) == 6, "request record");
+
+}  // namespace nubrix::uvc

@@ -6,15 +6,38 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "common/Text.h"
-#include "uvc/NodeFormats.h"
+#include "uvc/CameraModes.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
+
+namespace fs = std::filesystem;
+
+/// What the folder holds, nothing when it is gone.
+std::vector<fs::path> entriesOf(const fs::path &folder)
+{
+    std::vector<fs::path> entries;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+        entries.push_back(entry->path());
+    return entries;
+}
+
+bool attributeIs(const fs::path &folder, const char *name, const char *value)
+{
+    std::ifstream file(folder / name);
+    std::string text;
+    return std::getline(file, text) && text == value;
+}
 
 constexpr const char *kSubsystem = "video4linux";
 
@@ -81,7 +104,26 @@ bool isAttached(const char *sysPath)
 
 }  // namespace
 
-bool isUdevThere(udev &context)
+UsbFolder readUsbFolder(const std::string &sysPath)
+{
+    UsbFolder contents;
+    const std::string interfaces = fs::path(sysPath).filename().string() + ":";
+    for (const fs::path &entry : entriesOf(sysPath)) {
+        if (entry.filename().string().rfind(interfaces, 0) != 0)
+            continue;
+        // Of the video class, and its stream interfaces.
+        if (attributeIs(entry, "bInterfaceClass", "0e") &&
+            attributeIs(entry, "bInterfaceSubClass", "02"))
+            ++contents.videoStreams;
+        for (const fs::path &node : entriesOf(entry / "video4linux")) {
+            if (node.filename().string().rfind("video", 0) == 0)
+                contents.videoNodes.push_back(node.string());
+        }
+    }
+    return contents;
+}
+
+bool isUdevRunning(udev &context)
 {
     const UdevPtr<udev_queue> queue(udev_queue_new(&context));
     return queue && udev_queue_get_udev_is_active(queue.get()) != 0;
@@ -108,7 +150,7 @@ Scan NodeScanner::scan() const
     const UdevPtr<udev_enumerate> search(udev_enumerate_new(&m_udev));
     if (!search)
         return {{}, false};
-    const bool udevRuns = isUdevThere(m_udev);
+    const bool udevRuns = isUdevRunning(m_udev);
     udev_enumerate_add_match_subsystem(search.get(), kSubsystem);
     result.complete = udev_enumerate_scan_devices(search.get()) >= 0;
     udev_list_entry *entry = nullptr;
@@ -124,10 +166,10 @@ Scan NodeScanner::scan() const
         if (udevRuns && udev_device_get_is_initialized(device.get()) == 0)
             continue;
         NodeInfo node;
-        const Look look = describe(*device, node);
-        if (look == Look::kUnreadable)
+        const Outcome outcome = describe(*device, node);
+        if (outcome == Outcome::kUnreadable)
             result.complete = result.complete && !isAttached(path);
-        if (look != Look::kNode)
+        if (outcome != Outcome::kNode)
             continue;
         if (udevRuns) {
             node.age =
@@ -140,7 +182,7 @@ Scan NodeScanner::scan() const
     return result;
 }
 
-NodeScanner::Look NodeScanner::describe(udev_device &device, NodeInfo &node) const
+NodeScanner::Outcome NodeScanner::describe(udev_device &device, NodeInfo &node) const
 {
     const char *name = udev_device_get_sysname(&device);
     const char *number = udev_device_get_sysnum(&device);
@@ -148,7 +190,7 @@ NodeScanner::Look NodeScanner::describe(udev_device &device, NodeInfo &node) con
     // Of this subsystem are also radios, teletext and parts of cameras.
     if (name == nullptr || std::strncmp(name, "video", 5) != 0 || number == nullptr ||
         path == nullptr)
-        return Look::kNoNode;
+        return Outcome::kOther;
     node.sysPath = udev_device_get_syspath(&device);
     node.path = path;
     node.number = static_cast<unsigned int>(std::strtoul(number, nullptr, 10));
@@ -156,12 +198,12 @@ NodeScanner::Look NodeScanner::describe(udev_device &device, NodeInfo &node) con
     // The parent belongs to the child.
     udev_device *usb = udev_device_get_parent_with_subsystem_devtype(&device, "usb", "usb_device");
     if (usb == nullptr)
-        return isOnUsb(node.sysPath) ? Look::kUnreadable : Look::kNode;
+        return isOnUsb(node.sysPath) ? Outcome::kUnreadable : Outcome::kNode;
     if (!identify(*usb, node.usb.emplace()))
-        return Look::kUnreadable;
+        return Outcome::kUnreadable;
     if (node.usb->product.empty())
         node.usb->product = attributeText(udev_device_get_sysattr_value(&device, "name"));
-    return Look::kNode;
+    return Outcome::kNode;
 }
 
 std::optional<NodeInfo> NodeScanner::find(dev_t number) const
@@ -171,7 +213,7 @@ std::optional<NodeInfo> NodeScanner::find(dev_t number) const
     if (subsystem == nullptr || std::strcmp(subsystem, kSubsystem) != 0)
         return std::nullopt;
     NodeInfo node;
-    if (describe(*device, node) != Look::kNode)
+    if (describe(*device, node) != Outcome::kNode)
         return std::nullopt;
     return node;
 }
@@ -194,4 +236,4 @@ bool NodeScanner::captures(udev_device &device) const
     return index == nullptr || std::strtoul(index, nullptr, 10) == 0;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

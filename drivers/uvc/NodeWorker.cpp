@@ -12,11 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "uvc/CallDeadline.h"
 #include "uvc/Capture.h"
-#include "uvc/Report.h"
+#include "uvc/NodeIo.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
@@ -86,8 +85,8 @@ public:
         std::memcpy(m_argument.data(), &query, sizeof query);
         return true;
     }
-    int make(NodeIo &node) { return node.control(m_code, m_argument.data()); }
-    void giveBack(void *argument) const
+    int run(NodeIo &node) { return node.control(m_code, m_argument.data()); }
+    void copyResult(void *argument) const
     {
         if (m_code != UVCIOC_CTRL_QUERY) {
             std::memcpy(argument, m_argument.data(), _IOC_SIZE(m_code));
@@ -115,7 +114,7 @@ public:
     /// The thread.
     void run(const Opening &opening) noexcept;
 
-    int awaitOpened();
+    int waitUntilOpen();
     int ask(unsigned long code, void *argument);
     /// Has the thread end; false when it has not by the deadline.
     bool end();
@@ -125,22 +124,22 @@ public:
     NodeIo &node() { return *m_node; }
 
 private:
-    enum class Phase { kIdle, kAsked, kAnswered };
+    enum class Phase { kIdle, kRequested, kFinished };
     using Lock = std::unique_lock<std::mutex>;
 
     bool hasReleases() const { return m_streamOff || m_freeMemory != 0 || m_held; }
     void release(Lock &lock) noexcept;
-    void answerWith(int error);
-    int giveUp(Lock &lock);
+    void finish(int error);
+    int abandon(Lock &lock);
     int refuse(Lock &lock, unsigned long code, const void *argument);
 
     const std::string m_camera;
     std::unique_ptr<NodeIo> m_node;  // of the thread, then fixed until it ends
     std::mutex m_lock;
     std::condition_variable m_changed;
-    Phase m_phase = Phase::kAsked;  // everything below is under m_lock; at first: to open
-    Request m_request;              // while it is asked: of the thread
-    int m_answer = 0;
+    Phase m_phase = Phase::kRequested;  // everything below is under m_lock; at first: to open
+    Request m_request;                  // while it is asked: of the thread
+    int m_result = 0;
     bool m_blocked = false;    // who has asked no longer waits
     bool m_streamOff = false;  // these three: to be freed when the node can be
     std::uint32_t m_freeMemory = 0;
@@ -160,15 +159,15 @@ void NodeWorker::Queue::run(const Opening &opening) noexcept
         reportFailure("opening a video node");
     }
     Lock lock(m_lock);
-    answerWith(error);
+    finish(error);
     for (;;) {
         if (hasReleases()) {
             release(lock);
-        } else if (m_phase == Phase::kAsked) {
+        } else if (m_phase == Phase::kRequested) {
             lock.unlock();
-            error = kernelError(m_request.make(*m_node));
+            error = kernelError(m_request.run(*m_node));
             lock.lock();
-            answerWith(error);
+            finish(error);
         } else if (std::exchange(m_blocked, false)) {
             m_changed.notify_all();
         } else if (m_ending) {
@@ -184,10 +183,10 @@ void NodeWorker::Queue::run(const Opening &opening) noexcept
     m_changed.notify_all();
 }
 
-void NodeWorker::Queue::answerWith(int error)
+void NodeWorker::Queue::finish(int error)
 {
-    m_answer = error;
-    m_phase = m_blocked ? Phase::kIdle : Phase::kAnswered;
+    m_result = error;
+    m_phase = m_blocked ? Phase::kIdle : Phase::kFinished;
     m_changed.notify_all();
 }
 
@@ -208,14 +207,14 @@ void NodeWorker::Queue::release(Lock &lock) noexcept
     m_releasing = false;
 }
 
-int NodeWorker::Queue::awaitOpened()
+int NodeWorker::Queue::waitUntilOpen()
 {
     Lock lock(m_lock);
     if (!m_changed.wait_until(lock, CallDeadline::current(),
-                              [this] { return m_phase == Phase::kAnswered; }))
-        return giveUp(lock);
+                              [this] { return m_phase == Phase::kFinished; }))
+        return abandon(lock);
     m_phase = Phase::kIdle;
-    return m_answer;
+    return m_result;
 }
 
 int NodeWorker::Queue::ask(unsigned long code, void *argument)
@@ -227,14 +226,14 @@ int NodeWorker::Queue::ask(unsigned long code, void *argument)
         return refuse(lock, code, argument);
     if (!m_request.copy(code, argument))
         return EINVAL;
-    m_phase = Phase::kAsked;
+    m_phase = Phase::kRequested;
     m_changed.notify_all();
-    if (!m_changed.wait_until(lock, end, [this] { return m_phase == Phase::kAnswered; }))
-        return giveUp(lock);
-    m_request.giveBack(argument);
+    if (!m_changed.wait_until(lock, end, [this] { return m_phase == Phase::kFinished; }))
+        return abandon(lock);
+    m_request.copyResult(argument);
     m_phase = Phase::kIdle;
     m_changed.notify_all();
-    return m_answer;
+    return m_result;
 }
 
 bool NodeWorker::Queue::isBlocked()
@@ -243,14 +242,14 @@ bool NodeWorker::Queue::isBlocked()
     return m_blocked;
 }
 
-int NodeWorker::Queue::giveUp(Lock &lock)
+int NodeWorker::Queue::abandon(Lock &lock)
 {
     m_blocked = true;
     m_changed.notify_all();
     const char *name = m_request.name();
     lock.unlock();
-    report(m_camera + " does not answer: " + name +
-           " has not returned in time, and the node cannot be used until it has");
+    kReporter.error(m_camera + " does not answer: " + name +
+                    " has not returned in time, and the node cannot be used until it has");
     return ETIME;
 }
 
@@ -270,8 +269,8 @@ int NodeWorker::Queue::refuse(Lock &lock, unsigned long code, const void *argume
     lock.unlock();
     // What the driver asks by itself, before each call, is not worth a line.
     if (!releases && code != VIDIOC_QUERYCAP)
-        report(m_camera + " does not answer: " + nameOf(code) + " has to wait for " + name +
-               ", which has not returned");
+        kReporter.error(m_camera + " does not answer: " + nameOf(code) + " has to wait for " +
+                        name + ", which has not returned");
     return ETIME;
 }
 
@@ -302,7 +301,7 @@ int NodeWorker::open(const std::string &camera, Opening opening, DriverThreads &
     std::unique_ptr<NodeWorker> worker(new NodeWorker(camera, threads));
     worker->m_thread = threads.run(
         [queue = worker->m_queue, opening = std::move(opening)] { queue->run(opening); });
-    const int error = worker->m_queue->awaitOpened();
+    const int error = worker->m_queue->waitUntilOpen();
     if (error == 0)
         node = std::move(worker);
     return error;
@@ -345,4 +344,4 @@ void NodeWorker::hold(std::shared_ptr<void> what)
     m_queue->hold(std::move(what));
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

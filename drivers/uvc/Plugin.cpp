@@ -1,12 +1,12 @@
 // The two functions through which the library gets the driver.
 #include "common/Report.h"
 #include "nubrix/export.h"
-#include "uvc/KernelNode.h"
+#include "uvc/NodeIo.h"
 #include "uvc/UvcDriver.h"
 
 extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 try {
-    return new nubrix::UvcDriver(&nubrix::KernelNode::open);
+    return new nubrix::uvc::UvcDriver(&nubrix::uvc::KernelNode::open);
 } catch (...) {
     nubrix::reportFailure("making the driver of USB cameras");
     return nullptr;

@@ -1,39 +1,39 @@
 // One opened camera.
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "common/DriverDevice.h"
 #include "common/DriverThreads.h"
-#include "nubrix/driver.h"
 #include "uvc/CameraModes.h"
-#include "uvc/NodeInfo.h"
+#include "uvc/CameraTable.h"
 #include "uvc/NodeIo.h"
 #include "uvc/UvcStream.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
-/// Thread-safe; closing is its destruction.
-class UvcDevice final : public NubrixBaseDevice {
+/// Thread-safe; its destruction closes the camera. A call that waits for the camera returns -11
+/// when the CallDeadline has passed.
+class UvcDevice final : public DriverDevice {
 public:
-    /// What a stream needs to know of the mode in force.
+    /// What a stream needs to know of the mode that is set.
     struct Setting {
         typedefNubrixFrameMode mode;
         SourceMode source;
         NodeIo *node;
     };
 
-    /// Opens the nodes of a camera that messages and the library call `name`: -9 when it is gone,
-    /// -2 when it is busy, -1 without permission, -8 when no node gives pictures, -11 when it does
-    /// not answer. Says why. `threads` must outlive the device.
+    /// Opens the nodes of a camera that reports and the library call `name`: -9 when it is gone,
+    /// -2 when it is busy, -1 without permission, -8 when no node captures, -11 when it does not
+    /// answer. Reports why. `threads` must outlive the device.
     static int open(const std::string &name, const UsbIdentity &usb,
                     const std::vector<std::string> &paths, const NodeOpener &opener,
                     DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
-    /// Ends its streams and waits for their callbacks, but for one that is the caller.
+    /// Stops its streams and waits for their callbacks, except for one that is the caller.
     ~UvcDevice() override;
 
     int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
@@ -43,62 +43,40 @@ public:
     int getProperty(unsigned int id, void *data, unsigned int *size) override;
     int propertyTranspraentTransmission(unsigned char *in, unsigned int inSize, unsigned char *out,
                                         unsigned int *outSize) override;
-    int deviceState() override;
-    /// 0 when the camera is gone, a stream has broken, or one that runs has had no picture for
-    /// UvcStream::kSilence.
-    int keepLiveState() override;
-    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
-                            unsigned int *count) override;
-    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
-                     bool restart) override;
-    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
-    const char *getDeviceId() override { return m_name.c_str(); }
     int getDeviceKind() override { return 1; }
+    /// Queries the kernel, unless the camera is known to be gone.
+    bool isGone() override;
 
     // For its streams.
 
-    const std::string &name() const { return m_name; }
     /// Of a stream that the camera has.
     Setting setting(unsigned int streamType) const;
-    /// Makes the stream the only one on its node; false when another one is.
+    /// Makes the stream the only one on its node; false when the node has another one.
     bool claimNode(const UvcStream &stream);
     void releaseNode(const UvcStream &stream);
-    /// Asks the kernel, unless it is known.
-    bool isGone();
-    /// Looks whether an error means that the camera is gone.
+    /// Marks the camera as gone when that is what the error means.
     void noteError(int error);
 
 private:
     using Node = std::unique_ptr<NodeIo>;
-
-    struct Slot {
-        const StreamModes *modes;
-        std::size_t current = 0;            // among the records
-        typedefNubrixFrameMode shown = {};  // handed out: whoever has it may write to it
-        std::shared_ptr<UvcStream> stream;
-    };
 
     static int openNodes(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
                          DriverThreads &threads, std::unique_ptr<UvcDevice> &device);
     UvcDevice(const std::string &name, const UsbIdentity &usb, std::vector<Node> nodes,
               DriverThreads &threads);
 
-    static void setCurrent(Slot &slot, std::size_t place);
-    Slot *slotOf(unsigned int streamType);
-    const Slot *slotOf(unsigned int streamType) const;
-    int getCounters(unsigned int streamType, void *data, unsigned int *size);
+    std::shared_ptr<DriverStream> newStream(unsigned int streamType) override;
+    NubrixVersions versions() const override;
+    const StreamModes &modesOf(unsigned int streamType) const;
 
-    const std::string m_name;  // fixed after construction
-    const UsbIdentity m_usb;
+    const UsbIdentity m_usb;  // fixed after construction
     const std::vector<Node> m_nodes;
     const std::vector<NodeIo *> m_ios;  // of m_nodes
     const CameraModes m_modes;
     DriverThreads &m_threads;
     std::atomic<bool> m_gone{false};
-    std::atomic<unsigned int> m_streamFlagMode{1};
-    mutable std::mutex m_lock;
-    std::array<Slot, 3> m_slots;              // everything below is under m_lock
-    std::vector<const UvcStream *> m_claims;  // by node
+    std::mutex m_claimLock;
+    std::vector<const UvcStream *> m_claims;  // by node; under m_claimLock
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -5,13 +5,12 @@
 #include <cstring>
 #include <utility>
 
-#include "common/RecordList.h"
+#include "common/DriverParts.h"
 #include "common/Text.h"
-#include "uvc/CallDeadline.h"
-#include "uvc/KernelNode.h"
-#include "uvc/Report.h"
+#include "uvc/NodeIo.h"
+#include "uvc/NodeWorker.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
@@ -59,7 +58,7 @@ UvcDriver::UvcDriver(NodeOpener opener)
     : m_opener(std::move(opener)),
       m_monitor(m_table, m_opener, [this](const CameraTable::Change &change) {
           const CameraInfo &camera = change.camera;
-          m_callback.tell(camera.uri(), camera.usb.serial, camera.usb.busPath, change.connected);
+          m_callback.notify(camera.uri(), camera.usb.serial, camera.usb.busPath, change.connected);
       })
 {
 }
@@ -69,7 +68,7 @@ try {
     if (m_initialized.exchange(true))
         return kWrongState;
     if (!m_monitor.start())
-        report("udev gives no events: cameras that come and go are not noticed");
+        kReporter.error("udev gives no events: cameras that come and go are not noticed");
     return kDone;
 } catch (...) {
     reportFailure("looking for USB cameras");
@@ -155,4 +154,4 @@ int UvcDriver::closeDevice(NubrixBaseDevice **device)
     return m_devices.close(device);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

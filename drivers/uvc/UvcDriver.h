@@ -3,16 +3,15 @@
 
 #include <atomic>
 
+#include "common/DriverParts.h"
 #include "common/DriverThreads.h"
-#include "common/OpenDevices.h"
-#include "common/StateCallback.h"
 #include "nubrix/driver.h"
 #include "uvc/CameraTable.h"
 #include "uvc/HotPlugMonitor.h"
 #include "uvc/NodeIo.h"
 #include "uvc/UvcDevice.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// Thread-safe, except that initialize comes first and the destruction last.
 class UvcDriver final : public NubrixBaseDriver {
@@ -45,4 +44,4 @@ private:
     HotPlugMonitor m_monitor;  // last: its thread uses the others
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -5,16 +5,14 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "common/FrameFlags.h"
-#include "uvc/CallDeadline.h"
-#include "uvc/DirectCapture.h"
-#include "uvc/MappedCapture.h"
-#include "uvc/NodeFormats.h"
-#include "uvc/NodeSetup.h"
-#include "uvc/Report.h"
+#include "common/DriverStream.h"
+#include "uvc/CameraModes.h"
+#include "uvc/Capture.h"
+#include "uvc/NodeIo.h"
+#include "uvc/NodeWorker.h"
 #include "uvc/UvcDevice.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 UvcStream::UvcStream(UvcDevice &device, unsigned int streamType, DriverThreads &threads)
     : DriverStream(streamType), m_device(device), m_threads(threads)
@@ -45,11 +43,11 @@ try {
     if (m_device.isGone())
         return kGone;
     if (!m_device.claimNode(*this)) {
-        report(name() + " shares its node with a stream that runs: stop that one first");
+        kReporter.error(name() + " shares its node with a stream that runs: stop that one first");
         return kWrongState;
     }
     m_broken = false;
-    m_lastPicture = Clock::now().time_since_epoch().count();
+    m_lastFrameTime = Clock::now().time_since_epoch().count();
     m_running = true;
     const UvcDevice::Setting setting = m_device.setting(m_streamType);
     m_mode = setting.mode;
@@ -94,23 +92,23 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
         requestBuffers(node, V4L2_MEMORY_MMAP, none);
         return status;
     }
-    m_converter = std::make_unique<PictureConverter>(*source.format, m_mode.width, m_mode.height,
-                                                     format.bytesperline, &m_stopping);
+    m_converter = std::make_unique<FrameConverter>(*source.format, m_mode.width, m_mode.height,
+                                                   format.bytesperline, &m_stopping);
     m_counters.clear();
     m_lastSequence.reset();
-    m_silenceTold = false;
+    m_timeoutReported = false;
     m_end.clear();
     m_stopping = false;
     const int error = beginCapture(node, format.sizeimage);
     if (error == ENOSPC && source.compressed != nullptr) {
         m_capture.reset();  // the node is free again before it is set to another format
-        report(name() + " " + textOf(m_mode) +
-               ": little USB bandwidth is left, so the camera compresses its pictures");
+        kReporter.error(name() + " " + textOf(m_mode) +
+                        ": little USB bandwidth is left, so the camera compresses its pictures");
         return begin(node, {source.compressed, source.interval});
     }
     if (error != 0)
         return refusal(error);
-    m_lastPicture = Clock::now().time_since_epoch().count();
+    m_lastFrameTime = Clock::now().time_since_epoch().count();
     return kDone;
 }
 
@@ -120,14 +118,15 @@ int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &
     if (const int error = setMode(node, m_mode, source, format, interval))
         return refusal(error);
     if (!isMode(format, m_mode, source)) {
-        report(name() + " " + textOf(m_mode) + " cannot be had any more, the camera gives " +
-               std::to_string(format.width) + "x" + std::to_string(format.height) +
-               ": close it and open it again to see its modes");
+        kReporter.error(name() + " " + textOf(m_mode) +
+                        " cannot be had any more, the camera gives " +
+                        std::to_string(format.width) + "x" + std::to_string(format.height) +
+                        ": close it and open it again to see its modes");
         return kBadArgument;
     }
     if (const auto rate = rateOf(interval); rate && *rate != m_mode.frameRate)
-        report(name() + " is set to " + std::to_string(m_mode.frameRate) +
-               " frames/s, and the camera gives " + std::to_string(*rate));
+        kReporter.error(name() + " is set to " + std::to_string(m_mode.frameRate) +
+                        " frames/s, and the camera gives " + std::to_string(*rate));
     return kDone;
 }
 
@@ -174,12 +173,12 @@ void UvcStream::end()
     m_running = false;
 }
 
-bool UvcStream::isAnswering() const
+bool UvcStream::isResponsive() const
 {
     if (!m_running)
         return true;
-    const Clock::duration last(m_lastPicture.load());
-    return !m_broken && Clock::now().time_since_epoch() - last < kSilence;
+    const Clock::duration last(m_lastFrameTime.load());
+    return !m_broken && Clock::now().time_since_epoch() - last < kFrameTimeout;
 }
 
 StreamCounters UvcStream::counters() const
@@ -192,7 +191,7 @@ try {
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-cam");
     pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
     for (;;) {
-        const int ready = ::poll(waited, 2, static_cast<int>(kSilence.count()));
+        const int ready = ::poll(waited, 2, static_cast<int>(kFrameTimeout.count()));
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
@@ -202,10 +201,10 @@ try {
         if (m_stopping)
             return;
         if (ready == 0) {
-            tellSilence();
+            reportTimeout();
             continue;
         }
-        int error = takePicture();
+        int error = takeFrame();
         if (m_stopping)  // maybe from within: the device may be gone
             return;
         // Nothing is filled and something is wrong: it would be so for ever.
@@ -223,21 +222,21 @@ try {
     reportFailure("a stream of a USB camera");
 }
 
-int UvcStream::takePicture()
+int UvcStream::takeFrame()
 {
-    Picture picture;
-    if (const int error = m_capture->take(picture))
+    CapturedFrame captured;
+    if (const int error = m_capture->take(captured))
         return error;
-    countMissed(picture.sequence);
-    if (picture.conversion == Conversion::kNothing) {
+    countMissed(captured.sequence);
+    if (captured.conversion == Conversion::kUnusable) {
         if (!m_stopping)  // which ends a conversion
             countUnusable();
         return 0;
     }
-    m_lastPicture = Clock::now().time_since_epoch().count();
-    m_silenceTold = false;
-    if (picture.frame)
-        deliver(picture);
+    m_lastFrameTime = Clock::now().time_since_epoch().count();
+    m_timeoutReported = false;
+    if (captured.frame)
+        deliver(captured);
     else
         ++m_counters.held;
     return 0;
@@ -248,18 +247,19 @@ void UvcStream::countUnusable()
     if (m_counters.unusable++ != 0)
         return;
     const std::string &fault = m_converter->fault();
-    report(name() + ": a picture has nothing in it to show" +
-           (fault.empty() ? "" : " (" + fault + ")") +
-           ", it and others like it are dropped and counted");
+    kReporter.error(name() + ": a picture has nothing in it to show" +
+                    (fault.empty() ? "" : " (" + fault + ")") +
+                    ", it and others like it are dropped and counted");
 }
 
-void UvcStream::tellSilence()
+void UvcStream::reportTimeout()
 {
-    if (isAnswering() || m_silenceTold)
+    if (isResponsive() || m_timeoutReported)
         return;
-    m_silenceTold = true;
-    report(name() + " has sent no picture for " + std::to_string(kSilence.count() / 1000) +
-           " s: check its cable, or choose a smaller mode");
+    m_timeoutReported = true;
+    kReporter.error(name() + " has sent no picture for " +
+                    std::to_string(kFrameTimeout.count() / 1000) +
+                    " s: check its cable, or choose a smaller mode");
 }
 
 void UvcStream::countMissed(unsigned int sequence)
@@ -270,27 +270,27 @@ void UvcStream::countMissed(unsigned int sequence)
     m_lastSequence = sequence;
 }
 
-void UvcStream::deliver(Picture &picture)
+void UvcStream::deliver(CapturedFrame &captured)
 {
-    typedefNubrixFrame &record = picture.frame->frame();
-    describe(record, picture);
+    typedefNubrixFrame &record = captured.frame->frame();
+    describe(record, captured);
     if (record.flags != 0)
         ++m_counters.flagged;
     ++m_counters.delivered;
-    m_callback(picture.frame.get(), m_user);
+    m_callback(captured.frame.get(), m_user);
 }
 
-void UvcStream::describe(typedefNubrixFrame &record, const Picture &picture) const
+void UvcStream::describe(typedefNubrixFrame &record, const CapturedFrame &captured) const
 {
     record.pixelFormat = m_mode.pixelFormat;
     record.streamType = m_streamType;
-    record.frameIndex = picture.sequence;
-    record.timestampLow = static_cast<unsigned int>(picture.timestampUs);
-    record.timestampHigh = static_cast<unsigned int>(picture.timestampUs >> 32U);
+    record.frameIndex = captured.sequence;
+    record.timestampLow = static_cast<unsigned int>(captured.timestampUs);
+    record.timestampHigh = static_cast<unsigned int>(captured.timestampUs >> 32U);
     record.flags = 0;
-    if (picture.conversion == Conversion::kShort)
+    if (captured.conversion == Conversion::kShort)
         record.flags |= kFrameFlagShort;
-    if (picture.damaged || picture.conversion == Conversion::kDamaged)
+    if (captured.damaged || captured.conversion == Conversion::kDamaged)
         record.flags |= kFrameFlagDamaged;
     record.width = m_mode.width;
     record.height = m_mode.height;
@@ -310,17 +310,18 @@ void UvcStream::reportLosses() const noexcept
 try {
     const StreamCounters lost = counters();
     if (lost.held != 0)
-        report(name() + ": pictures dropped because the application held all frames: " +
-               std::to_string(lost.held));
+        kReporter.error(name() + ": pictures dropped because the application held all frames: " +
+                        std::to_string(lost.held));
     if (lost.unusable != 0)
-        report(name() + ": pictures dropped because there was nothing in them to show: " +
-               std::to_string(lost.unusable));
+        kReporter.error(name() + ": pictures dropped because there was nothing in them to show: " +
+                        std::to_string(lost.unusable));
     if (lost.missed != 0)
-        report(name() + ": pictures that the kernel dropped, incomplete or for want of a buffer: " +
-               std::to_string(lost.missed));
+        kReporter.error(name() +
+                        ": pictures that the kernel dropped, incomplete or for want of a buffer: " +
+                        std::to_string(lost.missed));
     if (lost.flagged != 0)
-        report(name() + ": frames that were short or damaged: " + std::to_string(lost.flagged) +
-               " of " + std::to_string(lost.delivered));
+        kReporter.error(name() + ": frames that were short or damaged: " +
+                        std::to_string(lost.flagged) + " of " + std::to_string(lost.delivered));
 } catch (...) {
     reportFailure("reporting the losses of a stream");
 }
@@ -330,4 +331,4 @@ std::string UvcStream::name() const
     return m_device.name() + " " + streamName(m_streamType);
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

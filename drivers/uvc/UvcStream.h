@@ -8,15 +8,14 @@
 #include <optional>
 #include <string>
 
+#include "common/CameraProperties.h"
 #include "common/DriverStream.h"
 #include "common/DriverThreads.h"
-#include "common/RunningCounters.h"
 #include "uvc/Capture.h"
-#include "uvc/EventFd.h"
-#include "uvc/PictureConverter.h"
-#include "uvc/UvcProperties.h"
+#include "uvc/FrameConverter.h"
+#include "uvc/NodeIo.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 class NodeIo;
 class UvcDevice;
@@ -27,7 +26,7 @@ struct SourceMode;
 class UvcStream final : public DriverStream, public std::enable_shared_from_this<UvcStream> {
 public:
     /// A camera that has sent nothing for so long does not answer.
-    static constexpr std::chrono::milliseconds kSilence{3000};
+    static constexpr std::chrono::milliseconds kFrameTimeout{3000};
 
     /// `threads` must outlive it. Throws std::system_error when there are no descriptors left.
     UvcStream(UvcDevice &device, unsigned int streamType, DriverThreads &threads);
@@ -44,8 +43,8 @@ public:
     int stop() override;
 
     /// Pictures come, or none are asked for.
-    bool isAnswering() const;
-    StreamCounters counters() const;
+    bool isResponsive() const override;
+    StreamCounters counters() const override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -58,12 +57,12 @@ private:
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
     void run(NodeIo &node) noexcept;
     void end();
-    int takePicture();
+    int takeFrame();
     void countUnusable();
-    void tellSilence();
+    void reportTimeout();
     void countMissed(unsigned int sequence);
-    void deliver(Picture &picture);
-    void describe(typedefNubrixFrame &record, const Picture &picture) const;
+    void deliver(CapturedFrame &captured);
+    void describe(typedefNubrixFrame &record, const CapturedFrame &captured) const;
     void endFor(int error);
     void reportLosses() const noexcept;
     std::string name() const;
@@ -74,14 +73,14 @@ private:
     DriverThreads::Handle m_thread;  // under m_threadLock
     typedefNubrixFrameMode m_mode = {};
     std::optional<unsigned int> m_lastSequence;  // of the thread
-    bool m_silenceTold = false;                  // of the thread
-    std::unique_ptr<PictureConverter> m_converter;
+    bool m_timeoutReported = false;              // of the thread
+    std::unique_ptr<FrameConverter> m_converter;
     std::unique_ptr<Capture> m_capture;
     EventFd m_end;
     std::atomic<bool> m_stopping{false};
     std::atomic<bool> m_broken{false};
-    std::atomic<Clock::rep> m_lastPicture{0};
+    std::atomic<Clock::rep> m_lastFrameTime{0};
     RunningCounters m_counters;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -62,8 +62,8 @@ try {
         camera.unplug();
         return;
     }
-    m_callback.tell(camera.uri(), camera.serial(), camera.location(),
-                    event.action == Action::kNotifyConnected);
+    m_callback.notify(camera.uri(), camera.serial(), camera.location(),
+                      event.action == Action::kNotifyConnected);
 } catch (...) {
     reportFailure("an event of a virtual camera");
 }

@@ -15,19 +15,16 @@
 #include "tests/drivers/FakePool.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "uvc/CameraModes.h"
-#include "uvc/DirectCapture.h"
-#include "uvc/MappedCapture.h"
-#include "uvc/NodeFormats.h"
-#include "uvc/NodeSetup.h"
+#include "uvc/Capture.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 constexpr std::uint32_t kCodes[] = {V4L2_PIX_FMT_Z16,   V4L2_PIX_FMT_RGB24, V4L2_PIX_FMT_YUYV,
                                     V4L2_PIX_FMT_UYVY,  V4L2_PIX_FMT_NV21,  V4L2_PIX_FMT_NV12,
                                     V4L2_PIX_FMT_MJPEG, V4L2_PIX_FMT_JPEG,  V4L2_PIX_FMT_GREY,
                                     V4L2_PIX_FMT_Y16,   V4L2_PIX_FMT_Y10};
-constexpr std::uint64_t kMostPixels = 1U << 14U;  // of modes that are streamed
+constexpr std::uint64_t kMaxPixels = 1U << 14U;  // of modes that are streamed
 constexpr std::size_t kLongestMapping = 1U << 16U;
 constexpr int kPictures = 4;
 
@@ -176,7 +173,7 @@ void check(const StreamModes &modes)
         require(modes.find(mode) == i, "a mode is there once");
         require(source.format->streamType == modes.streamType &&
                     source.format->pixelFormat == mode.pixelFormat &&
-                    isPossible(*source.format, mode.width, mode.height),
+                    isSizeAllowed(*source.format, mode.width, mode.height),
                 "a mode comes from a format that can be it");
         require((source.interval.numerator == 0) == (source.interval.denominator == 0) &&
                     (source.interval.numerator == 0 || rateOf(source.interval) == mode.frameRate),
@@ -191,12 +188,12 @@ void run(Capture &capture, std::size_t frameBytes)
     if (capture.begin() != 0)
         return;
     for (int i = 0; i < kPictures; ++i) {
-        Picture picture;
-        if (capture.take(picture) != 0)
+        CapturedFrame captured;
+        if (capture.take(captured) != 0)
             return;
-        require(!picture.frame || picture.frame->bufferSize() >= frameBytes,
+        require(!captured.frame || captured.frame->bufferSize() >= frameBytes,
                 "a frame has room for its picture");
-        require(picture.conversion != Conversion::kNothing || !picture.frame,
+        require(captured.conversion != Conversion::kUnusable || !captured.frame,
                 "of nothing there is no frame");
     }
 }
@@ -206,10 +203,10 @@ void stream(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &
     v4l2_pix_format format = {};
     v4l2_fract interval = source.interval;
     tryMode(node, mode, source, format);
-    if (std::uint64_t{mode.width} * mode.height > kMostPixels ||
+    if (std::uint64_t{mode.width} * mode.height > kMaxPixels ||
         setMode(node, mode, source, format, interval) != 0 || !isMode(format, mode, source))
         return;
-    PictureConverter converter(*source.format, mode.width, mode.height, format.bytesperline);
+    FrameConverter converter(*source.format, mode.width, mode.height, format.bytesperline);
     const auto bytes = static_cast<unsigned int>(converter.frameBytes());
     FakePool pool(bytes);
     if (converter.passesThrough()) {
@@ -225,11 +222,11 @@ void stream(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t sizeBytes)
 {
-    using namespace nubrix;
+    using namespace nubrix::uvc;
     Input input(data, sizeBytes);
     InputNode node(input);
     readCapabilities(node);

@@ -1,4 +1,4 @@
-#include "common/OpenDevices.h"
+#include "common/DriverParts.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "common/RecordList.h"
+#include "common/DriverParts.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "common/RunningCounters.h"
+#include "common/CameraProperties.h"
 
 #include <gtest/gtest.h>
 

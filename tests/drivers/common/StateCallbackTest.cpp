@@ -1,4 +1,4 @@
-#include "common/StateCallback.h"
+#include "common/DriverParts.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ TEST(StateCallbackTest, TellsCleanTexts)
             *static_cast<std::string *>(user) = std::string(uri) + serial + location;
         },
         &told);
-    callback.tell("u\x1b", "s\x9b", "l\xc2\x9b", true);
+    callback.notify("u\x1b", "s\x9b", "l\xc2\x9b", true);
     EXPECT_EQ(told, "u?s?l?");
 }
 
@@ -44,7 +44,7 @@ TEST(StateCallbackTest, IsChangedTogetherWithItsUser)
         }
     });
     for (int i = 0; i < 2000; ++i)
-        callback.tell("uri", "serial", "location", true);
+        callback.notify("uri", "serial", "location", true);
     changing.join();
 }
 

@@ -5,9 +5,8 @@
 #include <memory>
 
 #include "tests/drivers/uvc/FakeNode.h"
-#include "uvc/NodeFormats.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::ElementsAre;
@@ -241,4 +240,4 @@ TEST_F(CameraModesTest, ARefusalNamesTheFieldAndTheNearestMode)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

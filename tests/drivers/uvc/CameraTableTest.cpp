@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::ElementsAre;
@@ -271,4 +271,4 @@ TEST_F(CameraTableTest, FiftyCamerasThatComeAndGoAreEachToldOnce)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -8,9 +8,9 @@
 #include <cstring>
 
 #include "tests/drivers/FakePool.h"
-#include "uvc/SourceFormat.h"
+#include "uvc/FrameConverter.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
 
@@ -396,4 +396,4 @@ int FakeCamera::useExtension(void *argument)
     return 0;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -14,10 +14,10 @@
 #include <string>
 #include <vector>
 
-#include "uvc/EventFd.h"
+#include "common/DriverThreads.h"
 #include "uvc/NodeIo.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// What a node can do, and what becomes of it. Thread-safe.
 class FakeCamera {
@@ -152,4 +152,4 @@ private:
     FakeCamera &m_camera;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

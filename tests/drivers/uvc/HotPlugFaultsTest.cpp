@@ -7,7 +7,7 @@
 #include "tests/drivers/uvc/LineWatch.h"
 #include "tests/drivers/uvc/UvcDriverFixture.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::ElementsAre;
@@ -126,4 +126,4 @@ TEST_F(HotPlugFaultsTest, ANodeWhoseUsbDeviceCannotBeReadYetIsNoOtherNode)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -13,7 +13,7 @@
 #include "tests/TemporaryFolder.h"
 #include "tests/drivers/FakePool.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// From its construction to its destruction stderr goes into a file.
 class LineWatch {
@@ -60,4 +60,4 @@ private:
     const int m_stderr = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -15,7 +15,7 @@ extern "C" void __sanitizer_symbolize_pc(void *pc, const char *format, char *tex
                                          std::size_t size);
 #endif
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 #ifdef __SANITIZE_THREAD__
@@ -104,44 +104,44 @@ void MockedUdev::setAge(const std::string &busPath, unsigned int number,
     s_ages["/sys" + nodePath(busPath, number)] = age;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc
 
 extern "C" {
 
 int udev_queue_get_udev_is_active(udev_queue * /*queue*/)
 {
-    const std::lock_guard<std::mutex> lock(nubrix::s_lock);
-    return nubrix::s_running ? 1 : 0;
+    const std::lock_guard<std::mutex> lock(nubrix::uvc::s_lock);
+    return nubrix::uvc::s_running ? 1 : 0;
 }
 
 int udev_device_get_is_initialized(udev_device *device)
 {
-    return nubrix::ageOf(device) ? 1 : 0;
+    return nubrix::uvc::ageOf(device) ? 1 : 0;
 }
 
 unsigned long long int udev_device_get_usec_since_initialized(udev_device *device)
 {
     const std::chrono::microseconds age =
-        nubrix::ageOf(device).value_or(std::chrono::milliseconds(0));
+        nubrix::uvc::ageOf(device).value_or(std::chrono::milliseconds(0));
     return static_cast<unsigned long long int>(age.count());
 }
 
 udev_device *udev_monitor_receive_device(udev_monitor *monitor)
 {
-    static const auto next = nubrix::nextOf(&udev_monitor_receive_device, __func__);
+    static const auto next = nubrix::uvc::nextOf(&udev_monitor_receive_device, __func__);
     udev_device *device = next(monitor);
-    if (device == nullptr || !nubrix::takeOne(nubrix::s_eventsToLose))
+    if (device == nullptr || !nubrix::uvc::takeOne(nubrix::uvc::s_eventsToLose))
         return device;
     udev_device_unref(device);
-    errno = nubrix::s_errorOfEvents;
+    errno = nubrix::uvc::s_errorOfEvents;
     return nullptr;
 }
 
 int udev_enumerate_scan_devices(udev_enumerate *search)
 {
-    static const auto next = nubrix::nextOf(&udev_enumerate_scan_devices, __func__);
-    const bool fails =
-        !nubrix::takeOne(nubrix::s_scansToPass) && nubrix::takeOne(nubrix::s_scansToFail);
+    static const auto next = nubrix::uvc::nextOf(&udev_enumerate_scan_devices, __func__);
+    const bool fails = !nubrix::uvc::takeOne(nubrix::uvc::s_scansToPass) &&
+                       nubrix::uvc::takeOne(nubrix::uvc::s_scansToFail);
     return fails ? -EMFILE : next(search);
 }
 
@@ -151,7 +151,7 @@ int udev_enumerate_scan_devices(udev_enumerate *search)
 __attribute__((visibility("default"))) int fstatfs64(int descriptor,
                                                      struct statfs64 *status) noexcept
 {
-    static const auto next = nubrix::nextOf(&fstatfs64, __func__);
+    static const auto next = nubrix::uvc::nextOf(&fstatfs64, __func__);
     static std::mutex one;
     const std::lock_guard<std::mutex> lock(one);
     return next(descriptor, status);

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// Everything below needs libumockdev-preload.so to be loaded with the program.
 class MockedUdev {
@@ -113,4 +113,4 @@ private:
     UMockdevTestbed *m_testbed = nullptr;
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -9,7 +9,7 @@
 #include "tests/drivers/uvc/FakeNode.h"
 #include "tests/drivers/uvc/MockedUdev.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::ElementsAre;
@@ -21,11 +21,11 @@ protected:
 
     std::vector<NodeInfo> scan()
     {
-        const Scan found = look();
+        const Scan found = rescan();
         EXPECT_TRUE(found.complete);
         return found.nodes;
     }
-    Scan look()
+    Scan rescan()
     {
         return NodeScanner(*m_udev,
                            [this](const std::string &path, std::unique_ptr<NodeIo> &node) {
@@ -206,7 +206,7 @@ TEST_F(NodeScannerTest, WithoutDescriptorsTheScanIsIncomplete)
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none = {3, before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    const Scan found = look();
+    const Scan found = rescan();
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_FALSE(found.complete);
     const auto nodes = scan();
@@ -217,7 +217,7 @@ TEST_F(NodeScannerTest, WithoutDescriptorsTheScanIsIncomplete)
 TEST_F(NodeScannerTest, ANodeBelowAHubWhoseUsbDeviceIsNotReadableMakesTheScanIncomplete)
 {
     system.addNode("1-2", 0);
-    const Scan found = look();
+    const Scan found = rescan();
     EXPECT_FALSE(found.complete);
     EXPECT_THAT(found.nodes, IsEmpty());
 }
@@ -231,4 +231,4 @@ TEST(AttributeTextTest, IsCleanAndWithoutBlanksAtItsEnds)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

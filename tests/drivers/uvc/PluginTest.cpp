@@ -8,7 +8,7 @@
 #include "nubrix/driver.h"
 #include "tests/Paths.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::AllOf;
@@ -89,4 +89,4 @@ TEST_F(UvcPluginTest, OnRequestItSpeaksInBothPlaces)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -9,11 +9,10 @@
 
 #include "tests/drivers/uvc/LineWatch.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
-#include "uvc/CallDeadline.h"
 #include "uvc/NodeWorker.h"
 #include "uvc/UvcStream.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 constexpr unsigned int kBrightness = V4L2_CID_BRIGHTNESS;
@@ -261,4 +260,4 @@ TEST(CallDeadlineTest, OfNestedOnesTheOutermostCountsAndWaitsForTheApplicationDo
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

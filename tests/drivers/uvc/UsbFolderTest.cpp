@@ -1,8 +1,8 @@
-#include "uvc/UsbFolder.h"
+#include "uvc/NodeScanner.h"
 
 #include "tests/drivers/uvc/MockedUdev.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::IsEmpty;
@@ -49,4 +49,4 @@ TEST_F(UsbFolderTest, OfADeviceThatIsGoneIsEmpty)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

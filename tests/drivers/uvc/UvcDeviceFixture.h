@@ -10,10 +10,10 @@
 
 #include "tests/drivers/TestStream.h"
 #include "tests/drivers/uvc/FakeNode.h"
-#include "uvc/CallDeadline.h"
+#include "uvc/NodeWorker.h"
 #include "uvc/UvcDevice.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 /// The usual cameras of the tests, with small pictures.
 inline FakeCamera::Format formatOf(std::uint32_t code)
@@ -102,4 +102,4 @@ inline bool awaitCount(UvcDevice &device, unsigned int streamType, unsigned int 
     return false;
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -7,7 +7,7 @@
 
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::AllOf;
@@ -273,4 +273,4 @@ TEST_F(ExtensionUnitTest, RefusesWhatCannotBe)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -17,10 +17,10 @@
 #include "tests/drivers/FakePool.h"
 #include "tests/drivers/uvc/FakeNode.h"
 #include "tests/drivers/uvc/MockedUdev.h"
-#include "uvc/CallDeadline.h"
+#include "uvc/NodeWorker.h"
 #include "uvc/UvcDriver.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 class UvcDriverTest : public testing::Test {
 protected:
@@ -143,4 +143,4 @@ private:
     std::vector<Told> m_all;  // under m_lock
 };
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc

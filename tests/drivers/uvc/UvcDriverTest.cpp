@@ -13,7 +13,7 @@
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 #include "tests/drivers/uvc/UvcDriverFixture.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::AllOf;
@@ -355,4 +355,4 @@ TEST_F(UvcDriverTest, ADescriptorThatIsNoVideoNodeIsRefusedAndStaysOpen)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -7,7 +7,7 @@
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 #include "uvc/UvcStream.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::AllOf;
@@ -72,7 +72,7 @@ TEST_F(UvcStreamFaultsTest, ACameraThatFallsSilentDoesNotAnswerUntilItSendsAgain
     while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < begin + kDeadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_GE(std::chrono::steady_clock::now() - begin,
-              UvcStream::kSilence - std::chrono::milliseconds(500));
+              UvcStream::kFrameTimeout - std::chrono::milliseconds(500));
     EXPECT_EQ(device.keepLiveState(), 0);
     EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
     EXPECT_TRUE(lines.await("usb:1-2 depth has sent no picture for 3 s: check its cable"));
@@ -201,4 +201,4 @@ TEST_F(UvcStreamFaultsTest, ACameraThatHasChangedItsModesIsToBeOpenedAgain)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -5,11 +5,11 @@
 #include <cstring>
 #include <future>
 
-#include "common/FrameFlags.h"
+#include "common/DriverStream.h"
 #include "tests/drivers/common/JpegPictures.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::AllOf;
@@ -384,4 +384,4 @@ TEST_F(UvcStreamTest, ClosingTheDeviceEndsItsStreams)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -6,7 +6,7 @@
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 #include "uvc/UvcStream.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 class UvcStreamWithinTest : public UvcDeviceTest {
@@ -136,4 +136,4 @@ TEST_F(UvcStreamWithinTest, ClosingAllStreamsEndsTheOwnOneToo)
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

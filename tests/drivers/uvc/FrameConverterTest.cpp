@@ -1,4 +1,4 @@
-#include "uvc/PictureConverter.h"
+#include "uvc/FrameConverter.h"
 
 #include <gmock/gmock.h>
 #include <linux/videodev2.h>
@@ -9,7 +9,7 @@
 // jpeglib.h needs FILE.
 #include <jpeglib.h>
 
-namespace nubrix {
+namespace nubrix::uvc {
 namespace {
 
 using testing::Each;
@@ -63,11 +63,11 @@ protected:
     {
         const SourceFormat &format = *findSourceFormat(GetParam());
         const std::size_t rowBytes = kWidth * format.rowBytes + gap;
-        PictureConverter converter(format, kWidth, kHeight, rowBytes);
+        FrameConverter converter(format, kWidth, kHeight, rowBytes);
         const auto source = picture(GetParam(), yuv, gap);
         std::vector<std::uint8_t> frame(converter.frameBytes(), 0x11);
         EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()),
-                  Conversion::kWhole);
+                  Conversion::kComplete);
         return frame;
     }
     /// The one colour that every pixel of a frame has.
@@ -106,31 +106,31 @@ INSTANTIATE_TEST_SUITE_P(Formats, ColorFormatTest,
                          testing::Values(V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_UYVY, V4L2_PIX_FMT_NV12,
                                          V4L2_PIX_FMT_NV21));
 
-TEST(PictureConverterTest, PlanesWithoutTheirColoursAreNotShown)
+TEST(FrameConverterTest, PlanesWithoutTheirColoursAreNotShown)
 {
     const auto source = picture(V4L2_PIX_FMT_NV12, kGrey);
-    PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_NV12), kWidth, kHeight, kWidth);
+    FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_NV12), kWidth, kHeight, kWidth);
     std::vector<std::uint8_t> frame(converter.frameBytes());
     EXPECT_EQ(converter.convert(source.data(), source.size() - 1, frame.data()),
-              Conversion::kNothing);
+              Conversion::kUnusable);
 }
 
-TEST(PictureConverterTest, OnlyFormatsWithoutGapsPassThrough)
+TEST(FrameConverterTest, OnlyFormatsWithoutGapsPassThrough)
 {
     const SourceFormat &grey = *findSourceFormat(V4L2_PIX_FMT_GREY);
-    EXPECT_TRUE(PictureConverter(grey, 64, 48, 64).passesThrough());
-    EXPECT_FALSE(PictureConverter(grey, 64, 48, 72).passesThrough());
-    EXPECT_FALSE(
-        PictureConverter(*findSourceFormat(V4L2_PIX_FMT_Z16), 64, 48, 128).passesThrough());
+    EXPECT_TRUE(FrameConverter(grey, 64, 48, 64).passesThrough());
+    EXPECT_FALSE(FrameConverter(grey, 64, 48, 72).passesThrough());
+    EXPECT_FALSE(FrameConverter(*findSourceFormat(V4L2_PIX_FMT_Z16), 64, 48, 128).passesThrough());
 }
 
-TEST(PictureConverterTest, ARowLengthThatCannotBeIsNotBelieved)
+TEST(FrameConverterTest, ARowLengthThatCannotBeIsNotBelieved)
 {
     for (const std::size_t rowBytes : {std::size_t{1}, std::size_t{0xffffffffU}}) {
-        PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, rowBytes);
+        FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, rowBytes);
         const std::vector<std::uint8_t> source(std::size_t{64} * 48, 7);
         std::vector<std::uint8_t> frame(converter.frameBytes());
-        EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()), Conversion::kWhole)
+        EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()),
+                  Conversion::kComplete)
             << rowBytes;
         EXPECT_EQ(frame, source);
     }
@@ -187,7 +187,7 @@ class JpegTest : public testing::Test {
 protected:
     Conversion convert(const std::vector<std::uint8_t> &jpeg)
     {
-        PictureConverter converter(*findSourceFormat(V4L2_PIX_FMT_MJPEG), kWidth, kHeight, 0);
+        FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_MJPEG), kWidth, kHeight, 0);
         m_frame.assign(converter.frameBytes(), 0x11);
         return converter.convert(jpeg.data(), jpeg.size(), m_frame.data());
     }
@@ -206,7 +206,7 @@ private:
 
 TEST_F(JpegTest, APictureIsDecoded)
 {
-    EXPECT_EQ(convert(jpegOf({200, 40, 30})), Conversion::kWhole);
+    EXPECT_EQ(convert(jpegOf({200, 40, 30})), Conversion::kComplete);
     expectRed();
 }
 
@@ -215,7 +215,7 @@ TEST_F(JpegTest, APictureWithoutTablesIsDecoded)
     const auto jpeg = jpegOf({200, 40, 30});
     const auto left = withoutTables(jpeg);
     ASSERT_LT(left.size(), jpeg.size());
-    EXPECT_EQ(convert(left), Conversion::kWhole);
+    EXPECT_EQ(convert(left), Conversion::kComplete);
     expectRed();
 }
 
@@ -223,7 +223,7 @@ TEST_F(JpegTest, BytesAfterThePictureAreIgnored)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.insert(jpeg.end(), 500, 0);
-    EXPECT_EQ(convert(jpeg), Conversion::kWhole);
+    EXPECT_EQ(convert(jpeg), Conversion::kComplete);
     expectRed();
 }
 
@@ -231,7 +231,7 @@ TEST_F(JpegTest, BytesThatFillUpBeforeTheEndAreIgnored)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.insert(jpeg.end() - 2, 32, 0);
-    EXPECT_EQ(convert(jpeg), Conversion::kWhole);
+    EXPECT_EQ(convert(jpeg), Conversion::kComplete);
     expectRed();
 }
 
@@ -244,7 +244,7 @@ TEST_F(JpegTest, ACutPictureIsDamaged)
 
 TEST_F(JpegTest, APictureOfAnotherSizeIsNotShown)
 {
-    EXPECT_EQ(convert(jpegOf({200, 40, 30}, 2 * kWidth)), Conversion::kNothing);
+    EXPECT_EQ(convert(jpegOf({200, 40, 30}, 2 * kWidth)), Conversion::kUnusable);
 }
 
 TEST_F(JpegTest, EveryCutIsSurvived)
@@ -252,9 +252,9 @@ TEST_F(JpegTest, EveryCutIsSurvived)
     const auto jpeg = jpegOf({200, 40, 30});
     for (std::size_t size = 0; size < jpeg.size() - 2; ++size)
         EXPECT_NE(convert({jpeg.begin(), jpeg.begin() + static_cast<std::ptrdiff_t>(size)}),
-                  Conversion::kWhole)
+                  Conversion::kComplete)
             << size << " bytes of " << jpeg.size();
 }
 
 }  // namespace
-}  // namespace nubrix
+}  // namespace nubrix::uvc

@@ -1,16 +1,33 @@
-#include "uvc/PictureConverter.h"
+#include "uvc/FrameConverter.h"
 
 #include <linux/videodev2.h>
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "common/JpegDecoder.h"
 #include "common/ModeTable.h"
 #include "nubrix/image.h"
+#include "nubrix/types.h"
 
-namespace nubrix {
+namespace nubrix::uvc {
 
 namespace {
+
+// Of one stream the cheaper ones first.
+constexpr SourceFormat kFormats[] = {
+    {V4L2_PIX_FMT_Z16, NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_14_2, false, 2},
+    {V4L2_PIX_FMT_RGB24, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, true, 3},
+    {V4L2_PIX_FMT_YUYV, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, false, 2},
+    {V4L2_PIX_FMT_UYVY, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, false, 2},
+    {V4L2_PIX_FMT_NV21, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, false, 1},
+    {V4L2_PIX_FMT_NV12, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, false, 1},
+    {V4L2_PIX_FMT_MJPEG, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, false, 0},
+    {V4L2_PIX_FMT_JPEG, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, false, 0},
+    {V4L2_PIX_FMT_GREY, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY8, true, 1},
+    {V4L2_PIX_FMT_Y16, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, true, 2},
+    {V4L2_PIX_FMT_Y10, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, true, 2},
+};
 
 constexpr std::chrono::milliseconds kLongestDecoding{3000};  // then the camera is unresponsive
 constexpr unsigned int kLargestDepthMm = 0xffff >> 2;        // with two bits after the point
@@ -27,72 +44,108 @@ void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *
 }
 
 /// Gaps between rows are small.
-std::size_t believedRowBytes(std::size_t said, std::size_t least)
+std::size_t checkedRowBytes(std::size_t said, std::size_t least)
 {
     return said < least || said > 8 * least ? least : said;
 }
 
 }  // namespace
 
-PictureConverter::PictureConverter(const SourceFormat &format, unsigned int width,
-                                   unsigned int height, std::size_t rowBytes,
-                                   const std::atomic<bool> *stop)
+const SourceFormat *findSourceFormat(std::uint32_t code)
+{
+    const auto *found =
+        std::find_if(std::begin(kFormats), std::end(kFormats),
+                     [&](const SourceFormat &format) { return format.code == code; });
+    return found == std::end(kFormats) ? nullptr : found;
+}
+
+int rankOf(const SourceFormat &format)
+{
+    return static_cast<int>(findSourceFormat(format.code) - std::begin(kFormats));
+}
+
+bool hasPlanes(const SourceFormat &format)
+{
+    return format.code == V4L2_PIX_FMT_NV12 || format.code == V4L2_PIX_FMT_NV21;
+}
+
+bool isCompressed(const SourceFormat &format)
+{
+    return format.rowBytes == 0;
+}
+
+bool isSizeAllowed(const SourceFormat &format, unsigned int width, unsigned int height)
+{
+    const bool inPairs =
+        hasPlanes(format) || format.code == V4L2_PIX_FMT_YUYV || format.code == V4L2_PIX_FMT_UYVY;
+    return !(inPairs && width % 2 != 0) && !(hasPlanes(format) && height % 2 != 0);
+}
+
+std::size_t sourceBytes(const SourceFormat &format, std::size_t rowBytes, std::size_t height)
+{
+    if (hasPlanes(format))
+        return rowBytes * height + rowBytes * (height / 2);
+    return rowBytes * height;
+}
+
+FrameConverter::FrameConverter(const SourceFormat &format, unsigned int width, unsigned int height,
+                               std::size_t rowBytes, const std::atomic<bool> *stop)
     : m_format(format),
       m_width(width),
       m_height(height),
-      m_rowBytes(believedRowBytes(rowBytes, std::size_t{width} * format.rowBytes)),
+      m_rowBytes(checkedRowBytes(rowBytes, std::size_t{width} * format.rowBytes)),
       m_expected(isCompressed(format) ? 0 : sourceBytes(format, m_rowBytes, height)),
       m_frameBytes(std::size_t{width} * height * pixelBytes(format.pixelFormat)),
       m_stop(stop)
 {
 }
 
-bool PictureConverter::passesThrough() const
+bool FrameConverter::passesThrough() const
 {
     return m_format.passesThrough && m_rowBytes == std::size_t{m_width} * m_format.rowBytes;
 }
 
-Conversion PictureConverter::convert(const std::uint8_t *source, std::size_t bytes,
-                                     std::uint8_t *frame)
+Conversion FrameConverter::convert(const std::uint8_t *source, std::size_t bytes,
+                                   std::uint8_t *frame)
 {
     m_fault.clear();
     if (bytes == 0)
-        return Conversion::kNothing;
+        return Conversion::kUnusable;
     if (isCompressed(m_format))
         return decodeJpeg(source, bytes, frame);
     const bool whole = bytes >= m_expected;
     if (hasPlanes(m_format)) {
         // Without its colours, which come last, there is no row to show.
         if (!whole)
-            return Conversion::kNothing;
+            return Conversion::kUnusable;
         convertPlanes(source, frame);
-        return Conversion::kWhole;
+        return Conversion::kComplete;
     }
     const std::size_t rows = whole ? m_height : bytes / m_rowBytes;
     convertRows(source, rows, frame);
     const std::size_t written = m_frameBytes / m_height * rows;
     std::memset(frame + written, 0, m_frameBytes - written);
-    return whole ? Conversion::kWhole : Conversion::kShort;
+    return whole ? Conversion::kComplete : Conversion::kShort;
 }
 
-Conversion PictureConverter::decodeJpeg(const std::uint8_t *source, std::size_t bytes,
-                                        std::uint8_t *frame)
+Conversion FrameConverter::decodeJpeg(const std::uint8_t *source, std::size_t bytes,
+                                      std::uint8_t *frame)
 {
     JpegDecoder decoder(JpegDecoder::Damage::kTolerated, {kLongestDecoding, m_stop});
     bool done = decoder.readHeader(source, bytes);
     if (done && (decoder.width() != m_width || decoder.height() != m_height)) {
         m_fault = "it has " + std::to_string(decoder.width()) + "x" +
                   std::to_string(decoder.height()) + " pixels";
-        return Conversion::kNothing;
+        return Conversion::kUnusable;
     }
     done = done && decoder.decode(frame);
     m_fault = decoder.error();
     if (!done)
-        return Conversion::kNothing;
-    return decoder.isDamaged() ? Conversion::kDamaged : Conversion::kWhole;
+        return Conversion::kUnusable;
+    return decoder.isDamaged() ? Conversion::kDamaged : Conversion::kComplete;
 }
 
-const std::uint8_t *PictureConverter::packed(const std::uint8_t *source, std::size_t rows)
+const std::uint8_t *FrameConverter::packed(const std::uint8_t *source, std::size_t rows)
 {
     const std::size_t tight = std::size_t{m_width} * m_format.rowBytes;
     if (tight == m_rowBytes)
@@ -103,8 +156,7 @@ const std::uint8_t *PictureConverter::packed(const std::uint8_t *source, std::si
     return m_scratch.data();
 }
 
-void PictureConverter::convertRows(const std::uint8_t *source, std::size_t rows,
-                                   std::uint8_t *frame)
+void FrameConverter::convertRows(const std::uint8_t *source, std::size_t rows, std::uint8_t *frame)
 {
     if (rows == 0)
         return;
@@ -130,7 +182,7 @@ void PictureConverter::convertRows(const std::uint8_t *source, std::size_t rows,
     }
 }
 
-void PictureConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *frame)
+void FrameConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *frame)
 {
     const std::size_t rows = m_height + m_height / 2;
     // The conversion only reads it, whatever it declares.
@@ -139,7 +191,7 @@ void PictureConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *f
     YUVNV21ToRGB888(frame, planes, static_cast<int>(m_width), static_cast<int>(m_height));
 }
 
-const std::uint8_t *PictureConverter::swapped(const std::uint8_t *source, std::size_t rows)
+const std::uint8_t *FrameConverter::swapped(const std::uint8_t *source, std::size_t rows)
 {
     m_scratch.resize(m_width * rows);
     for (std::size_t y = 0; y < rows; ++y) {
@@ -157,4 +209,4 @@ const std::uint8_t *PictureConverter::swapped(const std::uint8_t *source, std::s
     return m_scratch.data();
 }
 
-}  // namespace nubrix
+}  // namespace nubrix::uvc
