@@ -20,6 +20,7 @@ extern const char *const kReadPly;
 extern const char *const kReadPoints;
 extern const char *const kRudeDriver;
 extern const char *const kTestPlugins;
+extern const char *const kReportingPlugin;
 extern const char *const kUvcPlugin;
 extern const char *const kVirtualLibrary;  // as the virtual camera's folder has it
 extern const char *const kVirtualPlugin;

@@ -29,9 +29,9 @@ constexpr unsigned int kPropertyCounters = 0x5a00;
 struct StreamCounters {
     unsigned int delivered;  ///< frames
     unsigned int flagged;    ///< of them, short or damaged ones
-    unsigned int held;       ///< pictures dropped because the application held all frames
-    unsigned int unusable;   ///< pictures dropped because there was nothing in them to show
-    unsigned int missed;     ///< pictures that never came to the driver
+    unsigned int held;       ///< frames dropped because the application held all frames of the pool
+    unsigned int unusable;   ///< frames dropped because their contents could not be used
+    unsigned int missed;     ///< frames that were lost before they reached the driver
 };
 
 static_assert(sizeof(CameraIntrinsics) == 16, "intrinsics record");

@@ -16,11 +16,11 @@
 
 namespace nubrix {
 
-/// Owns them. Thread-safe.
+/// The devices that a driver has opened, which it owns. Thread-safe.
 template <class Device>
 class OpenDevices {
 public:
-    /// Keeps a device until it is closed, and hands it out.
+    /// Keeps a device until it is closed, and returns it in `device`.
     int keep(std::unique_ptr<Device> opened, NubrixBaseDevice **device)
     {
         const std::lock_guard<std::mutex> lock(m_lock);
@@ -34,7 +34,7 @@ public:
     {
         if (device == nullptr || *device == nullptr)
             return kBadArgument;
-        std::unique_ptr<Device> gone;  // waits for its streams without the lock
+        std::unique_ptr<Device> removed;  // destroyed without the lock, as it waits for its streams
         {
             const std::lock_guard<std::mutex> lock(m_lock);
             const auto found =
@@ -42,7 +42,7 @@ public:
                              [&](const auto &open) { return open.get() == *device; });
             if (found == m_devices.end())
                 return kBadArgument;
-            gone = std::move(*found);
+            removed = std::move(*found);
             m_devices.erase(found);
         }
         *device = nullptr;
@@ -51,9 +51,9 @@ public:
     /// Destroys all.
     void clear()
     {
-        std::vector<std::unique_ptr<Device>> gone;  // waits for their streams without the lock
+        std::vector<std::unique_ptr<Device>> removed;  // destroyed after the lock is released
         const std::lock_guard<std::mutex> lock(m_lock);
-        gone.swap(m_devices);
+        removed.swap(m_devices);
     }
 
 private:
@@ -61,12 +61,12 @@ private:
     std::vector<std::unique_ptr<Device>> m_devices;  // under m_lock
 };
 
-/// Fills as many records as there is space for, one for each of the entries that `look` returns, by
+/// Fills as many records as there is space for, one for each of the entries that `list` returns, by
 /// `describe(entry, record)`. `count` holds the capacity on entry and returns the number of filled
 /// records, 0 whenever it fails: -4 when it or the records are null, -1 when one of the two throws.
 /// Thread-safe.
-template <class Look, class Describe, class Record>
-int listRecords(Look look, Describe describe, Record *records, unsigned int *count)
+template <class List, class Describe, class Record>
+int listRecords(List list, Describe describe, Record *records, unsigned int *count)
 {
     if (count == nullptr)
         return kBadArgument;
@@ -75,7 +75,7 @@ int listRecords(Look look, Describe describe, Record *records, unsigned int *cou
         return kBadArgument;
     try {
         unsigned int filled = 0;
-        for (const auto &entry : look()) {
+        for (const auto &entry : list()) {
             if (filled == capacity)
                 break;
             describe(entry, records[filled++]);
@@ -87,11 +87,11 @@ int listRecords(Look look, Describe describe, Record *records, unsigned int *cou
     }
 }
 
-/// Thread-safe.
+/// The callback that is notified when a camera is attached or detached. Thread-safe.
 class StateCallback {
 public:
-    /// Null for nobody. Does not wait: the one before may still be called, or be running, on
-    /// another thread, so what it uses must live until the driver is destroyed.
+    /// Sets the callback, null for none. Does not wait: another thread may still call the previous
+    /// callback, or be in it, so what it uses must live until the driver is destroyed.
     void set(DriverStateCallback callback, void *user)
     {
         const std::lock_guard<std::mutex> lock(m_lock);

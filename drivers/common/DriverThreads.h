@@ -16,15 +16,15 @@
 
 namespace nubrix {
 
-/// Owns threads from their start on. A callback may end the work of the very thread that calls it,
-/// and what that work is for; it cannot join the thread, so the thread stays here until somebody
-/// else joins it, at the latest when this goes. Thread-safe.
+/// Owns threads from their start on. A callback may end the work of the thread that calls it, and
+/// destroy what that work is for; it cannot join its own thread, so the thread stays here until
+/// another thread joins it, at the latest in the destructor. Thread-safe.
 class DriverThreads {
     struct Member {
         explicit Member(const void *worksFor) : group(worksFor) {}
 
         const void *const group;
-        std::thread thread;    // under m_lock until somebody joins it
+        std::thread thread;    // under m_lock until it is joined
         bool joining = false;  // under m_lock
         std::atomic<std::thread::id> runner{};
         std::atomic<bool> done{false};
@@ -39,9 +39,9 @@ public:
     DriverThreads &operator=(const DriverThreads &) = delete;
     ~DriverThreads() { joinAll(); }
 
-    /// Starts a thread. `work` lets nothing out and owns what it uses, for others may be gone
-    /// before it ends. `group` is what it works for. Throws std::system_error when there is no
-    /// thread to be had, std::bad_alloc.
+    /// Starts a thread. `work` throws nothing and owns what it uses, because other objects may be
+    /// destroyed before it ends. `group` identifies what it works for. Throws std::system_error
+    /// when the system has no thread left, std::bad_alloc.
     template <class Work>
     Handle run(Work work, const void *group = nullptr)
     {
@@ -53,7 +53,7 @@ public:
             member->thread = std::thread([member, work = std::move(work)]() mutable {
                 member->runner = std::this_thread::get_id();
                 work();
-                member->runner = std::thread::id();  // another thread may get the same one
+                member->runner = std::thread::id();  // another thread may get the same id
                 member->done = true;
             });
         } catch (...) {
@@ -63,7 +63,7 @@ public:
         return member;
     }
 
-    /// The caller is this thread.
+    /// Whether the caller is this thread.
     static bool isCaller(const Handle &thread)
     {
         return thread && thread->runner == std::this_thread::get_id();
@@ -74,17 +74,17 @@ public:
     {
         joinIf([&](const Handle &each) { return each == thread && !isCaller(each); });
     }
-    /// Waits for the threads of a group, but not for the caller.
+    /// Waits for the threads of a group, except for the caller.
     void joinGroup(const void *group)
     {
         joinIf([group](const Handle &each) { return each->group == group && !isCaller(each); });
     }
-    /// Frees the threads whose work is over.
+    /// Joins the threads whose work has ended.
     void joinDone()
     {
         joinIf([](const Handle &each) { return each->done.load(); });
     }
-    /// Waits for all. Not on one of them.
+    /// Waits for all threads. Must not be called on one of them.
     void joinAll()
     {
         joinIf([](const Handle &) { return true; });
@@ -92,14 +92,14 @@ public:
 
 private:
     template <class Condition>
-    void joinIf(Condition isMeant)
+    void joinIf(Condition matches)
     {
         std::unique_lock<std::mutex> lock(m_lock);
         for (;;) {
-            const auto meant = std::find_if(m_members.begin(), m_members.end(), isMeant);
-            if (meant == m_members.end())
+            const auto found = std::find_if(m_members.begin(), m_members.end(), matches);
+            if (found == m_members.end())
                 return;
-            const Handle member = *meant;
+            const Handle member = *found;
             if (std::exchange(member->joining, true)) {  // another thread joins it
                 m_joined.wait(lock);
                 continue;

@@ -17,8 +17,8 @@ std::chrono::nanoseconds threadTime()
 
 }  // namespace
 
-// The library reports errors by longjmp, which runs no destructors: between setjmp and longjmp
-// nothing may need one, and nothing local may change.
+// The library reports errors by longjmp, which runs no destructors: no object that needs one, and
+// no local variable that changes, may live between setjmp and longjmp.
 
 JpegDecoder::JpegDecoder(Damage damage, const Limits &limits)
     : m_damage(damage), m_limits(limits), m_end(threadTime() + limits.time)
@@ -33,7 +33,7 @@ JpegDecoder::JpegDecoder(Damage damage, const Limits &limits)
 
 bool JpegDecoder::readHeader(const std::uint8_t *jpeg, std::size_t bytes)
 {
-    if (setjmp(m_exit) != 0)  // NOLINT(cert-err52-cpp): the library knows no other way
+    if (setjmp(m_exit) != 0)  // NOLINT(cert-err52-cpp): the library offers no other way
         return false;
     jpeg_create_decompress(&m_jpeg);
     jpeg_mem_src(&m_jpeg, jpeg, static_cast<unsigned long>(bytes));
@@ -42,7 +42,7 @@ bool JpegDecoder::readHeader(const std::uint8_t *jpeg, std::size_t bytes)
 
 bool JpegDecoder::readHeader(std::FILE *file)
 {
-    if (setjmp(m_exit) != 0)  // NOLINT(cert-err52-cpp): the library knows no other way
+    if (setjmp(m_exit) != 0)  // NOLINT(cert-err52-cpp): the library offers no other way
         return false;
     jpeg_create_decompress(&m_jpeg);
     jpeg_stdio_src(&m_jpeg, file);
@@ -51,14 +51,14 @@ bool JpegDecoder::readHeader(std::FILE *file)
 
 bool JpegDecoder::readHeader()
 {
-    m_jpeg.progress = &m_progress;  // creating has cleared it
+    m_jpeg.progress = &m_progress;  // jpeg_create_decompress has cleared it
     jpeg_read_header(&m_jpeg, TRUE);
     return true;
 }
 
 bool JpegDecoder::decode(std::uint8_t *rgb)
 {
-    if (setjmp(m_exit) != 0)  // NOLINT(cert-err52-cpp): the library knows no other way
+    if (setjmp(m_exit) != 0)  // NOLINT(cert-err52-cpp): the library offers no other way
         return false;
     return decodeRows(rgb);
 }

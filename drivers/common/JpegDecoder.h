@@ -1,4 +1,4 @@
-// Decodes JPEGs that nobody vouches for: those of cameras and of files.
+// Decodes untrusted JPEGs: those of cameras and of files.
 #pragma once
 
 #include <atomic>
@@ -9,27 +9,27 @@
 #include <cstdio>
 #include <string>
 
-// It needs FILE and size_t to be there.
+// This header needs FILE and size_t to be declared.
 #include <jpeglib.h>
 
 namespace nubrix {
 
-/// Decodes one JPEG. A small file may describe an image that takes hours: see Limits. Not
-/// thread-safe, but for the flag.
+/// Decodes one JPEG. A small file may describe an image that takes hours: see Limits. Not thread-
+/// safe, except for the flag.
 class JpegDecoder {
 public:
     struct Limits {
-        /// Processor time of the thread that decodes, so that a busy system refuses nothing.
+        /// Processor time of the decoding thread, so that a busy system refuses nothing.
         std::chrono::milliseconds time{1000};
-        /// Ends the work when it is set on another thread; may be null.
+        /// Another thread sets it to stop the decoding; may be null.
         const std::atomic<bool> *stop = nullptr;
     };
     enum class Damage {
-        kTolerated,  ///< what is missing is guessed; see isDamaged
+        kTolerated,  ///< missing pixels are guessed; see isDamaged
         kRefused,
     };
-    /// Every scan goes over all of the image, however few bytes it has. Encoders write about ten,
-    /// those that try for the smallest file a few dozen.
+    /// Every scan covers the complete image, however few bytes it has. Encoders write about ten
+    /// scans, those that optimise for size a few dozen.
     static constexpr int kMostScans = 100;
 
     JpegDecoder(Damage damage, const Limits &limits);
@@ -37,14 +37,14 @@ public:
     JpegDecoder &operator=(const JpegDecoder &) = delete;
     ~JpegDecoder() { jpeg_destroy_decompress(&m_jpeg); }
 
-    /// Reads up to the pixels, of which nothing is reserved or decoded; the bytes or the file are
-    /// needed until the end. False when it is no JPEG: error returns why.
+    /// Reads up to the pixels, and reserves or decodes none of them; the bytes or the file must
+    /// live until the last operation. False when it is no JPEG: error returns why.
     bool readHeader(const std::uint8_t *jpeg, std::size_t bytes);
     bool readHeader(std::FILE *file);
     unsigned int width() const { return m_jpeg.image_width; }
     unsigned int height() const { return m_jpeg.image_height; }
-    /// Writes width * height RGB888 pixels, after readHeader. Takes images without Huffman tables,
-    /// as cameras send them. False when it cannot be decoded: error returns why.
+    /// Writes width * height RGB888 pixels, after readHeader. Accepts images without Huffman
+    /// tables, as cameras send them. False when it cannot be decoded: error returns why.
     bool decode(std::uint8_t *rgb);
 
     bool isDamaged() const { return m_errors.num_warnings != 0; }

@@ -83,18 +83,18 @@ std::size_t ModeTable::nearest(const typedefNubrixFrameMode &mode) const
 
 std::string ModeTable::refusal(const typedefNubrixFrameMode &mode) const
 {
-    const auto some = [&](auto matches) {
+    const auto anyRecord = [&](auto matches) {
         return std::any_of(records.begin(), records.end(), matches);
     };
     const auto format = [&](const auto &r) { return r.pixelFormat == mode.pixelFormat; };
     const auto width = [&](const auto &r) { return format(r) && r.width == mode.width; };
     const auto height = [&](const auto &r) { return width(r) && r.height == mode.height; };
     std::string field;
-    if (!some(format))
+    if (!anyRecord(format))
         field = "pixelFormat " + std::to_string(mode.pixelFormat);
-    else if (!some(width))
+    else if (!anyRecord(width))
         field = "width " + std::to_string(mode.width);
-    else if (!some(height))
+    else if (!anyRecord(height))
         field = "height " + std::to_string(mode.height);
     else
         field = "frameRate " + std::to_string(mode.frameRate);

@@ -1,4 +1,4 @@
-// The modes of a stream and how drivers speak of them.
+// The modes of a stream, and their texts in reports.
 #pragma once
 
 #include <cstddef>
@@ -9,22 +9,23 @@
 
 namespace nubrix {
 
-/// Not thread-safe.
+/// The modes of one stream. Not thread-safe.
 struct ModeTable {
     unsigned int streamType;
     std::vector<typedefNubrixFrameMode> records = {};  ///< each size at each rate, largest first
 
-    /// Place of a mode among the records, or their number if it is not among them.
+    /// Index of a mode in the records, or their number if it is not among them.
     std::size_t find(const typedefNubrixFrameMode &mode) const;
-    /// 640x480 at 30 frames/s, or what comes next to it. There must be records.
+    /// Index of 640x480 at 30 frames/s, or of the mode nearest to it. The records must not be
+    /// empty.
     std::size_t defaultMode() const;
-    /// Place of the mode that comes next to one that cannot be had. There must be records.
+    /// Index of the mode that is nearest to an unsupported one. The records must not be empty.
     std::size_t nearest(const typedefNubrixFrameMode &mode) const;
-    /// Names the field of a mode that cannot be had and the nearest mode.
+    /// Text for an unsupported mode: which field no record has, and the nearest mode.
     std::string refusal(const typedefNubrixFrameMode &mode) const;
 };
 
-/// Whether all fields are the same. Thread-safe.
+/// Whether all fields are equal. Thread-safe.
 bool isSame(const typedefNubrixFrameMode &left, const typedefNubrixFrameMode &right);
 
 /// Bytes of a pixel in a frame. Thread-safe.

@@ -35,7 +35,7 @@ const char *nameIn(const char *file) noexcept
     return slash == nullptr ? file : slash + 1;
 }
 
-/// The log plug-in lies beside the driver; the library loads it, or does without.
+/// The log plug-in lies next to the driver; the library loads it, or does without it.
 bool writeToLog(const char *module, NubrixLogLevel level, const char *line) noexcept
 try {
     const char *file = ownFile();
@@ -53,7 +53,7 @@ try {
         return false;
     write(module, level, line);
     return true;
-} catch (...) {  // by the log, for want of memory
+} catch (...) {  // the log throws when it has no memory
     return false;
 }
 

@@ -1,5 +1,5 @@
-// Texts that came from a device or a file, as they may be shown and handed on. The tool uses this
-// header, too; so it needs nothing else of the drivers.
+// Texts that came from a device or a file, made safe to print and to pass on. The tool includes
+// this header too, so it depends on nothing else of the drivers.
 #pragma once
 
 #include <algorithm>
@@ -10,9 +10,8 @@
 
 namespace nubrix {
 
-/// Bytes of the UTF-8 character at the start of a text that is not empty, 0 if there is none:
-/// characters that are cut, longer than need be, halves of pairs and those beyond the last one are
-/// none. Thread-safe.
+/// Bytes of the UTF-8 character at the start of a text that is not empty, 0 if it is invalid: cut,
+/// longer than necessary, half of a surrogate pair or beyond the last code point. Thread-safe.
 inline std::size_t characterSize(std::string_view text) noexcept
 {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -32,9 +31,9 @@ inline std::size_t characterSize(std::string_view text) noexcept
     return valid ? size : 0;
 }
 
-/// Overwrites a text with one that has '?' for each control character (U+0000 to U+001F, U+007F to
-/// U+009F), which a terminal would obey, and for each byte that is no UTF-8. Returns its size,
-/// which is not larger. Thread-safe.
+/// Replaces each control character (U+0000 to U+001F, U+007F to U+009F), which a terminal would
+/// obey, and each byte that is not UTF-8 by '?'. Returns the new size, which is not larger. Thread-
+/// safe.
 inline std::size_t cleanInPlace(char *text, std::size_t size) noexcept
 {
     std::size_t kept = 0;
@@ -54,7 +53,7 @@ inline std::size_t cleanInPlace(char *text, std::size_t size) noexcept
     return kept;
 }
 
-/// A text as cleanInPlace leaves it. Thread-safe.
+/// The text after cleanInPlace. Thread-safe.
 inline std::string cleanText(std::string_view text)
 {
     std::string clean(text);
@@ -69,7 +68,7 @@ std::string fieldText(const char (&field)[N])
     return cleanText({field, static_cast<std::size_t>(std::find(field, field + N, '\0') - field)});
 }
 
-/// Fills a field with the cleaned text and zeros; cuts between characters. Thread-safe.
+/// Fills a field with the cleaned text and zeros; cuts it between characters. Thread-safe.
 template <std::size_t N>
 void copyText(char (&field)[N], std::string_view text)
 {

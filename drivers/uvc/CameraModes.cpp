@@ -15,14 +15,14 @@ namespace nubrix::uvc {
 
 namespace {
 
-constexpr unsigned int kMaxAnswers = 256;  // to one kind of question
+constexpr unsigned int kMaxAnswers = 256;  // to one kind of query
 constexpr double kMaxRate = 127;           // frames per second that a mode record can hold
-constexpr unsigned int kMaxSide = 65535;   // width or height
+constexpr unsigned int kMaxSide = 65535;   // of the width or height
 constexpr std::uint64_t kMaxPixels = 1U << 26U;
 constexpr int kUnknownRate = 30;
-constexpr double kRounding = 1.001;  // 333334/10000000 s is meant to be 30 frames/s
+constexpr double kRounding = 1.001;  // 333334/10000000 s stands for 30 frames/s
 
-// What is offered of ranges.
+// What is offered when a node enumerates ranges.
 constexpr std::array<std::pair<unsigned int, unsigned int>, 8> kUsualSizes = {{{160, 120},
                                                                                {320, 240},
                                                                                {640, 360},
@@ -71,7 +71,7 @@ std::vector<Size> readSizes(NodeIo &node, std::uint32_t code)
     }
     if (!sizes.empty())
         return sizes;
-    // It does not enumerate: what it is set to is what it can.
+    // The node does not enumerate sizes: the size that it is set to is the only one.
     v4l2_format current = {};
     current.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     if (node.control(VIDIOC_G_FMT, &current) == 0)
@@ -142,15 +142,15 @@ void addModes(NodeIo &node, Size size, NodeFormat &format)
     add(rate.value_or(static_cast<signed char>(kUnknownRate)), {0, 0});
 }
 
-constexpr std::size_t kMaxModes = 1000;  // of a stream
+constexpr std::size_t kMaxModes = 1000;  // in one stream
 
-/// A mode of a node before the cheapest of equals is chosen.
+/// A mode of a node, before the cheapest of equal ones is chosen.
 struct Candidate {
     typedefNubrixFrameMode record;
     SourceMode source;
 };
 
-/// Larger ones first, then faster ones, then plainer ones.
+/// Larger modes first, then faster ones, then by pixel format.
 auto orderOf(const typedefNubrixFrameMode &mode)
 {
     return std::make_tuple(-static_cast<int>(mode.width) * mode.height, -mode.width,
@@ -192,7 +192,7 @@ void fill(StreamModes &modes, const std::vector<NodeFormat> &formats)
     }
 }
 
-/// One bit for each stream that a node could give.
+/// One bit for each stream that a node can deliver.
 unsigned int streamsOf(const std::vector<NodeFormat> &formats)
 {
     unsigned int streams = 0;
@@ -203,8 +203,8 @@ unsigned int streamsOf(const std::vector<NodeFormat> &formats)
     return streams;
 }
 
-int askFormat(NodeIo &node, unsigned long request, const typedefNubrixFrameMode &mode,
-              const SourceMode &source, v4l2_pix_format &result)
+int requestFormat(NodeIo &node, unsigned long request, const typedefNubrixFrameMode &mode,
+                  const SourceMode &source, v4l2_pix_format &result)
 {
     v4l2_format format = {};
     format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
@@ -290,13 +290,13 @@ CameraModes readModes(const std::vector<NodeIo *> &nodes)
 int tryMode(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &source,
             v4l2_pix_format &result)
 {
-    return askFormat(node, VIDIOC_TRY_FMT, mode, source, result);
+    return requestFormat(node, VIDIOC_TRY_FMT, mode, source, result);
 }
 
 int setMode(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &source,
             v4l2_pix_format &result, v4l2_fract &interval)
 {
-    if (const int error = askFormat(node, VIDIOC_S_FMT, mode, source, result))
+    if (const int error = requestFormat(node, VIDIOC_S_FMT, mode, source, result))
         return error;
     if (source.interval.denominator == 0)
         return 0;
@@ -306,7 +306,7 @@ int setMode(NodeIo &node, const typedefNubrixFrameMode &mode, const SourceMode &
     const int error = node.control(VIDIOC_S_PARM, &rate);
     if (error == 0)
         interval = rate.parm.capture.timeperframe;
-    // Some have rates and no way to choose one.
+    // Some nodes enumerate rates, but cannot set one.
     return error == ENOTTY || error == EINVAL ? 0 : error;
 }
 

@@ -25,9 +25,9 @@ void eraseFrom(std::vector<NodeInfo> &nodes, const std::string &sysPath)
 
 }  // namespace
 
-void CameraTable::Entry::noteNode(Time came)
+void CameraTable::Entry::addNode(Time attached)
 {
-    lastNode = std::max(lastNode, came);
+    lastNode = std::max(lastNode, attached);
     settleAfter(lastNode);
 }
 
@@ -73,7 +73,7 @@ void CameraTable::update(const std::vector<NodeInfo> &nodes, Time now)
         insert(node, now, now);
 }
 
-void CameraTable::insert(const NodeInfo &node, Time came, Time now)
+void CameraTable::insert(const NodeInfo &node, Time attached, Time now)
 {
     if (!m_known.insert(node.sysPath).second)
         return;
@@ -84,7 +84,7 @@ void CameraTable::insert(const NodeInfo &node, Time came, Time now)
     }
     if (!node.captures) {
         if (const auto owner = m_cameras.find(node.usb->sysPath); owner != m_cameras.end())
-            owner->second.noteNode(came);
+            owner->second.addNode(attached);
         return;
     }
     const auto [place, isNew] = m_cameras.try_emplace(node.usb->sysPath);
@@ -92,10 +92,10 @@ void CameraTable::insert(const NodeInfo &node, Time came, Time now)
     if (isNew) {
         entry.camera.usb = *node.usb;
         entry.since = now;
-        entry.lastNode = came;
-        entry.settledAt = came;
+        entry.lastNode = attached;
+        entry.settledAt = attached;
     }
-    entry.noteNode(came);
+    entry.addNode(attached);
     insertSorted(entry.camera.nodes, node);
 }
 
@@ -150,13 +150,14 @@ std::list<CameraTable::Change> CameraTable::takeChanges(Time now)
     const auto isDue = [now](const Entry &entry) {
         return entry.settledAt && *entry.settledAt <= now;
     };
-    // A camera is listed only once this has told of it, so what has gone went before what comes.
+    // A camera is listed only after this function has returned it, so every removal here precedes
+    // every arrival.
     std::list<Change> changes(m_gone.begin(), m_gone.end());
     for (const auto &[path, entry] : m_cameras) {
         if (isDue(entry))
             changes.push_back({entry.camera, true});
     }
-    // Nothing counts as taken before nothing can throw any more.
+    // The changes are marked as taken only when nothing can throw any more.
     m_gone.clear();
     for (auto &[path, entry] : m_cameras) {
         if (isDue(entry))

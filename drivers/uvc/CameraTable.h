@@ -19,7 +19,7 @@ struct UsbIdentity {
     std::string busPath;  ///< "1-2.3": bus, then ports
     unsigned int vendorId = 0;
     unsigned int productId = 0;
-    unsigned int address = 0;  ///< on the bus, another one each time it is plugged in
+    unsigned int address = 0;  ///< on the bus; changes each time the device is plugged in
     unsigned int release = 0;  ///< binary coded decimals: 0x0123 is 1.23
     std::string serial;
     std::string product;
@@ -29,14 +29,14 @@ struct UsbIdentity {
 struct NodeInfo {
     std::string sysPath;
     std::string path;         ///< "/dev/video0"
-    unsigned int number = 0;  ///< the 0 of it
-    bool captures = false;    ///< pictures come out of it
-    /// Since udev was done with it; long ago where udev does not run.
+    unsigned int number = 0;  ///< 0 of "/dev/video0"
+    bool captures = false;    ///< it captures frames
+    /// Since udev finished setting it up; long ago where udev does not run.
     std::chrono::microseconds age = std::chrono::hours(1);
     std::optional<UsbIdentity> usb;
 };
 
-/// One USB camera with its nodes that give pictures, lowest number first.
+/// One USB camera with its nodes that capture, lowest number first.
 struct CameraInfo {
     UsbIdentity usb;
     std::vector<NodeInfo> nodes;
@@ -44,14 +44,15 @@ struct CameraInfo {
     std::string uri() const { return "usb:" + usb.busPath; }
 };
 
-/// Thread-safe.
+/// Combines nodes that are attached and detached into cameras. Thread-safe.
 class CameraTable {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A camera's nodes come one by one. It is told of, and listed, so long after the last,
+    /// The nodes of a camera are attached one by one. The camera is reported, and listed, this long
+    /// after its last node.
     static constexpr std::chrono::milliseconds kSettleTime{80};
-    /// or, when more are to come and do not, so long after the first was heard of.
+    /// The camera is reported this long after its first node even if it is not complete.
     static constexpr std::chrono::milliseconds kLongestSettling{3000};
 
     struct Change {
@@ -59,51 +60,51 @@ public:
         bool connected;
     };
 
-    /// A camera that is about to be told of.
+    /// A camera that has settled and is to be reported.
     struct Due {
         CameraInfo camera;
-        Time lastNode;  // came
+        Time lastNode;  // when the last node was attached
     };
 
-    /// Adds nodes as of the moments at which udev was done with them.
+    /// Adds nodes as of the time at which udev finished setting them up.
     void fill(const std::vector<NodeInfo> &nodes, Time now);
-    /// A node that is known already is left alone.
+    /// Does nothing for a node that is already in the table.
     void add(const NodeInfo &node, Time now);
-    /// The camera is gone with its last node.
+    /// Removes a node; its camera is detached with the last one.
     void remove(const std::string &sysPath);
-    /// Adds and removes whatever makes the difference to `nodes`.
+    /// Adds and removes nodes until the table has exactly `nodes`.
     void update(const std::vector<NodeInfo> &nodes, Time now);
 
-    /// The cameras that have settled by now and have not been told of.
+    /// The cameras that have settled by now and have not been reported.
     std::vector<Due> due(Time now) const;
-    /// Has one of them wait for another kSettleTime; by path of the USB device.
+    /// Postpones one of them for another kSettleTime; by path of the USB device.
     void postpone(const std::string &usbPath, Time now);
-    /// Whether a node has been added, be it one that gives pictures or not.
+    /// Whether a node has been added, whether it captures or not.
     bool knows(const std::string &sysPath) const;
 
-    /// What has changed up to now and has not been taken, in order.
+    /// The changes up to now that have not been taken, in order.
     std::list<Change> takeChanges(Time now);
-    /// When a camera will have settled, nothing if none is about to.
+    /// When the next camera settles; nullopt if none is waiting.
     std::optional<Time> nextChange() const;
 
     /// The cameras that are listed, by bus path.
     std::vector<CameraInfo> cameras() const;
     std::optional<CameraInfo> find(const std::string &uri) const;
-    /// The nodes that give pictures and are not USB.
+    /// The nodes that capture and are not USB.
     std::vector<NodeInfo> otherNodes() const;
 
 private:
     struct Entry {
         CameraInfo camera;
-        Time since;  // it is in the table
+        Time since;  // when it was added
         Time lastNode;
-        std::optional<Time> settledAt;  // nothing: listed
+        std::optional<Time> settledAt;  // nullopt: listed
 
-        void noteNode(Time came);
+        void addNode(Time attached);
         void settleAfter(Time last);
     };
 
-    void insert(const NodeInfo &node, Time came, Time now);
+    void insert(const NodeInfo &node, Time attached, Time now);
     void erase(const std::string &sysPath);
 
     mutable std::mutex m_lock;

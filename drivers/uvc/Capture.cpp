@@ -70,7 +70,8 @@ DirectCapture::~DirectCapture()
     switchCapture(m_node, VIDIOC_STREAMOFF);
     std::uint32_t none = 0;
     requestBuffers(m_node, V4L2_MEMORY_USERPTR, none);
-    // Only now does the kernel write no more, or when it has done so.
+    // The frames are released only now, or later when the node is still busy: until then the kernel
+    // may write to them.
     m_node.hold(m_frames);
 }
 
@@ -79,14 +80,14 @@ int DirectCapture::begin()
     std::uint32_t count = kDirectBuffers;
     if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
         return error;
-    // Of a node that wants more, the pool would have too few left.
+    // If the node takes more buffers, too few are left in the pool.
     if (count > kDirectBuffers)
         return ENOBUFS;
     for (std::uint32_t i = 0; i < count; ++i) {
         m_frames->push_back(newFrame());
         if (!m_frames->back())
             return ENOMEM;
-        if (const int error = give(i))
+        if (const int error = enqueue(i))
             return error;
     }
     return switchCapture(m_node, VIDIOC_STREAMON);
@@ -100,7 +101,7 @@ FramePtr DirectCapture::newFrame()
     return frame;
 }
 
-int DirectCapture::give(std::uint32_t index)
+int DirectCapture::enqueue(std::uint32_t index)
 {
     v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, index);
     buffer.m.userptr = reinterpret_cast<unsigned long>((*m_frames)[index]->frame().data);
@@ -125,7 +126,7 @@ int DirectCapture::take(CapturedFrame &captured)
         auto *data = static_cast<std::uint8_t *>(captured.frame->frame().data);
         std::memset(data + bytes, 0, m_frameBytes - bytes);
     }
-    return give(buffer.index);
+    return enqueue(buffer.index);
 }
 
 MappedCapture::MappedCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,

@@ -13,17 +13,17 @@
 
 namespace nubrix::uvc {
 
-/// One picture that the camera has captured.
+/// One frame that the camera has captured.
 struct CapturedFrame {
-    std::uint32_t sequence = 0;  ///< counts what the camera captured
+    std::uint32_t sequence = 0;  ///< number that the kernel gave to the frame
     std::uint64_t timestampUs = 0;
-    bool damaged = false;  ///< as the kernel says
+    bool damaged = false;  ///< according to the kernel
     Conversion conversion = Conversion::kUnusable;
-    FramePtr frame;  ///< null when the pool had none, or for kUnusable
+    FramePtr frame;  ///< null when the pool was empty, or for kUnusable
 };
 
-/// Ends with its destruction: the node then has no buffers, and no frame is held. Errors are errno
-/// values. Not thread-safe.
+/// A capture that runs until its destruction: then the node has no buffers, and no frame is held.
+/// Errors are errno values. Not thread-safe.
 class Capture {
 public:
     Capture() = default;
@@ -31,49 +31,51 @@ public:
     Capture &operator=(const Capture &) = delete;
     virtual ~Capture() = default;
 
-    /// Gives the kernel its buffers and begins.
+    /// Hands the buffers to the kernel and starts the capture.
     virtual int begin() = 0;
-    /// Takes the oldest filled buffer and gives the kernel another one. EAGAIN when none is filled.
+    /// Takes the oldest filled buffer and hands another one to the kernel. EAGAIN when none is
+    /// filled.
     virtual int take(CapturedFrame &captured) = 0;
 };
 
-// What the two kinds of capture do alike; the results are errno values.
+// What both kinds of capture use; results are errno values.
 
-/// Asks for `count` buffers, 0 to give them back; `count` is then what there is.
+/// Requests `count` buffers, 0 to release them; `count` returns how many the node has.
 int requestBuffers(NodeIo &node, std::uint32_t memory, std::uint32_t &count);
 /// VIDIOC_STREAMON or VIDIOC_STREAMOFF.
 int switchCapture(NodeIo &node, unsigned long request);
 v4l2_buffer captureBuffer(std::uint32_t memory, std::uint32_t index);
-/// Takes sequence, time and damage from a filled buffer.
+/// Copies sequence number, time and damage of a filled buffer.
 void describe(const v4l2_buffer &buffer, CapturedFrame &captured);
 
+/// A capture directly into frames of the pool, for formats that pass through.
 class DirectCapture final : public Capture {
 public:
-    /// `frameBytes`: of a frame; `bufferBytes`: that the node wants to have room for, no less. Node
-    /// and pool must outlive it.
+    /// `frameBytes`: size of a frame; `bufferBytes`: size of the buffers that the node requires, no
+    /// less. Node and pool must outlive the capture.
     DirectCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool, std::size_t frameBytes,
                   std::size_t bufferBytes);
     ~DirectCapture() override;
 
-    /// Any error before the node has begun may mean that it cannot do it, or that the pool is
-    /// empty.
+    /// Any error may mean that the node does not support it, or that the pool is empty.
     int begin() override;
     int take(CapturedFrame &captured) override;
 
 private:
     FramePtr newFrame();
-    int give(std::uint32_t index);
+    int enqueue(std::uint32_t index);
 
     NodeIo &m_node;
     FrameAllocatorInterfaceBase &m_pool;
     const std::size_t m_frameBytes;
     const std::size_t m_bufferBytes;
-    const std::shared_ptr<std::vector<FramePtr>> m_frames;  // the kernel's
+    const std::shared_ptr<std::vector<FramePtr>> m_frames;  // the kernel writes to them
 };
 
+/// A capture into buffers of the kernel, which are converted or copied into frames.
 class MappedCapture final : public Capture {
 public:
-    /// All of them must outlive it.
+    /// The arguments must outlive the capture.
     MappedCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool, FrameConverter &converter);
     ~MappedCapture() override;
 

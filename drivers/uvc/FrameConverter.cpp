@@ -7,6 +7,7 @@
 
 #include "common/JpegDecoder.h"
 #include "common/ModeTable.h"
+#include "common/PixelConversion.h"
 #include "nubrix/image.h"
 #include "nubrix/types.h"
 
@@ -14,7 +15,7 @@ namespace nubrix::uvc {
 
 namespace {
 
-// Of one stream the cheaper ones first.
+// The formats of one stream are in order of cost, the cheapest first.
 constexpr SourceFormat kFormats[] = {
     {V4L2_PIX_FMT_Z16, NUBRIX_STREAM_DEPTH, NUBRIX_PIXEL_DEPTH_14_2, false, 2},
     {V4L2_PIX_FMT_RGB24, NUBRIX_STREAM_COLOR, NUBRIX_PIXEL_RGB888, true, 3},
@@ -29,8 +30,9 @@ constexpr SourceFormat kFormats[] = {
     {V4L2_PIX_FMT_Y10, NUBRIX_STREAM_IR, NUBRIX_PIXEL_GREY16, true, 2},
 };
 
-constexpr std::chrono::milliseconds kLongestDecoding{3000};  // then the camera is unresponsive
-constexpr unsigned int kLargestDepthMm = 0xffff >> 2;        // with two bits after the point
+constexpr std::chrono::milliseconds kLongestDecoding{
+    3000};                                             // a camera is unresponsive after that time
+constexpr unsigned int kLargestDepthMm = 0xffff >> 2;  // with two bits after the point
 
 /// Whole millimetres, little-endian, to 14.2 fixed point.
 void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *frame)
@@ -43,10 +45,10 @@ void convertDepth(const std::uint8_t *source, std::size_t pixels, std::uint8_t *
     }
 }
 
-/// Gaps between rows are small.
-std::size_t checkedRowBytes(std::size_t said, std::size_t least)
+/// Ignores a row size that cannot be right: padding between rows is small.
+std::size_t checkedRowBytes(std::size_t reported, std::size_t minimum)
 {
-    return said < least || said > 8 * least ? least : said;
+    return reported < minimum || reported > 8 * minimum ? minimum : reported;
 }
 
 }  // namespace
@@ -113,19 +115,19 @@ Conversion FrameConverter::convert(const std::uint8_t *source, std::size_t bytes
         return Conversion::kUnusable;
     if (isCompressed(m_format))
         return decodeJpeg(source, bytes, frame);
-    const bool whole = bytes >= m_expected;
+    const bool complete = bytes >= m_expected;
     if (hasPlanes(m_format)) {
-        // Without its colours, which come last, there is no row to show.
-        if (!whole)
+        // The colours come last: without them no row can be converted.
+        if (!complete)
             return Conversion::kUnusable;
         convertPlanes(source, frame);
         return Conversion::kComplete;
     }
-    const std::size_t rows = whole ? m_height : bytes / m_rowBytes;
+    const std::size_t rows = complete ? m_height : bytes / m_rowBytes;
     convertRows(source, rows, frame);
     const std::size_t written = m_frameBytes / m_height * rows;
     std::memset(frame + written, 0, m_frameBytes - written);
-    return whole ? Conversion::kComplete : Conversion::kShort;
+    return complete ? Conversion::kComplete : Conversion::kShort;
 }
 
 Conversion FrameConverter::decodeJpeg(const std::uint8_t *source, std::size_t bytes,
@@ -161,21 +163,17 @@ void FrameConverter::convertRows(const std::uint8_t *source, std::size_t rows, s
     if (rows == 0)
         return;
     const std::size_t pixels = rows * m_width;
-    // The conversions only read it, whatever they declare.
-    auto *pixel = const_cast<std::uint8_t *>(packed(source, rows));
-    unsigned int consumed = 0;
-    auto produced = static_cast<unsigned int>(3 * pixels);
+    const std::uint8_t *pixel = packed(source, rows);
     const auto height = static_cast<unsigned int>(rows);
     switch (m_format.code) {
         case V4L2_PIX_FMT_Z16:
             convertDepth(pixel, pixels, frame);
             break;
         case V4L2_PIX_FMT_YUYV:
-            YUV422ToRGB(frame, pixel, m_width, height);
+            yuyvToRgb(pixel, m_width, height, frame);
             break;
         case V4L2_PIX_FMT_UYVY:
-            YUV422ToRGB888(pixel, frame, static_cast<unsigned int>(2 * pixels), &consumed,
-                           &produced);
+            uyvyToRgb(pixel, m_width, height, frame);
             break;
         default:
             std::memcpy(frame, pixel, pixels * m_format.rowBytes);
@@ -185,7 +183,7 @@ void FrameConverter::convertRows(const std::uint8_t *source, std::size_t rows, s
 void FrameConverter::convertPlanes(const std::uint8_t *source, std::uint8_t *frame)
 {
     const std::size_t rows = m_height + m_height / 2;
-    // The conversion only reads it, whatever it declares.
+    // The conversion only reads the planes, although it does not declare them const.
     auto *planes = const_cast<std::uint8_t *>(
         m_format.code == V4L2_PIX_FMT_NV21 ? packed(source, rows) : swapped(source, rows));
     YUVNV21ToRGB888(frame, planes, static_cast<int>(m_width), static_cast<int>(m_height));

@@ -15,10 +15,10 @@ namespace nubrix::uvc {
 
 namespace {
 
-constexpr std::chrono::milliseconds kProbeTime{1000};  // of one stream, by the kernel
-constexpr int kReceiveBufferBytes = 4 << 20;  // some thousand events, while the handler runs
+constexpr std::chrono::milliseconds kProbeTime{1000};  // in which the kernel probes one stream
+constexpr int kReceiveBufferBytes = 4 << 20;  // holds some thousand events while the handler runs
 
-/// The time to wait until the earlier one, -1 for ever.
+/// Milliseconds until the earlier time, -1 when there is none.
 int msUntil(std::optional<CameraTable::Time> moment, const std::optional<CameraTable::Time> &other)
 {
     if (other && (!moment || *other < *moment))
@@ -48,7 +48,7 @@ bool HotPlugMonitor::start()
     m_table.fill(found.nodes, now);
     if (!found.complete)
         scheduleRescan();
-    // These are there from the start: they are listed, and nobody is told.
+    // Cameras that are attached at the start are listed, but not reported.
     if (listens) {
         postponeIncomplete(now);
         m_table.takeChanges(now);
@@ -64,7 +64,7 @@ bool HotPlugMonitor::listen()
     m_monitor.reset(udev_monitor_new_from_netlink(m_udev.get(), "udev"));
     if (!m_monitor)
         return false;
-    // Needs a privilege; without it the system's own size has to do.
+    // Needs a privilege; without it the default size remains.
     udev_monitor_set_receive_buffer_size(m_monitor.get(), kReceiveBufferBytes);
     return udev_monitor_filter_add_match_subsystem_devtype(m_monitor.get(), "video4linux",
                                                            nullptr) >= 0 &&
@@ -73,7 +73,7 @@ bool HotPlugMonitor::listen()
 
 void HotPlugMonitor::stop()
 {
-    m_end.set();
+    m_stopEvent.set();
     if (m_thread.joinable())
         m_thread.join();
 }
@@ -87,9 +87,9 @@ void HotPlugMonitor::run() noexcept
                 return;
             step();
         } catch (...) {
-            reportFailure("looking for cameras that come and go");
+            reportFailure("monitoring attached cameras");
             scheduleRescan();
-            pollfd end = {m_end.descriptor(), POLLIN, 0};
+            pollfd end = {m_stopEvent.descriptor(), POLLIN, 0};
             ::poll(&end, 1, static_cast<int>(kFirstScanDelay.count()));
         }
     }
@@ -98,7 +98,7 @@ void HotPlugMonitor::run() noexcept
 bool HotPlugMonitor::wait()
 {
     pollfd waited[] = {{udev_monitor_get_fd(m_monitor.get()), POLLIN, 0},
-                       {m_end.descriptor(), POLLIN, 0}};
+                       {m_stopEvent.descriptor(), POLLIN, 0}};
     const auto timeout = [this] {
         const int ms = msUntil(m_table.nextChange(), m_nextScan);
         return m_changes.empty() || (ms >= 0 && ms < kRetryMs) ? ms : kRetryMs;
@@ -114,11 +114,11 @@ void HotPlugMonitor::step()
 {
     const bool lost = !receive();
     const auto now = std::chrono::steady_clock::now();
-    // Not before the last event is read: until then the kernel drops all others and does not say so
-    // again.
+    // Scans only after the last event is read: until then the kernel drops further events without a
+    // new error.
     if (lost || (m_nextScan && *m_nextScan <= now))
         rescan();
-    // A node that leaves may still have been found.
+    // The scan may have found a node that was being detached.
     if (lost && !m_nextScan)
         m_nextScan = now + kSecondScanDelay;
     postponeIncomplete(now);
@@ -129,11 +129,11 @@ void HotPlugMonitor::handOut(CameraTable::Time now)
 {
     m_changes.splice(m_changes.end(), m_table.takeChanges(now));
     for (auto change = m_changes.begin(); change != m_changes.end();) {
-        const bool isBehindOther =
+        const bool hasEarlierChange =
             std::any_of(m_changes.begin(), change, [&](const CameraTable::Change &kept) {
                 return kept.camera.usb.sysPath == change->camera.usb.sysPath;
             });
-        if (!isBehindOther && handOut(*change))
+        if (!hasEarlierChange && handOut(*change))
             change = m_changes.erase(change);
         else
             ++change;
@@ -145,7 +145,7 @@ try {
     m_handler(change);
     return true;
 } catch (...) {
-    reportFailure("reporting a camera that comes or goes");
+    reportFailure("reporting a camera that was attached or detached");
     return false;
 }
 
@@ -153,8 +153,8 @@ void HotPlugMonitor::postponeIncomplete(CameraTable::Time now)
 {
     for (const CameraTable::Due &due : m_table.due(now)) {
         const UsbFolder folder = readUsbFolder(due.camera.usb.sysPath);
-        // udev has still to tell of a node, or the kernel to make one: it asks the camera about its
-        // next stream first.
+        // Either udev has not reported a node yet, or the kernel has not created it: the kernel
+        // probes the next stream of the camera first.
         const bool more =
             std::any_of(folder.videoNodes.begin(), folder.videoNodes.end(),
                         [&](const auto &node) { return !m_table.knows(node); }) ||
@@ -166,7 +166,7 @@ void HotPlugMonitor::postponeIncomplete(CameraTable::Time now)
 
 bool HotPlugMonitor::receive()
 {
-    constexpr int kMaxFailures = 100;  // in a row: what follows is read after the next poll
+    constexpr int kMaxFailures = 100;  // in a row; the rest is read after the next poll
     const NodeScanner scanner(*m_udev, m_opener);
     bool lost = false;
     for (int failures = 0; failures < kMaxFailures;) {
@@ -177,7 +177,7 @@ bool HotPlugMonitor::receive()
             failures = 0;
         } else if (errno == EAGAIN || errno == 0) {
             break;
-        } else {  // an event that there was no space or no descriptor for
+        } else {  // there was no memory or no descriptor for the event
             lost = true;
             ++failures;
         }
@@ -211,7 +211,7 @@ void HotPlugMonitor::rescan()
         m_scanDelay = kFirstScanDelay;
         return;
     }
-    // What was not found may be attached nevertheless.
+    // Nodes that were not found may be attached nevertheless.
     for (const NodeInfo &node : found.nodes)
         m_table.add(node, now);
     scheduleRescan();
@@ -221,7 +221,7 @@ void HotPlugMonitor::scheduleRescan() noexcept
 {
     if (m_scanDelay == kFirstScanDelay) {
         try {
-            kReporter.error("some video nodes cannot be read now, they are looked for again");
+            kReporter.warning("some video nodes cannot be read now, the search is repeated");
         } catch (...) {
             reportFailure("reporting nodes that cannot be read");
         }

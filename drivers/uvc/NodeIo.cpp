@@ -15,15 +15,16 @@ namespace nubrix::uvc {
 
 namespace {
 
-int ask(const std::vector<NodeIo *> &nodes, unsigned long request, v4l2_control &control)
+int accessControl(const std::vector<NodeIo *> &nodes, unsigned long request, v4l2_control &control)
 {
     for (NodeIo *node : nodes) {
         v4l2_control asked = control;
         const int error = node->control(request, &asked);
-        if (error == EINVAL || error == ENOTTY)  // not one of this node's
+        if (error == EINVAL || error == ENOTTY)  // this node does not have the control
             continue;
         control = asked;
-        // Written only, read only or governed by another control: not for want of permission.
+        // The control is write-only, read-only or governed by another control; it is not a matter
+        // of permission.
         return error == EACCES ? kUnsupported : statusOf(error);
     }
     return kUnsupported;
@@ -162,7 +163,7 @@ void reportError(int error, const std::string &camera)
 int getControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_t &value)
 {
     v4l2_control control = {id, 0};
-    const int status = ask(nodes, VIDIOC_G_CTRL, control);
+    const int status = accessControl(nodes, VIDIOC_G_CTRL, control);
     if (status == kDone)
         value = control.value;
     return status;
@@ -171,7 +172,7 @@ int getControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_
 int setControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_t value)
 {
     v4l2_control control = {id, value};
-    return ask(nodes, VIDIOC_S_CTRL, control);
+    return accessControl(nodes, VIDIOC_S_CTRL, control);
 }
 
 int queryExtension(const std::vector<NodeIo *> &nodes, const unsigned char *in, unsigned int inSize,
@@ -186,7 +187,7 @@ int queryExtension(const std::vector<NodeIo *> &nodes, const unsigned char *in, 
     NodeIo &node = *nodes[request.node];
     std::uint16_t size = request.size;
     if (size == 0) {
-        // These two have sizes of their own.
+        // These two queries have sizes of their own.
         if (request.query == UVC_GET_LEN)
             size = 2;
         else if (request.query == UVC_GET_INFO)

@@ -21,27 +21,28 @@ public:
     NodeIo &operator=(const NodeIo &) = delete;
     virtual ~NodeIo() = default;
 
-    /// ioctl.
+    /// Makes an ioctl.
     virtual int control(unsigned long request, void *argument) = 0;
-    /// Maps a buffer of the node for reading; null when it cannot be had.
+    /// Maps a buffer of the node for reading; null on failure.
     virtual void *map(std::size_t length, std::uint32_t offset) = 0;
     virtual void unmap(void *memory, std::size_t length) = 0;
-    /// Keeps what the node may still use until it has done all that it was asked to.
+    /// Keeps memory that the node may still use, until all requests to it have returned.
     // The parameter is what overrides take over.
     // NOLINTNEXTLINE(performance-unnecessary-value-param)
     virtual void hold(std::shared_ptr<void> /*what*/) {}
-    /// To poll on: readable when a buffer is filled.
+    /// The descriptor to poll: readable when a buffer is filled.
     virtual int descriptor() const = 0;
 };
 
-/// Opens the node of a path; the result is an errno value, and `node` is set when it is 0.
+/// Opens the node at a path; returns an errno value, and sets `node` when it is 0.
 using NodeOpener = std::function<int(const std::string &path, std::unique_ptr<NodeIo> &node)>;
 
+/// A video node of the kernel.
 class KernelNode final : public NodeIo {
 public:
-    /// A NodeOpener.
+    /// Is a NodeOpener.
     static int open(const std::string &path, std::unique_ptr<NodeIo> &node);
-    /// Takes a descriptor of its own from one that somebody else opened and keeps.
+    /// Duplicates a descriptor, which remains with its owner.
     static int adopt(int descriptor, std::unique_ptr<NodeIo> &node);
 
     ~KernelNode() override;
@@ -57,26 +58,26 @@ private:
     const int m_descriptor;
 };
 
-/// Reports for this driver.
+/// Reports in the name of this driver.
 inline constexpr Reporter kReporter = {"NubrixUvcDriver", "nubrix usb camera"};
 
 /// The status for a system error: -2 busy, -9 gone, -5 no bandwidth or memory left, -4 refused
-/// value, -8 not known to the camera, -11 not answered in time, else -1. Thread-safe.
+/// value, -8 unknown to the camera, -11 no answer in time, else -1. Thread-safe.
 int statusOf(int error);
 
-/// What a system error of `camera` means and what to do about it, without a line end. Thread-safe.
+/// Describes a system error of `camera` and how to resolve it, without a line end. Thread-safe.
 std::string adviceFor(int error, const std::string &camera);
 
-/// Reports that, unless NodeWorker has reported it: ETIME. Thread-safe.
+/// Reports adviceFor, except for ETIME, which NodeWorker has reported. Thread-safe.
 void reportError(int error, const std::string &camera);
 
-/// From here on a property's id is that of a control of the kernel's.
+/// Properties with this or a larger id are controls of the kernel.
 constexpr unsigned int kFirstControl = 0x00980000;
 
-/// The value of a control of the kernel's, from the first node that has it: -8 when none has, or
-/// when it cannot be read, or another status.
+/// Reads a control of the kernel from the first node that has it: -8 when no node has it or it
+/// cannot be read, or another status.
 int getControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_t &value);
-/// Likewise. -4 for a value out of range.
+/// Writes a control likewise: -4 for a value out of range.
 int setControl(const std::vector<NodeIo *> &nodes, std::uint32_t id, std::int32_t value);
 
 /// The head of a request to an extension unit, followed by the data to be set. Numbers are
@@ -85,12 +86,13 @@ struct ExtensionRequest {
     std::uint8_t query;     ///< UVC_SET_CUR 0x01, UVC_GET_CUR 0x81, ... UVC_GET_DEF 0x87
     std::uint8_t unit;      ///< bUnitID of the extension unit
     std::uint8_t selector;  ///< number of the control in it, from 1
-    std::uint8_t node;      ///< which node of the camera is asked, by order; mostly 0
-    std::uint16_t size;     ///< bytes of the control; 0: the camera is asked for it
+    std::uint8_t node;      ///< index of the node of the camera, mostly 0
+    std::uint16_t size;     ///< bytes of the control; 0: the driver queries the camera for it
 };
 
-/// Passes a request on. What a get query reads goes to `out`; `*outSize` is its room on entry, the
-/// bytes read on return (0 after a set). -4 for a request that is too short or has no room.
+/// Forwards a request. What a get query reads goes to `out`; `*outSize` is its capacity on entry
+/// and the bytes read on return (0 after a set). -4 for a request that is too short or an output
+/// that is too small.
 int queryExtension(const std::vector<NodeIo *> &nodes, const unsigned char *in, unsigned int inSize,
                    unsigned char *out, unsigned int *outSize);
 

@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What the folder holds, nothing when it is gone.
+/// The entries of a folder; none when it has been removed.
 std::vector<fs::path> entriesOf(const fs::path &folder)
 {
     std::vector<fs::path> entries;
@@ -41,7 +41,7 @@ bool attributeIs(const fs::path &folder, const char *name, const char *value)
 
 constexpr const char *kSubsystem = "video4linux";
 
-/// Reads attributes of one device, and notes whether one that it has could not be read.
+/// Reads attributes of one device, and remembers whether reading one failed.
 class Attributes {
 public:
     explicit Attributes(udev_device &device) : m_device(device) {}
@@ -111,7 +111,7 @@ UsbFolder readUsbFolder(const std::string &sysPath)
     for (const fs::path &entry : entriesOf(sysPath)) {
         if (entry.filename().string().rfind(interfaces, 0) != 0)
             continue;
-        // Of the video class, and its stream interfaces.
+        // Interfaces of the video class that stream.
         if (attributeIs(entry, "bInterfaceClass", "0e") &&
             attributeIs(entry, "bInterfaceSubClass", "02"))
             ++contents.videoStreams;
@@ -162,7 +162,7 @@ Scan NodeScanner::scan() const
             result.complete = result.complete && !isAttached(path);
             continue;
         }
-        // udev has still to say what it is and who may open it; its event is to come.
+        // udev has not set it up yet: its event will follow.
         if (udevRuns && udev_device_get_is_initialized(device.get()) == 0)
             continue;
         NodeInfo node;
@@ -187,7 +187,7 @@ NodeScanner::Outcome NodeScanner::describe(udev_device &device, NodeInfo &node) 
     const char *name = udev_device_get_sysname(&device);
     const char *number = udev_device_get_sysnum(&device);
     const char *path = udev_device_get_devnode(&device);
-    // Of this subsystem are also radios, teletext and parts of cameras.
+    // The subsystem also has radios, teletext and parts of cameras.
     if (name == nullptr || std::strncmp(name, "video", 5) != 0 || number == nullptr ||
         path == nullptr)
         return Outcome::kOther;
@@ -195,7 +195,7 @@ NodeScanner::Outcome NodeScanner::describe(udev_device &device, NodeInfo &node) 
     node.path = path;
     node.number = static_cast<unsigned int>(std::strtoul(number, nullptr, 10));
     node.captures = captures(device);
-    // The parent belongs to the child.
+    // The child owns its parent.
     udev_device *usb = udev_device_get_parent_with_subsystem_devtype(&device, "usb", "usb_device");
     if (usb == nullptr)
         return isOnUsb(node.sysPath) ? Outcome::kUnreadable : Outcome::kNode;
@@ -221,7 +221,7 @@ std::optional<NodeInfo> NodeScanner::find(dev_t number) const
 bool NodeScanner::captures(udev_device &device) const
 {
     if (const char *known = udev_device_get_property_value(&device, "ID_V4L_CAPABILITIES")) {
-        // Both in one node: a codec, which gives pictures only for pictures.
+        // A node with both is a codec, which produces frames only from frames that it is given.
         return std::strstr(known, ":capture:") != nullptr &&
                std::strstr(known, ":video_output:") == nullptr;
     }
@@ -230,8 +230,8 @@ bool NodeScanner::captures(udev_device &device) const
         if (const auto can = readCapabilities(*node))
             return (*can & V4L2_CAP_VIDEO_CAPTURE) != 0 && (*can & V4L2_CAP_VIDEO_OUTPUT) == 0;
     }
-    // Not to be asked, perhaps for want of permission: opening the camera will tell. The first node
-    // of a function gives its pictures.
+    // The node cannot be queried, perhaps for lack of permission: opening the camera will report
+    // that. The first node of a function is the one that captures.
     const char *index = udev_device_get_sysattr_value(&device, "index");
     return index == nullptr || std::strtoul(index, nullptr, 10) == 0;
 }

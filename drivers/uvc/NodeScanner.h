@@ -13,6 +13,7 @@
 
 namespace nubrix::uvc {
 
+/// Releases objects of libudev.
 struct UdevDeleter {
     void operator()(udev *object) const { udev_unref(object); }
     void operator()(udev_device *object) const { udev_device_unref(object); }
@@ -24,34 +25,36 @@ struct UdevDeleter {
 template <class T>
 using UdevPtr = std::unique_ptr<T, UdevDeleter>;
 
+/// What the kernel shows of a USB device in /sys, before udev has set it up.
 struct UsbFolder {
     std::vector<std::string> videoNodes;  ///< their paths in /sys
-    unsigned int videoStreams = 0;  ///< that the device describes; each gets a node that captures
+    unsigned int videoStreams =
+        0;  ///< streams that the device describes; each gets a node that captures
 };
 
-/// Empty for a device that is gone. `sysPath` is the USB device's. Thread-safe.
+/// Empty for a device that has been detached. `sysPath` is the path of the USB device. Thread-safe.
 UsbFolder readUsbFolder(const std::string &sysPath);
 
-/// What a look at all video nodes found.
+/// The result of a scan of all video nodes.
 struct Scan {
     std::vector<NodeInfo> nodes;
-    bool complete = true;  ///< false: some could not be read, for want of descriptors for example
+    bool complete = true;  ///< false: some could not be read, for lack of descriptors for example
 };
 
-/// Not thread-safe.
+/// Finds and describes video nodes. Not thread-safe.
 class NodeScanner {
 public:
     enum class Outcome { kNode, kOther, kUnreadable };
 
-    /// `opener` serves where udev does not say what a node can do. `context` must outlive it.
+    /// `opener` opens nodes that udev does not describe. `context` must outlive the scanner.
     NodeScanner(udev &context, NodeOpener opener);
 
-    /// All video nodes that are attached and that udev, where it runs, has done with; lowest number
+    /// All video nodes that are attached and that udev, where it runs, has set up; lowest number
     /// first.
     Scan scan() const;
-    /// Fills `node` for kNode. kUnreadable: it may be one; another look may succeed.
+    /// Fills `node` for kNode. kUnreadable: the device may be a node, and a later call may succeed.
     Outcome describe(udev_device &device, NodeInfo &node) const;
-    /// The node of a device number, nothing if udev does not know it or it cannot be read.
+    /// The node of a device number; nullopt if udev does not know it or it cannot be read.
     std::optional<NodeInfo> find(dev_t number) const;
 
 private:
@@ -61,10 +64,10 @@ private:
     const NodeOpener m_opener;
 };
 
-/// Whether udev runs: without it nobody describes devices or tells of them.
+/// Whether udev runs: without it devices are neither described nor reported.
 bool isUdevRunning(udev &context);
 
-/// The text of an attribute, which may be null, as it may be shown and without blanks at its ends.
+/// The cleaned text of an attribute, which may be null, without leading and trailing white space.
 std::string attributeText(const char *value);
 
 }  // namespace nubrix::uvc

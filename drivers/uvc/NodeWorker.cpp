@@ -45,7 +45,7 @@ const char *nameOf(unsigned long request)
     }
 }
 
-/// The kernel answers it without the camera.
+/// Whether the kernel answers a request without the camera.
 bool isLocal(unsigned long request)
 {
     switch (request) {
@@ -60,7 +60,7 @@ bool isLocal(unsigned long request)
     }
 }
 
-/// An error of the kernel, whose ETIME would pass for one that has been reported here.
+/// An error of the kernel. ETIME is reserved for timeouts that NodeWorker has reported.
 int kernelError(int error)
 {
     return error == ETIME ? ETIMEDOUT : error;
@@ -69,7 +69,7 @@ int kernelError(int error)
 /// An ioctl on a copy of its argument.
 class Request {
 public:
-    /// False when there is no space for it.
+    /// False when the argument is too large.
     bool copy(unsigned long code, const void *argument)
     {
         if (_IOC_SIZE(code) > m_argument.size())
@@ -106,21 +106,21 @@ private:
 
 }  // namespace
 
-/// What the thread is to do, and the node.
+/// The requests to the thread, and the node.
 class NodeWorker::Queue {
 public:
     explicit Queue(std::string camera) : m_camera(std::move(camera)) {}
 
-    /// The thread.
+    /// The function of the thread.
     void run(const Opening &opening) noexcept;
 
     int waitUntilOpen();
-    int ask(unsigned long code, void *argument);
-    /// Has the thread end; false when it has not by the deadline.
+    int request(unsigned long code, void *argument);
+    /// Ends the thread; false when it has not ended by the deadline.
     bool end();
     void hold(std::shared_ptr<void> what);
     bool isBlocked();
-    /// Of a node that has been opened.
+    /// The node, after it has been opened.
     NodeIo &node() { return *m_node; }
 
 private:
@@ -134,17 +134,18 @@ private:
     int refuse(Lock &lock, unsigned long code, const void *argument);
 
     const std::string m_camera;
-    std::unique_ptr<NodeIo> m_node;  // of the thread, then fixed until it ends
+    std::unique_ptr<NodeIo> m_node;  // set by the thread, then fixed until the thread ends
     std::mutex m_lock;
     std::condition_variable m_changed;
-    Phase m_phase = Phase::kRequested;  // everything below is under m_lock; at first: to open
-    Request m_request;                  // while it is asked: of the thread
+    Phase m_phase =
+        Phase::kRequested;  // everything below is under m_lock; the first request is to open
+    Request m_request;      // used by the thread while it is requested
     int m_result = 0;
-    bool m_blocked = false;    // who has asked no longer waits
-    bool m_streamOff = false;  // these three: to be freed when the node can be
+    bool m_blocked = false;    // the caller no longer waits
+    bool m_streamOff = false;  // these three: to be released when the node is free
     std::uint32_t m_freeMemory = 0;
     std::shared_ptr<void> m_held;
-    bool m_releasing = false;  // some of them, without the lock
+    bool m_releasing = false;  // some of them are being released, without the lock
     bool m_ending = false;
     bool m_ended = false;
 };
@@ -217,7 +218,7 @@ int NodeWorker::Queue::waitUntilOpen()
     return m_result;
 }
 
-int NodeWorker::Queue::ask(unsigned long code, void *argument)
+int NodeWorker::Queue::request(unsigned long code, void *argument)
 {
     const auto end = CallDeadline::current();
     Lock lock(m_lock);
@@ -267,7 +268,7 @@ int NodeWorker::Queue::refuse(Lock &lock, unsigned long code, const void *argume
     m_changed.notify_all();
     const char *name = m_request.name();
     lock.unlock();
-    // What the driver asks by itself, before each call, is not worth a line.
+    // The driver itself makes this request before each call: it is not worth a report.
     if (!releases && code != VIDIOC_QUERYCAP)
         kReporter.error(m_camera + " does not answer: " + nameOf(code) + " has to wait for " +
                         name + ", which has not returned");
@@ -285,7 +286,7 @@ bool NodeWorker::Queue::end()
 void NodeWorker::Queue::hold(std::shared_ptr<void> what)
 {
     const Lock lock(m_lock);
-    // Until they have been freed nobody gets other buffers of the node, so nothing is held yet.
+    // Until its buffers have been released nobody gets others of this node, so nothing is held yet.
     if (m_blocked || m_releasing || hasReleases())
         m_held = std::move(what);
 }
@@ -318,7 +319,7 @@ try {
     const bool isFrames = request == VIDIOC_QBUF || request == VIDIOC_DQBUF;
     if (isFrames || (isLocal(request) && !m_queue->isBlocked()))
         return kernelError(m_queue->node().control(request, argument));
-    return m_queue->ask(request, argument);
+    return m_queue->request(request, argument);
 } catch (...) {
     reportFailure("a request to a camera");
     return ENOMEM;

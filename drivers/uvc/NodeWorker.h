@@ -11,12 +11,14 @@
 
 namespace nubrix::uvc {
 
-/// Lives as long as the call; of nested ones the outermost counts. For the thread that made it.
+/// The time by which the current call of the application must return. The object lives as long as
+/// the call and is valid for the thread that made it; of nested ones the outermost counts.
 class CallDeadline {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // What is promised is a second, and three to open; the rest is for what follows a timeout.
+    // The driver promises to return within a second, and within three for opening; the rest of that
+    // time is for what follows a timeout.
     static constexpr std::chrono::milliseconds kCallTime{900};
     static constexpr std::chrono::milliseconds kOpeningTime{2900};
 
@@ -33,12 +35,12 @@ public:
     CallDeadline(const CallDeadline &) = delete;
     CallDeadline &operator=(const CallDeadline &) = delete;
 
-    /// The calling thread's; outside of a call it has kCallTime from now on.
+    /// The deadline of the calling thread; outside of a call, kCallTime from now on.
     static Clock::time_point current()
     {
         return t_outermost != nullptr ? t_outermost->m_end : Clock::now() + kCallTime;
     }
-    /// Calls `wait`, which waits for the application itself: that does not count.
+    /// Calls `wait`, which waits for the application itself: that time does not count.
     template <class Wait>
     static void suspendFor(Wait wait)
     {
@@ -54,21 +56,21 @@ private:
     Clock::time_point m_end;
 };
 
-/// Has a thread of its own make the calls that may wait for the camera, on copies of their
-/// arguments. One that is not answered by the CallDeadline fails with ETIME and one line; the
-/// kernel cannot be made to break it off, so until it returns all others fail likewise and at once,
-/// but for what frees the node: that is made up for. What the kernel answers by itself, and buffers
-/// of frames, are passed on directly. Thread-safe.
+/// Makes the calls that may wait for the camera on a thread of its own, on copies of their
+/// arguments. A call that has not returned by the CallDeadline fails with ETIME and one report.
+/// Nobody can interrupt the kernel, so until that call returns all others fail the same way at
+/// once; a call that frees the node is repeated later. Queries that the kernel answers without the
+/// camera, and buffers of frames, are passed on directly. Thread-safe.
 class NodeWorker final : public NodeIo {
 public:
     using Opening = std::function<int(std::unique_ptr<NodeIo> &node)>;
 
-    /// Opens a node of the camera that lines call `camera`; the result is an errno value. `threads`
-    /// must outlive the node, and ends after all calls of the kernel. Throws std::system_error when
-    /// there is no thread to be had.
+    /// Opens a node of the camera that reports call `camera`; returns an errno value. `threads`
+    /// must outlive the node, and is joined after all calls of the kernel. Throws std::system_error
+    /// when the system has no thread left.
     static int open(const std::string &camera, Opening opening, DriverThreads &threads,
                     std::unique_ptr<NodeIo> &node);
-    /// The node is closed when it has answered; waits for that until the CallDeadline.
+    /// Closes the node when its last call has returned; waits for that until the CallDeadline.
     ~NodeWorker() override;
 
     int control(unsigned long request, void *argument) override;

@@ -1,4 +1,4 @@
-// The two functions through which the library gets the driver.
+// The two functions through which the library creates and destroys the driver.
 #include "common/Report.h"
 #include "nubrix/export.h"
 #include "uvc/NodeIo.h"
@@ -8,7 +8,7 @@ extern "C" NUBRIX_API nubrix::NubrixBaseDriver *driverInstance()
 try {
     return new nubrix::uvc::UvcDriver(&nubrix::uvc::KernelNode::open);
 } catch (...) {
-    nubrix::reportFailure("making the driver of USB cameras");
+    nubrix::reportFailure("creating the driver of USB cameras");
     return nullptr;
 }
 

@@ -60,15 +60,16 @@ int UvcDevice::openNodes(const std::string &name, const UsbIdentity &usb, std::v
                                [](const Node &node) { return !canCapture(*node); }),
                 nodes.end());
     if (nodes.empty()) {
-        kReporter.error(name + " gives no pictures that can be streamed: it is no camera, or gone");
+        kReporter.error(name +
+                        " delivers no frames that can be streamed: it is no camera, or it is gone");
         return kUnsupported;
     }
     device.reset(new UvcDevice(name, usb, std::move(nodes), threads));
     const auto &modes = device->m_modes;
     if (std::all_of(modes.begin(), modes.end(), [](const auto &m) { return m.records.empty(); })) {
         kReporter.error(name +
-                        " has no pixel format that is known here, at a size and rate that can be "
-                        "told: it has no streams");
+                        " has no pixel format that is known here, at a size and rate that a "
+                        "mode can have: it has no streams");
     }
     return kDone;
 }

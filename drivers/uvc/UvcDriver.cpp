@@ -14,7 +14,7 @@ namespace nubrix::uvc {
 
 namespace {
 
-constexpr unsigned int kGmslRecords = 60;  // that the library has room for
+constexpr unsigned int kGmslRecords = 60;  // number of records that the library provides
 
 void describeCamera(const CameraInfo &camera, typedefNubrixeviceAttribute &record)
 {
@@ -36,7 +36,7 @@ void describeNode(const NodeInfo &node, _NubrixGmslDeviceInfo &record)
     copyText(record.devicePath, node.path);
 }
 
-/// What udev knows of an open node, nothing if it knows none.
+/// What udev knows of an open node; nullopt if it does not know the node.
 std::optional<NodeInfo> lookUp(int fd)
 {
     struct stat status = {};
@@ -45,7 +45,7 @@ std::optional<NodeInfo> lookUp(int fd)
     const UdevPtr<udev> context(udev_new());
     if (!context)
         return std::nullopt;
-    // What it can do is not of interest, so it need not be opened.
+    // Its capabilities do not matter here, so it need not be opened.
     const auto refuse = [](const std::string & /*path*/, std::unique_ptr<NodeIo> & /*node*/) {
         return EACCES;
     };
@@ -68,7 +68,8 @@ try {
     if (m_initialized.exchange(true))
         return kWrongState;
     if (!m_monitor.start())
-        kReporter.error("udev gives no events: cameras that come and go are not noticed");
+        kReporter.warning(
+            "udev sends no events: cameras that are attached or detached are not noticed");
     return kDone;
 } catch (...) {
     reportFailure("looking for USB cameras");
@@ -89,7 +90,7 @@ int UvcDriver::getDeviceList(typedefNubrixeviceAttribute *records, unsigned int 
 int UvcDriver::getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count)
 {
     if (count != nullptr)
-        *count = kGmslRecords;  // the caller does not choose it
+        *count = kGmslRecords;  // on entry the count means nothing
     return listRecords([this] { return m_table.otherNodes(); }, describeNode, records, count);
 }
 

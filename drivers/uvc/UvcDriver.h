@@ -13,23 +13,23 @@
 
 namespace nubrix::uvc {
 
-/// Thread-safe, except that initialize comes first and the destruction last.
+/// The driver. Thread-safe, except that initialize comes first and the destruction last.
 class UvcDriver final : public NubrixBaseDriver {
 public:
     /// Throws std::system_error when there are no descriptors left.
     explicit UvcDriver(NodeOpener opener);
 
-    /// -2 when it has been called already, -1 when there is no thread to be had. Without udev it
-    /// finds nothing, says so and is content.
+    /// -2 when it has been called before, -1 when the system has no thread left. Without udev it
+    /// finds no cameras, reports that and returns 0.
     int initialize() override;
     int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
     int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;
     int getGmslDeviceList(_NubrixGmslDeviceInfo *records, unsigned int *count) override;
-    /// A URI of the device list or a path of the GMSL list: -4 when it is neither, or what
-    /// UvcDevice::open says.
+    /// Opens a URI of the device list or a path of the GMSL list: -4 when it is neither, or the
+    /// status of UvcDevice::open.
     int openDevice(const char *uri, NubrixBaseDevice **device) override;
-    /// A descriptor of a video node, which is one camera then; -4 when it is none, -11 when it does
-    /// not answer.
+    /// Opens the descriptor of a video node as a camera of one node; -4 when it is not a video
+    /// node, -11 when it does not answer.
     int openDeviceByFd(unsigned int vid, unsigned int pid, int fd, const char *path,
                        NubrixBaseDevice **device) override;
     int closeDevice(NubrixBaseDevice **device) override;

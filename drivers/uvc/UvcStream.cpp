@@ -27,7 +27,7 @@ unsigned int UvcStream::getFrameBufferSize()
     const auto bytes = static_cast<unsigned int>(mode.width) * mode.height *
                        pixelBytes(setting.source.format->pixelFormat);
     v4l2_pix_format format = {};
-    // A node that writes into frames may want more room than it fills.
+    // A node that writes into frames may require more space than it fills.
     if (setting.source.format->passesThrough &&
         tryMode(*setting.node, mode, setting.source, format) == 0 && format.sizeimage < 2 * bytes)
         return std::max(bytes, format.sizeimage);
@@ -38,7 +38,7 @@ int UvcStream::start()
 try {
     if (!mayStart() || DriverThreads::isCaller(thread()))
         return kWrongState;
-    m_threads.join(thread());  // which has been stopped from within
+    m_threads.join(thread());  // a callback may have stopped the stream, without joining
     const CallDeadline deadline;
     if (m_device.isGone())
         return kGone;
@@ -55,7 +55,7 @@ try {
     try {
         status = begin(*setting.node, setting.source);
         if (status == kDone)
-            beginThread(*setting.node);
+            startThread(*setting.node);
     } catch (...) {
         reportFailure("starting a stream of a USB camera");
     }
@@ -76,9 +76,9 @@ DriverThreads::Handle UvcStream::thread() const
     return m_thread;
 }
 
-void UvcStream::beginThread(NodeIo &node)
+void UvcStream::startThread(NodeIo &node)
 {
-    // A stop from within the first callback waits here.
+    // A stop within the first callback waits here for m_thread.
     const std::lock_guard<std::mutex> lock(m_threadLock);
     m_thread = m_threads.run([self = shared_from_this(), &node] { self->run(node); }, &m_device);
 }
@@ -87,7 +87,7 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
 {
     v4l2_pix_format format = {};
     if (const int status = prepare(node, source, format)) {
-        // Who has set a node up keeps it from others until it gives its buffers back.
+        // A node that has been set up stays reserved until its buffers are released.
         std::uint32_t none = 0;
         requestBuffers(node, V4L2_MEMORY_MMAP, none);
         return status;
@@ -97,13 +97,13 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
     m_counters.clear();
     m_lastSequence.reset();
     m_timeoutReported = false;
-    m_end.clear();
+    m_stopEvent.clear();
     m_stopping = false;
     const int error = beginCapture(node, format.sizeimage);
     if (error == ENOSPC && source.compressed != nullptr) {
-        m_capture.reset();  // the node is free again before it is set to another format
-        kReporter.error(name() + " " + textOf(m_mode) +
-                        ": little USB bandwidth is left, so the camera compresses its pictures");
+        m_capture.reset();  // frees the node, which can then be set to another format
+        kReporter.milestone(name() + " " + textOf(m_mode) +
+                            ": little USB bandwidth is left, so the camera compresses its images");
         return begin(node, {source.compressed, source.interval});
     }
     if (error != 0)
@@ -119,14 +119,14 @@ int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &
         return refusal(error);
     if (!isMode(format, m_mode, source)) {
         kReporter.error(name() + " " + textOf(m_mode) +
-                        " cannot be had any more, the camera gives " +
+                        " is no longer available, the camera now has " +
                         std::to_string(format.width) + "x" + std::to_string(format.height) +
                         ": close it and open it again to see its modes");
         return kBadArgument;
     }
     if (const auto rate = rateOf(interval); rate && *rate != m_mode.frameRate)
-        kReporter.error(name() + " is set to " + std::to_string(m_mode.frameRate) +
-                        " frames/s, and the camera gives " + std::to_string(*rate));
+        kReporter.milestone(name() + " is set to " + std::to_string(m_mode.frameRate) +
+                            " frames/s, but the camera delivers " + std::to_string(*rate));
     return kDone;
 }
 
@@ -146,7 +146,7 @@ int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
         const int error = m_capture->begin();
         if (error == 0 || error == ENODEV || error == ENOSPC || error == EBUSY || error == ETIME)
             return error;
-        m_capture.reset();  // the node is free again before it is asked for buffers of its own
+        m_capture.reset();  // frees the node, which can then provide buffers of its own
     }
     m_capture = std::make_unique<MappedCapture>(node, *m_allocator, *m_converter);
     return m_capture->begin();
@@ -155,9 +155,9 @@ int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
 int UvcStream::stop()
 {
     m_stopping = true;
-    m_end.set();
-    // The thread cannot wait for itself, and need not: it uses the capture before and after the
-    // callback, and not after a stop.
+    m_stopEvent.set();
+    // The thread itself must not join, and need not: it uses the capture before and after the
+    // callback, but not after a stop.
     CallDeadline::suspendFor([this] { m_threads.join(thread()); });
     const CallDeadline deadline;
     if (m_running)
@@ -189,13 +189,13 @@ StreamCounters UvcStream::counters() const
 void UvcStream::run(NodeIo &node) noexcept
 try {
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-cam");
-    pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_end.descriptor(), POLLIN, 0}};
+    pollfd waited[] = {{node.descriptor(), POLLIN, 0}, {m_stopEvent.descriptor(), POLLIN, 0}};
     for (;;) {
         const int ready = ::poll(waited, 2, static_cast<int>(kFrameTimeout.count()));
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
-            endFor(errno);
+            breakOff(errno);
             return;
         }
         if (m_stopping)
@@ -205,18 +205,18 @@ try {
             continue;
         }
         int error = takeFrame();
-        if (m_stopping)  // maybe from within: the device may be gone
+        if (m_stopping)  // perhaps by the callback: the device may be destroyed
             return;
-        // Nothing is filled and something is wrong: it would be so for ever.
+        // The node reports an error but no buffer: it would do so for ever.
         if (error == EAGAIN && (waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0)
             error = EIO;
         if (error != 0 && error != EAGAIN) {
-            endFor(error);
+            breakOff(error);
             return;
         }
     }
 } catch (...) {
-    if (m_stopping)  // maybe from within: the device may be gone
+    if (m_stopping)  // perhaps by the callback: the device may be destroyed
         return;
     m_broken = true;
     reportFailure("a stream of a USB camera");
@@ -229,7 +229,7 @@ int UvcStream::takeFrame()
         return error;
     countMissed(captured.sequence);
     if (captured.conversion == Conversion::kUnusable) {
-        if (!m_stopping)  // which ends a conversion
+        if (!m_stopping)  // stopping aborts a conversion
             countUnusable();
         return 0;
     }
@@ -247,9 +247,9 @@ void UvcStream::countUnusable()
     if (m_counters.unusable++ != 0)
         return;
     const std::string &fault = m_converter->fault();
-    kReporter.error(name() + ": a picture has nothing in it to show" +
-                    (fault.empty() ? "" : " (" + fault + ")") +
-                    ", it and others like it are dropped and counted");
+    kReporter.warning(name() + ": a frame cannot be used" +
+                      (fault.empty() ? "" : " (" + fault + ")") +
+                      ", frames like it are dropped and counted");
 }
 
 void UvcStream::reportTimeout()
@@ -257,14 +257,14 @@ void UvcStream::reportTimeout()
     if (isResponsive() || m_timeoutReported)
         return;
     m_timeoutReported = true;
-    kReporter.error(name() + " has sent no picture for " +
+    kReporter.error(name() + " has sent no frame for " +
                     std::to_string(kFrameTimeout.count() / 1000) +
                     " s: check its cable, or choose a smaller mode");
 }
 
 void UvcStream::countMissed(unsigned int sequence)
 {
-    // Some do not count, and some begin anew.
+    // Some cameras do not count, and some restart their count.
     if (m_lastSequence && sequence > *m_lastSequence)
         m_counters.missed += sequence - *m_lastSequence - 1;
     m_lastSequence = sequence;
@@ -298,30 +298,25 @@ void UvcStream::describe(typedefNubrixFrame &record, const CapturedFrame &captur
     record.reserved = 0;
 }
 
-void UvcStream::endFor(int error)
+void UvcStream::breakOff(int error)
 {
     m_broken = true;
     m_device.noteError(error);
-    // What the queue says of a camera that has just gone is not always that it has.
+    // The error of the queue does not always state that the camera has just been unplugged.
     reportError(m_device.isGone() ? ENODEV : error, name());
 }
 
 void UvcStream::reportLosses() const noexcept
 try {
     const StreamCounters lost = counters();
-    if (lost.held != 0)
-        kReporter.error(name() + ": pictures dropped because the application held all frames: " +
-                        std::to_string(lost.held));
-    if (lost.unusable != 0)
-        kReporter.error(name() + ": pictures dropped because there was nothing in them to show: " +
-                        std::to_string(lost.unusable));
-    if (lost.missed != 0)
-        kReporter.error(name() +
-                        ": pictures that the kernel dropped, incomplete or for want of a buffer: " +
-                        std::to_string(lost.missed));
-    if (lost.flagged != 0)
-        kReporter.error(name() + ": frames that were short or damaged: " +
-                        std::to_string(lost.flagged) + " of " + std::to_string(lost.delivered));
+    const auto warn = [this](unsigned int frames, const char *text, const std::string &total) {
+        if (frames != 0)
+            kReporter.warning(name() + ": frames " + text + ": " + std::to_string(frames) + total);
+    };
+    warn(lost.held, "dropped because the application held all frames", "");
+    warn(lost.unusable, "dropped because their contents could not be used", "");
+    warn(lost.missed, "that the kernel dropped, incomplete or for lack of a buffer", "");
+    warn(lost.flagged, "that were short or damaged", " of " + std::to_string(lost.delivered));
 } catch (...) {
     reportFailure("reporting the losses of a stream");
 }

@@ -13,7 +13,7 @@
 namespace nubrix {
 namespace {
 
-/// What the work of a thread owns, counted.
+/// What the work of a thread owns; its instances are counted.
 class Owned {
 public:
     explicit Owned(std::atomic<int> &alive) : m_alive(alive) { ++m_alive; }
@@ -25,11 +25,11 @@ private:
     std::atomic<int> &m_alive;
 };
 
-constexpr std::chrono::milliseconds kABit{50};  // in which nothing is to happen
+constexpr std::chrono::milliseconds kABit{50};  // during which nothing may happen
 
 class DriverThreadsTest : public testing::Test {
 protected:
-    /// A thread that ends once it may.
+    /// A thread that ends once it is released.
     DriverThreads::Handle begin(const void *group)
     {
         return m_threads.run([this, owned = std::make_shared<Owned>(m_alive)] { m_mayEnd.wait(); },
@@ -60,7 +60,7 @@ TEST_F(DriverThreadsTest, JoiningAThreadWaitsForItsEnd)
 {
     const DriverThreads::Handle thread = begin(nullptr);
     expectWaits([&] { m_threads.join(thread); });
-    m_threads.join(thread);  // has been joined
+    m_threads.join(thread);  // has been joined already
     m_threads.join(nullptr);
 }
 
@@ -73,7 +73,7 @@ TEST_F(DriverThreadsTest, JoiningAGroupWaitsForItsThreadsAlone)
     expectWaits([this] { m_threads.joinGroup(&m_group); });
 }
 
-TEST_F(DriverThreadsTest, EachOfTwoThatJoinAThreadWaitsForItsEnd)
+TEST_F(DriverThreadsTest, TwoThatJoinAThreadBothWaitForItsEnd)
 {
     const DriverThreads::Handle thread = begin(&m_group);
     const auto join = [&](auto how) {
@@ -116,7 +116,7 @@ TEST_F(DriverThreadsTest, AThreadDoesNotJoinItself)
     EXPECT_FALSE(DriverThreads::isCaller(thread));
 }
 
-TEST_F(DriverThreadsTest, ItsEndWaitsForAll)
+TEST_F(DriverThreadsTest, DestructionWaitsForAllThreads)
 {
     auto threads = std::make_unique<DriverThreads>();
     for (int i = 0; i < 3; ++i)
@@ -124,14 +124,14 @@ TEST_F(DriverThreadsTest, ItsEndWaitsForAll)
     expectWaits([&] { threads.reset(); });
 }
 
-TEST_F(DriverThreadsTest, ThoseThatHaveEndedGoWhenTheNextOneComes)
+TEST_F(DriverThreadsTest, FinishedThreadsAreJoinedWhenTheNextStarts)
 {
     constexpr int kThreads = 50;
     for (int i = 0; i < kThreads; ++i) {
         auto owned = std::make_shared<Owned>(m_alive);
         m_threads.run([owned = std::move(owned)] {});
     }
-    // Each start frees those that have ended; the last ones may still be about to.
+    // Each start joins the finished threads; the last ones may not have finished yet.
     EXPECT_TRUE(eventually([&] {
         m_threads.run([] {});
         return m_alive == 0;
@@ -159,7 +159,7 @@ TEST_F(DriverThreadsTest, ManyMayStartAndJoinAtOnce)
     EXPECT_EQ(done, kStarters * kRounds);
 }
 
-TEST_F(DriverThreadsTest, AStartThatFailsLeavesNothingBehind)
+TEST_F(DriverThreadsTest, AFailedStartLeavesNothingBehind)
 {
     struct Unmovable {
         Unmovable() = default;

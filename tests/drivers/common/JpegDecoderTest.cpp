@@ -35,7 +35,7 @@ Result decode(const Jpeg &jpeg, JpegDecoder::Damage damage = JpegDecoder::Damage
     return result;
 }
 
-TEST(JpegDecoderTest, APictureIsTheSameInOneScanAndInMany)
+TEST(JpegDecoderTest, AnImageIsTheSameInOneScanAndInMany)
 {
     const Result plain = decode(plainJpeg(kWidth, kHeight));
     ASSERT_TRUE(plain.done) << plain.error;
@@ -50,7 +50,7 @@ TEST(JpegDecoderTest, APictureIsTheSameInOneScanAndInMany)
     }
 }
 
-TEST(JpegDecoderTest, APictureOfTooManyScansIsRefused)
+TEST(JpegDecoderTest, AnImageOfTooManyScansIsRefused)
 {
     const Jpeg ten = progressiveJpeg(kWidth, kHeight, 10);
     EXPECT_TRUE(decode(withScansRepeated(ten, JpegDecoder::kMostScans - 10)).done);
@@ -62,10 +62,10 @@ TEST(JpegDecoderTest, APictureOfTooManyScansIsRefused)
     }
 }
 
-TEST(JpegDecoderTest, APictureThatTakesTooLongIsRefused)
+TEST(JpegDecoderTest, AnImageThatTakesTooLongIsRefused)
 {
     const JpegDecoder::Limits limits = {milliseconds(1), nullptr};
-    // A hundred times 64 MiB of pixels, of which next to nothing is in the file.
+    // A hundred times 64 MiB of pixels from a small file.
     const Jpeg slow = withScansRepeated(withSize(progressiveJpeg(8, 8, 10), 8192, 8192), 90);
     for (const Jpeg &jpeg : {slow, plainJpeg(4096, 4096)}) {
         const Result refused = decode(jpeg, JpegDecoder::Damage::kTolerated, limits);
@@ -74,7 +74,7 @@ TEST(JpegDecoderTest, APictureThatTakesTooLongIsRefused)
     }
 }
 
-TEST(JpegDecoderTest, TheFlagEndsTheWork)
+TEST(JpegDecoderTest, TheStopFlagEndsTheDecoding)
 {
     const std::atomic<bool> stop = true;
     for (const Jpeg &jpeg : {plainJpeg(kWidth, kHeight), progressiveJpeg(kWidth, kHeight, 10)}) {
@@ -85,7 +85,7 @@ TEST(JpegDecoderTest, TheFlagEndsTheWork)
     }
 }
 
-TEST(JpegDecoderTest, TheHeaderTellsTheSizeBeforeAnythingIsReserved)
+TEST(JpegDecoderTest, TheHeaderHasTheSizeBeforeAnythingIsReserved)
 {
     const Jpeg lying = withSize(progressiveJpeg(kWidth, kHeight, 10), 65500, 65500);
     JpegDecoder decoder(JpegDecoder::Damage::kTolerated, {});
@@ -94,7 +94,7 @@ TEST(JpegDecoderTest, TheHeaderTellsTheSizeBeforeAnythingIsReserved)
     EXPECT_EQ(decoder.height(), 65500U);
 }
 
-TEST(JpegDecoderTest, SizesThatLieAreDamagedOrRefused)
+TEST(JpegDecoderTest, WrongSizesAreDamagedOrRefused)
 {
     for (const Jpeg &jpeg : {plainJpeg(kWidth, kHeight), progressiveJpeg(kWidth, kHeight, 10)}) {
         const Jpeg larger = withSize(jpeg, kWidth, 2 * kHeight);
@@ -105,7 +105,7 @@ TEST(JpegDecoderTest, SizesThatLieAreDamagedOrRefused)
     }
 }
 
-TEST(JpegDecoderTest, CutPicturesAreDamagedOrRefusedWhereverTheyEnd)
+TEST(JpegDecoderTest, TruncatedImagesAreDamagedOrRefusedWhereverTheyEnd)
 {
     for (const Jpeg &whole : {plainJpeg(kWidth, kHeight), progressiveJpeg(kWidth, kHeight, 10)}) {
         for (std::size_t size = 0; size < whole.size() - 2; size += 1 + whole.size() / 199) {
@@ -119,7 +119,7 @@ TEST(JpegDecoderTest, CutPicturesAreDamagedOrRefusedWhereverTheyEnd)
     }
 }
 
-TEST(JpegDecoderTest, WhatIsNoJpegIsRefusedWithItsCause)
+TEST(JpegDecoderTest, DataThatIsNoJpegIsRefusedWithTheReason)
 {
     EXPECT_THAT(decode({}).error, HasSubstr("mpty"));
     EXPECT_THAT(decode({'B', 'M', 1, 2}).error, HasSubstr("Not a JPEG file"));

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-// It needs FILE.
+// jpeglib.h needs FILE.
 #include <jpeglib.h>
 
 namespace nubrix {
@@ -14,8 +14,7 @@ namespace {
 
 using Offset = Jpeg::difference_type;
 
-/// The first of the greys' coefficients, then the others in bands; then each bit of them that was
-/// left out.
+/// First the DC coefficient, then the others in bands, then each bit that was left out.
 std::vector<jpeg_scan_info> scansOf(int count, int bits)
 {
     std::vector<jpeg_scan_info> scans;
@@ -66,7 +65,7 @@ Jpeg encode(unsigned int width, unsigned int height, const std::vector<jpeg_scan
     return jpeg;
 }
 
-/// Where a marker is that one of these ends with.
+/// The position of the marker that ends one of these.
 Offset placeOf(const Jpeg &jpeg, std::initializer_list<std::uint8_t> kinds, bool last)
 {
     Offset place = -1;

@@ -9,7 +9,7 @@ namespace {
 
 const auto kCopy = [](int entry, int &record) { record = entry; };
 
-TEST(RecordListTest, FillsWhatThereIsRoomFor)
+TEST(RecordListTest, FillsUpToTheCapacity)
 {
     const std::vector<int> entries = {5, 6, 7};
     for (const unsigned int room : {0U, 2U, 3U, 4U}) {

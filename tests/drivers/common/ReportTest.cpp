@@ -1,9 +1,14 @@
 #include "common/Report.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
+#include "nubrix/log_driver.h"
+#include "tests/Paths.h"
 #include "tests/fakes/FailingNew.h"
 
 namespace nubrix {
@@ -13,7 +18,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// What is reported on stderr of an exception, without a log.
+/// The report on stderr about an exception, without a log.
 template <class Exception>
 std::string reported(const Exception &exception, const char *operation)
 {
@@ -64,11 +69,35 @@ TEST(ReportFailureTest, NeedsNoMemory)
                 HasSubstr("opening usb:1-2 failed: std::bad_alloc\n"));
 }
 
-TEST(ReportTest, WithoutALogALineGoesToStderrInCleanText)
+TEST(ReporterTest, WithoutALogALineGoesToStderrInCleanText)
 {
     testing::internal::CaptureStderr();
-    reportAs("module", "camera 1", "it\x1b[1m failed");
+    Reporter{"module", "camera 1"}.error("it\x1b[1m failed");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "camera 1: it?[1m failed\n");
+}
+
+TEST(ReporterTest, WithALogALineHasItsLevel)
+{
+    struct Closer {
+        void operator()(void *library) const { dlclose(library); }
+    };
+    using Library = std::unique_ptr<void, Closer>;
+    setenv("NUBRIX_LOG_CONSOLE", "1", 1);
+    const Library log(dlopen(paths::kLogPlugin, RTLD_NOW));
+    const Library plugin(dlopen(paths::kReportingPlugin, RTLD_NOW));
+    ASSERT_TRUE(log && plugin) << dlerror();
+    const auto setLevel =
+        reinterpret_cast<decltype(&nubrixLogSetlogLevel)>(dlsym(log.get(), "nubrixLogSetlogLevel"));
+    const auto report = reinterpret_cast<void (*)()>(dlsym(plugin.get(), "reportAtEachLevel"));
+    ASSERT_TRUE(setLevel != nullptr && report != nullptr);
+    setLevel(0);
+    testing::internal::CaptureStderr();
+    report();
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines, testing::ContainsRegex("warning.*Module.* first"));
+    EXPECT_THAT(lines, testing::ContainsRegex("error.*Module.* second"));
+    EXPECT_THAT(lines, testing::ContainsRegex("milestone.*Module.* third"));
+    EXPECT_EQ(lines.find("camera 1"), std::string::npos);
 }
 
 }  // namespace

@@ -8,17 +8,17 @@
 namespace nubrix {
 namespace {
 
-TEST(StateCallbackTest, TellsCleanTexts)
+TEST(StateCallbackTest, PassesCleanTexts)
 {
-    std::string told;
+    std::string passed;
     StateCallback callback;
     callback.set(
         [](const char *uri, const char *serial, const char *location, unsigned int, void *user) {
             *static_cast<std::string *>(user) = std::string(uri) + serial + location;
         },
-        &told);
+        &passed);
     callback.notify("u\x1b", "s\x9b", "l\xc2\x9b", true);
-    EXPECT_EQ(told, "u?s?l?");
+    EXPECT_EQ(passed, "u?s?l?");
 }
 
 void takeOne(const char *, const char *, const char *, unsigned int, void *user)

@@ -5,7 +5,7 @@
 namespace nubrix {
 namespace {
 
-TEST(CleanTextTest, WhatCanBeShownStays)
+TEST(CleanTextTest, PrintableTextStays)
 {
     for (const char *text :
          {"", " a b ", "~", "\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xec\xbf\xbf", "\xed\x9f\xbf",
@@ -27,23 +27,23 @@ TEST(CleanTextTest, EveryControlCharacterIsReplaced)
     }
 }
 
-TEST(CleanTextTest, BytesThatAreNoCharacterAreReplacedOneByOne)
+TEST(CleanTextTest, InvalidBytesAreReplacedOneByOne)
 {
     for (unsigned int byte = 0x80; byte < 0x100; ++byte) {
         const std::string text = {'a', static_cast<char>(byte), 'b'};
         EXPECT_EQ(cleanText(text), "a?b") << byte;
     }
-    EXPECT_EQ(cleanText("\xc0\x80"), "??");            // longer than need be
+    EXPECT_EQ(cleanText("\xc0\x80"), "??");            // longer than necessary
     EXPECT_EQ(cleanText("\xc1\xbf"), "??");            // the same
     EXPECT_EQ(cleanText("\xe0\x9f\xbf"), "???");       // the same
     EXPECT_EQ(cleanText("\xf0\x8f\xbf\xbf"), "????");  // the same
-    EXPECT_EQ(cleanText("\xed\xa0\x80"), "???");       // half of a pair
+    EXPECT_EQ(cleanText("\xed\xa0\x80"), "???");       // half of a surrogate pair
     EXPECT_EQ(cleanText("\xed\xbf\xbf"), "???");       // the other half
     EXPECT_EQ(cleanText("\xf4\x90\x80\x80"), "????");  // beyond the last character
     EXPECT_EQ(cleanText("\xf8\x88\x80\x80\x80"), "?????");
 }
 
-TEST(CleanTextTest, ACharacterThatIsCutIsReplacedAndTheNextOneStays)
+TEST(CleanTextTest, ATruncatedCharacterIsReplacedAndTheNextOneStays)
 {
     EXPECT_EQ(cleanText("\xc3"), "?");
     EXPECT_EQ(cleanText("\xe6\xb7"), "??");

@@ -50,7 +50,7 @@ private:
     std::vector<std::unique_ptr<FakeNode>> m_nodes;
 };
 
-/// A node that answers everything with ranges, for ever.
+/// A node that answers every query with ranges, endlessly.
 class RangeNode final : public NodeIo {
 public:
     int control(unsigned long request, void *argument) override
@@ -79,7 +79,7 @@ public:
     int descriptor() const override { return -1; }
 };
 
-/// A node that never comes to an end.
+/// A node whose enumerations never end.
 class EndlessNode final : public NodeIo {
 public:
     int control(unsigned long request, void *argument) override
@@ -108,7 +108,7 @@ public:
     int descriptor() const override { return -1; }
 };
 
-TEST_F(CameraModesTest, EachSizeAtEachRateIsAModeTheLargestFirst)
+TEST_F(CameraModesTest, EachSizeAtEachRateIsAModeLargestFirst)
 {
     addNode({{V4L2_PIX_FMT_Z16, {{320, 240, {15, 60}}, {640, 480, {30}}}}});
     const StreamModes modes = read(NUBRIX_STREAM_DEPTH);
@@ -128,7 +128,7 @@ TEST_F(CameraModesTest, OfTwoFormatsForAModeTheCheaperOneIsTaken)
     EXPECT_EQ(modes.sources[1].format->code, V4L2_PIX_FMT_YUYV);
 }
 
-TEST_F(CameraModesTest, TheCompressedOneOfSeveralFormatsIsKeptForABusWithLittleLeft)
+TEST_F(CameraModesTest, ACompressedFormatOfTheSameModeIsKeptForLowBandwidth)
 {
     addNode({{V4L2_PIX_FMT_YUYV, {{640, 480, {30, 15}}, {320, 240, {30}}}},
              {V4L2_PIX_FMT_NV12, {{640, 480, {30, 15}}, {320, 240, {30}}}},
@@ -143,7 +143,7 @@ TEST_F(CameraModesTest, TheCompressedOneOfSeveralFormatsIsKeptForABusWithLittleL
         EXPECT_EQ(modes.sources[alone].compressed, nullptr) << alone;
 }
 
-TEST_F(CameraModesTest, TheNodeThatIsGoodForLessElseGivesAStream)
+TEST_F(CameraModesTest, AStreamBelongsToTheNodeWithTheFewestOthers)
 {
     addNode({{V4L2_PIX_FMT_UYVY, {{64, 48, {30}}}}, {V4L2_PIX_FMT_GREY, {{64, 48, {30}}}}});
     addNode({{V4L2_PIX_FMT_YUYV, {{64, 48, {30}}}}});
@@ -151,7 +151,7 @@ TEST_F(CameraModesTest, TheNodeThatIsGoodForLessElseGivesAStream)
     EXPECT_EQ(read(NUBRIX_STREAM_IR).node, 0U);
 }
 
-TEST_F(CameraModesTest, OfEqualNodesTheFirstGivesTheStream)
+TEST_F(CameraModesTest, OfEqualNodesTheFirstDeliversTheStream)
 {
     addNode({{V4L2_PIX_FMT_GREY, {{64, 48, {30}}}}});
     addNode({{V4L2_PIX_FMT_GREY, {{32, 24, {30}}}}});
@@ -184,7 +184,7 @@ TEST_F(CameraModesTest, SizesThatPairsOfRowsDoNotFillAreLeftOut)
     EXPECT_THAT(texts(read(NUBRIX_STREAM_COLOR)), ElementsAre("64x46 at 30 frames/s"));
 }
 
-TEST_F(CameraModesTest, ANodeWithoutRatesIsTakenAtTheOneItHas)
+TEST_F(CameraModesTest, ANodeWithoutRatesHasItsCurrentRate)
 {
     addNode({{V4L2_PIX_FMT_Z16, {{64, 48, {}}}}});
     const StreamModes modes = read(NUBRIX_STREAM_DEPTH);
@@ -192,13 +192,13 @@ TEST_F(CameraModesTest, ANodeWithoutRatesIsTakenAtTheOneItHas)
     EXPECT_EQ(modes.sources[0].interval.denominator, 0U);
 }
 
-TEST_F(CameraModesTest, ANodeThatEnumeratesNoSizesIsTakenAtTheOneItHas)
+TEST_F(CameraModesTest, ANodeWithoutSizesHasItsCurrentSize)
 {
     addNode({{V4L2_PIX_FMT_Z16, {{64, 48, {25}}}}}).enumeratesSizes = false;
     EXPECT_THAT(texts(read(NUBRIX_STREAM_DEPTH)), ElementsAre("64x48 at 25 frames/s"));
 }
 
-TEST_F(CameraModesTest, OfRangesTheUsualModesAreOffered)
+TEST_F(CameraModesTest, RangesOfferTheUsualModes)
 {
     RangeNode node;
     const CameraModes modes = readModes({&node});
@@ -207,7 +207,7 @@ TEST_F(CameraModesTest, OfRangesTheUsualModesAreOffered)
                                              "320x240 at 30 frames/s", "320x240 at 15 frames/s"));
 }
 
-TEST_F(CameraModesTest, ANodeThatNeverEndsIsCutOff)
+TEST_F(CameraModesTest, AnEndlessEnumerationIsCutOff)
 {
     EndlessNode node;
     const CameraModes modes = readModes({&node});

@@ -29,7 +29,7 @@ protected:
         return node(number, busPath).sysPath;
     }
 
-    /// What has changed when everything has settled: "+usb:1-1", "-usb:1-1".
+    /// The changes after everything has settled: "+usb:1-1", "-usb:1-1".
     std::vector<std::string> changes()
     {
         m_now += CameraTable::kSettleTime;
@@ -63,7 +63,7 @@ protected:
         table.add(node(number, busPath, captures), m_now);
     }
 
-    /// As at the start, when nobody is told.
+    /// Fills the table as at the start, when nothing is reported.
     void fill(const std::vector<NodeInfo> &nodes)
     {
         table.fill(nodes, m_now);
@@ -85,7 +85,7 @@ private:
     CameraTable::Time m_now{};
 };
 
-TEST_F(CameraTableTest, WhatIsThereFromTheStartIsListedAndNotTold)
+TEST_F(CameraTableTest, CamerasAttachedAtTheStartAreListedButNotReported)
 {
     fill({node(0, "1-1"), node(1, "1-1", false), node(2, "1-1"), node(3, "1-2")});
     EXPECT_THAT(uris(), ElementsAre("usb:1-1", "usb:1-2"));
@@ -93,7 +93,7 @@ TEST_F(CameraTableTest, WhatIsThereFromTheStartIsListedAndNotTold)
     EXPECT_THAT(changes(), IsEmpty());
 }
 
-TEST_F(CameraTableTest, ACameraIsToldOnceHoweverManyNodesItHas)
+TEST_F(CameraTableTest, ACameraWithSeveralNodesIsReportedOnce)
 {
     for (const unsigned int number : {3U, 2U, 1U, 0U})
         add(number, "1-1", number % 2 == 0);
@@ -106,7 +106,7 @@ TEST_F(CameraTableTest, ACameraIsToldOnceHoweverManyNodesItHas)
     EXPECT_THAT(uris(), IsEmpty());
 }
 
-TEST_F(CameraTableTest, ACameraIsToldWhenNoNodeHasFollowedForAWhile)
+TEST_F(CameraTableTest, ACameraIsReportedWhenItHasSettled)
 {
     add(0, "1-1");
     pass(CameraTable::kSettleTime - std::chrono::milliseconds(1));
@@ -120,7 +120,7 @@ TEST_F(CameraTableTest, ACameraIsToldWhenNoNodeHasFollowedForAWhile)
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0, 2));
 }
 
-TEST_F(CameraTableTest, WhatHasJustComeAtTheStartIsToldWhenItHasSettled)
+TEST_F(CameraTableTest, ACameraAttachedJustBeforeTheStartIsReportedWhenItHasSettled)
 {
     NodeInfo young = node(0, "1-1");
     young.age = CameraTable::kSettleTime - std::chrono::milliseconds(1);
@@ -163,7 +163,7 @@ TEST_F(CameraTableTest, ACameraIsNotPostponedForEver)
     EXPECT_THAT(uris(), ElementsAre("usb:1-1"));
 }
 
-TEST_F(CameraTableTest, KnowsNodesOfAllKindsUntilTheyAreGone)
+TEST_F(CameraTableTest, KnowsNodesOfAllKindsUntilTheyAreDetached)
 {
     fill({node(0, "1-1"), node(1, "1-1", false)});
     add(2, "");
@@ -176,7 +176,7 @@ TEST_F(CameraTableTest, KnowsNodesOfAllKindsUntilTheyAreGone)
     EXPECT_FALSE(table.knows(pathOf(2, "")));
 }
 
-TEST_F(CameraTableTest, ACameraIsListedOnlyOnceItHasBeenTold)
+TEST_F(CameraTableTest, ACameraIsListedOnlyAfterItWasReported)
 {
     add(0, "1-1");
     EXPECT_TRUE(table.nextChange());
@@ -203,14 +203,14 @@ TEST_F(CameraTableTest, TheEventOfANodeThatIsKnownChangesNothing)
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0));
 }
 
-TEST_F(CameraTableTest, ACameraThatGoesBeforeItSettledIsNotTold)
+TEST_F(CameraTableTest, ACameraDetachedBeforeItSettledIsNotReported)
 {
     add(0, "1-1");
     table.remove(pathOf(0, "1-1"));
     EXPECT_THAT(changes(), IsEmpty());
 }
 
-TEST_F(CameraTableTest, ACameraThatComesBackIsToldBothTimes)
+TEST_F(CameraTableTest, ACameraThatIsAttachedAgainIsReportedBothTimes)
 {
     fill({node(0, "1-1")});
     table.remove(pathOf(0, "1-1"));
@@ -227,7 +227,7 @@ TEST_F(CameraTableTest, ACameraThatLosesOneNodeStays)
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(2));
 }
 
-TEST_F(CameraTableTest, NodesThatAreNotUsbAreListedApart)
+TEST_F(CameraTableTest, NodesThatAreNotUsbAreListedSeparately)
 {
     fill({node(0, "1-1"), node(4, ""), node(5, "", false)});
     ASSERT_EQ(table.otherNodes().size(), 1U);
@@ -238,7 +238,7 @@ TEST_F(CameraTableTest, NodesThatAreNotUsbAreListedApart)
     EXPECT_THAT(changes(), IsEmpty());
 }
 
-TEST_F(CameraTableTest, AnUpdateMakesTheDifference)
+TEST_F(CameraTableTest, AnUpdateAddsAndRemovesWhatDiffers)
 {
     fill({node(0, "1-1"), node(2, "1-2"), node(4, "")});
     update({node(2, "1-2"), node(6, "1-3"), node(7, "")});
@@ -248,7 +248,7 @@ TEST_F(CameraTableTest, AnUpdateMakesTheDifference)
     EXPECT_EQ(table.otherNodes()[0].number, 7U);
 }
 
-TEST_F(CameraTableTest, AnUpdateTellsOfACameraThatWasPluggedInAgainMeanwhile)
+TEST_F(CameraTableTest, AnUpdateReportsACameraThatWasPluggedInAgain)
 {
     fill({node(0, "1-1"), node(2, "1-2")});
     NodeInfo again = node(0, "1-1");
@@ -258,7 +258,7 @@ TEST_F(CameraTableTest, AnUpdateTellsOfACameraThatWasPluggedInAgainMeanwhile)
     EXPECT_THAT(nodesOf("usb:1-1"), ElementsAre(0));
 }
 
-TEST_F(CameraTableTest, FiftyCamerasThatComeAndGoAreEachToldOnce)
+TEST_F(CameraTableTest, FiftyCamerasAttachedAndDetachedAreEachReportedOnce)
 {
     for (unsigned int i = 0; i < 50; ++i)
         add(i, "1-" + std::to_string(i));

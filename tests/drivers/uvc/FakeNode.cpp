@@ -14,7 +14,7 @@ namespace nubrix::uvc {
 
 namespace {
 
-constexpr std::uint32_t kPage = 1U << 24U;  // apart from each other in what is mapped
+constexpr std::uint32_t kPage = 1U << 24U;  // distance of the buffers in what is mapped
 
 template <class T>
 T &as(void *argument)
@@ -91,10 +91,10 @@ void FakeCamera::captureAll(std::uint8_t value)
     capture({std::vector<std::uint8_t>(format().sizeimage + missingBytes, value)});
 }
 
-void FakeCamera::lose(unsigned int pictures)
+void FakeCamera::lose(unsigned int frames)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_sequence += pictures;
+    m_sequence += frames;
 }
 
 void FakeCamera::unplug()
@@ -166,25 +166,45 @@ int FakeCamera::control(unsigned long request, void *argument)
         case VIDIOC_ENUM_FRAMEINTERVALS:
             return enumerateIntervals(as<v4l2_frmivalenum>(argument));
         case VIDIOC_G_FMT:
-            as<v4l2_format>(argument).fmt.pix = m_format;
-            adjust(as<v4l2_format>(argument).fmt.pix);
-            return 0;
         case VIDIOC_TRY_FMT:
-            adjust(as<v4l2_format>(argument).fmt.pix);
-            return 0;
         case VIDIOC_S_FMT:
-            adjust(as<v4l2_format>(argument).fmt.pix);
-            m_format = as<v4l2_format>(argument).fmt.pix;
-            m_claimed = true;
-            return 0;
-        case VIDIOC_S_PARM:
-            if (givenRate != 0)
-                as<v4l2_streamparm>(argument).parm.capture.timeperframe = {1, givenRate};
-            m_interval = as<v4l2_streamparm>(argument).parm.capture.timeperframe;
-            return 0;
+            return useFormat(request, as<v4l2_format>(argument).fmt.pix);
         case VIDIOC_G_PARM:
-            as<v4l2_streamparm>(argument).parm.capture.timeperframe = m_interval;
-            return 0;
+        case VIDIOC_S_PARM:
+            return useInterval(request, as<v4l2_streamparm>(argument).parm.capture.timeperframe);
+        case VIDIOC_G_CTRL:
+        case VIDIOC_S_CTRL:
+            return useControl(request, as<v4l2_control>(argument));
+        case UVCIOC_CTRL_QUERY:
+            return useExtension(argument);
+        default:
+            return useBuffers(request, argument);
+    }
+}
+
+int FakeCamera::useFormat(unsigned long request, v4l2_pix_format &format)
+{
+    if (request == VIDIOC_G_FMT)
+        format = m_format;
+    adjust(format);
+    if (request == VIDIOC_S_FMT) {
+        m_format = format;
+        m_claimed = true;
+    }
+    return 0;
+}
+
+int FakeCamera::useInterval(unsigned long request, v4l2_fract &interval)
+{
+    if (request == VIDIOC_S_PARM)
+        m_interval = givenRate == 0 ? interval : v4l2_fract{1, givenRate};
+    interval = m_interval;
+    return 0;
+}
+
+int FakeCamera::useBuffers(unsigned long request, void *argument)
+{
+    switch (request) {
         case VIDIOC_REQBUFS:
             return requestBuffers(as<v4l2_requestbuffers>(argument));
         case VIDIOC_QUERYBUF:
@@ -206,11 +226,6 @@ int FakeCamera::control(unsigned long request, void *argument)
             m_empty.clear();
             m_ready.clear();
             return 0;
-        case VIDIOC_G_CTRL:
-        case VIDIOC_S_CTRL:
-            return useControl(request, as<v4l2_control>(argument));
-        case UVCIOC_CTRL_QUERY:
-            return useExtension(argument);
         default:
             return ENOTTY;
     }

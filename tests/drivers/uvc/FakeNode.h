@@ -1,5 +1,5 @@
-// A video node without a kernel: answers as the one that a test describes, and has a picture
-// captured when the test says so.
+// A video node without a kernel: it answers as the test describes, and captures a frame when the
+// test requests one.
 #pragma once
 
 #include <linux/videodev2.h>
@@ -19,7 +19,7 @@
 
 namespace nubrix::uvc {
 
-/// What a node can do, and what becomes of it. Thread-safe.
+/// The properties and the state of a node. Thread-safe.
 class FakeCamera {
 public:
     struct Size {
@@ -37,51 +37,52 @@ public:
         std::uint64_t timestampUs = 0;
     };
 
-    // Set before it is used.
+    // Set before the camera is used.
     std::vector<Format> formats;
     std::uint32_t capabilities = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
     bool takesUserMemory = true;
     bool enumeratesSizes = true;
     unsigned int paddingBytes = 0;  // at the end of each row
-    unsigned int spareBytes = 0;    // of the buffers, beyond an image
-    unsigned int missingBytes = 0;  // that it does not speak of when asked for its buffers' size
-    unsigned int leastBuffers = 0;  // it takes no fewer
-    unsigned int givenRate = 0;     // that it is set to whatever it is asked for; 0: that
-    std::uint32_t tooMuch = 0;      // a format for which the bus has too little left
+    unsigned int spareBytes = 0;    // in each buffer, beyond an image
+    unsigned int missingBytes = 0;  // by which the buffer size that it reports is too small
+    unsigned int leastBuffers = 0;  // the smallest number of buffers that it accepts
+    unsigned int givenRate = 0;     // the rate that it always sets; 0: the requested rate
+    std::uint32_t tooMuch = 0;      // a format for which the bus has too little bandwidth
     std::map<std::uint32_t, std::int32_t> controls;
     std::vector<std::uint8_t> extension;  // the one control of extension unit 4, selector 2
 
-    /// What a request fails with from now on, 0 for no more.
+    /// Lets a request fail with an error from now on, 0 for success.
     void fail(unsigned long request, int error);
-    /// From now on this request, and no other, does not return before the camera is unblocked.
+    /// From now on this request, and no other, blocks until the camera is unblocked.
     void block(unsigned long request);
     void unblock();
-    /// Waits until one is in it; false after the deadline.
+    /// Waits until a call is blocked; false after the deadline.
     bool awaitBlocked();
-    /// Files of the node.
+    /// Number of open files of the node.
     int openFiles() const { return m_openFiles; }
     void count(int files) { m_openFiles += files; }
-    /// From now on it gives another size than it is asked for.
+    /// From now on it delivers another size than requested.
     void changeModes();
-    /// Fills the oldest buffer that it has, or loses the picture; either way it counts.
+    /// Fills the oldest buffer, or drops the frame if there is none; the frame is counted in both
+    /// cases.
     void capture(const Shot &shot);
-    /// Captures a whole picture, each byte of which has the value.
+    /// Captures a complete frame, each byte of which has the value.
     void captureAll(std::uint8_t value);
-    /// Counts pictures and hands none out.
-    void lose(unsigned int pictures);
+    /// Counts frames without delivering them.
+    void lose(unsigned int frames);
     void unplug();
 
     v4l2_pix_format format() const;
     v4l2_fract interval() const;
     bool isStreaming() const;
-    /// The driver has set it up and not given it back: nobody else may.
+    /// Whether the driver has set the node up and not released it, so that nobody else may.
     bool isClaimed() const;
-    /// Buffers that the driver has asked for.
+    /// Number of buffers that the driver has requested.
     std::size_t buffers() const;
     std::uint32_t memory() const;
     unsigned int mappings() const;
 
-    /// What the node's file does.
+    /// The operations of a file of the node.
     int control(unsigned long request, void *argument);
     void *map(std::size_t length, std::uint32_t offset);
     void unmap();
@@ -105,6 +106,9 @@ private:
     int requestBuffers(v4l2_requestbuffers &request);
     int queue(const v4l2_buffer &buffer);
     int dequeue(v4l2_buffer &buffer);
+    int useFormat(unsigned long request, v4l2_pix_format &format);
+    int useInterval(unsigned long request, v4l2_fract &interval);
+    int useBuffers(unsigned long request, void *argument);
     int useControl(unsigned long request, v4l2_control &control);
     int useExtension(void *argument);
 
@@ -131,7 +135,7 @@ private:
     std::deque<std::uint32_t> m_ready;
 };
 
-/// A file of the node; the camera outlives it.
+/// A file of the node; the camera must outlive it.
 class FakeNode final : public NodeIo {
 public:
     explicit FakeNode(FakeCamera &camera) : m_camera(camera) { m_camera.count(1); }

@@ -22,13 +22,13 @@ struct Yuv {
     std::uint8_t y, u, v;
 };
 
-// Colours whose luma means nearly the same with and without headroom.
+// Colours whose luma differs little with and without headroom.
 constexpr Yuv kGrey = {126, 128, 128};
 constexpr Yuv kReddish = {126, 100, 200};
 constexpr Yuv kBluish = {126, 200, 100};
 
-/// A picture of one colour in any of the formats, its rows `gap` bytes apart.
-std::vector<std::uint8_t> picture(std::uint32_t code, Yuv yuv, std::size_t gap = 0)
+/// An image of one colour in any of the formats, its rows `gap` bytes apart.
+std::vector<std::uint8_t> image(std::uint32_t code, Yuv yuv, std::size_t gap = 0)
 {
     std::vector<std::uint8_t> bytes;
     const auto row = [&](const std::vector<std::uint8_t> &pair) {
@@ -64,13 +64,13 @@ protected:
         const SourceFormat &format = *findSourceFormat(GetParam());
         const std::size_t rowBytes = kWidth * format.rowBytes + gap;
         FrameConverter converter(format, kWidth, kHeight, rowBytes);
-        const auto source = picture(GetParam(), yuv, gap);
+        const auto source = image(GetParam(), yuv, gap);
         std::vector<std::uint8_t> frame(converter.frameBytes(), 0x11);
         EXPECT_EQ(converter.convert(source.data(), source.size(), frame.data()),
                   Conversion::kComplete);
         return frame;
     }
-    /// The one colour that every pixel of a frame has.
+    /// The colour that all pixels of a frame have.
     static Rgb colorOf(const std::vector<std::uint8_t> &frame)
     {
         for (std::size_t i = 3; i < frame.size(); ++i)
@@ -97,7 +97,7 @@ TEST_P(ColorFormatTest, RedIsRedAndBlueIsBlue)
     EXPECT_LT(blue.r, 100);
 }
 
-TEST_P(ColorFormatTest, GapsBetweenRowsAreLeftOut)
+TEST_P(ColorFormatTest, PaddingBetweenRowsIsSkipped)
 {
     EXPECT_EQ(convert(kReddish, 6), convert(kReddish));
 }
@@ -106,16 +106,16 @@ INSTANTIATE_TEST_SUITE_P(Formats, ColorFormatTest,
                          testing::Values(V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_UYVY, V4L2_PIX_FMT_NV12,
                                          V4L2_PIX_FMT_NV21));
 
-TEST(FrameConverterTest, PlanesWithoutTheirColoursAreNotShown)
+TEST(FrameConverterTest, PlanesWithoutTheirColoursAreUnusable)
 {
-    const auto source = picture(V4L2_PIX_FMT_NV12, kGrey);
+    const auto source = image(V4L2_PIX_FMT_NV12, kGrey);
     FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_NV12), kWidth, kHeight, kWidth);
     std::vector<std::uint8_t> frame(converter.frameBytes());
     EXPECT_EQ(converter.convert(source.data(), source.size() - 1, frame.data()),
               Conversion::kUnusable);
 }
 
-TEST(FrameConverterTest, OnlyFormatsWithoutGapsPassThrough)
+TEST(FrameConverterTest, OnlyFormatsWithoutPaddingPassThrough)
 {
     const SourceFormat &grey = *findSourceFormat(V4L2_PIX_FMT_GREY);
     EXPECT_TRUE(FrameConverter(grey, 64, 48, 64).passesThrough());
@@ -123,7 +123,7 @@ TEST(FrameConverterTest, OnlyFormatsWithoutGapsPassThrough)
     EXPECT_FALSE(FrameConverter(*findSourceFormat(V4L2_PIX_FMT_Z16), 64, 48, 128).passesThrough());
 }
 
-TEST(FrameConverterTest, ARowLengthThatCannotBeIsNotBelieved)
+TEST(FrameConverterTest, AnImpossibleRowSizeIsIgnored)
 {
     for (const std::size_t rowBytes : {std::size_t{1}, std::size_t{0xffffffffU}}) {
         FrameConverter converter(*findSourceFormat(V4L2_PIX_FMT_GREY), 64, 48, rowBytes);
@@ -136,7 +136,7 @@ TEST(FrameConverterTest, ARowLengthThatCannotBeIsNotBelieved)
     }
 }
 
-/// One colour, as a camera compresses it.
+/// An image of one colour, as a camera compresses it.
 std::vector<std::uint8_t> jpegOf(Rgb color, unsigned int width = kWidth)
 {
     jpeg_compress_struct encoder = {};
@@ -167,7 +167,7 @@ std::vector<std::uint8_t> jpegOf(Rgb color, unsigned int width = kWidth)
     return jpeg;
 }
 
-/// Without its Huffman tables, which cameras leave out.
+/// A JPEG without its Huffman tables, which cameras leave out.
 std::vector<std::uint8_t> withoutTables(const std::vector<std::uint8_t> &jpeg)
 {
     std::vector<std::uint8_t> left(jpeg.begin(), jpeg.begin() + 2);
@@ -204,13 +204,13 @@ private:
     std::vector<std::uint8_t> m_frame;
 };
 
-TEST_F(JpegTest, APictureIsDecoded)
+TEST_F(JpegTest, AnImageIsDecoded)
 {
     EXPECT_EQ(convert(jpegOf({200, 40, 30})), Conversion::kComplete);
     expectRed();
 }
 
-TEST_F(JpegTest, APictureWithoutTablesIsDecoded)
+TEST_F(JpegTest, AnImageWithoutTablesIsDecoded)
 {
     const auto jpeg = jpegOf({200, 40, 30});
     const auto left = withoutTables(jpeg);
@@ -219,7 +219,7 @@ TEST_F(JpegTest, APictureWithoutTablesIsDecoded)
     expectRed();
 }
 
-TEST_F(JpegTest, BytesAfterThePictureAreIgnored)
+TEST_F(JpegTest, BytesAfterTheImageAreIgnored)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.insert(jpeg.end(), 500, 0);
@@ -227,7 +227,7 @@ TEST_F(JpegTest, BytesAfterThePictureAreIgnored)
     expectRed();
 }
 
-TEST_F(JpegTest, BytesThatFillUpBeforeTheEndAreIgnored)
+TEST_F(JpegTest, PaddingBeforeTheEndIsIgnored)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.insert(jpeg.end() - 2, 32, 0);
@@ -235,19 +235,19 @@ TEST_F(JpegTest, BytesThatFillUpBeforeTheEndAreIgnored)
     expectRed();
 }
 
-TEST_F(JpegTest, ACutPictureIsDamaged)
+TEST_F(JpegTest, ATruncatedImageIsDamaged)
 {
     auto jpeg = jpegOf({200, 40, 30});
     jpeg.resize(jpeg.size() - 4);
     EXPECT_EQ(convert(jpeg), Conversion::kDamaged);
 }
 
-TEST_F(JpegTest, APictureOfAnotherSizeIsNotShown)
+TEST_F(JpegTest, AnImageOfAnotherSizeIsUnusable)
 {
     EXPECT_EQ(convert(jpegOf({200, 40, 30}, 2 * kWidth)), Conversion::kUnusable);
 }
 
-TEST_F(JpegTest, EveryCutIsSurvived)
+TEST_F(JpegTest, EveryTruncationIsHandled)
 {
     const auto jpeg = jpegOf({200, 40, 30});
     for (std::size_t size = 0; size < jpeg.size() - 2; ++size)

@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "tests/drivers/uvc/LineWatch.h"
+#include "tests/drivers/uvc/LineMonitor.h"
 #include "tests/drivers/uvc/UvcDriverFixture.h"
 
 namespace nubrix::uvc {
@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-constexpr const char *kRetry = "some video nodes cannot be read now, they are looked for again";
+constexpr const char *kRetry = "some video nodes cannot be read now, the search is repeated";
 
 class HotPlugFaultsTest : public UvcDriverTest {
 protected:
@@ -35,7 +35,7 @@ TEST_F(HotPlugFaultsTest, ACameraWhoseEventIsLostIsFoundNevertheless)
         const std::string place = "1-" + std::to_string(error);
         plug(place, static_cast<unsigned int>(error));
         ASSERT_TRUE(await(1)) << error;
-        EXPECT_THAT(told(),
+        EXPECT_THAT(reports(),
                     ElementsAre("+usb:" + place + " S" + std::to_string(error) + " " + place));
         forgetTold();
     }
@@ -51,7 +51,7 @@ TEST_F(HotPlugFaultsTest, ACameraThatLeavesUnnoticedIsReported)
     system.removeNode("1-1", 0);
     system.failScans(0);
     ASSERT_TRUE(await(1));
-    EXPECT_THAT(told(), ElementsAre("-usb:1-1 S0 1-1"));
+    EXPECT_THAT(reports(), ElementsAre("-usb:1-1 S0 1-1"));
     EXPECT_THAT(uris(), ElementsAre("usb:1-2"));
 }
 
@@ -63,65 +63,65 @@ TEST_F(HotPlugFaultsTest, ACameraThatLeavesAfterItsLostEventIsReported)
     system.loseEvents(1, EMFILE);
     system.sendEvent("1-1", 0, "remove");
     plug("1-2", 1);
-    ASSERT_TRUE(await(1));  // the first look was before that, and has found both
+    ASSERT_TRUE(await(1));  // the first scan was before that, and has found both
     system.removeWithoutEvent("1-1", 0);
     system.failScans(0);
     ASSERT_TRUE(await(2));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S1 1-2", "-usb:1-1 S0 1-1"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S1 1-2", "-usb:1-1 S0 1-1"));
 }
 
-TEST_F(HotPlugFaultsTest, ALookThatFailsTakesNoCameraAwayAndIsRepeated)
+TEST_F(HotPlugFaultsTest, AFailedScanRemovesNoCameraAndIsRepeated)
 {
     plug("1-1", 0);
     start();
-    const LineWatch lines;
+    const LineMonitor lines;
     system.failScans(3);
     system.loseEvents(1, EMFILE);
     plug("1-2", 1);
     ASSERT_TRUE(await(1));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S1 1-2"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S1 1-2"));
     EXPECT_THAT(uris(), ElementsAre("usb:1-1", "usb:1-2"));
     EXPECT_EQ(lines.count(kRetry), 1U);
 }
 
-TEST_F(HotPlugFaultsTest, WhatTheFirstLookMissesIsReportedLater)
+TEST_F(HotPlugFaultsTest, WhatTheFirstScanMissesIsReportedLater)
 {
     plug("1-1", 0);
     plug("1-2", 1);
     system.failScans(1);
-    const LineWatch lines;
+    const LineMonitor lines;
     start();
     ASSERT_TRUE(await(2));
-    EXPECT_THAT(told(), UnorderedElementsAre("+usb:1-1 S0 1-1", "+usb:1-2 S1 1-2"));
+    EXPECT_THAT(reports(), UnorderedElementsAre("+usb:1-1 S0 1-1", "+usb:1-2 S1 1-2"));
     EXPECT_EQ(lines.count(kRetry), 1U);
 }
 
-TEST_F(HotPlugFaultsTest, AChangeThatCannotBeReportedIsReportedLaterAndKeepsNoOtherBack)
+TEST_F(HotPlugFaultsTest, AChangeThatCannotBeReportedIsReportedLaterAndDelaysNoOther)
 {
     plug("1-1", 0);
     plug("1-2", 1);
-    system.failScans(1);  // so that both come with the next one
+    system.failScans(1);  // so that the next one finds both
     bool first = true;
-    onTold = [&] {
+    onReport = [&] {
         if (std::exchange(first, false))
             throw std::bad_alloc();
     };
     start();
     ASSERT_TRUE(await(2));
-    EXPECT_THAT(told(), UnorderedElementsAre("+usb:1-1 S0 1-1", "+usb:1-2 S1 1-2"));
+    EXPECT_THAT(reports(), UnorderedElementsAre("+usb:1-1 S0 1-1", "+usb:1-2 S1 1-2"));
 }
 
-TEST_F(HotPlugFaultsTest, ANodeWhoseUsbDeviceCannotBeReadYetIsNoOtherNode)
+TEST_F(HotPlugFaultsTest, ANodeWhoseUsbDeviceCannotBeReadIsNotListedAsAnotherNode)
 {
     start();
-    const LineWatch lines;
+    const LineMonitor lines;
     system.addNode("1-2", 0);
     ASSERT_TRUE(lines.await(kRetry));
     EXPECT_EQ(otherNodes(), 0U);
     EXPECT_THAT(list(), IsEmpty());
     system.addUsb("1-2", "A: serial=S0\n");
     ASSERT_TRUE(await(1));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S0 1-2"));
     EXPECT_EQ(otherNodes(), 0U);
 }
 

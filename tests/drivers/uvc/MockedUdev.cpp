@@ -1,5 +1,6 @@
-// What the mocked system lacks of udev: whether it runs, how far it has come with a device, and
-// errors. As the program has these functions, those of the libraries are not used, or only by them.
+// What the mocked system lacks of udev: whether it runs, how far it has set up a device, and
+// errors. These functions replace those of the libraries, for the program and for the libraries
+// that call them.
 #include "tests/drivers/uvc/MockedUdev.h"
 
 #include <dlfcn.h>
@@ -19,9 +20,9 @@ namespace nubrix::uvc {
 namespace {
 
 #ifdef __SANITIZE_THREAD__
-// ThreadSanitizer opens the program's file when it first names a function, also one that it is told
-// to leave alone. It does so through the mocked system, which may have a text of a failed dlsym to
-// free by then, and that ends the process. So it is done before anything else.
+// ThreadSanitizer opens the program's file when it first names a function, even one that is
+// suppressed. It does so through the mocked system, which may hold the text of a failed dlsym by
+// then and free it, and that ends the process. So a function is named before anything else.
 const bool s_namesAreReady = [] {
     char text[64];
     __sanitizer_symbolize_pc(__builtin_return_address(0), "%f", text, sizeof text);
@@ -37,7 +38,7 @@ int s_errorOfEvents = 0;
 int s_scansToPass = 0;
 int s_scansToFail = 0;
 
-/// A device of which no test says anything is an old one.
+/// A device whose age no test has set is an old one.
 std::optional<std::chrono::milliseconds> ageOf(udev_device *device)
 {
     const std::lock_guard<std::mutex> lock(s_lock);
@@ -51,7 +52,7 @@ bool takeOne(int &count)
     return count > 0 && count-- > 0;
 }
 
-/// The function that the program's own one stands in for.
+/// The function that the one of this program replaces.
 template <class Function>
 Function *nextOf(Function * /*own*/, const char *name)
 {
@@ -145,9 +146,9 @@ int udev_enumerate_scan_devices(udev_enumerate *search)
     return fails ? -EMFILE : next(search);
 }
 
-/// libudev asks this of each device. The mocked one looks the path of the descriptor up in static
-/// memory: of two threads, the test's and the driver's, one may find no device then. Visible,
-/// so that libudev calls it.
+/// libudev calls it for each device. The mocked function looks the path of the descriptor up in
+/// static memory: with two threads, of the test and of the driver, one may find no device. Visible,
+/// so that libudev calls this one.
 __attribute__((visibility("default"))) int fstatfs64(int descriptor,
                                                      struct statfs64 *status) noexcept
 {

@@ -35,7 +35,8 @@ public:
             "A: idVendor=1209\nA: idProduct=0001\nA: bcdDevice=0102\n" +
             lines);
     }
-    /// A node of a USB device; udev tells what it is good for: ":capture:", ":". Has events sent.
+    /// Adds a node of a USB device; `capabilities` are what udev reports: ":capture:", ":". Sends
+    /// events.
     void addNode(const std::string &busPath, unsigned int number,
                  const std::string &capabilities = ":capture:")
     {
@@ -46,25 +47,25 @@ public:
     {
         add(nodeText(path, number) + lines);
     }
-    /// What the kernel shows of a node before udev has done with it.
+    /// Creates what the kernel shows of a node before udev has set it up.
     void addNodeWithoutEvent(const std::string &busPath, unsigned int number)
     {
         add("P: " + nodePath(busPath, number) + "\nE: SUBSYSTEM=none\n");
     }
-    /// Where a USB device describes a stream.
+    /// Creates the description of a stream in a USB device.
     void addStreamInterface(const std::string &busPath, unsigned int number)
     {
         add("P: " + usbPath(busPath) + "/" + busPath + ":1." + std::to_string(number) +
             "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_interface\nA: bInterfaceClass=0e\n"
             "A: bInterfaceSubClass=02\n");
     }
-    /// udev runs from the start.
+    /// udev runs by default.
     void setRunning(bool running);
-    /// The next events are lost on their way, with an error of the system.
+    /// Drops the next events, with an error of the system.
     void loseEvents(int count, int error);
-    /// Of the next looks at all devices `passed` do not fail, and the `count` after those do.
+    /// Lets the next `passed` scans of all devices succeed and the `count` after them fail.
     void failScans(int count, int passed = 0);
-    /// How long ago udev was done with a node; nothing: it is not. Without it, long ago.
+    /// Sets how long ago udev set up a node, nullopt: not yet. By default long ago.
     void setAge(const std::string &busPath, unsigned int number,
                 std::optional<std::chrono::milliseconds> age);
     void removeNode(const std::string &busPath, unsigned int number)
@@ -80,7 +81,7 @@ public:
     {
         umockdev_testbed_remove_device(m_testbed, ("/sys" + usbPath(busPath)).c_str());
     }
-    /// Sends the event of a node once more.
+    /// Sends the event of a node again.
     void repeatAdd(const std::string &busPath, unsigned int number)
     {
         sendEvent(busPath, number, "add");
@@ -107,7 +108,7 @@ private:
                "\nE: MAJOR=81\nE: MINOR=" + std::to_string(kFirstMinor + number) + "\n";
     }
 
-    // What the real system knows of its own devices counts here, too.
+    // The real system describes its own devices here, too.
     static constexpr unsigned int kFirstMinor = 200;
 
     UMockdevTestbed *m_testbed = nullptr;

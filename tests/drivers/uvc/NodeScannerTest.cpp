@@ -93,7 +93,7 @@ TEST_F(NodeScannerTest, ACameraWithoutNamesHasTheNodesName)
     EXPECT_EQ(nodes[0].usb->product, "Camera");
 }
 
-TEST_F(NodeScannerTest, RubbishInNamesIsCleaned)
+TEST_F(NodeScannerTest, InvalidBytesInNamesAreCleaned)
 {
     system.addUsb("1-2", "H: serial=ff41fe\nH: product=20c3a9010a42e282\n");
     system.addNode("1-2", 0);
@@ -105,7 +105,7 @@ TEST_F(NodeScannerTest, RubbishInNamesIsCleaned)
               "??B??");
 }
 
-TEST_F(NodeScannerTest, TwoIdenticalCamerasAreToldApartByTheirPlaces)
+TEST_F(NodeScannerTest, IdenticalCamerasAreIdentifiedByTheirPorts)
 {
     for (const unsigned int number : {0U, 1U}) {
         const std::string place = "1-" + std::to_string(number + 1);
@@ -118,7 +118,7 @@ TEST_F(NodeScannerTest, TwoIdenticalCamerasAreToldApartByTheirPlaces)
     EXPECT_EQ(nodes[1].usb->busPath, "1-2");
 }
 
-TEST_F(NodeScannerTest, OutputsAndCodecsGiveNoPictures)
+TEST_F(NodeScannerTest, OutputsAndCodecsDoNotCapture)
 {
     system.addUsb("1-2", "");
     system.addNode("1-2", 0, ":video_output:");
@@ -127,7 +127,7 @@ TEST_F(NodeScannerTest, OutputsAndCodecsGiveNoPictures)
     EXPECT_THAT(capturing(), IsEmpty());
 }
 
-TEST_F(NodeScannerTest, ANodeWithoutUsbIsOneByItself)
+TEST_F(NodeScannerTest, ANodeWithoutUsbHasNoUsbDevice)
 {
     system.addUndescribedNode("/devices/platform/csi/video4linux/video7", 7,
                               "E: ID_V4L_CAPABILITIES=:capture:\n");
@@ -145,7 +145,7 @@ TEST_F(NodeScannerTest, RadiosAreNoVideoNodes)
     EXPECT_THAT(scan(), IsEmpty());
 }
 
-TEST_F(NodeScannerTest, ANodeThatUdevDoesNotDescribeIsAsked)
+TEST_F(NodeScannerTest, ANodeThatUdevDoesNotDescribeIsQueried)
 {
     openError = 0;
     system.addUndescribedNode("/devices/platform/v/video4linux/video0", 0, "");
@@ -156,7 +156,7 @@ TEST_F(NodeScannerTest, ANodeThatUdevDoesNotDescribeIsAsked)
     EXPECT_THAT(capturing(), IsEmpty());
 }
 
-TEST_F(NodeScannerTest, OfNodesThatCannotBeAskedTheFirstGivesPictures)
+TEST_F(NodeScannerTest, OfNodesThatCannotBeQueriedTheFirstCaptures)
 {
     openError = EACCES;
     system.addUndescribedNode("/devices/platform/v/video4linux/video0", 0, "A: index=0\n");
@@ -165,7 +165,7 @@ TEST_F(NodeScannerTest, OfNodesThatCannotBeAskedTheFirstGivesPictures)
     EXPECT_THAT(opened, ElementsAre("/dev/video0", "/dev/video1"));
 }
 
-TEST_F(NodeScannerTest, TellsHowLongAgoUdevWasDoneWithANode)
+TEST_F(NodeScannerTest, ReturnsHowLongAgoUdevSetUpANode)
 {
     system.addUsb("1-2", "");
     system.addNode("1-2", 0);
@@ -177,7 +177,7 @@ TEST_F(NodeScannerTest, TellsHowLongAgoUdevWasDoneWithANode)
     EXPECT_EQ(nodes[1].age, std::chrono::milliseconds(7));
 }
 
-TEST_F(NodeScannerTest, LeavesOutWhatUdevIsBusyWith)
+TEST_F(NodeScannerTest, LeavesOutNodesThatUdevIsBusyWith)
 {
     system.addUsb("1-2", "");
     system.addNode("1-2", 0);
@@ -222,7 +222,7 @@ TEST_F(NodeScannerTest, ANodeBelowAHubWhoseUsbDeviceIsNotReadableMakesTheScanInc
     EXPECT_THAT(found.nodes, IsEmpty());
 }
 
-TEST(AttributeTextTest, IsCleanAndWithoutBlanksAtItsEnds)
+TEST(AttributeTextTest, IsCleanWithoutWhiteSpaceAtItsEnds)
 {
     EXPECT_EQ(attributeText(nullptr), "");
     EXPECT_EQ(attributeText("   "), "");

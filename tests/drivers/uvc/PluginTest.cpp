@@ -16,7 +16,7 @@ using testing::Eq;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// The plug-in as the library loads it, and the log plug-in beside it.
+/// The plug-in as the library loads it, and the log plug-in next to it.
 class UvcPluginTest : public testing::Test {
 protected:
     struct Closer {
@@ -47,7 +47,7 @@ protected:
         EXPECT_NE(library, nullptr) << dlerror();
         return library;
     }
-    /// What is said of a descriptor that is none.
+    /// The report about an invalid descriptor.
     std::string complaint()
     {
         NubrixBaseDevice *device = nullptr;
@@ -67,21 +67,21 @@ private:
 
 constexpr const char *kPlain = "nubrix usb camera: a camera failed: Bad file descriptor\n";
 
-TEST_F(UvcPluginTest, WithoutALogItSpeaksOnStderr)
+TEST_F(UvcPluginTest, WithoutALogItReportsOnStderr)
 {
     EXPECT_EQ(complaint(), kPlain);
 }
 
-TEST_F(UvcPluginTest, WithALogItSpeaksThere)
+TEST_F(UvcPluginTest, WithALogItReportsThere)
 {
     const Library log = load(paths::kLogPlugin);
-    const std::string said = complaint();
-    EXPECT_THAT(said, AllOf(StartsWith("["), HasSubstr("error"), HasSubstr("[NubrixUvcDriver]"),
+    const std::string line = complaint();
+    EXPECT_THAT(line, AllOf(StartsWith("["), HasSubstr("error"), HasSubstr("[NubrixUvcDriver]"),
                             HasSubstr(" a camera failed: Bad file descriptor")));
-    EXPECT_THAT(said.find('\n'), Eq(said.size() - 1)) << said;
+    EXPECT_THAT(line.find('\n'), Eq(line.size() - 1)) << line;
 }
 
-TEST_F(UvcPluginTest, OnRequestItSpeaksInBothPlaces)
+TEST_F(UvcPluginTest, OnRequestItReportsInBothPlaces)
 {
     const Library log = load(paths::kLogPlugin);
     setenv("NUBRIX_DRIVER_STDERR", "1", 1);

@@ -22,7 +22,7 @@ protected:
     MockedUdev system;
 };
 
-TEST_F(UsbFolderTest, HasTheNodesThatUdevHasNotDoneWith)
+TEST_F(UsbFolderTest, HasTheNodesThatUdevHasNotSetUp)
 {
     system.addUsb("1-2", "");
     system.addNode("1-2", 0);
@@ -41,7 +41,7 @@ TEST_F(UsbFolderTest, CountsTheStreamsThatTheDeviceDescribes)
     EXPECT_EQ(readUsbFolder(path("1-2")).videoStreams, 2U);
 }
 
-TEST_F(UsbFolderTest, OfADeviceThatIsGoneIsEmpty)
+TEST_F(UsbFolderTest, IsEmptyForADetachedDevice)
 {
     const UsbFolder folder = readUsbFolder(path("1-2"));
     EXPECT_THAT(folder.videoNodes, IsEmpty());

@@ -15,18 +15,18 @@
 
 namespace nubrix::uvc {
 
-/// The usual cameras of the tests, with small pictures.
+/// A format of the usual cameras of the tests, with small images.
 inline FakeCamera::Format formatOf(std::uint32_t code)
 {
     return {code, {{64, 48, {30, 15}}, {32, 24, {30}}}};
 }
 
-/// For calls that no deadline is to end, however busy the machine is.
+/// For calls that no deadline may end, however busy the machine is.
 constexpr std::chrono::hours kUnhurried{1};
 
 class UvcDeviceTest : public testing::Test {
 protected:
-    /// One more node of the camera, which is to be described before open.
+    /// Adds a node of the camera, to be described before open.
     FakeCamera &addNode(const std::vector<std::uint32_t> &codes)
     {
         m_cameras.push_back(std::make_unique<FakeCamera>());
@@ -62,12 +62,12 @@ protected:
     }
 
     void close() { m_device.reset(); }
-    /// Calls end in time, whatever the machine is busy with.
+    /// Uses the deadlines of the driver from now on.
     void keepDeadlines() { m_unhurried.reset(); }
-    /// What the end of the driver does.
+    /// Does what the destruction of the driver does.
     void joinThreads() { m_threads.reset(); }
     void renewThreads() { m_threads = std::make_unique<DriverThreads>(); }
-    /// The nodes of a camera that is closed.
+    /// Removes the nodes of a closed camera.
     void removeNodes() { m_cameras.clear(); }
 
     UsbIdentity usb;
@@ -89,13 +89,13 @@ inline StreamCounters countersOf(UvcDevice &device, unsigned int streamType)
     return counters;
 }
 
-/// Waits until the stream has lost or delivered so many pictures.
-inline bool awaitCount(UvcDevice &device, unsigned int streamType, unsigned int pictures)
+/// Waits until the stream has dropped or delivered this many frames.
+inline bool awaitCount(UvcDevice &device, unsigned int streamType, unsigned int frames)
 {
     const auto end = std::chrono::steady_clock::now() + kDeadline;
     while (std::chrono::steady_clock::now() < end) {
         const StreamCounters now = countersOf(device, streamType);
-        if (now.delivered + now.held + now.unusable >= pictures)
+        if (now.delivered + now.held + now.unusable >= frames)
             return true;
         std::this_thread::yield();
     }

@@ -25,7 +25,7 @@ unsigned int modeCount(UvcDevice &device, unsigned int streamType)
     return count;
 }
 
-TEST_F(UvcDeviceTest, WithoutPermissionItSaysWhatToDo)
+TEST_F(UvcDeviceTest, WithoutPermissionItReportsWhatToDo)
 {
     addNode({V4L2_PIX_FMT_Z16});
     openErrors["0"] = EACCES;
@@ -54,15 +54,15 @@ TEST_F(UvcDeviceTest, ABusyCameraIsBusy)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("usb:1-2 is busy"));
 }
 
-TEST_F(UvcDeviceTest, WhatGivesNoPicturesIsNotOpened)
+TEST_F(UvcDeviceTest, ANodeThatDoesNotCaptureIsNotOpened)
 {
     addNode({V4L2_PIX_FMT_Z16}).capabilities = V4L2_CAP_META_CAPTURE | V4L2_CAP_STREAMING;
     testing::internal::CaptureStderr();
     EXPECT_EQ(tryOpen(), -8);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("gives no pictures"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("delivers no frames"));
 }
 
-TEST_F(UvcDeviceTest, ACameraOfUnknownFormatsOpensAndSaysSo)
+TEST_F(UvcDeviceTest, ACameraOfUnknownFormatsOpensAndReportsIt)
 {
     addNode({V4L2_PIX_FMT_H264});
     testing::internal::CaptureStderr();
@@ -77,7 +77,7 @@ TEST_F(UvcDeviceTest, ACameraOfUnknownFormatsOpensAndSaysSo)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("usb:1-2 has no color stream"));
 }
 
-TEST_F(UvcDeviceTest, TheStreamsAreToldApartByTheirFormats)
+TEST_F(UvcDeviceTest, StreamsAreIdentifiedByTheirFormats)
 {
     addNode({V4L2_PIX_FMT_Z16});
     addNode({V4L2_PIX_FMT_MJPEG});
@@ -91,7 +91,7 @@ TEST_F(UvcDeviceTest, TheStreamsAreToldApartByTheirFormats)
     EXPECT_EQ(device.getSupportFrameMode(NUBRIX_STREAM_LIGHT_IR, &modes, &count), -4);
 }
 
-TEST_F(UvcDeviceTest, AModeThatIsSetIsWhatTheNodeIsSetTo)
+TEST_F(UvcDeviceTest, SettingAModeSetsTheNode)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -108,7 +108,7 @@ TEST_F(UvcDeviceTest, AModeThatIsSetIsWhatTheNodeIsSetTo)
         device.setFrameMode(NUBRIX_STREAM_DEPTH, {NUBRIX_PIXEL_DEPTH_14_2, 32, 24, 30}, false), -2);
 }
 
-TEST_F(UvcDeviceTest, WhoeverWritesToTheModeThatIsHandedOutChangesNothing)
+TEST_F(UvcDeviceTest, WritingToTheReturnedModeChangesNothing)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -119,7 +119,7 @@ TEST_F(UvcDeviceTest, WhoeverWritesToTheModeThatIsHandedOutChangesNothing)
     EXPECT_EQ(camera.format().width, 64U);
 }
 
-TEST_F(UvcDeviceTest, ASecondStreamOfAKindIsRefusedInWords)
+TEST_F(UvcDeviceTest, ASecondStreamOfATypeIsRefusedAndReported)
 {
     addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -131,7 +131,7 @@ TEST_F(UvcDeviceTest, ASecondStreamOfAKindIsRefusedInWords)
                 HasSubstr("usb:1-2 has its depth stream open already"));
 }
 
-TEST_F(UvcDeviceTest, AModeThatCannotBeHadIsRefusedWithTheFieldAndTheNearest)
+TEST_F(UvcDeviceTest, AnUnsupportedModeIsRefusedWithTheFieldAndTheNearestMode)
 {
     addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -144,7 +144,7 @@ TEST_F(UvcDeviceTest, AModeThatCannotBeHadIsRefusedWithTheFieldAndTheNearest)
     EXPECT_EQ(device.getCurrentFrameMode(NUBRIX_STREAM_DEPTH)->frameRate, 30);
 }
 
-TEST_F(UvcDeviceTest, TellsItsVersionFromTheDescriptor)
+TEST_F(UvcDeviceTest, TheVersionIsThatOfTheUsbDescriptor)
 {
     usb.release = 0x1234;
     usb.serial = "SN1";
@@ -160,7 +160,7 @@ TEST_F(UvcDeviceTest, TellsItsVersionFromTheDescriptor)
     EXPECT_STREQ(versions.serialNumber, "SN1");
 }
 
-TEST_F(UvcDeviceTest, ARoomThatIsTooSmallIsToldTheSize)
+TEST_F(UvcDeviceTest, ATooSmallBufferReturnsTheRequiredSize)
 {
     addNode({V4L2_PIX_FMT_Z16});
     NubrixVersions versions = {};
@@ -262,13 +262,13 @@ TEST_F(ExtensionUnitTest, ReadsTheSizeOfAControl)
     EXPECT_EQ(out[0], 3);
 }
 
-TEST_F(ExtensionUnitTest, RefusesWhatCannotBe)
+TEST_F(ExtensionUnitTest, RefusesInvalidRequests)
 {
-    EXPECT_EQ(pass({0x81, 4, 2, 0, 0}), -4);           // no whole head
+    EXPECT_EQ(pass({0x81, 4, 2, 0, 0}), -4);           // header incomplete
     EXPECT_EQ(pass({0x01, 4, 2, 0, 3, 0, 7, 8}), -4);  // data missing
     EXPECT_EQ(pass({0x81, 4, 2, 1, 0, 0}), -4);        // no such node
-    EXPECT_EQ(pass({0x81, 4, 2, 0, 9, 0}), -4);        // no room
-    EXPECT_EQ(pass({0x81, 4, 2, 0, 2, 0}), -4);        // not the size
+    EXPECT_EQ(pass({0x81, 4, 2, 0, 9, 0}), -4);        // output too small
+    EXPECT_EQ(pass({0x81, 4, 2, 0, 2, 0}), -4);        // wrong size
     EXPECT_EQ(pass({0x81, 5, 2, 0, 0, 0}), -8);        // no such unit
 }
 

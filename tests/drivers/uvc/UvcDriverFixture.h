@@ -1,4 +1,4 @@
-// A driver in a mocked system, and what it reports of cameras that arrive and leave.
+// A driver in a mocked system, and its reports of cameras that are attached and detached.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ namespace nubrix::uvc {
 
 class UvcDriverTest : public testing::Test {
 protected:
-    struct Told {
+    struct Reported {
         std::string text;  // "+usb:1-2 serial location"
         std::size_t listed;
     };
@@ -59,17 +59,17 @@ protected:
             all.emplace_back(record.uri);
         return all;
     }
-    /// Waits until so much has been told.
+    /// Waits for this many reports; false after the deadline.
     bool await(std::size_t count)
     {
         std::unique_lock<std::mutex> lock(m_lock);
-        return m_told.wait_for(lock, kDeadline, [&] { return m_all.size() >= count; });
+        return m_reported.wait_for(lock, kDeadline, [&] { return m_all.size() >= count; });
     }
-    std::vector<std::string> told()
+    std::vector<std::string> reports()
     {
         const std::lock_guard<std::mutex> lock(m_lock);
         std::vector<std::string> texts;
-        for (const Told &each : m_all)
+        for (const Reported &each : m_all)
             texts.push_back(each.text);
         return texts;
     }
@@ -89,7 +89,7 @@ protected:
         const std::lock_guard<std::mutex> lock(m_lock);
         m_all.clear();
     }
-    /// The driver's; the mocked system has some of its own.
+    /// The threads of the driver; the mocked system has its own.
     static std::size_t threads()
     {
         std::size_t count = 0;
@@ -100,7 +100,8 @@ protected:
         }
         return count;
     }
-    /// Waits until there are so many: one has its name, and is gone once joined, a moment later.
+    /// Waits for this number of threads: a thread has its name, and is gone once joined, a moment
+    /// later.
     static bool awaitThreads(std::size_t count)
     {
         const auto end = std::chrono::steady_clock::now() + kDeadline;
@@ -112,12 +113,12 @@ protected:
         return true;
     }
 
-    const CallDeadline unhurried{std::chrono::hours(1)};  // no call ends at it on a busy machine
+    const CallDeadline unhurried{std::chrono::hours(1)};  // no call reaches it on a busy machine
     MockedUdev system;
     FakeCamera camera;
     int openError = 0;
-    std::function<void()> onTold;  // set before the event
-    std::atomic<int> inside{0};    // callbacks
+    std::function<void()> onReport;  // set before the event
+    std::atomic<int> inside{0};      // callbacks
     std::unique_ptr<UvcDriver> driver;
 
 private:
@@ -127,20 +128,20 @@ private:
         auto &self = *static_cast<UvcDriverTest *>(user);
         ++self.inside;
         const std::size_t listed = self.list().size();  // as the library does
-        if (self.onTold)
-            self.onTold();
+        if (self.onReport)
+            self.onReport();
         const std::lock_guard<std::mutex> lock(self.m_lock);
         self.m_all.push_back({(state == NUBRIX_DEVICE_CONNECTED ? "+" : "-") + std::string(uri) +
                                   " " + serial + " " + location,
                               listed});
-        self.m_told.notify_all();
+        self.m_reported.notify_all();
         --self.inside;
     }
 
-    UvcDriver *m_driver = nullptr;  // for callbacks, also while its owner ends it
+    UvcDriver *m_driver = nullptr;  // for callbacks, also during its destruction
     std::mutex m_lock;
-    std::condition_variable m_told;
-    std::vector<Told> m_all;  // under m_lock
+    std::condition_variable m_reported;
+    std::vector<Reported> m_all;  // under m_lock
 };
 
 }  // namespace nubrix::uvc

@@ -56,7 +56,7 @@ TEST_F(UvcDriverTest, ACameraWithoutACaptureNodeIsNoCamera)
 TEST_F(UvcDriverTest, TextsThatAreTooLongAreCutBetweenCharacters)
 {
     const std::string e = "\xc3\xa9";
-    std::string hex = "78";  // so that a character lies across the end
+    std::string hex = "78";  // so that a character crosses the limit
     for (int i = 0; i < 100; ++i)
         hex += "c3a9";
     system.addUsb("1-2", "H: serial=" + hex + "\nH: product=" + hex + "\n");
@@ -72,7 +72,7 @@ TEST_F(UvcDriverTest, TextsThatAreTooLongAreCutBetweenCharacters)
     EXPECT_EQ(product.substr(125), e);
 }
 
-TEST_F(UvcDriverTest, WritesNoMoreRecordsThanThereIsRoomFor)
+TEST_F(UvcDriverTest, WritesNoMoreRecordsThanTheCapacity)
 {
     plug("1-1", 0);
     plug("1-2", 1);
@@ -103,7 +103,7 @@ TEST_F(UvcDriverTest, NodesThatAreNotUsbAreGmslDevices)
     EXPECT_EQ(device, nullptr);
 }
 
-TEST_F(UvcDriverTest, ACameraThatIsPluggedInAndOutIsToldOnceEach)
+TEST_F(UvcDriverTest, PluggingInAndUnpluggingAreReportedOnceEach)
 {
     start();
     plug("1-2", 0);
@@ -115,13 +115,13 @@ TEST_F(UvcDriverTest, ACameraThatIsPluggedInAndOutIsToldOnceEach)
     for (const unsigned int number : {0U, 1U, 2U})
         system.removeNode("1-2", number);
     ASSERT_TRUE(await(2));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2", "-usb:1-2 S0 1-2"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S0 1-2", "-usb:1-2 S0 1-2"));
     EXPECT_EQ(listedWhenTold(0), 1U);
     EXPECT_EQ(listedWhenTold(1), 0U);
     EXPECT_THAT(list(), IsEmpty());
 }
 
-TEST_F(UvcDriverTest, ACameraThatIsJustComingAtTheStartIsToldWhenUdevHasDoneWithIt)
+TEST_F(UvcDriverTest, ACameraAttachedAtTheStartIsReportedWhenUdevHasSetItUp)
 {
     plug("1-1", 0);
     plug("1-2", 1);
@@ -132,11 +132,11 @@ TEST_F(UvcDriverTest, ACameraThatIsJustComingAtTheStartIsToldWhenUdevHasDoneWith
     system.setAge("1-2", 2, std::chrono::hours(1));
     system.repeatAdd("1-2", 2);
     ASSERT_TRUE(await(1));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S1 1-2"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S1 1-2"));
     EXPECT_THAT(uris(), ElementsAre("usb:1-1", "usb:1-2"));
 }
 
-TEST_F(UvcDriverTest, ACameraWithANodeThatUdevIsBusyWithWaitsForItButNotForEver)
+TEST_F(UvcDriverTest, ACameraWaitsForANodeThatUdevIsBusyWithButNotForEver)
 {
     start();
     const auto begin = std::chrono::steady_clock::now();
@@ -144,10 +144,10 @@ TEST_F(UvcDriverTest, ACameraWithANodeThatUdevIsBusyWithWaitsForItButNotForEver)
     system.addNodeWithoutEvent("1-2", 1);
     ASSERT_TRUE(await(1));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, CameraTable::kLongestSettling);
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S0 1-2"));
 }
 
-TEST_F(UvcDriverTest, ACameraOfWhichTheKernelLacksAStreamWaitsForItASecond)
+TEST_F(UvcDriverTest, ACameraWaitsASecondForAStreamThatTheKernelLacks)
 {
     start();
     const auto begin = std::chrono::steady_clock::now();
@@ -156,20 +156,20 @@ TEST_F(UvcDriverTest, ACameraOfWhichTheKernelLacksAStreamWaitsForItASecond)
     system.addStreamInterface("1-2", 2);
     ASSERT_TRUE(await(1));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-2 S0 1-2"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-2 S0 1-2"));
 }
 
-TEST_F(UvcDriverTest, TheEventOfACameraThatWasFoundAlreadyIsNotTold)
+TEST_F(UvcDriverTest, TheEventOfAKnownCameraIsNotReported)
 {
     plug("1-2", 0);
     start();
     system.repeatAdd("1-2", 0);
     plug("1-3", 1);
     ASSERT_TRUE(await(1));
-    EXPECT_THAT(told(), ElementsAre("+usb:1-3 S1 1-3"));
+    EXPECT_THAT(reports(), ElementsAre("+usb:1-3 S1 1-3"));
 }
 
-TEST_F(UvcDriverTest, FiftyThatComeAndGoInBurstsAreToldInFull)
+TEST_F(UvcDriverTest, FiftyCamerasInBurstsAreAllReported)
 {
     constexpr unsigned int kBurst = 5;  // the mocked system gives up when 10 events wait
     start();
@@ -187,7 +187,7 @@ TEST_F(UvcDriverTest, FiftyThatComeAndGoInBurstsAreToldInFull)
         }
     }
     EXPECT_THAT(list(), IsEmpty());
-    const auto all = told();
+    const auto all = reports();
     for (unsigned int i = 0; i < 50; ++i) {
         const std::string name = "usb:1-" + std::to_string(i) + " S" + std::to_string(i);
         EXPECT_EQ(std::count_if(all.begin(), all.end(),
@@ -212,29 +212,29 @@ TEST_F(UvcDriverTest, IsDestroyedAtAnyTime)
         start();
         EXPECT_TRUE(awaitThreads(1));
         plug("1-2", 0);
-        std::this_thread::sleep_for(i * step);  // the moment; nothing is waited for
-        const std::size_t toldBefore = told().size();
+        std::this_thread::sleep_for(i * step);  // chooses the moment; the test waits for nothing
+        const std::size_t reportsBefore = reports().size();
         driver.reset();
         EXPECT_EQ(inside, 0);
-        const auto all = told();
+        const auto all = reports();
         ASSERT_LE(all.size(), 1U);
-        EXPECT_GE(all.size(), toldBefore);
+        EXPECT_GE(all.size(), reportsBefore);
         (all.empty() ? early : late) = true;
         system.removeNode("1-2", 0);
         system.removeUsb("1-2");
         EXPECT_TRUE(awaitThreads(0)) << "a thread is left, moment " << i;
-        EXPECT_EQ(told(), all) << "told after its end, moment " << i;
+        EXPECT_EQ(reports(), all) << "reported after its destruction, moment " << i;
         forgetTold();
     }
     EXPECT_TRUE(early && late) << "the moments were all alike";
 }
 
-TEST_F(UvcDriverTest, ItsEndWaitsForTheHotPlugCallback)
+TEST_F(UvcDriverTest, DestructionWaitsForTheHotPlugCallback)
 {
     start();
     std::promise<void> entered;
     std::promise<void> mayReturn;
-    onTold = [&] {
+    onReport = [&] {
         entered.set_value();
         mayReturn.get_future().wait();
     };
@@ -247,10 +247,10 @@ TEST_F(UvcDriverTest, ItsEndWaitsForTheHotPlugCallback)
     mayReturn.set_value();
     ASSERT_EQ(ended.wait_for(kDeadline), std::future_status::ready);
     EXPECT_EQ(ended.get(), 0);
-    EXPECT_EQ(told().size(), 1U);
+    EXPECT_EQ(reports().size(), 1U);
 }
 
-TEST_F(UvcDriverTest, ItsEndWaitsForAFrameCallbackThatClosedItsOwnCamera)
+TEST_F(UvcDriverTest, DestructionWaitsForAFrameCallbackThatClosedItsOwnCamera)
 {
     plug("1-2", 0);
     camera.formats = {formatOf(V4L2_PIX_FMT_Z16)};
@@ -303,7 +303,8 @@ TEST_F(UvcDriverTest, AListThatFailsHasNoRecords)
 
 TEST_F(UvcDriverTest, TextsOfACameraAreClean)
 {
-    // An escape, a control sequence introducer of two bytes and of one, and half of a pair.
+    // An escape, a control sequence introducer of two bytes and of one byte, and half of a
+    // surrogate pair.
     system.addUsb("1-2", "H: serial=411b5b42\nH: product=41c29b429b43eda08044\n");
     system.addNode("1-2", 0);
     start();
@@ -329,7 +330,7 @@ TEST_F(UvcDriverTest, OpensOnlyWhatItLists)
     EXPECT_EQ(driver->closeDevice(&device), 0);
 }
 
-TEST_F(UvcDriverTest, WithoutPermissionOpeningSaysWhatToDo)
+TEST_F(UvcDriverTest, WithoutPermissionOpeningReportsWhatToDo)
 {
     plug("1-2", 0);
     start();

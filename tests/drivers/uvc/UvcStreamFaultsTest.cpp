@@ -1,9 +1,10 @@
-// Streams of cameras that are unplugged, fall silent, refuse, or do something else than they said.
+// Streams of cameras that are unplugged, become unresponsive, refuse a request, or differ from
+// their description.
 #include <linux/videodev2.h>
 
 #include <thread>
 
-#include "tests/drivers/uvc/LineWatch.h"
+#include "tests/drivers/uvc/LineMonitor.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 #include "uvc/UvcStream.h"
 
@@ -25,7 +26,7 @@ TEST_F(UvcStreamFaultsTest, UnpluggingEndsTheStreamAndTheDevice)
     ASSERT_TRUE(stream.sink().await(1));
     EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
     EXPECT_NE(device.keepLiveState(), 0);
-    const LineWatch lines;
+    const LineMonitor lines;
     camera.unplug();
     EXPECT_TRUE(lines.await("usb:1-2 depth is gone: check its cable"));  // its thread has ended
     EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_DISCONNECTED);
@@ -35,7 +36,7 @@ TEST_F(UvcStreamFaultsTest, UnpluggingEndsTheStreamAndTheDevice)
     EXPECT_EQ(stream.pool().inUse(), 0);
 }
 
-TEST_F(UvcStreamFaultsTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAnswer)
+TEST_F(UvcStreamFaultsTest, AStreamThatTheKernelEndsIsReportedOnceAndUnresponsive)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -60,14 +61,14 @@ TEST_F(UvcStreamFaultsTest, AStreamThatTheKernelBreaksOffIsToldOnceAndDoesNotAns
     EXPECT_TRUE(stream.sink().await(1));
 }
 
-TEST_F(UvcStreamFaultsTest, ACameraThatFallsSilentDoesNotAnswerUntilItSendsAgain)
+TEST_F(UvcStreamFaultsTest, ACameraWithoutFramesIsUnresponsiveUntilItSendsAgain)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
     PixelStream stream(device, NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
     EXPECT_NE(device.keepLiveState(), 0);
-    const LineWatch lines;
+    const LineMonitor lines;
     const auto begin = std::chrono::steady_clock::now();
     while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < begin + kDeadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -75,47 +76,48 @@ TEST_F(UvcStreamFaultsTest, ACameraThatFallsSilentDoesNotAnswerUntilItSendsAgain
               UvcStream::kFrameTimeout - std::chrono::milliseconds(500));
     EXPECT_EQ(device.keepLiveState(), 0);
     EXPECT_EQ(device.deviceState(), NUBRIX_DEVICE_CONNECTED);
-    EXPECT_TRUE(lines.await("usb:1-2 depth has sent no picture for 3 s: check its cable"));
+    EXPECT_TRUE(lines.await("usb:1-2 depth has sent no frame for 3 s: check its cable"));
     camera.captureAll(1);
     ASSERT_TRUE(stream.sink().await(1));
     EXPECT_NE(device.keepLiveState(), 0);
 }
 
-TEST_F(UvcStreamFaultsTest, ACameraThatSendsOnlyRubbishDoesNotAnswer)
+TEST_F(UvcStreamFaultsTest, ACameraThatSendsOnlyUnusableFramesIsUnresponsive)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
     UvcDevice &device = open();
     PixelStream stream(device, NUBRIX_STREAM_COLOR);
-    const LineWatch lines;
+    const LineMonitor lines;
     ASSERT_EQ(stream.start(), 0);
     camera.captureAll(0x55);
-    EXPECT_TRUE(lines.await("usb:1-2 color: a picture has nothing in it to show"));
+    EXPECT_TRUE(lines.await("usb:1-2 color: a frame cannot be used"));
     const auto end = std::chrono::steady_clock::now() + kDeadline;
     while (device.keepLiveState() != 0 && std::chrono::steady_clock::now() < end) {
         camera.captureAll(0x55);
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     EXPECT_EQ(device.keepLiveState(), 0);
-    EXPECT_TRUE(lines.await("usb:1-2 color has sent no picture for 3 s"));
-    EXPECT_EQ(lines.count("has nothing in it"), 1U);
-    EXPECT_EQ(lines.count("has sent no picture"), 1U);
+    EXPECT_TRUE(lines.await("usb:1-2 color has sent no frame for 3 s"));
+    EXPECT_EQ(lines.count("a frame cannot be used"), 1U);
+    EXPECT_EQ(lines.count("has sent no frame"), 1U);
 }
 
-TEST_F(UvcStreamFaultsTest, ARateThatTheCameraDoesNotKeepIsTold)
+TEST_F(UvcStreamFaultsTest, ARateThatTheCameraDoesNotKeepIsReported)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     camera.givenRate = 15;
     PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
     testing::internal::CaptureStderr();
     EXPECT_EQ(stream.start(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "nubrix usb camera: usb:1-2 depth is set to 30 frames/s, and the camera gives 15\n");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "nubrix usb camera: usb:1-2 depth is set to 30 frames/s, but the camera delivers 15\n");
 }
 
 class UvcStreamBandwidthTest : public UvcStreamFaultsTest,
                                public testing::WithParamInterface<std::uint32_t> {};
 
-TEST_P(UvcStreamBandwidthTest, ABusWithLittleLeftGetsCompressedPictures)
+TEST_P(UvcStreamBandwidthTest, ABusWithLittleBandwidthGetsCompressedImages)
 {
     FakeCamera &camera = addNode({GetParam(), V4L2_PIX_FMT_MJPEG});
     UvcDevice &device = open();
@@ -128,15 +130,15 @@ TEST_P(UvcStreamBandwidthTest, ABusWithLittleLeftGetsCompressedPictures)
     EXPECT_EQ(
         testing::internal::GetCapturedStderr(),
         "nubrix usb camera: usb:1-2 color 64x48 at 15 frames/s: little USB bandwidth is left, "
-        "so the camera compresses its pictures\n");
+        "so the camera compresses its images\n");
     EXPECT_EQ(camera.format().pixelformat, V4L2_PIX_FMT_MJPEG);
     EXPECT_EQ(camera.interval().denominator, 15U);
     EXPECT_TRUE(camera.isStreaming());
-    camera.captureAll(1);  // no JPEG: it is taken for one
+    camera.captureAll(1);  // not a JPEG, but it is decoded as one
     EXPECT_TRUE(awaitCount(device, NUBRIX_STREAM_COLOR, 1));
     EXPECT_EQ(countersOf(device, NUBRIX_STREAM_COLOR).unusable, 1U);
     EXPECT_EQ(stream->stop(), 0);
-    camera.tooMuch = 0;  // next time there is enough
+    camera.tooMuch = 0;  // the next start has enough bandwidth
     ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.format().pixelformat, GetParam());
 }
@@ -154,7 +156,7 @@ struct Refusal {
 class UvcStreamRefusalTest : public UvcStreamFaultsTest,
                              public testing::WithParamInterface<Refusal> {};
 
-TEST_P(UvcStreamRefusalTest, AStartThatFailsSaysWhyAndLeavesNothingBehind)
+TEST_P(UvcStreamRefusalTest, AFailedStartReportsWhyAndReleasesEverything)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -187,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{VIDIOC_QUERYBUF, EINVAL, -4, "failed: Invalid argument"},
         Refusal{VIDIOC_S_FMT, ENODEV, -9, "is gone"}));
 
-TEST_F(UvcStreamFaultsTest, ACameraThatHasChangedItsModesIsToBeOpenedAgain)
+TEST_F(UvcStreamFaultsTest, ACameraWithChangedModesMustBeOpenedAgain)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
@@ -195,7 +197,7 @@ TEST_F(UvcStreamFaultsTest, ACameraThatHasChangedItsModesIsToBeOpenedAgain)
     testing::internal::CaptureStderr();
     EXPECT_EQ(stream.start(), -4);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                AllOf(HasSubstr("64x48 at 30 frames/s cannot be had any more"), HasSubstr("32x48"),
+                AllOf(HasSubstr("64x48 at 30 frames/s is no longer available"), HasSubstr("32x48"),
                       HasSubstr("open it again")));
     EXPECT_FALSE(camera.isClaimed()) << "nobody else could have it";
 }

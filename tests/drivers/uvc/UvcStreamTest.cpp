@@ -83,7 +83,7 @@ TEST_F(UvcStreamTest, AFormatThatPassesThroughIsWrittenIntoTheFrames)
     EXPECT_EQ(camera.buffers(), 0U);
 }
 
-TEST_F(UvcStreamTest, ANodeThatDoesNotWriteIntoFramesIsCopiedFrom)
+TEST_F(UvcStreamTest, FramesOfANodeThatCannotWriteIntoThemAreCopied)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
     camera.takesUserMemory = false;
@@ -98,10 +98,10 @@ TEST_F(UvcStreamTest, ANodeThatDoesNotWriteIntoFramesIsCopiedFrom)
     EXPECT_EQ(stream.pool().inUse(), 0);
 }
 
-TEST_F(UvcStreamTest, ANodeThatWantsManyBuffersIsCopiedFrom)
+TEST_F(UvcStreamTest, FramesOfANodeThatTakesManyBuffersAreCopied)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
-    camera.leastBuffers = 8;  // of the pool too few would be left
+    camera.leastBuffers = 8;  // too few frames of the pool would be left
     PixelStream stream(open(), NUBRIX_STREAM_IR);
     ASSERT_EQ(stream.start(), 0);
     EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);
@@ -110,14 +110,14 @@ TEST_F(UvcStreamTest, ANodeThatWantsManyBuffersIsCopiedFrom)
     EXPECT_TRUE(stream.sink().await(1));
 }
 
-TEST_F(UvcStreamTest, ANodeThatWantsMoreRoomThanAPictureTakesGetsIt)
+TEST_F(UvcStreamTest, ANodeThatRequiresLargerBuffersGetsThem)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
     camera.paddingBytes = 16;
     PixelStream stream(open(), NUBRIX_STREAM_IR);
     EXPECT_EQ(stream->getFrameBufferSize(), (64U + 16) * 48);
     ASSERT_EQ(stream.start(), 0);
-    EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);  // the gaps have to go
+    EXPECT_EQ(camera.memory(), V4L2_MEMORY_MMAP);  // the padding must be removed
     camera.captureAll(7);
     ASSERT_TRUE(stream.sink().await(1));
     EXPECT_EQ(stream->stop(), 0);
@@ -129,7 +129,7 @@ TEST_F(UvcStreamTest, ANodeThatWantsMoreRoomThanAPictureTakesGetsIt)
 class UvcStreamFormatTest : public UvcStreamTest,
                             public testing::WithParamInterface<std::uint32_t> {};
 
-TEST_P(UvcStreamFormatTest, AShortPictureIsFlaggedAndItsMissingPixelsAreZero)
+TEST_P(UvcStreamFormatTest, AShortFrameIsFlaggedAndItsMissingPixelsAreZero)
 {
     FakeCamera &camera = addNode({GetParam()});
     UvcDevice &device = open();
@@ -139,7 +139,7 @@ TEST_P(UvcStreamFormatTest, AShortPictureIsFlaggedAndItsMissingPixelsAreZero)
     ASSERT_TRUE(stream.sink().await(1));
     FakeCamera::Shot shot;
     shot.bytes.assign(camera.format().sizeimage / 2, 8);
-    for (int i = 0; i < 10; ++i) {  // until old pixels lie in every frame
+    for (int i = 0; i < 10; ++i) {  // until every frame has old pixels
         camera.capture(shot);
         ASSERT_TRUE(stream.sink().await(static_cast<std::size_t>(i) + 2));
     }
@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, UvcStreamFormatTest,
                          testing::Values(V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_GREY, V4L2_PIX_FMT_RGB24,
                                          V4L2_PIX_FMT_Y16, V4L2_PIX_FMT_YUYV));
 
-TEST_F(UvcStreamTest, ADamagedPictureIsFlagged)
+TEST_F(UvcStreamTest, ADamagedFrameIsFlagged)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
@@ -172,7 +172,7 @@ TEST_F(UvcStreamTest, ADamagedPictureIsFlagged)
     EXPECT_EQ(countersOf(device, NUBRIX_STREAM_DEPTH).flagged, 1U);
 }
 
-TEST_F(UvcStreamTest, AnEmptyPictureIsDroppedAndCounted)
+TEST_F(UvcStreamTest, AnEmptyFrameIsDroppedAndCounted)
 {
     for (const std::uint32_t code : {V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_GREY}) {
         FakeCamera &camera = addNode({code});
@@ -186,13 +186,13 @@ TEST_F(UvcStreamTest, AnEmptyPictureIsDroppedAndCounted)
         testing::internal::CaptureStderr();
         EXPECT_EQ(stream->stop(), 0);
         EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                    HasSubstr("dropped because there was nothing in them to show: 1\n"));
+                    HasSubstr("dropped because their contents could not be used: 1\n"));
         EXPECT_THAT(stream.sink().indices(), ElementsAre(1));
         EXPECT_EQ(countersOf(device, type).unusable, 1U);
     }
 }
 
-TEST_F(UvcStreamTest, AJpegThatWouldTakeForEverIsDroppedAndItsFaultNamed)
+TEST_F(UvcStreamTest, AJpegThatTakesTooLongIsDroppedAndItsFaultReported)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_MJPEG});
     camera.spareBytes = 1 << 20;
@@ -206,11 +206,11 @@ TEST_F(UvcStreamTest, AJpegThatWouldTakeForEverIsDroppedAndItsFaultNamed)
     ASSERT_TRUE(awaitCount(device, NUBRIX_STREAM_COLOR, 1));
     EXPECT_EQ(stream->stop(), 0);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("nothing in it to show (it has more than 100 scans), it and others"));
+                HasSubstr("a frame cannot be used (it has more than 100 scans), frames like it"));
     EXPECT_EQ(countersOf(device, NUBRIX_STREAM_COLOR).unusable, 1U);
 }
 
-TEST_F(UvcStreamTest, StoppingDoesNotWaitForAPictureToBeDecoded)
+TEST_F(UvcStreamTest, StoppingDoesNotWaitForAJpegToBeDecoded)
 {
     constexpr unsigned int kSide = 4096;
     FakeCamera &camera = addNode({});
@@ -218,7 +218,7 @@ TEST_F(UvcStreamTest, StoppingDoesNotWaitForAPictureToBeDecoded)
     UvcDevice &device = open();
     TestStream stream(device, NUBRIX_STREAM_COLOR);
     ASSERT_EQ(stream.start(), 0);
-    FakeCamera::Shot shot;  // decoding it takes seconds
+    FakeCamera::Shot shot;  // its decoding takes seconds
     shot.bytes = withScansRepeated(withSize(progressiveJpeg(8, 8, 10), kSide, kSide), 90);
     camera.capture(shot);
     ASSERT_TRUE(stream.pool().awaitHandedOut(1));
@@ -228,12 +228,12 @@ TEST_F(UvcStreamTest, StoppingDoesNotWaitForAPictureToBeDecoded)
     EXPECT_EQ(counters.unusable, 0U);
 }
 
-TEST_F(UvcStreamTest, PicturesThatTheKernelDropsAreCounted)
+TEST_F(UvcStreamTest, FramesThatTheKernelDropsAreCounted)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     UvcDevice &device = open();
     PixelStream stream(device, NUBRIX_STREAM_DEPTH);
-    camera.lose(5);  // before the first, which is none of this stream's
+    camera.lose(5);  // before the first frame, so they do not belong to this stream
     ASSERT_EQ(stream.start(), 0);
     camera.captureAll(1);
     ASSERT_TRUE(stream.sink().await(1));
@@ -243,7 +243,7 @@ TEST_F(UvcStreamTest, PicturesThatTheKernelDropsAreCounted)
     testing::internal::CaptureStderr();
     EXPECT_EQ(stream->stop(), 0);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("the kernel dropped, incomplete or for want of a buffer: 2\n"));
+                HasSubstr("the kernel dropped, incomplete or for lack of a buffer: 2\n"));
     EXPECT_THAT(stream.sink().indices(), ElementsAre(5, 8));
     EXPECT_EQ(countersOf(device, NUBRIX_STREAM_DEPTH).missed, 2U);
 }
@@ -262,13 +262,13 @@ TEST_F(UvcStreamTest, ABrokenJpegIsDroppedAndCounted)
     EXPECT_EQ(stream.pool().inUse(), 0);
 }
 
-TEST_F(UvcStreamTest, ANodeThatLiesAboutItsSizeGetsFlaggedFrames)
+TEST_F(UvcStreamTest, ANodeWithAWrongSizeDeliversFlaggedFrames)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_Z16});
     camera.missingBytes = 128;  // the last row
     PixelStream stream(open(), NUBRIX_STREAM_DEPTH);
     ASSERT_EQ(stream.start(), 0);
-    camera.captureAll(1);  // says that it filled more than the buffer holds
+    camera.captureAll(1);  // reports more bytes than the buffer holds
     ASSERT_TRUE(stream.sink().await(1));
     EXPECT_EQ(stream->stop(), 0);
     const Received frame = stream.sink().frames().front();
@@ -278,7 +278,7 @@ TEST_F(UvcStreamTest, ANodeThatLiesAboutItsSizeGetsFlaggedFrames)
     EXPECT_EQ(frame.pixels[2 * kPixels - 128], 0);
 }
 
-TEST_F(UvcStreamTest, WithoutAFreeFramePicturesAreDroppedAndCountedAndTheStreamGoesOn)
+TEST_F(UvcStreamTest, WithoutAFreeFrameFramesAreDroppedAndCountedAndTheStreamGoesOn)
 {
     for (const std::uint32_t code : {V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_GREY}) {
         FakeCamera &camera = addNode({code});
@@ -366,7 +366,7 @@ TEST_F(UvcStreamTest, NeedsAPoolAndACallback)
     EXPECT_EQ(stream, nullptr);
 }
 
-TEST_F(UvcStreamTest, ClosingTheDeviceEndsItsStreams)
+TEST_F(UvcStreamTest, ClosingTheDeviceStopsItsStreams)
 {
     FakeCamera &camera = addNode({V4L2_PIX_FMT_GREY});
     UvcDevice &device = open();

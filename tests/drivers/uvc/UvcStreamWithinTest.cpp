@@ -11,7 +11,7 @@ namespace {
 
 class UvcStreamWithinTest : public UvcDeviceTest {
 protected:
-    /// Opens a camera and has `act` called once, within the first callback of a depth stream.
+    /// Opens a camera and calls `act` once, within the first callback of a depth stream.
     void begin(std::function<void()> act)
     {
         m_camera = &addNode({V4L2_PIX_FMT_Z16, V4L2_PIX_FMT_YUYV});
@@ -24,7 +24,7 @@ protected:
             m_returned = true;
         };
         start();
-        capture(2);  // one more than is called back
+        capture(2);  // one more than is delivered
         ASSERT_EQ(m_acted.get_future().wait_for(kDeadline), std::future_status::ready);
     }
     void start()
@@ -34,13 +34,13 @@ protected:
         m_stream->setFrameCallback(&FrameSink::receive, &m_sink);
         ASSERT_EQ(m_stream->start(), 0);
     }
-    void capture(int pictures)
+    void capture(int frames)
     {
-        for (int i = 0; i < pictures; ++i)
+        for (int i = 0; i < frames; ++i)
             m_camera->captureAll(1);
     }
     void letReturn() { m_mayReturn.set_value(); }
-    /// Nobody has the stream's thread, buffers or frames any more.
+    /// Nothing uses the thread, the buffers or the frames of the stream any more.
     void expectNothingLeft()
     {
         EXPECT_TRUE(m_returned);
@@ -81,7 +81,7 @@ TEST_F(UvcStreamWithinTest, AStreamThatWasStoppedIsStartedAgain)
     });
     EXPECT_EQ(again, -2);
     letReturn();
-    // It waits for the thread that is left.
+    // start waits for the previous thread.
     EXPECT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
     ASSERT_EQ(m_stream->start(), 0);
     EXPECT_TRUE(m_returned);

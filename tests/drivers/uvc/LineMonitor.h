@@ -1,4 +1,4 @@
-// What the driver says on stderr while it says it.
+// Captures what the driver writes to stderr.
 #pragma once
 
 #include <fcntl.h>
@@ -15,24 +15,24 @@
 
 namespace nubrix::uvc {
 
-/// From its construction to its destruction stderr goes into a file.
-class LineWatch {
+/// Redirects stderr to a file until its destruction.
+class LineMonitor {
 public:
-    LineWatch()
+    LineMonitor()
     {
         const int target = ::open(m_file.c_str(), O_CREAT | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
         ::dup2(target, STDERR_FILENO);
         ::close(target);
     }
-    ~LineWatch()
+    ~LineMonitor()
     {
         ::dup2(m_stderr, STDERR_FILENO);
         ::close(m_stderr);
     }
-    LineWatch(const LineWatch &) = delete;
-    LineWatch &operator=(const LineWatch &) = delete;
+    LineMonitor(const LineMonitor &) = delete;
+    LineMonitor &operator=(const LineMonitor &) = delete;
 
-    /// Waits until the text has been said; false after the deadline.
+    /// Waits until the text has been written; false after the deadline.
     bool await(const std::string &text) const
     {
         const auto end = std::chrono::steady_clock::now() + kDeadline;
@@ -43,13 +43,13 @@ public:
         }
         return true;
     }
-    /// How often it has been said.
+    /// How often the text has been written.
     std::size_t count(const std::string &text) const
     {
         std::ifstream file(m_file);
-        const std::string said(std::istreambuf_iterator<char>(file), {});
+        const std::string lines(std::istreambuf_iterator<char>(file), {});
         std::size_t found = 0;
-        for (auto at = said.find(text); at != std::string::npos; at = said.find(text, at + 1))
+        for (auto at = lines.find(text); at != std::string::npos; at = lines.find(text, at + 1))
             ++found;
         return found;
     }

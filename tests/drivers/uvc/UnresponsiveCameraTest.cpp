@@ -1,4 +1,4 @@
-// Cameras that are attached and do not answer: the kernel waits for them, and no call does for
+// Cameras that are attached and do not answer: the kernel waits for them, and no call waits for
 // long.
 #include <linux/uvcvideo.h>
 #include <linux/videodev2.h>
@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <future>
 
-#include "tests/drivers/uvc/LineWatch.h"
+#include "tests/drivers/uvc/LineMonitor.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 #include "uvc/NodeWorker.h"
 #include "uvc/UvcStream.h"
@@ -16,9 +16,9 @@ namespace nubrix::uvc {
 namespace {
 
 constexpr unsigned int kBrightness = V4L2_CID_BRIGHTNESS;
-constexpr std::chrono::seconds kSoon{20};  // a busy machine's second, and less than for ever
+constexpr std::chrono::seconds kSoon{20};  // a second on a busy machine, but finite
 
-class SilentCameraTest : public UvcDeviceTest {
+class UnresponsiveCameraTest : public UvcDeviceTest {
 protected:
     void SetUp() override { keepDeadlines(); }
     FakeCamera &add(std::uint32_t code = V4L2_PIX_FMT_GREY)
@@ -38,7 +38,7 @@ protected:
     {
         return device.setProperty(kBrightness, &value, sizeof value);
     }
-    /// What a call returns, and that it does.
+    /// Makes a call, which must return soon; returns its status.
     template <class Call>
     static int timed(Call call)
     {
@@ -63,11 +63,11 @@ private:
     FakeCamera *m_camera = nullptr;
 };
 
-TEST_F(SilentCameraTest, AControlTimesOutAndOthersAreRefusedUntilItIsBack)
+TEST_F(UnresponsiveCameraTest, AControlTimesOutAndOthersAreRefusedUntilItReturns)
 {
     FakeCamera &camera = add();
     UvcDevice &device = open();
-    const LineWatch lines;
+    const LineMonitor lines;
     camera.block(VIDIOC_S_CTRL);
     EXPECT_EQ(timed([&] { return set(device, 7); }), -11);
     EXPECT_TRUE(camera.awaitBlocked());
@@ -85,7 +85,7 @@ TEST_F(SilentCameraTest, AControlTimesOutAndOthersAreRefusedUntilItIsBack)
     EXPECT_EQ(value, 33);
 }
 
-TEST_F(SilentCameraTest, AnAnswerThatComesLateIsNotWrittenToWhoeverAsked)
+TEST_F(UnresponsiveCameraTest, ALateAnswerIsNotWrittenToTheCaller)
 {
     FakeCamera &camera = add();
     camera.extension = {1, 2, 3};
@@ -105,7 +105,7 @@ TEST_F(SilentCameraTest, AnAnswerThatComesLateIsNotWrittenToWhoeverAsked)
     EXPECT_TRUE(awaitAnswer(device));
 }
 
-TEST_F(SilentCameraTest, AStartThatTimesOutKeepsItsFramesUntilTheKernelIsDone)
+TEST_F(UnresponsiveCameraTest, AStartThatTimesOutKeepsItsFramesUntilTheKernelIsDone)
 {
     FakeCamera &camera = add();
     UvcDevice &device = open();
@@ -125,7 +125,7 @@ TEST_F(SilentCameraTest, AStartThatTimesOutKeepsItsFramesUntilTheKernelIsDone)
     EXPECT_TRUE(stream.sink().await(1));
 }
 
-TEST_F(SilentCameraTest, StoppingAndClosingDoNotWait)
+TEST_F(UnresponsiveCameraTest, StoppingAndClosingDoNotWait)
 {
     for (const std::uint32_t code : {V4L2_PIX_FMT_GREY, V4L2_PIX_FMT_Z16}) {
         FakeCamera &camera = add(code);
@@ -157,11 +157,11 @@ TEST_F(SilentCameraTest, StoppingAndClosingDoNotWait)
     add();
 }
 
-TEST_F(SilentCameraTest, ATimeoutOfTheKernelIsReportedLikeOneOfTheCamera)
+TEST_F(UnresponsiveCameraTest, ATimeoutOfTheKernelIsReportedLikeOneOfTheCamera)
 {
     FakeCamera &camera = add();
     openErrors["0"] = ETIME;
-    const LineWatch lines;
+    const LineMonitor lines;
     EXPECT_EQ(tryOpen(), -11);
     EXPECT_EQ(lines.count("usb:1-2 does not answer ("), 1U);
     openErrors.clear();
@@ -176,7 +176,7 @@ TEST_F(SilentCameraTest, ATimeoutOfTheKernelIsReportedLikeOneOfTheCamera)
     }
 }
 
-TEST_F(SilentCameraTest, WhatTheKernelWritesIsHeldWhileItsReleaseIsUnderWay)
+TEST_F(UnresponsiveCameraTest, FramesAreHeldWhileTheirReleaseIsUnderWay)
 {
     FakeCamera &camera = add();
     DriverThreads threads;
@@ -211,19 +211,19 @@ TEST_F(SilentCameraTest, WhatTheKernelWritesIsHeldWhileItsReleaseIsUnderWay)
     EXPECT_TRUE(held.expired());
 }
 
-TEST_F(SilentCameraTest, OpeningTimesOut)
+TEST_F(UnresponsiveCameraTest, OpeningTimesOut)
 {
     add();
     std::promise<void> mayOpen;
     beforeOpen["0"] = [&] { mayOpen.get_future().wait(); };
-    const LineWatch lines;
+    const LineMonitor lines;
     EXPECT_EQ(timed([&] { return tryOpen(); }), -11);
     EXPECT_EQ(lines.count("usb:1-2 does not answer: open has not returned in time"), 1U);
     mayOpen.set_value();
     joinThreads();
 }
 
-TEST_F(SilentCameraTest, ManyThreadsAskTheSameNode)
+TEST_F(UnresponsiveCameraTest, ManyThreadsUseTheSameNode)
 {
     add();
     UvcDevice &device = open();
@@ -241,7 +241,7 @@ TEST_F(SilentCameraTest, ManyThreadsAskTheSameNode)
         EXPECT_EQ(each.get(), 0);
 }
 
-TEST(CallDeadlineTest, OfNestedOnesTheOutermostCountsAndWaitsForTheApplicationDoNot)
+TEST(CallDeadlineTest, TheOutermostDeadlineCountsAndWaitsForTheApplicationDoNot)
 {
     const auto begin = std::chrono::steady_clock::now();
     {
