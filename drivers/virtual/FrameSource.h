@@ -8,6 +8,7 @@
 
 #include "common/CameraProperties.h"
 #include "common/ModeTable.h"
+#include "common/Report.h"
 #include "nubrix/types.h"
 
 namespace nubrix::virtual_camera {
@@ -22,8 +23,11 @@ struct RecordedFrame {
     unsigned short height;
 };
 
+/// The names under which the virtual camera reports.
+inline constexpr Reporter kReporter = {"NubrixVirtualDriver", "nubrix virtual camera"};
+
 /// The modes of a stream that does not exist.
-inline const std::vector<typedefNubrixFrameMode> kNoModes;
+inline const ModeTable kNoModes = {};
 
 /// Bytes of one frame in a mode.
 inline unsigned int framePayload(const typedefNubrixFrameMode &mode)
@@ -47,7 +51,7 @@ public:
 
     /// The modes of a stream type, the default one at defaultMode(). Empty: there is no such
     /// stream.
-    virtual const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const = 0;
+    virtual const ModeTable &modes(unsigned int streamType) const = 0;
     virtual std::size_t defaultMode(unsigned int /*streamType*/) const { return 0; }
 
     /// Does the slow work before the first frame of a mode.

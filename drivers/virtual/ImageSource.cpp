@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "common/JpegDecoder.h"
-#include "virtual/Report.h"
 
 namespace nubrix::virtual_camera {
 
@@ -264,13 +263,13 @@ std::string ImageSource::readAll(Series &series, bool isDepth, int frameRate)
         Image image = isDepth ? readDepthImage(entry.path) : readColorImage(entry.path);
         if (!image.error.empty())
             return "the image " + inQuotes(entry.path) + " cannot be read: " + image.error;
-        if (series.modes.empty()) {
-            series.modes.push_back(
+        if (series.modes.records.empty()) {
+            series.modes.records.push_back(
                 {isDepth ? depthFormatOf(m_setup.depthUnitMm) : NUBRIX_PIXEL_RGB888,
                  static_cast<unsigned short>(image.width),
                  static_cast<unsigned short>(image.height), static_cast<signed char>(frameRate)});
         }
-        const typedefNubrixFrameMode &mode = series.modes.front();
+        const typedefNubrixFrameMode &mode = series.modes.records.front();
         if (image.width != mode.width || image.height != mode.height)
             return "the image " + inQuotes(entry.path) + " differs in size from those before it";
         if (image.pixels.size() <= m_spareBytes) {
@@ -281,7 +280,7 @@ std::string ImageSource::readAll(Series &series, bool isDepth, int frameRate)
     return "";
 }
 
-const std::vector<typedefNubrixFrameMode> &ImageSource::modes(unsigned int streamType) const
+const ModeTable &ImageSource::modes(unsigned int streamType) const
 {
     if (streamType == NUBRIX_STREAM_COLOR)
         return m_color.modes;
@@ -302,8 +301,8 @@ FrameSource::Result ImageSource::fill(unsigned int streamType, const typedefNubr
     }
     const Image image = isDepth ? readDepthImage(entry.path) : readColorImage(entry.path);
     if (!image.error.empty() || image.width != mode.width || image.height != mode.height) {
-        report("the image \"" + entry.path +
-               "\" is lost: " + (image.error.empty() ? "its size has changed" : image.error));
+        kReporter.error("the image \"" + entry.path + "\" is lost: " +
+                        (image.error.empty() ? "its size has changed" : image.error));
         return Result::kLost;
     }
     std::memcpy(data, image.pixels.data(), image.pixels.size());

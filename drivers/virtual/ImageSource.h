@@ -36,7 +36,7 @@ public:
     static std::variant<std::shared_ptr<ImageSource>, ScenarioError> create(
         const ImagesSetup &setup, int frameRate, std::size_t keptBytes = kKeptBytes);
 
-    const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
+    const ModeTable &modes(unsigned int streamType) const override;
     Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                 std::uint32_t frameIndex, std::uint8_t *data) override;
     std::optional<CameraIntrinsics> intrinsics(unsigned int streamType,
@@ -51,7 +51,7 @@ private:
     /// The images of one stream in their order.
     struct Series {
         std::vector<Entry> entries;
-        std::vector<typedefNubrixFrameMode> modes;  // one, or none without entries
+        ModeTable modes;  // one mode, or none without entries
     };
 
     ImageSource(const ImagesSetup &setup, std::size_t keptBytes)
@@ -64,8 +64,8 @@ private:
     std::string readAll(Series &series, bool isDepth, int frameRate);
 
     const ImagesSetup m_setup;  // everything is fixed after create
-    Series m_color;
-    Series m_depth;
+    Series m_color{{}, {NUBRIX_STREAM_COLOR}};
+    Series m_depth{{}, {NUBRIX_STREAM_DEPTH}};
     std::size_t m_spareBytes;  // capacity left for decoded images
 };
 

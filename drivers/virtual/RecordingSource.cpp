@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "virtual/ImageSource.h"
-#include "virtual/Report.h"
 
 namespace nubrix::virtual_camera {
 
@@ -76,7 +75,8 @@ std::string RecordingSource::open()
     if (!m_pixels)
         return "cannot be read: it cannot be opened a second time";
     if (*m_reader.problem() != '\0')
-        report("the recording \"" + m_setup.file + "\" is not whole: " + m_reader.problem());
+        kReporter.milestone("the recording \"" + m_setup.file +
+                            "\" is not whole: " + m_reader.problem());
     std::uint64_t startUs = std::numeric_limits<std::uint64_t>::max();
     for (unsigned int i = 0; i < m_reader.count(); ++i) {
         RecordInfo info = {};
@@ -86,7 +86,7 @@ std::string RecordingSource::open()
     }
     for (const Kind &kind : kKinds) {
         Series series;
-        series.streamType = kind.streamType;
+        series.modes.streamType = kind.streamType;
         const std::string wrong = readSeries(series, startUs);
         if (!wrong.empty())
             return std::string("cannot be played: its ") + kind.name + " records " + wrong;
@@ -101,10 +101,11 @@ std::string RecordingSource::open()
 std::string RecordingSource::readSeries(Series &series, std::uint64_t startUs)
 {
     RecordInfo shape = {};
-    for (unsigned int n = 0; n < m_reader.count(series.streamType); ++n) {
+    for (unsigned int n = 0; n < m_reader.count(series.modes.streamType); ++n) {
         unsigned int record = 0;
         RecordInfo info = {};
-        if (m_reader.find(series.streamType, n, &record) != 0 || m_reader.info(record, &info) != 0)
+        if (m_reader.find(series.modes.streamType, n, &record) != 0 ||
+            m_reader.info(record, &info) != 0)
             return std::string("cannot be read: ") + m_reader.errorText();
         const std::uint64_t us = std::min<std::uint64_t>(info.timestampUs - startUs, kMaxUs);
         series.records.push_back(record);
@@ -118,9 +119,9 @@ std::string RecordingSource::readSeries(Series &series, std::uint64_t startUs)
     if (shape.dataSize == 0)
         return "have pixels of an unknown size";
     const signed char rate = rateOf(series.us);
-    series.modes.push_back({formatOf(shape, m_setup.depthUnitMm).value(),
-                            static_cast<unsigned short>(shape.width),
-                            static_cast<unsigned short>(shape.height), rate});
+    series.modes.records.push_back({formatOf(shape, m_setup.depthUnitMm).value(),
+                                    static_cast<unsigned short>(shape.width),
+                                    static_cast<unsigned short>(shape.height), rate});
     m_passUs = std::max(m_passUs, series.us.back() + 1000000U / static_cast<unsigned int>(rate));
     return "";
 }
@@ -128,12 +129,12 @@ std::string RecordingSource::readSeries(Series &series, std::uint64_t startUs)
 const RecordingSource::Series *RecordingSource::seriesOf(unsigned int streamType) const
 {
     const auto found = std::find_if(m_series.begin(), m_series.end(), [&](const Series &series) {
-        return series.streamType == streamType;
+        return series.modes.streamType == streamType;
     });
     return found == m_series.end() ? nullptr : &*found;
 }
 
-const std::vector<typedefNubrixFrameMode> &RecordingSource::modes(unsigned int streamType) const
+const ModeTable &RecordingSource::modes(unsigned int streamType) const
 {
     const Series *series = seriesOf(streamType);
     return series == nullptr ? kNoModes : series->modes;
@@ -157,7 +158,8 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
     const std::string wrong = read(record, series->largest, data);
     if (wrong.empty())
         return Result::kFilled;
-    report("record " + std::to_string(record) + " of \"" + m_setup.file + "\" is lost: " + wrong);
+    kReporter.error("record " + std::to_string(record) + " of \"" + m_setup.file +
+                    "\" is lost: " + wrong);
     return Result::kLost;
 }
 

@@ -23,7 +23,7 @@ public:
     static std::variant<std::shared_ptr<RecordingSource>, ScenarioError> create(
         const RecordingSetup &setup);
 
-    const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
+    const ModeTable &modes(unsigned int streamType) const override;
     Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
                 std::uint32_t frameIndex, std::uint8_t *data) override;
     unsigned int largestFrameBytes(unsigned int streamType,
@@ -38,11 +38,10 @@ public:
 private:
     /// The frames of one stream in their order.
     struct Series {
-        unsigned int streamType = 0;
         std::vector<unsigned int> records;  // their numbers in the file
         std::vector<std::uint64_t> us;      // since the start of the recording; never decreases
-        std::vector<typedefNubrixFrameMode> modes;  // one
-        unsigned int largest = 0;                   // bytes
+        ModeTable modes = {};               // one mode
+        unsigned int largest = 0;           // bytes
     };
 
     explicit RecordingSource(const RecordingSetup &setup) : m_setup(setup) {}

@@ -173,16 +173,17 @@ SceneSource::SceneSource(int frameRate)
         for (const int rate : rates) {
             if (size.width == kDefaultSize.width && size.height == kDefaultSize.height &&
                 rate == frameRate)
-                m_default = m_color.size();
+                m_default = m_color.records.size();
             const auto rate8 = static_cast<signed char>(rate);
-            m_color.push_back({NUBRIX_PIXEL_RGB888, size.width, size.height, rate8});
-            m_depth.push_back({NUBRIX_PIXEL_DEPTH_12_4, size.width, size.height, rate8});
-            m_grey.push_back({NUBRIX_PIXEL_GREY8, size.width, size.height, rate8});
+            m_color.records.push_back({NUBRIX_PIXEL_RGB888, size.width, size.height, rate8});
+            m_depth.records.push_back({NUBRIX_PIXEL_DEPTH_12_4, size.width, size.height, rate8});
+            for (ModeTable *infrared : {&m_ir, &m_lightIr})
+                infrared->records.push_back({NUBRIX_PIXEL_GREY8, size.width, size.height, rate8});
         }
     }
 }
 
-const std::vector<typedefNubrixFrameMode> &SceneSource::modes(unsigned int streamType) const
+const ModeTable &SceneSource::modes(unsigned int streamType) const
 {
     switch (streamType) {
         case NUBRIX_STREAM_COLOR:
@@ -190,8 +191,9 @@ const std::vector<typedefNubrixFrameMode> &SceneSource::modes(unsigned int strea
         case NUBRIX_STREAM_DEPTH:
             return m_depth;
         case NUBRIX_STREAM_IR:
+            return m_ir;
         case NUBRIX_STREAM_LIGHT_IR:
-            return m_grey;
+            return m_lightIr;
         default:
             return kNoModes;
     }

@@ -60,7 +60,7 @@ class SceneSource final : public FrameSource {
 public:
     explicit SceneSource(int frameRate);
 
-    const std::vector<typedefNubrixFrameMode> &modes(unsigned int streamType) const override;
+    const ModeTable &modes(unsigned int streamType) const override;
     std::size_t defaultMode(unsigned int streamType) const override;
     void prepare(unsigned int streamType, const typedefNubrixFrameMode &mode) override;
     Result fill(unsigned int streamType, const typedefNubrixFrameMode &mode,
@@ -75,9 +75,10 @@ private:
 
     const SceneRenderer &renderer(unsigned int streamType, const typedefNubrixFrameMode &mode);
 
-    std::vector<typedefNubrixFrameMode> m_color;  // fixed after construction
-    std::vector<typedefNubrixFrameMode> m_depth;
-    std::vector<typedefNubrixFrameMode> m_grey;
+    ModeTable m_color{NUBRIX_STREAM_COLOR};  // fixed after construction
+    ModeTable m_depth{NUBRIX_STREAM_DEPTH};
+    ModeTable m_ir{NUBRIX_STREAM_IR};
+    ModeTable m_lightIr{NUBRIX_STREAM_LIGHT_IR};
     std::size_t m_default = 0;
     std::mutex m_lock;
     std::map<Key, std::unique_ptr<SceneRenderer>> m_renderers;  // under m_lock; never removed

@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "common/DriverParts.h"
 #include "common/DriverThreads.h"
-#include "common/StateCallback.h"
 #include "nubrix/driver.h"
 #include "virtual/FaultPlan.h"
 #include "virtual/FrameSource.h"

@@ -3,146 +3,83 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
-#include <new>
+#include <optional>
 #include <utility>
 
-#include "common/ModeTable.h"
-#include "common/Property.h"
-#include "common/Report.h"
-#include "common/StreamSlots.h"
-#include "common/Versions.h"
-#include "virtual/Report.h"
 #include "virtual/VirtualCamera.h"
 #include "virtual/VirtualStream.h"
 #include "virtual/VirtualUpgrade.h"
 
 namespace nubrix::virtual_camera {
 
-namespace {
-
-NubrixVersions versionsOf(const VirtualCamera &camera)
-{
-    const VirtualCamera::Version firmware = camera.firmware();
-    NubrixVersions versions = versionsWith(camera.serial());
-    std::copy(firmware.begin(), firmware.end(), versions.firmware);
-    versions.hardware[0] = 1;
-    return versions;
-}
-
-std::string nameOf(unsigned int streamType)
-{
-    return streamType == NUBRIX_STREAM_LIGHT_IR ? "light-ir" : streamName(streamType);
-}
-
-}  // namespace
-
 VirtualDevice::VirtualDevice(VirtualCamera &camera)
-    : m_camera(camera),
-      m_slots{{{NUBRIX_STREAM_COLOR, {}, {}, nullptr},
-               {NUBRIX_STREAM_DEPTH, {}, {}, nullptr},
-               {NUBRIX_STREAM_IR, {}, {}, nullptr},
-               {NUBRIX_STREAM_LIGHT_IR, {}, {}, nullptr}}}
+    : DriverDevice(kReporter, camera.uri()), m_camera(camera)
 {
     const FrameSource &source = camera.source();
-    for (Slot &slot : m_slots) {
-        if (const auto &modes = source.modes(slot.type); !modes.empty())
-            slot.shown = slot.mode = modes[source.defaultMode(slot.type)];
+    for (const unsigned int streamType :
+         {NUBRIX_STREAM_COLOR, NUBRIX_STREAM_DEPTH, NUBRIX_STREAM_IR, NUBRIX_STREAM_LIGHT_IR}) {
+        if (const ModeTable &modes = source.modes(streamType); !modes.records.empty())
+            addStream(modes, source.defaultMode(streamType));
     }
 }
 
 VirtualDevice::~VirtualDevice()
 {
     m_camera.detach(*this);
-    VirtualDevice::closeAllStreams();
+    closeAllStreams();
 }
 
-int VirtualDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
+std::shared_ptr<DriverStream> VirtualDevice::newStream(unsigned int streamType)
 {
-    if (stream == nullptr)
-        return kBadArgument;
-    Slot *slot = slotOf(streamType);
-    if (slot == nullptr) {
-        report(m_camera.uri() + " has no stream of type " + std::to_string(streamType));
-        return kBadArgument;
-    }
-    if (isGone())
-        return kGone;
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (!slot->stream) {
-            slot->stream.reset(new (std::nothrow) VirtualStream(*this, streamType));
-            if (!slot->stream)
-                return kFailed;
-            *stream = slot->stream.get();
-            return kDone;
-        }
-    }
-    report(m_camera.uri() + " has its " + nameOf(streamType) + " stream open already");
-    return kWrongState;
+    return std::make_shared<VirtualStream>(*this, streamType);
 }
 
-int VirtualDevice::destroyStream(NubrixBaseStream **stream)
+NubrixVersions VirtualDevice::versions() const
 {
-    return destroyStreamIn(m_slots, m_lock, stream);
-}
-
-int VirtualDevice::closeAllStreams()
-{
-    return closeStreamsIn(m_slots, m_lock);
+    const VirtualCamera::Version firmware = m_camera.firmware();
+    NubrixVersions record = versionsWith(m_camera.serial());
+    std::copy(firmware.begin(), firmware.end(), record.firmware);
+    record.hardware[0] = 1;
+    return record;
 }
 
 int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 {
-    if (isGone())
-        return kGone;
-    if (isPlayPosition(id))
-        return seek(id, data, size);
-    if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE)
-        return kUnsupported;
-    unsigned int mode = 0;
-    if (data == nullptr || size != sizeof mode)
-        return kBadArgument;
-    std::memcpy(&mode, data, sizeof mode);
-    if (mode < 1 || mode > 4)
-        return kBadArgument;
-    m_streamFlagMode = mode;
-    return kDone;
+    if (!isPlayPosition(id))
+        return DriverDevice::setProperty(id, data, size);
+    return isGone() ? kGone : seek(id, data, size);
 }
 
 int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 try {
-    if (isGone())
-        return kGone;
     if (data == nullptr || size == nullptr)
         return kBadArgument;
-    if (id == NUBRIX_PROPERTY_VERSION) {
-        const NubrixVersions versions = versionsOf(m_camera);
-        return giveOut(&versions, sizeof versions, data, size);
-    }
-    if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE) {
-        const unsigned int mode = m_streamFlagMode;
-        return giveOut(&mode, sizeof mode, data, size);
-    }
-    if (id == kPropertyTruth) {
-        const unsigned int room = std::exchange(*size, sizeof(VirtualTruth));
-        return room < sizeof(VirtualTruth) ? kBadArgument : getTruth(data);
-    }
+    if (isGone())
+        return kGone;
+    if (id == kPropertyTruth)
+        return getTruth(data, size);
     if (isPlayPosition(id))
         return getPlayPosition(id, data, size);
-    if (id < kPropertyIntrinsics || slotOf(id - kPropertyIntrinsics) == nullptr)
-        return kUnsupported;
-    const unsigned int streamType = id - kPropertyIntrinsics;
-    const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
-    if (!known)
-        return kUnsupported;
-    return giveOut(&*known, sizeof *known, data, size);
+    if (id >= kPropertyIntrinsics && knows(id - kPropertyIntrinsics))
+        return getIntrinsics(id - kPropertyIntrinsics, data, size);
+    return DriverDevice::getProperty(id, data, size);
 } catch (const std::exception &) {
     return kFailed;
 }
 
-int VirtualDevice::getTruth(void *data)
+int VirtualDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *size) const
+{
+    const auto known = m_camera.source().intrinsics(streamType, mode(streamType));
+    return known ? copyProperty(&*known, sizeof *known, data, size) : kUnsupported;
+}
+
+int VirtualDevice::getTruth(void *data, unsigned int *size) const
 {
     VirtualTruth truth;
+    if (std::exchange(*size, sizeof truth) < sizeof truth)
+        return kBadArgument;
+    if (!knows(NUBRIX_STREAM_DEPTH))
+        return kUnsupported;
     std::memcpy(&truth, data, sizeof truth);
     const typedefNubrixFrameMode depthMode = mode(NUBRIX_STREAM_DEPTH);
     if (truth.x >= depthMode.width || truth.y >= depthMode.height)
@@ -158,35 +95,40 @@ int VirtualDevice::getTruth(void *data)
 bool VirtualDevice::isPlayPosition(unsigned int id) const
 {
     return m_camera.source().isRecorded() &&
-           (id == kPropertyPlayTime ||
-            (id > kPropertyPlayFrame && slotOf(id - kPropertyPlayFrame) != nullptr));
+           (id == kPropertyPlayTime || (id > kPropertyPlayFrame && knows(id - kPropertyPlayFrame)));
 }
 
-std::uint32_t VirtualDevice::nextFrame(const Slot &slot) const
+std::uint32_t VirtualDevice::nextFrame(unsigned int streamType) const
 {
-    if (slot.stream && slot.stream->isRunning())
-        return slot.stream->nextFrame();
-    return m_camera.source().firstFrom(slot.type, m_state->clock.place().us);
+    std::optional<std::uint32_t> next;
+    forEachStream([&](const DriverStream &stream) {
+        if (stream.type() == streamType && stream.isRunning())
+            next = static_cast<const VirtualStream &>(stream).nextFrame();
+    });
+    return next ? *next : m_camera.source().firstFrom(streamType, m_state->clock.place().us);
 }
 
-int VirtualDevice::getPlayPosition(unsigned int id, void *data, unsigned int *size)
+std::uint64_t VirtualDevice::playTime() const
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (id != kPropertyPlayTime) {
-        const std::uint32_t next = nextFrame(*slotOf(id - kPropertyPlayFrame));
-        return giveOut(&next, sizeof next, data, size);
+    std::optional<std::uint64_t> earliest;
+    forEachStream([&](const DriverStream &stream) {
+        if (!stream.isRunning())
+            return;
+        const std::uint32_t frame = static_cast<const VirtualStream &>(stream).nextFrame();
+        if (const auto next = m_camera.source().recorded(stream.type(), frame))
+            earliest = earliest ? std::min(*earliest, next->us) : next->us;
+    });
+    return earliest ? *earliest : m_state->clock.place().us;
+}
+
+int VirtualDevice::getPlayPosition(unsigned int id, void *data, unsigned int *size) const
+{
+    if (id == kPropertyPlayTime) {
+        const std::uint64_t us = playTime();
+        return copyProperty(&us, sizeof us, data, size);
     }
-    std::uint64_t us = m_state->clock.place().us;
-    bool first = true;
-    for (const Slot &slot : m_slots) {
-        if (!slot.stream || !slot.stream->isRunning())
-            continue;
-        if (const auto next = m_camera.source().recorded(slot.type, slot.stream->nextFrame())) {
-            us = first ? next->us : std::min(us, next->us);
-            first = false;
-        }
-    }
-    return giveOut(&us, sizeof us, data, size);
+    const std::uint32_t next = nextFrame(id - kPropertyPlayFrame);
+    return copyProperty(&next, sizeof next, data, size);
 }
 
 int VirtualDevice::seek(unsigned int id, const void *data, unsigned int size)
@@ -213,11 +155,7 @@ int VirtualDevice::seek(unsigned int id, const void *data, unsigned int size)
 
 void VirtualDevice::wakeStreams()
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    for (const Slot &slot : m_slots) {
-        if (slot.stream)
-            slot.stream->wake();
-    }
+    forEachStream([](DriverStream &stream) { static_cast<VirtualStream &>(stream).wake(); });
 }
 
 NubrixBaseUpgrade *VirtualDevice::createUpgradeIntance()
@@ -227,82 +165,10 @@ try {
     return nullptr;
 }
 
-int VirtualDevice::deviceState()
-{
-    return isGone() ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
-}
-
 int VirtualDevice::keepLiveState()
 {
     const auto now = m_camera.msAt(std::chrono::steady_clock::now());
     return !isGone() && m_camera.faults().answersKeepAlive(now) ? 1 : 0;
-}
-
-int VirtualDevice::getSupportFrameMode(unsigned int streamType,
-                                       const typedefNubrixFrameMode **modes, unsigned int *count)
-{
-    if (slotOf(streamType) == nullptr || modes == nullptr || count == nullptr)
-        return kBadArgument;
-    const auto &table = m_camera.source().modes(streamType);
-    *modes = table.data();
-    *count = static_cast<unsigned int>(table.size());
-    return kDone;
-}
-
-int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
-                                bool /*restart*/)
-{
-    Slot *slot = slotOf(streamType);
-    if (slot == nullptr)
-        return kBadArgument;
-    if (isGone())
-        return kGone;
-    const ModeTable table = {streamType, m_camera.source().modes(streamType)};
-    if (table.find(mode) == table.records.size()) {
-        report(m_camera.uri() + " " + nameOf(streamType) + ": " + table.refusal(mode));
-        return kBadArgument;
-    }
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (slot->stream && slot->stream->isRunning())
-        return kWrongState;
-    slot->mode = mode;
-    // Written only on a change: the application may be reading it, and each start sets the mode
-    // again.
-    if (!isSame(slot->shown, mode))
-        slot->shown = mode;
-    return kDone;
-}
-
-typedefNubrixFrameMode *VirtualDevice::getCurrentFrameMode(unsigned int streamType)
-{
-    Slot *slot = slotOf(streamType);
-    return slot == nullptr ? nullptr : &slot->shown;
-}
-
-const char *VirtualDevice::getDeviceId()
-{
-    return m_camera.uri().c_str();
-}
-
-typedefNubrixFrameMode VirtualDevice::mode(unsigned int streamType) const
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    return slotOf(streamType)->mode;
-}
-
-VirtualDevice::Slot *VirtualDevice::slotOf(unsigned int streamType)
-{
-    return const_cast<Slot *>(std::as_const(*this).slotOf(streamType));
-}
-
-const VirtualDevice::Slot *VirtualDevice::slotOf(unsigned int streamType) const
-{
-    const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [&](const Slot &candidate) {
-        return candidate.type == streamType;
-    });
-    if (slot == m_slots.end() || m_camera.source().modes(streamType).empty())
-        return nullptr;
-    return &*slot;
 }
 
 }  // namespace nubrix::virtual_camera

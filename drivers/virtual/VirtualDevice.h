@@ -1,16 +1,13 @@
 // An open virtual camera: its modes, properties and streams.
 #pragma once
 
-#include <array>
-#include <atomic>
-#include <chrono>
+#include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "common/CameraProperties.h"
+#include "common/DriverDevice.h"
 #include "nubrix/driver.h"
 #include "virtual/CameraClock.h"
-#include "virtual/FrameSource.h"
 
 namespace nubrix::virtual_camera {
 
@@ -37,67 +34,45 @@ struct VirtualTruth {
 static_assert(sizeof(VirtualTruth) == 24, "truth record");
 
 class VirtualCamera;
-class VirtualStream;
 
 /// Created by VirtualCamera::open. Thread-safe, as long as each stream is used by one thread at a
 /// time.
-class VirtualDevice final : public NubrixBaseDevice {
+class VirtualDevice final : public DriverDevice {
 public:
     static constexpr int kKind = 1;
 
     explicit VirtualDevice(VirtualCamera &camera);
     ~VirtualDevice() override;
 
-    /// -4 for a type that the camera does not have, -2 when its stream exists already, -9 when the
-    /// camera has been unplugged.
-    int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
-    int destroyStream(NubrixBaseStream **stream) override;
-    int closeAllStreams() override;
     int setProperty(unsigned int id, const void *data, unsigned int size) override;
     int getProperty(unsigned int id, void *data, unsigned int *size) override;
-    int deviceState() override;
     int keepLiveState() override;
-    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
-                            unsigned int *count) override;
-    /// -4 for a mode that is not in the table, -2 while the stream runs.
-    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
-                     bool restart) override;
-    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
-    const char *getDeviceId() override;
     NubrixBaseUpgrade *createUpgradeIntance() override;
     int getDeviceKind() override { return kKind; }
+    bool isGone() override { return m_state->gone; }
 
     VirtualCamera &camera() { return m_camera; }
     const std::shared_ptr<OpenState> &state() const { return m_state; }
-    typedefNubrixFrameMode mode(unsigned int streamType) const;
 
     /// Called when the camera is unplugged; permanent. Any thread.
     void disconnect() { m_state->gone = true; }
-    bool isGone() const { return m_state->gone; }
     /// Makes the streams check at once for an upgrade or a seek. Any thread.
     void wakeStreams();
 
 private:
-    struct Slot {
-        unsigned int type;
-        typedefNubrixFrameMode mode;
-        typedefNubrixFrameMode shown;  // handed out: the application may write to it
-        std::unique_ptr<VirtualStream> stream;
-    };
+    std::shared_ptr<DriverStream> newStream(unsigned int streamType) override;
+    NubrixVersions versions() const override;
 
-    Slot *slotOf(unsigned int streamType);
-    const Slot *slotOf(unsigned int streamType) const;
-    int getTruth(void *data);
+    int getIntrinsics(unsigned int streamType, void *data, unsigned int *size) const;
+    int getTruth(void *data, unsigned int *size) const;
     bool isPlayPosition(unsigned int id) const;
-    std::uint32_t nextFrame(const Slot &slot) const;
-    int getPlayPosition(unsigned int id, void *data, unsigned int *size);
+    std::uint32_t nextFrame(unsigned int streamType) const;
+    std::uint64_t playTime() const;
+    int getPlayPosition(unsigned int id, void *data, unsigned int *size) const;
     int seek(unsigned int id, const void *data, unsigned int size);
 
     VirtualCamera &m_camera;
     const std::shared_ptr<OpenState> m_state = std::make_shared<OpenState>();
-    std::atomic<unsigned int> m_streamFlagMode{1};
-    mutable std::mutex m_lock;
-    std::array<Slot, 4> m_slots;  // modes and streams under m_lock
 };
 
 }  // namespace nubrix::virtual_camera

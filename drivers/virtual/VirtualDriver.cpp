@@ -7,10 +7,8 @@
 #include <utility>
 #include <variant>
 
-#include "common/RecordList.h"
 #include "virtual/ImageSource.h"
 #include "virtual/RecordingSource.h"
-#include "virtual/Report.h"
 #include "virtual/SceneSource.h"
 
 namespace nubrix::virtual_camera {
@@ -50,7 +48,7 @@ try {
         return initializeWith(Scenario(), "");
     const auto read = readScenarioFile(file);
     if (const auto *error = std::get_if<ScenarioError>(&read)) {
-        report(error->text(file));
+        kReporter.error(error->text(file));
         return kBadArgument;
     }
     return initializeWith(std::get<Scenario>(read), file);
@@ -65,7 +63,7 @@ try {
         return kWrongState;
     const auto made = makeSource(scenario);
     if (const auto *error = std::get_if<ScenarioError>(&made)) {
-        report(error->text(file));
+        kReporter.error(error->text(file));
         return kBadArgument;
     }
     const auto &source = std::get<std::shared_ptr<FrameSource>>(made);

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "common/DriverParts.h"
 #include "common/DriverThreads.h"
-#include "common/OpenDevices.h"
 #include "nubrix/driver.h"
 #include "virtual/Scenario.h"
 #include "virtual/VirtualCamera.h"

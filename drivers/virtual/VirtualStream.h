@@ -11,8 +11,6 @@
 
 #include "common/DriverStream.h"
 #include "common/DriverThreads.h"
-#include "common/FrameFlags.h"
-#include "common/FramePtr.h"
 #include "nubrix/driver.h"
 #include "virtual/CameraClock.h"
 #include "virtual/FaultPlan.h"

@@ -13,7 +13,6 @@
 #include <variant>
 
 #include "common/Report.h"
-#include "virtual/Report.h"
 #include "virtual/VirtualCamera.h"
 
 namespace nubrix::virtual_camera {
@@ -96,7 +95,7 @@ std::variant<FirmwareImage, std::string> FirmwareImage::read(const std::string &
 
 void reportUpgrade(const std::string &uri, const std::string &reason)
 {
-    report("upgrade of " + uri + ": " + reason);
+    kReporter.error("upgrade of " + uri + ": " + reason);
 }
 
 int UpgradeRun::begin()

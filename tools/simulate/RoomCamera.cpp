@@ -27,7 +27,7 @@ RoomCamera::RoomCamera(const std::vector<std::string> &components, const tool::M
             m_components.push_back(component);
     }
     const std::vector<typedefNubrixFrameMode> &offered =
-        m_source.modes(m_components.front().streamType);
+        m_source.modes(m_components.front().streamType).records;
     const auto found = tool::findMode(offered, mode, offered.front().pixelFormat);
     if (!found)
         throw std::runtime_error(explainMissingMode(offered, mode));

@@ -251,12 +251,12 @@ TEST_F(ImageSourceTest, ImagesBeyondTheCacheAreReadAgain)
     for (const std::size_t kept : {0U, 2U, 100U}) {
         const auto source = sourceKeeping(m_folder.path().string(), kept * kWidth * kHeight * 3);
         for (const std::uint32_t index : {3U, 0U, 1U, 2U, 3U}) {
-            const typedefNubrixFrameMode colorMode = source->modes(NUBRIX_STREAM_COLOR)[0];
+            const typedefNubrixFrameMode colorMode = source->modes(NUBRIX_STREAM_COLOR).records[0];
             std::vector<std::uint8_t> color(framePayload(colorMode));
             ASSERT_EQ(source->fill(NUBRIX_STREAM_COLOR, colorMode, index, color.data()),
                       FrameSource::Result::kFilled);
             EXPECT_EQ(color, colorPattern(kWidth, kHeight, index));
-            const typedefNubrixFrameMode depthMode = source->modes(NUBRIX_STREAM_DEPTH)[0];
+            const typedefNubrixFrameMode depthMode = source->modes(NUBRIX_STREAM_DEPTH).records[0];
             std::vector<std::uint8_t> depth(framePayload(depthMode));
             ASSERT_EQ(source->fill(NUBRIX_STREAM_DEPTH, depthMode, index, depth.data()),
                       FrameSource::Result::kFilled);
@@ -271,7 +271,7 @@ TEST_F(ImageSourceTest, AnImageThatDisappearsIsADroppedFrameAndReported)
     const auto source = sourceKeeping(m_folder.path().string(), kWidth * kHeight * 3);
     std::filesystem::remove(at("p2.color.png"));
     writePng(at("p3.color.png"), kWidth, kHeight - 1, 8, 2, colorPattern(kWidth, kHeight - 1, 0));
-    const typedefNubrixFrameMode mode = source->modes(NUBRIX_STREAM_COLOR)[0];
+    const typedefNubrixFrameMode mode = source->modes(NUBRIX_STREAM_COLOR).records[0];
     std::vector<std::uint8_t> image(framePayload(mode));
     const auto fill = [&](std::uint32_t index) {
         return source->fill(NUBRIX_STREAM_COLOR, mode, index, image.data());

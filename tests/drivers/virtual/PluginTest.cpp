@@ -8,9 +8,13 @@
 
 #include "nubrix/driver.h"
 #include "tests/Paths.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/record/RecordBytes.h"
 
 namespace nubrix::virtual_camera {
 namespace {
+
+using testing::ContainsRegex;
 
 const std::filesystem::path kPlugin = paths::kVirtualPlugin;
 
@@ -36,28 +40,51 @@ TEST(PluginTest, IsLoadedUsedAndUnloadedAgain)
     EXPECT_EQ(::dlopen(kPlugin.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still there";
 }
 
-TEST(PluginTest, ReportsInTheLogWhereThereIsOne)
+/// Initialises the driver with a scenario while the log is loaded; returns what the log shows.
+std::string logOfInitialize(const std::string &scenario, int expected)
 {
     ::setenv("NUBRIX_LOG_CONSOLE", "1", 1);
-    ::setenv("NUBRIX_VIRTUAL_SCENARIO", "/nowhere/none.json", 1);
+    ::setenv("NUBRIX_VIRTUAL_SCENARIO", scenario.c_str(), 1);
     void *library = ::dlopen(kPlugin.c_str(), RTLD_NOW);
-    ASSERT_NE(library, nullptr) << ::dlerror();
     void *log = ::dlopen((kPlugin.parent_path() / "libNubrixLogDriver.so").c_str(), RTLD_NOW);
-    ASSERT_NE(log, nullptr) << ::dlerror();
+    EXPECT_TRUE(library != nullptr && log != nullptr);
     auto *instance = reinterpret_cast<NubrixBaseDriver *(*)()>(::dlsym(library, "driverInstance"));
     auto *destroy =
         reinterpret_cast<void (*)(NubrixBaseDriver *)>(::dlsym(library, "driverDestroy"));
     NubrixBaseDriver *driver = instance();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(driver->initialize(), -4);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::ContainsRegex(
-                    "error.*\\[NubrixVirtualDriver\\].* /nowhere/none.json: cannot be read"));
+    EXPECT_EQ(driver->initialize(), expected);
+    std::string shown = testing::internal::GetCapturedStderr();
     destroy(driver);
     ::dlclose(log);
     ::dlclose(library);
     ::unsetenv("NUBRIX_VIRTUAL_SCENARIO");
     ::unsetenv("NUBRIX_LOG_CONSOLE");
+    return shown;
+}
+
+TEST(PluginTest, LogsAnInvalidScenarioAsAnError)
+{
+    EXPECT_THAT(logOfInitialize("/nowhere/none.json", -4),
+                ContainsRegex("\\[error\\] \\[NubrixVirtualDriver\\] .*/nowhere/none.json: cannot "
+                              "be read"));
+}
+
+TEST(PluginTest, LogsATruncatedRecordingThatItPlaysAsAMilestone)
+{
+    const TemporaryFolder folder;
+    SentRecord record;
+    record.streamType = NUBRIX_STREAM_IR;
+    record.width = 4;
+    record.height = 3;
+    record.pixels = std::string(12, 'x');
+    const std::string bytes = bytesOf(record);
+    folder.file("cut.bin", bytes + bytes.substr(0, bytes.size() - 1));
+    const std::string scenario = folder.file(
+        "scenario.json", R"({"source": "recording", "recording": {"file": "cut.bin"}})");
+    EXPECT_THAT(
+        logOfInitialize(scenario, 0),
+        ContainsRegex("\\[milestone\\] \\[NubrixVirtualDriver\\] .*cut.bin\" is not whole"));
 }
 
 TEST(PluginTest, ShowsTwoFunctionsOnly)

@@ -63,10 +63,10 @@ TEST(ScenarioTest, ReadsPacingAndFrameRate)
 TEST(ScenarioTest, ReadsTheImages)
 {
     const Scenario scenario = parsed(R"({"source": "images", "images": {
-        "folder": "/pictures", "repeat": "once", "depth_unit_mm": 0.2,
+        "folder": "/images", "repeat": "once", "depth_unit_mm": 0.2,
         "intrinsics": {"fx": 525, "fy": 524.5, "cx": 319.5, "cy": -1}}})");
     ASSERT_TRUE(scenario.images);
-    EXPECT_EQ(scenario.images->folder, "/pictures");
+    EXPECT_EQ(scenario.images->folder, "/images");
     EXPECT_EQ(scenario.images->folderLine, 2);
     EXPECT_FALSE(scenario.images->loop);
     EXPECT_EQ(scenario.images->depthUnitMm, 0.2);
