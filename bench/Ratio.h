@@ -27,7 +27,7 @@ double secondsOf(Job &&job)
 
 /// The counters of a benchmark: nanoseconds of an operation, those of the peer's, and how many
 /// times as fast as the peer we are.
-inline void tellRatio(benchmark::State &state, double ns, double peerNs)
+inline void setRatio(benchmark::State &state, double ns, double peerNs)
 {
     state.counters["ns"] = ns;
     state.counters["peer_ns"] = peerNs;
@@ -46,7 +46,7 @@ void measureAgainst(benchmark::State &state, int operations, Job &&job, Peer &&p
         jobs.push_back(secondsOf(job));
         state.SetIterationTime(jobs.back());
     }
-    tellRatio(state, median(jobs) * 1e9 / operations, median(peers) * 1e9 / operations);
+    setRatio(state, median(jobs) * 1e9 / operations, median(peers) * 1e9 / operations);
 }
 
 }  // namespace nubrix::bench

@@ -44,7 +44,7 @@ void copy(std::vector<Record> &to, const std::vector<Record> &from)
     benchmark::ClobberMemory();
 }
 
-void tellInstructions(benchmark::State &state)
+void setInstructions(benchmark::State &state)
 {
     state.SetLabel(nubrix::nameOf(nubrix::instructionSet()));
 }
@@ -60,7 +60,7 @@ void BM_PointCloud_Plain(benchmark::State &state)
             benchmark::ClobberMemory();
         },
         [&] { copy(buffers.points, buffers.otherPoints); });
-    tellInstructions(state);
+    setInstructions(state);
 }
 
 void BM_PointCloud_WithColours(benchmark::State &state)
@@ -78,7 +78,7 @@ void BM_PointCloud_WithColours(benchmark::State &state)
             copy(buffers.points, buffers.otherPoints);
             copy(buffers.colours, buffers.otherColours);
         });
-    tellInstructions(state);
+    setInstructions(state);
 }
 
 void sizes(benchmark::internal::Benchmark *bench)

@@ -233,8 +233,8 @@ void BM_NetStream_CpuOfAFrame(benchmark::State &state)
         state.SkipWithError(error.what());
         return;
     }
-    nubrix::bench::tellRatio(state, nubrix::bench::median(ours) * 1e9 / frames,
-                             nubrix::bench::median(peers) * 1e9 / frames);
+    nubrix::bench::setRatio(state, nubrix::bench::median(ours) * 1e9 / frames,
+                            nubrix::bench::median(peers) * 1e9 / frames);
 }
 BENCHMARK(BM_NetStream_CpuOfAFrame)
     ->ArgName("frames")

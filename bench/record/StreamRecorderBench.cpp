@@ -164,8 +164,8 @@ void writeFrames(benchmark::State &state, const std::string &folder, unsigned in
     }
     state.SetBytesProcessed(state.iterations() * kFrames *
                             static_cast<std::int64_t>(record.size()));
-    nubrix::bench::tellRatio(state, 1e9 * nubrix::bench::median(ours) / kFrames,
-                             1e9 * nubrix::bench::median(theirs) / kFrames);
+    nubrix::bench::setRatio(state, 1e9 * nubrix::bench::median(ours) / kFrames,
+                            1e9 * nubrix::bench::median(theirs) / kFrames);
 }
 
 void BM_StreamRecorder_Memory(benchmark::State &state)

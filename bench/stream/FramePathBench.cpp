@@ -218,7 +218,7 @@ void BM_FramePath_ManyStreams(benchmark::State &state)
             nubrix::bench::secondsOf([&] { all.push_back(cpuOfFrames(streams)); }));
     }
     state.SetItemsProcessed(state.iterations() * kFrames);
-    nubrix::bench::tellRatio(state, nubrix::bench::median(all), nubrix::bench::median(one));
+    nubrix::bench::setRatio(state, nubrix::bench::median(all), nubrix::bench::median(one));
 }
 BENCHMARK(BM_FramePath_ManyStreams)
     ->ArgName("streams")

@@ -250,9 +250,9 @@ std::string ImageSource::findImages()
     }
     for (const auto &[name, pair] : pairs) {
         if (pair.color.empty() && !m_color.entries.empty())
-            return "the image " + inQuotes(pair.depth) + " has no colour image beside it";
+            return "the image " + inQuotes(pair.depth) + " has no colour image next to it";
         if (pair.depth.empty() && !m_depth.entries.empty())
-            return "the image " + inQuotes(pair.color) + " has no depth image beside it";
+            return "the image " + inQuotes(pair.color) + " has no depth image next to it";
     }
     return "";
 }

@@ -76,7 +76,7 @@ std::string RecordingSource::open()
         return "cannot be read: it cannot be opened a second time";
     if (*m_reader.problem() != '\0')
         kReporter.milestone("the recording \"" + m_setup.file +
-                            "\" is not whole: " + m_reader.problem());
+                            "\" is not complete: " + m_reader.problem());
     std::uint64_t startUs = std::numeric_limits<std::uint64_t>::max();
     for (unsigned int i = 0; i < m_reader.count(); ++i) {
         RecordInfo info = {};

@@ -12,11 +12,12 @@
 #include "nubrix/export.h"
 #include "nubrix/types.h"
 
-/// What a file is, beyond the whole records in it.
+/// What a file is, beyond the complete records in it.
 enum NubrixRecordCondition : unsigned int {
-    NUBRIX_RECORD_COMPLETE = 0,  ///< every byte belongs to a whole record (or to a leading header)
-    NUBRIX_RECORD_CUT = 1,       ///< ends within a record; all before it is whole
-    NUBRIX_RECORD_DAMAGED = 2,   ///< some bytes are neither a whole record nor the start of one
+    NUBRIX_RECORD_COMPLETE =
+        0,                  ///< every byte belongs to a complete record (or to a leading header)
+    NUBRIX_RECORD_CUT = 1,  ///< ends within a record; all before it is complete
+    NUBRIX_RECORD_DAMAGED = 2,  ///< some bytes are neither a complete record nor the start of one
 };
 
 namespace nubrix {
@@ -68,7 +69,7 @@ private:
 /// Gives the records of one file by number, by type and by time. Records are numbered from 0 in
 /// the order of the file, which is the order of arrival.
 ///
-/// A record is whole when all its bytes are there and what follows is the end of the file or
+/// A record is complete when all its bytes are there and what follows is the end of the file or
 /// another tag, perhaps cut. Others are left out: where no tag follows, the length was wrong or the
 /// pixels were not written in full.
 ///
@@ -90,14 +91,14 @@ public:
     int open(const char *path) noexcept;
     /// Finds what was appended since the file was opened or last updated: the reader is then as if
     /// the file were opened again, but only the new bytes are read, and the last record before
-    /// them. Records keep their numbers unless the new bytes show that the last one was not whole.
-    /// -1 when the file cannot be read, has become shorter or has more records than there is memory
-    /// for: then there may be fewer records until it succeeds.
+    /// them. Records keep their numbers unless the new bytes show that the last one was not
+    /// complete. -1 when the file cannot be read, has become shorter or has more records than there
+    /// is memory for: then there may be fewer records until it succeeds.
     int update() noexcept;
     /// Frames stay valid.
     void close() noexcept;
 
-    /// Whole records, of one NubrixStreamType or, for 0, of all. 0 when no file is open.
+    /// Complete records, of one NubrixStreamType or, for 0, of all. 0 when no file is open.
     unsigned int count(unsigned int streamType = 0) const noexcept;
     NubrixRecordCondition condition() const noexcept;
     /// The first thing that is wrong with the file, "byte 1234: ..."; empty when it is complete.
@@ -105,8 +106,8 @@ public:
     const char *problem() const noexcept;
     /// Bytes after the last complete record.
     unsigned long long trailingBytes() const noexcept;
-    /// Bytes before the last whole record that belong to none: after a failed write the recorder
-    /// goes on, so that a piece of a record may lie between whole ones. The reader looks for the
+    /// Bytes before the last complete record that belong to none: after a failed write the recorder
+    /// goes on, so that a piece of a record may lie between complete ones. The reader looks for the
     /// next records in the 64 MiB that follow.
     unsigned long long skippedBytes() const noexcept;
     /// Whether the file begins with a header of 70 bytes. If it was written over the first records,

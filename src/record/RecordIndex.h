@@ -15,7 +15,7 @@
 
 namespace nubrix {
 
-/// Walks the file when it is made, and on from there when it is updated. A record counts as whole
+/// Walks the file when it is made, and on from there when it is updated. A record counts as complete
 /// when its pixels end at the end of the file or where another tag, or a piece of one, stands:
 /// where a length leads astray, it is not the recorder's or the pixels were not written in full.
 /// Not thread-safe.
@@ -56,7 +56,7 @@ public:
 private:
     // What stands at a place of the file.
     enum class Kind {
-        kRecord,   // a whole record, with an end or the start of another behind it
+        kRecord,   // a complete record, with an end or the start of another behind it
         kCut,      // the start of a record, up to the end of the file
         kAstray,   // a sound tag, but its pixels end where no tag stands
         kNothing,  // no tag

@@ -98,7 +98,7 @@ std::vector<RecordInfo> infosOf(RecordReader &reader)
     return infos;
 }
 
-/// No whole record is left out, and each has behind it what it must have.
+/// No complete record is left out, and each has behind it what it must have.
 void checkPlaces(RecordReader &reader, const std::vector<RecordInfo> &infos, const Bytes &bytes)
 {
     std::uint64_t known = reader.skippedBytes() + reader.trailingBytes();
@@ -112,7 +112,7 @@ void checkPlaces(RecordReader &reader, const std::vector<RecordInfo> &infos, con
         const std::size_t next = isLast ? bytes.size() : static_cast<std::size_t>(infos[i].offset);
         require(next >= end, "records do not overlap");
         for (std::size_t offset = end; offset < next; ++offset)
-            require(!bytes.isWhole(offset), "no whole record is left out");
+            require(!bytes.isWhole(offset), "no complete record is left out");
         require(i == 0 || bytes.canBeTag(end, bytes.size()) ||
                     (!isLast && next - end < kTagBytes && bytes.canBeTag(end, next)),
                 "a record is followed by a tag");
@@ -255,7 +255,7 @@ void checkGrowth(std::string_view all)
     }
 }
 
-/// A file that was complete and is cut gives back what was whole before the cut.
+/// A file that was complete and is cut returns what was complete before the cut.
 void checkCut(RecordReader &old, const std::vector<RecordInfo> &infos, const MemoryFile &file,
               std::size_t sizeBytes)
 {
@@ -268,7 +268,7 @@ void checkCut(RecordReader &old, const std::vector<RecordInfo> &infos, const Mem
         require(old.info(i, &info) == (isWhole ? 0 : -1), "a reader notices that a file was cut");
         if (isWhole)
             require(reader.info(i, &info) == 0 && std::memcmp(&info, &infos[i], sizeof info) == 0,
-                    "what was whole before the cut is still there");
+                    "what was complete before the cut is still there");
     }
 }
 

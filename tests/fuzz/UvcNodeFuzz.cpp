@@ -26,7 +26,7 @@ constexpr std::uint32_t kCodes[] = {V4L2_PIX_FMT_Z16,   V4L2_PIX_FMT_RGB24, V4L2
                                     V4L2_PIX_FMT_Y16,   V4L2_PIX_FMT_Y10};
 constexpr std::uint64_t kMaxPixels = 1U << 14U;  // of modes that are streamed
 constexpr std::size_t kLongestMapping = 1U << 16U;
-constexpr int kPictures = 4;
+constexpr int kFrames = 4;
 
 /// The input, taken from the front.
 class Input {
@@ -187,7 +187,7 @@ void run(Capture &capture, std::size_t frameBytes)
 {
     if (capture.begin() != 0)
         return;
-    for (int i = 0; i < kPictures; ++i) {
+    for (int i = 0; i < kFrames; ++i) {
         CapturedFrame captured;
         if (capture.take(captured) != 0)
             return;

@@ -37,7 +37,7 @@ def record_files():
     yield "every_type", b"".join(record(kind, time=kind) for kind in range(1, 64))
     yield "time_backwards", b"".join(record(time=2 ** 64 - 1 - i * 2 ** 62) for i in range(4))
     yield "same_times", record(time=7) + record(kind=1, time=7) + record(time=9)
-    yield "largest_picture", record(width=65535, height=65535)
+    yield "largest_frame", record(width=65535, height=65535)
     yield "larger_than_a_block", record(pixels=b"\x90" * 5000) + first
     yield "cut_type", nine + b"\2"
     yield "cut_tag", nine + record()[:17]
@@ -133,7 +133,7 @@ FAULTS = """{"faults": [
 IMAGES = """{
     "source": "images",
     "images": {
-        "folder": "pictures", "repeat": "once", "depth_unit_mm": 0.2,
+        "folder": "images", "repeat": "once", "depth_unit_mm": 0.2,
         "intrinsics": {"fx": 525.0, "fy": 525.0, "cx": 319.5, "cy": -1e5}
     }
 }
@@ -159,8 +159,8 @@ def scenario_files():
     yield "cut_text", '{"pacing": "fre'
     yield "two_values", "{} {}"
     yield "images", IMAGES
-    yield "absolute_folder", IMAGES.replace("pictures", "/pictures")
-    yield "no_folder", IMAGES.replace("pictures", "")
+    yield "absolute_folder", IMAGES.replace("images", "/images")
+    yield "no_folder", IMAGES.replace("images", "")
     yield "no_images", '{"source": "images"}'
     yield "images_of_scene", '{"images":\n{}}'
     yield "unit_too_small", IMAGES.replace("0.2", "1e-300")
@@ -342,7 +342,7 @@ def jpeg_files():
     yield "comment", start + segment(0xfe, b"text") + head[2:] + frame() + scan(grey) + end
     yield "no_steps", start + codes + frame() + scan(grey) + end
     yield "component_unknown", head + frame() + scan(grey, components=2) + end
-    yield "two_pictures", 2 * (head + frame() + scan(grey) + end)
+    yield "two_images", 2 * (head + frame() + scan(grey) + end)
 
 
 def uvc_node_files():

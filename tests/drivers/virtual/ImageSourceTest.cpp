@@ -333,10 +333,11 @@ TEST_F(ImageSourceTest, AnImageWithoutItsPartnerIsReported)
 {
     writePairs(2);
     writeDepth("q.depth.png", 1);
-    EXPECT_EQ(wrongWith(), "the image \"" + at("q.depth.png") + "\" has no colour image beside it");
+    EXPECT_EQ(wrongWith(),
+              "the image \"" + at("q.depth.png") + "\" has no colour image next to it");
     std::filesystem::remove(at("q.depth.png"));
     writeColor("q.color.png", 1);
-    EXPECT_EQ(wrongWith(), "the image \"" + at("q.color.png") + "\" has no depth image beside it");
+    EXPECT_EQ(wrongWith(), "the image \"" + at("q.color.png") + "\" has no depth image next to it");
 }
 
 TEST_F(ImageSourceTest, TwoColourImagesOfOneNameAreReported)

@@ -84,7 +84,7 @@ TEST(PluginTest, LogsATruncatedRecordingThatItPlaysAsAMilestone)
         "scenario.json", R"({"source": "recording", "recording": {"file": "cut.bin"}})");
     EXPECT_THAT(
         logOfInitialize(scenario, 0),
-        ContainsRegex("\\[milestone\\] \\[NubrixVirtualDriver\\] .*cut.bin\" is not whole"));
+        ContainsRegex("\\[milestone\\] \\[NubrixVirtualDriver\\] .*cut.bin\" is not complete"));
 }
 
 TEST(PluginTest, ShowsTwoFunctionsOnly)

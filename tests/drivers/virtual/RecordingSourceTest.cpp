@@ -171,7 +171,7 @@ TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
     std::vector<std::uint8_t> data(source->largestFrameBytes(NUBRIX_STREAM_COLOR, {}));
     EXPECT_EQ(source->fill(NUBRIX_STREAM_COLOR, {}, 0, data.data()), FrameSource::Result::kLost);
     const std::string reported = GetCapturedStderr();
-    EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not whole"));
+    EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not complete"));
     EXPECT_THAT(reported, HasSubstr("record 0 of \"" + m_folder.path().string() + "/a?[2Jb.bin\""));
     EXPECT_THAT(reported, Not(HasSubstr("\x1b")));
 }

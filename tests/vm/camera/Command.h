@@ -1,4 +1,4 @@
-// How a test tells a running software camera what to do.
+// The commands that a test sends to a running software camera.
 #pragma once
 
 #include <string>

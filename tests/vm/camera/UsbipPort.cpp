@@ -169,7 +169,7 @@ bool UsbipPort::readAll(void *bytes, std::size_t size)
     return true;
 }
 
-// A host that let go is noticed by the next receive().
+// A host that has released the device is noticed by the next receive().
 void UsbipPort::writeAll(const void *bytes, std::size_t size)
 {
     const auto *from = static_cast<const char *>(bytes);

@@ -46,7 +46,7 @@ public:
     /// Readable when a message waits.
     int descriptor() const { return m_socket; }
 
-    /// Empty when the host has let go of the device.
+    /// Empty when the host has released the device.
     std::optional<HostMessage> receive();
 
     /// Answers a transfer with `status` (0 or a negative errno) and the bytes, which are the

@@ -13,7 +13,7 @@ namespace nubrix::vm {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience(20);
+constexpr std::chrono::seconds kTimeout(20);
 
 }  // namespace
 
@@ -52,7 +52,7 @@ void CameraFixture::replug()
 
 bool CameraFixture::eventually(const std::function<bool()> &isSo)
 {
-    const auto end = Clock::now() + kPatience;
+    const auto end = Clock::now() + kTimeout;
     while (!isSo()) {
         if (Clock::now() > end) {
             return false;
@@ -65,7 +65,7 @@ bool CameraFixture::eventually(const std::function<bool()> &isSo)
 bool CameraFixture::changesReach(std::size_t count)
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    return m_changed.wait_for(lock, kPatience, [&] { return m_changes.size() >= count; });
+    return m_changed.wait_for(lock, kTimeout, [&] { return m_changes.size() >= count; });
 }
 
 void CameraFixture::holdCallback()

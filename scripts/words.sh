@@ -1,0 +1,12 @@
+#!/bin/sh
+# words.sh    fails when a file has a word that this project does not use, and prints the line: one
+# vocabulary for the same things makes them easy to find.
+set -eu
+cd "$(dirname "$0")/.."
+
+unwanted='[Pp]icture|[Pp]atience([^M]|$)|[Mm]isshapen|[Ff]arewell|letGo|giveOut|isSought|keepsEvent'
+unwanted="$unwanted"'|noteSilence|\b([Tt]old|[Tt]ells|stuck|[Bb]esides?|letting go|let go)\b|\btell[A-Z(]'
+if git grep -nE "$unwanted" -- . ':!scripts/words.sh' ':!tests/fuzz/corpus'; then
+    echo "words.sh: write frame or image, timeout, wrong size, release, report, blocked, next to" >&2
+    exit 1
+fi
