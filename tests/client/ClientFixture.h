@@ -1,0 +1,47 @@
+// A virtual camera as a scenario says, and the client layer on it.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+
+#include "nubrix/client.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/fakes/HangGuard.h"
+
+namespace nubrix {
+
+using client::Camera;
+using client::Error;
+using client::Frame;
+using client::Session;
+using client::Stream;
+using client::StreamType;
+
+constexpr std::chrono::milliseconds kLong{30000};  // for what comes on a slow machine, too
+constexpr std::chrono::milliseconds kShort{100};   // for what does not come
+
+class ClientTest : public testing::Test {
+protected:
+    explicit ClientTest(const std::string &scenario = R"({"pacing": "free"})")
+    {
+        const std::string file = m_folder.file("scenario.json", scenario);
+        ::setenv("NUBRIX_VIRTUAL_SCENARIO", file.c_str(), 1);
+    }
+    ~ClientTest() override { ::unsetenv("NUBRIX_VIRTUAL_SCENARIO"); }
+
+    /// The context is initialized as long as something of the layer lives.
+    static bool isInUse()
+    {
+        typedefNubrixeviceAttribute *records = nullptr;
+        unsigned int count = 0;
+        return ContextFactory()->nubrixGetDeviceList(&records, &count) == 0;
+    }
+
+    TemporaryFolder m_folder;
+    HangGuard m_guard{"a test of the client layer"};
+};
+
+}  // namespace nubrix

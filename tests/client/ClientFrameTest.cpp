@@ -1,0 +1,74 @@
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "tests/client/ClientFixture.h"
+
+namespace nubrix {
+namespace {
+
+class ClientFrameTest : public ClientTest {};
+
+TEST_F(ClientFrameTest, ItKeepsAliveWhatItNeeds)
+{
+    Frame frame;
+    {
+        Camera camera = Session().open();
+        frame = camera.start(StreamType::kDepth).next(kLong);
+    }
+    EXPECT_TRUE(isInUse());
+    EXPECT_GT(frame.millimetres(frame.width() / 2, frame.height() / 2), 100);
+    const Frame copy = frame;
+    std::thread([last = std::move(frame)] {}).join();
+    EXPECT_TRUE(isInUse());
+    EXPECT_EQ(copy.type(), StreamType::kDepth);
+}
+
+TEST_F(ClientFrameTest, TheLastOneGivesTheContextBackOnAnyThread)
+{
+    std::optional<Frame> frame = Session().open().start(StreamType::kColor).next(kLong);
+    EXPECT_TRUE(isInUse());
+    std::thread([&] { frame.reset(); }).join();
+    EXPECT_FALSE(isInUse());
+}
+
+TEST_F(ClientFrameTest, AnImageIsOfTheTypeOfItsPixels)
+{
+    Camera camera = Session().open();
+    const Frame depth = camera.start(StreamType::kDepth).next(kLong);
+    const auto image = depth.image<unsigned short>();
+    EXPECT_EQ(image.width, 640);
+    EXPECT_EQ(image.bytesPerRow, 1280U);
+    EXPECT_EQ(&image(3, 2), image.data + 2 * 640 + 3);
+    EXPECT_EQ(depth.millimetres(3, 2), image(3, 2) / 16.0);
+    EXPECT_THROW(depth.image<unsigned char>(), client::Unsupported);
+    EXPECT_THROW(depth.millimetres(640, 0), Error);
+    EXPECT_THROW(depth.millimetres(0, -1), Error);
+    const Frame color = camera.start(StreamType::kColor).next(kLong);
+    EXPECT_EQ(color.image<RGB888Pixel>().bytesPerRow, 1920U);
+    EXPECT_THROW(color.millimetres(0, 0), client::Unsupported);
+}
+
+TEST_F(ClientFrameTest, ACloneIsOnItsOwn)
+{
+    Camera camera = Session().open();
+    Stream depth = camera.start(StreamType::kDepth);
+    std::vector<Frame> clones;
+    for (int i = 0; i < 25; ++i)  // more than a stream has
+        clones.push_back(depth.next(kLong).clone());
+    for (std::size_t i = 1; i < clones.size(); ++i)
+        EXPECT_EQ(clones[i].index(), clones[i - 1].index() + 1);
+    EXPECT_EQ(depth.figures().held, 0);
+    EXPECT_GT(clones.front().millimetres(320, 240), 100);
+}
+
+TEST_F(ClientFrameTest, TheTimeIsThatOfTheMonotonicClock)
+{
+    const auto before = std::chrono::steady_clock::now();
+    const Frame frame = Session().open().start(StreamType::kDepth).next(kLong);
+    EXPECT_GE(frame.time(), before - std::chrono::seconds(1));
+    EXPECT_LE(frame.time(), std::chrono::steady_clock::now());
+}
+
+}  // namespace
+}  // namespace nubrix
