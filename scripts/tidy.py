@@ -13,6 +13,7 @@ import json
 import os
 import pathlib
 import shlex
+import shutil
 import subprocess
 import sys
 
@@ -48,12 +49,15 @@ def verdict(arguments):
 
 def cache_settings():
     """What makes ccache keep verdicts, as environment variables."""
+    rules = [ROOT / ".clang-tidy"]
+    for folder in LINTED:
+        rules += sorted(pathlib.Path(folder).rglob(".clang-tidy"))
     version = subprocess.run(["clang-tidy", "--version"], check=True, capture_output=True).stdout
     known = hashlib.sha256(version + pathlib.Path(__file__).read_bytes()).hexdigest()
     return {"CCACHE_BASEDIR": str(ROOT), "CCACHE_NOHASHDIR": "1", "CCACHE_DEPEND": "1",
             "CCACHE_INODECACHE": "1", "CCACHE_SLOPPINESS": "include_file_mtime,include_file_ctime",
             "CCACHE_COMPILERTYPE": "clang", "CCACHE_COMPILERCHECK": f"string:{known}",
-            "CCACHE_EXTRAFILES": str(ROOT / ".clang-tidy")}
+            "CCACHE_EXTRAFILES": os.pathsep.join(map(str, rules))}
 
 
 def lint(entry, folder, settings):
@@ -61,13 +65,16 @@ def lint(entry, folder, settings):
     source = pathlib.Path(entry["file"])
     words = shlex.split(entry["command"])
     flags = words[next(i for i, word in enumerate(words) if word.endswith("clang++")) + 1:]
-    stem = folder / str(source.relative_to(ROOT)).replace(os.sep, "_")
-    flags[flags.index("-o") + 1] = f"{stem}.o"
+    output = flags.index("-o") + 1  # its own for each entry: a source may have several
+    stem = folder / flags[output].replace(os.sep, "_")
+    flags[output] = f"{stem}.o"
     command = [__file__, *flags, "-MD", "-MT", f"{stem}.o", "-MF", f"{stem}.d"]
     run = {"cwd": entry["directory"], "check": False, "text": True, "stdout": subprocess.PIPE,
            "stderr": subprocess.STDOUT}
-    result = subprocess.run(["ccache", *command], env=os.environ | settings, **run)
-    if result.returncode != 0 and result.stdout.startswith("ccache: error"):  # it cannot write
+    if shutil.which("ccache"):
+        result = subprocess.run(["ccache", *command], env=os.environ | settings, **run)
+    if not shutil.which("ccache") or (result.returncode != 0 and
+                                      result.stdout.startswith("ccache: error")):  # it cannot write
         result = subprocess.run(command, **run)
     if result.returncode != 0:
         return result.stdout or f"{source}: clang-tidy failed\n"
@@ -77,15 +84,14 @@ def lint(entry, folder, settings):
 def main(build):
     build = pathlib.Path(build).resolve()
     entries = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
-    entries = {entry["file"]: entry for entry in entries if entry["file"].startswith(LINTED)}
+    entries = [entry for entry in entries if entry["file"].startswith(LINTED)]
     if not entries:
         sys.exit("tidy.py: no source to look at")
     folder = build / "tidy"
     folder.mkdir(exist_ok=True)
     settings = cache_settings()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        found = list(pool.map(lambda entry: lint(entry, folder, settings),
-                              entries.values()))
+        found = list(pool.map(lambda entry: lint(entry, folder, settings), entries))
     sys.stderr.write("".join(found))
     return 1 if any(found) else 0
 

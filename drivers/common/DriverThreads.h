@@ -1,8 +1,9 @@
 // The threads of a driver, so that none of them outlives it.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
-#include <iterator>
+#include <condition_variable>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -19,7 +20,8 @@ class DriverThreads {
         explicit Member(const void *worksFor) : group(worksFor) {}
 
         const void *const group;
-        std::thread thread;  // under m_lock until it is taken out
+        std::thread thread;    // under m_lock until somebody joins it
+        bool joining = false;  // under m_lock
         std::atomic<std::thread::id> runner{};
         std::atomic<bool> done{false};
     };
@@ -63,8 +65,7 @@ public:
         return thread && thread->runner == std::this_thread::get_id();
     }
 
-    /// Waits for the end of a thread; returns at once on that thread itself, and when it has been
-    /// joined already.
+    /// Waits for the end of a thread; returns at once on that thread itself.
     void join(const Handle &thread)
     {
         joinIf([&](const Handle &each) { return each == thread && !isCaller(each); });
@@ -89,21 +90,26 @@ private:
     template <class Condition>
     void joinIf(Condition isMeant)
     {
-        std::list<Handle> meant;  // joined without the lock
-        {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            for (auto each = m_members.begin(); each != m_members.end();) {
-                const auto next = std::next(each);
-                if (isMeant(*each))
-                    meant.splice(meant.end(), m_members, each);
-                each = next;
+        std::unique_lock<std::mutex> lock(m_lock);
+        for (;;) {
+            const auto meant = std::find_if(m_members.begin(), m_members.end(), isMeant);
+            if (meant == m_members.end())
+                return;
+            const Handle member = *meant;
+            if (std::exchange(member->joining, true)) {  // another thread joins it
+                m_joined.wait(lock);
+                continue;
             }
+            lock.unlock();
+            member->thread.join();
+            lock.lock();
+            m_members.remove(member);
+            m_joined.notify_all();
         }
-        for (const Handle &each : meant)
-            each->thread.join();
     }
 
     std::mutex m_lock;
+    std::condition_variable m_joined;
     std::list<Handle> m_members;  // under m_lock
 };
 

@@ -48,13 +48,17 @@ const char *streamName(unsigned int streamType)
     }
 }
 
+bool isSame(const typedefNubrixFrameMode &left, const typedefNubrixFrameMode &right)
+{
+    return left.pixelFormat == right.pixelFormat && left.width == right.width &&
+           left.height == right.height && left.frameRate == right.frameRate;
+}
+
 std::size_t ModeTable::find(const typedefNubrixFrameMode &mode) const
 {
     const auto found =
-        std::find_if(records.begin(), records.end(), [&](const typedefNubrixFrameMode &record) {
-            return record.pixelFormat == mode.pixelFormat && record.width == mode.width &&
-                   record.height == mode.height && record.frameRate == mode.frameRate;
-        });
+        std::find_if(records.begin(), records.end(),
+                     [&](const typedefNubrixFrameMode &record) { return isSame(record, mode); });
     return static_cast<std::size_t>(found - records.begin());
 }
 

@@ -24,6 +24,9 @@ struct ModeTable {
     std::string refusal(const typedefNubrixFrameMode &mode) const;
 };
 
+/// Whether all fields are the same. Thread-safe.
+bool isSame(const typedefNubrixFrameMode &left, const typedefNubrixFrameMode &right);
+
 /// Bytes of a pixel in a frame. Thread-safe.
 unsigned int pixelBytes(unsigned int pixelFormat);
 

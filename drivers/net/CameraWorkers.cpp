@@ -8,7 +8,7 @@ namespace nubrix {
 std::shared_ptr<CameraWorker> CameraWorkers::start(const std::string &address,
                                                    std::shared_ptr<CameraState> state)
 {
-    const auto worker = std::make_shared<CameraWorker>(address, std::move(state));
+    auto worker = std::make_shared<CameraWorker>(address, std::move(state));
     std::list<Entry> entry;
     entry.push_back({0, worker, nullptr});
     entry.front().thread = m_threads.run([worker] { worker->run(); });

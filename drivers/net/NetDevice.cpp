@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
@@ -68,13 +69,14 @@ int awaitRelease(const std::string &name, const std::string &address,
 
 }  // namespace
 
-int NetDevice::open(const std::string &address, const NetSettings &settings, CameraWorkers &workers,
+int NetDevice::open(const std::string &address, CameraState::Clock::time_point begin,
+                    const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device)
 {
-    const auto now = CameraState::Clock::now();
-    const auto end = now + kOpening;
+    const auto end = begin + kOpening;
     std::unique_ptr<NetDevice> opened(new NetDevice(address, settings, workers));
-    const auto freeBy = std::min(now + settings.patience(), end - kConnecting);
+    const auto freeBy =
+        std::min(CameraState::Clock::now() + settings.patience(), end - kConnecting);
     if (const int status = awaitRelease(opened->m_uri, address, freeBy))
         return status;
     auto connected =
@@ -306,7 +308,10 @@ try {
     Slot &slot = m_slots[static_cast<std::size_t>(number)];
     if (slot.stream && slot.stream->isRunning())
         return kWrongState;
-    slot.shown = slot.current = mode;
+    slot.current = mode;
+    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    if (!isSame(slot.shown, mode))
+        slot.shown = mode;
     return kDone;
 } catch (const std::exception &) {
     return kFailed;

@@ -26,8 +26,9 @@ public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
     /// holds it and does not release it in time, -1 when its description cannot be used. Logs why.
     /// One that sends no frames is opened, without streams. Waits for a camera that is held as long
-    /// as the settings say; no longer than kOpening in all. Any thread; may block.
-    static int open(const std::string &address, const NetSettings &settings, CameraWorkers &workers,
+    /// as the settings say; no longer than kOpening after `begin`. Any thread; may block.
+    static int open(const std::string &address, CameraState::Clock::time_point begin,
+                    const NetSettings &settings, CameraWorkers &workers,
                     std::unique_ptr<NetDevice> &device);
     /// Does not wait for its worker, which releases the camera and ends: see CameraWorkers.
     ~NetDevice() override;

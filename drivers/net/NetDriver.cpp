@@ -74,9 +74,10 @@ try {
     const std::string address = addressOf(uri);
     if (address.empty())
         return kBadArgument;
+    const auto begin = CameraState::Clock::now();  // the wait for others counts, too
     joinFinished();
     std::unique_ptr<NetDevice> opened;
-    if (const int status = NetDevice::open(address, m_settings, m_workers, opened))
+    if (const int status = NetDevice::open(address, begin, m_settings, m_workers, opened))
         return status;
     m_watch.watch(address, opened->state());
     return m_devices.keep(std::move(opened), device);

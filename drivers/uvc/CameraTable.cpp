@@ -144,14 +144,14 @@ bool CameraTable::knows(const std::string &sysPath) const
     return m_known.count(sysPath) != 0;
 }
 
-std::vector<CameraTable::Change> CameraTable::takeChanges(Time now)
+std::list<CameraTable::Change> CameraTable::takeChanges(Time now)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     const auto isDue = [now](const Entry &entry) {
         return entry.settledAt && *entry.settledAt <= now;
     };
     // A camera is listed only once this has told of it, so what has gone went before what comes.
-    std::vector<Change> changes = m_gone;
+    std::list<Change> changes(m_gone.begin(), m_gone.end());
     for (const auto &[path, entry] : m_cameras) {
         if (isDue(entry))
             changes.push_back({entry.camera, true});

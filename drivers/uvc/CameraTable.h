@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <list>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -51,7 +52,7 @@ public:
     bool knows(const std::string &sysPath) const;
 
     /// What has changed up to now and has not been taken, in order.
-    std::vector<Change> takeChanges(Time now);
+    std::list<Change> takeChanges(Time now);
     /// When a camera will have settled, nothing if none is about to.
     std::optional<Time> nextChange() const;
 

@@ -99,7 +99,11 @@ bool HotPlugMonitor::wait()
 {
     pollfd waited[] = {{udev_monitor_get_fd(m_monitor.get()), POLLIN, 0},
                        {m_end.descriptor(), POLLIN, 0}};
-    while (::poll(waited, 2, msUntil(m_table.nextChange(), m_nextLook)) < 0) {
+    const auto timeout = [this] {
+        const int ms = msUntil(m_table.nextChange(), m_nextLook);
+        return m_changes.empty() || (ms >= 0 && ms < kRetryMs) ? ms : kRetryMs;
+    };
+    while (::poll(waited, 2, timeout()) < 0) {
         if (errno != EINTR)
             throw std::system_error(errno, std::generic_category(), "poll");
     }
@@ -118,8 +122,31 @@ void HotPlugMonitor::step()
     if (lost && !m_nextLook)
         m_nextLook = now + kSecondLookDelay;
     waitForMore(now);
-    for (const auto &change : m_table.takeChanges(now))
-        m_handler(change);
+    handOut(now);
+}
+
+void HotPlugMonitor::handOut(CameraTable::Time now)
+{
+    m_changes.splice(m_changes.end(), m_table.takeChanges(now));
+    for (auto change = m_changes.begin(); change != m_changes.end();) {
+        const bool isBehindOther =
+            std::any_of(m_changes.begin(), change, [&](const CameraTable::Change &kept) {
+                return kept.camera.usb.sysPath == change->camera.usb.sysPath;
+            });
+        if (!isBehindOther && handOut(*change))
+            change = m_changes.erase(change);
+        else
+            ++change;
+    }
+}
+
+bool HotPlugMonitor::handOut(const CameraTable::Change &change) const noexcept
+try {
+    m_handler(change);
+    return true;
+} catch (...) {
+    reportFailure("reporting a camera that comes or goes");
+    return false;
 }
 
 void HotPlugMonitor::waitForMore(CameraTable::Time now)

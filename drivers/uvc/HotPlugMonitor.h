@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <functional>
+#include <list>
 #include <optional>
 #include <thread>
 
@@ -18,7 +19,8 @@ class HotPlugMonitor {
 public:
     using Handler = std::function<void(const CameraTable::Change &)>;
 
-    /// `table` must outlive it. `handler` runs on the monitor's thread, with no lock held.
+    /// `table` must outlive it. `handler` runs on the monitor's thread, with no lock held; a change
+    /// for which it throws comes again.
     HotPlugMonitor(CameraTable &table, NodeOpener opener, Handler handler);
     HotPlugMonitor(const HotPlugMonitor &) = delete;
     HotPlugMonitor &operator=(const HotPlugMonitor &) = delete;
@@ -35,12 +37,16 @@ private:
     static constexpr std::chrono::milliseconds kFirstLookDelay{100};
     static constexpr std::chrono::milliseconds kLongestLookDelay{5000};
     static constexpr std::chrono::milliseconds kSecondLookDelay{1000};
+    static constexpr int kRetryMs = 100;  // of a change
 
     bool listen();
     void run() noexcept;
     /// Waits for an event, the next change, the next look or the end; false at the end.
     bool wait();
     void step();
+    /// Hands out the changes up to now, those of one camera in order.
+    void handOut(CameraTable::Time now);
+    bool handOut(const CameraTable::Change &change) const noexcept;
     /// False when events were lost.
     bool receive();
     bool take(const NodeScanner &scanner, udev_device &device);
@@ -57,8 +63,9 @@ private:
     EventFd m_end;
     UdevPtr<udev> m_udev;  // used by one thread at a time
     UdevPtr<udev_monitor> m_monitor;
-    std::optional<CameraTable::Time> m_nextLook;  // these two: of the thread, once it runs
+    std::optional<CameraTable::Time> m_nextLook;  // these three: of the thread, once it runs
     std::chrono::milliseconds m_lookDelay = kFirstLookDelay;
+    std::list<CameraTable::Change> m_changes;  // taken from the table, and not handed out
     std::thread m_thread;
 };
 

@@ -23,6 +23,8 @@ public:
     virtual void *map(std::size_t length, std::uint32_t offset) = 0;
     virtual void unmap(void *memory, std::size_t length) = 0;
     /// Keeps what the node may still use until it has done all that it was asked to.
+    // The parameter is what overrides take over.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param)
     virtual void hold(std::shared_ptr<void> /*what*/) {}
     /// To poll on: readable when a buffer is filled.
     virtual int descriptor() const = 0;

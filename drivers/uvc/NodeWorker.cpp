@@ -61,6 +61,12 @@ bool isLocal(unsigned long request)
     }
 }
 
+/// An error of the kernel, whose ETIME would pass for one that has been reported here.
+int kernelError(int error)
+{
+    return error == ETIME ? ETIMEDOUT : error;
+}
+
 /// An ioctl on a copy of its argument.
 class Request {
 public:
@@ -139,6 +145,7 @@ private:
     bool m_streamOff = false;  // these three: to be freed when the node can be
     std::uint32_t m_freeMemory = 0;
     std::shared_ptr<void> m_held;
+    bool m_releasing = false;  // some of them, without the lock
     bool m_ending = false;
     bool m_ended = false;
 };
@@ -148,7 +155,7 @@ void NodeWorker::Queue::run(const Opening &opening) noexcept
     ::pthread_setname_np(::pthread_self(), "nubrix-usb-node");
     int error = ENOMEM;
     try {
-        error = opening(m_node);
+        error = kernelError(opening(m_node));
     } catch (...) {
         reportFailure("opening a video node");
     }
@@ -159,7 +166,7 @@ void NodeWorker::Queue::run(const Opening &opening) noexcept
             release(lock);
         } else if (m_phase == Phase::kAsked) {
             lock.unlock();
-            error = m_request.make(*m_node);
+            error = kernelError(m_request.make(*m_node));
             lock.lock();
             answerWith(error);
         } else if (std::exchange(m_blocked, false)) {
@@ -189,6 +196,7 @@ void NodeWorker::Queue::release(Lock &lock) noexcept
     const bool streamOff = std::exchange(m_streamOff, false);
     const std::uint32_t memory = std::exchange(m_freeMemory, 0);
     std::shared_ptr<void> held = std::move(m_held);
+    m_releasing = true;
     lock.unlock();
     if (streamOff)
         switchCapture(*m_node, VIDIOC_STREAMOFF);
@@ -197,6 +205,7 @@ void NodeWorker::Queue::release(Lock &lock) noexcept
         requestBuffers(*m_node, memory, none);
     held.reset();
     lock.lock();
+    m_releasing = false;
 }
 
 int NodeWorker::Queue::awaitOpened()
@@ -278,7 +287,7 @@ void NodeWorker::Queue::hold(std::shared_ptr<void> what)
 {
     const Lock lock(m_lock);
     // Until they have been freed nobody gets other buffers of the node, so nothing is held yet.
-    if (m_blocked || hasReleases())
+    if (m_blocked || m_releasing || hasReleases())
         m_held = std::move(what);
 }
 
@@ -309,7 +318,7 @@ int NodeWorker::control(unsigned long request, void *argument)
 try {
     const bool isFrames = request == VIDIOC_QBUF || request == VIDIOC_DQBUF;
     if (isFrames || (isLocal(request) && !m_queue->isBlocked()))
-        return m_queue->node().control(request, argument);
+        return kernelError(m_queue->node().control(request, argument));
     return m_queue->ask(request, argument);
 } catch (...) {
     reportFailure("a request to a camera");

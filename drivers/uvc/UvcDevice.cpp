@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "common/Property.h"
 #include "common/StreamSlots.h"
 #include "common/Versions.h"
@@ -282,7 +283,9 @@ typedefNubrixFrameMode *UvcDevice::getCurrentFrameMode(unsigned int streamType)
 void UvcDevice::setCurrent(Slot &slot, std::size_t place)
 {
     slot.current = place;
-    slot.shown = slot.modes->records[place];
+    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    if (!isSame(slot.shown, slot.modes->records[place]))
+        slot.shown = slot.modes->records[place];
 }
 
 UvcDevice::Setting UvcDevice::setting(unsigned int streamType) const

@@ -155,25 +155,28 @@ FrameSource::Result RecordingSource::fill(unsigned int streamType,
     if (series == nullptr || (!m_setup.loop && frameIndex >= series->records.size()))
         return Result::kEnd;
     const unsigned int record = series->records[frameIndex % series->records.size()];
+    const std::string wrong = read(record, series->largest, data);
+    if (wrong.empty())
+        return Result::kFilled;
+    report("record " + std::to_string(record) + " of \"" + m_setup.file + "\" is lost: " + wrong);
+    return Result::kLost;
+}
+
+// What is wrong, or an empty text. Not from where the reader maps the file: there one that is cut
+// short meanwhile ends the process.
+std::string RecordingSource::read(unsigned int record, unsigned int capacity, std::uint8_t *data)
+{
     const std::lock_guard<std::mutex> lock(m_lock);
-    RecordFrame frame;
-    if (m_reader.frame(record, &frame) != 0)
-        return lose(record, m_reader.errorText());
-    const RecordInfo &info = frame.info();
-    if (info.dataSize > series->largest)  // for which the caller has space
-        return lose(record, "it has grown");
-    // Not from where the reader maps it: there a file that is cut short now ends the process.
+    RecordInfo info = {};
+    if (m_reader.info(record, &info) != 0)
+        return m_reader.errorText();
+    if (info.dataSize > capacity)
+        return "it has grown";
     m_pixels.clear();
     m_pixels.seekg(static_cast<std::streamoff>(info.offset + kTagBytes));
     if (!m_pixels.read(reinterpret_cast<char *>(data), info.dataSize))
-        return lose(record, "the file was cut short");
-    return Result::kFilled;
-}
-
-FrameSource::Result RecordingSource::lose(unsigned int record, const char *why) const
-{
-    report("record " + std::to_string(record) + " of \"" + m_setup.file + "\" is lost: " + why);
-    return Result::kLost;
+        return "the file was cut short";
+    return "";
 }
 
 std::optional<RecordedPicture> RecordingSource::recorded(unsigned int streamType,

@@ -55,7 +55,7 @@ private:
     std::string open();
     std::string readSeries(Series &series, std::uint64_t startUs);
     const Series *seriesOf(unsigned int streamType) const;
-    Result lose(unsigned int record, const char *why) const;
+    std::string read(unsigned int record, unsigned int capacity, std::uint8_t *data);
 
     const RecordingSetup m_setup;  // all but the reader is fixed after create
     std::vector<Series> m_series;

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "common/ModeTable.h"
 #include "common/Property.h"
 #include "common/Report.h"
 #include "common/StreamSlots.h"
@@ -18,12 +19,6 @@
 namespace nubrix {
 
 namespace {
-
-bool isSame(const typedefNubrixFrameMode &a, const typedefNubrixFrameMode &b)
-{
-    return a.pixelFormat == b.pixelFormat && a.width == b.width && a.height == b.height &&
-           a.frameRate == b.frameRate;
-}
 
 NubrixVersions versionsOf(const VirtualCamera &camera)
 {
@@ -257,7 +252,10 @@ int VirtualDevice::setFrameMode(unsigned int streamType, const typedefNubrixFram
     const std::lock_guard<std::mutex> lock(m_lock);
     if (slot->stream && slot->stream->isRunning())
         return kWrongState;
-    slot->shown = slot->mode = mode;
+    slot->mode = mode;
+    // Not written for nothing: whoever has it may be reading it, and a start sets the same mode.
+    if (!isSame(slot->shown, mode))
+        slot->shown = mode;
     return kDone;
 }
 

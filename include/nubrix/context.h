@@ -85,8 +85,9 @@ public:
     /// Passes a new descriptor to the upgrade that is running.
     virtual int setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd,
                                const char *path) = 0;
-    /// Closes the streams of the camera and the camera. May block until its callbacks have
-    /// returned, but not from within one of them.
+    /// Closes the streams of the camera and the camera, and ends its upgrade. May block until its
+    /// callbacks have returned, but not from within one of them or where one waits for the
+    /// caller's.
     virtual int closeDevice(NubrixDevice *device) = 0;
 
     /// Hands out the driver's table of modes of a stream type; valid until the device is closed.

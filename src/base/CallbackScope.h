@@ -8,29 +8,28 @@ namespace nubrix {
 class CallbackScope final {
 public:
     /// `caller` is the object whose end waits for the callback, null for none but the context.
-    explicit CallbackScope(const void *caller) : m_outer(t_caller)
+    explicit CallbackScope(const void *caller) : m_outer(t_innermost), m_caller(caller)
     {
-        ++t_depth;
-        if (caller)
-            t_caller = caller;
+        t_innermost = this;
     }
-    ~CallbackScope()
-    {
-        --t_depth;
-        t_caller = m_outer;
-    }
+    ~CallbackScope() { t_innermost = m_outer; }
     CallbackScope(const CallbackScope &) = delete;
     CallbackScope &operator=(const CallbackScope &) = delete;
 
-    static bool isActive() { return t_depth != 0; }
-    /// The caller of this thread's callback, null for none.
-    static const void *caller() { return t_caller; }
+    static bool isActive() { return t_innermost != nullptr; }
+    /// The callback that this thread runs, which another callback may have led to; null for none.
+    static const CallbackScope *innermost() { return t_innermost; }
+    /// Whether this callback, or one that led to it, is of `caller`.
+    bool isOf(const void *caller) const
+    {
+        return m_caller == caller || (m_outer && m_outer->isOf(caller));
+    }
 
 private:
-    static inline thread_local int t_depth = 0;
-    static inline thread_local const void *t_caller = nullptr;
+    static inline thread_local const CallbackScope *t_innermost = nullptr;
 
-    const void *const m_outer;
+    const CallbackScope *const m_outer;
+    const void *const m_caller;
 };
 
 }  // namespace nubrix

@@ -13,13 +13,13 @@ Undestroyed<Mutex> g_mutex;
 Mutex &CallbackWait::s_mutex = g_mutex.get();
 CallbackWait *CallbackWait::s_first = nullptr;
 
-CallbackWait::CallbackWait(const void *caller) : m_within(CallbackScope::caller()), m_for(caller)
+CallbackWait::CallbackWait(const void *caller) : m_within(CallbackScope::innermost()), m_for(caller)
 {
     if (!m_within)  // nobody waits for this thread
         return;
     const MutexLock guard(s_mutex);
-    m_endless = leadsTo(m_for, m_within);
-    if (m_endless)
+    m_wouldHang = leadsTo(m_for, *m_within);
+    if (m_wouldHang)
         return;
     m_next = s_first;
     s_first = this;
@@ -27,7 +27,7 @@ CallbackWait::CallbackWait(const void *caller) : m_within(CallbackScope::caller(
 
 CallbackWait::~CallbackWait()
 {
-    if (!m_within || m_endless)
+    if (!m_within || m_wouldHang)
         return;
     const MutexLock guard(s_mutex);
     CallbackWait **link = &s_first;
@@ -36,13 +36,14 @@ CallbackWait::~CallbackWait()
     *link = m_next;
 }
 
-// Ends, because no wait that closes a circle is listed.
-bool CallbackWait::leadsTo(const void *from, const void *to)
+// Whether a callback of `caller` is this one or waits for it. Ends, because no wait that closes a
+// cycle is listed.
+bool CallbackWait::leadsTo(const void *caller, const CallbackScope &callback)
 {
-    if (from == to)
+    if (callback.isOf(caller))
         return true;
     for (const CallbackWait *each = s_first; each; each = each->m_next) {
-        if (each->m_within == from && leadsTo(each->m_for, to))
+        if (each->m_within->isOf(caller) && leadsTo(each->m_for, callback))
             return true;
     }
     return false;

@@ -5,9 +5,11 @@
 
 namespace nubrix {
 
-/// Callbacks may end what calls other callbacks, and so wait for these: frame callbacks that stop
-/// each other's streams, or one that closes a camera whose upgrade closes its stream. The wait that
-/// would close a circle never ends and must not begin. Thread-safe.
+class CallbackScope;
+
+/// A callback may wait for other callbacks: one that stops a stream waits for that stream's. Two
+/// that wait for each other, directly or through others, would hang, so the wait that would close
+/// the cycle must not begin. Thread-safe.
 class CallbackWait final {
 public:
     /// This thread is about to wait until the callbacks of `caller` (as of CallbackScope) return;
@@ -17,19 +19,19 @@ public:
     CallbackWait(const CallbackWait &) = delete;
     CallbackWait &operator=(const CallbackWait &) = delete;
 
-    /// A callback of `caller` waits, through however many others, for the callback that this thread
-    /// runs, or is that callback.
-    bool isEndless() const { return m_endless; }
+    /// This thread must not wait: a callback of `caller` waits for the callback that this thread
+    /// runs, or is that one.
+    bool wouldHang() const { return m_wouldHang; }
 
 private:
-    static bool leadsTo(const void *from, const void *to) NUBRIX_REQUIRES(s_mutex);
+    static bool leadsTo(const void *caller, const CallbackScope &callback) NUBRIX_REQUIRES(s_mutex);
 
     static Mutex &s_mutex;
     static CallbackWait *s_first NUBRIX_GUARDED_BY(s_mutex);  // those of threads in callbacks
 
-    const void *const m_within;  // the caller of this thread's callback
+    const CallbackScope *const m_within;  // the callback that this thread runs
     const void *const m_for;
-    bool m_endless = false;
+    bool m_wouldHang = false;
     CallbackWait *m_next = nullptr;
 };
 

@@ -55,6 +55,7 @@ Context::~Context()
         *link = m_nextExisting;
     }
     logEmptyLine();
+    m_turns.waitForAll();
     m_gate.shut();
     endWaits();
     m_gate.waitForOthers();
@@ -243,7 +244,7 @@ void Context::deviceStateCallback(const char *deviceAddr, const char *serial, co
             const Context *each = g_firstExisting;
             while (each && each != context)
                 each = each->m_nextExisting;
-            if (!each)
+            if (!each || !each->m_events.areDriversLoaded())
                 return 0;
             entry.emplace(context->m_gate);
             if (!*entry)

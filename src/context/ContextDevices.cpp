@@ -190,12 +190,13 @@ int Context::closeDevice(NubrixDevice *handle)
             device->cancelClose();
             throw;
         }
+        std::shared_ptr<NubrixBaseUpgrade> upgrader;
         {
             const CriticalSectionScoped lock(*m_apiLock);
-            m_upgrades.retire(handle);
+            upgrader = m_upgrades.remove(handle);
             m_devices.remove(handle);
         }
-        m_upgrades.deleteRetired();
+        m_upgrades.end(std::move(upgrader));  // may wait for a thread that calls the application
         logPrint(kLogMilestone, "Finish close device");
         return 0;
     });

@@ -10,8 +10,7 @@
 namespace nubrix {
 
 /// The application's device state callbacks in the order they were registered. Events are dropped
-/// before the first initialize has loaded the drivers, and from the beginning of destroy to the end
-/// of the next initialize. Thread-safe.
+/// from the beginning of destroy to the end of the next initialize. Thread-safe.
 class DeviceEvents final {
 public:
     using Registration = std::pair<NubrixDeviceStateCallback, void *>;
@@ -55,15 +54,19 @@ public:
     {
         const MutexLock guard(m_mutex);
         m_dropped = true;
-        m_unused = false;
     }
-    /// initialize has loaded the drivers. Kept: only in the first life an event is seen from now
-    /// on.
+    /// initialize has loaded the drivers.
     void onDriversLoaded()
     {
         const MutexLock guard(m_mutex);
-        m_dropped = m_dropped && !m_unused;
-        m_unused = false;
+        m_driversLoaded = true;
+    }
+    /// Otherwise an event is not for this context: a driver that another one left running may know
+    /// one that stood at this address.
+    bool areDriversLoaded() const
+    {
+        const MutexLock guard(m_mutex);
+        return m_driversLoaded;
     }
     /// Forgets the events that were dropped so far.
     void forgetMissed()
@@ -82,9 +85,8 @@ public:
 private:
     mutable Mutex m_mutex;
     std::vector<Registration> m_registrations NUBRIX_GUARDED_BY(m_mutex);
-    // At first: a driver that another context left running may know one that stood at this address.
-    bool m_dropped NUBRIX_GUARDED_BY(m_mutex) = true;
-    bool m_unused NUBRIX_GUARDED_BY(m_mutex) = true;
+    bool m_driversLoaded NUBRIX_GUARDED_BY(m_mutex) = false;
+    bool m_dropped NUBRIX_GUARDED_BY(m_mutex) = false;
     bool m_missed NUBRIX_GUARDED_BY(m_mutex) = false;
 };
 

@@ -33,6 +33,13 @@ void LifeTurns::Turn::endAfterOthers()
         m_turns.m_mutex.wait(m_turns.m_changed);
 }
 
+void LifeTurns::waitForAll()
+{
+    const MutexLock guard(m_mutex);
+    while (m_first)
+        m_mutex.wait(m_changed);
+}
+
 const LifeTurns::Turn *LifeTurns::current() const
 {
     const Turn *each = m_first;

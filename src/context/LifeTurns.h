@@ -42,6 +42,9 @@ public:
     LifeTurns(const LifeTurns &) = delete;
     LifeTurns &operator=(const LifeTurns &) = delete;
 
+    /// Waits until every call has left, also one whose turn has ended and that waits for others.
+    void waitForAll();
+
 private:
     const Turn *current() const NUBRIX_REQUIRES(m_mutex);
     void append(Turn &turn) NUBRIX_REQUIRES(m_mutex);

@@ -20,6 +20,7 @@ bool Upgrades::find(NubrixDevice *device, Pointer &upgrader) const
 Upgrades::Pointer Upgrades::add(NubrixDevice *device, Pointer upgrader)
 {
     const MutexLock guard(m_mutex);
+    m_postponed.reserve(++m_added);
     return m_upgraders.emplace(device, std::move(upgrader)).first->second;
 }
 
@@ -34,35 +35,47 @@ std::vector<Upgrades::Pointer> Upgrades::all() const
     return all;
 }
 
-void Upgrades::retire(NubrixDevice *device)
+Upgrades::Pointer Upgrades::remove(NubrixDevice *device)
 {
     const MutexLock guard(m_mutex);
     const auto found = m_upgraders.find(device);
     if (found == m_upgraders.end())
-        return;
-    if (found->second)
-        m_retired.push_back(found->second);
-    if (m_active == found->second)
-        m_active = nullptr;
+        return nullptr;
+    Pointer upgrader = std::move(found->second);
     m_upgraders.erase(found);
+    if (m_active == upgrader)
+        m_active = nullptr;
+    return upgrader;
 }
 
-void Upgrades::deleteRetired()
+void Upgrades::end(Pointer upgrader)
 {
-    std::vector<Pointer> retired;
+    if (upgrader && !endOrPostpone(upgrader))
+        return;
+    Pointer earlier;
     {
         const MutexLock guard(m_mutex);
-        retired.swap(m_retired);
+        if (m_postponed.empty())
+            return;
+        earlier = std::move(m_postponed.back());
+        m_postponed.pop_back();
     }
-    for (Pointer &each : retired) {
-        // Its own callback may delete an upgrader: that one it does not wait for.
-        const CallbackWait wait(each.get());
-        if (wait.isEndless() && CallbackScope::caller() != each.get()) {
-            const MutexLock guard(m_mutex);
-            m_retired.push_back(std::move(each));
-        }
-        each.reset();
+    end(std::move(earlier));
+}
+
+// False when it was postponed.
+bool Upgrades::endOrPostpone(Pointer &upgrader)
+{
+    const CallbackScope *const own = CallbackScope::innermost();
+    const CallbackWait wait(upgrader.get());
+    // An upgrader does not wait for a callback that deletes it.
+    if (!wait.wouldHang() || own->isOf(upgrader.get())) {
+        upgrader.reset();
+        return true;
     }
+    const MutexLock guard(m_mutex);
+    m_postponed.push_back(std::move(upgrader));
+    return false;
 }
 
 void Upgrades::setActive(Pointer upgrader)
@@ -107,17 +120,17 @@ void Upgrades::clear()
 {
     std::map<NubrixDevice *, Pointer> upgraders;
     Pointer active;
-    std::vector<Pointer> retired;
+    std::vector<Pointer> postponed;
     std::list<Callbacks> callbacks;
     {
         const MutexLock guard(m_mutex);
         upgraders.swap(m_upgraders);
-        retired.swap(m_retired);
+        postponed.swap(m_postponed);
         active.swap(m_active);
         callbacks.swap(m_callbacks);
     }
     active.reset();
-    retired.clear();
+    postponed.clear();
     upgraders.clear();  // before the callbacks, which they may still call
 }
 
@@ -126,8 +139,8 @@ void Upgrades::abandon()
     const MutexLock guard(m_mutex);
     if (!m_upgraders.empty())
         new auto(std::move(m_upgraders));
-    if (!m_retired.empty())
-        new auto(std::move(m_retired));
+    if (!m_postponed.empty())
+        new auto(std::move(m_postponed));
     if (!m_callbacks.empty())
         new auto(std::move(m_callbacks));
 }

@@ -1,6 +1,7 @@
 // The firmware upgrades of a context.
 #pragma once
 
+#include <cstddef>
 #include <list>
 #include <map>
 #include <memory>
@@ -23,11 +24,11 @@ public:
     Pointer add(NubrixDevice *device, Pointer upgrader);
     /// Those that are not null, in the order of their cameras.
     std::vector<Pointer> all() const;
-    /// Takes the entry of a camera that is closed out; its upgrader is to be deleted.
-    void retire(NubrixDevice *device);
-    /// Deletes the retired upgraders, which waits for their callbacks. One whose callback waits for
-    /// this thread's stays until the next time.
-    void deleteRetired();
+    /// Takes out the upgrader of a camera that is closed.
+    Pointer remove(NubrixDevice *device);
+    /// Deletes an upgrader, which waits for its callbacks, unless one of those waits for the
+    /// callback that this thread runs: then the next call deletes it, or clear.
+    void end(Pointer upgrader);
 
     void setActive(Pointer upgrader);
     Pointer active() const;
@@ -50,12 +51,14 @@ private:
         typedefNubrixUpgradeCallbacks wrapped;
     };
 
+    bool endOrPostpone(Pointer &upgrader);
     static void onProgress(NubrixDevice *device, int percent, void *user);
     static void onFinished(NubrixDevice *device, int status, void *user);
 
     mutable Mutex m_mutex;
     std::map<NubrixDevice *, Pointer> m_upgraders NUBRIX_GUARDED_BY(m_mutex);
-    std::vector<Pointer> m_retired NUBRIX_GUARDED_BY(m_mutex);
+    std::vector<Pointer> m_postponed NUBRIX_GUARDED_BY(m_mutex);  // has space for all
+    std::size_t m_added NUBRIX_GUARDED_BY(m_mutex) = 0;
     Pointer m_active NUBRIX_GUARDED_BY(m_mutex);
     std::list<Callbacks> m_callbacks NUBRIX_GUARDED_BY(m_mutex);  // of every start
 };

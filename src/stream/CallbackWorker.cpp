@@ -61,7 +61,7 @@ bool CallbackWorker::awaitEnd()
 {
     if (isEnding()) {
         const CallbackWait wait(this);
-        if (wait.isEndless())
+        if (wait.wouldHang())
             return false;
         const MutexLock guard(m_mutex);
         while (m_state == State::kRunning && !m_wanted)

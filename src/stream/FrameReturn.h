@@ -29,7 +29,6 @@ public:
     void onListenerDone();
     /// A photo of the newest frame is taken.
     void onPhoto() { m_isInPhoto = true; }
-    bool hasListener() const { return m_hasListener; }
 
     /// The listeners are notified of the newest frame.
     void beginNotifying() { m_notifiedArrival = m_arrival; }

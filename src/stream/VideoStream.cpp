@@ -291,9 +291,9 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
 
 void VideoStream::passEventOn()
 {
-    // It was the stream worker's: a listener that records must not miss a frame.
+    // It was the stream worker's: whoever else waits for the frame must not miss it.
     const CriticalSectionScoped guard(m_queueLock);
-    if (m_return.hasListener())
+    if (!m_queue.empty())
         m_streamEvent.set();
 }
 

@@ -1,5 +1,6 @@
 // Firmware upgrades and the hooks for cameras on GMSL links.
 #include "tests/context/ContextFixture.h"
+#include "tests/fakes/HangGuard.h"
 
 namespace nubrix {
 namespace {
@@ -43,6 +44,38 @@ TEST_F(Upgrade, TheUpgradersResultIsTheAnswer)
 {
     m_usb.results.upgradeStart = -7;
     EXPECT_EQ(start(), -7);
+}
+
+// The upgrader of the fake camera calls on the thread that starts it.
+TEST_F(Upgrade, StartedByAFrameCallbackItsOwnCallbackMayCloseTheStream)
+{
+    struct Given {
+        NubrixBaseContext &context;
+        NubrixDevice *device;
+        NubrixStream *stream = nullptr;
+        int closed = 1;
+        Latch done;
+    } given = {context(), m_device, nullptr, 1, {}};
+    const auto onFrame = [](NubrixStream *stream, typedefNubrixFrame *frame, void *user) {
+        auto &self = *static_cast<Given *>(user);
+        self.context.releaseFrame(frame);
+        self.stream = stream;
+        const typedefNubrixUpgradeCallbacks callbacks = {
+            [](NubrixDevice *, int, void *inner) {
+                auto &outer = *static_cast<Given *>(inner);
+                outer.closed = outer.context.closeStream(outer.stream);
+            },
+            nullptr, user};
+        self.context.deviceStartUpgradeOffLine(self.device, &callbacks, "firmware");
+        self.done.open();
+    };
+    const HangGuard guard("an upgrade within a frame callback");
+    NubrixStream *stream = nullptr;
+    ASSERT_EQ(context().openStream(m_device, NUBRIX_STREAM_COLOR, &stream, onFrame, &given), 0);
+    ASSERT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, FakeFrame{1}));
+    ASSERT_TRUE(given.done.pass());
+    EXPECT_EQ(given.closed, 0);
+    EXPECT_EQ(context().closeStream(stream), -13);
 }
 
 TEST_F(Upgrade, ASecondOneHasTheSameUpgrader)

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/fakes/Waiting.h"
+#include "tests/fakes/HangGuard.h"
 
 namespace nubrix {
 namespace {
@@ -35,8 +35,7 @@ protected:
             EXPECT_TRUE(turn);
             inTurn(turn);
         });
-        while (id == 0 || !hasFallenAsleep(id))
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return id != 0 && hasFallenAsleep(id); }));
     }
 
     std::unique_ptr<LifeTurns> m_turns = std::make_unique<LifeTurns>();

@@ -60,11 +60,14 @@ public:
     }
     void stop() { context().recorderStop(m_recorder); }
 
-    void awaitFrame()
+    /// Without a camera to wait for: a tick, or until `stop`.
+    void awaitFrame(const StopSignal &stop)
     {
         std::vector<NubrixStream *> handles = streams;
-        context().waitForStreams(handles.data(), static_cast<int>(handles.size()), nullptr,
-                                 kWaitMs);
+        const int status = context().waitForStreams(
+            handles.data(), static_cast<int>(handles.size()), nullptr, kWaitMs);
+        if (status != 0 && status != kTimeOut)
+            stop.wait(kTickMs);
     }
     /// Notes the camera's numbers of the frames that have come, which the file does not have.
     void noteFrames(RecordCount &count)
@@ -266,7 +269,7 @@ void RecordCommand::watch(Camera &camera, Recording &recording, GrowingRecord &f
     const std::uint64_t startUs = monotonicUs();
     std::uint64_t lookedUs = startUs;
     while (!stop.requested()) {
-        recording.awaitFrame();
+        recording.awaitFrame(stop);
         recording.noteFrames(file.count());
         const std::uint64_t nowUs = monotonicUs();
         if (nowUs - lookedUs < std::uint64_t{kTickMs} * 1000)

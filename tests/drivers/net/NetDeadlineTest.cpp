@@ -91,6 +91,14 @@ TEST_P(NetDeadlineWayTest, EveryCallOfAnOpenedCameraEndsInTime)
 
 INSTANTIATE_TEST_SUITE_P(Ways, NetDeadlineWayTest, testing::Values(Way::kSlow, Way::kPending));
 
+// Aravis reads the description that has arrived to its end, which takes what the processor takes:
+// the emulator of 32-bit ARM and the sanitizers are up to ten times slower.
+#if defined(__arm__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::chrono::milliseconds kReading = 5 * kOpening;
+#else
+constexpr std::chrono::milliseconds kReading{0};
+#endif
+
 TEST_F(NetDeadlineTest, OpeningACameraWithALargeDescriptionEndsInTime)
 {
     SimulatedCameraSettings settings = depthCamera();
@@ -109,7 +117,8 @@ TEST_F(NetDeadlineTest, OpeningACameraWithALargeDescriptionEndsInTime)
         m_relay->set(way);
         NubrixBaseDevice *device = nullptr;
         int status = 0;
-        EXPECT_LT(durationOf([&] { status = openRelayed(&device); }), kOpening);
+        EXPECT_LT(durationOf([&] { status = openRelayed(&device); }),
+                  kOpening + (way == Way::kPass ? kReading : std::chrono::milliseconds(0)));
         EXPECT_EQ(status == 0, device != nullptr);
         if (way == Way::kSlow) {
             EXPECT_NE(status, 0);

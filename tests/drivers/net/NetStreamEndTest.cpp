@@ -4,7 +4,6 @@
 #include <atomic>
 #include <future>
 #include <memory>
-#include <thread>
 #include <utility>
 
 #include "net/GvcpProbe.h"
@@ -68,8 +67,7 @@ TEST_F(NetStreamEndTest, AStreamStopsFromWithinItsCallback)
     EXPECT_EQ(m_status, 0);
     m_sink.onFrame = nullptr;
     m_sink.clear();
-    while (m_stream->start() == -2)  // until the callback has returned
-        std::this_thread::yield();
+    ASSERT_TRUE(eventually([&] { return m_stream->start() == 0; }));  // the callback has returned
     EXPECT_TRUE(m_sink.await(2));
     EXPECT_EQ(m_calls, 1);
     EXPECT_EQ(m_stream->stop(), 0);

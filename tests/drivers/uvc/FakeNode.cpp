@@ -34,6 +34,7 @@ void FakeCamera::block(unsigned long request)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_blocked = request;
+    m_blocking.notify_all();
 }
 
 void FakeCamera::unblock()

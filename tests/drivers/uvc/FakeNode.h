@@ -53,7 +53,7 @@ public:
 
     /// What a request fails with from now on, 0 for no more.
     void fail(unsigned long request, int error);
-    /// From now on a request does not return before the camera is unblocked.
+    /// From now on this request, and no other, does not return before the camera is unblocked.
     void block(unsigned long request);
     void unblock();
     /// Waits until one is in it; false after the deadline.

@@ -1,6 +1,8 @@
 // Cameras that arrive and leave while events are lost or the system cannot be read.
 #include <cerrno>
 #include <climits>
+#include <new>
+#include <utility>
 
 #include "tests/drivers/uvc/LineWatch.h"
 #include "tests/drivers/uvc/UvcDriverFixture.h"
@@ -92,6 +94,21 @@ TEST_F(HotPlugFaultsTest, WhatTheFirstLookMissesIsReportedLater)
     ASSERT_TRUE(await(2));
     EXPECT_THAT(told(), UnorderedElementsAre("+usb:1-1 S0 1-1", "+usb:1-2 S1 1-2"));
     EXPECT_EQ(lines.count(kRetry), 1U);
+}
+
+TEST_F(HotPlugFaultsTest, AChangeThatCannotBeReportedIsReportedLaterAndKeepsNoOtherBack)
+{
+    plug("1-1", 0);
+    plug("1-2", 1);
+    system.failScans(1);  // so that both come with the next one
+    bool first = true;
+    onTold = [&] {
+        if (std::exchange(first, false))
+            throw std::bad_alloc();
+    };
+    start();
+    ASSERT_TRUE(await(2));
+    EXPECT_THAT(told(), UnorderedElementsAre("+usb:1-1 S0 1-1", "+usb:1-2 S1 1-2"));
 }
 
 TEST_F(HotPlugFaultsTest, ANodeWhoseUsbDeviceCannotBeReadYetIsNoOtherNode)

@@ -4,11 +4,13 @@
 #include <linux/videodev2.h>
 
 #include <array>
+#include <cerrno>
 #include <future>
 
 #include "tests/drivers/uvc/LineWatch.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 #include "uvc/CallDeadline.h"
+#include "uvc/NodeWorker.h"
 #include "uvc/UvcStream.h"
 
 namespace nubrix {
@@ -156,6 +158,60 @@ TEST_F(SilentCameraTest, StoppingAndClosingDoNotWait)
     add();
 }
 
+TEST_F(SilentCameraTest, ATimeoutOfTheKernelIsReportedLikeOneOfTheCamera)
+{
+    FakeCamera &camera = add();
+    openErrors["0"] = ETIME;
+    const LineWatch lines;
+    EXPECT_EQ(tryOpen(), -11);
+    EXPECT_EQ(lines.count("usb:1-2 does not answer ("), 1U);
+    openErrors.clear();
+    UvcDevice &device = open();
+    TestStream stream(device, NUBRIX_STREAM_IR);
+    std::size_t reported = 1;
+    for (const unsigned long request : {VIDIOC_STREAMON, VIDIOC_QBUF}) {
+        camera.fail(request, ETIME);
+        EXPECT_EQ(stream.start(), -11);
+        EXPECT_EQ(lines.count(" does not answer ("), ++reported) << request;
+        camera.fail(request, 0);
+    }
+}
+
+TEST_F(SilentCameraTest, WhatTheKernelWritesIsHeldWhileItsReleaseIsUnderWay)
+{
+    FakeCamera &camera = add();
+    DriverThreads threads;
+    std::unique_ptr<NodeIo> node;
+    const auto opening = [&](std::unique_ptr<NodeIo> &opened) {
+        opened = std::make_unique<FakeNode>(camera);
+        return 0;
+    };
+    ASSERT_EQ(NodeWorker::open("usb:1-2", opening, threads, node), 0);
+    camera.block(VIDIOC_S_CTRL);
+    auto setting = std::async(std::launch::async, [&] {
+        const CallDeadline unhurried(kUnhurried);
+        v4l2_control control = {kBrightness, 7};
+        return node->control(VIDIOC_S_CTRL, &control);
+    });
+    EXPECT_TRUE(camera.awaitBlocked());
+    {
+        const CallDeadline over(std::chrono::milliseconds(0));
+        int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+        EXPECT_EQ(node->control(VIDIOC_STREAMOFF, &type), ETIME);
+    }
+    camera.block(VIDIOC_STREAMOFF);
+    EXPECT_EQ(setting.get(), 0);
+    EXPECT_TRUE(camera.awaitBlocked());
+    auto frames = std::make_shared<int>(3);
+    const std::weak_ptr<int> held = frames;
+    node->hold(std::move(frames));
+    EXPECT_FALSE(held.expired()) << "the kernel still writes";
+    camera.unblock();
+    node.reset();
+    threads.joinAll();
+    EXPECT_TRUE(held.expired());
+}
+
 TEST_F(SilentCameraTest, OpeningTimesOut)
 {
     add();
@@ -175,6 +231,7 @@ TEST_F(SilentCameraTest, ManyThreadsAskTheSameNode)
     std::vector<std::future<int>> all;
     for (int i = 0; i < 4; ++i) {
         all.push_back(std::async(std::launch::async, [&device, i] {
+            const CallDeadline unhurried(kUnhurried);
             int failures = 0;
             for (int k = 0; k < 100; ++k)
                 failures += set(device, i) != 0 ? 1 : 0;

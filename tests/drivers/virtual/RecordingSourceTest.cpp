@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -356,6 +357,20 @@ TEST_F(RecordingSourceTest, TheNameOfAFileIsCleanedWhereItIsReported)
     EXPECT_THAT(reported, HasSubstr("a?[2Jb.bin\" is not whole"));
     EXPECT_THAT(reported, HasSubstr("record 0 of \"" + m_folder.path().string() + "/a?[2Jb.bin\""));
     EXPECT_THAT(reported, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(RecordingSourceTest, ARecordWhosePixelsAreCutOffMeanwhileIsLostAndTheOthersCome)
+{
+    const std::string bytes = bytesOf(pairs(2));
+    const std::string path = m_folder.file("room.bin", bytes);
+    const auto made = RecordingSource::create({path, 0, false, 1, std::nullopt});
+    const auto &source = std::get<std::shared_ptr<RecordingSource>>(made);
+    std::filesystem::resize_file(path, bytes.size() - 1);  // the last one: depth
+    std::vector<std::uint8_t> data(source->largestPicture(NUBRIX_STREAM_DEPTH, {}));
+    CaptureStderr();
+    EXPECT_EQ(source->fill(NUBRIX_STREAM_DEPTH, {}, 1, data.data()), FrameSource::Result::kLost);
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("record 3 of"));
+    EXPECT_EQ(source->fill(NUBRIX_STREAM_DEPTH, {}, 0, data.data()), FrameSource::Result::kFilled);
 }
 
 TEST_F(RecordingSourceTest, ARecordThatHasChangedMeanwhileIsLostAndTheOthersCome)

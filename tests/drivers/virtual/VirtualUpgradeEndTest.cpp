@@ -1,5 +1,4 @@
 // How upgrades of a virtual camera end, also from within their own callbacks.
-#include <chrono>
 #include <future>
 #include <thread>
 #include <utility>
@@ -88,20 +87,17 @@ TEST_F(VirtualUpgradeEndTest, GoesWhenTheCallbackThatStartedTheNextOneHasReturne
 {
     begin();
     bool first = true;
-    std::promise<void> isOver;
+    std::promise<void> mayReturn;
     m_atFinish = [&] {
-        if (!std::exchange(first, false)) {
-            isOver.set_value();
+        if (!std::exchange(first, false))
             return;
-        }
         EXPECT_EQ(start(imageOf(firmware(), 3)), 0);
-        isOver.get_future().wait();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // be late
+        mayReturn.get_future().wait();
         m_returned = true;
     };
     ASSERT_EQ(start(imageOf(firmware())), 0);
     EXPECT_EQ(awaitFinished(), 0);  // of the second
-    m_upgrader.reset();
+    expectThatItWaits([&] { m_upgrader.reset(); }, [&] { mayReturn.set_value(); });
     EXPECT_TRUE(m_returned);
 }
 
