@@ -8,6 +8,8 @@
 #include <string>
 
 #include "nubrix/client.h"
+#include "nubrix/image.h"
+#include "nubrix/record_reader.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/HangGuard.h"
 

@@ -1,6 +1,6 @@
 #include "nubrix/client.h"
 
-int countCameras()
+std::size_t countCameras()
 {
-    return static_cast<int>(nubrix::client::Session().cameras().size());
+    return nubrix::client::Session().cameras().size();
 }

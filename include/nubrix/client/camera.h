@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "nubrix/client/detail/bitmap.h"
 #include "nubrix/client/recorder.h"
 #include "nubrix/client/stream.h"
 
@@ -58,26 +59,20 @@ struct Intrinsics {
 class Camera {
 public:
     const CameraInfo &info() const { return m_info; }
-    /// False from the moment that the library reports that it left. A camera that returns is opened
-    /// anew.
-    bool isConnected() const { return m_camera->isConnected(); }
+    /// False from the moment that it has left. A camera that returns must be opened anew.
+    bool isConnected() const { return m_camera->connection().isAttached(); }
 
     /// The modes of a stream; none when the camera has no such stream.
     std::vector<Mode> modes(StreamType type) const
     {
         const typedefNubrixFrameMode *modes = nullptr;
         unsigned int count = 0;
-        try {
-            detail::require("getSupportFrameMode", name(type), [&] {
-                return context().getSupportFrameMode(handle(), code(type), &modes, &count);
-            });
-        } catch (const Error &error) {
-            if (error.status() == -4 || error.status() == -8)
-                return {};
-            throw;
-        }
+        detail::require("getSupportFrameMode", subject(type), [&] {
+            const int status = context().getSupportFrameMode(handle(), code(type), &modes, &count);
+            return status == -4 || status == -8 ? 0 : status;  // no such stream
+        });
         std::vector<Mode> all;
-        for (unsigned int i = 0; i < count; ++i)
+        for (unsigned int i = 0; modes && i < count; ++i)
             all.push_back(fromRecord(modes[i]));
         return all;
     }
@@ -98,13 +93,13 @@ public:
         record.frameRate = static_cast<signed char>(mode.framesPerSecond);
         if (record.width != mode.width || record.height != mode.height ||
             record.frameRate != mode.framesPerSecond)
-            detail::fail("setFrameMode", -4, 0, "setFrameMode: there is no mode of this size");
-        detail::require("setFrameMode", name(type),
+            detail::fail("setFrameMode", subject(type), -4);
+        detail::require("setFrameMode", subject(type),
                         [&] { return context().setFrameMode(handle(), code(type), record); });
     }
 
-    /// Starts a stream, in `mode` if there is one. `queued` frames, at most 10, wait to be taken;
-    /// then the oldest is dropped for a new one. Several streams of one type are allowed.
+    /// Starts a stream, in `mode` if there is one. `queued` frames, 1 to 8, wait to be taken; then
+    /// the oldest is dropped for a new one. Several streams of one type are allowed.
     Stream start(StreamType type, const std::optional<Mode> &mode = std::nullopt,
                  std::size_t queued = 2)
     {
@@ -118,17 +113,16 @@ public:
     /// A property as bytes. `capacity` is the space that the driver is offered.
     std::vector<unsigned char> property(unsigned int id, std::size_t capacity = 4096) const
     {
-        std::vector<unsigned char> bytes(capacity);
+        auto bytes = detail::allocating(
+            "getDeviceProperty", [capacity] { return std::vector<unsigned char>(capacity); });
         auto size = static_cast<unsigned int>(capacity);
         getProperty(id, bytes.data(), &size);
         bytes.resize(std::min<std::size_t>(size, capacity));
         return bytes;
     }
-    void setProperty(unsigned int id, const void *data, std::size_t size)
+    void setProperty(unsigned int id, const std::vector<unsigned char> &bytes)
     {
-        detail::require("setDeviceProperty", "property " + std::to_string(id), [&] {
-            return context().setDeviceProperty(handle(), id, data, static_cast<unsigned int>(size));
-        });
+        setProperty(id, bytes.data(), bytes.size());
     }
     /// A property as a number or a record of plain data. Error when it has another size.
     template <class T>
@@ -140,8 +134,9 @@ public:
         getProperty(id, &value, &size);
         if (size != sizeof(T))
             detail::fail("getDeviceProperty", -4, 0,
-                         "getDeviceProperty: property " + std::to_string(id) + " has " +
-                             std::to_string(size) + " bytes, not " + std::to_string(sizeof(T)));
+                         "getDeviceProperty: " + propertySubject(id) + " has " +
+                             std::to_string(size) + " bytes, not " + std::to_string(sizeof(T)) +
+                             "; read it as a type of that size");
         return value;
     }
     template <class T>
@@ -154,7 +149,7 @@ public:
     NubrixVersions versions() const
     {
         NubrixVersions versions = {};
-        detail::require("getVersion", "",
+        detail::require("getVersion", m_info.uri,
                         [&] { return context().getVersion(handle(), &versions); });
         return versions;
     }
@@ -164,14 +159,22 @@ public:
         return property<Intrinsics>(kIntrinsics + code(type));
     }
 
+    /// Writes the next colour frame as a 24-bit bitmap. Unsupported when it is not RGB888.
+    void photo(const std::string &path, Milliseconds timeout = Milliseconds(5000))
+    {
+        const Frame frame = start(StreamType::kColor, std::nullopt, 1).next(timeout);
+        detail::writeBitmap(path, frame);
+    }
+
     /// Records streams of these types into a file until the recorder is destroyed.
     Recorder record(const std::string &path, const std::vector<StreamType> &types)
     {
         return Recorder(m_camera, path, types);
     }
 
-    /// Writes firmware into the camera; returns when it is done. `progress` gets percents, on
-    /// another thread. Throws an Error with the upgrader's status.
+    /// Writes firmware into the camera; returns when it is done. `progress` is called with percents
+    /// on another thread; when it throws it is not called again. Throws an Error with the
+    /// upgrader's status.
     void upgrade(const std::string &file, std::function<void(int percent)> progress = nullptr)
     {
         Upgrade upgrade{std::move(progress), {}, {}, false, 0};
@@ -183,8 +186,7 @@ public:
         std::unique_lock<std::mutex> guard(upgrade.lock);
         upgrade.changed.wait(guard, [&] { return upgrade.finished; });
         if (upgrade.status != 0)
-            detail::fail("upgrade", upgrade.status, 0,
-                         detail::describe("upgrade", file, upgrade.status, 0));
+            detail::fail("upgrade", file, upgrade.status);
     }
 
     /// For the functions of NubrixBaseContext, while this or a copy lives.
@@ -194,7 +196,7 @@ public:
 private:
     friend class Session;
 
-    /// Plus a stream type: what drivers tell of the optics.
+    /// Plus a stream type: the property with the intrinsics.
     static constexpr unsigned int kIntrinsics = 0x5600;
 
     struct Upgrade {
@@ -238,8 +240,23 @@ private:
     }
     void getProperty(unsigned int id, void *data, unsigned int *size) const
     {
-        detail::require("getDeviceProperty", "property " + std::to_string(id),
+        detail::require("getDeviceProperty", propertySubject(id),
                         [&] { return context().getDeviceProperty(handle(), id, data, size); });
+    }
+
+    void setProperty(unsigned int id, const void *data, std::size_t size)
+    {
+        detail::require("setDeviceProperty", propertySubject(id), [&] {
+            return context().setDeviceProperty(handle(), id, data, static_cast<unsigned int>(size));
+        });
+    }
+    std::string propertySubject(unsigned int id) const
+    {
+        return "property " + std::to_string(id) + " of " + m_info.uri;
+    }
+    std::string subject(StreamType type) const
+    {
+        return std::string(name(type)) + " of " + m_info.uri;
     }
 
     std::shared_ptr<detail::OpenCamera> m_camera;

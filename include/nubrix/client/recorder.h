@@ -6,15 +6,15 @@
 #include <utility>
 #include <vector>
 
-#include "nubrix/client/device.h"
+#include "nubrix/client/detail/open_camera.h"
 #include "nubrix/client/frame.h"
+#include "nubrix/record_reader.h"
 
 namespace nubrix {
 namespace client {
 
 /// A recording that runs: every frame goes into the file, whatever other streams of the same types
-/// do. It ends, and the file is complete, when this is destroyed or finish returns. Not
-/// thread-safe.
+/// do. It ends when this is destroyed or finish is called. Not thread-safe.
 class Recorder {
 public:
     Recorder(Recorder &&other) noexcept
@@ -30,12 +30,19 @@ public:
     ~Recorder() { close(); }
 
     const std::string &path() const { return m_path; }
-    /// Writes what is left and closes the file. Throws when that fails.
+    /// Writes what is left and closes the file. Throws an Error when that fails, or when frames are
+    /// missing from the file because the disk was full.
     void finish()
     {
+        if (!m_handle)
+            return;
         if (const int status = close())
-            detail::fail("destroyRecorder", status, 0,
-                         detail::describe("destroyRecorder", m_path, status, 0));
+            detail::fail("destroyRecorder", m_path, status);
+        RecordReader reader;  // of a write that fails the library only writes a line into the log
+        if (reader.open(m_path.c_str()) == 0 && reader.condition() != NUBRIX_RECORD_COMPLETE)
+            detail::fail("finish", -1, 0,
+                         "finish (" + m_path + "): the file is not complete, " + reader.problem() +
+                             "; make space and record anew");
     }
 
 private:
@@ -57,19 +64,23 @@ private:
         NubrixBaseContext &context = m_camera->context();
         detail::require("createRecorder", m_path,
                         [&] { return context.createRecorder(m_path.c_str(), &m_handle); });
+        m_streams.reserve(types.size());
         for (const StreamType type : types) {
             // Of its own, without a callback: frames of streams with one are not recorded.
-            m_streams.reserve(m_streams.size() + 1);
             NubrixStream *stream = nullptr;
-            detail::require("openStream", name(type), [&] {
+            detail::require("openStream", subject(type), [&] {
                 return context.openStream(m_camera->handle(), static_cast<unsigned int>(type),
                                           &stream, nullptr, nullptr);
             });
             m_streams.push_back(stream);
-            detail::require("recorderAttachStream", name(type),
+            detail::require("recorderAttachStream", subject(type),
                             [&] { return context.recorderAttachStream(m_handle, stream); });
         }
         detail::require("recorderStart", m_path, [&] { return context.recorderStart(m_handle); });
+    }
+    std::string subject(StreamType type) const
+    {
+        return std::string(name(type)) + " of " + m_camera->connection().uri();
     }
     int close() noexcept
     {

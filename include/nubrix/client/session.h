@@ -9,38 +9,10 @@
 #include <vector>
 
 #include "nubrix/client/camera.h"
+#include "nubrix/client/subscription.h"
 
 namespace nubrix {
 namespace client {
-
-/// Ends the calls of a function when it is destroyed: none runs or begins afterwards, but the one
-/// from within which it is destroyed.
-class Subscription {
-public:
-    Subscription() = default;
-    Subscription(Subscription &&) noexcept = default;
-    Subscription &operator=(Subscription &&other) noexcept
-    {
-        std::swap(m_observer, other.m_observer);
-        return *this;
-    }
-    Subscription(const Subscription &) = delete;
-    Subscription &operator=(const Subscription &) = delete;
-    ~Subscription()
-    {
-        if (m_observer)
-            detail::Observers::instance().remove(m_observer);
-    }
-
-private:
-    friend class Session;
-    explicit Subscription(std::shared_ptr<detail::Observer> observer)
-        : m_observer(std::move(observer))
-    {
-    }
-
-    std::shared_ptr<detail::Observer> m_observer;
-};
 
 /// The library in use. All sessions of a process share one context; it is initialized with the
 /// first and destroyed when the last session, camera, stream and frame is gone. Thread-safe.
@@ -68,8 +40,11 @@ public:
     Camera open(const std::string &uri = "") const
     {
         const std::vector<CameraInfo> all = cameras();
+        if (uri.empty() && all.empty())
+            detail::fail("openDevice", -4, NUBRIX_ERR_DEVICE_NOT_FOUND,
+                         detail::describe("openDevice", "", -4, NUBRIX_ERR_DEVICE_NOT_FOUND));
         CameraInfo info;
-        info.uri = uri.empty() && !all.empty() ? all.front().uri : uri;
+        info.uri = uri.empty() ? all.front().uri : uri;
         for (const CameraInfo &each : all) {
             if (each.uri == info.uri)
                 info = each;
@@ -78,13 +53,11 @@ public:
     }
 
     /// Calls `function` when a camera arrives or leaves, on a thread of its driver, until the
-    /// subscription is destroyed. A function that throws is not called again.
+    /// subscription is destroyed. It may do everything. When it throws it is not called again.
     Subscription onCamerasChanged(
         std::function<void(const std::string &uri, bool attached)> function) const
     {
-        auto observer = std::make_shared<detail::Observer>(std::move(function));
-        detail::Observers::instance().add(observer);
-        return Subscription(std::move(observer));
+        return Subscription(std::move(function));
     }
 
     /// For what this layer does not offer, while this session lives.

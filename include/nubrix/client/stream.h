@@ -1,33 +1,43 @@
 // The frames of a camera as they come.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <exception>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "nubrix/client/detail/stream_core.h"
 #include "nubrix/client/frame.h"
-#include "nubrix/client/stream_core.h"
 
 namespace nubrix {
 namespace client {
 
-/// A running stream. It stops when this is destroyed; frames that it gave stay valid. Any thread
-/// may call it; threads that wait for different streams do not wait for each other.
+namespace detail {
+struct AnyStream;
+}
+
+using Milliseconds = std::chrono::milliseconds;
+
+/// A running stream. It stops when this is destroyed; frames that it gave stay valid. Thread-safe;
+/// threads that wait for different streams do not wait for each other.
 ///
 ///     for (const Frame &frame : stream)  // until the camera is gone or stop is called
 ///         use(frame);
 class Stream {
 public:
-    using Milliseconds = std::chrono::milliseconds;
-
     Stream(Stream &&) noexcept = default;
-    Stream &operator=(Stream &&) noexcept = default;
+    Stream &operator=(Stream &&other) noexcept
+    {
+        Stream(std::move(other)).m_core.swap(m_core);
+        return *this;
+    }
     Stream(const Stream &) = delete;
     Stream &operator=(const Stream &) = delete;
     ~Stream()
@@ -38,31 +48,32 @@ public:
 
     StreamType type() const { return m_core->type(); }
 
-    /// The next frame: the oldest that nobody has taken (of at most as many as start was asked to
-    /// queue), or the first that comes. Throws Timeout, with what is known of the reason; Unplugged
-    /// when the camera is gone; Error when the stream was stopped.
+    /// The next frame: the oldest that nobody has taken, or the first that comes. Throws Timeout,
+    /// which explains who holds the frames when they are used up; Unplugged when the camera is gone
+    /// or does not answer; Error when the stream has ended.
     Frame next(Milliseconds timeout = Milliseconds(1000))
     {
         Frame frame = m_core->take(std::chrono::steady_clock::now() + timeout);
         if (!frame)
-            throwWhy(timeout);
+            explain(timeout);
         return frame;
     }
     /// The oldest frame that nobody has taken; none, without waiting, when there is none.
     Frame tryNext() { return m_core->tryTake(); }
 
     /// Calls `function` for every frame from now on, on the stream's own thread; next and the loop
-    /// give none then. Null: calls nothing. While it runs the library keeps the newest frame only.
-    /// An exception ends the stream, and next and stop throw it. It may do everything but end the
-    /// last session; to destroy this stream within it is allowed.
+    /// give none then, and those that wait to be taken are dropped. Null: calls nothing. While the
+    /// function runs the library keeps the newest frame only. When it throws the stream ends, and
+    /// stop and next throw an Error with that text. It may do everything, also destroy this stream;
+    /// but what it destroys last of all leaves the library initialized.
     void onFrame(std::function<void(Frame)> function) { m_core->setFunction(std::move(function)); }
 
     /// Ends the stream and every wait for it. When it returns the function is not called any more,
-    /// unless it is called from within it. Throws what the function threw.
+    /// unless this is called within it. Throws an Error when the function threw.
     void stop()
     {
         m_core->close();
-        rethrow();
+        m_core->rethrow();
     }
 
     StreamFigures figures() const { return m_core->figures(); }
@@ -84,9 +95,9 @@ public:
         Iterator &operator++()
         {
             m_frame = {};  // returned before the next one is waited for: a camera may wait for it
-            m_frame = m_stream->m_core->take({});
+            m_frame = m_core->take(std::nullopt);
             if (!m_frame)
-                m_stream->rethrow();
+                m_core->rethrow();
             return *this;
         }
         void operator++(int) { ++*this; }
@@ -98,71 +109,106 @@ public:
 
     private:
         friend class Stream;
-        explicit Iterator(Stream &stream) : m_stream(&stream) { ++*this; }
+        explicit Iterator(std::shared_ptr<detail::StreamCore> core) : m_core(std::move(core))
+        {
+            ++*this;
+        }
 
-        Stream *m_stream = nullptr;
+        std::shared_ptr<detail::StreamCore> m_core;
         Frame m_frame;
     };
-    Iterator begin() { return Iterator(*this); }
+    Iterator begin() { return Iterator(m_core); }
     Iterator end() { return {}; }
 
 private:
     friend class Camera;
-    friend Stream &waitAny(const std::vector<Stream *> &streams, Milliseconds timeout);
+    friend struct detail::AnyStream;
 
     explicit Stream(std::shared_ptr<detail::StreamCore> core) : m_core(std::move(core)) {}
 
-    void rethrow()
+    [[noreturn]] void explain(Milliseconds timeout)
     {
-        if (const std::exception_ptr problem = m_core->takeProblem())
-            std::rethrow_exception(problem);
-    }
-    [[noreturn]] void throwWhy(Milliseconds timeout)
-    {
-        rethrow();
-        const std::string about = std::string(name(type())) + " of " + m_core->uri();
+        m_core->rethrow();
+        const std::string subject = m_core->subject();
         if (m_core->hasEnded())
-            detail::fail("next", -2, 0, "next (" + about + "): the stream was stopped");
+            detail::fail("next", -2, 0, "next (" + subject + "): the stream has ended; start anew");
         if (m_core->isOver())
-            detail::fail("next", -9, 0, detail::describe("next", about, -9, 0));
-        const StreamFigures now = figures();
-        std::string text = "next (" + about + "): no frame in " + std::to_string(timeout.count()) +
-                           " ms, " + std::to_string(now.frames) + " since the start";
-        if (now.held >= static_cast<int>(detail::FramePool::kFrames) - 1)
-            text += "; the application holds " + std::to_string(now.held) + " of the " +
-                    std::to_string(detail::FramePool::kFrames) +
-                    " frames that this stream has: let go of some, or clone them";
-        detail::fail("next", -11, 0, text);
+            detail::fail("next", subject, -9);
+        if (const int status = m_core->cameraStatus())
+            detail::fail("next", subject, status);
+        const std::string text = "next (" + subject + "): no frame in " +
+                                 std::to_string(timeout.count()) + " ms, " +
+                                 std::to_string(figures().frames) + " since the start; ";
+        detail::fail("next", -11, 0, text + advice());
+    }
+    std::string advice() const
+    {
+        const auto holders = m_core->holders();
+        if (holders.library() > 1)
+            return "wait longer, or run 'nubrix doctor'";
+        return "of the " + std::to_string(detail::FramePool::kFrames) + " frames of " +
+               m_core->subject() + " the application holds " + std::to_string(holders.application) +
+               ", its queues " + std::to_string(holders.queues) + " and the library " +
+               std::to_string(holders.library()) + ": release some, or hold clones";
     }
 
     std::shared_ptr<detail::StreamCore> m_core;
 };
 
-/// Waits until one of the streams has a frame and returns that one: tryNext gives the frame, unless
-/// another thread was faster. Throws Timeout; Unplugged when none of their cameras is there any
-/// more; Error without streams.
-inline Stream &waitAny(const std::vector<Stream *> &streams,
-                       Stream::Milliseconds timeout = Stream::Milliseconds(1000))
-{
-    Stream *ready = nullptr;
-    bool over = false;
-    const auto look = [&] {
-        over = true;
-        for (Stream *each : streams) {
-            if (each->m_core->hasFrame()) {
-                ready = each;
-                return true;
-            }
-            over = over && each->m_core->isOver();
+namespace detail {
+
+/// The implementation of waitAny.
+struct AnyStream {
+    static Stream &wait(Stream *const *streams, std::size_t count, Milliseconds timeout)
+    {
+        if (count == 0)
+            fail("waitAny", -4, 0, "waitAny: there is no stream; name one");
+        Stream *ready = nullptr;
+        bool over = false;
+        const bool woken =
+            Arrivals::instance().waitFor(std::chrono::steady_clock::now() + timeout, [&] {
+                ready = oldest(streams, count);
+                over = !ready && std::all_of(streams, streams + count,
+                                             [](Stream *each) { return each->m_core->isOver(); });
+                return ready || over;
+            });
+        if (ready)
+            return *ready;
+        const std::string subject =
+            streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
+        fail("waitAny", subject, woken ? -9 : -11);
+    }
+
+private:
+    static Stream *oldest(Stream *const *streams, std::size_t count)
+    {
+        Stream *found = nullptr;
+        std::chrono::steady_clock::time_point since;
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto waiting = streams[i]->m_core->waitingSince();
+            if (!waiting || (found && since <= *waiting))
+                continue;
+            found = streams[i];
+            since = *waiting;
         }
-        return over;
-    };
-    const bool woken =
-        detail::Arrivals::instance().waitFor(std::chrono::steady_clock::now() + timeout, look);
-    if (ready)
-        return *ready;
-    const int status = !woken ? -11 : streams.empty() ? -4 : -9;
-    detail::fail("waitAny", status, 0, detail::describe("waitAny", "", status, 0));
+        return found;
+    }
+};
+
+}  // namespace detail
+
+/// Waits until one of the streams has a frame and returns that one, of several the one whose frame
+/// came first: tryNext gives it, unless another thread was faster. Throws Timeout; Unplugged when
+/// all of them have ended; Error without streams.
+inline Stream &waitAny(std::initializer_list<Stream *> streams,
+                       Milliseconds timeout = Milliseconds(1000))
+{
+    return detail::AnyStream::wait(streams.begin(), streams.size(), timeout);
+}
+inline Stream &waitAny(const std::vector<Stream *> &streams,
+                       Milliseconds timeout = Milliseconds(1000))
+{
+    return detail::AnyStream::wait(streams.data(), streams.size(), timeout);
 }
 
 }  // namespace client

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,8 +15,8 @@ namespace nubrix {
 namespace client {
 namespace detail {
 
-/// Marks the thread while it runs a function of the application for the library.
-class CallbackMark {
+/// Marks the thread while it runs a callback of the library.
+class NUBRIX_API CallbackMark {
 public:
     CallbackMark() : m_outer(std::exchange(here(), true)) {}
     ~CallbackMark() { here() = m_outer; }
@@ -36,102 +35,86 @@ private:
     const bool m_outer;
 };
 
-/// Somebody who is called when a camera arrives or leaves.
-class Observer {
+/// Whoever is called when a camera arrives or leaves, on a thread of its driver.
+class CameraObserver {
 public:
-    using Function = std::function<void(const std::string &uri, bool attached)>;
+    virtual void onCameraChanged(const std::string &uri, bool attached) noexcept = 0;
 
-    explicit Observer(Function function) : m_function(std::move(function)) {}
-    void call(const std::string &uri, bool attached) noexcept
-    {
-        const std::lock_guard<std::recursive_mutex> guard(m_lock);
-        const CallbackMark mark;
-        try {
-            if (m_function && !m_ended)
-                m_function(uri, attached);
-        } catch (...) {
-            m_ended = true;  // nothing may reach the library; one that throws is not called again
-        }
-    }
-    /// Waits for a call on another thread; none begins afterwards.
-    void end()
-    {
-        const std::lock_guard<std::recursive_mutex> guard(m_lock);
-        m_ended = true;
-    }
-
-private:
-    std::recursive_mutex m_lock;
-    const Function m_function;
-    bool m_ended = false;
+protected:
+    ~CameraObserver() = default;
 };
 
 /// All observers of the process. It outlives every context, as callbacks of drivers may.
-class Observers {
+class NUBRIX_API Observers {
 public:
     static Observers &instance()
     {
         static auto *const all = new Observers;  // never destroyed
         return *all;
     }
-    void add(std::shared_ptr<Observer> observer)
+    void add(std::shared_ptr<CameraObserver> observer)
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         m_all.push_back(std::move(observer));
     }
-    void remove(const std::shared_ptr<Observer> &observer)
+    /// A call may be under way, or about to begin, on another thread.
+    void remove(const std::shared_ptr<CameraObserver> &observer) noexcept
     {
-        {
-            const std::lock_guard<std::mutex> guard(m_lock);
-            m_all.erase(std::remove(m_all.begin(), m_all.end(), observer), m_all.end());
-        }
-        observer->end();
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_all.erase(std::remove(m_all.begin(), m_all.end(), observer), m_all.end());
     }
     static void onDeviceState(const char *uri, const char * /*serial*/, unsigned int state,
                               void * /*user*/)
     {
+        const CallbackMark mark;
         try {
             const std::string address = uri ? uri : "";
             for (const auto &each : instance().all())
-                each->call(address, state == NUBRIX_DEVICE_CONNECTED);
-        } catch (...) {  // without memory: the list of cameras is right all the same
+                each->onCameraChanged(address, state == NUBRIX_DEVICE_CONNECTED);
+        } catch (...) {  // out of memory: the list of cameras is right all the same
         }
     }
 
 private:
-    std::vector<std::shared_ptr<Observer>> all()
+    std::vector<std::shared_ptr<CameraObserver>> all()
     {
         const std::lock_guard<std::mutex> guard(m_lock);
         return m_all;
     }
 
     std::mutex m_lock;
-    std::vector<std::shared_ptr<Observer>> m_all;
+    std::vector<std::shared_ptr<CameraObserver>> m_all;
 };
 
 /// The initialized context. Sessions, cameras, streams and frames share it; the last of them
-/// destroys it. The context itself stays for the next one.
-class Library {
+/// destroys it. The context object itself stays for the next one.
+class NUBRIX_API Library {
 public:
     /// Throws an Error when a driver plug-in does not start, or within a callback that destroy
     /// waits for.
     static std::shared_ptr<Library> share()
     {
-        static auto *const shared = new Shared;  // never destroyed: a frame may be static, too
-        if (auto library = shared->current())
+        if (auto library = shared().current())
             return library;
         if (CallbackMark::isActive())  // initialize would wait for destroy, which waits for this
-            fail("initialize", -2, 0, describe("initialize", "within a callback", -2, 0));
-        const std::lock_guard<std::mutex> guard(shared->making);
-        auto library = shared->current();
+            fail("initialize", "within a callback", -2);
+        const std::lock_guard<std::mutex> guard(shared().change);
+        auto library = shared().current();
         if (!library) {
             library = std::shared_ptr<Library>(new Library);
-            shared->set(library);
+            shared().set(library);
         }
         return library;
     }
-    // Refused within a callback: then the context lives on, and the next session takes it over.
-    ~Library() { m_context->destroy(); }
+    ~Library()
+    {
+        // destroy is refused there: the context lives on, and the next session takes it over.
+        if (CallbackMark::isActive())
+            return;
+        const std::lock_guard<std::mutex> guard(shared().change);
+        if (!shared().current())  // otherwise a new session has taken it over already
+            m_context->destroy();
+    }
     Library(const Library &) = delete;
     Library &operator=(const Library &) = delete;
 
@@ -150,13 +133,20 @@ private:
             library = made;
         }
 
-        std::mutex making;  // one at a time
-        std::mutex lock;    // what follows
+        std::mutex change;  // one initialize or destroy at a time
+        std::mutex lock;    // guards what follows
         std::weak_ptr<Library> library;
     };
+    static Shared &shared()
+    {
+        static auto *const one = new Shared;  // never destroyed: a static frame may outlive it
+        return *one;
+    }
 
     Library() : m_context(ContextFactory())
     {
+        if (!m_context)
+            fail("ContextFactory", "", -1);
         try {
             require("initialize", "", [this] { return m_context->initialize(); });
             require("setDeviceStateCallback", "", [this] {
