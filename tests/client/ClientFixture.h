@@ -1,7 +1,8 @@
-// A virtual camera as a scenario says, and the client layer on it.
+// A virtual camera as a scenario describes it, and the client layer on it.
 #pragma once
 
 #include <gmock/gmock.h>
+#include <zlib.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -22,7 +23,7 @@ using client::Session;
 using client::Stream;
 using client::StreamType;
 
-constexpr std::chrono::milliseconds kLong{30000};  // for what comes on a slow machine, too
+constexpr std::chrono::milliseconds kLong{30000};  // for what comes, on a slow machine too
 constexpr std::chrono::milliseconds kShort{100};   // for what does not come
 
 class ClientTest : public testing::Test {
@@ -40,6 +41,25 @@ protected:
         typedefNubrixeviceAttribute *records = nullptr;
         unsigned int count = 0;
         return ContextFactory()->nubrixGetDeviceList(&records, &count) == 0;
+    }
+
+    /// An image of version 7.0.0 that the virtual camera takes.
+    static std::string firmware()
+    {
+        const std::string content(20000, 'x');
+        std::string image = "NUBRIXFW";
+        const auto put = [&image](unsigned long value, int bytes) {
+            for (int i = 0; i < bytes; ++i)
+                image += static_cast<char>(value >> (8 * i) & 0xFF);
+        };
+        put(7, 2);
+        put(0, 6);
+        put(content.size(), 4);
+        put(::crc32(0, reinterpret_cast<const Bytef *>(content.data()),
+                    static_cast<uInt>(content.size())),
+            4);
+        put(0, 8);
+        return image + content;
     }
 
     TemporaryFolder m_folder;

@@ -24,7 +24,7 @@ TEST_F(ClientFrameTest, ItKeepsAliveWhatItNeeds)
     EXPECT_EQ(copy.type(), StreamType::kDepth);
 }
 
-TEST_F(ClientFrameTest, TheLastOneGivesTheContextBackOnAnyThread)
+TEST_F(ClientFrameTest, TheLastOneEndsTheUseOfTheContextOnAnyThread)
 {
     std::optional<Frame> frame = Session().open().start(StreamType::kColor).next(kLong);
     EXPECT_TRUE(isInUse());
@@ -68,6 +68,37 @@ TEST_F(ClientFrameTest, TheTimeIsThatOfTheMonotonicClock)
     const Frame frame = Session().open().start(StreamType::kDepth).next(kLong);
     EXPECT_GE(frame.time(), before - std::chrono::seconds(1));
     EXPECT_LE(frame.time(), std::chrono::steady_clock::now());
+}
+
+TEST_F(ClientFrameTest, OneWithoutAFrameThrows)
+{
+    const Frame none;
+    EXPECT_FALSE(none);
+    EXPECT_THROW(none.width(), Error);
+    EXPECT_THROW(none.image<unsigned short>(), Error);
+    EXPECT_THROW(none.clone(), Error);
+    const Frame copy = none;
+    EXPECT_FALSE(copy);
+}
+
+TEST_F(ClientFrameTest, ItIsSharedByThreads)
+{
+    Stream depth = Session().open().start(StreamType::kDepth);
+    std::vector<std::thread> threads;
+    {
+        const Frame frame = depth.next(kLong);
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([frame] {
+                for (int n = 0; n < 1000; ++n) {
+                    Frame copy = frame;
+                    const Frame moved = std::move(copy);
+                    EXPECT_EQ(moved.width(), 640);
+                }
+            });
+    }
+    for (std::thread &each : threads)
+        each.join();
+    EXPECT_TRUE(depth.next(kLong)) << "the camera waited for its return";
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <atomic>
+#include <limits>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -38,7 +40,7 @@ TEST_F(ClientSessionTest, ACameraOutlivesItsSession)
     EXPECT_FALSE(isInUse());
 }
 
-TEST_F(ClientSessionTest, ACameraThatIsNotThereIsNamed)
+TEST_F(ClientSessionTest, ACameraThatIsNotAttachedIsNamed)
 {
     try {
         Session().open("usb:nowhere");
@@ -48,7 +50,7 @@ TEST_F(ClientSessionTest, ACameraThatIsNotThereIsNamed)
         EXPECT_EQ(error.status(), -4);
         EXPECT_STREQ(error.what(),
                      "openDevice (usb:nowhere): no such camera (status -4, error 0x80300208); run "
-                     "'nubrix list'");
+                     "'nubrix list' for those that are attached");
     }
 }
 
@@ -93,33 +95,188 @@ TEST_F(ClientSessionTest, PropertiesAreTypedOrBytes)
     EXPECT_GT(camera.intrinsics(StreamType::kDepth).fx, 100);
 }
 
-TEST_F(ClientSessionTest, WhatIsRecordedIsCompleteWhateverOthersDo)
+TEST_F(ClientSessionTest, APropertyOfAnySizeThatThereIsNoMemoryForIsAnError)
 {
-    Camera camera = Session().open();
-    const std::string path = m_folder.file("room.bin");
-    unsigned int last = 0;
-    {
-        client::Recorder recorder = camera.record(path, {StreamType::kDepth, StreamType::kColor});
-        Stream depth = camera.start(StreamType::kDepth);
-        for (int i = 0; i < 5; ++i)
-            last = depth.next(kLong).index();
-        recorder.finish();
+    const Camera camera = Session().open();
+    try {
+        camera.property(NUBRIX_PROPERTY_VERSION, std::numeric_limits<std::size_t>::max());
+        FAIL() << "there was enough";
+    } catch (const Error &error) {
+        EXPECT_EQ(error.status(), -1);
+        EXPECT_THAT(error.what(), HasSubstr("too little memory"));
     }
-    RecordReader reader;
-    ASSERT_EQ(reader.open(path.c_str()), 0);
-    EXPECT_EQ(reader.condition(), NUBRIX_RECORD_COMPLETE);
-    EXPECT_GE(reader.count(NUBRIX_STREAM_DEPTH), last);
-    EXPECT_GT(reader.count(NUBRIX_STREAM_COLOR), 0U);
 }
 
-TEST_F(ClientSessionTest, ARecordingInAFolderThatCannotBeMadeIsAnError)
+TEST_F(ClientSessionTest, ARecordingThatCannotBeginChangesNothing)
 {
     Camera camera = Session().open();
     EXPECT_THROW(camera.record("/proc/none/room.bin", {StreamType::kDepth}), Error);
-    EXPECT_GT(camera.start(StreamType::kDepth).next(kLong).size(), 0U) << "and changes nothing";
+    EXPECT_GT(camera.start(StreamType::kDepth).next(kLong).size(), 0U);
 }
 
-// --- cameras that come and go
+TEST_F(ClientSessionTest, APhotoIsABitmapAsTheLibraryWritesThem)
+{
+    Camera camera = Session().open();
+    const std::string path = m_folder.file("ours.bmp");
+    camera.photo(path, kLong);
+    const std::string ours = readFile(path);
+    ASSERT_EQ(ours.size(), 54U + 640 * 480 * 3);
+
+    Stream color = camera.start(StreamType::kColor);
+    const Frame frame = color.next(kLong);  // each start begins with the same one
+    const auto image = frame.image<RGB888Pixel>();
+    for (const int y : {0, 100, 479}) {
+        const RGB888Pixel &pixel = image(7, y);
+        const std::size_t at = 54 + (static_cast<std::size_t>(479 - y) * 640 + 7) * 3;
+        EXPECT_EQ(static_cast<unsigned char>(ours[at]), pixel.b);
+        EXPECT_EQ(static_cast<unsigned char>(ours[at + 1]), pixel.g);
+        EXPECT_EQ(static_cast<unsigned char>(ours[at + 2]), pixel.r);
+    }
+    color.stop();
+
+    NubrixStream *raw = nullptr;
+    NubrixBaseContext &context = camera.context();
+    ASSERT_EQ(context.openStream(camera.handle(), NUBRIX_STREAM_COLOR, &raw, nullptr, nullptr), 0);
+    const std::string other = m_folder.file("library.bmp");
+    ASSERT_TRUE(eventually([&] { return context.takePhoto(other.c_str()) == 0; }));
+    EXPECT_TRUE(readFile(other).substr(0, 54) == ours.substr(0, 54));
+}
+
+TEST_F(ClientSessionTest, APhotoThatCannotBeWrittenIsAnError)
+{
+    Camera camera = Session().open();
+    EXPECT_THROW(camera.photo("/proc/none/photo.bmp", kLong), Error);
+    try {
+        camera.photo("/dev/full", kLong);
+        FAIL() << "it was written";
+    } catch (const Error &error) {
+        EXPECT_STREQ(error.operation(), "photo");
+        EXPECT_THAT(error.what(), HasSubstr("No space left on device"));
+    }
+}
+
+TEST_F(ClientSessionTest, APhotoIsTakenWhileAnotherReadsTheStream)
+{
+    Camera camera = Session().open();
+    Stream color = camera.start(StreamType::kColor);
+    Counter frames;
+    color.onFrame([&](const Frame &) { frames.add(); });
+    ASSERT_TRUE(frames.reaches(1));
+    const std::string path = m_folder.file("photo.bmp");
+    camera.photo(path, kLong);
+    EXPECT_EQ(readFile(path).size(), 54U + 640 * 480 * 3);
+}
+
+TEST_F(ClientSessionTest, AnUpgradeReportsItsProgressAndReturnsWhenItIsDone)
+{
+    Camera camera = Session().open();
+    const std::string file = m_folder.file("camera.fw", firmware());
+    std::vector<int> percents;
+    camera.upgrade(file, [&](int percent) { percents.push_back(percent); });
+    ASSERT_FALSE(percents.empty());
+    EXPECT_EQ(percents.back(), 100);
+    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
+    EXPECT_EQ(camera.versions().firmware[0], 7);
+    EXPECT_TRUE(camera.isConnected()) << "the reboot is the upgrader's";
+    try {
+        camera.upgrade(m_folder.file("bad.fw", "bad"));
+        FAIL() << "it was taken";
+    } catch (const Error &error) {
+        EXPECT_EQ(error.status(), -4);
+        EXPECT_THAT(error.what(), HasSubstr("bad.fw"));
+    }
+    camera.upgrade(file, [](int) { throw 1; });
+}
+
+// --- cameras that fail
+
+struct ClientFaultTest : ClientTest {
+    ClientFaultTest()
+        : ClientTest(R"({"pacing": "free", "cameras": [
+            {"serial": "BUSY", "faults": [{"type": "open_fail", "status": -2}]},
+            {"serial": "DEAD", "faults": [{"type": "keep_alive_fail", "at_frame": 1},
+                                          {"type": "stall", "at_frame": 2}]},
+            {"serial": "LAME", "faults": [{"type": "start_fail", "stream": "ir", "status": -5},
+                                          {"type": "upgrade_cut", "at_block": 1}]}]})")
+    {
+    }
+    const Session m_session;
+};
+
+TEST_F(ClientFaultTest, OneThatAnotherApplicationHasSaysSoOnceAndCanBeOpenedThen)
+{
+    try {
+        m_session.open();
+        FAIL() << "it was opened";
+    } catch (const Error &error) {
+        EXPECT_EQ(error.status(), -2);
+        EXPECT_THAT(error.what(), HasSubstr("another application has the camera"));
+    }
+    EXPECT_TRUE(m_session.open().isConnected());
+}
+
+TEST_F(ClientFaultTest, OneThatDoesNotAnswerAnyMoreIsDistinguishedFromATimeout)
+{
+    Camera camera = m_session.open("usb:virtual-DEAD");
+    Stream depth = camera.start(StreamType::kDepth);
+    depth.next(kLong);
+    depth.next(kLong);
+    try {
+        depth.next(kShort);
+        FAIL() << "a frame";
+    } catch (const client::Unplugged &error) {
+        EXPECT_EQ(error.status(), -10);
+        EXPECT_THAT(error.what(), HasSubstr("does not answer any more"));
+    }
+    EXPECT_TRUE(camera.isConnected());
+}
+
+TEST_F(ClientFaultTest, AStreamThatDoesNotStartLeavesTheOthersAlone)
+{
+    Camera camera = m_session.open("usb:virtual-LAME");
+    try {
+        camera.start(StreamType::kInfrared);
+        FAIL() << "it started";
+    } catch (const Error &error) {
+        EXPECT_STREQ(error.operation(), "openStream");
+        EXPECT_EQ(error.status(), -5);
+        EXPECT_THAT(error.what(), HasSubstr("ir of usb:virtual-LAME"));
+    }
+    EXPECT_TRUE(camera.start(StreamType::kDepth).next(kLong));
+    EXPECT_TRUE(camera.start(StreamType::kInfrared).next(kLong)) << "once";
+}
+
+TEST_F(ClientFaultTest, AnUpgradeThatIsCutThrows)
+{
+    Camera camera = m_session.open("usb:virtual-LAME");
+    const std::string file = m_folder.file("camera.fw", firmware());
+    EXPECT_THROW(camera.upgrade(file), client::Unplugged);
+}
+
+TEST_F(ClientTest, ASessionThatCannotBeginThrowsAndTheNextOneCan)
+{
+    const std::string file = m_folder.file("wrong.json", R"({"pacing": "never"})");
+    ::setenv("NUBRIX_VIRTUAL_SCENARIO", file.c_str(), 1);
+    EXPECT_THROW(Session(), Error);
+    EXPECT_FALSE(isInUse());
+    ::unsetenv("NUBRIX_VIRTUAL_SCENARIO");
+    EXPECT_EQ(Session().cameras().size(), 1U);
+}
+
+TEST_F(ClientTest, WithoutACameraNoneIsOpened)
+{
+    const std::string file = m_folder.file("none.json", R"({"cameras": 0})");
+    ::setenv("NUBRIX_VIRTUAL_SCENARIO", file.c_str(), 1);
+    try {
+        Session().open();
+        FAIL() << "it was opened";
+    } catch (const Error &error) {
+        EXPECT_EQ(error.code(), NUBRIX_ERR_DEVICE_NOT_FOUND);
+        EXPECT_THAT(error.what(), HasSubstr("no camera is attached"));
+    }
+}
+
+// --- cameras that arrive and leave
 
 class ClientPlugTest : public ClientTest {
 protected:
@@ -130,7 +287,7 @@ protected:
     }
 };
 
-TEST_F(ClientPlugTest, AStreamWhoseCameraLeavesEndsWithUnpluggedAndTheSubscriptionHears)
+TEST_F(ClientPlugTest, AStreamWhoseCameraLeavesEndsAndTheSubscriptionIsCalled)
 {
     const Session session;
     Counter left;
@@ -151,7 +308,7 @@ TEST_F(ClientPlugTest, AStreamWhoseCameraLeavesEndsWithUnpluggedAndTheSubscripti
     EXPECT_THROW(client::waitAny({&depth}, kLong), client::Unplugged);
 }
 
-TEST_F(ClientPlugTest, AfterItsEndASubscriptionHearsNothing)
+TEST_F(ClientPlugTest, ASubscriptionThatWasDestroyedIsNotCalled)
 {
     const Session session;
     Counter all;
@@ -180,6 +337,48 @@ TEST_F(ClientPlugTest, AFunctionMayEndItsOwnSubscription)
     Stream depth = camera.start(StreamType::kDepth);
     depth.onFrame([](const Frame &) {});
     EXPECT_TRUE(done.pass());
+}
+
+TEST_F(ClientPlugTest, ASubscriptionMayBeDestroyedWhileItIsCalled)
+{
+    const Session session;
+    Latch entered;
+    Latch leave;
+    std::atomic<bool> left{false};
+    std::optional<client::Subscription> subscription =
+        session.onCamerasChanged([&](const std::string &, bool) {
+            entered.open();
+            leave.pass();
+            left = true;
+        });
+    Camera camera = session.open("usb:virtual-LEAVES");
+    Stream depth = camera.start(StreamType::kDepth);
+    depth.onFrame([](const Frame &) {});
+    ASSERT_TRUE(entered.pass());
+    std::thread opener([&] { leave.open(); });
+    subscription.reset();
+    EXPECT_TRUE(left) << "it waits for the call";
+    opener.join();
+}
+
+TEST_F(ClientPlugTest, AFunctionThatThrowsIsNotCalledAgain)
+{
+    const Session session;
+    Counter thrown;
+    Counter quiet;
+    const auto throwing = session.onCamerasChanged([&](const std::string &, bool) {
+        thrown.add();
+        throw 1;
+    });
+    const auto other = session.onCamerasChanged([&](const std::string &, bool) { quiet.add(); });
+    for (const char *uri : {"usb:virtual-LEAVES", "usb:virtual-STAYS"}) {
+        Camera camera = session.open(uri);
+        Stream depth = camera.start(StreamType::kDepth);
+        for (const Frame &frame : depth)
+            EXPECT_TRUE(frame);
+    }
+    EXPECT_TRUE(quiet.reaches(2));
+    EXPECT_EQ(thrown.value(), 1);
 }
 
 }  // namespace
