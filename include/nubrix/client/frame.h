@@ -113,7 +113,7 @@ public:
     Frame(const Frame &other) noexcept : m_slot(other.m_slot)
     {
         if (m_slot)
-            ++m_slot->references;
+            m_slot->references.fetch_add(1, std::memory_order_relaxed);
     }
     Frame(Frame &&other) noexcept : m_slot(std::exchange(other.m_slot, nullptr)) {}
     Frame &operator=(Frame other) noexcept

@@ -57,11 +57,12 @@ public:
     {
         for (FrameSlot &slot : m_slots) {
             unsigned int none = 0;
-            if (!slot.references.compare_exchange_strong(none, kTaken))
+            if (!slot.references.compare_exchange_strong(none, kTaken, std::memory_order_acquire,
+                                                         std::memory_order_relaxed))
                 continue;
             slot.record = record;
             slot.pool = shared_from_this();
-            slot.references.store(1);
+            slot.references.store(1, std::memory_order_release);
             return &slot;
         }
         return nullptr;
@@ -71,7 +72,7 @@ public:
     {
         int count = 0;
         for (const FrameSlot &slot : m_slots)
-            count += slot.references.load() != 0 ? 1 : 0;
+            count += slot.references.load(std::memory_order_relaxed) != 0 ? 1 : 0;
         return count;
     }
     unsigned int streamType() const { return m_streamType; }
@@ -79,11 +80,12 @@ public:
     /// Drops a reference; the last one returns the frame.
     static void drop(FrameSlot *slot) noexcept
     {
-        unsigned int count = slot->references.load();
-        while (!slot->references.compare_exchange_weak(count, count == 1 ? kTaken : count - 1)) {
+        unsigned int count = slot->references.load(std::memory_order_acquire);
+        while (count != 1) {  // whoever has the only reference is alone with the slot
+            if (slot->references.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel,
+                                                       std::memory_order_acquire))
+                return;
         }
-        if (count != 1)
-            return;
         // Held until the frame is returned: the slot may be the last one that holds it.
         const std::shared_ptr<FramePool> pool = std::move(slot->pool);
         if (!pool) {
@@ -92,18 +94,24 @@ public:
         }
         // The slot first: once the frame is returned it may come again.
         typedefNubrixFrame *const record = slot->record;
-        slot->references.store(0);
+        slot->references.store(0, std::memory_order_release);
         pool->release(record);
     }
 
-    std::atomic<int> queued{0};  ///< of those taken: in the queue of the stream
+    /// Of those taken: in the queue of the stream.
+    int queued() const { return m_queued.load(std::memory_order_relaxed); }
+    void setQueued(std::size_t count)
+    {
+        m_queued.store(static_cast<int>(count), std::memory_order_relaxed);
+    }
 
 private:
-    static constexpr unsigned int kTaken = 1U << 31;  // being filled or emptied
+    static constexpr unsigned int kTaken = 1U << 31;  // being filled
 
     const std::shared_ptr<Library> m_library;
     const unsigned int m_streamType;
     std::array<FrameSlot, kFrames> m_slots;
+    std::atomic<int> m_queued{0};
 };
 
 }  // namespace detail

@@ -121,7 +121,7 @@ public:
             const auto pool = each.lock();
             if (!pool || pool->streamType() != streamType)
                 continue;
-            const int queued = pool->queued;
+            const int queued = pool->queued();
             sum.queues += queued;
             sum.application += std::max(0, pool->taken() - queued);
         }

@@ -344,13 +344,13 @@ private:
             ++m_figures.dropped;
         }
         m_queue[(m_first + m_count++) % m_queue.size()] = {std::move(frame), now};
-        m_pool->queued = static_cast<int>(m_count);
+        m_pool->setQueued(m_count);
     }
     Frame pop()
     {
         Frame frame = std::move(m_queue[m_first].frame);
         m_first = (m_first + 1) % m_queue.size();
-        m_pool->queued = static_cast<int>(--m_count);
+        m_pool->setQueued(--m_count);
         return frame;
     }
     Frame takeQueued()
