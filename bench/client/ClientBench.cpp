@@ -183,6 +183,7 @@ void measureNext(benchmark::State &state, World &world, Baton &peerUsed)
     Baton used;
     std::thread reader([&] {
         for (const Frame &frame : depth) {
+            benchmark::DoNotOptimize(frame.data());
             used.pass();
         }
     });
