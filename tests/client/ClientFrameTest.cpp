@@ -70,6 +70,38 @@ TEST_F(ClientFrameTest, TheTimeIsThatOfTheMonotonicClock)
     EXPECT_LE(frame.time(), std::chrono::steady_clock::now());
 }
 
+TEST_F(ClientFrameTest, GreyPixelsHaveOneByte)
+{
+    const Frame frame = Session().open().start(StreamType::kInfrared).next(kLong);
+    EXPECT_EQ(frame.format(), NUBRIX_PIXEL_GREY8);
+    const auto image = frame.image<unsigned char>();
+    EXPECT_EQ(image.bytesPerRow, 640U);
+    EXPECT_EQ(&image(1, 479), frame.data() + 479 * 640 + 1);
+    EXPECT_THROW(frame.image<RGB888Pixel>(), client::Unsupported);
+}
+
+struct ClientShortFrameTest : ClientTest {
+    ClientShortFrameTest()
+        : ClientTest(R"({"pacing": "free", "faults": [{"type": "short_frame", "at_frame": 0}]})")
+    {
+    }
+};
+
+TEST_F(ClientShortFrameTest, OneThatIsNotCompleteHasNoImage)
+{
+    Stream depth = Session().open().start(StreamType::kDepth);
+    const Frame frame = depth.next(kLong);
+    EXPECT_NE(frame.flags(), 0U);
+    try {
+        frame.image<unsigned short>();
+        FAIL() << "it has one";
+    } catch (const Error &error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("not complete"));
+    }
+    EXPECT_THROW(frame.millimetres(0, 479), Error);
+    EXPECT_EQ(frame.clone().size(), frame.size());
+}
+
 TEST_F(ClientFrameTest, OneWithoutAFrameThrows)
 {
     const Frame none;

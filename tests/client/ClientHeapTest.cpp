@@ -69,8 +69,8 @@ TEST_F(ClientHeapTest, FramesOfSeveralStreamsAllocateNothing)
 
 TEST_F(ClientHeapTest, FramesForAFunctionAllocateNothing)
 {
-    Stream depth = m_camera.start(StreamType::kDepth);
     Counter frames;
+    Stream depth = m_camera.start(StreamType::kDepth);
     depth.onFrame([&](const Frame &) { frames.add(); });
     int expected = 0;
     expectNoAllocation([&] { ASSERT_TRUE(frames.reaches(++expected)); });

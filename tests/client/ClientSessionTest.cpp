@@ -33,6 +33,37 @@ TEST_F(ClientSessionTest, SeveralShareOneContextAndTheLastDestroysIt)
     EXPECT_EQ(Session().cameras().size(), 1U) << "it begins anew";
 }
 
+TEST_F(ClientSessionTest, ThoseOfSeveralThreadsComeAndGo)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([] {
+            for (int n = 0; n < 25; ++n) {
+                const Session session;  // while another one ends, or not
+                EXPECT_EQ(session.cameras().size(), 1U);
+            }
+        });
+    for (std::thread &each : threads)
+        each.join();
+    EXPECT_FALSE(isInUse());
+}
+
+TEST_F(ClientSessionTest, WhatEndsWithinACallbackIsTakenOverByTheNextOne)
+{
+    Latch done;
+    auto depth = std::make_unique<Stream>(Session().open().start(StreamType::kDepth));
+    depth->onFrame([&](const Frame &) {
+        depth.reset();  // and with it the camera and the session
+        done.open();
+    });
+    ASSERT_TRUE(done.pass());
+    EXPECT_TRUE(isInUse());
+    EXPECT_TRUE(eventually([] {
+        EXPECT_EQ(Session().cameras().size(), 1U);
+        return !isInUse();
+    }));
+}
+
 TEST_F(ClientSessionTest, ACameraOutlivesItsSession)
 {
     std::optional<Camera> camera = Session().open();
@@ -162,8 +193,8 @@ TEST_F(ClientSessionTest, APhotoThatCannotBeWrittenIsAnError)
 TEST_F(ClientSessionTest, APhotoIsTakenWhileAnotherReadsTheStream)
 {
     Camera camera = Session().open();
-    Stream color = camera.start(StreamType::kColor);
     Counter frames;
+    Stream color = camera.start(StreamType::kColor);
     color.onFrame([&](const Frame &) { frames.add(); });
     ASSERT_TRUE(frames.reaches(1));
     const std::string path = m_folder.file("photo.bmp");

@@ -132,11 +132,12 @@ public:
         T value;
         auto size = static_cast<unsigned int>(sizeof(T));
         getProperty(id, &value, &size);
-        if (size != sizeof(T))
+        if (size != sizeof(T)) {
             detail::fail("getDeviceProperty", -4, 0,
                          "getDeviceProperty: " + propertySubject(id) + " has " +
                              std::to_string(size) + " bytes, not " + std::to_string(sizeof(T)) +
                              "; read it as a type of that size");
+        }
         return value;
     }
     template <class T>

@@ -99,6 +99,14 @@ inline int depthUnitsPerMillimetre(unsigned int format)
     }
 }
 
+inline std::chrono::steady_clock::time_point captureTime(const typedefNubrixFrame &record)
+{
+    const std::uint64_t us =
+        static_cast<std::uint64_t>(record.timestampHigh) << 32 | record.timestampLow;
+    return std::chrono::steady_clock::time_point(
+        std::chrono::microseconds(static_cast<std::int64_t>(us)));
+}
+
 }  // namespace detail
 
 /// A frame of a stream or of a recording. Copies share it; the last one returns it to the library,
@@ -140,13 +148,7 @@ public:
     /// Counts the frames that the camera captured, dropped ones included.
     unsigned int index() const { return record().frameIndex; }
     /// When it was captured.
-    std::chrono::steady_clock::time_point time() const
-    {
-        const std::uint64_t us =
-            static_cast<std::uint64_t>(record().timestampHigh) << 32 | record().timestampLow;
-        return std::chrono::steady_clock::time_point(
-            std::chrono::microseconds(static_cast<std::int64_t>(us)));
-    }
+    std::chrono::steady_clock::time_point time() const { return detail::captureTime(record()); }
     /// The driver's flags; 0 for a complete frame.
     unsigned int flags() const { return record().flags; }
     /// size() bytes; format() says how to read them.
@@ -167,16 +169,18 @@ public:
     Image<T> image() const
     {
         const std::size_t pixelBytes = detail::bytesPerPixel(record().pixelFormat);
-        if (sizeof(T) != pixelBytes)
+        if (sizeof(T) != pixelBytes) {
             detail::fail("image", -8, 0,
                          "image: a pixel of this format has " + std::to_string(pixelBytes) +
                              " bytes, not " + std::to_string(sizeof(T)) +
                              "; choose the type by Frame::format");
+        }
         const std::size_t bytesPerRow = sizeof(T) * static_cast<std::size_t>(width());
-        if (bytesPerRow * static_cast<std::size_t>(height()) > size())
+        if (bytesPerRow * static_cast<std::size_t>(height()) > size()) {
             detail::fail("image", -4, 0,
                          "image: the frame is not complete, it has " + std::to_string(size()) +
                              " bytes; skip it");
+        }
         return {static_cast<const T *>(record().data), width(), height(), bytesPerRow};
     }
 
@@ -188,11 +192,12 @@ public:
         if (units == 0)
             detail::fail("millimetres", -8, 0,
                          "millimetres: this is no depth frame; start StreamType::kDepth");
-        if (x < 0 || y < 0 || x >= width() || y >= height())
+        if (x < 0 || y < 0 || x >= width() || y >= height()) {
             detail::fail("millimetres", -4, 0,
                          "millimetres: (" + std::to_string(x) + ", " + std::to_string(y) +
                              ") lies outside of the image; it is " + std::to_string(width()) +
                              " x " + std::to_string(height()));
+        }
         return static_cast<double>(image<unsigned short>()(x, y)) / units;
     }
 

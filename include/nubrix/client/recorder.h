@@ -39,10 +39,11 @@ public:
         if (const int status = close())
             detail::fail("destroyRecorder", m_path, status);
         RecordReader reader;  // of a write that fails the library only writes a line into the log
-        if (reader.open(m_path.c_str()) == 0 && reader.condition() != NUBRIX_RECORD_COMPLETE)
+        if (reader.open(m_path.c_str()) == 0 && reader.condition() != NUBRIX_RECORD_COMPLETE) {
             detail::fail("finish", -1, 0,
                          "finish (" + m_path + "): the file is not complete, " + reader.problem() +
                              "; make space and record anew");
+        }
     }
 
 private:

@@ -77,10 +77,11 @@ private:
     void require(const char *operation, int status) const { require(*m_file, operation, status); }
     static void require(const File &file, const char *operation, int status)
     {
-        if (status != 0)
+        if (status != 0) {
             detail::fail(operation, status, 0,
                          std::string(operation) + " (" + file.path +
                              "): " + file.reader.errorText() + "; check the file");
+        }
     }
     static unsigned int recordOf(File &file, unsigned int type, unsigned int n)
     {

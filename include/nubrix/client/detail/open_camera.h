@@ -71,10 +71,11 @@ public:
         try {
             require("openDevice", uri,
                     [&] { return context().openDevice(uri.c_str(), &m_handle); });
-            if (!m_handle)
+            if (!m_handle) {
                 fail("openDevice", -1, 0,
                      "openDevice (" + uri +
                          "): this process has opened it already; copy that Camera");
+            }
         } catch (...) {
             Observers::instance().remove(m_connection);
             throw;

@@ -251,23 +251,25 @@ private:
     }
     void arrive(Frame frame) noexcept
     {
-        std::shared_ptr<Function> function;
-        {
-            const std::lock_guard<std::mutex> guard(m_lock);
-            if (m_ended)
-                return;
-            const Clock::time_point now = Clock::now();
-            count(frame, now);
-            function = m_function;
-            if (function)
-                noteAge(frame, now);
-            else
-                put(std::move(frame), now);
-        }
+        const std::shared_ptr<Function> function = admit(frame);
         if (function)
             call(*function, std::move(frame));
         else
             wakeReaders();
+    }
+    /// Counts a frame and queues it, unless there is a function for it.
+    std::shared_ptr<Function> admit(Frame &frame)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        if (m_ended)
+            return nullptr;
+        const Clock::time_point now = Clock::now();
+        count(frame, now);
+        if (m_function)
+            noteAge(frame, now);
+        else
+            put(std::move(frame), now);
+        return m_function;
     }
     void call(const Function &function, Frame frame) noexcept
     {
@@ -326,7 +328,7 @@ private:
 
     void count(const Frame &frame, Clock::time_point now)
     {
-        const unsigned int index = frame.index();
+        const unsigned int index = frame.m_slot->record->frameIndex;
         const unsigned int step = index - m_lastIndex;
         if (m_figures.frames != 0 && step != 0 && step < 1U << 31)  // otherwise it began anew
             m_figures.missing += step - 1;
@@ -335,7 +337,8 @@ private:
     }
     void noteAge(const Frame &frame, Clock::time_point now)
     {
-        m_figures.age = std::chrono::duration_cast<std::chrono::microseconds>(now - frame.time());
+        m_figures.age = std::chrono::duration_cast<std::chrono::microseconds>(
+            now - captureTime(*frame.m_slot->record));
     }
     void put(Frame frame, Clock::time_point now)
     {
