@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -48,7 +49,7 @@ protected:
     {
         const std::string content(20000, 'x');
         std::string image = "NUBRIXFW";
-        const auto put = [&image](unsigned long value, int bytes) {
+        const auto put = [&image](std::uint64_t value, int bytes) {
             for (int i = 0; i < bytes; ++i)
                 image += static_cast<char>(value >> (8 * i) & 0xFF);
         };

@@ -100,6 +100,17 @@ TEST_F(ClientStreamTest, AFunctionMayStopAndDestroyItsStream)
     EXPECT_EQ(calls.value(), 1);
 }
 
+TEST_F(ClientStreamTest, AFunctionMayHoldItsStream)
+{
+    Counter calls;
+    const auto depth = std::make_shared<Stream>(m_camera.start(StreamType::kDepth));
+    std::weak_ptr<Stream> watched = depth;
+    depth->onFrame([&calls, depth](const Frame &) { calls.add(); });
+    ASSERT_TRUE(calls.reaches(3));
+    depth->stop();  // destroys the function
+    EXPECT_EQ(watched.use_count(), 1);
+}
+
 TEST_F(ClientStreamTest, AStopEndsTheLoopOfAnotherThread)
 {
     Stream depth = m_camera.start(StreamType::kDepth);
@@ -216,12 +227,15 @@ TEST_F(ClientRealTimeTest, AnApplicationThatHoldsAllFramesLearnsWhoHasThem)
     Stream depth = m_camera.start(StreamType::kDepth);
     std::vector<Frame> held;
     std::string text;
-    try {
-        for (int i = 0; i < 20; ++i)
-            held.push_back(depth.next(i < 8 ? kLong : std::chrono::milliseconds(1000)));
-        FAIL() << "frames without end";
-    } catch (const client::Timeout &error) {
-        text = error.what();
+    // A machine that is slow lets the time pass before the frames are used up.
+    while (held.size() < 9 || text.empty()) {
+        try {
+            held.push_back(depth.next(std::chrono::milliseconds(500)));
+            ASSERT_LE(held.size(), 10U);
+            text.clear();
+        } catch (const client::Timeout &error) {
+            text = error.what();
+        }
     }
     EXPECT_EQ(depth.figures().held, static_cast<int>(held.size()));
     EXPECT_THAT(text, HasSubstr("of the 10 frames of depth of usb:virtual-VIRT0001 the application "

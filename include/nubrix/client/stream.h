@@ -144,7 +144,7 @@ private:
     std::string advice() const
     {
         const auto holders = m_core->holders();
-        if (holders.library() > 1)
+        if (holders.library() > 3)  // recorders and other readers keep some, too
             return "wait longer, or run 'nubrix doctor'";
         return "of the " + std::to_string(detail::FramePool::kFrames) + " frames of " +
                m_core->subject() + " the application holds " + std::to_string(holders.application) +

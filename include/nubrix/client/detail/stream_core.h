@@ -133,9 +133,10 @@ public:
         wake();
         m_camera->connection().remove(*this);
         m_camera->context().closeStream(m_handle);
+        std::shared_ptr<Function> function;  // destroyed without the lock: it may hold a stream
         const std::lock_guard<std::mutex> guard(m_lock);
         clearQueue();
-        m_function = nullptr;
+        m_function.swap(function);
     }
 
     /// The oldest frame of the queue, none without one.
@@ -208,8 +209,7 @@ public:
         if (known < 2)
             return figures;
         const std::chrono::duration<double> time =
-            m_arrivals[(figures.frames - 1) % m_arrivals.size()] -
-            m_arrivals[(figures.frames - known) % m_arrivals.size()];
+            arrivalOf(figures.frames - 1) - arrivalOf(figures.frames - known);
         if (time.count() > 0)
             figures.framesPerSecond = static_cast<double>(known - 1) / time.count();
         return figures;
@@ -239,36 +239,37 @@ private:
         const CallbackMark mark;  // also for what is destroyed at the end of this
         auto *const core = static_cast<StreamCore *>(user);
         // Its own function may drop the last reference. Null when it is being destroyed.
-        const std::shared_ptr<StreamCore> self = core->weak_from_this().lock();
-        FrameSlot *const slot = core->m_pool->take(record);
-        if (!slot) {  // more frames than the library has: never, but none may leak
+        if (const std::shared_ptr<StreamCore> self = core->weak_from_this().lock())
+            self->arrive(record);
+        else
             core->m_pool->release(record);
-            return;
-        }
-        Frame frame(slot);
-        if (self)
-            self->arrive(std::move(frame));
     }
-    void arrive(Frame frame) noexcept
+    void arrive(typedefNubrixFrame *record) noexcept
     {
-        const std::shared_ptr<Function> function = admit(frame);
-        if (function)
+        Frame frame;
+        if (const std::shared_ptr<Function> function = admit(record, frame))
             call(*function, std::move(frame));
         else
             wakeReaders();
     }
-    /// Counts a frame and queues it, unless there is a function for it.
-    std::shared_ptr<Function> admit(Frame &frame)
+    /// Counts a frame. Puts it into `frame` when there is a function for it, otherwise into the
+    /// queue.
+    std::shared_ptr<Function> admit(typedefNubrixFrame *record, Frame &frame)
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        if (m_ended)
+        FrameSlot *const slot = m_ended ? nullptr : m_pool->take(record);
+        if (!slot) {  // it has ended; there are as many slots as frames
+            m_pool->release(record);
             return nullptr;
+        }
         const Clock::time_point now = Clock::now();
-        count(frame, now);
-        if (m_function)
-            noteAge(frame, now);
-        else
-            put(std::move(frame), now);
+        count(*record, now);
+        if (m_function) {
+            frame = Frame(slot);
+            noteAge(*record, now);
+        } else {
+            put(Frame(slot), now);
+        }
         return m_function;
     }
     void call(const Function &function, Frame frame) noexcept
@@ -326,19 +327,23 @@ private:
 
     // What follows is called under m_lock.
 
-    void count(const Frame &frame, Clock::time_point now)
+    void count(const typedefNubrixFrame &record, Clock::time_point now)
     {
-        const unsigned int index = frame.m_slot->record->frameIndex;
+        const unsigned int index = record.frameIndex;
         const unsigned int step = index - m_lastIndex;
         if (m_figures.frames != 0 && step != 0 && step < 1U << 31)  // otherwise it began anew
             m_figures.missing += step - 1;
         m_lastIndex = index;
-        m_arrivals[m_figures.frames++ % m_arrivals.size()] = now;
+        arrivalOf(m_figures.frames++) = now;
     }
-    void noteAge(const Frame &frame, Clock::time_point now)
+    Clock::time_point &arrivalOf(std::uint64_t frame)
     {
-        m_figures.age = std::chrono::duration_cast<std::chrono::microseconds>(
-            now - captureTime(*frame.m_slot->record));
+        return m_arrivals[static_cast<std::size_t>(frame % m_arrivals.size())];
+    }
+    void noteAge(const typedefNubrixFrame &record, Clock::time_point now)
+    {
+        m_figures.age =
+            std::chrono::duration_cast<std::chrono::microseconds>(now - captureTime(record));
     }
     void put(Frame frame, Clock::time_point now)
     {
@@ -361,7 +366,7 @@ private:
         if (m_count == 0)
             return {};
         Frame frame = pop();
-        noteAge(frame, Clock::now());
+        noteAge(*frame.m_slot->record, Clock::now());
         return frame;
     }
     void clearQueue()
