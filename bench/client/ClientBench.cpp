@@ -1,5 +1,5 @@
-// What the client layer adds to a frame, beside the raw calls: the same frames, in the same run, in
-// turn. Goal: a ratio of at least 0.97.
+// What the client layer adds to a frame, next to the raw calls: the same frames, in the same run,
+// in turn. Goal: a ratio of at least 0.97.
 #include <dlfcn.h>
 #include <sched.h>
 
@@ -210,7 +210,7 @@ void BM_Client_Next_Queue(benchmark::State &state)
     world.context.closeStream(peer);
 }
 
-// The same beside readFrame, for which readers of several streams wait for each other.
+// The same next to readFrame, for which readers of several streams wait for each other.
 void BM_Client_Next_ReadFrame(benchmark::State &state)
 {
     World world;

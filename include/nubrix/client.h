@@ -1,5 +1,5 @@
 // The library for C++ programs: sessions, cameras, streams, frames and recordings as objects that
-// end what they began, and errors that say what to do. C++17, on the public interface alone; link
+// end what they began, and errors that name the remedy. C++17, on the public interface alone; link
 // the library as ever. docs/client.md has recipes.
 #pragma once
 

@@ -99,6 +99,8 @@ void readRecording()
     if (const Damage damage = recording.damage())
         std::printf("%s, %llu bytes lost\n", damage.problem.c_str(), damage.lostBytes);
     const auto depths = recording.frames(StreamType::kDepth);
+    if (depths.empty())
+        return;
     const auto begin = depths.timeOf(0);
     for (auto at = depths.seek(begin + Milliseconds(500)); at != depths.end(); ++at) {
         const Frame frame = *at;

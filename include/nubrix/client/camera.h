@@ -161,7 +161,7 @@ public:
     }
 
     /// Writes the next colour frame as a 24-bit bitmap. Unsupported when it is not RGB888.
-    void photo(const std::string &path, Milliseconds timeout = Milliseconds(5000))
+    void photo(const std::string &path, Milliseconds timeout = kDefaultTimeout)
     {
         const Frame frame = start(StreamType::kColor, std::nullopt, 1).next(timeout);
         detail::writeBitmap(path, frame);

@@ -13,8 +13,8 @@
 namespace nubrix {
 namespace client {
 
-/// An operation that failed. what() is a sentence that names the operation and the cause, and says
-/// what to do about it. The client layer throws this and what derives from it, and nothing else.
+/// An operation that failed. what() is a sentence that names the operation, the cause and a
+/// remedy. The client layer throws this and what derives from it, and nothing else.
 class NUBRIX_API Error : public std::runtime_error {
 public:
     /// `operation` lives as long as the program.
@@ -66,8 +66,8 @@ struct FailureText {
 };
 
 // The first row that fits is taken.
-constexpr std::array<FailureText, 22> kFailureTexts = {{
-    {"initialize", 0, 0, "a driver plug-in could not start", "the log says why"},
+inline constexpr std::array<FailureText, 22> kFailureTexts = {{
+    {"initialize", 0, 0, "a driver plug-in could not start", "the log has the reason"},
     {"openDevice", -2, 0, "another application has the camera",
      "end that one, and if it crashed wait some seconds"},
     {"openDevice", -4, NUBRIX_ERR_DEVICE_NOT_FOUND, "no camera is attached",
@@ -82,10 +82,10 @@ constexpr std::array<FailureText, 22> kFailureTexts = {{
     {"openStream", -1, NUBRIX_ERR_STREAM_HANDLE, "the camera could not make this stream",
      "run 'nubrix modes' for the streams that it has"},
     {"openStream", 0, NUBRIX_ERR_PREPROCESS, "the camera could not start this stream",
-     "the log says why"},
+     "the log has the reason"},
     {"setFrameMode", 0, 0, "the camera refuses this mode",
      "choose one of Camera::modes, and stop the stream first"},
-    {nullptr, -1, 0, "it failed", "the log says why"},
+    {nullptr, -1, 0, "it failed", "the log has the reason"},
     {nullptr, -2, 0, "the library is not initialized, or the stream not started",
      "keep a Session, and start the stream"},
     {nullptr, -3, 0, "the camera is not open", "open it anew"},
@@ -99,7 +99,7 @@ constexpr std::array<FailureText, 22> kFailureTexts = {{
     {nullptr, -11, 0, "no frame came in time", "wait longer, or run 'nubrix doctor'"},
     {nullptr, -12, 0, "no driver plug-in serves this camera", "install the one for its transport"},
     {nullptr, -13, 0, "no such stream or recorder", "start it anew"},
-    {nullptr, 0, 0, "the driver reports a failure of its own", "the log says why"},
+    {nullptr, 0, 0, "the driver reports a failure of its own", "the log has the reason"},
 }};
 
 inline bool fits(const FailureText &row, const char *operation, int status, unsigned int code)

@@ -151,7 +151,7 @@ public:
     std::chrono::steady_clock::time_point time() const { return detail::captureTime(record()); }
     /// The driver's flags; 0 for a complete frame.
     unsigned int flags() const { return record().flags; }
-    /// size() bytes; format() says how to read them.
+    /// size() bytes; their layout is that of format().
     const unsigned char *data() const { return static_cast<const unsigned char *>(record().data); }
     std::size_t size() const { return record().dataSize; }
     /// What the functions of the library take.

@@ -38,8 +38,8 @@ public:
     class Iterator;
     class Frames;
 
-    /// Throws an Error when the file cannot be read; one that is damaged can. Files do not tell how
-    /// depths are coded: `depthFormat` says so.
+    /// Throws an Error when the file cannot be read; one that is damaged can. The format
+    /// of depths is not in the file: it is `depthFormat`.
     explicit Recording(const std::string &path,
                        NubrixPixelFormat depthFormat = NUBRIX_PIXEL_DEPTH_12_4)
         : m_file(std::make_shared<File>())

@@ -25,6 +25,9 @@ struct AnyStream;
 
 using Milliseconds = std::chrono::milliseconds;
 
+/// A camera may take seconds to its first frame.
+inline constexpr Milliseconds kDefaultTimeout{5000};
+
 /// A running stream. It stops when this is destroyed; frames that it gave stay valid. Thread-safe;
 /// threads that wait for different streams do not wait for each other.
 ///
@@ -51,7 +54,7 @@ public:
     /// The next frame: the oldest that nobody has taken, or the first that comes. Throws Timeout,
     /// which explains who holds the frames when they are used up; Unplugged when the camera is gone
     /// or does not answer; Error when the stream has ended.
-    Frame next(Milliseconds timeout = Milliseconds(1000))
+    Frame next(Milliseconds timeout = kDefaultTimeout)
     {
         Frame frame = m_core->take(std::chrono::steady_clock::now() + timeout);
         if (!frame)
@@ -201,12 +204,11 @@ private:
 /// came first: tryNext gives it, unless another thread was faster. Throws Timeout; Unplugged when
 /// all of them have ended; Error without streams.
 inline Stream &waitAny(std::initializer_list<Stream *> streams,
-                       Milliseconds timeout = Milliseconds(1000))
+                       Milliseconds timeout = kDefaultTimeout)
 {
     return detail::AnyStream::wait(streams.begin(), streams.size(), timeout);
 }
-inline Stream &waitAny(const std::vector<Stream *> &streams,
-                       Milliseconds timeout = Milliseconds(1000))
+inline Stream &waitAny(const std::vector<Stream *> &streams, Milliseconds timeout = kDefaultTimeout)
 {
     return detail::AnyStream::wait(streams.data(), streams.size(), timeout);
 }

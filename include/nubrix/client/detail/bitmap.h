@@ -18,7 +18,7 @@ namespace nubrix {
 namespace client {
 namespace detail {
 
-constexpr std::size_t kBitmapHeaderBytes = 54;
+inline constexpr std::size_t kBitmapHeaderBytes = 54;
 
 inline std::array<unsigned char, kBitmapHeaderBytes> bitmapHeader(const Image<RGB888Pixel> &image)
 {
