@@ -36,8 +36,10 @@ TEST_F(ClientStreamTest, EveryFrameOfACameraThatWaitsComesOnce)
 
 TEST_F(ClientStreamTest, AFunctionGetsThemInPlaceOfTheLoop)
 {
-    Stream depth = m_camera.start(StreamType::kDepth);
     Counter calls;
+    Stream depth = m_camera.start(StreamType::kDepth);
+    // The camera waits for this one, which the function does not get.
+    ASSERT_TRUE(eventually([&] { return depth.figures().queued == 1; }));
     depth.onFrame([&](const Frame &frame) {
         EXPECT_EQ(frame.type(), StreamType::kDepth);
         calls.add();
