@@ -179,7 +179,13 @@ struct AnyStream {
             return *ready;
         const std::string subject =
             streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
-        fail("waitAny", subject, woken ? -9 : -11);
+        if (!woken)
+            fail("waitAny", subject, -11);
+        if (std::all_of(streams, streams + count,
+                        [](Stream *each) { return each->m_core->hasEnded(); })) {
+            fail("waitAny", -2, 0, "waitAny (" + subject + "): all have ended; start one anew");
+        }
+        fail("waitAny", subject, -9);
     }
 
 private:
@@ -202,7 +208,7 @@ private:
 
 /// Waits until one of the streams has a frame and returns that one, of several the one whose frame
 /// came first: tryNext gives it, unless another thread was faster. Throws Timeout; Unplugged when
-/// all of them have ended; Error without streams.
+/// no camera of them is attached; Error without streams, and when all have ended.
 inline Stream &waitAny(std::initializer_list<Stream *> streams,
                        Milliseconds timeout = kDefaultTimeout)
 {
