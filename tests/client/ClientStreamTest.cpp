@@ -250,6 +250,14 @@ TEST_F(ClientRealTimeTest, AnApplicationThatHoldsAllFramesLearnsWhoHasThem)
                                 "holds " +
                                 std::to_string(held.size()) + ", its queues 0 and the library " +
                                 std::to_string(10 - held.size()) + ": release some"));
+    Stream infrared = m_camera.start(StreamType::kInfrared);
+    infrared.onFrame([](const Frame &) {});
+    try {
+        client::waitAny({&infrared, &depth}, kShort);
+        FAIL() << "a frame";
+    } catch (const client::Timeout &error) {
+        EXPECT_THAT(error.what(), HasSubstr("depth of usb:virtual-VIRT0001 the application holds"));
+    }
     held.clear();
     EXPECT_TRUE(depth.next(kLong));
 }

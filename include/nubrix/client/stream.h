@@ -142,13 +142,16 @@ private:
         const std::string text = "next (" + subject + "): no frame in " +
                                  std::to_string(timeout.count()) + " ms, " +
                                  std::to_string(figures().frames) + " since the start; ";
-        detail::fail("next", -11, 0, text + advice());
+        const std::string reason = shortage();
+        detail::fail("next", -11, 0,
+                     text + (reason.empty() ? "wait longer, or run 'nubrix doctor'" : reason));
     }
-    std::string advice() const
+    /// Who holds the frames when they are used up; otherwise empty.
+    std::string shortage() const
     {
         const auto holders = m_core->holders();
         if (holders.library() > 3)  // recorders and other readers keep some, too
-            return "wait longer, or run 'nubrix doctor'";
+            return "";
         return "of the " + std::to_string(detail::FramePool::kFrames) + " frames of " +
                m_core->subject() + " the application holds " + std::to_string(holders.application) +
                ", its queues " + std::to_string(holders.queues) + " and the library " +
@@ -179,6 +182,11 @@ struct AnyStream {
             return *ready;
         const std::string subject =
             streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
+        for (std::size_t i = 0; !woken && i < count; ++i) {
+            const std::string reason = streams[i]->shortage();
+            if (!reason.empty())
+                fail("waitAny", -11, 0, "waitAny (" + subject + "): no frame; " + reason);
+        }
         if (!woken)
             fail("waitAny", subject, -11);
         if (std::all_of(streams, streams + count,
