@@ -182,10 +182,11 @@ struct AnyStream {
             return *ready;
         const std::string subject =
             streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
+        const std::string noFrame = "waitAny (" + subject + "): no frame; ";
         for (std::size_t i = 0; !woken && i < count; ++i) {
             const std::string reason = streams[i]->shortage();
             if (!reason.empty())
-                fail("waitAny", -11, 0, "waitAny (" + subject + "): no frame; " + reason);
+                fail("waitAny", -11, 0, noFrame + reason);
         }
         if (!woken)
             fail("waitAny", subject, -11);
