@@ -133,7 +133,7 @@ FAULTS = """{"faults": [
 IMAGES = """{
     "source": "images",
     "images": {
-        "folder": "images", "repeat": "once", "depth_unit_mm": 0.2,
+        "folder": "frames", "repeat": "once", "depth_unit_mm": 0.2,
         "intrinsics": {"fx": 525.0, "fy": 525.0, "cx": 319.5, "cy": -1e5}
     }
 }
@@ -159,8 +159,8 @@ def scenario_files():
     yield "cut_text", '{"pacing": "fre'
     yield "two_values", "{} {}"
     yield "images", IMAGES
-    yield "absolute_folder", IMAGES.replace("images", "/images")
-    yield "no_folder", IMAGES.replace("images", "")
+    yield "absolute_folder", IMAGES.replace("frames", "/frames")
+    yield "no_folder", IMAGES.replace("frames", "")
     yield "no_images", '{"source": "images"}'
     yield "images_of_scene", '{"images":\n{}}'
     yield "unit_too_small", IMAGES.replace("0.2", "1e-300")

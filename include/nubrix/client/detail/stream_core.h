@@ -1,0 +1,350 @@
+// How frames come from the library to those who wait for them.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "nubrix/client/detail/arrivals.h"
+#include "nubrix/client/detail/open_camera.h"
+#include "nubrix/client/frame.h"
+
+namespace nubrix {
+namespace client {
+
+/// What a stream has done since its start.
+struct StreamFigures {
+    std::uint64_t frames = 0;         ///< that have arrived
+    std::uint64_t dropped = 0;        ///< of them: overtaken before anybody took them
+    std::uint64_t missing = 0;        ///< captured, by their indices, but never arrived
+    double framesPerSecond = 0;       ///< over the last 32 frames
+    std::chrono::microseconds age{};  ///< of the last frame taken: from its capture until then
+    int held = 0;                     ///< frames that the application holds
+    int queued = 0;                   ///< frames that nobody has taken yet
+};
+
+namespace detail {
+
+/// An open stream: takes the frames from the library's callback. Thread-safe.
+class StreamCore final : public PlugListener, public std::enable_shared_from_this<StreamCore> {
+public:
+    using Function = std::function<void(Frame)>;
+
+    /// The library needs the other two of its frames: the newest, and the one that is being filled.
+    static constexpr std::size_t kMaxQueued = FramePool::kFrames - 2;
+
+    StreamCore(std::shared_ptr<OpenCamera> camera, StreamType type, std::size_t queued)
+        : m_camera(std::move(camera)),
+          m_pool(m_camera->makePool(static_cast<unsigned int>(type))),
+          m_type(type),
+          m_maxQueued(std::min(std::max<std::size_t>(1, queued), kMaxQueued))
+    {
+    }
+    ~StreamCore() { close(); }
+    StreamCore(const StreamCore &) = delete;
+    StreamCore &operator=(const StreamCore &) = delete;
+
+    void open()
+    {
+        m_camera->connection().add(*this);
+        try {
+            require("openStream", subject(), [this] {
+                return m_camera->context().openStream(m_camera->handle(),
+                                                      static_cast<unsigned int>(m_type), &m_handle,
+                                                      &StreamCore::onFrame, this);
+            });
+        } catch (...) {
+            m_camera->connection().remove(*this);
+            throw;
+        }
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_isOpen = true;
+    }
+    /// Afterwards the function is not called and no frame comes, but within the function: then that
+    /// call is the last one.
+    void close() noexcept
+    {
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            m_ended = true;
+            if (!std::exchange(m_isOpen, false))
+                return;
+        }
+        wake();
+        m_camera->connection().remove(*this);
+        m_camera->context().closeStream(m_handle);
+        std::shared_ptr<Function> function;  // destroyed without the lock: it may hold a stream
+        const std::lock_guard<std::mutex> guard(m_lock);
+        clearQueue();
+        m_function.swap(function);
+    }
+
+    /// The oldest frame of the queue, none without one.
+    Frame tryTake()
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        return takeQueued();
+    }
+    /// Waits for a frame; none when the deadline has passed, the camera is gone or the stream ends.
+    /// Without a deadline it waits as long as it takes.
+    Frame take(const std::optional<Clock::time_point> &deadline)
+    {
+        std::unique_lock<std::mutex> guard(m_lock);
+        const auto isDone = [this] { return m_count != 0 || isOver(); };
+        if (!deadline)
+            m_changed.wait(guard, isDone);
+        else
+            m_changed.wait_until(guard, *deadline, isDone);
+        return takeQueued();
+    }
+    /// When the oldest frame of the queue arrived, nothing without one.
+    std::optional<Clock::time_point> waitingSince()
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        if (m_count == 0)
+            return std::nullopt;
+        return m_queue[m_first].arrival;
+    }
+    bool isOver() const { return m_ended || !m_camera->connection().isAttached(); }
+    bool hasEnded() const { return m_ended; }
+    /// What the library knows of the camera: 0, or -9 or -10 when it is gone or does not answer.
+    int cameraStatus()
+    {
+        NubrixStream *stream = m_handle;
+        const int status = m_camera->context().waitForStreams(&stream, 1, nullptr, 0);
+        return status == -9 || status == -10 ? status : 0;
+    }
+
+    void setFunction(Function function)
+    {
+        auto shared = function ? std::make_shared<Function>(std::move(function)) : nullptr;
+        const std::lock_guard<std::mutex> guard(m_lock);
+        if (m_ended)
+            return;
+        if (shared) {  // a camera may wait for the frames of the queue
+            m_figures.dropped += m_count;
+            clearQueue();
+        }
+        m_function.swap(shared);
+    }
+    /// Throws what ended the stream, once.
+    void rethrow()
+    {
+        std::exception_ptr problem;
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            problem.swap(m_problem);
+        }
+        if (problem)
+            std::rethrow_exception(problem);
+    }
+
+    StreamFigures figures()
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        StreamFigures figures = m_figures;
+        figures.queued = static_cast<int>(m_count);
+        figures.held = std::max(0, m_pool->taken() - figures.queued);
+        const auto known = std::min<std::uint64_t>(figures.frames, m_arrivals.size());
+        if (known < 2)
+            return figures;
+        const std::chrono::duration<double> time =
+            arrivalOf(figures.frames - 1) - arrivalOf(figures.frames - known);
+        if (time.count() > 0)
+            figures.framesPerSecond = static_cast<double>(known - 1) / time.count();
+        return figures;
+    }
+    OpenCamera::Holders holders() const
+    {
+        return m_camera->holders(static_cast<unsigned int>(m_type));
+    }
+    StreamType type() const { return m_type; }
+    /// "depth of usb:1-2".
+    std::string subject() const
+    {
+        return std::string(name(m_type)) + " of " + m_camera->connection().uri();
+    }
+    NubrixStream *handle() const { return m_handle; }
+
+    void onUnplugged() noexcept override { wake(); }
+
+private:
+    struct Queued {
+        Frame frame;
+        Clock::time_point arrival;
+    };
+
+    static void onFrame(NubrixStream * /*handle*/, typedefNubrixFrame *record, void *user)
+    {
+        const CallbackMark mark;  // also for what is destroyed at the end of this
+        auto *const core = static_cast<StreamCore *>(user);
+        // Its own function may drop the last reference. Null when it is being destroyed.
+        if (const std::shared_ptr<StreamCore> self = core->weak_from_this().lock())
+            self->arrive(record);
+        else
+            core->m_pool->release(record);
+    }
+    void arrive(typedefNubrixFrame *record) noexcept
+    {
+        Frame frame;
+        if (const std::shared_ptr<Function> function = admit(record, frame))
+            call(*function, std::move(frame));
+        else
+            wakeReaders();
+    }
+    /// Counts a frame. Puts it into `frame` when there is a function for it, otherwise into the
+    /// queue.
+    std::shared_ptr<Function> admit(typedefNubrixFrame *record, Frame &frame)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        FrameSlot *const slot = m_ended ? nullptr : m_pool->take(record);
+        if (!slot) {  // it has ended; there are as many slots as frames
+            m_pool->release(record);
+            return nullptr;
+        }
+        const Clock::time_point now = Clock::now();
+        count(*record, now);
+        if (m_function) {
+            frame = Frame(slot);
+            noteAge(*record, now);
+        } else {
+            put(Frame(slot), now);
+        }
+        return m_function;
+    }
+    void call(const Function &function, Frame frame) noexcept
+    {
+        try {
+            function(std::move(frame));
+        } catch (...) {  // stop and next throw it; nothing may reach the library
+            const std::exception_ptr problem = asError();
+            {
+                const std::lock_guard<std::mutex> guard(m_lock);
+                m_problem = problem;
+                m_function = nullptr;
+                m_ended = true;
+            }
+            wake();
+        }
+    }
+    /// The exception that is being handled; as an Error when it is none.
+    std::exception_ptr asError() const noexcept
+    {
+        try {
+            throw;
+        } catch (const Error &) {
+            return std::current_exception();
+        } catch (const std::exception &thrown) {
+            return functionError(thrown.what());
+        } catch (...) {
+            return functionError("no std::exception");
+        }
+    }
+    std::exception_ptr functionError(const char *what) const noexcept
+    {
+        try {
+            return std::make_exception_ptr(Error("onFrame", -1, 0,
+                                                 "onFrame (" + subject() +
+                                                     "): the function threw: " + what +
+                                                     "; catch it there, the stream has ended"));
+        } catch (...) {
+            return std::make_exception_ptr(Error("onFrame", -1, 0, "onFrame: the function threw"));
+        }
+    }
+    void wakeReaders() noexcept
+    {
+        m_changed.notify_all();
+        Arrivals::instance().notify();
+    }
+    /// For changes that were made without the lock.
+    void wake() noexcept
+    {
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);  // nobody is about to wait
+        }
+        wakeReaders();
+    }
+
+    // What follows is called under m_lock.
+
+    void count(const typedefNubrixFrame &record, Clock::time_point now)
+    {
+        const unsigned int index = record.frameIndex;
+        const unsigned int step = index - m_lastIndex;
+        if (m_figures.frames != 0 && step != 0 && step < 1U << 31)  // otherwise it began anew
+            m_figures.missing += step - 1;
+        m_lastIndex = index;
+        arrivalOf(m_figures.frames++) = now;
+    }
+    Clock::time_point &arrivalOf(std::uint64_t frame)
+    {
+        return m_arrivals[static_cast<std::size_t>(frame % m_arrivals.size())];
+    }
+    void noteAge(const typedefNubrixFrame &record, Clock::time_point now)
+    {
+        m_figures.age =
+            std::chrono::duration_cast<std::chrono::microseconds>(now - captureTime(record));
+    }
+    void put(Frame frame, Clock::time_point now)
+    {
+        if (m_count == m_maxQueued) {
+            pop();
+            ++m_figures.dropped;
+        }
+        m_queue[(m_first + m_count++) % m_queue.size()] = {std::move(frame), now};
+        m_pool->setQueued(m_count);
+    }
+    Frame pop()
+    {
+        Frame frame = std::move(m_queue[m_first].frame);
+        m_first = (m_first + 1) % m_queue.size();
+        m_pool->setQueued(--m_count);
+        return frame;
+    }
+    Frame takeQueued()
+    {
+        if (m_count == 0)
+            return {};
+        Frame frame = pop();
+        noteAge(*frame.m_slot->record, Clock::now());
+        return frame;
+    }
+    void clearQueue()
+    {
+        while (m_count != 0)
+            pop();
+    }
+
+    const std::shared_ptr<OpenCamera> m_camera;
+    const std::shared_ptr<FramePool> m_pool;
+    const StreamType m_type;
+    const std::size_t m_maxQueued;
+    NubrixStream *m_handle = nullptr;  // fixed once open
+    std::atomic<bool> m_ended{false};
+
+    std::mutex m_lock;  // guards what follows
+    std::condition_variable m_changed;
+    bool m_isOpen = false;
+    std::array<Queued, kMaxQueued> m_queue;
+    std::size_t m_first = 0;
+    std::size_t m_count = 0;
+    std::shared_ptr<Function> m_function;
+    std::exception_ptr m_problem;
+    StreamFigures m_figures;
+    unsigned int m_lastIndex = 0;
+    std::array<Clock::time_point, 32> m_arrivals{};
+};
+
+}  // namespace detail
+}  // namespace client
+}  // namespace nubrix

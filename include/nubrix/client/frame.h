@@ -1,0 +1,224 @@
+// One frame that the application holds.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "nubrix/client/detail/frame_pool.h"
+#include "nubrix/client/error.h"
+#include "nubrix/types.h"
+
+namespace nubrix {
+namespace client {
+
+enum class StreamType : unsigned int {
+    kColor = NUBRIX_STREAM_COLOR,
+    kDepth = NUBRIX_STREAM_DEPTH,
+    kInfrared = NUBRIX_STREAM_IR,
+    kLightInfrared = NUBRIX_STREAM_LIGHT_IR,
+};
+
+/// "color", "depth", "ir" or "light-ir", as the tool names them.
+inline const char *name(StreamType type)
+{
+    switch (type) {
+        case StreamType::kColor:
+            return "color";
+        case StreamType::kDepth:
+            return "depth";
+        case StreamType::kInfrared:
+            return "ir";
+        case StreamType::kLightInfrared:
+            return "light-ir";
+    }
+    return "unknown";
+}
+
+/// An image in memory: rows from top to bottom. It owns nothing, and is valid as long as the Frame
+/// that it came from, or a copy of that.
+template <class T>
+struct Image {
+    const T *data;
+    int width;                ///< pixels
+    int height;               ///< pixels
+    std::size_t bytesPerRow;  ///< from one row to the next
+
+    const T *row(int y) const
+    {
+        const void *const bytes = reinterpret_cast<const unsigned char *>(data) +
+                                  static_cast<std::size_t>(y) * bytesPerRow;
+        return static_cast<const T *>(bytes);
+    }
+    /// Not checked: x from 0 to width - 1, y from 0 to height - 1.
+    const T &operator()(int x, int y) const { return row(y)[x]; }
+};
+
+namespace detail {
+
+class StreamCore;
+
+/// Bytes of a pixel; 0 for formats whose pixels are no whole number of bytes.
+inline std::size_t bytesPerPixel(unsigned int format)
+{
+    switch (format) {
+        case NUBRIX_PIXEL_RGB888:
+            return 3;
+        case NUBRIX_PIXEL_GREY8:
+            return 1;
+        case NUBRIX_PIXEL_DEPTH_12_4:
+        case NUBRIX_PIXEL_DEPTH_13_3:
+        case NUBRIX_PIXEL_DEPTH_14_2:
+        case NUBRIX_PIXEL_DEPTH_MM:
+        case NUBRIX_PIXEL_GREY16:
+        case NUBRIX_PIXEL_YUYV:
+        case NUBRIX_PIXEL_UYVY:
+            return 2;
+        default:
+            return 0;
+    }
+}
+
+/// How many units of a depth are one millimetre; 0 for formats that are no depths.
+inline int depthUnitsPerMillimetre(unsigned int format)
+{
+    switch (format) {
+        case NUBRIX_PIXEL_DEPTH_12_4:
+            return 16;
+        case NUBRIX_PIXEL_DEPTH_13_3:
+            return 8;
+        case NUBRIX_PIXEL_DEPTH_14_2:
+            return 4;
+        case NUBRIX_PIXEL_DEPTH_MM:
+            return 1;
+        default:
+            return 0;
+    }
+}
+
+inline std::chrono::steady_clock::time_point captureTime(const typedefNubrixFrame &record)
+{
+    const std::uint64_t us =
+        static_cast<std::uint64_t>(record.timestampHigh) << 32 | record.timestampLow;
+    return std::chrono::steady_clock::time_point(
+        std::chrono::microseconds(static_cast<std::int64_t>(us)));
+}
+
+}  // namespace detail
+
+/// A frame of a stream or of a recording. Copies share it; the last one returns it to the library,
+/// on any thread, also after its stream, camera and session are gone (the library stays initialized
+/// as long). The streams of one type of a camera share 10 frames: an application that holds them
+/// all gets no further ones, so hold clones. Copies may be used on several threads; one object is
+/// not thread-safe.
+class Frame {
+public:
+    /// No frame.
+    Frame() noexcept = default;
+    Frame(const Frame &other) noexcept : m_slot(other.m_slot)
+    {
+        if (m_slot)
+            m_slot->references.fetch_add(1, std::memory_order_relaxed);
+    }
+    Frame(Frame &&other) noexcept : m_slot(std::exchange(other.m_slot, nullptr)) {}
+    Frame &operator=(Frame other) noexcept
+    {
+        std::swap(m_slot, other.m_slot);
+        return *this;
+    }
+    ~Frame()
+    {
+        if (m_slot)
+            detail::FramePool::drop(m_slot);
+    }
+
+    /// What follows throws an Error when this holds no frame.
+    explicit operator bool() const noexcept { return m_slot != nullptr; }
+
+    StreamType type() const { return static_cast<StreamType>(record().streamType); }
+    NubrixPixelFormat format() const
+    {
+        return static_cast<NubrixPixelFormat>(record().pixelFormat);
+    }
+    int width() const { return record().width; }
+    int height() const { return record().height; }
+    /// Counts the frames that the camera captured, dropped ones included.
+    unsigned int index() const { return record().frameIndex; }
+    /// When it was captured.
+    std::chrono::steady_clock::time_point time() const { return detail::captureTime(record()); }
+    /// The driver's flags; 0 for a complete frame.
+    unsigned int flags() const { return record().flags; }
+    /// size() bytes; their layout is that of format().
+    const unsigned char *data() const { return static_cast<const unsigned char *>(record().data); }
+    std::size_t size() const { return record().dataSize; }
+    /// What the functions of the library take.
+    const typedefNubrixFrame &record() const
+    {
+        if (!m_slot)
+            detail::fail("Frame", -4, 0, "Frame: it holds no frame; check it before it is used");
+        return *m_slot->record;
+    }
+
+    /// The pixels as an image of T: unsigned short for depths and 16-bit grey, unsigned char for
+    /// 8-bit grey, RGB888Pixel (nubrix/image.h) for RGB888. Unsupported when a pixel of the format
+    /// has not the size of a T, Error when the frame has too few bytes.
+    template <class T>
+    Image<T> image() const
+    {
+        const std::size_t pixelBytes = detail::bytesPerPixel(record().pixelFormat);
+        if (sizeof(T) != pixelBytes) {
+            detail::fail("image", -8, 0,
+                         "image: a pixel of this format has " + std::to_string(pixelBytes) +
+                             " bytes, not " + std::to_string(sizeof(T)) +
+                             "; choose the type by Frame::format");
+        }
+        const std::size_t bytesPerRow = sizeof(T) * static_cast<std::size_t>(width());
+        if (bytesPerRow * static_cast<std::size_t>(height()) > size()) {
+            detail::fail("image", -4, 0,
+                         "image: the frame is not complete, it has " + std::to_string(size()) +
+                             " bytes; skip it");
+        }
+        return {static_cast<const T *>(record().data), width(), height(), bytesPerRow};
+    }
+
+    /// The distance at a pixel of a depth frame; 0 where nothing was measured. Unsupported for
+    /// other formats, Error outside of the image.
+    double millimetres(int x, int y) const
+    {
+        const int units = detail::depthUnitsPerMillimetre(record().pixelFormat);
+        if (units == 0)
+            detail::fail("millimetres", -8, 0,
+                         "millimetres: this is no depth frame; start StreamType::kDepth");
+        if (x < 0 || y < 0 || x >= width() || y >= height()) {
+            detail::fail("millimetres", -4, 0,
+                         "millimetres: (" + std::to_string(x) + ", " + std::to_string(y) +
+                             ") lies outside of the image; it is " + std::to_string(width()) +
+                             " x " + std::to_string(height()));
+        }
+        return static_cast<double>(image<unsigned short>()(x, y)) / units;
+    }
+
+    /// A frame with memory of its own and the same contents. Hold these for long, not those of a
+    /// stream.
+    Frame clone() const { return owned("clone", record(), record().data); }
+
+private:
+    friend class detail::StreamCore;
+    friend class Recording;
+
+    /// Takes over a reference of a slot.
+    explicit Frame(detail::FrameSlot *slot) noexcept : m_slot(slot) {}
+    static Frame owned(const char *operation, const typedefNubrixFrame &record, const void *data)
+    {
+        return detail::allocating(operation,
+                                  [&] { return Frame(new detail::OwnedFrame(record, data)); });
+    }
+
+    detail::FrameSlot *m_slot = nullptr;
+};
+
+}  // namespace client
+}  // namespace nubrix

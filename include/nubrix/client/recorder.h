@@ -1,0 +1,106 @@
+// Recording streams of an open camera.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "nubrix/client/detail/open_camera.h"
+#include "nubrix/client/frame.h"
+#include "nubrix/record_reader.h"
+
+namespace nubrix {
+namespace client {
+
+/// A recording that runs: every frame goes into the file, whatever other streams of the same types
+/// do. It ends when this is destroyed or finish is called. Not thread-safe.
+class Recorder {
+public:
+    Recorder(Recorder &&other) noexcept
+        : m_camera(std::move(other.m_camera)),
+          m_path(std::move(other.m_path)),
+          m_handle(std::exchange(other.m_handle, nullptr)),
+          m_streams(std::move(other.m_streams))
+    {
+    }
+    Recorder &operator=(Recorder &&) = delete;
+    Recorder(const Recorder &) = delete;
+    Recorder &operator=(const Recorder &) = delete;
+    ~Recorder() { close(); }
+
+    const std::string &path() const { return m_path; }
+    /// Writes what is left and closes the file. Throws an Error when that fails, or when frames are
+    /// missing from the file because the disk was full.
+    void finish()
+    {
+        if (!m_handle)
+            return;
+        if (const int status = close())
+            detail::fail("destroyRecorder", m_path, status);
+        RecordReader reader;  // of a write that fails the library only writes a line into the log
+        if (reader.open(m_path.c_str()) == 0 && reader.condition() != NUBRIX_RECORD_COMPLETE) {
+            detail::fail("finish", -1, 0,
+                         "finish (" + m_path + "): the file is not complete, " + reader.problem() +
+                             "; make space and record anew");
+        }
+    }
+
+private:
+    friend class Camera;
+
+    Recorder(std::shared_ptr<detail::OpenCamera> camera, std::string path,
+             const std::vector<StreamType> &types)
+        : m_camera(std::move(camera)), m_path(std::move(path))
+    {
+        try {
+            start(types);
+        } catch (...) {
+            close();
+            throw;
+        }
+    }
+    void start(const std::vector<StreamType> &types)
+    {
+        NubrixBaseContext &context = m_camera->context();
+        detail::require("createRecorder", m_path,
+                        [&] { return context.createRecorder(m_path.c_str(), &m_handle); });
+        m_streams.reserve(types.size());
+        for (const StreamType type : types) {
+            // Of its own, without a callback: frames of streams with one are not recorded.
+            NubrixStream *stream = nullptr;
+            detail::require("openStream", subject(type), [&] {
+                return context.openStream(m_camera->handle(), static_cast<unsigned int>(type),
+                                          &stream, nullptr, nullptr);
+            });
+            m_streams.push_back(stream);
+            detail::require("recorderAttachStream", subject(type),
+                            [&] { return context.recorderAttachStream(m_handle, stream); });
+        }
+        detail::require("recorderStart", m_path, [&] { return context.recorderStart(m_handle); });
+    }
+    std::string subject(StreamType type) const
+    {
+        return std::string(name(type)) + " of " + m_camera->connection().uri();
+    }
+    int close() noexcept
+    {
+        if (!m_handle)
+            return 0;
+        NubrixBaseContext &context = m_camera->context();
+        const int stopped = context.recorderStop(m_handle);
+        for (NubrixStream *each : m_streams)
+            context.closeStream(each);
+        m_streams.clear();
+        const int destroyed = context.destroyRecorder(std::exchange(m_handle, nullptr));
+        return stopped ? stopped : destroyed;
+    }
+
+    std::shared_ptr<detail::OpenCamera> m_camera;
+    std::string m_path;
+    NubrixRecord *m_handle = nullptr;
+    std::vector<NubrixStream *> m_streams;
+};
+
+}  // namespace client
+}  // namespace nubrix

@@ -1,0 +1,232 @@
+// The frames of a camera as they come.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <initializer_list>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "nubrix/client/detail/stream_core.h"
+#include "nubrix/client/frame.h"
+
+namespace nubrix {
+namespace client {
+
+namespace detail {
+struct AnyStream;
+}
+
+using Milliseconds = std::chrono::milliseconds;
+
+/// A camera may take seconds to its first frame.
+inline constexpr Milliseconds kDefaultTimeout{5000};
+
+/// A running stream. It stops when this is destroyed; frames that it gave stay valid. Thread-safe;
+/// threads that wait for different streams do not wait for each other.
+///
+///     for (const Frame &frame : stream)  // until the camera is gone or stop is called
+///         use(frame);
+class Stream {
+public:
+    Stream(Stream &&) noexcept = default;
+    Stream &operator=(Stream &&other) noexcept
+    {
+        Stream(std::move(other)).m_core.swap(m_core);
+        return *this;
+    }
+    Stream(const Stream &) = delete;
+    Stream &operator=(const Stream &) = delete;
+    ~Stream()
+    {
+        if (m_core)
+            m_core->close();
+    }
+
+    StreamType type() const { return m_core->type(); }
+
+    /// The next frame: the oldest that nobody has taken, or the first that comes. Throws Timeout,
+    /// which explains who holds the frames when they are used up; Unplugged when the camera is gone
+    /// or does not answer; Error when the stream has ended.
+    Frame next(Milliseconds timeout = kDefaultTimeout)
+    {
+        Frame frame = m_core->take(std::chrono::steady_clock::now() + timeout);
+        if (!frame)
+            explain(timeout);
+        return frame;
+    }
+    /// The oldest frame that nobody has taken; none, without waiting, when there is none.
+    Frame tryNext() { return m_core->tryTake(); }
+
+    /// Calls `function` for every frame from now on, on the stream's own thread; next and the loop
+    /// give none then, and those that wait to be taken are dropped. Null: calls nothing. While the
+    /// function runs the library keeps the newest frame only. When it throws the stream ends, and
+    /// stop and next throw an Error with that text. It may do everything, also destroy this stream;
+    /// but what it destroys last of all leaves the library initialized.
+    void onFrame(std::function<void(Frame)> function) { m_core->setFunction(std::move(function)); }
+
+    /// Ends the stream and every wait for it. When it returns the function is not called any more,
+    /// unless this is called within it. Throws an Error when the function threw.
+    void stop()
+    {
+        m_core->close();
+        m_core->rethrow();
+    }
+
+    StreamFigures figures() const { return m_core->figures(); }
+    /// For the functions of NubrixBaseContext, until the stream ends.
+    NubrixStream *handle() const { return m_core->handle(); }
+
+    /// Gives the frames one by one. One loop at a time.
+    class Iterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = Frame;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const Frame *;
+        using reference = const Frame &;
+
+        Iterator() = default;
+        const Frame &operator*() const { return m_frame; }
+        const Frame *operator->() const { return &m_frame; }
+        Iterator &operator++()
+        {
+            m_frame = {};  // returned before the next one is waited for: a camera may wait for it
+            m_frame = m_core->take(std::nullopt);
+            if (!m_frame)
+                m_core->rethrow();
+            return *this;
+        }
+        void operator++(int) { ++*this; }
+        bool operator==(const Iterator &other) const
+        {
+            return static_cast<bool>(m_frame) == static_cast<bool>(other.m_frame);
+        }
+        bool operator!=(const Iterator &other) const { return !(*this == other); }
+
+    private:
+        friend class Stream;
+        explicit Iterator(std::shared_ptr<detail::StreamCore> core) : m_core(std::move(core))
+        {
+            ++*this;
+        }
+
+        std::shared_ptr<detail::StreamCore> m_core;
+        Frame m_frame;
+    };
+    Iterator begin() { return Iterator(m_core); }
+    Iterator end() { return {}; }
+
+private:
+    friend class Camera;
+    friend struct detail::AnyStream;
+
+    explicit Stream(std::shared_ptr<detail::StreamCore> core) : m_core(std::move(core)) {}
+
+    [[noreturn]] void explain(Milliseconds timeout)
+    {
+        m_core->rethrow();
+        const std::string subject = m_core->subject();
+        if (m_core->hasEnded())
+            detail::fail("next", -2, 0, "next (" + subject + "): the stream has ended; start anew");
+        if (m_core->isOver())
+            detail::fail("next", subject, -9);
+        if (const int status = m_core->cameraStatus())
+            detail::fail("next", subject, status);
+        const std::string text = "next (" + subject + "): no frame in " +
+                                 std::to_string(timeout.count()) + " ms, " +
+                                 std::to_string(figures().frames) + " since the start; ";
+        const std::string reason = shortage();
+        detail::fail("next", -11, 0,
+                     text + (reason.empty() ? "wait longer, or run 'nubrix doctor'" : reason));
+    }
+    /// Who holds the frames when they are used up; otherwise empty.
+    std::string shortage() const
+    {
+        const auto holders = m_core->holders();
+        if (holders.library() > 3)  // recorders and other readers keep some, too
+            return "";
+        return "of the " + std::to_string(detail::FramePool::kFrames) + " frames of " +
+               m_core->subject() + " the application holds " + std::to_string(holders.application) +
+               ", its queues " + std::to_string(holders.queues) + " and the library " +
+               std::to_string(holders.library()) + ": release some, or hold clones";
+    }
+
+    std::shared_ptr<detail::StreamCore> m_core;
+};
+
+namespace detail {
+
+/// The implementation of waitAny.
+struct AnyStream {
+    static Stream &wait(Stream *const *streams, std::size_t count, Milliseconds timeout)
+    {
+        if (count == 0)
+            fail("waitAny", -4, 0, "waitAny: there is no stream; name one");
+        Stream *ready = nullptr;
+        bool over = false;
+        const bool woken =
+            Arrivals::instance().waitFor(std::chrono::steady_clock::now() + timeout, [&] {
+                ready = oldest(streams, count);
+                over = !ready && std::all_of(streams, streams + count,
+                                             [](Stream *each) { return each->m_core->isOver(); });
+                return ready || over;
+            });
+        if (ready)
+            return *ready;
+        const std::string subject =
+            streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
+        const std::string noFrame = "waitAny (" + subject + "): no frame; ";
+        for (std::size_t i = 0; !woken && i < count; ++i) {
+            const std::string reason = streams[i]->shortage();
+            if (!reason.empty())
+                fail("waitAny", -11, 0, noFrame + reason);
+        }
+        if (!woken)
+            fail("waitAny", subject, -11);
+        if (std::all_of(streams, streams + count,
+                        [](Stream *each) { return each->m_core->hasEnded(); })) {
+            fail("waitAny", -2, 0, "waitAny (" + subject + "): all have ended; start one anew");
+        }
+        fail("waitAny", subject, -9);
+    }
+
+private:
+    static Stream *oldest(Stream *const *streams, std::size_t count)
+    {
+        Stream *found = nullptr;
+        std::chrono::steady_clock::time_point since;
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto waiting = streams[i]->m_core->waitingSince();
+            if (!waiting || (found && since <= *waiting))
+                continue;
+            found = streams[i];
+            since = *waiting;
+        }
+        return found;
+    }
+};
+
+}  // namespace detail
+
+/// Waits until one of the streams has a frame and returns that one, of several the one whose frame
+/// came first: tryNext gives it, unless another thread was faster. Throws Timeout; Unplugged when
+/// no camera of them is attached; Error without streams, and when all have ended.
+inline Stream &waitAny(std::initializer_list<Stream *> streams,
+                       Milliseconds timeout = kDefaultTimeout)
+{
+    return detail::AnyStream::wait(streams.begin(), streams.size(), timeout);
+}
+inline Stream &waitAny(const std::vector<Stream *> &streams, Milliseconds timeout = kDefaultTimeout)
+{
+    return detail::AnyStream::wait(streams.data(), streams.size(), timeout);
+}
+
+}  // namespace client
+}  // namespace nubrix

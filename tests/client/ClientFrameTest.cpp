@@ -1,0 +1,137 @@
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "tests/client/ClientFixture.h"
+
+namespace nubrix {
+namespace {
+
+class ClientFrameTest : public ClientTest {};
+
+TEST_F(ClientFrameTest, ItKeepsAliveWhatItNeeds)
+{
+    Frame frame;
+    {
+        Camera camera = Session().open();
+        frame = camera.start(StreamType::kDepth).next(kLong);
+    }
+    EXPECT_TRUE(isInUse());
+    EXPECT_GT(frame.millimetres(frame.width() / 2, frame.height() / 2), 100);
+    const Frame copy = frame;
+    std::thread([last = std::move(frame)] {}).join();
+    EXPECT_TRUE(isInUse());
+    EXPECT_EQ(copy.type(), StreamType::kDepth);
+}
+
+TEST_F(ClientFrameTest, TheLastOneEndsTheUseOfTheContextOnAnyThread)
+{
+    std::optional<Frame> frame = Session().open().start(StreamType::kColor).next(kLong);
+    EXPECT_TRUE(isInUse());
+    std::thread([&] { frame.reset(); }).join();
+    EXPECT_FALSE(isInUse());
+}
+
+TEST_F(ClientFrameTest, AnImageIsOfTheTypeOfItsPixels)
+{
+    Camera camera = Session().open();
+    const Frame depth = camera.start(StreamType::kDepth).next(kLong);
+    const auto image = depth.image<unsigned short>();
+    EXPECT_EQ(image.width, 640);
+    EXPECT_EQ(image.bytesPerRow, 1280U);
+    EXPECT_EQ(&image(3, 2), image.data + 2 * 640 + 3);
+    EXPECT_EQ(depth.millimetres(3, 2), image(3, 2) / 16.0);
+    EXPECT_THROW(depth.image<unsigned char>(), client::Unsupported);
+    EXPECT_THROW(depth.millimetres(640, 0), Error);
+    EXPECT_THROW(depth.millimetres(0, -1), Error);
+    const Frame color = camera.start(StreamType::kColor).next(kLong);
+    EXPECT_EQ(color.image<RGB888Pixel>().bytesPerRow, 1920U);
+    EXPECT_THROW(color.millimetres(0, 0), client::Unsupported);
+}
+
+TEST_F(ClientFrameTest, ACloneIsOnItsOwn)
+{
+    Camera camera = Session().open();
+    Stream depth = camera.start(StreamType::kDepth);
+    std::vector<Frame> clones;
+    for (int i = 0; i < 25; ++i)  // more than a stream has
+        clones.push_back(depth.next(kLong).clone());
+    for (std::size_t i = 1; i < clones.size(); ++i)
+        EXPECT_EQ(clones[i].index(), clones[i - 1].index() + 1);
+    EXPECT_EQ(depth.figures().held, 0);
+    EXPECT_GT(clones.front().millimetres(320, 240), 100);
+}
+
+TEST_F(ClientFrameTest, TheTimeIsThatOfTheMonotonicClock)
+{
+    const auto before = std::chrono::steady_clock::now();
+    const Frame frame = Session().open().start(StreamType::kDepth).next(kLong);
+    EXPECT_GE(frame.time(), before - std::chrono::seconds(1));
+    EXPECT_LE(frame.time(), std::chrono::steady_clock::now());
+}
+
+TEST_F(ClientFrameTest, GreyPixelsHaveOneByte)
+{
+    const Frame frame = Session().open().start(StreamType::kInfrared).next(kLong);
+    EXPECT_EQ(frame.format(), NUBRIX_PIXEL_GREY8);
+    const auto image = frame.image<unsigned char>();
+    EXPECT_EQ(image.bytesPerRow, 640U);
+    EXPECT_EQ(&image(1, 479), frame.data() + 479 * 640 + 1);
+    EXPECT_THROW(frame.image<RGB888Pixel>(), client::Unsupported);
+}
+
+struct ClientShortFrameTest : ClientTest {
+    ClientShortFrameTest()
+        : ClientTest(R"({"pacing": "free", "faults": [{"type": "short_frame", "at_frame": 0}]})")
+    {
+    }
+};
+
+TEST_F(ClientShortFrameTest, OneThatIsNotCompleteHasNoImage)
+{
+    Stream depth = Session().open().start(StreamType::kDepth);
+    const Frame frame = depth.next(kLong);
+    EXPECT_NE(frame.flags(), 0U);
+    try {
+        frame.image<unsigned short>();
+        FAIL() << "it has one";
+    } catch (const Error &error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("not complete"));
+    }
+    EXPECT_THROW(frame.millimetres(0, 479), Error);
+    EXPECT_EQ(frame.clone().size(), frame.size());
+}
+
+TEST_F(ClientFrameTest, OneWithoutAFrameThrows)
+{
+    const Frame none;
+    EXPECT_FALSE(none);
+    EXPECT_THROW(none.width(), Error);
+    EXPECT_THROW(none.image<unsigned short>(), Error);
+    EXPECT_THROW(none.clone(), Error);
+    const Frame copy = none;
+    EXPECT_FALSE(copy);
+}
+
+TEST_F(ClientFrameTest, ItIsSharedByThreads)
+{
+    Stream depth = Session().open().start(StreamType::kDepth);
+    std::vector<std::thread> threads;
+    {
+        const Frame frame = depth.next(kLong);
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([frame] {
+                for (int n = 0; n < 1000; ++n) {
+                    Frame copy = frame;
+                    const Frame moved = std::move(copy);
+                    EXPECT_EQ(moved.width(), 640);
+                }
+            });
+    }
+    for (std::thread &each : threads)
+        each.join();
+    EXPECT_TRUE(depth.next(kLong)) << "the camera waited for its return";
+}
+
+}  // namespace
+}  // namespace nubrix

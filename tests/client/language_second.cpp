@@ -1,0 +1,6 @@
+#include "nubrix/client.h"
+
+std::size_t countCameras()
+{
+    return nubrix::client::Session().cameras().size();
+}
