@@ -128,7 +128,7 @@ void BM_Client_OnFrame(benchmark::State &state)
         frame = {};
         used.pass();
     });
-    nubrix::bench::measureBeside(
+    nubrix::bench::measureAgainst(
         state, kFrames, [&] { world.run(state, 1, used); }, [&] { world.run(state, 0, raw.used); });
     depth.stop();
     world.context.closeStream(peer);
@@ -187,7 +187,7 @@ void measureNext(benchmark::State &state, World &world, Baton &peerUsed)
             used.pass();
         }
     });
-    nubrix::bench::measureBeside(
+    nubrix::bench::measureAgainst(
         state, kFrames, [&] { world.run(state, 1, used); }, [&] { world.run(state, 0, peerUsed); });
     depth.stop();
     reader.join();
