@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -41,21 +42,21 @@ protected:
     ~KernelFixture() override { setImageKernel(m_before); }
 
     // Sanitizers and the emulator of 32-bit ARM are 10 to 50 times slower: there only every 13th of
-    // the small sizes is tried, every 5th of the large ones and every 5th of the values of U, but
-    // for the kernel that runs on that board. A plain build tries them all.
-    static unsigned int everySize() { return isThinned() ? 13 : 1; }
-    static unsigned int everyLargeSize() { return isThinned() ? 5 : 1; }
+    // the small sizes is tried, every 5th of the large ones and every 5th of the values of U. The
+    // kernel that runs on that board is tried with every 3rd size and every value. A plain build and
+    // the board itself try everything.
+    static unsigned int everySize() { return isThinned() ? 13 : isEmulated() ? 3 : 1; }
+    static unsigned int everyLargeSize() { return isThinned() ? 5 : isEmulated() ? 3 : 1; }
     static int everyU() { return isThinned() ? 5 : 1; }
 
 private:
+    static bool isEmulated() { return std::getenv("NUBRIX_EMULATED") != nullptr; }
     static bool isThinned()
     {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
         return true;
-#elif defined(__arm__)
-        return GetParam().name != nameOf(InstructionSet::kNeon);
 #else
-        return false;
+        return isEmulated() && GetParam().name != nameOf(InstructionSet::kNeon);
 #endif
     }
 
