@@ -164,8 +164,8 @@ public:
     /// Writes the next colour frame of the first colour stream as a 24-bit bitmap, waiting up to 1
     /// s for one, and holds nothing while it writes; without a path (null or empty) as
     /// YYYYMMDDhhmmss.bmp in the current folder. -8 without a colour stream or for pixels that are
-    /// not complete RGB888, -1 without a frame in time, -2 for a stream that is not started, -9 when
-    /// destroy ends the wait, -4 when the file cannot be opened or written in full.
+    /// not complete RGB888, -1 without a frame in time, -2 for a stream that is not started, -9
+    /// when destroy ends the wait, -4 when the file cannot be opened or written in full.
     virtual int takePhoto(const char *path) = 0;
 
     /// Makes a point of each pixel of a depth image. docs/pointcloud.md sets the three conversions

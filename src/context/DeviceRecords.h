@@ -27,7 +27,8 @@ public:
     void clear();
     /// Appends a driver's cameras; returns the driver's status.
     int append(NubrixBaseDriver &driver);
-    /// Queries all drivers again. Until the last has answered, the count and look-ups are as before.
+    /// Queries all drivers again. Until the last has answered, the count and look-ups are as
+    /// before.
     void rebuild(const DriverTable &drivers);
     /// Queries the GMSL cameras of a driver.
     void readGmsl(NubrixBaseDriver &driver);

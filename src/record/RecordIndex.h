@@ -15,10 +15,10 @@
 
 namespace nubrix {
 
-/// Walks the file when it is made, and on from there when it is updated. A record counts as complete
-/// when its pixels end at the end of the file or where another tag, or a piece of one, stands:
-/// where a length leads astray, it is not the recorder's or the pixels were not written in full.
-/// Not thread-safe.
+/// Walks the file when it is made, and on from there when it is updated. A record counts as
+/// complete when its pixels end at the end of the file or where another tag, or a piece of one,
+/// stands: where a length leads astray, it is not the recorder's or the pixels were not written in
+/// full. Not thread-safe.
 class RecordIndex final {
 public:
     /// Where a record stands, and all values of its tag when it was found.

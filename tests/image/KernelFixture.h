@@ -43,8 +43,8 @@ protected:
 
     // Sanitizers and the emulator of 32-bit ARM are 10 to 50 times slower: there only every 13th of
     // the small sizes is tried, every 5th of the large ones and every 5th of the values of U. The
-    // kernel that runs on that board is tried with every 3rd size and every value. A plain build and
-    // the board itself try everything.
+    // kernel that runs on that board is tried with every 3rd size and every value. A plain build
+    // and the board itself try everything.
     static unsigned int everySize() { return isThinned() ? 13 : isEmulated() ? 3 : 1; }
     static unsigned int everyLargeSize() { return isThinned() ? 5 : isEmulated() ? 3 : 1; }
     static int everyU() { return isThinned() ? 5 : 1; }

@@ -151,8 +151,8 @@ TEST_F(LogSettingsTest, AnInvalidVariableIsReportedAndIgnored)
     std::unique_ptr<LoadedLogPlugin> plugin;
     for (const char *value : {"5", "-1", "abc", "11", " 1", "1 "}) {
         setenv("NUBRIX_LOG_LEVEL", value, 1);
-        EXPECT_EQ(stderrOfLoading(plugin), std::string("nubrix log: NUBRIX_LOG_LEVEL is \"") + value +
-                                           "\"; it must be 0 to 4. Ignored.\n");
+        EXPECT_EQ(stderrOfLoading(plugin), std::string("nubrix log: NUBRIX_LOG_LEVEL is \"") +
+                                               value + "\"; it must be 0 to 4. Ignored.\n");
         EXPECT_EQ(plugin->level(), 3);
         plugin.reset();
     }
