@@ -7,13 +7,12 @@
 #include <thread>
 #include <utility>
 
-#include "common/ModeTable.h"
-#include "common/Property.h"
+#include "common/CameraProperties.h"
 #include "common/StreamSlots.h"
-#include "common/Versions.h"
+#include "common/ModeTable.h"
 #include "net/Aravis.h"
 #include "net/CameraSetup.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -50,7 +49,7 @@ int awaitRelease(const std::string &name, const std::string &address,
 {
     const ControlState state = readControlState(address);
     if (state == ControlState::kNoAnswer) {
-        report(name + " does not answer: check its cable, its power and the address");
+        kReporter.error(name + " does not answer: check its cable, its power and the address");
         return kGone;
     }
     if (state == ControlState::kFree)
@@ -58,8 +57,9 @@ int awaitRelease(const std::string &name, const std::string &address,
     while (!canTakeControl(address)) {
         if (CameraState::Clock::now() >= deadline) {
             const std::string owner = controllerOf(address);
-            report(name + " is controlled by " + (owner.empty() ? "another application" : owner) +
-                   ": close it there and open it again");
+            kReporter.error(name + " is controlled by " +
+                            (owner.empty() ? "another application" : owner) +
+                            ": close it there and open it again");
             return kWrongState;
         }
         std::this_thread::sleep_for(kRetry);
@@ -111,7 +111,7 @@ NetDevice::~NetDevice()
 
 void NetDevice::reportSlow() const
 {
-    report(m_uri + " answers, but does not complete requests in time");
+    kReporter.error(m_uri + " answers, but does not complete requests in time");
 }
 
 /// Aravis does not report why it could not read something. The channel knows whether the camera has
@@ -122,7 +122,8 @@ int NetDevice::reportConnectError(const Error &error)
     if (!channel.hasFailed() && error)
         return reportError(m_uri, error);
     if (channel.isUnresponsive())
-        report(m_uri + " does not answer: check its cable and its power, then open it again");
+        kReporter.error(m_uri +
+                        " does not answer: check its cable and its power, then open it again");
     else
         reportSlow();
     return kGone;
@@ -142,7 +143,7 @@ try {
     }
     if (std::all_of(m_modes.begin(), m_modes.end(),
                     [](const auto &m) { return m.records.empty(); }))
-        report(m_uri + " has no pixel format that this driver knows: it has no streams");
+        kReporter.error(m_uri + " has no pixel format that this driver knows: it has no streams");
     return kDone;
 } catch (...) {
     reportFailure("opening a network camera");
@@ -153,14 +154,15 @@ int NetDevice::connectCamera()
 {
     const ObjectPtr<GInetAddress> local(g_inet_address_new_from_string(m_local.c_str()));
     if (!local || !m_remote) {
-        report(m_uri + ": there is no route to it");
+        kReporter.error(m_uri + ": there is no route to it");
         return kGone;
     }
     ControlChannel &channel = m_worker->channel();
     Error error;
     const ObjectPtr<ArvDevice> device = makeDevice(channel, *local, *m_remote, error);
     if (!device && statusOf(error) == kWrongState) {
-        report(m_uri + " is controlled by another application: close it there and open it again");
+        kReporter.error(m_uri +
+                        " is controlled by another application: close it there and open it again");
         return kWrongState;
     }
     if (!device)
@@ -207,7 +209,7 @@ try {
         return kBadArgument;
     const auto place = static_cast<std::size_t>(number);
     if (m_modes[place].records.empty()) {
-        report(m_uri + " has no " + streamName(streamType) + " stream");
+        kReporter.error(m_uri + " has no " + streamName(streamType) + " stream");
         return kUnsupported;
     }
     if (m_state->isGone())
@@ -295,13 +297,13 @@ try {
         return kBadArgument;
     const StreamModes &modes = m_modes[static_cast<std::size_t>(number)];
     if (modes.records.empty()) {
-        report(m_uri + " has no " + streamName(streamType) + " stream");
+        kReporter.error(m_uri + " has no " + streamName(streamType) + " stream");
         return kUnsupported;
     }
     if (m_state->isGone())
         return kGone;
     if (modes.find(mode) == modes.records.size()) {
-        report(m_uri + " " + streamName(streamType) + ": " + modes.refusal(mode));
+        kReporter.error(m_uri + " " + streamName(streamType) + ": " + modes.refusal(mode));
         return kBadArgument;
     }
     const std::lock_guard<std::mutex> lock(m_lock);

@@ -4,10 +4,10 @@
 #include <exception>
 #include <utility>
 
-#include "common/Property.h"
+#include "common/CameraProperties.h"
 #include "net/CameraSetup.h"
 #include "net/NetDevice.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -72,10 +72,10 @@ try {
     if (m_state->isGone())
         return kGone;
     if (id == NUBRIX_PROPERTY_VERSION)
-        return giveOut(&m_versions, sizeof m_versions, data, size);
+        return copyProperty(&m_versions, sizeof m_versions, data, size);
     if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE || id == kPropertyIncomplete) {
         const unsigned int value = id == kPropertyIncomplete ? m_incomplete : m_streamFlagMode;
-        return giveOut(&value, sizeof value, data, size);
+        return copyProperty(&value, sizeof value, data, size);
     }
     if (slotNumber(id - kPropertyCounters) >= 0)
         return getCounters(id - kPropertyCounters, data, size);
@@ -87,7 +87,7 @@ try {
     Bytes value;
     if (const int status = access(std::move(*feature), value, callDeadline()))
         return status;
-    return giveOut(value.data(), static_cast<unsigned int>(value.size()), data, size);
+    return copyProperty(value.data(), static_cast<unsigned int>(value.size()), data, size);
 } catch (const std::exception &) {
     return kFailed;
 }
@@ -97,7 +97,7 @@ int NetDevice::getCounters(unsigned int streamType, void *data, unsigned int *si
     const std::lock_guard<std::mutex> lock(m_lock);
     const Slot &slot = m_slots[static_cast<std::size_t>(slotNumber(streamType))];
     const StreamCounters counters = slot.stream ? slot.stream->counters() : StreamCounters{};
-    return giveOut(&counters, sizeof counters, data, size);
+    return copyProperty(&counters, sizeof counters, data, size);
 }
 
 // The camera reports the intrinsics of the whole sensor; a mode is a region in the middle of it.
@@ -114,7 +114,7 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
         std::memcpy(&value, bytes.data(), sizeof value);
         if (std::abs(value) <= kLargestIntrinsic)
             return kDone;
-        report(m_uri + ": its " + name + " is " + numberText(value));
+        kReporter.error(m_uri + ": its " + name + " is " + numberText(value));
         return kFailed;
     };
     double focal = 0;
@@ -133,7 +133,7 @@ int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *
     const CameraIntrinsics intrinsics = {static_cast<float>(focal), static_cast<float>(focal),
                                          static_cast<float>(u - offset.x),
                                          static_cast<float>(v - offset.y)};
-    return giveOut(&intrinsics, sizeof intrinsics, data, size);
+    return copyProperty(&intrinsics, sizeof intrinsics, data, size);
 }
 
 int NetDevice::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
@@ -149,7 +149,7 @@ try {
     const int status = access(std::move(*request), value, callDeadline());
     if (status != kDone || isWrite)
         return status;
-    return giveOut(value.data(), static_cast<unsigned int>(value.size()), out, outSize);
+    return copyProperty(value.data(), static_cast<unsigned int>(value.size()), out, outSize);
 } catch (const std::exception &) {
     return kFailed;
 }

@@ -7,7 +7,6 @@
 #include <mutex>
 
 #include "common/DriverStream.h"
-#include "common/FramePtr.h"
 #include "net/Aravis.h"
 #include "net/CameraMonitor.h"
 #include "net/CameraSetup.h"
