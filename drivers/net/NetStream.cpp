@@ -273,7 +273,7 @@ NetStream::~NetStream()
 
 unsigned int NetStream::getFrameBufferSize()
 {
-    const typedefNubrixFrameMode mode = m_device.modeOf(m_streamType);
+    const typedefNubrixFrameMode mode = m_device.mode(m_streamType);
     return static_cast<unsigned int>(mode.width) * mode.height * pixelBytes(mode.pixelFormat);
 }
 
@@ -281,7 +281,7 @@ int NetStream::start()
 try {
     if (!mayStart())
         return kWrongState;
-    if (m_device.state()->isGone())
+    if (m_device.isGone())
         return kGone;
     StreamSetup setup = m_device.setupOf(m_streamType);
     setup.frameCapacity = m_allocator->getFrameBufferSize();
@@ -352,10 +352,10 @@ bool NetStream::isEnding() const
     return m_session && m_session->isDelivering();
 }
 
-bool NetStream::hasTimedOut() const
+bool NetStream::isResponsive() const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_session && m_session->hasTimedOut();
+    return !m_session || !m_session->hasTimedOut();
 }
 
 StreamCounters NetStream::counters() const
