@@ -43,6 +43,8 @@ const char *streamName(unsigned int streamType)
             return "depth";
         case NUBRIX_STREAM_IR:
             return "ir";
+        case NUBRIX_STREAM_LIGHT_IR:
+            return "light-ir";
         default:
             return "stream";
     }

@@ -31,7 +31,7 @@ bool isSame(const typedefNubrixFrameMode &left, const typedefNubrixFrameMode &ri
 /// Bytes of a pixel in a frame. Thread-safe.
 unsigned int pixelBytes(unsigned int pixelFormat);
 
-/// "color", "depth", "ir". Thread-safe.
+/// "color", "depth", "ir", "light-ir". Thread-safe.
 const char *streamName(unsigned int streamType);
 
 /// "640x480 at 30 frames/s". Thread-safe.

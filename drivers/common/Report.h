@@ -29,11 +29,6 @@ struct Reporter {
     void milestone(const std::string &text) const;
 };
 
-inline void reportAs(const char *module, const char *subject, const std::string &text)
-{
-    Reporter{module, subject}.error(text);
-}
-
 /// Writes the line "<operation> failed: <what()>" of the exception that is being handled, as
 /// an error; module and subject are the plug-in's name ("NubrixUvcDriver"). Needs no memory of
 /// its own; lines of more than 511 bytes are cut. Within catch handlers only. Thread-safe.

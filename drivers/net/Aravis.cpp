@@ -9,7 +9,7 @@
 
 #include "net/CameraWorker.h"
 #include "net/Genicam.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -244,13 +244,14 @@ int reportError(const std::string &name, const Error &error)
 {
     const int status = statusOf(error);
     if (isLate(error))
-        report(name + " answers, but does not complete requests in time");
+        kReporter.error(name + " answers, but does not complete requests in time");
     else if (status == kGone)
-        report(name + " does not answer: check its cable and its power, then open it again");
+        kReporter.error(name +
+                        " does not answer: check its cable and its power, then open it again");
     else if (status == kWrongState)
-        report(name + " is no longer under control: another application has taken it");
+        kReporter.error(name + " is no longer under control: another application has taken it");
     else
-        report(name + " failed: " + error.text());
+        kReporter.error(name + " failed: " + error.text());
     return status;
 }
 

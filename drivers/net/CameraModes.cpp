@@ -8,7 +8,7 @@
 #include <tuple>
 #include <utility>
 
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -266,7 +266,7 @@ CameraModes readModes(ArvCamera &camera, const NetSettings &settings, const std:
         } else if (!wanted.empty()) {
             std::string line = "nubrixNet.ini: ";
             line.append(wanted).append(" is not a pixel format of ").append(serial);
-            report(line.append(" for its ").append(name).append(" stream"));
+            kReporter.error(line.append(" for its ").append(name).append(" stream"));
         }
     }
     return modes;

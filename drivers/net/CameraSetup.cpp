@@ -9,7 +9,7 @@
 
 #include "common/ModeTable.h"
 #include "net/Aravis.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -84,8 +84,8 @@ int requireChoice(ArvCamera &camera, const std::string &name, const char *featur
         return reportError(name, error);
     if (current != nullptr && std::strcmp(current, choice) == 0)
         return kDone;
-    report(name + " cannot deliver depth: its " + feature + " is " +
-           (current ? current : "unknown") + " and cannot be set to " + choice);
+    kReporter.error(name + " cannot deliver depth: its " + feature + " is " +
+                    (current ? current : "unknown") + " and cannot be set to " + choice);
     return kUnsupported;
 }
 
@@ -163,8 +163,8 @@ void setRate(ArvCamera &camera, const CameraSetup &setup, Error &error)
         return;
     const double actual = arv_camera_get_frame_rate(&camera, nullptr);
     if (!(std::abs(actual - rate) <= 0.5)) {
-        report(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
-               " frames/s, and the camera gives " + numberText(actual));
+        kReporter.milestone(setup.name + " is set to " + std::to_string(setup.mode.frameRate) +
+                            " frames/s, but the camera delivers " + numberText(actual));
     }
 }
 
@@ -179,10 +179,10 @@ int checkMode(ArvCamera &camera, const CameraSetup &setup)
         return reportError(setup.name, error);
     if (width == setup.mode.width && height == setup.mode.height && code == setup.format.code)
         return kDone;
-    report(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
-           " is not available, the camera gives " + std::to_string(width) + "x" +
-           std::to_string(height) + " " + nameOfPixelFormat(code) +
-           ": close it and open it again to see its modes");
+    kReporter.error(setup.name + " " + textOf(setup.mode) + " " + setup.format.name +
+                    " is not available, the camera delivers " + std::to_string(width) + "x" +
+                    std::to_string(height) + " " + nameOfPixelFormat(code) +
+                    ": close it and open it again to see its modes");
     return kBadArgument;
 }
 
@@ -267,8 +267,8 @@ int readDepthScale(ArvCamera &camera, const std::string &name, DepthScale &depth
     read.scale *= unit;
     read.offset *= unit;
     if (!std::isfinite(read.scale) || read.scale <= 0 || !std::isfinite(read.offset)) {
-        report(name + " cannot deliver depth: a count is " + numberText(read.scale) + " mm from " +
-               numberText(read.offset) + " mm on");
+        kReporter.error(name + " cannot deliver depth: a count is " + numberText(read.scale) +
+                        " mm from " + numberText(read.offset) + " mm on");
         return kUnsupported;
     }
     depth = read;

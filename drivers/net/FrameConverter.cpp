@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "common/ModeTable.h"
-#include "nubrix/image.h"
+#include "common/PixelConversion.h"
 
 namespace nubrix::net {
 
@@ -107,10 +107,8 @@ bool FrameConverter::passesThrough() const
 void FrameConverter::convert(const std::uint8_t *source, std::uint8_t *frame) const
 {
     const std::size_t pixels = m_width * m_height;
-    // The conversions take a pointer to non-const bytes, but only read them.
-    auto *pixel = const_cast<std::uint8_t *>(source);
-    unsigned int consumed = 0;
-    auto produced = static_cast<unsigned int>(3 * pixels);
+    const auto width = static_cast<unsigned int>(m_width);
+    const auto height = static_cast<unsigned int>(m_height);
     if (passesThrough()) {
         std::memcpy(frame, source, sourceBytes());
         return;
@@ -131,12 +129,10 @@ void FrameConverter::convert(const std::uint8_t *source, std::uint8_t *frame) co
             }
             break;
         case Layout::kYuyv:
-            YUV422ToRGB(frame, pixel, static_cast<unsigned int>(m_width),
-                        static_cast<unsigned int>(m_height));
+            yuyvToRgb(source, width, height, frame);
             break;
         case Layout::kUyvy:
-            YUV422ToRGB888(source, frame, static_cast<unsigned int>(2 * pixels), &consumed,
-                           &produced);
+            uyvyToRgb(source, width, height, frame);
             break;
         default:
             convertMosaic(source, frame);

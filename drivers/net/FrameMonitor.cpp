@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "common/ModeTable.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -234,19 +234,21 @@ try {
     const std::string &name = m_setup.name;
     const std::string of = " of " + std::to_string(lost.delivered + lost.held + lost.unusable);
     if (lost.held != 0)
-        report(name + ": frames dropped because the application held all frames: " +
-               std::to_string(lost.held) + of);
+        kReporter.warning(name + ": frames dropped because the application held all frames: " +
+                          std::to_string(lost.held) + of);
     const unsigned int mismatched = m_mismatched;
     if (lost.unusable > mismatched)
-        report(name + ": incomplete frames dropped: " + std::to_string(lost.unusable - mismatched) +
-               of + "; larger packets or a lower rate help, see docs/network.md");
+        kReporter.warning(
+            name + ": incomplete frames dropped: " + std::to_string(lost.unusable - mismatched) +
+            of + "; larger packets or a lower rate help, see docs/network.md");
     if (mismatched != 0)
-        report(name + ": frames dropped because they were " + m_mismatch + ": " +
-               std::to_string(mismatched) + of);
+        kReporter.warning(name + ": frames dropped because they were " + m_mismatch + ": " +
+                          std::to_string(mismatched) + of);
     if (lost.missed != 0)
-        report(name + ": frames that never arrived: " + std::to_string(lost.missed));
+        kReporter.warning(name + ": frames that never arrived: " + std::to_string(lost.missed));
     if (lost.flagged != 0)
-        report(name + ": incomplete frames delivered: " + std::to_string(lost.flagged) + of);
+        kReporter.warning(name + ": incomplete frames delivered: " + std::to_string(lost.flagged) +
+                          of);
 } catch (const std::exception &) {
     // No memory for the lines.
 }

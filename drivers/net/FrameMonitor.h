@@ -14,7 +14,7 @@
 #include <string>
 #include <thread>
 
-#include "common/RunningCounters.h"
+#include "common/CameraProperties.h"
 #include "net/Aravis.h"
 #include "net/CameraSetup.h"
 

@@ -17,7 +17,7 @@
 
 #include "common/Text.h"
 #include "net/CameraSetup.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -330,7 +330,7 @@ int accessFeature(ArvCamera &camera, const FeatureRequest &request, Bytes &value
         writeValue(device, node, request, error);
     if (!error)
         return kDone;
-    report(request.name + ": " + error.text());
+    kReporter.error(request.name + ": " + error.text());
     return statusOf(error);
 }
 

@@ -8,12 +8,9 @@
 #include <utility>
 
 #include "common/ModeTable.h"
-#include "common/Property.h"
-#include "common/StreamSlots.h"
-#include "common/Versions.h"
 #include "net/Aravis.h"
 #include "net/CameraSetup.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -50,7 +47,7 @@ int awaitRelease(const std::string &name, const std::string &address,
 {
     const ControlState state = readControlState(address);
     if (state == ControlState::kNoAnswer) {
-        report(name + " does not answer: check its cable, its power and the address");
+        kReporter.error(name + " does not answer: check its cable, its power and the address");
         return kGone;
     }
     if (state == ControlState::kFree)
@@ -58,8 +55,9 @@ int awaitRelease(const std::string &name, const std::string &address,
     while (!canTakeControl(address)) {
         if (CameraState::Clock::now() >= deadline) {
             const std::string owner = controllerOf(address);
-            report(name + " is controlled by " + (owner.empty() ? "another application" : owner) +
-                   ": close it there and open it again");
+            kReporter.error(name + " is controlled by " +
+                            (owner.empty() ? "another application" : owner) +
+                            ": close it there and open it again");
             return kWrongState;
         }
         std::this_thread::sleep_for(kRetry);
@@ -77,7 +75,7 @@ int NetDevice::open(const std::string &address, CameraState::Clock::time_point b
     std::unique_ptr<NetDevice> opened(new NetDevice(address, settings, workers));
     const auto freeBy =
         std::min(CameraState::Clock::now() + settings.holderTimeout(), deadline - kConnecting);
-    if (const int status = awaitRelease(opened->m_uri, address, freeBy))
+    if (const int status = awaitRelease(opened->name(), address, freeBy))
         return status;
     auto connected =
         opened->m_worker->submit(deadline, [self = opened.get()] { return self->connect(); });
@@ -91,8 +89,8 @@ int NetDevice::open(const std::string &address, CameraState::Clock::time_point b
 
 NetDevice::NetDevice(const std::string &address, const NetSettings &settings,
                      CameraWorkers &workers)
-    : m_address(address),
-      m_uri("net:" + address),
+    : DriverDevice(kReporter, "net:" + address),
+      m_address(address),
       m_local(localAddressFor(address)),
       m_remote(g_inet_address_new_from_string(address.c_str())),
       m_settings(settings),
@@ -104,14 +102,14 @@ NetDevice::NetDevice(const std::string &address, const NetSettings &settings,
 
 NetDevice::~NetDevice()
 {
-    NetDevice::closeAllStreams();
+    DriverDevice::closeAllStreams();
     const auto now = CameraState::Clock::now();
     m_worker->retire(m_state->isUnresponsive() ? now : now + kReleaseTimeout);
 }
 
 void NetDevice::reportSlow() const
 {
-    report(m_uri + " answers, but does not complete requests in time");
+    kReporter.error(name() + " answers, but does not complete requests in time");
 }
 
 /// Aravis does not report why it could not read something. The channel knows whether the camera has
@@ -120,9 +118,10 @@ int NetDevice::reportConnectError(const Error &error)
 {
     const ControlChannel &channel = m_worker->channel();
     if (!channel.hasFailed() && error)
-        return reportError(m_uri, error);
+        return reportError(name(), error);
     if (channel.isUnresponsive())
-        report(m_uri + " does not answer: check its cable and its power, then open it again");
+        kReporter.error(name() +
+                        " does not answer: check its cable and its power, then open it again");
     else
         reportSlow();
     return kGone;
@@ -136,13 +135,11 @@ try {
     m_modes = readModes(*camera(), m_settings, m_versions.serialNumber);
     if (m_worker->channel().hasFailed())
         return reportConnectError(Error());
-    for (std::size_t i = 0; i < m_slots.size(); ++i) {
-        if (!m_modes[i].records.empty())
-            m_slots[i].handedOut = m_slots[i].current = m_modes[i].records[m_modes[i].first];
-    }
+    for (const StreamModes &modes : m_modes)
+        addStream(modes, modes.first);
     if (std::all_of(m_modes.begin(), m_modes.end(),
                     [](const auto &m) { return m.records.empty(); }))
-        report(m_uri + " has no pixel format that this driver knows: it has no streams");
+        kReporter.error(name() + " has no pixel format that this driver knows: it has no streams");
     return kDone;
 } catch (...) {
     reportFailure("opening a network camera");
@@ -153,14 +150,15 @@ int NetDevice::connectCamera()
 {
     const ObjectPtr<GInetAddress> local(g_inet_address_new_from_string(m_local.c_str()));
     if (!local || !m_remote) {
-        report(m_uri + ": there is no route to it");
+        kReporter.error(name() + ": there is no route to it");
         return kGone;
     }
     ControlChannel &channel = m_worker->channel();
     Error error;
     const ObjectPtr<ArvDevice> device = makeDevice(channel, *local, *m_remote, error);
     if (!device && statusOf(error) == kWrongState) {
-        report(m_uri + " is controlled by another application: close it there and open it again");
+        kReporter.error(name() +
+                        " is controlled by another application: close it there and open it again");
         return kWrongState;
     }
     if (!device)
@@ -190,80 +188,37 @@ void NetDevice::readIdentity()
     m_sensor = readSensor(*camera);
 }
 
-// --- streams
-
-int NetDevice::slotNumber(unsigned int streamType) const
+std::shared_ptr<DriverStream> NetDevice::newStream(unsigned int streamType)
 {
-    const auto found = std::find_if(m_modes.begin(), m_modes.end(), [&](const StreamModes &modes) {
-        return modes.streamType == streamType;
-    });
-    return found == m_modes.end() ? -1 : static_cast<int>(found - m_modes.begin());
+    return std::make_shared<NetStream>(*this, streamType);
 }
 
-int NetDevice::createStream(unsigned int streamType, NubrixBaseStream **stream)
-try {
-    const int number = slotNumber(streamType);
-    if (number < 0 || stream == nullptr)
-        return kBadArgument;
-    const auto place = static_cast<std::size_t>(number);
-    if (m_modes[place].records.empty()) {
-        report(m_uri + " has no " + streamName(streamType) + " stream");
-        return kUnsupported;
-    }
-    if (m_state->isGone())
-        return kGone;
-    const std::lock_guard<std::mutex> lock(m_lock);
-    Slot &slot = m_slots[place];
-    if (slot.stream)
-        return kWrongState;
-    slot.stream = std::make_unique<NetStream>(*this, streamType);
-    *stream = slot.stream.get();
-    return kDone;
-} catch (...) {
-    reportFailure("making a stream of a network camera");
-    return kFailed;
-}
-
-int NetDevice::destroyStream(NubrixBaseStream **stream)
+const StreamModes &NetDevice::modesOf(unsigned int streamType) const
 {
-    return destroyStreamIn(m_slots, m_lock, stream);
-}
-
-int NetDevice::closeAllStreams()
-{
-    return closeStreamsIn(m_slots, m_lock);
+    return *std::find_if(m_modes.begin(), m_modes.end(),
+                         [&](const StreamModes &modes) { return modes.streamType == streamType; });
 }
 
 bool NetDevice::claimCamera(const NetStream &stream)
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (m_claim != nullptr)
-        return false;
-    m_claim = &stream;
-    return true;
+    const NetStream *none = nullptr;
+    return m_claim.compare_exchange_strong(none, &stream);
 }
 
 void NetDevice::releaseCamera(const NetStream &stream)
 {
-    const std::lock_guard<std::mutex> lock(m_lock);
-    if (m_claim == &stream)
-        m_claim = nullptr;
-}
-
-typedefNubrixFrameMode NetDevice::modeOf(unsigned int streamType) const
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    return m_slots[static_cast<std::size_t>(slotNumber(streamType))].current;
+    const NetStream *claim = &stream;
+    m_claim.compare_exchange_strong(claim, nullptr);
 }
 
 StreamSetup NetDevice::setupOf(unsigned int streamType) const
 {
-    const StreamModes &modes = m_modes[static_cast<std::size_t>(slotNumber(streamType))];
+    const StreamModes &modes = modesOf(streamType);
     StreamSetup setup = {};
-    setup.name = m_uri + " " + streamName(streamType);
+    setup.name = name() + " " + streamName(streamType);
     setup.address = m_local;
     setup.sensor = m_sensor;
-    setup.mode = modeOf(streamType);
+    setup.mode = mode(streamType);
     setup.format = *modes.format;
     setup.component = modes.component;
     setup.packetSize = m_settings.packetSize();
@@ -271,75 +226,6 @@ StreamSetup NetDevice::setupOf(unsigned int streamType) const
     setup.streamType = streamType;
     setup.deliversIncomplete = m_incomplete != 0;
     return setup;
-}
-
-// --- modes
-
-int NetDevice::getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
-                                   unsigned int *count)
-{
-    const int number = slotNumber(streamType);
-    if (number < 0 || modes == nullptr || count == nullptr)
-        return kBadArgument;
-    const auto &records = m_modes[static_cast<std::size_t>(number)].records;
-    *modes = records.data();
-    *count = static_cast<unsigned int>(records.size());
-    return kDone;
-}
-
-int NetDevice::setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
-                            bool /*restart*/)
-try {
-    const int number = slotNumber(streamType);
-    if (number < 0)
-        return kBadArgument;
-    const StreamModes &modes = m_modes[static_cast<std::size_t>(number)];
-    if (modes.records.empty()) {
-        report(m_uri + " has no " + streamName(streamType) + " stream");
-        return kUnsupported;
-    }
-    if (m_state->isGone())
-        return kGone;
-    if (modes.find(mode) == modes.records.size()) {
-        report(m_uri + " " + streamName(streamType) + ": " + modes.refusal(mode));
-        return kBadArgument;
-    }
-    const std::lock_guard<std::mutex> lock(m_lock);
-    Slot &slot = m_slots[static_cast<std::size_t>(number)];
-    if (slot.stream && slot.stream->isRunning())
-        return kWrongState;
-    slot.current = mode;
-    // Written only when it changes: the application may be reading it while a start sets the same
-    // mode.
-    if (!isSame(slot.handedOut, mode))
-        slot.handedOut = mode;
-    return kDone;
-} catch (const std::exception &) {
-    return kFailed;
-}
-
-typedefNubrixFrameMode *NetDevice::getCurrentFrameMode(unsigned int streamType)
-{
-    const int number = slotNumber(streamType);
-    if (number < 0 || m_modes[static_cast<std::size_t>(number)].records.empty())
-        return nullptr;
-    return &m_slots[static_cast<std::size_t>(number)].handedOut;
-}
-
-int NetDevice::deviceState()
-{
-    return m_state->isGone() ? NUBRIX_DEVICE_DISCONNECTED : NUBRIX_DEVICE_CONNECTED;
-}
-
-int NetDevice::keepLiveState()
-{
-    if (m_state->isGone())
-        return 0;
-    const std::lock_guard<std::mutex> lock(m_lock);
-    const bool hasTimedOut = std::any_of(m_slots.begin(), m_slots.end(), [](const Slot &slot) {
-        return slot.stream && slot.stream->hasTimedOut();
-    });
-    return hasTimedOut ? 0 : 1;
 }
 
 }  // namespace nubrix::net

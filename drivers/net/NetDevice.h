@@ -1,13 +1,12 @@
 // One opened network camera.
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "common/DriverDevice.h"
 #include "net/CameraModes.h"
 #include "net/CameraMonitor.h"
 #include "net/CameraWorker.h"
@@ -15,7 +14,6 @@
 #include "net/Gvcp.h"
 #include "net/NetSettings.h"
 #include "net/NetStream.h"
-#include "nubrix/driver.h"
 
 namespace nubrix::net {
 
@@ -24,7 +22,7 @@ namespace nubrix::net {
 constexpr unsigned int kPropertyIncomplete = 0x5b00;
 
 /// An opened camera; its destruction closes it. Only its worker accesses the camera. Thread-safe.
-class NetDevice final : public NubrixBaseDevice {
+class NetDevice final : public DriverDevice {
 public:
     /// Opens the camera at an address: -9 when it does not answer, -2 when another application
     /// has its control and does not release it in time, -1 when its description cannot be used.
@@ -37,24 +35,13 @@ public:
     /// Does not wait until its worker has released the camera and ended: see CameraWorkers.
     ~NetDevice() override;
 
-    int createStream(unsigned int streamType, NubrixBaseStream **stream) override;
-    int destroyStream(NubrixBaseStream **stream) override;
-    int closeAllStreams() override;
     int setProperty(unsigned int id, const void *data, unsigned int size) override;
     int getProperty(unsigned int id, void *data, unsigned int *size) override;
     int propertyTranspraentTransmission(unsigned char *in, unsigned int inSize, unsigned char *out,
                                         unsigned int *outSize) override;
-    int deviceState() override;
-    int keepLiveState() override;
-    int getSupportFrameMode(unsigned int streamType, const typedefNubrixFrameMode **modes,
-                            unsigned int *count) override;
-    int setFrameMode(unsigned int streamType, const typedefNubrixFrameMode &mode,
-                     bool restart) override;
-    typedefNubrixFrameMode *getCurrentFrameMode(unsigned int streamType) override;
-    const char *getDeviceId() override { return m_uri.c_str(); }
     int getDeviceKind() override { return 2; }
+    bool isGone() override { return m_state->isGone(); }
 
-    const std::string &name() const { return m_uri; }
     const std::shared_ptr<CameraState> &state() const { return m_state; }
 
     // For the streams of this device:
@@ -62,7 +49,6 @@ public:
     CameraWorker &worker() { return *m_worker; }
     /// For use by tasks of the worker.
     ArvCamera *camera() const { return m_worker->camera(); }
-    typedefNubrixFrameMode modeOf(unsigned int streamType) const;
     /// The setup of a session, without allocator and callback.
     StreamSetup setupOf(unsigned int streamType) const;
     /// Reserves the camera for a stream; false when another stream has it.
@@ -84,12 +70,6 @@ private:
     static constexpr std::chrono::milliseconds kGrace{100};  // for a task after its deadline
     static constexpr std::chrono::milliseconds kReleaseTimeout{500};
 
-    struct Slot {
-        typedefNubrixFrameMode current;
-        typedefNubrixFrameMode handedOut;  // the application has its address and may write to it
-        std::unique_ptr<NetStream> stream;
-    };
-
     NetDevice(const std::string &address, const NetSettings &settings, CameraWorkers &workers);
 
     int connect();
@@ -97,25 +77,22 @@ private:
     int reportConnectError(const Error &error);
     void reportSlow() const;
     void readIdentity();
-    int slotNumber(unsigned int streamType) const;
+    const StreamModes &modesOf(unsigned int streamType) const;
+    std::shared_ptr<DriverStream> newStream(unsigned int streamType) override;
+    NubrixVersions versions() const override { return m_versions; }
     int access(FeatureRequest request, Bytes &value, CameraState::Clock::time_point deadline);
     int getIntrinsics(unsigned int streamType, void *data, unsigned int *size);
-    int getCounters(unsigned int streamType, void *data, unsigned int *size);
 
     const std::string m_address;  // fixed after construction, as is what follows after connect
-    const std::string m_uri;
-    const std::string m_local;  // address of this machine on the camera's network
+    const std::string m_local;    // address of this machine on the camera's network
     const ObjectPtr<GInetAddress> m_remote;
     const NetSettings m_settings;
     const std::shared_ptr<CameraState> m_state;
     NubrixVersions m_versions = {};
     CameraModes m_modes;
     Sensor m_sensor = {};
-    std::atomic<unsigned int> m_streamFlagMode{1};
     std::atomic<unsigned int> m_incomplete;
-    mutable std::mutex m_lock;
-    std::array<Slot, 3> m_slots = {};  // both under m_lock
-    const NetStream *m_claim = nullptr;
+    std::atomic<const NetStream *> m_claim{nullptr};
     const std::shared_ptr<CameraWorker> m_worker;
 };
 

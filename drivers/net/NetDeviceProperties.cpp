@@ -4,10 +4,10 @@
 #include <exception>
 #include <utility>
 
-#include "common/Property.h"
+#include "common/CameraProperties.h"
 #include "net/CameraSetup.h"
 #include "net/NetDevice.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -40,7 +40,7 @@ try {
     if (auto feature = featureOfProperty(id)) {
         if (data == nullptr && size != 0)
             return kBadArgument;
-        if (m_state->isGone())
+        if (isGone())
             return kGone;
         const auto *bytes = static_cast<const unsigned char *>(data);
         feature->isWrite = true;
@@ -48,18 +48,17 @@ try {
         Bytes nothing;
         return access(std::move(*feature), nothing, callDeadline());
     }
-    if (id != NUBRIX_PROPERTY_STREAM_FLAG_MODE && id != kPropertyIncomplete)
-        return kUnsupported;
+    if (id != kPropertyIncomplete)
+        return DriverDevice::setProperty(id, data, size);
     unsigned int value = 0;
     if (data == nullptr || size != sizeof value)
         return kBadArgument;
-    if (m_state->isGone())
+    if (isGone())
         return kGone;
     std::memcpy(&value, data, sizeof value);
-    const bool isFlagMode = id == NUBRIX_PROPERTY_STREAM_FLAG_MODE;
-    if (isFlagMode ? value < 1 || value > 4 : value > 1)
+    if (value > 1)
         return kBadArgument;
-    (isFlagMode ? m_streamFlagMode : m_incomplete) = value;
+    m_incomplete = value;
     return kDone;
 } catch (const std::exception &) {
     return kFailed;
@@ -69,71 +68,60 @@ int NetDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 try {
     if (data == nullptr || size == nullptr)
         return kBadArgument;
-    if (m_state->isGone())
+    if (isGone())
         return kGone;
-    if (id == NUBRIX_PROPERTY_VERSION)
-        return giveOut(&m_versions, sizeof m_versions, data, size);
-    if (id == NUBRIX_PROPERTY_STREAM_FLAG_MODE || id == kPropertyIncomplete) {
-        const unsigned int value = id == kPropertyIncomplete ? m_incomplete : m_streamFlagMode;
-        return giveOut(&value, sizeof value, data, size);
+    if (id == kPropertyIncomplete) {
+        const unsigned int value = m_incomplete;
+        return copyProperty(&value, sizeof value, data, size);
     }
-    if (slotNumber(id - kPropertyCounters) >= 0)
+    if (knows(id - kPropertyCounters))
         return getCounters(id - kPropertyCounters, data, size);
-    if (slotNumber(id - kPropertyIntrinsics) >= 0)
+    if (knows(id - kPropertyIntrinsics))
         return getIntrinsics(id - kPropertyIntrinsics, data, size);
     auto feature = featureOfProperty(id);
     if (!feature)
-        return kUnsupported;
+        return DriverDevice::getProperty(id, data, size);
     Bytes value;
     if (const int status = access(std::move(*feature), value, callDeadline()))
         return status;
-    return giveOut(value.data(), static_cast<unsigned int>(value.size()), data, size);
+    return copyProperty(value.data(), static_cast<unsigned int>(value.size()), data, size);
 } catch (const std::exception &) {
     return kFailed;
-}
-
-int NetDevice::getCounters(unsigned int streamType, void *data, unsigned int *size)
-{
-    const std::lock_guard<std::mutex> lock(m_lock);
-    const Slot &slot = m_slots[static_cast<std::size_t>(slotNumber(streamType))];
-    const StreamCounters counters = slot.stream ? slot.stream->counters() : StreamCounters{};
-    return giveOut(&counters, sizeof counters, data, size);
 }
 
 // The camera reports the intrinsics of the whole sensor; a mode is a region in the middle of it.
 int NetDevice::getIntrinsics(unsigned int streamType, void *data, unsigned int *size)
 {
-    if (m_modes[static_cast<std::size_t>(slotNumber(streamType))].records.empty())
+    const StreamModes &modes = modesOf(streamType);
+    if (modes.records.empty())
         return kUnsupported;
     const auto deadline = callDeadline();
-    const auto read = [&](const char *name, double &value) {
+    const auto read = [&](const char *feature, double &value) {
         Bytes bytes;
-        const int status = access({false, FeatureType::kFloat, name, {}}, bytes, deadline);
+        const int status = access({false, FeatureType::kFloat, feature, {}}, bytes, deadline);
         if (status != kDone)
             return status;
         std::memcpy(&value, bytes.data(), sizeof value);
         if (std::abs(value) <= kLargestIntrinsic)
             return kDone;
-        report(m_uri + ": its " + name + " is " + numberText(value));
+        kReporter.error(name() + ": its " + feature + " is " + numberText(value));
         return kFailed;
     };
     double focal = 0;
     double u = 0;
     double v = 0;
-    for (const auto &[name, value] :
+    for (const auto &[feature, value] :
          {std::pair<const char *, double *>("Scan3dFocalLength", &focal),
           {"Scan3dPrincipalPointU", &u},
           {"Scan3dPrincipalPointV", &v}}) {
-        if (const int status = read(name, *value))
+        if (const int status = read(feature, *value))
             return status;
     }
-    const typedefNubrixFrameMode mode = modeOf(streamType);
-    const PixelFormat &format = *m_modes[static_cast<std::size_t>(slotNumber(streamType))].format;
-    const RegionOffset offset = offsetOf(m_sensor, mode, format);
+    const RegionOffset offset = offsetOf(m_sensor, mode(streamType), *modes.format);
     const CameraIntrinsics intrinsics = {static_cast<float>(focal), static_cast<float>(focal),
                                          static_cast<float>(u - offset.x),
                                          static_cast<float>(v - offset.y)};
-    return giveOut(&intrinsics, sizeof intrinsics, data, size);
+    return copyProperty(&intrinsics, sizeof intrinsics, data, size);
 }
 
 int NetDevice::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
@@ -142,14 +130,14 @@ try {
     auto request = parseFeatureRequest(in, inSize);
     if (!request || (!request->isWrite && (out == nullptr || outSize == nullptr)))
         return kBadArgument;
-    if (m_state->isGone())
+    if (isGone())
         return kGone;
     const bool isWrite = request->isWrite;
     Bytes value;
     const int status = access(std::move(*request), value, callDeadline());
     if (status != kDone || isWrite)
         return status;
-    return giveOut(value.data(), static_cast<unsigned int>(value.size()), out, outSize);
+    return copyProperty(value.data(), static_cast<unsigned int>(value.size()), out, outSize);
 } catch (const std::exception &) {
     return kFailed;
 }

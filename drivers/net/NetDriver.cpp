@@ -4,9 +4,9 @@
 #include <exception>
 #include <utility>
 
-#include "common/RecordList.h"
+#include "common/DriverParts.h"
 #include "common/Text.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 

@@ -4,8 +4,7 @@
 #include <atomic>
 #include <string>
 
-#include "common/OpenDevices.h"
-#include "common/StateCallback.h"
+#include "common/DriverParts.h"
 #include "net/CameraMonitor.h"
 #include "net/NetDevice.h"
 #include "net/NetSettings.h"

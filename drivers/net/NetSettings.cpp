@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <sstream>
 
-#include "net/Report.h"
 #include "nubrix/ini.h"
 
 namespace nubrix::net {
@@ -33,7 +32,7 @@ std::string textOf(const std::string &path, const std::string &section, const ch
 void refuse(const std::string &key, const std::string &text, const std::string &why,
             const std::string &used)
 {
-    report("nubrixNet.ini: " + key + "=" + text + " is " + why + ", " + used + " is used");
+    kReporter.error("nubrixNet.ini: " + key + "=" + text + " is " + why + ", " + used + " is used");
 }
 
 /// Does not change the value when there is no entry, or when it is neither from `least` to `most`
@@ -90,8 +89,8 @@ std::vector<std::string> readAddresses(const std::string &path)
 {
     std::string text = textOf(path, kSection, "addresses");
     if (text.size() >= kCapacity - 1) {
-        report("nubrixNet.ini: addresses has more than " + std::to_string(kCapacity - 2) +
-               " characters: the others are ignored");
+        kReporter.error("nubrixNet.ini: addresses has more than " + std::to_string(kCapacity - 2) +
+                        " characters: the others are ignored");
         text.resize(text.rfind(',') == std::string::npos ? 0 : text.rfind(','));
     }
     std::vector<std::string> found;
@@ -100,7 +99,7 @@ std::vector<std::string> readAddresses(const std::string &path)
         if (isAddress(address)) {
             found.push_back(address);
         } else {
-            report(
+            kReporter.error(
                 "nubrixNet.ini: \"" + address +
                 "\" is not an address; write addresses=192.168.7.20,192.168.7.21 without blanks");
         }

@@ -1,11 +1,15 @@
-// The settings in nubrixNet.ini.
+// The settings in nubrixNet.ini, and the names under which the driver reports.
 #pragma once
 
 #include <chrono>
 #include <string>
 #include <vector>
 
+#include "common/Report.h"
+
 namespace nubrix::net {
+
+inline constexpr Reporter kReporter = {"NubrixNetDriver", "nubrix network camera"};
 
 /// The settings of the driver. The file and every entry are optional; an invalid entry is logged
 /// and ignored. Thread-safe after construction.

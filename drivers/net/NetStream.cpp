@@ -7,11 +7,11 @@
 #include <new>
 #include <utility>
 
-#include "common/FrameFlags.h"
+#include "common/DriverStream.h"
 #include "common/ModeTable.h"
 #include "net/FrameMonitor.h"
 #include "net/NetDevice.h"
-#include "net/Report.h"
+#include "net/NetSettings.h"
 
 namespace nubrix::net {
 
@@ -98,10 +98,11 @@ int StreamSession::prepare(ArvCamera &camera)
         return reportError(m_setup.name, error);
     const std::size_t least = m_converter->sourceBytes();
     if (m_payload < least || m_payload > least + kMostChunks) {
-        report(m_setup.name + " cannot start: the camera announces frames of " +
-               std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
-               std::to_string(least) + ", and no more than " + std::to_string(kMostChunks) +
-               " bytes of other data may come with them (PayloadSize)");
+        kReporter.error(m_setup.name + " cannot start: the camera announces frames of " +
+                        std::to_string(m_payload) + " bytes, " + textOf(m_setup.mode) + " has " +
+                        std::to_string(least) + ", and no more than " +
+                        std::to_string(kMostChunks) +
+                        " bytes of other data may come with them (PayloadSize)");
         return kBadArgument;
     }
     m_isDirect = m_converter->passesThrough() && m_payload <= m_setup.frameCapacity;
@@ -116,10 +117,10 @@ int StreamSession::pushBuffers(ArvStream &stream)
     for (unsigned int i = 0; i < kInFlight; ++i) {
         ArvBuffer *buffer = newBuffer();
         if (buffer == nullptr && i == 0) {
-            report(m_setup.name + " cannot start: " +
-                   (m_isDirect
-                        ? "the application holds all frames"
-                        : "no memory for frames of " + std::to_string(m_payload) + " bytes"));
+            kReporter.error(
+                m_setup.name + " cannot start: " +
+                (m_isDirect ? "the application holds all frames"
+                            : "no memory for frames of " + std::to_string(m_payload) + " bytes"));
             return m_isDirect ? kLimitReached : kFailed;
         }
         shareWithAravis();
@@ -229,8 +230,8 @@ void StreamSession::takeBuffer()
 void StreamSession::reportTimeout() const noexcept
 try {
     if (!m_state->isGone())
-        report(m_setup.name +
-               " has sent no valid frame for some seconds: " + m_monitor.causeOfTimeout(*m_stream));
+        kReporter.error(m_setup.name + " has sent no valid frame for some seconds: " +
+                        m_monitor.causeOfTimeout(*m_stream));
 } catch (const std::exception &) {
     // No memory for the line.
 }
@@ -272,7 +273,7 @@ NetStream::~NetStream()
 
 unsigned int NetStream::getFrameBufferSize()
 {
-    const typedefNubrixFrameMode mode = m_device.modeOf(m_streamType);
+    const typedefNubrixFrameMode mode = m_device.mode(m_streamType);
     return static_cast<unsigned int>(mode.width) * mode.height * pixelBytes(mode.pixelFormat);
 }
 
@@ -280,20 +281,22 @@ int NetStream::start()
 try {
     if (!mayStart())
         return kWrongState;
-    if (m_device.state()->isGone())
+    if (m_device.isGone())
         return kGone;
     StreamSetup setup = m_device.setupOf(m_streamType);
     setup.frameCapacity = m_allocator->getFrameBufferSize();
     if (setup.frameCapacity < getFrameBufferSize()) {
-        report(setup.name + " needs frames of " + std::to_string(getFrameBufferSize()) +
-               " bytes, and those of its allocator have " + std::to_string(setup.frameCapacity));
+        kReporter.error(setup.name + " needs frames of " + std::to_string(getFrameBufferSize()) +
+                        " bytes, and those of its allocator have " +
+                        std::to_string(setup.frameCapacity));
         return kWrongState;
     }
     setup.allocator = m_allocator;
     setup.callback = m_callback;
     setup.user = m_user;
     if (isEnding()) {
-        report(setup.name + " has been stopped by its frame callback, which has not returned yet");
+        kReporter.error(setup.name +
+                        " has been stopped by its frame callback, which has not returned yet");
         return kWrongState;
     }
     const auto session = std::make_shared<StreamSession>(std::move(setup), m_device.state());
@@ -301,7 +304,7 @@ try {
     m_stopCamera = CameraWorker::prepare([session, camera] { session->stopCamera(*camera); });
     m_tearDown = CameraWorker::prepare([session] { session->tearDown(); });
     if (!m_device.claimCamera(*this)) {
-        report(m_device.name() + " sends one stream at a time: stop the other one first");
+        kReporter.error(m_device.name() + " sends one stream at a time: stop the other one first");
         return kWrongState;
     }
     m_running = true;  // from here on stop undoes everything
@@ -349,10 +352,10 @@ bool NetStream::isEnding() const
     return m_session && m_session->isDelivering();
 }
 
-bool NetStream::hasTimedOut() const
+bool NetStream::isResponsive() const
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_session && m_session->hasTimedOut();
+    return !m_session || !m_session->hasTimedOut();
 }
 
 StreamCounters NetStream::counters() const

@@ -7,7 +7,6 @@
 #include <mutex>
 
 #include "common/DriverStream.h"
-#include "common/FramePtr.h"
 #include "net/Aravis.h"
 #include "net/CameraMonitor.h"
 #include "net/CameraSetup.h"
@@ -103,9 +102,8 @@ public:
     /// frame callback: that is the last call, and its thread ends when the callback returns.
     int stop() override;
 
-    /// It runs, and no valid frame has arrived within the timeout. Thread-safe.
-    bool hasTimedOut() const;
-    StreamCounters counters() const;
+    bool isResponsive() const override;
+    StreamCounters counters() const override;
 
 private:
     bool isEnding() const;

@@ -1,4 +1,4 @@
-// A pool of frames and a receiver of frames for tests of a driver's streams without the library.
+// A pool and a receiver of frames, for tests of a driver's streams without the library.
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,7 @@ namespace nubrix {
 /// How long a test waits for something that must happen.
 constexpr std::chrono::seconds kDeadline{60};
 
-/// Hands out up to `limit` frames at a time; frames come back with their last release. Thread-safe.
+/// Hands out up to `limit` frames at a time; the last release of a frame returns it. Thread-safe.
 class FakePool final : public FrameAllocatorInterfaceBase {
 public:
     explicit FakePool(unsigned int frameBufferSize, int limit = 10)
@@ -32,13 +32,13 @@ public:
         const std::lock_guard<std::mutex> lock(m_lock);
         return m_inUse;
     }
-    /// Waits until so many frames have been handed out; false after the deadline.
+    /// Waits until `count` frames have been handed out; false after the deadline.
     bool awaitHandedOut(int count)
     {
         std::unique_lock<std::mutex> lock(m_lock);
         return m_changed.wait_for(lock, kDeadline, [&] { return m_handedOut >= count; });
     }
-    /// Waits until so many requests have been refused; false after the deadline.
+    /// Waits until `count` requests have been refused; false after the deadline.
     bool awaitRefused(int count)
     {
         std::unique_lock<std::mutex> lock(m_lock);
@@ -98,7 +98,7 @@ inline NubrixFrameRef *FakePool::allocOneFrame()
     return frame;
 }
 
-/// One delivered frame: its record, and its pixels if they are wanted.
+/// One delivered frame: its record, and its pixels if FrameSink::keepPixels is set.
 struct Received {
     typedefNubrixFrame record;
     std::vector<unsigned char> pixels;
@@ -116,7 +116,7 @@ public:
         static_cast<FrameSink *>(user)->take(frame);
     }
 
-    /// Waits until so many frames have come; false after the deadline.
+    /// Waits until `count` frames have arrived; false after the deadline.
     bool await(std::size_t count)
     {
         std::unique_lock<std::mutex> lock(m_lock);

@@ -1,4 +1,4 @@
-// Streams of a driver's device with a pool and a receiver of their own.
+// Streams of a driver's device, each with its own pool and receiver.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -7,8 +7,8 @@
 
 namespace nubrix {
 
-/// The device must outlive it. Fails the test when the device does not take it back, or a frame
-/// does not come back to the pool.
+/// The device must outlive it. Fails the test when the device does not destroy the stream, or when
+/// a frame has not been returned to the pool by then.
 class TestStream {
 public:
     TestStream(NubrixBaseDevice &device, unsigned int type, int poolLimit = 10)
@@ -26,10 +26,10 @@ public:
     TestStream(const TestStream &) = delete;
     TestStream &operator=(const TestStream &) = delete;
 
-    /// What createStream said.
+    /// What createStream returned.
     int created() const { return m_created; }
-    /// Does what the library does before each start, then starts. The result is start's, or
-    /// createStream's.
+    /// Prepares the stream as the library does before each start, then starts it. Returns the
+    /// status of createStream if that failed, otherwise the status of start.
     int start()
     {
         if (m_stream == nullptr)
@@ -53,7 +53,7 @@ private:
     int m_created;
 };
 
-/// One that keeps the pixels of its frames.
+/// A stream that keeps the pixels of its frames.
 class PixelStream final : public TestStream {
 public:
     PixelStream(NubrixBaseDevice &device, unsigned int type, int poolLimit = 10)

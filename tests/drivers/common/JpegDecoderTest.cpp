@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/drivers/common/JpegPictures.h"
+#include "tests/drivers/common/JpegImages.h"
 
 namespace nubrix {
 namespace {

@@ -44,6 +44,14 @@ TEST(ModeTableTest, AModeIsFoundByAllOfItsFields)
     EXPECT_EQ(kTable.find({NUBRIX_PIXEL_RGB888, 640, 400, 30}), kTable.records.size());
 }
 
+TEST(ModeTableTest, EachStreamTypeHasItsName)
+{
+    EXPECT_STREQ(streamName(NUBRIX_STREAM_COLOR), "color");
+    EXPECT_STREQ(streamName(NUBRIX_STREAM_DEPTH), "depth");
+    EXPECT_STREQ(streamName(NUBRIX_STREAM_IR), "ir");
+    EXPECT_STREQ(streamName(NUBRIX_STREAM_LIGHT_IR), "light-ir");
+}
+
 TEST(ModeTableTest, ARefusalNamesTheFirstFieldThatNoModeHas)
 {
     const std::string end = ", the nearest mode is 640x400 at 60 frames/s with pixelFormat " +

@@ -138,7 +138,7 @@ TEST_F(CameraSetupTest, ACameraThatRoundsTheSizeIsRefused)
     EXPECT_EQ(refusal.status, -4);
     EXPECT_THAT(refusal.line,
                 HasSubstr("depth 640x480 at 30 frames/s Coord3D_C16 is not available, "
-                          "the camera gives 512x480 Coord3D_C16"));
+                          "the camera delivers 512x480 Coord3D_C16"));
 }
 
 TEST_F(CameraSetupTest, ACameraThatAnnouncesTooSmallFramesIsRefused)
@@ -212,7 +212,7 @@ TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotAcceptIsReported)
                {{usual, "<pValue>FramePeriodReg</pValue><Min>4000000</Min><Max>10000000</Max>"}});
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, 0);
-    EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, and the camera gives 0.25"));
+    EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, but the camera delivers 0.25"));
 }
 
 TEST(NumberTest, ANumberHasADecimalPointInEveryLocale)

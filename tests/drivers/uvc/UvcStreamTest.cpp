@@ -6,7 +6,7 @@
 #include <future>
 
 #include "common/DriverStream.h"
-#include "tests/drivers/common/JpegPictures.h"
+#include "tests/drivers/common/JpegImages.h"
 #include "tests/drivers/uvc/UvcDeviceFixture.h"
 
 namespace nubrix::uvc {

@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "tests/TemporaryFolder.h"
-#include "tests/drivers/common/JpegPictures.h"
+#include "tests/drivers/common/JpegImages.h"
 #include "tests/drivers/virtual/ImageWriter.h"
 
 namespace nubrix::virtual_camera {

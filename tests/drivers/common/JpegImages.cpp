@@ -1,4 +1,4 @@
-#include "tests/drivers/common/JpegPictures.h"
+#include "tests/drivers/common/JpegImages.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -65,7 +65,7 @@ Jpeg encode(unsigned int width, unsigned int height, const std::vector<jpeg_scan
     return jpeg;
 }
 
-/// The position of the marker that ends one of these.
+/// The position of the first or last marker of one of these kinds.
 Offset placeOf(const Jpeg &jpeg, std::initializer_list<std::uint8_t> kinds, bool last)
 {
     Offset place = -1;
@@ -77,7 +77,7 @@ Offset placeOf(const Jpeg &jpeg, std::initializer_list<std::uint8_t> kinds, bool
         }
     }
     if (place < 0)
-        throw std::logic_error("a JPEG without what it must have");
+        throw std::logic_error("a JPEG lacks a marker that it must have");
     return place;
 }
 

@@ -1,2 +1,0 @@
-#pragma once
-#include "common/DriverStream.h"  // IWYU pragma: export

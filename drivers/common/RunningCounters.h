@@ -1,2 +1,0 @@
-#pragma once
-#include "common/CameraProperties.h"  // IWYU pragma: export

@@ -1,2 +1,0 @@
-#pragma once
-#include "common/DriverParts.h"  // IWYU pragma: export
