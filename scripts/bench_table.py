@@ -36,6 +36,7 @@ def runs(path):
 def goal_of(goals, name, instructions):
     for goal in goals:
         if re.match(goal["benchmark"], name):
+            goal["used"] = True
             if "ratio" in goal and instructions != "scalar":
                 return goal["ratio"]
             return goal.get(instructions)
@@ -43,7 +44,8 @@ def goal_of(goals, name, instructions):
 
 
 def collect(folder):
-    """Programs with their rows: {program: {row: {instructions: (lowest ratio, goal)}}}."""
+    """Programs with their rows, {program: {row: {instructions: (lowest ratio, goal)}}}, and the goals
+    of benchmarks that were not run."""
     goals = json.loads((ROOT / "bench" / "goals.json").read_text())
     programs = collections.defaultdict(lambda: collections.defaultdict(dict))
     for path in sorted(folder.glob("*_bench.*.json")):
@@ -52,7 +54,8 @@ def collect(folder):
             row = rows[SIZES.sub("", name)]
             lowest = min(ratio, row.get(instructions, (ratio,))[0])
             row[instructions] = (lowest, goal_of(goals, name, instructions))
-    return {program: rows for program, rows in programs.items() if rows}
+    unused = [goal["benchmark"] for goal in goals if "used" not in goal]
+    return {program: rows for program, rows in programs.items() if rows}, unused
 
 
 def cell(value):
@@ -75,7 +78,7 @@ def machine():
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    programs = collect(pathlib.Path(sys.argv[1]))
+    programs, unused = collect(pathlib.Path(sys.argv[1]))
     if not programs:
         sys.exit("bench_table: nothing was measured")
     values = [value for rows in programs.values() for row in rows.values() for value in row.values()]
@@ -90,6 +93,8 @@ which the caches hold, `frames:8` on eight in turn, as frames from a pool are.
 Measured on: {machine()}.
 
 Goals met: {sum(goals)} of {len(goals)}.""")
+    if unused:
+        print("\nNot run: " + ", ".join(f"`{name}`" for name in unused) + ".")
     for program, rows in programs.items():
         columns = [each for each in ORDER if any(each in row for row in rows.values())]
         print(f"\n## {program}\n")

@@ -16,17 +16,18 @@ if [ "$(cat "$tree/packages" 2>/dev/null)" = "$packages" ]; then
 fi
 mkdir -p "$(dirname "$tree")"
 
-cache=${XDG_CACHE_HOME:-${HOME:-/nonexistent}/.cache}/nubrix/debian-trees
+as_root=
+[ "$(id -u)" -eq 0 ] || as_root=sudo
+
+cache=
+[ -z "${HOME:-}" ] || cache=${XDG_CACHE_HOME:-$HOME/.cache}/nubrix/debian-trees
 kept=$cache/$arch-$(echo "$packages" | sha256sum | cut -c -16)
-if [ "$(cat "$kept/packages" 2>/dev/null)" = "$packages" ] && touch "$kept" 2>/dev/null; then
-    rm -rf "$tree" "$tree.new"
+if [ -n "$cache" ] && [ "$(cat "$kept/packages" 2>/dev/null)" = "$packages" ] && touch "$kept" 2>/dev/null; then
+    $as_root rm -rf "$tree" "$tree.new"
     cp -a "$kept" "$tree.new"
     mv "$tree.new" "$tree"
     exit 0
 fi
-
-as_root=
-[ "$(id -u)" -eq 0 ] || as_root=sudo
 
 # The archive that this machine's own apt uses, without its updates (names with a dash). Apt knows an
 # origin only after an update.
@@ -60,9 +61,9 @@ echo "$packages" >"$tree.new/packages"
 mv "$tree.new" "$tree"
 
 # A home folder that cannot be written to keeps none. Complete under its name, or not at all.
-if mkdir -p "$cache" 2>/dev/null && [ -w "$cache" ]; then
-    find "$cache" -mindepth 1 -maxdepth 1 -mtime +30 -exec rm -rf {} +
-    rm -rf "$kept"
+if [ -n "$cache" ] && mkdir -p "$cache" 2>/dev/null && [ -w "$cache" ]; then
+    find "$cache" -mindepth 1 -maxdepth 1 -mtime +30 -exec rm -rf {} + || :
+    rm -rf "$kept" || :
     if ! cp -a "$tree" "$kept.$$" || ! mv "$kept.$$" "$kept"; then
         rm -rf "$kept.$$"
     fi

@@ -4,7 +4,7 @@
     readme_image.py RESULTS IMAGE
 
 RESULTS is the folder of the demo. Shown are the first colour, depth and infrared images of its
-recording, and its first point cloud from above the camera. Needs Debian's python3-pil and python3-numpy.
+recording, and its first point cloud from above, to the right of the camera. Needs Debian's python3-pil and python3-numpy.
 """
 import pathlib
 import re

@@ -1,12 +1,12 @@
 #!/usr/bin/python3
-"""Holds every include to the floors of the house.
+"""Checks that every include follows the layers of the project.
 
     layering.py ROOT FOLDER:ALLOWED,ALLOWED...
 
 ROOT/src/FOLDER may include from itself, the allowed folders and the public headers. Public headers
-include public headers only. A driver sees those, its own folder and drivers/common; a tool sees
-those, its own folder and the header by which all clean texts. nubrix-simulate alone joins two houses: it shows the virtual camera's room
-by the simulated network camera, in the manners of the tool.
+include public headers only. A driver may include those, its own folder and drivers/common; a tool
+those, its own folder and the header that cleans texts. nubrix-simulate alone joins two programs: it
+shows the room of the virtual camera by the simulated network camera, with the options of the tool.
 """
 import pathlib
 import re

@@ -1,6 +1,9 @@
 #include "common/DriverDevice.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 namespace nubrix {
@@ -12,6 +15,8 @@ DriverDevice::DriverDevice(const Reporter &reporter, std::string name)
 
 void DriverDevice::addStream(const ModeTable &modes, std::size_t first)
 {
+    if (m_slots.size() == kMaxStreams)
+        throw std::length_error("a camera of too many streams");
     m_slots.push_back(std::make_unique<Slot>(Slot{&modes, 0, {}, nullptr}));
     if (!modes.records.empty())
         setCurrent(*m_slots.back(), first);
@@ -89,14 +94,16 @@ int DriverDevice::destroyStream(NubrixBaseStream **stream)
 
 int DriverDevice::closeAllStreams()
 {
-    for (const std::unique_ptr<Slot> &slot : m_slots) {
-        std::shared_ptr<DriverStream> removed;
-        {
-            const std::lock_guard<std::mutex> lock(m_lock);
-            removed = std::move(slot->stream);
-        }
-        if (removed)
-            removed->stop();
+    // All at once: none may be created in a slot that is empty while another one is being stopped.
+    std::array<std::shared_ptr<DriverStream>, kMaxStreams> removed;
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        for (std::size_t i = 0; i < m_slots.size(); ++i)
+            removed[i] = std::move(m_slots[i]->stream);
+    }
+    for (const std::shared_ptr<DriverStream> &stream : removed) {
+        if (stream)
+            stream->stop();
     }
     return kDone;
 }

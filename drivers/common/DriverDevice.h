@@ -71,6 +71,8 @@ protected:
     }
 
 private:
+    static constexpr std::size_t kMaxStreams = 8;  // more than there are types
+
     struct Slot {
         const ModeTable *modes;             // fixed
         std::size_t current = 0;            // among the modes

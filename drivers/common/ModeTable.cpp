@@ -101,8 +101,8 @@ std::string ModeTable::refusal(const typedefNubrixFrameMode &mode) const
     else
         field = "frameRate " + std::to_string(mode.frameRate);
     const typedefNubrixFrameMode &near = records[nearest(mode)];
-    return field + " cannot be had for " + textOf(mode) + ", the nearest mode is " + textOf(near) +
-           " with pixelFormat " + std::to_string(near.pixelFormat);
+    return field + " is not available for " + textOf(mode) + ", the nearest mode is " +
+           textOf(near) + " with pixelFormat " + std::to_string(near.pixelFormat);
 }
 
 std::string textOf(const typedefNubrixFrameMode &mode)

@@ -77,7 +77,7 @@ constexpr std::chrono::milliseconds kDirectAnswer{1200};   // to a request to th
 void reportOnce(const char *cause, std::string &reported) noexcept
 try {
     if (std::exchange(reported, cause) != cause)
-        kReporter.warning("cannot search for cameras, tries again each second: " + reported);
+        kReporter.error("cannot search for cameras, tries again each second: " + reported);
 } catch (const std::exception &) {
     // No memory for the line.
 }

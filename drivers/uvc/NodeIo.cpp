@@ -18,11 +18,11 @@ namespace {
 int accessControl(const std::vector<NodeIo *> &nodes, unsigned long request, v4l2_control &control)
 {
     for (NodeIo *node : nodes) {
-        v4l2_control asked = control;
-        const int error = node->control(request, &asked);
+        v4l2_control copy = control;
+        const int error = node->control(request, &copy);
         if (error == EINVAL || error == ENOTTY)  // this node does not have the control
             continue;
-        control = asked;
+        control = copy;
         // The control is write-only, read-only or governed by another control; it is not a matter
         // of permission.
         return error == EACCES ? kUnsupported : statusOf(error);
@@ -33,13 +33,13 @@ int accessControl(const std::vector<NodeIo *> &nodes, unsigned long request, v4l
 int forward(NodeIo &node, const ExtensionRequest &request, std::uint8_t query, std::uint16_t size,
             unsigned char *data)
 {
-    uvc_xu_control_query asked = {};
-    asked.unit = request.unit;
-    asked.selector = request.selector;
-    asked.query = query;
-    asked.size = size;
-    asked.data = data;
-    const int error = node.control(UVCIOC_CTRL_QUERY, &asked);
+    uvc_xu_control_query copy = {};
+    copy.unit = request.unit;
+    copy.selector = request.selector;
+    copy.query = query;
+    copy.size = size;
+    copy.data = data;
+    const int error = node.control(UVCIOC_CTRL_QUERY, &copy);
     return error == ENOENT ? kUnsupported : statusOf(error);  // no such unit or control
 }
 

@@ -68,7 +68,7 @@ try {
     if (m_initialized.exchange(true))
         return kWrongState;
     if (!m_monitor.start())
-        kReporter.warning(
+        kReporter.error(
             "udev sends no events: cameras that are attached or detached are not noticed");
     return kDone;
 } catch (...) {

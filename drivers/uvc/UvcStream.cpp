@@ -140,9 +140,9 @@ int UvcStream::refusal(int error)
 int UvcStream::beginCapture(NodeIo &node, std::size_t bufferBytes)
 {
     if (m_converter->passesThrough()) {
-        const std::size_t room = std::max(bufferBytes, m_converter->frameBytes());
-        m_capture =
-            std::make_unique<DirectCapture>(node, *m_allocator, m_converter->frameBytes(), room);
+        const std::size_t bufferSpace = std::max(bufferBytes, m_converter->frameBytes());
+        m_capture = std::make_unique<DirectCapture>(node, *m_allocator, m_converter->frameBytes(),
+                                                    bufferSpace);
         const int error = m_capture->begin();
         if (error == 0 || error == ENODEV || error == ENOSPC || error == EBUSY || error == ETIME)
             return error;
@@ -247,9 +247,9 @@ void UvcStream::countUnusable()
     if (m_counters.unusable++ != 0)
         return;
     const std::string &fault = m_converter->fault();
-    kReporter.warning(name() + ": a frame cannot be used" +
-                      (fault.empty() ? "" : " (" + fault + ")") +
-                      ", frames like it are dropped and counted");
+    kReporter.error(name() + ": a frame cannot be used" +
+                    (fault.empty() ? "" : " (" + fault + ")") +
+                    ", frames like it are dropped and counted");
 }
 
 void UvcStream::reportTimeout()
@@ -311,7 +311,7 @@ try {
     const StreamCounters lost = counters();
     const auto warn = [this](unsigned int frames, const char *text, const std::string &total) {
         if (frames != 0)
-            kReporter.warning(name() + ": frames " + text + ": " + std::to_string(frames) + total);
+            kReporter.error(name() + ": frames " + text + ": " + std::to_string(frames) + total);
     };
     warn(lost.held, "dropped because the application held all frames", "");
     warn(lost.unusable, "dropped because their contents could not be used", "");

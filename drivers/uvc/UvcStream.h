@@ -17,7 +17,6 @@
 
 namespace nubrix::uvc {
 
-class NodeIo;
 class UvcDevice;
 struct SourceMode;
 

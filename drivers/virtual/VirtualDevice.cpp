@@ -45,17 +45,17 @@ NubrixVersions VirtualDevice::versions() const
 
 int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 {
-    if (!isPlayPosition(id))
-        return DriverDevice::setProperty(id, data, size);
-    return isGone() ? kGone : seek(id, data, size);
+    if (isGone())
+        return kGone;
+    return isPlayPosition(id) ? seek(id, data, size) : DriverDevice::setProperty(id, data, size);
 }
 
 int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 try {
-    if (data == nullptr || size == nullptr)
-        return kBadArgument;
     if (isGone())
         return kGone;
+    if (data == nullptr || size == nullptr)
+        return kBadArgument;
     if (id == kPropertyTruth)
         return getTruth(data, size);
     if (isPlayPosition(id))

@@ -14,10 +14,9 @@
 
 /// What a file is, beyond the complete records in it.
 enum NubrixRecordCondition : unsigned int {
-    NUBRIX_RECORD_COMPLETE =
-        0,                  ///< every byte belongs to a complete record (or to a leading header)
-    NUBRIX_RECORD_CUT = 1,  ///< ends within a record; all before it is complete
-    NUBRIX_RECORD_DAMAGED = 2,  ///< some bytes are neither a complete record nor the start of one
+    NUBRIX_RECORD_COMPLETE = 0,  ///< every byte belongs to a record (or to a leading header)
+    NUBRIX_RECORD_CUT = 1,       ///< ends within a record; all before it is complete
+    NUBRIX_RECORD_DAMAGED = 2,   ///< some bytes are neither a complete record nor the start of one
 };
 
 namespace nubrix {

@@ -58,7 +58,7 @@ private:
     enum class Kind {
         kRecord,   // a complete record, with an end or the start of another behind it
         kCut,      // the start of a record, up to the end of the file
-        kAstray,   // a sound tag, but its pixels end where no tag stands
+        kAstray,   // a valid tag, but its pixels end where no tag stands
         kNothing,  // no tag
     };
     struct Finding {

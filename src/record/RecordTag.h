@@ -24,7 +24,7 @@ struct RecordTag {
 
     /// Whether a recorder can have written it.
     bool isValid() const;
-    /// What is wrong with a tag that is not sound.
+    /// What is wrong with a tag that is not valid.
     std::string fault() const;
 };
 

@@ -95,7 +95,7 @@ void FakeDriver::setHook(std::function<void(const std::string &)> hook)
     m_hook = std::move(hook);
 }
 
-// --- what it was asked
+// --- the calls it got
 
 std::vector<std::string> FakeDriver::calls() const
 {

@@ -88,7 +88,7 @@ public:
     /// Called, with what calls() records, on the caller's thread within every operation.
     void setHook(std::function<void(const std::string &call)> hook);
 
-    // --- what it was asked
+    // --- the calls it got
 
     /// Operations in order with their arguments, those of a device after its URI: "initialize",
     /// "openDevice usb:1", "usb:1 createStream 2", "usb:1 stream 2 start".

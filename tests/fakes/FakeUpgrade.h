@@ -9,7 +9,7 @@ namespace nubrix {
 
 class FakeDriver;
 
-/// Remembers what it is asked in the calls of its driver: "upgrader LOCATION event ADDR STATE",
+/// Records its calls in those of its driver: "upgrader LOCATION event ADDR STATE",
 /// "... start FILE", "... fd A B C D", "... status PATH A B D".
 class FakeUpgrade final : public NubrixBaseUpgrade {
 public:

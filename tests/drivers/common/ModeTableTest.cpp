@@ -57,12 +57,12 @@ TEST(ModeTableTest, ARefusalNamesTheFirstFieldThatNoModeHas)
     const std::string end = ", the nearest mode is 640x400 at 60 frames/s with pixelFormat " +
                             std::to_string(NUBRIX_PIXEL_RGB888);
     EXPECT_EQ(kTable.refusal({NUBRIX_PIXEL_RGB888, 641, 400, 60}),
-              "width 641 cannot be had for 641x400 at 60 frames/s" + end);
+              "width 641 is not available for 641x400 at 60 frames/s" + end);
     EXPECT_EQ(kTable.refusal({NUBRIX_PIXEL_RGB888, 640, 401, 60}),
-              "height 401 cannot be had for 640x401 at 60 frames/s" + end);
+              "height 401 is not available for 640x401 at 60 frames/s" + end);
     EXPECT_EQ(kTable.refusal({NUBRIX_PIXEL_RGB888, 640, 400, 50}),
-              "frameRate 50 cannot be had for 640x400 at 50 frames/s" + end);
-    EXPECT_EQ(kTable.refusal({1000, 640, 400, 60}).find("pixelFormat 1000 cannot be had"), 0U);
+              "frameRate 50 is not available for 640x400 at 50 frames/s" + end);
+    EXPECT_EQ(kTable.refusal({1000, 640, 400, 60}).find("pixelFormat 1000 is not available"), 0U);
 }
 
 }  // namespace

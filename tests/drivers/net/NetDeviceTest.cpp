@@ -172,7 +172,7 @@ TEST_F(NetDeviceTest, AnUnavailableModeIsRefusedWithTheNearestOne)
         m_device->setFrameMode(NUBRIX_STREAM_DEPTH, {NUBRIX_PIXEL_DEPTH_14_2, 641, 480, 30}, false),
         -4);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("net:127.0.0.1 depth: width 641 cannot be had for 641x480 at 30 "
+                HasSubstr("net:127.0.0.1 depth: width 641 is not available for 641x480 at 30 "
                           "frames/s, the nearest mode is 640x480 at 30 frames/s"));
 }
 

@@ -83,8 +83,7 @@ TEST_F(NetPluginTest, ALineInTheLogHasTheLevelOfItsMeaning)
     const std::string subject = "\\] \\[NubrixNetDriver\\] .*net:127.0.0.1 ";
     EXPECT_THAT(lines, ContainsRegex("\\[milestone" + subject + "ir is set to 1 frames/s, but"));
     EXPECT_THAT(lines, ContainsRegex("\\[error" + subject + "has its ir stream open already"));
-    EXPECT_THAT(lines,
-                ContainsRegex("\\[warning" + subject + "ir: frames dropped because the app"));
+    EXPECT_THAT(lines, ContainsRegex("\\[error" + subject + "ir: frames dropped because the app"));
     unsetenv("NUBRIX_LOG_CONSOLE");
 }
 

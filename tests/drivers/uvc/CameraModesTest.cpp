@@ -229,13 +229,14 @@ TEST_F(CameraModesTest, ARefusalNamesTheFieldAndTheNearestMode)
                              signed char rate) {
         return modes.refusal({format, width, height, rate});
     };
-    EXPECT_EQ(refusal(3, 640, 480, 20),
-              "frameRate 20 cannot be had for 640x480 at 20 frames/s, the nearest mode is 640x480 "
-              "at 15 frames/s with pixelFormat 3");
-    EXPECT_THAT(refusal(3, 330, 240, 30), HasSubstr("width 330 cannot be had"));
+    EXPECT_EQ(
+        refusal(3, 640, 480, 20),
+        "frameRate 20 is not available for 640x480 at 20 frames/s, the nearest mode is 640x480 "
+        "at 15 frames/s with pixelFormat 3");
+    EXPECT_THAT(refusal(3, 330, 240, 30), HasSubstr("width 330 is not available"));
     EXPECT_THAT(refusal(3, 330, 240, 30), HasSubstr("320x240 at 60"));
-    EXPECT_THAT(refusal(3, 640, 400, 30), HasSubstr("height 400 cannot be had"));
-    EXPECT_THAT(refusal(0, 640, 480, 30), HasSubstr("pixelFormat 0 cannot be had"));
+    EXPECT_THAT(refusal(3, 640, 400, 30), HasSubstr("height 400 is not available"));
+    EXPECT_THAT(refusal(0, 640, 480, 30), HasSubstr("pixelFormat 0 is not available"));
     EXPECT_THAT(refusal(0, 640, 480, 30), HasSubstr("640x480 at 30 frames/s with pixelFormat 3"));
 }
 

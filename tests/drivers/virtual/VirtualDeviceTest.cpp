@@ -168,11 +168,12 @@ TEST_F(VirtualDeviceTest, ReportsWhatItRefuses)
     EXPECT_EQ(device.createStream(NUBRIX_STREAM_COLOR, &stream), -2);
     EXPECT_EQ(device.setFrameMode(NUBRIX_STREAM_IR, {NUBRIX_PIXEL_GREY8, 640, 480, 31}, false), -4);
     const std::string subject = "nubrix virtual camera: usb:virtual-VIRT0001 ";
-    EXPECT_EQ(GetCapturedStderr(),
-              subject + "has its color stream open already\n" + subject +
-                  "ir: frameRate 31 cannot be had for 640x480 at 31 frames/s, the nearest mode is "
-                  "640x480 at 30 frames/s with pixelFormat " +
-                  std::to_string(NUBRIX_PIXEL_GREY8) + "\n");
+    EXPECT_EQ(
+        GetCapturedStderr(),
+        subject + "has its color stream open already\n" + subject +
+            "ir: frameRate 31 is not available for 640x480 at 31 frames/s, the nearest mode is "
+            "640x480 at 30 frames/s with pixelFormat " +
+            std::to_string(NUBRIX_PIXEL_GREY8) + "\n");
 }
 
 TEST_F(VirtualDeviceTest, ReturnsItsVersionsAndSerialNumber)

@@ -38,8 +38,8 @@ public:
     /// Failure when one cannot be read.
     void addNewRecords(RecordReader &reader, const std::string &path);
     /// Adds the camera's frame index of a frame that was received during the recording, because a
-    /// record file does not store it. In the order of the camera, and not for every frame; a frame
-    /// that is added before its record can always be matched.
+    /// record file does not store it. In the order of the camera, and not for every frame: a
+    /// long recording keeps only every second, fourth, ... of them.
     void addSeenFrame(unsigned int streamType, std::uint64_t timestampUs, std::uint32_t frameIndex);
     /// Removes the records, but not the seen frames.
     void clearRecords();
