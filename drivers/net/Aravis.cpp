@@ -243,15 +243,16 @@ int statusOf(const Error &error)
 int reportError(const std::string &name, const Error &error)
 {
     const int status = statusOf(error);
-    if (isLate(error))
+    if (isLate(error)) {
         kReporter.error(name + " answers, but does not complete requests in time");
-    else if (status == kGone)
+    } else if (status == kGone) {
         kReporter.error(name +
                         " does not answer: check its cable and its power, then open it again");
-    else if (status == kWrongState)
+    } else if (status == kWrongState) {
         kReporter.error(name + " is no longer under control: another application has taken it");
-    else
+    } else {
         kReporter.error(name + " failed: " + error.text());
+    }
     return status;
 }
 

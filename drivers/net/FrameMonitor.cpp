@@ -233,22 +233,26 @@ try {
     const StreamCounters lost = m_counters.now();
     const std::string &name = m_setup.name;
     const std::string of = " of " + std::to_string(lost.delivered + lost.held + lost.unusable);
-    if (lost.held != 0)
+    if (lost.held != 0) {
         kReporter.error(name + ": frames dropped because the application held all frames: " +
                         std::to_string(lost.held) + of);
+    }
     const unsigned int mismatched = m_mismatched;
-    if (lost.unusable > mismatched)
+    if (lost.unusable > mismatched) {
         kReporter.error(
             name + ": incomplete frames dropped: " + std::to_string(lost.unusable - mismatched) +
             of + "; larger packets or a lower rate help, see docs/network.md");
-    if (mismatched != 0)
+    }
+    if (mismatched != 0) {
         kReporter.error(name + ": frames dropped because they were " + m_mismatch + ": " +
                         std::to_string(mismatched) + of);
+    }
     if (lost.missed != 0)
         kReporter.error(name + ": frames that never arrived: " + std::to_string(lost.missed));
-    if (lost.flagged != 0)
+    if (lost.flagged != 0) {
         kReporter.error(name + ": incomplete frames delivered: " + std::to_string(lost.flagged) +
                         of);
+    }
 } catch (const std::exception &) {
     // No memory for the lines.
 }

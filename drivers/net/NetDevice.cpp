@@ -119,11 +119,12 @@ int NetDevice::reportConnectError(const Error &error)
     const ControlChannel &channel = m_worker->channel();
     if (!channel.hasFailed() && error)
         return reportError(name(), error);
-    if (channel.isUnresponsive())
+    if (channel.isUnresponsive()) {
         kReporter.error(name() +
                         " does not answer: check its cable and its power, then open it again");
-    else
+    } else {
         reportSlow();
+    }
     return kGone;
 }
 
