@@ -4,7 +4,6 @@
 #include <iostream>
 #include <optional>
 #include "Failure.h"
-#include "Session.h"
 #include "commands/Command.h"
 #include "doctor/Checks.h"
 #include "doctor/LibraryChecks.h"
@@ -71,14 +70,14 @@ Findings DoctorCommand::examine()
 {
     const Machine machine = Machine::real();
     Findings findings = checkLibrary();
-    std::optional<Session> session;
+    std::optional<client::Session> session;
     try {
         session.emplace();
         append(findings, checkPlugins(pluginStates()));
         append(findings, checkLog());
-    } catch (const Failure &failure) {
-        findings.push_back({"library", State::kProblem, failure.what(),
-                            "'nubrix --verbose doctor' shows the log"});
+    } catch (const client::Error &error) {
+        findings.push_back(
+            {"library", State::kProblem, error.what(), "'nubrix --verbose doctor' shows the log"});
     }
     for (const auto check : {checkKernel, checkUndrivenCameras, checkUdev, checkUdevRule,
                              checkPermissions, checkInterfaces, checkNetworks, checkSocketBuffers,

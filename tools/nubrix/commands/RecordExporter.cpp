@@ -7,6 +7,7 @@
 #include <utility>
 #include "Failure.h"
 #include "Names.h"
+#include "nubrix/client/frame.h"
 #include "output/ImageEncoder.h"
 #include "output/SavedFrames.h"
 
@@ -174,7 +175,7 @@ Formats formatsOf(unsigned int streamType, std::optional<unsigned int> colourFor
 std::optional<unsigned int> formatOfSize(const RecordInfo &info, const Formats &formats)
 {
     const auto format = std::find_if(formats.begin(), formats.end(), [&](unsigned int each) {
-        return imageBytes(each, info.width, info.height) == info.dataSize;
+        return client::imageBytes(each, info.width, info.height) == info.dataSize;
     });
     return format == formats.end() ? std::nullopt : std::optional(*format);
 }

@@ -3,11 +3,12 @@
 #include <mutex>
 #include <optional>
 #include <utility>
-#include "Camera.h"
 #include "Failure.h"
+#include "Names.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
+#include "nubrix/client/session.h"
 #include "output/ProgressBar.h"
 
 namespace nubrix::tool {
@@ -56,10 +57,13 @@ private:
     std::optional<int> m_status;
 };
 
-std::string firmwareOf(Camera &camera)
+std::string firmwareOf(const client::Camera &camera)
 {
-    const std::optional<NubrixVersions> versions = camera.versions();
-    return versions ? versionText(versions->firmware) : "unknown";
+    try {
+        return versionText(camera.versions().firmware);
+    } catch (const client::Unsupported &) {
+        return "unknown";
+    }
 }
 
 /// Waits until the upgrade has ended and returns its status. Throws a Failure when it makes no
@@ -115,18 +119,17 @@ void UpgradeCommand::run()
 {
     const StopSignal stop;
     UpgradeProgress progress(stop);  // outlives the camera, whose upgrade thread uses it
-    Session session;
-    Camera camera(session, m_uri);
+    const client::Camera camera = client::Session().open(m_uri);
     const std::string before = firmwareOf(camera);
     const typedefNubrixUpgradeCallbacks callbacks = progress.callbacks();
-    require("deviceStartUpgradeOffLine (" + m_file + ")", [&] {
+    client::require("deviceStartUpgradeOffLine", m_file, [&] {
         return camera.context().deviceStartUpgradeOffLine(camera.handle(), &callbacks,
                                                           m_file.c_str());
     });
     const int status = waitForUpgrade(progress, stop, !json());
     const std::string after = firmwareOf(camera);
     if (json()) {
-        printJson({{"uri", camera.uri()},
+        printJson({{"uri", camera.info().uri},
                    {"status", status},
                    {"firmware_before", before},
                    {"firmware_after", after}});
@@ -137,7 +140,7 @@ void UpgradeCommand::run()
                       after);
     }
     if (!json())
-        std::cout << camera.uri() << ": firmware " << before << " -> " << after << '\n';
+        std::cout << camera.info().uri << ": firmware " << before << " -> " << after << '\n';
 }
 
 }  // namespace
