@@ -1,7 +1,7 @@
 // nubrix cloud: one depth frame as a point cloud.
 #include <iostream>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "commands/Command.h"
 #include "commands/PinholeOptions.h"
 #include "nubrix/client/session.h"
@@ -52,14 +52,14 @@ Pinhole CloudCommand::pinholeOf(const client::Camera &camera) const
         const auto [fx, fy, cx, cy] = camera.intrinsics(client::StreamType::kDepth);
         return m_pinhole.over({fx, fy, cx, cy});
     } catch (const client::Error &) {
-        throw Failure("the camera reports no intrinsics; set --fx, --fy, --cx and --cy");
+        throw std::runtime_error("the camera reports no intrinsics; set --fx, --fy, --cx and --cy");
     }
 }
 
 PointCloudFile CloudCommand::cloudOf(const client::Camera &camera, const client::Frame &frame) const
 {
     if (!isDepth(frame.format()))
-        throw Failure("depths of this pixel format have no unit: choose another mode");
+        throw std::runtime_error("depths of this pixel format have no unit: choose another mode");
     return pinholeCloud(camera.context(), depthOf(frame), m_pinhole.scale(), pinholeOf(camera));
 }
 
@@ -67,7 +67,7 @@ PointCloudFile CloudCommand::colouredCloudOf(const client::Camera &camera,
                                              const client::Frame &frame) const
 {
     if (!isDepth(frame.format()) || frame.format() == NUBRIX_PIXEL_DEPTH_MM)
-        throw Failure(
+        throw std::runtime_error(
             "depths of this pixel format cannot be coloured: choose a mode with fractions");
     const DepthImage image = depthOf(frame);
     PointCloudFile cloud;

@@ -3,7 +3,7 @@
 #include <iomanip>
 #include <iostream>
 #include <optional>
-#include "Failure.h"
+#include <stdexcept>
 #include "commands/Command.h"
 #include "doctor/Checks.h"
 #include "doctor/LibraryChecks.h"
@@ -41,7 +41,7 @@ long countOf(const Findings &findings, State state)
 class DoctorCommand final : public Command {
 public:
     explicit DoctorCommand(CLI::App &parent);
-    /// Throws a Failure when there is a problem.
+    /// Throws a std::runtime_error when there is a problem.
     void run() override;
 
 private:
@@ -63,7 +63,7 @@ void DoctorCommand::run()
     else
         reportText(findings);
     if (const long problems = countOf(findings, State::kProblem))
-        throw Failure("problems found: " + std::to_string(problems));
+        throw std::runtime_error("problems found: " + std::to_string(problems));
 }
 
 Findings DoctorCommand::examine()

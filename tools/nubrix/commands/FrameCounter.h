@@ -32,7 +32,7 @@ public:
     bool complete() const;
     /// Microseconds since the last frame, or since this was constructed.
     std::uint64_t idleUs() const;
-    /// Writes the first and the last frame and returns the paths; throws a Failure.
+    /// Writes the first and the last frame and returns the paths; throws a std::runtime_error.
     std::vector<std::string> save(const std::string &folder) const;
 
 private:

@@ -2,8 +2,8 @@
 #include <iomanip>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "Names.h"
 #include "commands/Command.h"
 #include "common/Text.h"
@@ -85,8 +85,9 @@ void PropsCommand::run()
         reportText(camera.info().uri, version, flagMode);
     }
     if (m_flagMode != 0 && flagMode && *flagMode != m_flagMode) {
-        throw Failure("the camera accepted stream flag mode " + std::to_string(m_flagMode) +
-                      ", but reports " + std::to_string(*flagMode));
+        throw std::runtime_error("the camera accepted stream flag mode " +
+                                 std::to_string(m_flagMode) + ", but reports " +
+                                 std::to_string(*flagMode));
     }
 }
 

@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "Failure.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
@@ -74,14 +74,15 @@ void SeenStreams::addTo(RecordStatistics &statistics)
 /// The record file while the recorder writes it.
 class GrowingRecord {
 public:
-    /// Throws a Failure when the file cannot be read.
+    /// Throws a std::runtime_error when the file cannot be read.
     GrowingRecord(std::string path, const std::vector<client::StreamType> &types)
         : m_path(std::move(path)), m_types(types)
     {
         openRecords(m_reader, m_path);
     }
 
-    /// Reads the new records. Throws a Failure when the file is gone or has stopped growing.
+    /// Reads the new records. Throws a std::runtime_error when the file is gone or has stopped
+    /// growing.
     void update(std::uint64_t nowUs);
     /// "3.2 s  41.0 MB  color 96 (0 missing)".
     std::string line(double seconds) const;
@@ -109,12 +110,12 @@ void GrowingRecord::update(std::uint64_t nowUs)
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(m_path, error);
     if (error)
-        throw Failure(m_path + " is gone: " + error.message());
+        throw std::runtime_error(m_path + " is gone: " + error.message());
     if (size != m_size || m_grownUs == 0)
         m_grownUs = nowUs;
     m_size = size;
     if (m_reader.update() != 0)
-        throw Failure(m_path + ": " + m_reader.errorText());
+        throw std::runtime_error(m_path + ": " + m_reader.errorText());
     m_statistics.addNewRecords(m_reader, m_path);
     checkGrowth(nowUs - m_grownUs);
 }
@@ -145,10 +146,11 @@ void GrowingRecord::checkGrowth(std::uint64_t idleUs) const
     std::error_code error;
     const auto space = std::filesystem::space(m_path, error);
     if (!error && space.available == 0)
-        throw Failure("no space left for " + m_path);
+        throw std::runtime_error("no space left for " + m_path);
     if (idleUs > kGrowthTimeoutUs) {
-        throw Failure(m_path + " has not grown for " + std::to_string(kGrowthTimeoutUs / 1000000) +
-                      " s: no frames arrive, or the file has reached its largest size");
+        throw std::runtime_error(m_path + " has not grown for " +
+                                 std::to_string(kGrowthTimeoutUs / 1000000) +
+                                 " s: no frames arrive, or the file has reached its largest size");
     }
 }
 
@@ -196,12 +198,12 @@ void RecordCommand::run()
     RecordSummary summary;
     try {
         summary = RecordSummary::of(m_out, std::move(seen));
-    } catch (const Failure &failure) {
-        throw Failure(problem.empty() ? failure.what() : problem);
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(problem.empty() ? error.what() : problem);
     }
     report(summary, problem);
     if (!problem.empty())
-        throw Failure(problem);
+        throw std::runtime_error(problem);
     check(summary);
 }
 
@@ -251,17 +253,17 @@ bool RecordCommand::isFinished(const GrowingRecord &file, double seconds) const
            (m_selection.frames() != 0 && file.has(m_selection.frames()));
 }
 
-/// Throws a Failure when a frame is missing or the file is damaged.
+/// Throws a std::runtime_error when a frame is missing or the file is damaged.
 void RecordCommand::check(const RecordSummary &summary) const
 {
     if (!summary.problem.empty())
-        throw Failure(m_out + " is damaged: " + summary.problem);
+        throw std::runtime_error(m_out + " is damaged: " + summary.problem);
     for (const RecordedStreamFigures &figures : summary.streams) {
         if (figures.missing != 0 || figures.gaps.value_or(0) != 0)
-            throw Failure("frames of " + figures.name + " are missing");
+            throw std::runtime_error("frames of " + figures.name + " are missing");
     }
     if (summary.records == 0)
-        throw Failure("no frame arrived");
+        throw std::runtime_error("no frame arrived");
 }
 
 void RecordCommand::report(const RecordSummary &summary, const std::string &problem) const

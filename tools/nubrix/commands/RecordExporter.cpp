@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <utility>
-#include "Failure.h"
 #include "Names.h"
 #include "nubrix/client/frame.h"
 #include "output/ImageEncoder.h"
@@ -101,9 +101,9 @@ std::optional<FrameCopy> RecordExporter::decode(const RecordFrame &record,
 {
     try {
         return decodeRecord(record, m_options.colourFormat);
-    } catch (const Failure &failure) {
+    } catch (const std::runtime_error &error) {
         m_problems.push_back("record " + number + " (" + streamName(record.info().streamType) +
-                             "): " + failure.what());
+                             "): " + error.what());
         return {};
     }
 }
@@ -140,7 +140,7 @@ void RecordExporter::addColours(const RecordInfo &depth, const FrameCopy &image,
         return;
     RecordFrame record;
     if (m_reader.frame(nearest, &record) != 0)
-        throw Failure(m_reader.errorText());
+        throw std::runtime_error(m_reader.errorText());
     const std::string name = std::to_string(nearest);
     const std::optional<FrameCopy> colour = decode(record, name + " for the cloud of " + number);
     if (!colour)
@@ -194,7 +194,7 @@ bool isJpeg(const RecordFrame &record)
     if (info.streamType == NUBRIX_STREAM_COLOR &&
         formatOfSize(info, {NUBRIX_PIXEL_YUYV, NUBRIX_PIXEL_NV21}))
         text += " without --color-format";
-    throw Failure(text);
+    throw std::runtime_error(text);
 }
 
 }  // namespace

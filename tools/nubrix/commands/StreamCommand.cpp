@@ -2,9 +2,9 @@
 #include <unistd.h>
 #include <cmath>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
-#include "Failure.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
 #include "commands/StreamRun.h"
@@ -73,7 +73,7 @@ void StreamCommand::run()
     else
         reportText(result);
     if (!result.problem.empty())
-        throw Failure(result.problem);
+        throw std::runtime_error(result.problem);
 }
 
 StreamRun::Streams StreamCommand::openStreams(client::Camera &camera, const StopSignal &stop) const

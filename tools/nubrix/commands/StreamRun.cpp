@@ -1,8 +1,7 @@
 #include "commands/StreamRun.h"
 
 #include <algorithm>
-
-#include "Failure.h"
+#include <stdexcept>
 
 namespace nubrix::tool {
 
@@ -111,7 +110,7 @@ void StreamRun::checkHealth()
     for (const auto &each : m_streams) {
         each->stream.check();
         if (!each->counter.complete() && each->counter.idleUs() > kStreamTimeoutUs)
-            throw Failure(timeoutText(each->counter));
+            throw std::runtime_error(timeoutText(each->counter));
     }
 }
 

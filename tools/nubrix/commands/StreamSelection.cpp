@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
-#include "Failure.h"
+#include <stdexcept>
 #include "ModeRequest.h"
 #include "Names.h"
 
@@ -96,15 +96,16 @@ std::vector<client::StreamType> StreamSelection::chooseTypes(const client::Camer
     for (const std::string &name : split(byDefault ? kDefaultStreams : m_streams)) {
         wanted.push_back(*streamType(name));
         if (!contains(offered, wanted.back()) && !byDefault)
-            throw Failure("the camera has no stream '" + name + "'; it has: " + join(offered));
+            throw std::runtime_error("the camera has no stream '" + name +
+                                     "'; it has: " + join(offered));
     }
     StreamTypes chosen;
     for (const client::StreamType type : offered)
         if (contains(wanted, type))
             chosen.push_back(type);
     if (chosen.empty())
-        throw Failure("the camera has none of " + std::string(kDefaultStreams) +
-                      "; it has: " + join(offered));
+        throw std::runtime_error("the camera has none of " + std::string(kDefaultStreams) +
+                                 "; it has: " + join(offered));
     return chosen;
 }
 
@@ -120,8 +121,9 @@ void StreamSelection::setModes(client::Camera &camera,
         const auto mode =
             findMode(offered, wanted, current ? current->format : NUBRIX_PIXEL_RGB888);
         if (!mode)
-            throw Failure("mode " + m_mode + " is not available for " + client::name(type) + ": " +
-                          explainMissingMode(offered, wanted));
+            throw std::runtime_error("mode " + m_mode + " is not available for " +
+                                     client::name(type) + ": " +
+                                     explainMissingMode(offered, wanted));
         camera.setMode(type, *mode);
     }
 }

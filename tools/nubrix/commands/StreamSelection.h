@@ -16,8 +16,8 @@ public:
     StreamSelection(const StreamSelection &) = delete;
     StreamSelection &operator=(const StreamSelection &) = delete;
 
-    /// Sets the requested mode and returns the selected streams. Throws a Failure when the camera
-    /// does not have them.
+    /// Sets the requested mode and returns the selected streams. Throws a std::runtime_error when
+    /// the camera does not have them.
     std::vector<client::StreamType> choose(client::Camera &camera) const;
     double seconds() const { return m_seconds; }       // 0: no limit
     std::uint64_t frames() const { return m_frames; }  // of each stream; 0: no limit

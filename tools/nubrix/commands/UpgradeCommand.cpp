@@ -2,8 +2,8 @@
 #include <iostream>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <utility>
-#include "Failure.h"
 #include "Names.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
@@ -66,8 +66,8 @@ std::string firmwareOf(const client::Camera &camera)
     }
 }
 
-/// Waits until the upgrade has ended and returns its status. Throws a Failure when it makes no
-/// progress.
+/// Waits until the upgrade has ended and returns its status. Throws a std::runtime_error when it
+/// makes no progress.
 int waitForUpgrade(const UpgradeProgress &progress, const StopSignal &stop, bool wanted)
 {
     const LiveLine line(wanted);
@@ -86,9 +86,9 @@ int waitForUpgrade(const UpgradeProgress &progress, const StopSignal &stop, bool
         if (stop.requested() && !std::exchange(warned, true))
             std::cerr << "nubrix: the upgrade continues; press Ctrl-C again to abort it\n";
         if (monotonicUs() - progressUs > kUpgradeTimeoutUs) {
-            throw Failure("the upgrade has made no progress for " +
-                          std::to_string(kUpgradeTimeoutUs / 1000000) + " s, at " +
-                          std::to_string(shown) + " %");
+            throw std::runtime_error("the upgrade has made no progress for " +
+                                     std::to_string(kUpgradeTimeoutUs / 1000000) + " s, at " +
+                                     std::to_string(shown) + " %");
         }
         stop.wait(kUpgradeTickMs);
     }
@@ -135,9 +135,9 @@ void UpgradeCommand::run()
                    {"firmware_after", after}});
     }
     if (status != 0) {
-        throw Failure("the upgrade failed at " + std::to_string(progress.percent()) +
-                      " % (status " + std::to_string(status) + "); the camera has firmware " +
-                      after);
+        throw std::runtime_error("the upgrade failed at " + std::to_string(progress.percent()) +
+                                 " % (status " + std::to_string(status) +
+                                 "); the camera has firmware " + after);
     }
     if (!json())
         std::cout << camera.info().uri << ": firmware " << before << " -> " << after << '\n';

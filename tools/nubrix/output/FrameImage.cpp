@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "Names.h"
 
 namespace nubrix::tool {
@@ -129,8 +129,8 @@ Image imageOf(const FrameCopy &frame)
         case NUBRIX_PIXEL_I420:
             return colourImage(frame);
         default:
-            throw Failure("images of the pixel format " + pixelFormatName(frame.pixelFormat) +
-                          " cannot be converted");
+            throw std::runtime_error("images of the pixel format " +
+                                     pixelFormatName(frame.pixelFormat) + " cannot be converted");
     }
 }
 

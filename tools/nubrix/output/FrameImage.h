@@ -28,7 +28,7 @@ struct Image {
 bool isDepth(unsigned int pixelFormat);
 
 /// The image of a complete frame: depth and grey values unchanged, other formats as colour. Throws
-/// a Failure for JPEG, which needs no conversion, and for unknown formats.
+/// a std::runtime_error for JPEG, which needs no conversion, and for unknown formats.
 Image imageOf(const FrameCopy &frame);
 
 /// A depth image in colours from near (red) to far (violet), black for pixels without depth. The
