@@ -49,17 +49,17 @@ TEST(ClientErrorTest, EveryTextNamesWhatFailedAndWhatToDo)
 TEST(ClientErrorTest, ACallThatSucceedsThrowsNothingAndAnOldErrorNumberIsNotItsOwn)
 {
     *ErrnoLocal() = NUBRIX_ERR_OPEN_FAILED;
-    EXPECT_NO_THROW(client::detail::require("readFrame", "", [] { return 0; }));
+    EXPECT_NO_THROW(client::require("readFrame", "", [] { return 0; }));
     *ErrnoLocal() = NUBRIX_ERR_OPEN_FAILED;
     try {
-        client::detail::require("readFrame", "", [] { return -1; });
+        client::require("readFrame", "", [] { return -1; });
         FAIL() << "it succeeded";
     } catch (const Error &error) {
         EXPECT_EQ(error.code(), 0U);
         EXPECT_STREQ(error.operation(), "readFrame");
     }
     try {
-        client::detail::require("readFrame", "", [] {
+        client::require("readFrame", "", [] {
             *ErrnoLocal() = NUBRIX_ERR_NO_FRAME;
             return -11;
         });

@@ -53,6 +53,7 @@ TEST_F(ClientFaultTest, OneThatDoesNotAnswerAnyMoreIsDistinguishedFromATimeout)
         EXPECT_EQ(error.status(), -10);
         EXPECT_THAT(error.what(), HasSubstr("does not answer any more"));
     }
+    EXPECT_THROW(depth.check(), client::Unplugged);
     EXPECT_TRUE(camera.isConnected());
 }
 

@@ -82,10 +82,46 @@ TEST_F(ClientFrameTest, GreyPixelsHaveOneByte)
 
 struct ClientShortFrameTest : ClientTest {
     ClientShortFrameTest()
-        : ClientTest(R"({"pacing": "free", "faults": [{"type": "short_frame", "at_frame": 0}]})")
+        : ClientTest(R"({"pacing": "free", "faults": [
+            {"type": "short_frame", "at_frame": 0}, {"type": "short_frame", "stream": "color", "at_frame": 0},
+            {"type": "short_frame", "stream": "ir", "at_frame": 0, "count": 1000000}]})")
     {
     }
 };
+
+TEST_F(ClientShortFrameTest, OneThatIsNotCompleteCanBeSkipped)
+{
+    Camera camera = Session().open();
+    const Frame frame = camera.start(StreamType::kDepth).nextComplete(kLong);
+    EXPECT_EQ(frame.index(), 1U);
+    EXPECT_TRUE(frame.isComplete());
+    EXPECT_FALSE(camera.start(StreamType::kDepth).next(kLong).isComplete());
+    EXPECT_EQ(camera.photo(m_folder.file("photo.bmp"), kLong).index(), 1U);
+    try {
+        camera.start(StreamType::kInfrared).nextComplete(kShort);
+        FAIL() << "none is complete";
+    } catch (const client::Timeout &error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("no complete frame in 100 ms"));
+    }
+}
+
+TEST(ClientImageTest, TheBytesFollowFromTheFormat)
+{
+    struct Size {
+        unsigned int format;
+        unsigned int bytes;  // of 4 x 2 pixels
+    };
+    for (const Size &size :
+         {Size{NUBRIX_PIXEL_RGB888, 24}, Size{NUBRIX_PIXEL_DEPTH_12_4, 16},
+          Size{NUBRIX_PIXEL_DEPTH_13_3, 16}, Size{NUBRIX_PIXEL_DEPTH_14_2, 16},
+          Size{NUBRIX_PIXEL_DEPTH_MM, 16}, Size{NUBRIX_PIXEL_GREY8, 8},
+          Size{NUBRIX_PIXEL_GREY16, 16}, Size{NUBRIX_PIXEL_YUYV, 16}, Size{NUBRIX_PIXEL_UYVY, 16},
+          Size{NUBRIX_PIXEL_NV21, 12}, Size{NUBRIX_PIXEL_I420, 12}, Size{NUBRIX_PIXEL_JPEG, 1}})
+        EXPECT_EQ(client::imageBytes(size.format, 4, 2), size.bytes) << size.format;
+    EXPECT_EQ(client::imageBytes(NUBRIX_PIXEL_UYVY, 3, 2), 16U) << "pixels come in pairs";
+    EXPECT_EQ(client::imageBytes(NUBRIX_PIXEL_I420, 3, 3), 17U);
+    EXPECT_EQ(client::imageBytes(NUBRIX_PIXEL_GREY8, 0x7fffffff, 0x7fffffff), 0x3fffffff00000001U);
+}
 
 TEST_F(ClientShortFrameTest, OneThatIsNotCompleteHasNoImage)
 {

@@ -64,6 +64,7 @@ TEST_F(ClientSessionTest, ACameraOutlivesItsSession)
     std::optional<Camera> camera = Session().open();
     EXPECT_TRUE(isInUse());
     EXPECT_EQ(camera->info().serialNumber, "VIRT0001");
+    EXPECT_EQ(camera->info().state, static_cast<unsigned int>(NUBRIX_DEVICE_CONNECTED));
     EXPECT_EQ(camera->info().uri, "usb:virtual-VIRT0001");
     EXPECT_TRUE(camera->isConnected());
     camera.reset();
@@ -148,7 +149,7 @@ TEST_F(ClientSessionTest, APhotoIsABitmapAsTheLibraryWritesThem)
 {
     Camera camera = Session().open();
     const std::string path = m_folder.file("ours.bmp");
-    camera.photo(path, kLong);
+    EXPECT_EQ(camera.photo(path, kLong).width(), 640);
     const std::string ours = readFile(path);
     ASSERT_EQ(ours.size(), 54U + 640 * 480 * 3);
 

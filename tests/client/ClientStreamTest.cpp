@@ -51,6 +51,25 @@ TEST_F(ClientStreamTest, AFunctionGetsThemInPlaceOfTheLoop)
     EXPECT_THROW(depth.next(kShort), Error) << "it was stopped";
 }
 
+TEST_F(ClientStreamTest, AFunctionThatAStreamStartsWithGetsEveryFrame)
+{
+    std::vector<unsigned int> indices;
+    Latch done;
+    Stream depth = m_camera.start(StreamType::kDepth, [&](const Frame &frame) {
+        if (indices.size() < 20)
+            indices.push_back(frame.index());
+        else
+            done.open();
+    });
+    ASSERT_TRUE(done.pass());
+    EXPECT_NO_THROW(depth.check());
+    EXPECT_EQ(depth.figures().dropped, 0U);
+    depth.stop();
+    for (unsigned int i = 0; i < indices.size(); ++i)
+        EXPECT_EQ(indices[i], i);
+    EXPECT_THROW(depth.check(), Error) << "it was stopped";
+}
+
 TEST_F(ClientStreamTest, WhatTheFunctionThrowsEndsTheStreamAndIsReportedOnce)
 {
     Stream depth = m_camera.start(StreamType::kDepth);

@@ -29,6 +29,9 @@ void useCamera(nubrix::client::Camera camera)
     useFrame(waitAny({&depth, &color}).tryNext());
     useFrame(waitAny(std::vector<Stream *>{&depth}).next());
     color.onFrame(useFrame);
+    color = camera.start(StreamType::kColor, useFrame);
+    color.check();
+    useFrame(color.nextComplete());
     color = std::move(depth);
     static_cast<void>(color.figures().age);
     color.stop();

@@ -55,9 +55,8 @@ void severalStreams(Camera camera)
 void functionForEachFrame(Camera camera)
 {
     std::atomic<unsigned int> last{0};
-    Stream color = camera.start(StreamType::kColor);
-    color.onFrame([&last](const Frame &frame) {  // on the stream's own thread
-        last = frame.index();
+    Stream color = camera.start(StreamType::kColor, [&last](const Frame &frame) {
+        last = frame.index();  // on the stream's own thread
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     color.stop();  // afterwards the function is not called any more

@@ -8,7 +8,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::vector<typedefNubrixFrameMode> kOffered = {
+const std::vector<client::Mode> kOffered = {
     {NUBRIX_PIXEL_YUYV, 320, 240, 5},    {NUBRIX_PIXEL_YUYV, 320, 240, 30},
     {NUBRIX_PIXEL_YUYV, 640, 400, 30},   {NUBRIX_PIXEL_YUYV, 640, 480, 5},
     {NUBRIX_PIXEL_YUYV, 640, 480, 30},   {NUBRIX_PIXEL_RGB888, 640, 480, 30},
@@ -18,9 +18,9 @@ TEST(ModeRequestTest, AModeIsWidthHeightAndRate)
 {
     const auto mode = parseMode("640x480@30");
     ASSERT_TRUE(mode);
-    EXPECT_EQ(mode->width, 640U);
-    EXPECT_EQ(mode->height, 480U);
-    EXPECT_EQ(mode->frameRate, 30U);
+    EXPECT_EQ(mode->width, 640);
+    EXPECT_EQ(mode->height, 480);
+    EXPECT_EQ(mode->framesPerSecond, 30);
 }
 
 TEST(ModeRequestTest, AnyOtherTextIsNoMode)
@@ -58,21 +58,18 @@ TEST(ModeRequestTest, TheRequestedModeIsFound)
     const auto mode = findMode(kOffered, {320, 240, 30}, NUBRIX_PIXEL_YUYV);
     ASSERT_TRUE(mode);
     EXPECT_EQ(mode->width, 320);
-    EXPECT_EQ(mode->frameRate, 30);
+    EXPECT_EQ(mode->framesPerSecond, 30);
 }
 
 TEST(ModeRequestTest, TheCurrentPixelFormatIsPreferred)
 {
-    EXPECT_EQ(findMode(kOffered, {640, 480, 30}, NUBRIX_PIXEL_RGB888)->pixelFormat,
-              NUBRIX_PIXEL_RGB888);
-    EXPECT_EQ(findMode(kOffered, {640, 480, 30}, NUBRIX_PIXEL_YUYV)->pixelFormat,
-              NUBRIX_PIXEL_YUYV);
+    EXPECT_EQ(findMode(kOffered, {640, 480, 30}, NUBRIX_PIXEL_RGB888)->format, NUBRIX_PIXEL_RGB888);
+    EXPECT_EQ(findMode(kOffered, {640, 480, 30}, NUBRIX_PIXEL_YUYV)->format, NUBRIX_PIXEL_YUYV);
 }
 
 TEST(ModeRequestTest, AnotherPixelFormatIsUsedWhenTheCurrentOneIsNotOffered)
 {
-    EXPECT_EQ(findMode(kOffered, {640, 480, 5}, NUBRIX_PIXEL_RGB888)->pixelFormat,
-              NUBRIX_PIXEL_YUYV);
+    EXPECT_EQ(findMode(kOffered, {640, 480, 5}, NUBRIX_PIXEL_RGB888)->format, NUBRIX_PIXEL_YUYV);
 }
 
 TEST(ModeRequestTest, AModeThatIsNotOfferedIsNotFound)

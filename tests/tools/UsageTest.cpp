@@ -93,7 +93,7 @@ TEST(UsageTest, WithoutACameraEveryCommandButListFails)
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err,
                   "nubrix: openDevice: no camera is attached (status -4, error 0x80300104); "
-                  "run 'nubrix list'\n");
+                  "attach one, then run 'nubrix list'\n");
     }
 }
 

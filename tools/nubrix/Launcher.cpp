@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include "Failure.h"
+#include <stdexcept>
 
 namespace nubrix::tool {
 
@@ -15,7 +15,7 @@ std::string toolPath()
     std::error_code error;
     const std::filesystem::path tool = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error)
-        throw Failure("cannot find the tool's own path: " + error.message());
+        throw std::runtime_error("cannot find the tool's own path: " + error.message());
     return tool;
 }
 
@@ -35,7 +35,7 @@ void replaceProcess(const std::string &path, std::vector<std::string> arguments)
         pointers.push_back(argument.data());
     pointers.push_back(nullptr);
     execv(path.c_str(), pointers.data());
-    throw Failure("cannot run " + path + ": " + std::strerror(errno));
+    throw std::runtime_error("cannot run " + path + ": " + std::strerror(errno));
 }
 
 std::vector<std::string> withoutVirtual(const std::vector<std::string> &arguments)

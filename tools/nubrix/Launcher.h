@@ -6,12 +6,12 @@
 
 namespace nubrix::tool {
 
-/// The path of a program in the tool's own folder, whether or not it exists. Throws a Failure when
-/// the tool's own path cannot be determined.
+/// The path of a program in the tool's own folder, whether or not it exists. Throws a
+/// std::runtime_error when the tool's own path cannot be determined.
 std::string siblingPath(const std::string &name);
 
-/// Replaces this process by a program with these arguments after its name. Throws a Failure when
-/// that is impossible.
+/// Replaces this process by a program with these arguments after its name. Throws a
+/// std::runtime_error when that is impossible.
 [[noreturn]] void replaceProcess(const std::string &path, std::vector<std::string> arguments);
 
 /// The arguments of a command line without "--virtual" and "--scenario FILE" (or
@@ -19,8 +19,8 @@ std::string siblingPath(const std::string &name);
 std::vector<std::string> withoutVirtual(const std::vector<std::string> &arguments);
 
 /// Replaces this process by the launcher nubrix-virtual, which runs the tool again on the virtual
-/// camera with these arguments (without the program's own name). Throws a Failure when that is
-/// impossible.
+/// camera with these arguments (without the program's own name). Throws a std::runtime_error when
+/// that is impossible.
 [[noreturn]] void runOnVirtualCamera(const std::string &scenario,
                                      const std::vector<std::string> &arguments);
 

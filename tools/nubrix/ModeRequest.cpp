@@ -10,13 +10,13 @@ namespace nubrix::tool {
 
 namespace {
 
-using Modes = std::vector<typedefNubrixFrameMode>;
+using Modes = std::vector<client::Mode>;
 
 /// Parses a number that `end` follows ('\0': the end of the text), and moves `text` after it.
-bool takeNumber(const char *&text, const char *last, char end, unsigned int &number)
+bool takeNumber(const char *&text, const char *last, char end, int &number)
 {
     const auto [stop, error] = std::from_chars(text, last, number);
-    if (error != std::errc() || number == 0 || number > 65535)
+    if (error != std::errc() || number <= 0 || number > 65535)
         return false;
     if (end == '\0')
         return stop == last;
@@ -26,7 +26,7 @@ bool takeNumber(const char *&text, const char *last, char end, unsigned int &num
     return true;
 }
 
-std::string sizeText(unsigned int width, unsigned int height)
+std::string sizeText(int width, int height)
 {
     return std::to_string(width) + "x" + std::to_string(height);
 }
@@ -39,12 +39,12 @@ std::string join(const std::set<int> &numbers)
     return text;
 }
 
-const typedefNubrixFrameMode &nearest(const Modes &offered, const ModeRequest &wanted)
+const client::Mode &nearest(const Modes &offered, const ModeRequest &wanted)
 {
-    const auto distance = [&](const typedefNubrixFrameMode &mode) {
-        return std::make_tuple(std::abs(mode.width - static_cast<int>(wanted.width)) +
-                                   std::abs(mode.height - static_cast<int>(wanted.height)),
-                               std::abs(mode.frameRate - static_cast<int>(wanted.frameRate)));
+    const auto distance = [&](const client::Mode &mode) {
+        return std::make_tuple(
+            std::abs(mode.width - wanted.width) + std::abs(mode.height - wanted.height),
+            std::abs(mode.framesPerSecond - wanted.framesPerSecond));
     };
     return *std::min_element(offered.begin(), offered.end(), [&](const auto &a, const auto &b) {
         return distance(a) < distance(b);
@@ -57,16 +57,16 @@ std::string wrongField(const Modes &offered, const ModeRequest &wanted)
     std::set<int> widths;
     std::set<int> heights;
     std::set<int> rates;
-    for (const typedefNubrixFrameMode &mode : offered) {
+    for (const client::Mode &mode : offered) {
         widths.insert(mode.width);
         if (mode.width != wanted.width)
             continue;
         heights.insert(mode.height);
         if (mode.height == wanted.height)
-            rates.insert(mode.frameRate);
+            rates.insert(mode.framesPerSecond);
     }
     if (!rates.empty())
-        return "frame rate " + std::to_string(wanted.frameRate) + " is not offered at " +
+        return "frame rate " + std::to_string(wanted.framesPerSecond) + " is not offered at " +
                sizeText(wanted.width, wanted.height) + " (offered: " + join(rates) + ")";
     if (!heights.empty())
         return "height " + std::to_string(wanted.height) + " is not offered with width " +
@@ -83,27 +83,27 @@ std::optional<ModeRequest> parseMode(const std::string &text)
     const char *last = next + text.size();
     ModeRequest mode = {};
     if (!takeNumber(next, last, 'x', mode.width) || !takeNumber(next, last, '@', mode.height) ||
-        !takeNumber(next, last, '\0', mode.frameRate))
+        !takeNumber(next, last, '\0', mode.framesPerSecond))
         return std::nullopt;
     return mode;
 }
 
-std::string modeText(const typedefNubrixFrameMode &mode)
+std::string modeText(const client::Mode &mode)
 {
-    return sizeText(mode.width, mode.height) + "@" + std::to_string(mode.frameRate);
+    return sizeText(mode.width, mode.height) + "@" + std::to_string(mode.framesPerSecond);
 }
 
-std::optional<typedefNubrixFrameMode> findMode(const Modes &offered, const ModeRequest &wanted,
-                                               unsigned int pixelFormat)
+std::optional<client::Mode> findMode(const Modes &offered, const ModeRequest &wanted,
+                                     NubrixPixelFormat format)
 {
-    std::optional<typedefNubrixFrameMode> found;
-    for (const typedefNubrixFrameMode &mode : offered) {
+    std::optional<client::Mode> found;
+    for (const client::Mode &mode : offered) {
         if (mode.width != wanted.width || mode.height != wanted.height ||
-            mode.frameRate != static_cast<int>(wanted.frameRate))
+            mode.framesPerSecond != wanted.framesPerSecond)
             continue;
-        if (!found || mode.pixelFormat == pixelFormat)
+        if (!found || mode.format == format)
             found = mode;
-        if (mode.pixelFormat == pixelFormat)
+        if (mode.format == format)
             break;
     }
     return found;

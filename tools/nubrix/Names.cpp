@@ -1,7 +1,5 @@
 #include "Names.h"
 
-#include <algorithm>
-
 namespace nubrix::tool {
 
 namespace {
@@ -12,20 +10,22 @@ constexpr std::array<const char *, 12> kPixelFormats = {
 
 }  // namespace
 
-const StreamKind *streamKind(const std::string &name)
+std::optional<client::StreamType> streamType(const std::string &name)
 {
-    const auto *kind = std::find_if(kStreamKinds.begin(), kStreamKinds.end(),
-                                    [&](const StreamKind &each) { return name == each.name; });
-    return kind == kStreamKinds.end() ? nullptr : kind;
+    for (const client::StreamType type : kStreamTypes) {
+        if (name == client::name(type))
+            return type;
+    }
+    return std::nullopt;
 }
 
-std::string streamName(unsigned int streamType)
+std::string streamName(unsigned int type)
 {
-    for (const StreamKind &kind : kStreamKinds) {
-        if (kind.type == streamType)
-            return kind.name;
+    for (const client::StreamType each : kStreamTypes) {
+        if (static_cast<unsigned int>(each) == type)
+            return client::name(each);
     }
-    return "type " + std::to_string(streamType);
+    return "type " + std::to_string(type);
 }
 
 std::string pixelFormatName(unsigned int pixelFormat)

@@ -2,27 +2,22 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
-#include "nubrix/types.h"
+#include "nubrix/client/frame.h"
 
 namespace nubrix::tool {
 
-struct StreamKind {
-    unsigned int type;  // a NubrixStreamType
-    const char *name;
-};
+/// Every type of stream, in the order in which the tool shows them.
+constexpr std::array<client::StreamType, 4> kStreamTypes = {
+    client::StreamType::kColor, client::StreamType::kDepth, client::StreamType::kInfrared,
+    client::StreamType::kLightInfrared};
 
-/// Every kind of stream, in the order in which the tool shows them.
-constexpr std::array<StreamKind, 4> kStreamKinds = {{{NUBRIX_STREAM_COLOR, "color"},
-                                                     {NUBRIX_STREAM_DEPTH, "depth"},
-                                                     {NUBRIX_STREAM_IR, "ir"},
-                                                     {NUBRIX_STREAM_LIGHT_IR, "light-ir"}}};
+/// The stream type of this name, none if there is none.
+std::optional<client::StreamType> streamType(const std::string &name);
 
-/// The kind of this name, null if there is none.
-const StreamKind *streamKind(const std::string &name);
-
-/// The name of a stream type; "type 7" for one that has none.
-std::string streamName(unsigned int streamType);
+/// The name of a type in a record file; "type 7" for one that has none.
+std::string streamName(unsigned int type);
 
 std::string pixelFormatName(unsigned int pixelFormat);
 std::string transportName(int transport);

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include "Failure.h"
+#include <stdexcept>
 
 namespace nubrix::tool {
 
@@ -39,7 +39,7 @@ StopSignal::StopSignal()
 {
     const int event = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (event < 0)
-        throw Failure(std::string("eventfd: ") + std::strerror(errno));
+        throw std::runtime_error(std::string("eventfd: ") + std::strerror(errno));
     g_event = event;
     g_requested = false;
     struct sigaction action = {};

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <stdexcept>
 #include <vector>
 
-#include "Failure.h"
 #include "Launcher.h"
 #include "commands/Command.h"
 
@@ -81,7 +81,7 @@ int run(int argc, char **argv)
     setUpLog(options.verbose);
     (*chosen)->run();
     if (!std::cout.flush())
-        throw Failure("cannot write to standard output");
+        throw std::runtime_error("cannot write to standard output");
     return kDone;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <stdexcept>
 
 namespace nubrix::simulate {
@@ -17,6 +18,12 @@ constexpr std::array<RoomComponent, 3> kComponents = {
 constexpr float kDepthUnitMm = 1.0F / 16;  // of NUBRIX_PIXEL_DEPTH_12_4
 constexpr int kDefaultRate = 30;           // frames per second, the default of the room
 
+client::Mode clientMode(const typedefNubrixFrameMode &record)
+{
+    return {static_cast<NubrixPixelFormat>(record.pixelFormat), record.width, record.height,
+            record.frameRate};
+}
+
 }  // namespace
 
 RoomCamera::RoomCamera(const std::vector<std::string> &components, const tool::ModeRequest &mode)
@@ -26,12 +33,15 @@ RoomCamera::RoomCamera(const std::vector<std::string> &components, const tool::M
         if (std::find(components.begin(), components.end(), component.name) != components.end())
             m_components.push_back(component);
     }
-    const std::vector<typedefNubrixFrameMode> &offered =
+    const std::vector<typedefNubrixFrameMode> &records =
         m_source.modes(m_components.front().streamType).records;
-    const auto found = tool::findMode(offered, mode, offered.front().pixelFormat);
+    std::vector<client::Mode> offered;
+    std::transform(records.begin(), records.end(), std::back_inserter(offered), clientMode);
+    const auto found = tool::findMode(offered, mode, offered.front().format);
     if (!found)
         throw std::runtime_error(explainMissingMode(offered, mode));
-    m_mode = *found;
+    m_mode = *std::find_if(records.begin(), records.end(),
+                           [&](const auto &record) { return clientMode(record) == *found; });
     // Here, because it would delay the first frame.
     for (const RoomComponent &component : m_components)
         m_source.prepare(component.streamType, modeOf(component));
@@ -62,7 +72,7 @@ std::string RoomCamera::summary() const
     std::string names;
     for (const RoomComponent &component : m_components)
         names += std::string(names.empty() ? "" : ", ") + component.name;
-    return names + " at " + tool::modeText(m_mode);
+    return names + " at " + tool::modeText(clientMode(m_mode));
 }
 
 void RoomCamera::fill(std::uint32_t format, std::uint32_t frame, void *data)

@@ -28,7 +28,8 @@ struct CameraInfo {
     std::string location;
     unsigned int vendorId = 0;
     unsigned int productId = 0;
-    int transport = 0;  ///< 1 USB video, 2 and 3 network, 4 mini
+    int transport = 0;       ///< 1 USB video, 2 and 3 network, 4 mini
+    unsigned int state = 0;  ///< a NubrixDeviceState
 };
 
 /// How a stream's frames are.
@@ -67,7 +68,7 @@ public:
     {
         const typedefNubrixFrameMode *modes = nullptr;
         unsigned int count = 0;
-        detail::require("getSupportFrameMode", subject(type), [&] {
+        require("getSupportFrameMode", subject(type), [&] {
             const int status = context().getSupportFrameMode(handle(), code(type), &modes, &count);
             return status == -4 || status == -8 ? 0 : status;  // no such stream
         });
@@ -94,8 +95,8 @@ public:
         if (record.width != mode.width || record.height != mode.height ||
             record.frameRate != mode.framesPerSecond)
             detail::fail("setFrameMode", subject(type), -4);
-        detail::require("setFrameMode", subject(type),
-                        [&] { return context().setFrameMode(handle(), code(type), record); });
+        require("setFrameMode", subject(type),
+                [&] { return context().setFrameMode(handle(), code(type), record); });
     }
 
     /// Starts a stream, in `mode` if there is one. `queued` frames, 1 to 8, wait to be taken; then
@@ -106,6 +107,15 @@ public:
         if (mode)
             setMode(type, *mode);
         auto core = std::make_shared<detail::StreamCore>(m_camera, type, queued);
+        core->open();
+        return Stream(std::move(core));
+    }
+    /// Starts a stream and calls `function` for every frame, the first included; see
+    /// Stream::onFrame.
+    Stream start(StreamType type, std::function<void(Frame)> function)
+    {
+        auto core = std::make_shared<detail::StreamCore>(m_camera, type, 1);
+        core->setFunction(std::move(function));
         core->open();
         return Stream(std::move(core));
     }
@@ -150,8 +160,8 @@ public:
     NubrixVersions versions() const
     {
         NubrixVersions versions = {};
-        detail::require("getVersion", m_info.uri,
-                        [&] { return context().getVersion(handle(), &versions); });
+        require("getVersion", m_info.uri,
+                [&] { return context().getVersion(handle(), &versions); });
         return versions;
     }
     /// Unsupported when the camera does not know them.
@@ -160,11 +170,13 @@ public:
         return property<Intrinsics>(kIntrinsics + code(type));
     }
 
-    /// Writes the next colour frame as a 24-bit bitmap. Unsupported when it is not RGB888.
-    void photo(const std::string &path, Milliseconds timeout = kDefaultTimeout)
+    /// Writes the next complete colour frame as a 24-bit bitmap, and returns it. Unsupported when
+    /// it is not RGB888.
+    Frame photo(const std::string &path, Milliseconds timeout = kDefaultTimeout)
     {
-        const Frame frame = start(StreamType::kColor, std::nullopt, 1).next(timeout);
+        Frame frame = start(StreamType::kColor, std::nullopt, 1).nextComplete(timeout);
         detail::writeBitmap(path, frame);
+        return frame;
     }
 
     /// Records streams of these types into a file until the recorder is destroyed.
@@ -181,7 +193,7 @@ public:
         Upgrade upgrade{std::move(progress), {}, {}, false, 0};
         const typedefNubrixUpgradeCallbacks callbacks = {&Upgrade::onProgress, &Upgrade::onFinished,
                                                          &upgrade};
-        detail::require("deviceStartUpgradeOffLine", file, [&] {
+        require("deviceStartUpgradeOffLine", file, [&] {
             return context().deviceStartUpgradeOffLine(handle(), &callbacks, file.c_str());
         });
         std::unique_lock<std::mutex> guard(upgrade.lock);
@@ -241,13 +253,13 @@ private:
     }
     void getProperty(unsigned int id, void *data, unsigned int *size) const
     {
-        detail::require("getDeviceProperty", propertySubject(id),
-                        [&] { return context().getDeviceProperty(handle(), id, data, size); });
+        require("getDeviceProperty", propertySubject(id),
+                [&] { return context().getDeviceProperty(handle(), id, data, size); });
     }
 
     void setProperty(unsigned int id, const void *data, std::size_t size)
     {
-        detail::require("setDeviceProperty", propertySubject(id), [&] {
+        require("setDeviceProperty", propertySubject(id), [&] {
             return context().setDeviceProperty(handle(), id, data, static_cast<unsigned int>(size));
         });
     }

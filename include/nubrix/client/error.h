@@ -148,18 +148,6 @@ inline std::string describe(const char *operation, const std::string &subject, i
     fail(operation, status, 0, describe(operation, subject, status, 0));
 }
 
-/// Makes a call of the library and throws when it fails. `subject` is a camera, a stream, a file.
-template <class Call>
-void require(const char *operation, const std::string &subject, const Call &call)
-{
-    // A success never clears it, so an old one would be taken for this call's.
-    __atomic_store_n(ErrnoLocal(), 0U, __ATOMIC_RELAXED);
-    if (const int status = call()) {
-        const unsigned int code = __atomic_load_n(ErrnoLocal(), __ATOMIC_RELAXED);
-        fail(operation, status, code, describe(operation, subject, status, code));
-    }
-}
-
 /// Calls `make`, which takes much memory from the heap; an Error when there is too little.
 template <class Make>
 auto allocating(const char *operation, const Make &make) -> decltype(make())
@@ -173,5 +161,19 @@ auto allocating(const char *operation, const Make &make) -> decltype(make())
 }
 
 }  // namespace detail
+
+/// Makes a call of the library and throws when it fails, also for calls that this layer does not
+/// offer. `operation` lives as long as the program; `subject` is a camera, a stream, a file.
+template <class Call>
+void require(const char *operation, const std::string &subject, const Call &call)
+{
+    // A success never clears it, so an old one would be taken for this call's.
+    __atomic_store_n(ErrnoLocal(), 0U, __ATOMIC_RELAXED);
+    if (const int status = call()) {
+        const unsigned int code = __atomic_load_n(ErrnoLocal(), __ATOMIC_RELAXED);
+        detail::fail(operation, status, code, detail::describe(operation, subject, status, code));
+    }
+}
+
 }  // namespace client
 }  // namespace nubrix

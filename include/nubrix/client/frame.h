@@ -38,6 +38,31 @@ inline const char *name(StreamType type)
     return "unknown";
 }
 
+/// The bytes of an image; 1 for formats of variable size, such as JPEG.
+inline std::uint64_t imageBytes(unsigned int format, std::uint64_t width, std::uint64_t height)
+{
+    switch (format) {
+        case NUBRIX_PIXEL_RGB888:
+            return width * height * 3;
+        case NUBRIX_PIXEL_GREY8:
+            return width * height;
+        case NUBRIX_PIXEL_DEPTH_12_4:
+        case NUBRIX_PIXEL_DEPTH_13_3:
+        case NUBRIX_PIXEL_DEPTH_14_2:
+        case NUBRIX_PIXEL_DEPTH_MM:
+        case NUBRIX_PIXEL_GREY16:
+            return width * height * 2;
+        case NUBRIX_PIXEL_YUYV:
+        case NUBRIX_PIXEL_UYVY:
+            return (width + 1) / 2 * 4 * height;
+        case NUBRIX_PIXEL_NV21:
+        case NUBRIX_PIXEL_I420:
+            return width * height + (width + 1) / 2 * ((height + 1) / 2) * 2;
+        default:
+            return 1;
+    }
+}
+
 /// An image in memory: rows from top to bottom. It owns nothing, and is valid as long as the Frame
 /// that it came from, or a copy of that.
 template <class T>
@@ -154,6 +179,13 @@ public:
     /// size() bytes; their layout is that of format().
     const unsigned char *data() const { return static_cast<const unsigned char *>(record().data); }
     std::size_t size() const { return record().dataSize; }
+    /// Whether it has all bytes of an image of its format and size.
+    bool isComplete() const
+    {
+        return width() > 0 && height() > 0 && data() &&
+               size() >= imageBytes(record().pixelFormat, static_cast<std::uint64_t>(width()),
+                                    static_cast<std::uint64_t>(height()));
+    }
     /// What the functions of the library take.
     const typedefNubrixFrame &record() const
     {

@@ -63,21 +63,21 @@ private:
     void start(const std::vector<StreamType> &types)
     {
         NubrixBaseContext &context = m_camera->context();
-        detail::require("createRecorder", m_path,
-                        [&] { return context.createRecorder(m_path.c_str(), &m_handle); });
+        require("createRecorder", m_path,
+                [&] { return context.createRecorder(m_path.c_str(), &m_handle); });
         m_streams.reserve(types.size());
         for (const StreamType type : types) {
             // Of its own, without a callback: frames of streams with one are not recorded.
             NubrixStream *stream = nullptr;
-            detail::require("openStream", subject(type), [&] {
+            require("openStream", subject(type), [&] {
                 return context.openStream(m_camera->handle(), static_cast<unsigned int>(type),
                                           &stream, nullptr, nullptr);
             });
             m_streams.push_back(stream);
-            detail::require("recorderAttachStream", subject(type),
-                            [&] { return context.recorderAttachStream(m_handle, stream); });
+            require("recorderAttachStream", subject(type),
+                    [&] { return context.recorderAttachStream(m_handle, stream); });
         }
-        detail::require("recorderStart", m_path, [&] { return context.recorderStart(m_handle); });
+        require("recorderStart", m_path, [&] { return context.recorderStart(m_handle); });
     }
     std::string subject(StreamType type) const
     {

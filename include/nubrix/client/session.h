@@ -26,8 +26,8 @@ public:
     {
         typedefNubrixeviceAttribute *records = nullptr;
         unsigned int count = 0;
-        detail::require("nubrixGetDeviceList", "",
-                        [&] { return context().nubrixGetDeviceList(&records, &count); });
+        require("nubrixGetDeviceList", "",
+                [&] { return context().nubrixGetDeviceList(&records, &count); });
         std::vector<CameraInfo> all;
         for (unsigned int i = 0; i < count; ++i)
             all.push_back(infoOf(records[i]));
@@ -73,7 +73,7 @@ private:
     {
         return {text(record.uri),      text(record.serialNumber), text(record.productName),
                 text(record.location), record.vendorId,           record.productId,
-                record.transport};
+                record.transport,      record.deviceState};
     }
 
     std::shared_ptr<detail::Library> m_library;

@@ -58,8 +58,21 @@ public:
     {
         Frame frame = m_core->take(std::chrono::steady_clock::now() + timeout);
         if (!frame)
-            explain(timeout);
+            explain(timeout, "no frame");
         return frame;
+    }
+    /// As next, but returns no frame that is not complete.
+    Frame nextComplete(Milliseconds timeout = kDefaultTimeout)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        do {
+            const Frame frame = m_core->take(deadline);
+            if (!frame)
+                break;
+            if (frame.isComplete())
+                return frame;
+        } while (std::chrono::steady_clock::now() < deadline);
+        explain(timeout, "no complete frame");
     }
     /// The oldest frame that nobody has taken; none, without waiting, when there is none.
     Frame tryNext() { return m_core->tryTake(); }
@@ -79,6 +92,20 @@ public:
         m_core->rethrow();
     }
 
+    /// Throws when no further frame will come: Unplugged when the camera is gone or does not
+    /// answer, Error when the stream has ended.
+    void check()
+    {
+        m_core->rethrow();
+        const std::string subject = m_core->subject();
+        if (m_core->hasEnded())
+            detail::fail("stream", -2, 0,
+                         "stream (" + subject + "): the stream has ended; start anew");
+        if (m_core->isOver())
+            detail::fail("stream", subject, -9);
+        if (const int status = m_core->cameraStatus())
+            detail::fail("stream", subject, status);
+    }
     StreamFigures figures() const { return m_core->figures(); }
     /// For the functions of NubrixBaseContext, until the stream ends.
     NubrixStream *handle() const { return m_core->handle(); }
@@ -129,17 +156,10 @@ private:
 
     explicit Stream(std::shared_ptr<detail::StreamCore> core) : m_core(std::move(core)) {}
 
-    [[noreturn]] void explain(Milliseconds timeout)
+    [[noreturn]] void explain(Milliseconds timeout, const char *what)
     {
-        m_core->rethrow();
-        const std::string subject = m_core->subject();
-        if (m_core->hasEnded())
-            detail::fail("next", -2, 0, "next (" + subject + "): the stream has ended; start anew");
-        if (m_core->isOver())
-            detail::fail("next", subject, -9);
-        if (const int status = m_core->cameraStatus())
-            detail::fail("next", subject, status);
-        const std::string text = "next (" + subject + "): no frame in " +
+        check();
+        const std::string text = "next (" + m_core->subject() + "): " + what + " in " +
                                  std::to_string(timeout.count()) + " ms, " +
                                  std::to_string(figures().frames) + " since the start; ";
         const std::string reason = shortage();

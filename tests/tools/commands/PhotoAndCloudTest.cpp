@@ -73,7 +73,7 @@ TEST_F(PhotoAndCloudTest, APhotoThatCannotBeSavedIsAFailureWithTheFile)
 {
     const ToolResult result = runVirtual({"photo", "--out", m_folder.file("missing/photo.bmp")});
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("takePhoto (" + m_folder.file("missing/photo.bmp") + ")"));
+    EXPECT_THAT(result.err, HasSubstr("photo (" + m_folder.file("missing/photo.bmp") + ")"));
 }
 
 TEST_F(PhotoAndCloudTest, ACloudHasThePointsOfTheRoomInMetres)

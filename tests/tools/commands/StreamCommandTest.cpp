@@ -164,8 +164,8 @@ TEST(StreamCommandTest, AnUnknownCameraIsAFailureWithTheReason)
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err,
-              "nubrix: openDevice: no such camera (status -4, error 0x80300208); "
-              "run 'nubrix list'\n");
+              "nubrix: openDevice (usb:nobody): no such camera (status -4, error 0x80300208); "
+              "run 'nubrix list' for those that are attached\n");
 }
 
 TEST(StreamCommandTest, AFolderThatCannotBeCreatedIsReportedBeforeAnyStreamRuns)

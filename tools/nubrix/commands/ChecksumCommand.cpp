@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "commands/Command.h"
 #include "nubrix/checksum.h"
 
@@ -20,17 +20,17 @@ namespace {
 void requireReadableFile(const std::string &file)
 {
     if (access(file.c_str(), R_OK) != 0)
-        throw Failure("cannot read " + file + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot read " + file + ": " + std::strerror(errno));
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(file, ignored))
-        throw Failure("cannot read " + file + ": not a file");
+        throw std::runtime_error("cannot read " + file + ": not a file");
 }
 
 std::string crc32Of(const std::string &file)
 {
     unsigned int crc = 0;
     if (calculateCRC32(file, crc) != 1)
-        throw Failure("cannot read " + file);
+        throw std::runtime_error("cannot read " + file);
     std::array<char, 9> text{};
     std::snprintf(text.data(), text.size(), "%08x", crc);
     return text.data();
@@ -40,7 +40,7 @@ std::string md5Of(const std::string &file)
 {
     const std::unique_ptr<char[]> text(MD5File(file, 32));
     if (!text)
-        throw Failure("cannot read " + file);
+        throw std::runtime_error("cannot read " + file);
     return text.get();
 }
 

@@ -1,23 +1,20 @@
 // nubrix cloud: one depth frame as a point cloud.
 #include <iostream>
+#include <stdexcept>
 #include <string>
-#include "Camera.h"
-#include "Failure.h"
 #include "commands/Command.h"
-#include "commands/FirstFrame.h"
 #include "commands/PinholeOptions.h"
+#include "nubrix/client/session.h"
 #include "output/FrameImage.h"
 
 namespace nubrix::tool {
 
 namespace {
 
-constexpr unsigned int kIntrinsics = 0x5600;  // plus the stream type: floats fx, fy, cx, cy
-
-DepthImage depthOf(const typedefNubrixFrame &frame)
+DepthImage depthOf(const client::Frame &frame)
 {
-    return {static_cast<const unsigned short *>(frame.data), static_cast<unsigned int>(frame.width),
-            static_cast<unsigned int>(frame.height), depthUnitMm(frame.pixelFormat)};
+    return {frame.image<unsigned short>().data, static_cast<unsigned int>(frame.width()),
+            static_cast<unsigned int>(frame.height()), depthUnitMm(frame.format())};
 }
 
 class CloudCommand final : public Command {
@@ -26,9 +23,9 @@ public:
     void run() override;
 
 private:
-    PointCloudFile cloudOf(Camera &camera, const typedefNubrixFrame &frame) const;
-    PointCloudFile colouredCloudOf(Camera &camera, const typedefNubrixFrame &frame) const;
-    Pinhole pinholeOf(Camera &camera) const;
+    PointCloudFile cloudOf(const client::Camera &camera, const client::Frame &frame) const;
+    PointCloudFile colouredCloudOf(const client::Camera &camera, const client::Frame &frame) const;
+    Pinhole pinholeOf(const client::Camera &camera) const;
 
     std::string m_uri;
     std::string m_out;
@@ -47,28 +44,30 @@ CloudCommand::CloudCommand(CLI::App &parent)
                    "upwards and z towards the camera");
 }
 
-Pinhole CloudCommand::pinholeOf(Camera &camera) const
+Pinhole CloudCommand::pinholeOf(const client::Camera &camera) const
 {
-    float intrinsics[4] = {};
-    unsigned int size = sizeof(intrinsics);
-    if (!m_pinhole.complete() &&
-        camera.context().getDeviceProperty(camera.handle(), kIntrinsics + NUBRIX_STREAM_DEPTH,
-                                           intrinsics, &size) != 0)
-        throw Failure("the camera reports no intrinsics; set --fx, --fy, --cx and --cy");
-    return m_pinhole.over({intrinsics[0], intrinsics[1], intrinsics[2], intrinsics[3]});
+    if (m_pinhole.complete())
+        return m_pinhole.over({});
+    try {
+        const auto [fx, fy, cx, cy] = camera.intrinsics(client::StreamType::kDepth);
+        return m_pinhole.over({fx, fy, cx, cy});
+    } catch (const client::Error &) {
+        throw std::runtime_error("the camera reports no intrinsics; set --fx, --fy, --cx and --cy");
+    }
 }
 
-PointCloudFile CloudCommand::cloudOf(Camera &camera, const typedefNubrixFrame &frame) const
+PointCloudFile CloudCommand::cloudOf(const client::Camera &camera, const client::Frame &frame) const
 {
-    if (!isDepth(frame.pixelFormat))
-        throw Failure("depths of this pixel format have no unit: choose another mode");
+    if (!isDepth(frame.format()))
+        throw std::runtime_error("depths of this pixel format have no unit: choose another mode");
     return pinholeCloud(camera.context(), depthOf(frame), m_pinhole.scale(), pinholeOf(camera));
 }
 
-PointCloudFile CloudCommand::colouredCloudOf(Camera &camera, const typedefNubrixFrame &frame) const
+PointCloudFile CloudCommand::colouredCloudOf(const client::Camera &camera,
+                                             const client::Frame &frame) const
 {
-    if (!isDepth(frame.pixelFormat) || frame.pixelFormat == NUBRIX_PIXEL_DEPTH_MM)
-        throw Failure(
+    if (!isDepth(frame.format()) || frame.format() == NUBRIX_PIXEL_DEPTH_MM)
+        throw std::runtime_error(
             "depths of this pixel format cannot be coloured: choose a mode with fractions");
     const DepthImage image = depthOf(frame);
     PointCloudFile cloud;
@@ -76,7 +75,7 @@ PointCloudFile CloudCommand::colouredCloudOf(Camera &camera, const typedefNubrix
     cloud.colours.resize(cloud.points.size());
     camera.context().convertDepthToPointCloudWithRGBA(
         image.depth, image.width, image.height, m_pinhole.scale(), 0, 0, 0, 0, cloud.points.data(),
-        cloud.colours.data(), frame.pixelFormat, false);
+        cloud.colours.data(), frame.format(), false);
     cloud.comments = {axesComment(m_pinhole.scale(), "x right, y up, z towards the camera"),
                       "colours: depth, from near (blue) to far (red)"};
     return cloud;
@@ -84,17 +83,15 @@ PointCloudFile CloudCommand::colouredCloudOf(Camera &camera, const typedefNubrix
 
 void CloudCommand::run()
 {
-    Session session;
-    Camera camera(session, m_uri);
-    const FirstFrame first(camera, *streamKind("depth"));
-    const typedefNubrixFrame &frame = first.frame();
+    client::Camera camera = client::Session().open(m_uri);
+    const client::Frame frame = camera.start(client::StreamType::kDepth).nextComplete();
     const std::size_t points =
         writePly(m_out, m_rgba ? colouredCloudOf(camera, frame) : cloudOf(camera, frame));
     if (json()) {
         printJson({{"file", m_out},
                    {"points", points},
-                   {"width", frame.width},
-                   {"height", frame.height}});
+                   {"width", frame.width()},
+                   {"height", frame.height()}});
     } else {
         std::cout << "saved " << m_out << ", " << points << " points\n";
     }

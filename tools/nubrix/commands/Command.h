@@ -10,7 +10,7 @@
 namespace nubrix::tool {
 
 /// A command of the tool. Its constructor adds the subcommand and its options to the command line;
-/// run() does the work and throws a Failure when that is impossible.
+/// run() does the work and throws a std::runtime_error when that is impossible.
 class Command {
 public:
     using Json = nlohmann::ordered_json;

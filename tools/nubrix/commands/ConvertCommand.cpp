@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "commands/Command.h"
 #include "output/FrameImage.h"
 #include "output/ImageEncoder.h"
@@ -43,15 +43,16 @@ bool isPacked(const std::string &from)
     return from == "yuyv" || from == "uyvy";
 }
 
-/// The size of a raw image in bytes; throws a Failure for an odd size that the format cannot have.
+/// The size of a raw image in bytes; throws a std::runtime_error for an odd size that the format
+/// cannot have.
 std::size_t bytesOf(const std::string &from, const Size &size)
 {
     const std::size_t pixels = std::size_t{size.width} * size.height;
     if (from == "grey16")
         return 2 * pixels;
     if (size.width % 2 != 0 || (size.height % 2 != 0 && !isPacked(from)))
-        throw Failure(from + (isPacked(from) ? " images need an even width"
-                                             : " images need an even width and height"));
+        throw std::runtime_error(from + (isPacked(from) ? " images need an even width"
+                                                        : " images need an even width and height"));
     return isPacked(from) ? 2 * pixels : pixels / 2 * 3;
 }
 
@@ -132,7 +133,7 @@ std::vector<unsigned char> ConvertCommand::read() const
     const std::size_t expected = bytesOf(m_from, sizeOf(m_size));
     std::FILE *const file = std::fopen(m_in.c_str(), "rbe");
     if (file == nullptr)
-        throw Failure("cannot read " + m_in + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot read " + m_in + ": " + std::strerror(errno));
     // Memory grows with the content of the file, not with the size that the user states.
     constexpr std::size_t kChunkBytes = 1 << 20;
     std::vector<unsigned char> raw;
@@ -145,11 +146,11 @@ std::vector<unsigned char> ConvertCommand::read() const
     const int error = std::ferror(file) != 0 ? errno : 0;
     std::fclose(file);
     if (error != 0)
-        throw Failure("cannot read " + m_in + ": " + std::strerror(error));
+        throw std::runtime_error("cannot read " + m_in + ": " + std::strerror(error));
     if (count != expected) {
-        throw Failure(m_in + ": a " + m_size + " image in " + m_from + " has " +
-                      std::to_string(expected) + " bytes, the file has " +
-                      (count > expected ? "more" : std::to_string(count)));
+        throw std::runtime_error(m_in + ": a " + m_size + " image in " + m_from + " has " +
+                                 std::to_string(expected) + " bytes, the file has " +
+                                 (count > expected ? "more" : std::to_string(count)));
     }
     raw.resize(expected);
     return raw;

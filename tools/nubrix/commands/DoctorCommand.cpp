@@ -3,8 +3,7 @@
 #include <iomanip>
 #include <iostream>
 #include <optional>
-#include "Failure.h"
-#include "Session.h"
+#include <stdexcept>
 #include "commands/Command.h"
 #include "doctor/Checks.h"
 #include "doctor/LibraryChecks.h"
@@ -42,7 +41,7 @@ long countOf(const Findings &findings, State state)
 class DoctorCommand final : public Command {
 public:
     explicit DoctorCommand(CLI::App &parent);
-    /// Throws a Failure when there is a problem.
+    /// Throws a std::runtime_error when there is a problem.
     void run() override;
 
 private:
@@ -64,21 +63,21 @@ void DoctorCommand::run()
     else
         reportText(findings);
     if (const long problems = countOf(findings, State::kProblem))
-        throw Failure("problems found: " + std::to_string(problems));
+        throw std::runtime_error("problems found: " + std::to_string(problems));
 }
 
 Findings DoctorCommand::examine()
 {
     const Machine machine = Machine::real();
     Findings findings = checkLibrary();
-    std::optional<Session> session;
+    std::optional<client::Session> session;
     try {
         session.emplace();
         append(findings, checkPlugins(pluginStates()));
         append(findings, checkLog());
-    } catch (const Failure &failure) {
-        findings.push_back({"library", State::kProblem, failure.what(),
-                            "'nubrix --verbose doctor' shows the log"});
+    } catch (const client::Error &error) {
+        findings.push_back(
+            {"library", State::kProblem, error.what(), "'nubrix --verbose doctor' shows the log"});
     }
     for (const auto check : {checkKernel, checkUndrivenCameras, checkUdev, checkUdevRule,
                              checkPermissions, checkInterfaces, checkNetworks, checkSocketBuffers,

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
-#include "Failure.h"
 #include "Names.h"
 #include "StopSignal.h"
 #include "commands/Command.h"
@@ -49,7 +49,7 @@ public:
     void check()
     {
         if (!m_file.flush())
-            throw Failure("cannot write " + m_path + ": " + std::strerror(errno));
+            throw std::runtime_error("cannot write " + m_path + ": " + std::strerror(errno));
     }
 
 private:
@@ -62,8 +62,8 @@ void requireRecords(const RecordReader &reader, const std::string &path)
     if (reader.count() != 0)
         return;
     const std::string problem = reader.problem();
-    throw Failure(path + ": it has no complete record" +
-                  (problem.empty() ? ", it is empty" : "; " + problem));
+    throw std::runtime_error(path + ": it has no complete record" +
+                             (problem.empty() ? ", it is empty" : "; " + problem));
 }
 
 std::string textOf(const std::vector<std::string> &problems)
@@ -173,7 +173,7 @@ void ExportCommand::run()
     const Result result = exportRecords(reader, stop);
     report(reader, result);
     if (!result.problem.empty())
-        throw Failure(m_file + result.problem);
+        throw std::runtime_error(m_file + result.problem);
 }
 
 ExportCommand::Result ExportCommand::exportRecords(RecordReader &reader,
@@ -200,7 +200,7 @@ bool ExportCommand::exportAll(RecordReader &reader, RecordExporter &exporter,
     while (done < reader.count() && !stop.requested()) {
         RecordFrame record;
         if (reader.frame(done, &record) != 0)
-            throw Failure(m_file + ": " + reader.errorText());
+            throw std::runtime_error(m_file + ": " + reader.errorText());
         const RecordInfo &info = record.info();
         Figures &figures = result.streams[info.streamType];
         if (figures.records++ % m_every == 0) {

@@ -1,10 +1,11 @@
 // nubrix list: the attached cameras.
 #include <iostream>
 #include <vector>
+#include "Cameras.h"
 #include "Names.h"
-#include "Session.h"
 #include "commands/Command.h"
 #include "doctor/LibraryChecks.h"
+#include "nubrix/client/session.h"
 
 namespace nubrix::tool {
 
@@ -16,7 +17,7 @@ public:
     void run() override;
 
 private:
-    using Cameras = std::vector<CameraInfo>;
+    using Cameras = std::vector<client::CameraInfo>;
     using Plugins = std::vector<PluginState>;
 
     static void reportJson(const Cameras &cameras, const Plugins &plugins);
@@ -31,8 +32,8 @@ ListCommand::ListCommand(CLI::App &parent)
 
 void ListCommand::run()
 {
-    Session session;
-    const Cameras cameras = session.cameras();
+    const client::Session session;
+    const Cameras cameras = attachedCameras(session);
     const Plugins plugins = pluginStates();
     if (json())
         reportJson(cameras, plugins);
@@ -43,7 +44,7 @@ void ListCommand::run()
 void ListCommand::reportJson(const Cameras &cameras, const Plugins &plugins)
 {
     Json report = {{"cameras", Json::array()}, {"drivers", Json::array()}};
-    for (const CameraInfo &camera : cameras) {
+    for (const client::CameraInfo &camera : cameras) {
         report["cameras"].push_back({{"uri", camera.uri},
                                      {"serial_number", camera.serialNumber},
                                      {"product", camera.productName},
@@ -63,7 +64,7 @@ void ListCommand::reportJson(const Cameras &cameras, const Plugins &plugins)
 
 void ListCommand::reportText(const Cameras &cameras, const Plugins &plugins)
 {
-    for (const CameraInfo &camera : cameras) {
+    for (const client::CameraInfo &camera : cameras) {
         std::cout << camera.uri << "\n  serial number  " << camera.serialNumber
                   << "\n  product        " << camera.productName << "\n  transport      "
                   << transportName(camera.transport) << "\n  state          "

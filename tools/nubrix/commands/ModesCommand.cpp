@@ -3,32 +3,32 @@
 #include <optional>
 #include <string>
 #include <vector>
-#include "Camera.h"
 #include "ModeRequest.h"
 #include "Names.h"
 #include "commands/Command.h"
+#include "nubrix/client/session.h"
 
 namespace nubrix::tool {
 
 namespace {
 
-Command::Json jsonOf(const typedefNubrixFrameMode &mode)
+Command::Json jsonOf(const client::Mode &mode)
 {
     return {{"width", mode.width},
             {"height", mode.height},
-            {"fps", static_cast<int>(mode.frameRate)},
-            {"format", pixelFormatName(mode.pixelFormat)}};
+            {"fps", mode.framesPerSecond},
+            {"format", pixelFormatName(mode.format)}};
 }
 
-std::string sizeText(const typedefNubrixFrameMode &mode)
+std::string sizeText(const client::Mode &mode)
 {
     return "    " + std::to_string(mode.width) + "x" + std::to_string(mode.height) + " " +
-           pixelFormatName(mode.pixelFormat) + " @ ";
+           pixelFormatName(mode.format) + " @ ";
 }
 
-std::string textOf(const typedefNubrixFrameMode &mode)
+std::string textOf(const client::Mode &mode)
 {
-    return modeText(mode) + " " + pixelFormatName(mode.pixelFormat);
+    return modeText(mode) + " " + pixelFormatName(mode.format);
 }
 
 class ModesCommand final : public Command {
@@ -39,8 +39,8 @@ public:
 private:
     struct StreamModes {
         const char *name;
-        std::optional<typedefNubrixFrameMode> current;
-        std::vector<typedefNubrixFrameMode> supported;
+        std::optional<client::Mode> current;
+        std::vector<client::Mode> supported;
     };
 
     static void reportJson(const std::string &uri, const std::vector<StreamModes> &streams);
@@ -57,18 +57,17 @@ ModesCommand::ModesCommand(CLI::App &parent)
 
 void ModesCommand::run()
 {
-    Session session;
-    Camera camera(session, m_uri);
+    const client::Camera camera = client::Session().open(m_uri);
     std::vector<StreamModes> streams;
-    for (const StreamKind &kind : kStreamKinds) {
-        std::vector<typedefNubrixFrameMode> supported = camera.modes(kind);
+    for (const client::StreamType type : kStreamTypes) {
+        std::vector<client::Mode> supported = camera.modes(type);
         if (!supported.empty())
-            streams.push_back({kind.name, camera.currentMode(kind), std::move(supported)});
+            streams.push_back({client::name(type), camera.mode(type), std::move(supported)});
     }
     if (json())
-        reportJson(camera.uri(), streams);
+        reportJson(camera.info().uri, streams);
     else
-        reportText(camera.uri(), streams);
+        reportText(camera.info().uri, streams);
 }
 
 void ModesCommand::reportJson(const std::string &uri, const std::vector<StreamModes> &streams)
@@ -76,7 +75,7 @@ void ModesCommand::reportJson(const std::string &uri, const std::vector<StreamMo
     Json report = {{"uri", uri}, {"streams", Json::array()}};
     for (const StreamModes &stream : streams) {
         Json modes = Json::array();
-        for (const typedefNubrixFrameMode &mode : stream.supported)
+        for (const client::Mode &mode : stream.supported)
             modes.push_back(jsonOf(mode));
         report["streams"].push_back({{"type", stream.name},
                                      {"current", stream.current ? jsonOf(*stream.current) : Json()},
@@ -92,10 +91,10 @@ void ModesCommand::reportText(const std::string &uri, const std::vector<StreamMo
         std::cout << "  " << stream.name << ", now "
                   << (stream.current ? textOf(*stream.current) : "without a mode") << '\n';
         std::string line;
-        for (const typedefNubrixFrameMode &mode : stream.supported) {
+        for (const client::Mode &mode : stream.supported) {
             // The frame rates of one size and format share a line.
             const std::string head = sizeText(mode);
-            const std::string rate = std::to_string(mode.frameRate);
+            const std::string rate = std::to_string(mode.framesPerSecond);
             if (line.rfind(head, 0) == 0) {
                 line += ", " + rate;
                 continue;

@@ -1,17 +1,12 @@
-// nubrix photo: the newest colour frame as a bitmap file.
+// nubrix photo: the next colour frame as a bitmap file.
 #include <iostream>
 #include <string>
-#include "Camera.h"
-#include "Failure.h"
 #include "commands/Command.h"
-#include "commands/FirstFrame.h"
+#include "nubrix/client/session.h"
 
 namespace nubrix::tool {
 
 namespace {
-
-constexpr int kMaxTries = 5;
-constexpr int kNoFrame = -1;  // within a second, or another reader received the frame
 
 class PhotoCommand final : public Command {
 public:
@@ -32,21 +27,9 @@ PhotoCommand::PhotoCommand(CLI::App &parent)
 
 void PhotoCommand::run()
 {
-    Session session;
-    Camera camera(session, m_uri);
-    const FirstFrame first(camera, *streamKind("color"));  // from here on the stream delivers
-    std::string problem;
-    int status = kNoFrame;
-    for (int tries = 0; status == kNoFrame && tries < kMaxTries; ++tries) {
-        status = attempt(
-            "takePhoto (" + m_out + ")", [&] { return session.context().takePhoto(m_out.c_str()); },
-            &problem);
-    }
-    if (status != 0)
-        throw Failure(problem);
+    const client::Frame frame = client::Session().open(m_uri).photo(m_out);
     if (json()) {
-        printJson(
-            {{"file", m_out}, {"width", first.frame().width}, {"height", first.frame().height}});
+        printJson({{"file", m_out}, {"width", frame.width()}, {"height", frame.height()}});
     } else {
         std::cout << "saved " << m_out << '\n';
     }

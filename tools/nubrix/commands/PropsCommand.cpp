@@ -2,17 +2,29 @@
 #include <iomanip>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
-#include "Camera.h"
-#include "Failure.h"
+#include "Names.h"
 #include "commands/Command.h"
 #include "common/Text.h"
+#include "nubrix/client/session.h"
 
 namespace nubrix::tool {
 
 namespace {
 
 constexpr const char *kNotSupported = "not supported by this camera";
+
+/// What `read` returns, nothing when the camera does not support it.
+template <class Read>
+auto ifSupported(const Read &read) -> std::optional<decltype(read())>
+{
+    try {
+        return read();
+    } catch (const client::Unsupported &) {
+        return std::nullopt;
+    }
+}
 
 /// The three versions and the serial number; null where there are none.
 Command::Json jsonOf(const std::optional<NubrixVersions> &versions)
@@ -59,22 +71,23 @@ PropsCommand::PropsCommand(CLI::App &parent)
 
 void PropsCommand::run()
 {
-    Session session;
-    Camera camera(session, m_uri);
+    client::Camera camera = client::Session().open(m_uri);
     if (m_flagMode != 0)
-        camera.setFlagMode(m_flagMode);
-    const Json version = jsonOf(camera.versions());
-    const std::optional<unsigned int> flagMode = camera.flagMode();
+        camera.setProperty(NUBRIX_PROPERTY_STREAM_FLAG_MODE, m_flagMode);
+    const Json version = jsonOf(ifSupported([&] { return camera.versions(); }));
+    const std::optional<unsigned int> flagMode = ifSupported(
+        [&] { return camera.property<unsigned int>(NUBRIX_PROPERTY_STREAM_FLAG_MODE); });
     if (json()) {
-        printJson({{"uri", camera.uri()},
+        printJson({{"uri", camera.info().uri},
                    {"version", version},
                    {"stream_flag_mode", flagMode ? Json(*flagMode) : Json()}});
     } else {
-        reportText(camera.uri(), version, flagMode);
+        reportText(camera.info().uri, version, flagMode);
     }
     if (m_flagMode != 0 && flagMode && *flagMode != m_flagMode) {
-        throw Failure("the camera accepted stream flag mode " + std::to_string(m_flagMode) +
-                      ", but reports " + std::to_string(*flagMode));
+        throw std::runtime_error("the camera accepted stream flag mode " +
+                                 std::to_string(m_flagMode) + ", but reports " +
+                                 std::to_string(*flagMode));
     }
 }
 

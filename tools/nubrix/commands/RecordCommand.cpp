@@ -4,18 +4,18 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "Camera.h"
-#include "Failure.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
 #include "commands/RecordSummary.h"
-#include "commands/StreamRun.h"
 #include "commands/StreamSelection.h"
+#include "nubrix/client/session.h"
 #include "output/ProgressBar.h"
 
 namespace nubrix::tool {
@@ -23,103 +23,66 @@ namespace nubrix::tool {
 namespace {
 
 constexpr int kRecordTickMs = 200;
-// Short, because a frame that arrives just before a wait begins does not end the wait.
-constexpr int kRecordWaitMs = 20;
 constexpr std::uint64_t kGrowthTimeoutUs = 5000000;
 constexpr std::uint64_t kFullDiskTimeoutUs = 2000000;
 
-/// A recorder and its open streams. The destructor closes them in the order that the library needs.
-class Recording {
+/// The streams that are recorded, for the frame indices, which the file does not store.
+class SeenStreams {
 public:
-    Recording(Camera &camera, const std::string &path);
-    ~Recording();
-    Recording(const Recording &) = delete;
-    Recording &operator=(const Recording &) = delete;
+    SeenStreams(client::Camera &camera, const std::vector<client::StreamType> &types)
+    {
+        for (const client::StreamType type : types)
+            m_streams.push_back(camera.start(type, std::nullopt, 1));
+    }
 
-    void add(const StreamKind &kind);
-    void start();
-    void stop() { context().recorderStop(m_recorder); }
-
-    /// Waits for a frame; for a tick or until `stop` when the camera is gone.
-    void waitForFrame(const StopSignal &stop);
-    /// Adds the frames that have arrived, because the file does not store their frame index.
-    void addSeenFrames(RecordStatistics &statistics);
-    /// Throws a Failure when the camera is gone or unresponsive.
-    void checkCamera() { waitForStreams(context(), m_streams, 0); }
+    /// Waits for a frame, for a tick at most. Throws an Error when the camera is gone.
+    void wait();
+    /// Adds the frames that have arrived.
+    void addTo(RecordStatistics &statistics);
+    /// Throws an Error when the camera is gone or unresponsive.
+    void checkCamera() { m_streams.front().check(); }
 
 private:
-    NubrixBaseContext &context() { return m_camera.context(); }
-
-    Camera &m_camera;
-    std::vector<NubrixStream *> m_streams;
-    std::vector<unsigned int> m_types;  // of the streams
-    NubrixRecord *m_recorder = nullptr;
+    std::vector<client::Stream> m_streams;
 };
 
-Recording::Recording(Camera &camera, const std::string &path) : m_camera(camera)
+void SeenStreams::wait()
 {
-    require("createRecorder (" + path + ")",
-            [&] { return context().createRecorder(path.c_str(), &m_recorder); });
-}
-
-Recording::~Recording()
-{
-    stop();
-    for (NubrixStream *stream : m_streams)
-        context().closeStream(stream);
-    context().destroyRecorder(m_recorder);
-}
-
-void Recording::add(const StreamKind &kind)
-{
-    NubrixStream *stream = nullptr;
-    require(std::string("openStream (") + kind.name + ")", [&] {
-        return context().openStream(m_camera.handle(), kind.type, &stream, nullptr, nullptr);
-    });
-    m_streams.push_back(stream);
-    m_types.push_back(kind.type);
-    require(std::string("recorderAttachStream (") + kind.name + ")",
-            [&] { return context().recorderAttachStream(m_recorder, stream); });
-}
-
-void Recording::start()
-{
-    require("recorderStart", [&] { return context().recorderStart(m_recorder); });
-}
-
-void Recording::waitForFrame(const StopSignal &stop)
-{
+    std::vector<client::Stream *> streams;
+    for (client::Stream &stream : m_streams)
+        streams.push_back(&stream);
     try {
-        waitForStreams(context(), m_streams, kRecordWaitMs);
-    } catch (const Failure &) {
-        stop.wait(kRecordTickMs);  // the next check of the camera reports it
+        client::waitAny(streams, client::Milliseconds(kRecordTickMs));
+    } catch (const client::Timeout &) {
+        // The growth of the file decides how long is too long.
     }
 }
 
-void Recording::addSeenFrames(RecordStatistics &statistics)
+void SeenStreams::addTo(RecordStatistics &statistics)
 {
-    for (std::size_t i = 0; i < m_streams.size(); ++i) {
-        typedefNubrixFrame *frame = nullptr;
-        if (context().readFrame(m_streams[i], &frame, 0) != 0)
-            continue;
-        statistics.addSeenFrame(m_types[i],
-                                frame->timestampLow | std::uint64_t{frame->timestampHigh} << 32U,
-                                frame->frameIndex);
-        context().releaseFrame(frame);
+    for (client::Stream &stream : m_streams) {
+        if (const client::Frame frame = stream.tryNext()) {
+            const typedefNubrixFrame &record = frame.record();
+            statistics.addSeenFrame(
+                static_cast<unsigned int>(stream.type()),
+                record.timestampLow | std::uint64_t{record.timestampHigh} << 32U,
+                record.frameIndex);
+        }
     }
 }
 
 /// The record file while the recorder writes it.
 class GrowingRecord {
 public:
-    /// Throws a Failure when the file cannot be read.
-    GrowingRecord(std::string path, const std::vector<StreamKind> &kinds)
-        : m_path(std::move(path)), m_kinds(kinds)
+    /// Throws a std::runtime_error when the file cannot be read.
+    GrowingRecord(std::string path, const std::vector<client::StreamType> &types)
+        : m_path(std::move(path)), m_types(types)
     {
         openRecords(m_reader, m_path);
     }
 
-    /// Reads the new records. Throws a Failure when the file is gone or has stopped growing.
+    /// Reads the new records. Throws a std::runtime_error when the file is gone or has stopped
+    /// growing.
     void update(std::uint64_t nowUs);
     /// "3.2 s  41.0 MB  color 96 (0 missing)".
     std::string line(double seconds) const;
@@ -128,10 +91,14 @@ public:
     bool has(std::uint64_t frames) const;
 
 private:
+    RecordedStreamFigures figuresOf(client::StreamType type) const
+    {
+        return m_statistics.stream(static_cast<unsigned int>(type));
+    }
     void checkGrowth(std::uint64_t idleUs) const;
 
     const std::string m_path;
-    const std::vector<StreamKind> &m_kinds;
+    const std::vector<client::StreamType> &m_types;
     RecordReader m_reader;
     RecordStatistics m_statistics;
     std::uint64_t m_size = 0;
@@ -143,12 +110,12 @@ void GrowingRecord::update(std::uint64_t nowUs)
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(m_path, error);
     if (error)
-        throw Failure(m_path + " is gone: " + error.message());
+        throw std::runtime_error(m_path + " is gone: " + error.message());
     if (size != m_size || m_grownUs == 0)
         m_grownUs = nowUs;
     m_size = size;
     if (m_reader.update() != 0)
-        throw Failure(m_path + ": " + m_reader.errorText());
+        throw std::runtime_error(m_path + ": " + m_reader.errorText());
     m_statistics.addNewRecords(m_reader, m_path);
     checkGrowth(nowUs - m_grownUs);
 }
@@ -158,8 +125,8 @@ std::string GrowingRecord::line(double seconds) const
     char time[32];
     std::snprintf(time, sizeof(time), "%.1f s  ", seconds);
     std::string text = time + bytesText(m_size);
-    for (const StreamKind &kind : m_kinds) {
-        const RecordedStreamFigures figures = m_statistics.stream(kind.type);
+    for (const client::StreamType type : m_types) {
+        const RecordedStreamFigures figures = figuresOf(type);
         text += "  " + figures.name + ' ' + std::to_string(figures.records) + " (" +
                 std::to_string(figures.missing) + " missing)";
     }
@@ -168,9 +135,8 @@ std::string GrowingRecord::line(double seconds) const
 
 bool GrowingRecord::has(std::uint64_t frames) const
 {
-    return std::all_of(m_kinds.begin(), m_kinds.end(), [&](const StreamKind &kind) {
-        return m_statistics.stream(kind.type).records >= frames;
-    });
+    return std::all_of(m_types.begin(), m_types.end(),
+                       [&](client::StreamType type) { return figuresOf(type).records >= frames; });
 }
 
 void GrowingRecord::checkGrowth(std::uint64_t idleUs) const
@@ -180,10 +146,11 @@ void GrowingRecord::checkGrowth(std::uint64_t idleUs) const
     std::error_code error;
     const auto space = std::filesystem::space(m_path, error);
     if (!error && space.available == 0)
-        throw Failure("no space left for " + m_path);
+        throw std::runtime_error("no space left for " + m_path);
     if (idleUs > kGrowthTimeoutUs) {
-        throw Failure(m_path + " has not grown for " + std::to_string(kGrowthTimeoutUs / 1000000) +
-                      " s: no frames arrive, or the file has reached its largest size");
+        throw std::runtime_error(m_path + " has not grown for " +
+                                 std::to_string(kGrowthTimeoutUs / 1000000) +
+                                 " s: no frames arrive, or the file has reached its largest size");
     }
 }
 
@@ -195,9 +162,9 @@ public:
 private:
     /// Returns the failure that ended the recording early, empty if there was none, and the frames
     /// that it has seen.
-    std::string record(Camera &camera, const std::vector<StreamKind> &kinds, const StopSignal &stop,
-                       RecordStatistics &seen) const;
-    void monitor(Recording &recording, GrowingRecord &file, const StopSignal &stop) const;
+    std::string record(client::Camera &camera, const std::vector<client::StreamType> &types,
+                       const StopSignal &stop, RecordStatistics &seen) const;
+    void monitor(SeenStreams &streams, GrowingRecord &file, const StopSignal &stop) const;
     bool isFinished(const GrowingRecord &file, double seconds) const;
     void check(const RecordSummary &summary) const;
     void report(const RecordSummary &summary, const std::string &problem) const;
@@ -225,50 +192,48 @@ void RecordCommand::run()
     std::string problem;
     RecordStatistics seen;
     {
-        Session session;
-        Camera camera(session, m_uri);
+        client::Camera camera = client::Session().open(m_uri);
         problem = record(camera, m_selection.choose(camera), stop, seen);
     }
     RecordSummary summary;
     try {
         summary = RecordSummary::of(m_out, std::move(seen));
-    } catch (const Failure &failure) {
-        throw Failure(problem.empty() ? failure.what() : problem);
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(problem.empty() ? error.what() : problem);
     }
     report(summary, problem);
     if (!problem.empty())
-        throw Failure(problem);
+        throw std::runtime_error(problem);
     check(summary);
 }
 
-std::string RecordCommand::record(Camera &camera, const std::vector<StreamKind> &kinds,
+std::string RecordCommand::record(client::Camera &camera,
+                                  const std::vector<client::StreamType> &types,
                                   const StopSignal &stop, RecordStatistics &seen) const
 {
-    Recording recording(camera, m_out);
-    GrowingRecord file(m_out, kinds);
-    for (const StreamKind &kind : kinds)
-        recording.add(kind);
-    recording.start();
+    client::Recorder recorder = camera.record(m_out, types);
+    GrowingRecord file(m_out, types);
+    SeenStreams streams(camera, types);  // after the recorder, which gets the first frames
     std::string problem;
     try {
-        monitor(recording, file, stop);
-    } catch (const Failure &failure) {
-        problem = failure.what();
+        monitor(streams, file, stop);
+        recorder.finish();
+    } catch (const std::runtime_error &error) {
+        problem = error.what();
     }
-    recording.stop();
-    recording.addSeenFrames(file.statistics());  // the last frame of each stream
+    streams.addTo(file.statistics());  // the last frame of each stream
     seen = std::move(file.statistics());
     return problem;
 }
 
-void RecordCommand::monitor(Recording &recording, GrowingRecord &file, const StopSignal &stop) const
+void RecordCommand::monitor(SeenStreams &streams, GrowingRecord &file, const StopSignal &stop) const
 {
     const LiveLine live(!json());
     const std::uint64_t startUs = monotonicUs();
     std::uint64_t lastTickUs = startUs;
     while (!stop.requested()) {
-        recording.waitForFrame(stop);
-        recording.addSeenFrames(file.statistics());
+        streams.wait();
+        streams.addTo(file.statistics());
         const std::uint64_t nowUs = monotonicUs();
         if (nowUs - lastTickUs < std::uint64_t{kRecordTickMs} * 1000)
             continue;
@@ -278,7 +243,7 @@ void RecordCommand::monitor(Recording &recording, GrowingRecord &file, const Sto
         live.draw(file.line(seconds));
         if (isFinished(file, seconds))
             return;
-        recording.checkCamera();
+        streams.checkCamera();
     }
 }
 
@@ -288,17 +253,17 @@ bool RecordCommand::isFinished(const GrowingRecord &file, double seconds) const
            (m_selection.frames() != 0 && file.has(m_selection.frames()));
 }
 
-/// Throws a Failure when a frame is missing or the file is damaged.
+/// Throws a std::runtime_error when a frame is missing or the file is damaged.
 void RecordCommand::check(const RecordSummary &summary) const
 {
     if (!summary.problem.empty())
-        throw Failure(m_out + " is damaged: " + summary.problem);
+        throw std::runtime_error(m_out + " is damaged: " + summary.problem);
     for (const RecordedStreamFigures &figures : summary.streams) {
         if (figures.missing != 0 || figures.gaps.value_or(0) != 0)
-            throw Failure("frames of " + figures.name + " are missing");
+            throw std::runtime_error("frames of " + figures.name + " are missing");
     }
     if (summary.records == 0)
-        throw Failure("no frame arrived");
+        throw std::runtime_error("no frame arrived");
 }
 
 void RecordCommand::report(const RecordSummary &summary, const std::string &problem) const

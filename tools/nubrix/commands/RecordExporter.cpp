@@ -4,9 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <utility>
-#include "Failure.h"
 #include "Names.h"
+#include "nubrix/client/frame.h"
 #include "output/ImageEncoder.h"
 #include "output/SavedFrames.h"
 
@@ -100,9 +101,9 @@ std::optional<FrameCopy> RecordExporter::decode(const RecordFrame &record,
 {
     try {
         return decodeRecord(record, m_options.colourFormat);
-    } catch (const Failure &failure) {
+    } catch (const std::runtime_error &error) {
         m_problems.push_back("record " + number + " (" + streamName(record.info().streamType) +
-                             "): " + failure.what());
+                             "): " + error.what());
         return {};
     }
 }
@@ -139,7 +140,7 @@ void RecordExporter::addColours(const RecordInfo &depth, const FrameCopy &image,
         return;
     RecordFrame record;
     if (m_reader.frame(nearest, &record) != 0)
-        throw Failure(m_reader.errorText());
+        throw std::runtime_error(m_reader.errorText());
     const std::string name = std::to_string(nearest);
     const std::optional<FrameCopy> colour = decode(record, name + " for the cloud of " + number);
     if (!colour)
@@ -174,7 +175,7 @@ Formats formatsOf(unsigned int streamType, std::optional<unsigned int> colourFor
 std::optional<unsigned int> formatOfSize(const RecordInfo &info, const Formats &formats)
 {
     const auto format = std::find_if(formats.begin(), formats.end(), [&](unsigned int each) {
-        return imageBytes(each, info.width, info.height) == info.dataSize;
+        return client::imageBytes(each, info.width, info.height) == info.dataSize;
     });
     return format == formats.end() ? std::nullopt : std::optional(*format);
 }
@@ -193,7 +194,7 @@ bool isJpeg(const RecordFrame &record)
     if (info.streamType == NUBRIX_STREAM_COLOR &&
         formatOfSize(info, {NUBRIX_PIXEL_YUYV, NUBRIX_PIXEL_NV21}))
         text += " without --color-format";
-    throw Failure(text);
+    throw std::runtime_error(text);
 }
 
 }  // namespace

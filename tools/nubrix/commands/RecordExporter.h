@@ -30,8 +30,8 @@ public:
     RecordExporter(RecordReader &reader, Options options);
 
     /// Writes the selected files of a record: STREAM-NUMBER.png and so on. Returns their names in
-    /// the folder. Throws a Failure when a file cannot be written or the record cannot be read.
-    /// Defects of the record itself are added to problems().
+    /// the folder. Throws a std::runtime_error when a file cannot be written or the record cannot
+    /// be read. Defects of the record itself are added to problems().
     std::vector<std::string> write(const RecordFrame &record, unsigned int number);
 
     /// The reasons why records, or their colours, could not be exported.
@@ -64,7 +64,7 @@ private:
 /// size of the data: 2 bytes per pixel are depth (of unknown unit: NUBRIX_PIXEL_DEPTH_MM, which
 /// images do not depend on) or, in infrared streams, grey 16; 3 bytes are RGB888, 1 byte is grey 8.
 /// Colour may also be a JPEG, or have the format `colourFormat`, because other formats have
-/// ambiguous sizes. Throws a Failure with the reason when the record has no image.
+/// ambiguous sizes. Throws a std::runtime_error with the reason when the record has no image.
 FrameCopy decodeRecord(const RecordFrame &record, std::optional<unsigned int> colourFormat);
 
 }  // namespace nubrix::tool

@@ -1,8 +1,8 @@
 #include "commands/RecordStatistics.h"
 
 #include <cmath>
+#include <stdexcept>
 
-#include "Failure.h"
 #include "Names.h"
 
 namespace nubrix::tool {
@@ -69,7 +69,7 @@ void RecordStatistics::addNewRecords(RecordReader &reader, const std::string &pa
     while (m_records < reader.count()) {
         RecordInfo info = {};
         if (reader.info(m_records, &info) != 0)
-            throw Failure(path + ": " + reader.errorText());
+            throw std::runtime_error(path + ": " + reader.errorText());
         add(info);
     }
 }

@@ -35,7 +35,7 @@ public:
 
     void add(const RecordInfo &record);
     /// Adds the records of the file `path` that the reader has found since the last call. Throws a
-    /// Failure when one cannot be read.
+    /// std::runtime_error when one cannot be read.
     void addNewRecords(RecordReader &reader, const std::string &path);
     /// Adds the camera's frame index of a frame that was received during the recording, because a
     /// record file does not store it. In the order of the camera, and not for every frame: a

@@ -3,8 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-
-#include "Failure.h"
+#include <stdexcept>
 
 namespace nubrix::tool {
 
@@ -80,7 +79,7 @@ std::string RecordSummary::text() const
 void openRecords(RecordReader &reader, const std::string &path)
 {
     if (reader.open(path.c_str()) != 0)
-        throw Failure(path + ": " + reader.errorText());
+        throw std::runtime_error(path + ": " + reader.errorText());
 }
 
 std::string bytesText(std::uint64_t bytes)

@@ -20,7 +20,7 @@ struct RecordSummary {
     std::string problem;               // empty when every byte belongs to a record
 
     /// Reads the tags of all records. `statistics` has the frames that were seen during the
-    /// recording, if there are any. Throws a Failure when the file cannot be read.
+    /// recording, if there are any. Throws a std::runtime_error when the file cannot be read.
     static RecordSummary of(const std::string &path, RecordStatistics statistics = {});
 
     nlohmann::ordered_json json() const;
@@ -28,7 +28,7 @@ struct RecordSummary {
     std::string text() const;
 };
 
-/// Opens a record file; throws a Failure.
+/// Opens a record file; throws a std::runtime_error.
 void openRecords(RecordReader &reader, const std::string &path);
 
 /// "12.3 MB".

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "commands/Command.h"
 #include "commands/RecordSummary.h"
 #include "output/OutputFile.h"
@@ -50,21 +50,21 @@ void RepairCommand::run()
     openRecords(reader, m_file);
     std::error_code error;
     if (std::filesystem::equivalent(m_file, m_out, error))
-        throw Failure("--out names the source; choose another file");
+        throw std::runtime_error("--out names the source; choose another file");
     std::ofstream out(m_out, std::ios::binary | std::ios::trunc);
     if (!out)
-        throw Failure("cannot write " + m_out + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot write " + m_out + ": " + std::strerror(errno));
     for (unsigned int i = 0; i < reader.count(); ++i) {
         RecordFrame frame;
         if (reader.frame(i, &frame) != 0)
-            throw Failure(m_file + ": " + reader.errorText());
+            throw std::runtime_error(m_file + ": " + reader.errorText());
         const std::string tag = tagOf(frame.info());
         out.write(tag.data(), static_cast<std::streamsize>(tag.size()));
         out.write(reinterpret_cast<const char *>(frame.data()), frame.info().dataSize);
     }
     out.close();
     if (!out)
-        throw Failure("cannot write " + m_out + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot write " + m_out + ": " + std::strerror(errno));
     const unsigned long long left = reader.trailingBytes() + reader.skippedBytes();
     if (json())
         printJson({{"records", reader.count()}, {"left_out_bytes", left}});

@@ -1,6 +1,6 @@
 // nubrix simulate: a simulated network camera that shows the scene of the virtual camera.
 #include <unistd.h>
-#include "Failure.h"
+#include <stdexcept>
 #include "Launcher.h"
 #include "commands/Command.h"
 
@@ -31,8 +31,9 @@ void SimulateCommand::run()
 {
     const std::string program = siblingPath("nubrix-simulate");
     if (access(program.c_str(), F_OK) != 0)
-        throw Failure("there is no " + program +
-                      ": this tool was built without Aravis (libaravis-dev), which it needs");
+        throw std::runtime_error(
+            "there is no " + program +
+            ": this tool was built without Aravis (libaravis-dev), which it needs");
     replaceProcess(program, app().remaining());
 }
 

@@ -2,14 +2,14 @@
 #include <unistd.h>
 #include <cmath>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
-#include "Camera.h"
-#include "Failure.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
 #include "commands/StreamRun.h"
 #include "commands/StreamSelection.h"
+#include "nubrix/client/session.h"
 #include "output/OutputFile.h"
 #include "output/StreamTable.h"
 
@@ -29,12 +29,12 @@ private:
         std::string problem;                          // empty on success
     };
 
-    StreamRun::Readers openStreams(Camera &camera, const StopSignal &stop) const;
-    Result stream(Camera &camera, const StopSignal &stop) const;
-    void save(const StreamRun::Readers &readers, Result &result) const;
+    StreamRun::Streams openStreams(client::Camera &camera, const StopSignal &stop) const;
+    Result stream(client::Camera &camera, const StopSignal &stop) const;
+    void save(const StreamRun::Streams &streams, Result &result) const;
     void reportJson(const Result &result) const;
     static void reportText(const Result &result);
-    static std::vector<StreamRow> rowsOf(const StreamRun::Readers &readers);
+    static std::vector<StreamRow> rowsOf(const StreamRun::Streams &streams);
 
     std::string m_uri;
     StreamSelection m_selection;
@@ -66,52 +66,50 @@ void StreamCommand::run()
     const StopSignal stop;
     if (!m_folder.empty())
         makeFolder(m_folder);
-    Session session;
-    Camera camera(session, m_uri);
+    client::Camera camera = client::Session().open(m_uri);
     const Result result = stream(camera, stop);
     if (json())
         reportJson(result);
     else
         reportText(result);
     if (!result.problem.empty())
-        throw Failure(result.problem);
+        throw std::runtime_error(result.problem);
 }
 
-StreamRun::Readers StreamCommand::openStreams(Camera &camera, const StopSignal &stop) const
+StreamRun::Streams StreamCommand::openStreams(client::Camera &camera, const StopSignal &stop) const
 {
-    const StreamReader::Options options = {!m_byPolling, !m_folder.empty(), m_selection.frames()};
-    StreamRun::Readers readers;
-    for (const StreamKind &kind : m_selection.choose(camera))
-        readers.push_back(std::make_unique<StreamReader>(camera, kind, options, stop));
-    return readers;
+    const FrameCounter::Options options = {!m_folder.empty(), m_selection.frames()};
+    StreamRun::Streams streams;
+    for (const client::StreamType type : m_selection.choose(camera)) {
+        streams.push_back(m_byPolling
+                              ? std::make_unique<CountedStream>(camera, type, options)
+                              : std::make_unique<CountedStream>(camera, type, options, stop));
+    }
+    return streams;
 }
 
-StreamCommand::Result StreamCommand::stream(Camera &camera, const StopSignal &stop) const
+StreamCommand::Result StreamCommand::stream(client::Camera &camera, const StopSignal &stop) const
 {
-    StreamRun::Readers readers = openStreams(camera, stop);
+    StreamRun::Streams streams = openStreams(camera, stop);
     StreamTable table;
     const bool live = !json() && isatty(STDOUT_FILENO) == 1;
     const auto onTick = [&] {
         if (live)
-            table.drawLive(rowsOf(readers), monotonicUs());
+            table.drawLive(rowsOf(streams), monotonicUs());
     };
     Result result;
-    result.problem =
-        StreamRun(camera.context(), readers, stop, {!m_byPolling, m_selection.seconds(), onTick})
-            .run();
-    for (const auto &reader : readers)
-        reader->close();
+    result.problem = StreamRun(streams, stop, {!m_byPolling, m_selection.seconds(), onTick}).run();
     table.clearLive();
-    result.rows = rowsOf(readers);
-    save(readers, result);
+    result.rows = rowsOf(streams);
+    save(streams, result);
     return result;
 }
 
-void StreamCommand::save(const StreamRun::Readers &readers, Result &result) const
+void StreamCommand::save(const StreamRun::Streams &streams, Result &result) const
 {
-    for (const auto &reader : readers)
+    for (const auto &each : streams)
         result.saved.push_back(m_folder.empty() ? std::vector<std::string>()
-                                                : reader->save(m_folder));
+                                                : each->counter.save(m_folder));
 }
 
 void StreamCommand::reportJson(const Result &result) const
@@ -143,11 +141,11 @@ void StreamCommand::reportText(const Result &result)
             std::cout << "saved " << path << '\n';
 }
 
-std::vector<StreamRow> StreamCommand::rowsOf(const StreamRun::Readers &readers)
+std::vector<StreamRow> StreamCommand::rowsOf(const StreamRun::Streams &streams)
 {
     std::vector<StreamRow> rows;
-    for (const auto &reader : readers)
-        rows.push_back({reader->kind().name, reader->figures()});
+    for (const auto &each : streams)
+        rows.push_back({client::name(each->counter.type()), each->counter.figures()});
     return rows;
 }
 

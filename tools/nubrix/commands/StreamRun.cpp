@@ -1,8 +1,7 @@
 #include "commands/StreamRun.h"
 
 #include <algorithm>
-
-#include "Failure.h"
+#include <stdexcept>
 
 namespace nubrix::tool {
 
@@ -10,13 +9,11 @@ namespace {
 
 constexpr std::uint64_t kTickUs = 200000;
 constexpr std::uint64_t kStreamTimeoutUs = 5000000;
-// Short, because a frame that arrives just before a wait begins does not end the wait.
-constexpr int kFrameTimeoutMs = 10;
 
-std::string timeoutText(const StreamReader &reader)
+std::string timeoutText(const FrameCounter &counter)
 {
-    const StreamFigures figures = reader.figures();
-    std::string text = std::string("no frame of ") + reader.kind().name + " for " +
+    const StreamFigures figures = counter.figures();
+    std::string text = std::string("no frame of ") + client::name(counter.type()) + " for " +
                        std::to_string(kStreamTimeoutUs / 1000000) +
                        " s, although the camera is connected and responds; ";
     if (figures.frames == 0)
@@ -26,96 +23,94 @@ std::string timeoutText(const StreamReader &reader)
 
 }  // namespace
 
-bool waitForStreams(NubrixBaseContext &context, std::vector<NubrixStream *> streams, int timeoutMs)
+std::string StreamRun::run()
 {
-    NubrixStream *ready = nullptr;
     std::string problem;
-    const int status = attempt(
-        "waitForStreams",
-        [&] {
-            return context.waitForStreams(streams.data(), static_cast<int>(streams.size()), &ready,
-                                          timeoutMs);
-        },
-        &problem);
-    if (status != 0 && status != kStatusTimeout)
-        throw Failure(problem);
-    return status == 0;
+    try {
+        monitor();
+    } catch (const std::runtime_error &error) {
+        problem = error.what();
+    }
+    takeFrames();
+    for (const auto &each : m_streams) {
+        try {
+            each->stream.stop();
+        } catch (const client::Error &error) {
+            if (problem.empty())
+                problem = error.what();
+        }
+    }
+    if (!problem.empty() || m_stop.requested())
+        return problem;
+    for (const auto &each : m_streams)
+        if (each->counter.figures().frames == 0)
+            return std::string("no frame of ") + client::name(each->counter.type()) +
+                   " arrived in this time";
+    return {};
 }
 
-std::string StreamRun::run()
+void StreamRun::monitor()
 {
     m_startUs = monotonicUs();
     std::uint64_t lastTickUs = m_startUs;
-    try {
-        while (!finished()) {
-            step();
-            if (monotonicUs() - lastTickUs < kTickUs)
-                continue;
-            lastTickUs = monotonicUs();
-            checkHealth();
-            m_options.onTick();
-        }
-    } catch (const Failure &failure) {
-        return failure.what();
+    while (!finished()) {
+        step();
+        if (monotonicUs() - lastTickUs < kTickUs)
+            continue;
+        lastTickUs = monotonicUs();
+        checkHealth();
+        m_options.onTick();
     }
-    if (m_stop.requested())
-        return {};
-    for (const auto &reader : m_readers)
-        if (reader->figures().frames == 0)
-            return std::string("no frame of ") + reader->kind().name + " arrived in this time";
-    return {};
 }
 
 bool StreamRun::finished() const
 {
     return m_stop.requested() || timeOver() ||
-           std::all_of(m_readers.begin(), m_readers.end(),
-                       [](const auto &reader) { return reader->complete(); });
+           std::all_of(m_streams.begin(), m_streams.end(),
+                       [](const auto &each) { return each->counter.complete(); });
 }
 
 void StreamRun::step()
 {
-    if (!m_options.byCallback)
-        return pollOnce();
     std::uint64_t waitUs = kTickUs;
     if (m_options.seconds > 0) {
         const auto limitUs = static_cast<std::uint64_t>(m_options.seconds * 1e6);
         waitUs = std::min(waitUs, limitUs - std::min(limitUs, monotonicUs() - m_startUs));
     }
-    m_stop.wait(static_cast<int>(waitUs / 1000 + 1));
+    const auto milliseconds = static_cast<int>(waitUs / 1000 + 1);
+    if (m_options.byCallback)
+        m_stop.wait(milliseconds);
+    else
+        waitForFrame(milliseconds);
 }
 
-void StreamRun::pollOnce()
+void StreamRun::waitForFrame(int milliseconds)
 {
-    bool any = false;
-    for (const auto &reader : m_readers)
-        if (!reader->complete())
-            any = reader->poll() || any;
-    // Only when no frame is left: a frame that has already arrived would not end the wait.
-    if (!any)
-        waitForFrames();
+    std::vector<client::Stream *> streams;
+    for (const auto &each : m_streams)
+        if (!each->counter.complete())
+            streams.push_back(&each->stream);
+    try {
+        client::waitAny(streams, client::Milliseconds(milliseconds));
+    } catch (const client::Timeout &) {
+        return;  // checkHealth decides how long is too long
+    }
+    takeFrames();
 }
 
-void StreamRun::waitForFrames()
+void StreamRun::takeFrames()
 {
-    std::vector<NubrixStream *> streams;
-    for (const auto &reader : m_readers)
-        if (!reader->complete())
-            streams.push_back(reader->handle());
-    if (!streams.empty())
-        waitForStreams(m_context, streams, kFrameTimeoutMs);
+    for (const auto &each : m_streams)
+        if (const client::Frame frame = each->stream.tryNext())
+            each->counter.add(frame);
 }
 
 void StreamRun::checkHealth()
 {
-    std::vector<NubrixStream *> streams;
-    for (const auto &reader : m_readers)
-        streams.push_back(reader->handle());
-    waitForStreams(m_context, streams, 0);
-    for (const auto &reader : m_readers) {
-        reader->rethrowProblem();
-        if (!reader->complete() && reader->idleUs() > kStreamTimeoutUs)
-            throw Failure(timeoutText(*reader));
+    for (const auto &each : m_streams) {
+        each->stream.check();
+        if (!each->counter.complete() && each->counter.idleUs() > kStreamTimeoutUs)
+            throw std::runtime_error(timeoutText(each->counter));
     }
 }
 

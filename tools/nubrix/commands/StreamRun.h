@@ -8,19 +8,40 @@
 #include <utility>
 #include <vector>
 
-#include "StreamReader.h"
+#include "StopSignal.h"
+#include "commands/FrameCounter.h"
+#include "nubrix/client/camera.h"
 
 namespace nubrix::tool {
 
-/// Waits until one of the streams has a frame; false when none had one within the timeout. Throws a
-/// Failure when the camera is gone or unresponsive, which a timeout of 0 checks.
-bool waitForStreams(NubrixBaseContext &context, std::vector<NubrixStream *> streams, int timeoutMs);
+/// A stream that runs, and the counter of its frames.
+struct CountedStream {
+    /// Counts the frames as they come, and wakes `stop` after the last one.
+    CountedStream(client::Camera &camera, client::StreamType type,
+                  const FrameCounter::Options &options, const StopSignal &stop)
+        : counter(type, options), stream(camera.start(type, [this, &stop](const auto &frame) {
+              counter.add(frame);
+              if (counter.complete())
+                  stop.wake();
+          }))
+    {
+    }
+    /// Leaves the frames to those who take them.
+    CountedStream(client::Camera &camera, client::StreamType type,
+                  const FrameCounter::Options &options)
+        : counter(type, options), stream(camera.start(type))
+    {
+    }
+
+    FrameCounter counter;
+    client::Stream stream;  // ends before the counter that it uses
+};
 
 /// Monitors open streams until all have their frames, the time is over, the user stops them, or
 /// something fails: the camera is gone or unresponsive, or a stream delivers nothing.
 class StreamRun {
 public:
-    using Readers = std::vector<std::unique_ptr<StreamReader>>;
+    using Streams = std::vector<std::unique_ptr<CountedStream>>;
 
     struct Options {
         bool byCallback;
@@ -28,24 +49,24 @@ public:
         std::function<void()> onTick;  // about 5 times a second
     };
 
-    StreamRun(NubrixBaseContext &context, Readers &readers, const StopSignal &stop, Options options)
-        : m_context(context), m_readers(readers), m_stop(stop), m_options(std::move(options))
+    StreamRun(Streams &streams, const StopSignal &stop, Options options)
+        : m_streams(streams), m_stop(stop), m_options(std::move(options))
     {
     }
 
-    /// Returns the failure, empty if there was none. Throws only what onTick throws.
+    /// Returns the failure, empty if there was none. Afterwards the streams have ended.
     std::string run();
 
 private:
+    void monitor();
     bool finished() const;
     void step();
-    void pollOnce();
-    void waitForFrames();
+    void waitForFrame(int milliseconds);
+    void takeFrames();
     void checkHealth();
     bool timeOver() const;
 
-    NubrixBaseContext &m_context;
-    Readers &m_readers;
+    Streams &m_streams;
     const StopSignal &m_stop;
     const Options m_options;
     std::uint64_t m_startUs = 0;

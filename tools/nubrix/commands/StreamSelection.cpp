@@ -3,14 +3,22 @@
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
-#include "Failure.h"
+#include <stdexcept>
 #include "ModeRequest.h"
+#include "Names.h"
 
 namespace nubrix::tool {
 
 namespace {
 
+using StreamTypes = std::vector<client::StreamType>;
+
 constexpr const char *kDefaultStreams = "color,depth,ir";
+
+bool contains(const StreamTypes &types, client::StreamType type)
+{
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
 
 std::vector<std::string> split(const std::string &list)
 {
@@ -27,7 +35,7 @@ std::string checkStreams(const std::string &list)
     if (list.empty() || list.back() == ',')
         return "a stream name is missing in '" + list + "'";
     for (const std::string &name : split(list))
-        if (streamKind(name) == nullptr)
+        if (!streamType(name))
             return "there is no stream '" + name + "'; choose from color, depth, ir, light-ir";
     return {};
 }
@@ -43,11 +51,11 @@ std::string checkSeconds(const std::string &seconds)
     return value >= 0.001 && value <= 1e9 ? "" : "'" + seconds + "' is not between 0.001 and 1e9";
 }
 
-std::string join(const std::vector<StreamKind> &kinds)
+std::string join(const StreamTypes &types)
 {
     std::string text;
-    for (const StreamKind &kind : kinds)
-        text += (text.empty() ? "" : ", ") + std::string(kind.name);
+    for (const client::StreamType type : types)
+        text += (text.empty() ? "" : ", ") + std::string(client::name(type));
     return text.empty() ? "none" : text;
 }
 
@@ -70,50 +78,53 @@ StreamSelection::StreamSelection(CLI::App &options)
         ->excludes(seconds);
 }
 
-std::vector<StreamKind> StreamSelection::choose(Camera &camera) const
+std::vector<client::StreamType> StreamSelection::choose(client::Camera &camera) const
 {
-    std::vector<StreamKind> kinds = chooseKinds(camera);
-    setModes(camera, kinds);
-    return kinds;
+    StreamTypes types = chooseTypes(camera);
+    setModes(camera, types);
+    return types;
 }
 
-std::vector<StreamKind> StreamSelection::chooseKinds(Camera &camera) const
+std::vector<client::StreamType> StreamSelection::chooseTypes(const client::Camera &camera) const
 {
-    std::vector<StreamKind> offered;
-    for (const StreamKind &kind : kStreamKinds)
-        if (!camera.modes(kind).empty())
-            offered.push_back(kind);
+    StreamTypes offered;
+    for (const client::StreamType type : kStreamTypes)
+        if (!camera.modes(type).empty())
+            offered.push_back(type);
     const bool byDefault = m_streams.empty();
-    const std::vector<std::string> wanted = split(byDefault ? kDefaultStreams : m_streams);
-    for (const std::string &name : wanted) {
-        const bool found = std::any_of(offered.begin(), offered.end(),
-                                       [&](const StreamKind &kind) { return name == kind.name; });
-        if (!found && !byDefault)
-            throw Failure("the camera has no stream '" + name + "'; it has: " + join(offered));
+    StreamTypes wanted;
+    for (const std::string &name : split(byDefault ? kDefaultStreams : m_streams)) {
+        wanted.push_back(*streamType(name));
+        if (!contains(offered, wanted.back()) && !byDefault)
+            throw std::runtime_error("the camera has no stream '" + name +
+                                     "'; it has: " + join(offered));
     }
-    std::vector<StreamKind> chosen;
-    for (const StreamKind &kind : offered)
-        if (std::find(wanted.begin(), wanted.end(), kind.name) != wanted.end())
-            chosen.push_back(kind);
+    StreamTypes chosen;
+    for (const client::StreamType type : offered)
+        if (contains(wanted, type))
+            chosen.push_back(type);
     if (chosen.empty())
-        throw Failure("the camera has none of " + std::string(kDefaultStreams) +
-                      "; it has: " + join(offered));
+        throw std::runtime_error("the camera has none of " + std::string(kDefaultStreams) +
+                                 "; it has: " + join(offered));
     return chosen;
 }
 
-void StreamSelection::setModes(Camera &camera, const std::vector<StreamKind> &kinds) const
+void StreamSelection::setModes(client::Camera &camera,
+                               const std::vector<client::StreamType> &types) const
 {
     if (m_mode.empty())
         return;
     const ModeRequest wanted = *parseMode(m_mode);
-    for (const StreamKind &kind : kinds) {
-        const std::vector<typedefNubrixFrameMode> offered = camera.modes(kind);
-        const auto current = camera.currentMode(kind);
-        const auto mode = findMode(offered, wanted, current ? current->pixelFormat : 0);
+    for (const client::StreamType type : types) {
+        const std::vector<client::Mode> offered = camera.modes(type);
+        const auto current = camera.mode(type);
+        const auto mode =
+            findMode(offered, wanted, current ? current->format : NUBRIX_PIXEL_RGB888);
         if (!mode)
-            throw Failure("mode " + m_mode + " is not available for " + kind.name + ": " +
-                          explainMissingMode(offered, wanted));
-        camera.setMode(kind, *mode);
+            throw std::runtime_error("mode " + m_mode + " is not available for " +
+                                     client::name(type) + ": " +
+                                     explainMissingMode(offered, wanted));
+        camera.setMode(type, *mode);
     }
 }
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <vector>
-#include "Camera.h"
+#include "nubrix/client/camera.h"
 
 namespace nubrix::tool {
 
@@ -16,15 +16,15 @@ public:
     StreamSelection(const StreamSelection &) = delete;
     StreamSelection &operator=(const StreamSelection &) = delete;
 
-    /// Sets the requested mode and returns the selected streams. Throws a Failure when the camera
-    /// does not have them.
-    std::vector<StreamKind> choose(Camera &camera) const;
+    /// Sets the requested mode and returns the selected streams. Throws a std::runtime_error when
+    /// the camera does not have them.
+    std::vector<client::StreamType> choose(client::Camera &camera) const;
     double seconds() const { return m_seconds; }       // 0: no limit
     std::uint64_t frames() const { return m_frames; }  // of each stream; 0: no limit
 
 private:
-    std::vector<StreamKind> chooseKinds(Camera &camera) const;
-    void setModes(Camera &camera, const std::vector<StreamKind> &kinds) const;
+    std::vector<client::StreamType> chooseTypes(const client::Camera &camera) const;
+    void setModes(client::Camera &camera, const std::vector<client::StreamType> &types) const;
 
     std::string m_streams;  // empty: those of the default three that the camera has
     std::string m_mode;     // empty: unchanged

@@ -2,12 +2,13 @@
 #include <iostream>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <utility>
-#include "Camera.h"
-#include "Failure.h"
+#include "Names.h"
 #include "StopSignal.h"
 #include "StreamStatistics.h"
 #include "commands/Command.h"
+#include "nubrix/client/session.h"
 #include "output/ProgressBar.h"
 
 namespace nubrix::tool {
@@ -56,14 +57,17 @@ private:
     std::optional<int> m_status;
 };
 
-std::string firmwareOf(Camera &camera)
+std::string firmwareOf(const client::Camera &camera)
 {
-    const std::optional<NubrixVersions> versions = camera.versions();
-    return versions ? versionText(versions->firmware) : "unknown";
+    try {
+        return versionText(camera.versions().firmware);
+    } catch (const client::Unsupported &) {
+        return "unknown";
+    }
 }
 
-/// Waits until the upgrade has ended and returns its status. Throws a Failure when it makes no
-/// progress.
+/// Waits until the upgrade has ended and returns its status. Throws a std::runtime_error when it
+/// makes no progress.
 int waitForUpgrade(const UpgradeProgress &progress, const StopSignal &stop, bool wanted)
 {
     const LiveLine line(wanted);
@@ -82,9 +86,9 @@ int waitForUpgrade(const UpgradeProgress &progress, const StopSignal &stop, bool
         if (stop.requested() && !std::exchange(warned, true))
             std::cerr << "nubrix: the upgrade continues; press Ctrl-C again to abort it\n";
         if (monotonicUs() - progressUs > kUpgradeTimeoutUs) {
-            throw Failure("the upgrade has made no progress for " +
-                          std::to_string(kUpgradeTimeoutUs / 1000000) + " s, at " +
-                          std::to_string(shown) + " %");
+            throw std::runtime_error("the upgrade has made no progress for " +
+                                     std::to_string(kUpgradeTimeoutUs / 1000000) + " s, at " +
+                                     std::to_string(shown) + " %");
         }
         stop.wait(kUpgradeTickMs);
     }
@@ -115,29 +119,28 @@ void UpgradeCommand::run()
 {
     const StopSignal stop;
     UpgradeProgress progress(stop);  // outlives the camera, whose upgrade thread uses it
-    Session session;
-    Camera camera(session, m_uri);
+    const client::Camera camera = client::Session().open(m_uri);
     const std::string before = firmwareOf(camera);
     const typedefNubrixUpgradeCallbacks callbacks = progress.callbacks();
-    require("deviceStartUpgradeOffLine (" + m_file + ")", [&] {
+    client::require("deviceStartUpgradeOffLine", m_file, [&] {
         return camera.context().deviceStartUpgradeOffLine(camera.handle(), &callbacks,
                                                           m_file.c_str());
     });
     const int status = waitForUpgrade(progress, stop, !json());
     const std::string after = firmwareOf(camera);
     if (json()) {
-        printJson({{"uri", camera.uri()},
+        printJson({{"uri", camera.info().uri},
                    {"status", status},
                    {"firmware_before", before},
                    {"firmware_after", after}});
     }
     if (status != 0) {
-        throw Failure("the upgrade failed at " + std::to_string(progress.percent()) +
-                      " % (status " + std::to_string(status) + "); the camera has firmware " +
-                      after);
+        throw std::runtime_error("the upgrade failed at " + std::to_string(progress.percent()) +
+                                 " % (status " + std::to_string(status) +
+                                 "); the camera has firmware " + after);
     }
     if (!json())
-        std::cout << camera.uri() << ": firmware " << before << " -> " << after << '\n';
+        std::cout << camera.info().uri << ": firmware " << before << " -> " << after << '\n';
 }
 
 }  // namespace

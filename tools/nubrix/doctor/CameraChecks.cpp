@@ -6,8 +6,8 @@
 #include <map>
 #include <numeric>
 #include <optional>
-#include "Camera.h"
-#include "Failure.h"
+#include "Cameras.h"
+#include "Names.h"
 #include "common/Text.h"
 #include "doctor/Machine.h"
 
@@ -29,10 +29,10 @@ struct ListedCamera {
     std::string label;
 };
 
-std::vector<ListedCamera> allCameras(Session &session)
+std::vector<ListedCamera> allCameras(const client::Session &session)
 {
     std::vector<ListedCamera> cameras;
-    for (const CameraInfo &info : session.cameras()) {
+    for (const client::CameraInfo &info : attachedCameras(session)) {
         std::string label = info.productName.empty() ? "no name" : info.productName;
         label += info.serialNumber.empty() ? ", no serial number" : ", " + info.serialNumber;
         cameras.push_back({info.uri, info.location, label});
@@ -54,29 +54,29 @@ std::optional<std::uint32_t> addressOf(const std::string &uri)
 }
 
 /// The bandwidth of a stream without compression.
-double megabitsOf(const std::string &uri, const StreamKind &kind,
-                  const typedefNubrixFrameMode &mode)
+double megabitsOf(const std::string &uri, client::StreamType type, const client::Mode &mode)
 {
-    int bits = mode.pixelFormat == NUBRIX_PIXEL_GREY8 ? 8 : 16;
+    int bits = mode.format == NUBRIX_PIXEL_GREY8 ? 8 : 16;
     // USB cameras send colour as YUV with 16 bits per pixel, whatever the format of the frames.
-    if (kind.type == NUBRIX_STREAM_COLOR)
+    if (type == client::StreamType::kColor)
         bits = addressOf(uri) ? 24 : 16;
-    return 1e-6 * mode.width * mode.height * mode.frameRate * bits;
+    return 1e-6 * mode.width * mode.height * mode.framesPerSecond * bits;
 }
 
-Finding inspectCamera(Session &session, const ListedCamera &listed, std::vector<CameraLoad> &loads)
+Finding inspectCamera(const client::Session &session, const ListedCamera &listed,
+                      std::vector<CameraLoad> &loads)
 {
-    Camera camera(session, listed.uri);
+    const client::Camera camera = session.open(listed.uri);
     std::vector<double> streamLoads;
     std::string streams;
-    for (const StreamKind &kind : kStreamKinds) {
-        const std::size_t modes = camera.modes(kind).size();
+    for (const client::StreamType type : kStreamTypes) {
+        const std::size_t modes = camera.modes(type).size();
         if (modes == 0)
             continue;
-        streams += std::string(streams.empty() ? "" : ", ") + kind.name + " with " +
+        streams += std::string(streams.empty() ? "" : ", ") + client::name(type) + " with " +
                    std::to_string(modes) + (modes == 1 ? " mode" : " modes");
-        if (const auto mode = camera.currentMode(kind))
-            streamLoads.push_back(megabitsOf(listed.uri, kind, *mode));
+        if (const auto mode = camera.mode(type))
+            streamLoads.push_back(megabitsOf(listed.uri, type, *mode));
     }
     if (streams.empty()) {
         return {listed.uri, State::kProblem, listed.label + ": it has no streams",
@@ -138,14 +138,14 @@ double loadOf(const std::string &uri, const std::vector<double> &streamLoads)
                           : std::accumulate(streamLoads.begin(), streamLoads.end(), 0.0);
 }
 
-Findings checkCameras(Session &session, std::vector<CameraLoad> &loads)
+Findings checkCameras(const client::Session &session, std::vector<CameraLoad> &loads)
 {
     Findings findings;
     for (const ListedCamera &listed : allCameras(session)) {
         try {
             findings.push_back(inspectCamera(session, listed, loads));
-        } catch (const Failure &failure) {
-            findings.push_back({listed.uri, State::kProblem, failure.what(),
+        } catch (const client::Error &error) {
+            findings.push_back({listed.uri, State::kProblem, error.what(),
                                 "see the driver's messages on stderr, and the checks above"});
         }
     }

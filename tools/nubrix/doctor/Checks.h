@@ -6,10 +6,9 @@
 #include <vector>
 
 #include "doctor/Machine.h"
+#include "nubrix/client/session.h"
 
 namespace nubrix::tool {
-
-class Session;
 
 /// The result of one check.
 struct Finding {
@@ -77,7 +76,7 @@ struct CameraLoad {
 /// The bandwidth of a camera whose streams need this many megabits per second each.
 double loadOf(const std::string &uri, const std::vector<double> &streamLoads);
 /// Opens each camera and reads its modes; appends those that could be opened to `loads`.
-Findings checkCameras(Session &session, std::vector<CameraLoad> &loads);
+Findings checkCameras(const client::Session &session, std::vector<CameraLoad> &loads);
 /// Whether each USB camera is on a fast port, and whether the cameras of a bus can stream together.
 Findings checkBuses(const Machine &machine, const std::vector<CameraLoad> &loads);
 /// Whether each network interface can carry all streams of its cameras together.

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <stdexcept>
 #include <string>
-#include "Failure.h"
 #include "Names.h"
 
 namespace nubrix::tool {
@@ -105,39 +105,6 @@ Colour rainbow(double position)
 
 }  // namespace
 
-std::uint64_t imageBytes(unsigned int pixelFormat, std::uint64_t width, std::uint64_t height)
-{
-    const std::uint64_t pixels = width * height;
-    switch (pixelFormat) {
-        case NUBRIX_PIXEL_RGB888:
-            return pixels * 3;
-        case NUBRIX_PIXEL_DEPTH_12_4:
-        case NUBRIX_PIXEL_DEPTH_13_3:
-        case NUBRIX_PIXEL_DEPTH_14_2:
-        case NUBRIX_PIXEL_DEPTH_MM:
-        case NUBRIX_PIXEL_GREY16:
-            return pixels * 2;
-        case NUBRIX_PIXEL_GREY8:
-            return pixels;
-        case NUBRIX_PIXEL_YUYV:
-        case NUBRIX_PIXEL_UYVY:
-            return (width + 1) / 2 * 4 * height;
-        case NUBRIX_PIXEL_NV21:
-        case NUBRIX_PIXEL_I420:
-            return pixels + (width + 1) / 2 * ((height + 1) / 2) * 2;
-        default:
-            return 1;
-    }
-}
-
-bool isComplete(const typedefNubrixFrame &frame)
-{
-    if (frame.width <= 0 || frame.height <= 0 || frame.data == nullptr)
-        return false;
-    return frame.dataSize >= imageBytes(frame.pixelFormat, static_cast<std::uint64_t>(frame.width),
-                                        static_cast<std::uint64_t>(frame.height));
-}
-
 bool isDepth(unsigned int pixelFormat)
 {
     return pixelFormat >= NUBRIX_PIXEL_DEPTH_12_4 && pixelFormat <= NUBRIX_PIXEL_DEPTH_MM;
@@ -162,8 +129,8 @@ Image imageOf(const FrameCopy &frame)
         case NUBRIX_PIXEL_I420:
             return colourImage(frame);
         default:
-            throw Failure("images of the pixel format " + pixelFormatName(frame.pixelFormat) +
-                          " cannot be converted");
+            throw std::runtime_error("images of the pixel format " +
+                                     pixelFormatName(frame.pixelFormat) + " cannot be converted");
     }
 }
 

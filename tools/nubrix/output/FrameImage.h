@@ -25,16 +25,10 @@ struct Image {
     std::vector<std::uint8_t> samples;
 };
 
-/// The size of an image in bytes; 1 for formats of variable size.
-std::uint64_t imageBytes(unsigned int pixelFormat, std::uint64_t width, std::uint64_t height);
-
-/// Whether the frame has the data of an image of its size and format.
-bool isComplete(const typedefNubrixFrame &frame);
-
 bool isDepth(unsigned int pixelFormat);
 
 /// The image of a complete frame: depth and grey values unchanged, other formats as colour. Throws
-/// a Failure for JPEG, which needs no conversion, and for unknown formats.
+/// a std::runtime_error for JPEG, which needs no conversion, and for unknown formats.
 Image imageOf(const FrameCopy &frame);
 
 /// A depth image in colours from near (red) to far (violet), black for pixels without depth. The

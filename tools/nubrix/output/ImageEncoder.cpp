@@ -6,7 +6,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
-#include "Failure.h"
+#include <stdexcept>
 #include "output/OutputFile.h"
 
 namespace nubrix::tool {
@@ -89,14 +89,14 @@ void writePng(const std::string &path, const Image &image)
 {
     std::FILE *file = std::fopen(path.c_str(), "wbe");
     if (file == nullptr)
-        throw Failure("cannot write " + path + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
     std::string error = encodePngTo(file, image);
     if (std::fclose(file) != 0 && error.empty())
         error = std::strerror(errno);
     if (error.empty())
         return;
     unlink(path.c_str());
-    throw Failure("cannot write " + path + ": " + error);
+    throw std::runtime_error("cannot write " + path + ": " + error);
 }
 
 void writeBmp(const std::string &path, const Image &image)

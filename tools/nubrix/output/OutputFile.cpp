@@ -5,7 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include "Failure.h"
+#include <stdexcept>
 
 namespace nubrix::tool {
 
@@ -14,9 +14,9 @@ void makeFolder(const std::string &folder)
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error)
-        throw Failure("cannot create the folder " + folder + ": " + error.message());
+        throw std::runtime_error("cannot create the folder " + folder + ": " + error.message());
     if (access(folder.c_str(), W_OK | X_OK) != 0)
-        throw Failure("cannot write to the folder " + folder);
+        throw std::runtime_error("cannot write to the folder " + folder);
 }
 
 void writeFile(const std::string &path, std::string_view content)
@@ -25,7 +25,7 @@ void writeFile(const std::string &path, std::string_view content)
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     file.close();
     if (!file)
-        throw Failure("cannot write " + path + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
 }
 
 }  // namespace nubrix::tool

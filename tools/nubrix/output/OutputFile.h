@@ -6,12 +6,12 @@
 
 namespace nubrix::tool {
 
-/// Creates a folder and its parents unless they exist. Throws a Failure that names the folder and
-/// the cause.
+/// Creates a folder and its parents unless they exist. Throws a std::runtime_error that names the
+/// folder and the cause.
 void makeFolder(const std::string &folder);
 
-/// Writes a file and replaces an existing one. Throws a Failure that names the file and the cause,
-/// and then leaves an incomplete file.
+/// Writes a file and replaces an existing one. Throws a std::runtime_error that names the file and
+/// the cause, and then leaves an incomplete file.
 void writeFile(const std::string &path, std::string_view content);
 
 /// Appends the lowest `count` bytes of a number, the lowest first.

@@ -45,7 +45,7 @@ std::string axesComment(float scale, const std::string &axes);
 
 /// Writes a binary PLY file: x, y, z as 32-bit floats, with colours also red, green and blue as
 /// bytes. Leaves out points at (0, 0, 0), which stand for pixels without depth. Returns the number
-/// of points written; throws a Failure.
+/// of points written; throws a std::runtime_error.
 std::size_t writePly(const std::string &path, const PointCloudFile &cloud);
 
 }  // namespace nubrix::tool

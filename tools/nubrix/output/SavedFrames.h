@@ -9,7 +9,7 @@
 namespace nubrix::tool {
 
 /// Writes BASE.png, for depth also BASE-color.png in false colours, and for a JPEG frame BASE.jpg
-/// without conversion. Returns the paths. Throws a Failure.
+/// without conversion. Returns the paths. Throws a std::runtime_error.
 std::vector<std::string> saveFrame(const FrameCopy &frame, const std::string &base);
 
 /// The first and the last complete frame of a stream. They are copies, so that the library's pool
@@ -23,7 +23,7 @@ public:
 
     /// Writes DIR/NAME-first.png and DIR/NAME-last.png, depth also in colour as
     /// DIR/NAME-first-color.png and so on; JPEG frames with ".jpg". Returns the paths, none when no
-    /// frame was added. Throws a Failure.
+    /// frame was added. Throws a std::runtime_error.
     std::vector<std::string> save(const std::string &folder, const std::string &name) const;
 
 private:
