@@ -38,7 +38,10 @@ void setUpLog(bool verbose)
 int report(const std::exception &exception)
 {
     std::cout << std::flush;
-    std::cerr << "nubrix: " << exception.what() << '\n';
+    const std::string text = exception.what();
+    std::cerr << "nubrix: " << text << '\n';
+    if (text.find("the log has the reason") != std::string::npos)
+        std::cerr << "nubrix: 'nubrix --verbose' shows the log\n";
     return kFailed;
 }
 
