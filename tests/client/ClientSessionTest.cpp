@@ -43,6 +43,20 @@ TEST_F(ClientSessionTest, ThoseOfSeveralThreadsComeAndGo)
     EXPECT_FALSE(isInUse());
 }
 
+TEST_F(ClientSessionTest, TheLastOneOfAThreadMayEndWhileAnotherThreadBeginsOne)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([end] {
+            while (std::chrono::steady_clock::now() < end)
+                const Session session;
+        });
+    for (std::thread &each : threads)
+        each.join();
+    EXPECT_FALSE(isInUse());
+}
+
 TEST_F(ClientSessionTest, WhatEndsWithinACallbackIsTakenOverByTheNextOne)
 {
     Latch done;

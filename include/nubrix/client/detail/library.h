@@ -89,6 +89,11 @@ private:
 /// The initialized context. Sessions, cameras, streams and frames share it; the last of them
 /// destroys it. The context object itself stays for the next one.
 class NUBRIX_API Library {
+    /// Only share makes one, but make_shared must be able to call the constructor.
+    struct Key {
+        explicit Key() = default;
+    };
+
 public:
     /// Throws an Error when a driver plug-in does not start, or within a callback that destroy
     /// waits for.
@@ -101,10 +106,24 @@ public:
         const std::lock_guard<std::mutex> guard(shared().change);
         auto library = shared().current();
         if (!library) {
-            library = std::shared_ptr<Library>(new Library);
+            library = std::make_shared<Library>(Key());
             shared().set(library);
         }
         return library;
+    }
+    explicit Library(Key /*key*/) : m_context(ContextFactory())
+    {
+        if (!m_context)
+            fail("ContextFactory", "", -1);
+        try {
+            require("initialize", "", [this] { return m_context->initialize(); });
+            require("setDeviceStateCallback", "", [this] {
+                return m_context->setDeviceStateCallback(&Observers::onDeviceState, nullptr);
+            });
+        } catch (...) {
+            m_context->destroy();  // also closes the plug-ins that were loaded before one failed
+            throw;
+        }
     }
     ~Library()
     {
@@ -112,7 +131,7 @@ public:
         if (CallbackMark::isActive())
             return;
         const std::lock_guard<std::mutex> guard(shared().change);
-        if (!shared().current())  // otherwise a new session has taken it over already
+        if (!shared().isInUse())  // otherwise a new session has taken it over already
             m_context->destroy();
     }
     Library(const Library &) = delete;
@@ -126,6 +145,12 @@ private:
         {
             const std::lock_guard<std::mutex> guard(lock);
             return library.lock();
+        }
+        /// Makes no owner: the caller holds `change`, which the last owner's destructor takes.
+        bool isInUse()
+        {
+            const std::lock_guard<std::mutex> guard(lock);
+            return !library.expired();
         }
         void set(const std::shared_ptr<Library> &made)
         {
@@ -141,21 +166,6 @@ private:
     {
         static auto *const one = new Shared;  // never destroyed: a static frame may outlive it
         return *one;
-    }
-
-    Library() : m_context(ContextFactory())
-    {
-        if (!m_context)
-            fail("ContextFactory", "", -1);
-        try {
-            require("initialize", "", [this] { return m_context->initialize(); });
-            require("setDeviceStateCallback", "", [this] {
-                return m_context->setDeviceStateCallback(&Observers::onDeviceState, nullptr);
-            });
-        } catch (...) {
-            m_context->destroy();  // also closes the plug-ins that were loaded before one failed
-            throw;
-        }
     }
 
     NubrixBaseContext *const m_context;
