@@ -73,6 +73,22 @@ TEST_F(ClientSessionTest, WhatEndsWithinACallbackIsTakenOverByTheNextOne)
     }));
 }
 
+TEST_F(ClientSessionTest, WhatAFunctionStoppedEndsWithItsOwner)
+{
+    for (int i = 0; i < 20; ++i) {
+        Latch stopped;
+        {
+            Stream depth = Session().open().start(StreamType::kDepth);
+            depth.onFrame([&](const Frame &) {
+                depth.stop();
+                stopped.open();
+            });
+            ASSERT_TRUE(stopped.pass());
+        }
+        ASSERT_FALSE(isInUse());
+    }
+}
+
 TEST_F(ClientSessionTest, ACameraOutlivesItsSession)
 {
     std::optional<Camera> camera = Session().open();

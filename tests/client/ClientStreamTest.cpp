@@ -1,4 +1,7 @@
+#include <atomic>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -100,6 +103,61 @@ TEST_F(ClientStreamTest, AFunctionMayStopAndDestroyItsStream)
     });
     ASSERT_TRUE(destroyed.pass());
     EXPECT_EQ(calls.value(), 1);
+}
+
+TEST_F(ClientStreamTest, EveryStopWaitsForAFunctionThatRuns)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    Latch stopped;
+    std::atomic<bool> hasReturned{false};
+    depth.onFrame([&](const Frame &) {
+        depth.stop();
+        stopped.open();
+        std::this_thread::sleep_for(kShort);  // the others are to wait as long
+        hasReturned = true;
+    });
+    ASSERT_TRUE(stopped.pass());
+    depth.stop();
+    EXPECT_TRUE(hasReturned);
+}
+
+TEST_F(ClientStreamTest, AFunctionThatIsReplacedDoesNotRunAfterwards)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    for (const bool another : {false, true}) {
+        Latch entered;
+        std::atomic<bool> runs{false};
+        depth.onFrame([&](const Frame &) {
+            runs = true;
+            entered.open();
+            std::this_thread::sleep_for(kShort);  // the replacement is to wait as long
+            runs = false;
+        });
+        ASSERT_TRUE(entered.pass());
+        depth.onFrame(another ? [](const Frame &) {} : std::function<void(Frame)>());
+        EXPECT_FALSE(runs);
+    }
+}
+
+TEST_F(ClientStreamTest, AFunctionMayReplaceItself)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    Counter calls;
+    depth.onFrame([&](const Frame &) { depth.onFrame([&](const Frame &) { calls.add(); }); });
+    EXPECT_TRUE(calls.reaches(3));
+}
+
+TEST_F(ClientStreamTest, AStreamThatHasEndedTakesNoFunction)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    depth.stop();
+    try {
+        depth.onFrame([](const Frame &) {});
+        FAIL() << "it was taken";
+    } catch (const Error &error) {
+        EXPECT_EQ(error.status(), -2);
+    }
+    EXPECT_NO_THROW(depth.onFrame(nullptr));
 }
 
 TEST_F(ClientStreamTest, AFunctionMayHoldItsStream)

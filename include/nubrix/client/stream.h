@@ -28,8 +28,8 @@ using Milliseconds = std::chrono::milliseconds;
 /// A camera may take seconds to its first frame.
 inline constexpr Milliseconds kDefaultTimeout{5000};
 
-/// A running stream. It stops when this is destroyed; frames that it gave stay valid. Thread-safe;
-/// threads that wait for different streams do not wait for each other.
+/// A running stream. It stops when this is destroyed, as with stop; frames that it gave stay valid.
+/// Thread-safe; threads that wait for different streams do not wait for each other.
 ///
 ///     for (const Frame &frame : stream)  // until the camera is gone or stop is called
 ///         use(frame);
@@ -65,14 +65,16 @@ public:
     Frame tryNext() { return m_core->tryTake(); }
 
     /// Calls `function` for every frame from now on, on the stream's own thread; next and the loop
-    /// give none then, and those that wait to be taken are dropped. Null: calls nothing. While the
+    /// give none then, and those that wait to be taken are dropped. Null: calls nothing. When this
+    /// returns a function that was set before does not run any more, unless this is called within
+    /// it. Throws an Error (status -2) when the stream has ended. While the
     /// function runs the library keeps the newest frame only. When it throws the stream ends, and
     /// stop and next throw an Error with that text. It may do everything, also destroy this stream;
     /// but what it destroys last of all leaves the library initialized.
     void onFrame(std::function<void(Frame)> function) { m_core->setFunction(std::move(function)); }
 
-    /// Ends the stream and every wait for it. When it returns the function is not called any more,
-    /// unless this is called within it. Throws an Error when the function threw.
+    /// Ends the stream and every wait for it. When it returns the function does not run and is not
+    /// called any more, unless this is called within it. Throws an Error when the function threw.
     void stop()
     {
         m_core->close();
