@@ -138,6 +138,31 @@ TEST_F(ClientPlugTest, AStreamWhoseCameraLeavesEndsAndTheSubscriptionIsCalled)
     EXPECT_THROW(client::waitAny({&depth}, kLong), client::Unplugged);
 }
 
+TEST_F(ClientPlugTest, AFunctionMayWaitForTheReadersOfTheCameraThatLeft)
+{
+    const Session session;
+    std::thread reader;
+    Latch isReading;
+    Latch joined;
+    std::optional<Camera> camera;
+    bool isConnected = true;
+    const auto subscription = session.onCamerasChanged([&](const std::string &, bool) {
+        isReading.pass();
+        isConnected = camera->isConnected();
+        reader.join();
+        joined.open();
+    });
+    camera = session.open("usb:virtual-LEAVES");  // after the subscription
+    Stream depth = camera->start(StreamType::kDepth);
+    reader = std::thread([&] {
+        for (const Frame &frame : depth)
+            EXPECT_TRUE(frame);
+    });
+    isReading.open();
+    ASSERT_TRUE(joined.pass());
+    EXPECT_FALSE(isConnected);
+}
+
 TEST_F(ClientPlugTest, ASubscriptionThatWasDestroyedIsNotCalled)
 {
     const Session session;

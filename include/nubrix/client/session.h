@@ -53,7 +53,8 @@ public:
     }
 
     /// Calls `function` when a camera arrives or leaves, on a thread of its driver, until the
-    /// subscription is destroyed. It may do everything. When it throws it is not called again.
+    /// subscription is destroyed. The readers of a camera that left are woken before; the function
+    /// may wait for them, and may do everything else. When it throws it is not called again.
     Subscription onCamerasChanged(
         std::function<void(const std::string &uri, bool attached)> function) const
     {

@@ -22,7 +22,7 @@ public:
 
     explicit FunctionObserver(Function function) : m_function(std::move(function)) {}
 
-    void onCameraChanged(const std::string &uri, bool attached) noexcept override
+    void onCameraChanged(const char *uri, bool attached) noexcept override
     {
         const auto self = std::this_thread::get_id();
         std::unique_lock<std::mutex> guard(m_lock);
@@ -90,7 +90,7 @@ private:
     explicit Subscription(detail::FunctionObserver::Function function)
         : m_observer(std::make_shared<detail::FunctionObserver>(std::move(function)))
     {
-        detail::Observers::instance().add(m_observer);
+        detail::Observers::instance().addFunction(m_observer);
     }
 
     std::shared_ptr<detail::FunctionObserver> m_observer;
