@@ -288,8 +288,8 @@ private:
                                                  "onFrame (" + subject() +
                                                      "): the function threw: " + what +
                                                      "; catch it there, the stream has ended"));
-        } catch (...) {
-            return std::make_exception_ptr(Error("onFrame", -1, 0, "onFrame: the function threw"));
+        } catch (...) {  // out of memory
+            return m_textlessProblem;
         }
     }
     void wakeReaders() noexcept
@@ -361,6 +361,11 @@ private:
     const StreamType m_type;
     const std::size_t m_maxQueued;
     const std::shared_ptr<CallGate> m_gate = std::make_shared<CallGate>();
+    /// Made in time: when it is needed there is no memory.
+    const std::exception_ptr m_textlessProblem = std::make_exception_ptr(
+        Error("onFrame", -1, 0,
+              "onFrame: the function threw, and there is too little memory for "
+              "its text; release some, the stream has ended"));
     NubrixStream *m_handle = nullptr;  // fixed once open
     std::atomic<bool> m_ended{false};
 
