@@ -53,6 +53,14 @@ TEST_F(ClientFaultTest, OneThatDoesNotAnswerAnyMoreIsDistinguishedFromATimeout)
         EXPECT_EQ(error.status(), -10);
         EXPECT_THAT(error.what(), HasSubstr("does not answer any more"));
     }
+    try {
+        client::waitAny({&depth}, kShort);
+        FAIL() << "a frame";
+    } catch (const client::Unplugged &error) {
+        EXPECT_EQ(error.status(), -10);
+        EXPECT_STREQ(error.operation(), "waitAny");
+    }
+    EXPECT_THROW(depth.begin(), client::Unplugged) << "a loop does not wait for ever";
     EXPECT_TRUE(camera.isConnected());
 }
 

@@ -320,6 +320,20 @@ TEST_F(ClientRealTimeTest, AnApplicationThatHoldsAllFramesLearnsWhoHasThem)
     EXPECT_TRUE(depth.next(kLong));
 }
 
+TEST_F(ClientRealTimeTest, ALoopThatHoldsAllFramesLearnsWhoHasThem)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    std::vector<Frame> held;
+    try {
+        for (const Frame &frame : depth)
+            held.push_back(frame);
+        FAIL() << "it ended";
+    } catch (const client::Timeout &error) {
+        EXPECT_THAT(error.what(),
+                    HasSubstr("the application holds " + std::to_string(held.size())));
+    }
+}
+
 TEST_F(ClientRealTimeTest, AReaderThatIsSlowGetsTheNewestFramesAndTheFigures)
 {
     Stream depth = m_camera.start(StreamType::kDepth, std::nullopt, 2);

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "nubrix/client/detail/missing_frame.h"
 #include "nubrix/client/detail/stream_core.h"
 #include "nubrix/client/frame.h"
 
@@ -23,16 +24,14 @@ namespace detail {
 struct AnyStream;
 }
 
-using Milliseconds = std::chrono::milliseconds;
-
-/// A camera may take seconds to its first frame.
-inline constexpr Milliseconds kDefaultTimeout{5000};
-
 /// A running stream. It stops when this is destroyed, as with stop; frames that it gave stay valid.
 /// Thread-safe; threads that wait for different streams do not wait for each other.
 ///
 ///     for (const Frame &frame : stream)  // until the camera is gone or stop is called
 ///         use(frame);
+///
+/// The loop waits for a camera that is quiet. It throws Unplugged when the camera does not answer
+/// any more, Timeout when the application holds all frames, and what ended the stream.
 class Stream {
 public:
     Stream(Stream &&) noexcept = default;
@@ -100,7 +99,7 @@ public:
         Iterator &operator++()
         {
             m_frame = {};  // returned before the next one is waited for: a camera may wait for it
-            m_frame = m_core->take(std::nullopt);
+            m_frame = detail::takeForLoop(*m_core);
             if (!m_frame)
                 m_core->rethrow();
             return *this;
@@ -139,25 +138,8 @@ private:
             detail::fail("next", -2, 0, "next (" + subject + "): the stream has ended; start anew");
         if (m_core->isOver())
             detail::fail("next", subject, -9);
-        if (const int status = m_core->cameraStatus())
-            detail::fail("next", subject, status);
-        const std::string text = "next (" + subject + "): no frame in " +
-                                 std::to_string(timeout.count()) + " ms, " +
-                                 std::to_string(figures().frames) + " since the start; ";
-        const std::string reason = shortage();
-        detail::fail("next", -11, 0,
-                     text + (reason.empty() ? "wait longer, or run 'nubrix doctor'" : reason));
-    }
-    /// Who holds the frames when they are used up; otherwise empty.
-    std::string shortage() const
-    {
-        const auto holders = m_core->holders();
-        if (holders.library() > 3)  // recorders and other readers keep some, too
-            return "";
-        return "of the " + std::to_string(detail::FramePool::kFrames) + " frames of " +
-               m_core->subject() + " the application holds " + std::to_string(holders.application) +
-               ", its queues " + std::to_string(holders.queues) + " and the library " +
-               std::to_string(holders.library()) + ": release some, or hold clones";
+        detail::requireQuiet("next", *m_core, timeout);
+        detail::failWithoutFrame("next", *m_core, timeout, "wait longer, or run 'nubrix doctor'");
     }
 
     std::shared_ptr<detail::StreamCore> m_core;
@@ -184,12 +166,8 @@ struct AnyStream {
             return *ready;
         const std::string subject =
             streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
-        const std::string noFrame = "waitAny (" + subject + "): no frame; ";
-        for (std::size_t i = 0; !woken && i < count; ++i) {
-            const std::string reason = streams[i]->shortage();
-            if (!reason.empty())
-                fail("waitAny", -11, 0, noFrame + reason);
-        }
+        for (std::size_t i = 0; !woken && i < count; ++i)
+            requireQuiet("waitAny", *streams[i]->m_core, timeout);
         if (!woken)
             fail("waitAny", subject, -11);
         if (std::all_of(streams, streams + count,
@@ -218,8 +196,9 @@ private:
 }  // namespace detail
 
 /// Waits until one of the streams has a frame and returns that one, of several the one whose frame
-/// came first: tryNext gives it, unless another thread was faster. Throws Timeout; Unplugged when
-/// no camera of them is attached; Error without streams, and when all have ended.
+/// came first: tryNext gives it, unless another thread was faster. Throws as next does: Timeout,
+/// also when one of them has its frames used up; Unplugged when no camera of them is attached, or
+/// one does not answer any more; Error without streams, and when all have ended.
 inline Stream &waitAny(std::initializer_list<Stream *> streams,
                        Milliseconds timeout = kDefaultTimeout)
 {

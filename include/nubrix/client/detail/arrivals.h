@@ -11,6 +11,12 @@
 
 namespace nubrix {
 namespace client {
+
+using Milliseconds = std::chrono::milliseconds;
+
+/// A camera may take seconds to its first frame.
+inline constexpr Milliseconds kDefaultTimeout{5000};
+
 namespace detail {
 
 using Clock = std::chrono::steady_clock;

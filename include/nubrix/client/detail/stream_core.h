@@ -93,15 +93,10 @@ public:
         return takeQueued();
     }
     /// Waits for a frame; none when the deadline has passed, the camera is gone or the stream ends.
-    /// Without a deadline it waits as long as it takes.
-    Frame take(const std::optional<Clock::time_point> &deadline)
+    Frame take(Clock::time_point deadline)
     {
         std::unique_lock<std::mutex> guard(m_lock);
-        const auto isDone = [this] { return m_count != 0 || isOver(); };
-        if (!deadline)
-            m_changed.wait(guard, isDone);
-        else
-            m_changed.wait_until(guard, *deadline, isDone);
+        m_changed.wait_until(guard, deadline, [this] { return m_count != 0 || isOver(); });
         return takeQueued();
     }
     /// When the oldest frame of the queue arrived, nothing without one.
