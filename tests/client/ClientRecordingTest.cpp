@@ -1,7 +1,9 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "tests/client/ClientFixture.h"
@@ -41,8 +43,36 @@ protected:
         return {frame.data(), frame.data() + frame.size()};
     }
 
+    /// A file with one depth frame of 4 bytes, whatever its tag promises.
+    Frame frameOf(std::uint32_t width, std::uint32_t height, std::uint64_t microseconds)
+    {
+        std::string tag;
+        const auto put = [&tag](std::uint64_t value, int bytes) {
+            for (int i = 0; i < bytes; ++i)
+                tag += static_cast<char>(value >> (8 * i) & 0xFF);
+        };
+        put(NUBRIX_STREAM_DEPTH, 2);
+        put(0, 4);  // index
+        put(microseconds, 8);
+        put(4, 4);  // bytes of pixels
+        put(width, 4);
+        put(height, 4);
+        return Recording(m_folder.file("crafted.bin", tag + "1234")).frames()[0];
+    }
+
     std::vector<Frame> m_depths;
 };
+
+TEST_F(ClientRecordingTest, AFrameWithoutItsPixelsHasNoImage)
+{
+    EXPECT_EQ(frameOf(2, 1, 0).image<unsigned short>().width, 2);
+    const std::uint32_t sizes[][2] = {
+        {3, 1}, {0, 0}, {0, 7}, {0xFFFFFFFF, 0xFFFFFFFF}, {0x10000, 0x8000}, {0x80000000, 2}};
+    for (const auto &size : sizes) {
+        const Frame frame = frameOf(size[0], size[1], 0);
+        EXPECT_THROW(frame.image<unsigned short>(), Error) << size[0] << " x " << size[1];
+    }
+}
 
 TEST_F(ClientRecordingTest, ItGivesTheFramesThatWereRecorded)
 {

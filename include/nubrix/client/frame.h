@@ -175,13 +175,17 @@ public:
                              " bytes, not " + std::to_string(sizeof(T)) +
                              "; choose the type by Frame::format");
         }
-        const std::size_t bytesPerRow = sizeof(T) * static_cast<std::size_t>(width());
-        if (bytesPerRow * static_cast<std::size_t>(height()) > size()) {
+        // In 64 bits: on a 32-bit system the product may not fit, and a file may say anything.
+        const bool hasPixels = width() > 0 && height() > 0;
+        const std::uint64_t bytesPerRow =
+            hasPixels ? std::uint64_t{sizeof(T)} * static_cast<unsigned int>(width()) : 0;
+        if (!hasPixels || bytesPerRow * static_cast<unsigned int>(height()) > size()) {
             detail::fail("image", -4, 0,
                          "image: the frame is not complete, it has " + std::to_string(size()) +
                              " bytes; skip it");
         }
-        return {static_cast<const T *>(record().data), width(), height(), bytesPerRow};
+        return {static_cast<const T *>(record().data), width(), height(),
+                static_cast<std::size_t>(bytesPerRow)};
     }
 
     /// The distance at a pixel of a depth frame; 0 where nothing was measured. Unsupported for
