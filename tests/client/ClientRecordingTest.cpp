@@ -65,13 +65,23 @@ protected:
 
 TEST_F(ClientRecordingTest, AFrameWithoutItsPixelsHasNoImage)
 {
-    EXPECT_EQ(frameOf(2, 1, 0).image<unsigned short>().width, 2);
-    const std::uint32_t sizes[][2] = {
-        {3, 1}, {0, 0}, {0, 7}, {0xFFFFFFFF, 0xFFFFFFFF}, {0x10000, 0x8000}, {0x80000000, 2}};
+    const Frame whole = frameOf(2, 1, 0);
+    EXPECT_EQ(whole.image<unsigned short>().width, 2);
+    // The last one has 4 bytes in 32 bits.
+    const std::uint32_t sizes[][2] = {{3, 1}, {0, 0}, {0, 7}, {7, 0}, {33025, 65026}};
     for (const auto &size : sizes) {
         const Frame frame = frameOf(size[0], size[1], 0);
         EXPECT_THROW(frame.image<unsigned short>(), Error) << size[0] << " x " << size[1];
     }
+}
+
+TEST_F(ClientRecordingTest, ATimeThatTheClockDoesNotHaveIsItsLast)
+{
+    using std::chrono::microseconds;
+    EXPECT_EQ(frameOf(2, 1, 5).time().time_since_epoch(), microseconds(5));
+    const auto last = frameOf(2, 1, ~std::uint64_t{0}).time();
+    EXPECT_GT(last, Recording::Time::max() - microseconds(1));
+    EXPECT_EQ(frameOf(2, 1, std::uint64_t{1} << 62).time(), last);
 }
 
 TEST_F(ClientRecordingTest, ItGivesTheFramesThatWereRecorded)

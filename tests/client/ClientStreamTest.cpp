@@ -250,6 +250,8 @@ TEST_F(ClientStreamTest, OneOfSeveralIsWaitedFor)
             ++seen[frame.type() == StreamType::kDepth ? 0 : 1];
     }
     EXPECT_THROW(client::waitAny({}, kShort), Error);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_TRUE(client::waitAny({&depth, &color}, client::Milliseconds::max()).tryNext());
     depth.stop();
     color.stop();
     try {

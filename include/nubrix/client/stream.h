@@ -55,7 +55,7 @@ public:
     /// or does not answer; Error when the stream has ended.
     Frame next(Milliseconds timeout = kDefaultTimeout)
     {
-        Frame frame = m_core->take(std::chrono::steady_clock::now() + timeout);
+        Frame frame = m_core->take(detail::deadlineAfter(timeout));
         if (!frame)
             explain(timeout);
         return frame;
@@ -155,13 +155,12 @@ struct AnyStream {
             fail("waitAny", -4, 0, "waitAny: there is no stream; name one");
         Stream *ready = nullptr;
         bool over = false;
-        const bool woken =
-            Arrivals::instance().waitFor(std::chrono::steady_clock::now() + timeout, [&] {
-                ready = oldest(streams, count);
-                over = !ready && std::all_of(streams, streams + count,
-                                             [](Stream *each) { return each->m_core->isOver(); });
-                return ready || over;
-            });
+        const bool woken = Arrivals::instance().waitFor(deadlineAfter(timeout), [&] {
+            ready = oldest(streams, count);
+            over = !ready && std::all_of(streams, streams + count,
+                                         [](Stream *each) { return each->m_core->isOver(); });
+            return ready || over;
+        });
         if (ready)
             return *ready;
         const std::string subject =

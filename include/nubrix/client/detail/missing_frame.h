@@ -46,7 +46,7 @@ inline void requireQuiet(const char *operation, StreamCore &core, Milliseconds t
 inline Frame takeForLoop(StreamCore &core)
 {
     for (;;) {
-        Frame frame = core.take(Clock::now() + kDefaultTimeout);
+        Frame frame = core.take(deadlineAfter(kDefaultTimeout));
         if (frame)
             return frame;
         if (core.isOver() || core.cameraStatus() == -9)
