@@ -353,6 +353,17 @@ TEST_F(ClientRealTimeTest, AReaderThatIsSlowGetsTheNewestFramesAndTheFigures)
     EXPECT_GT(after.age.count(), 0);
 }
 
+TEST_F(ClientRealTimeTest, TheLargestQueueAndAFrameInHandStopNoFrame)
+{
+    EXPECT_THROW(m_camera.start(StreamType::kDepth, std::nullopt, 6), Error);
+    EXPECT_THROW(m_camera.start(StreamType::kDepth, std::nullopt, 0), Error);
+    Stream depth = m_camera.start(StreamType::kDepth, std::nullopt, 5);
+    const Frame held = depth.next(kLong);
+    ASSERT_TRUE(eventually([&] { return depth.figures().frames >= 60; }));
+    EXPECT_EQ(depth.figures().queued, 5);
+    EXPECT_GE(depth.next(kLong).index(), 50U) << "the newest are kept";
+}
+
 struct ClientLossTest : ClientTest {
     ClientLossTest()
         : ClientTest(

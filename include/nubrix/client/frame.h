@@ -119,9 +119,10 @@ inline std::chrono::steady_clock::time_point captureTime(const typedefNubrixFram
 
 /// A frame of a stream or of a recording. Copies share it; the last one returns it to the library,
 /// on any thread, also after its stream, camera and session are gone (the library stays initialized
-/// as long). The streams of one type of a camera share 10 frames: an application that holds them
-/// all gets no further ones, so hold clones. Copies may be used on several threads; one object is
-/// not thread-safe. What points into a frame is not given by a temporary one: name it first.
+/// as long). The streams of one type of a camera share 10 frames: an application that holds more
+/// than 6, those that wait in its streams included, may get no further ones, so hold clones. Copies
+/// may be used on several threads; one object is not thread-safe. What points into a frame is not
+/// given by a temporary one: name it first.
 class Frame {
 public:
     /// No frame.

@@ -41,14 +41,15 @@ class StreamCore final : public PlugListener, public std::enable_shared_from_thi
 public:
     using Function = std::function<void(Frame)>;
 
-    /// The library needs the other two of its frames: the newest, and the one that is being filled.
-    static constexpr std::size_t kMaxQueued = FramePool::kFrames - 2;
+    /// The library fills no frame again unless three are spare, and it needs the newest, the one
+    /// that is being filled, and one that the application has in its hands.
+    static constexpr std::size_t kMaxQueued = 5;
 
     StreamCore(std::shared_ptr<OpenCamera> camera, StreamType type, std::size_t queued)
         : m_camera(std::move(camera)),
           m_pool(m_camera->makePool(static_cast<unsigned int>(type))),
           m_type(type),
-          m_maxQueued(std::min(std::max<std::size_t>(1, queued), kMaxQueued))
+          m_maxQueued(queued)
     {
     }
     ~StreamCore() { close(); }
