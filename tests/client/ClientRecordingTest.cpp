@@ -189,6 +189,25 @@ TEST_F(ClientRecordingTest, AFileThatIsNotThereIsAnError)
     }
 }
 
+TEST_F(ClientRecordingTest, ARecordingThatCannotBeginLeavesTheFileAlone)
+{
+    const std::string path = record();
+    const auto before = std::filesystem::file_size(path);
+    Camera camera = Session().open();
+    EXPECT_THROW(camera.record(path, {StreamType::kDepth, static_cast<StreamType>(5)}), Error);
+    EXPECT_EQ(std::filesystem::file_size(path), before);
+    EXPECT_TRUE(camera.start(StreamType::kDepth).next(kLong));
+}
+
+TEST_F(ClientRecordingTest, AFileThatCannotBeCheckedIsReportedWhenTheRecordingEnds)
+{
+    Camera camera = Session().open();
+    const std::string path = m_folder.file("moved.bin");
+    Recorder recorder = camera.record(path, {StreamType::kDepth});
+    std::filesystem::rename(path, path + ".away");
+    EXPECT_THROW(recorder.finish(), Error);
+}
+
 TEST_F(ClientRecordingTest, AFullDiskIsReportedWhenTheRecordingEnds)
 {
     Camera camera = Session().open();
