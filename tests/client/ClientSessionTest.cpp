@@ -89,6 +89,19 @@ TEST_F(ClientSessionTest, WhatAFunctionStoppedEndsWithItsOwner)
     }
 }
 
+TEST_F(ClientSessionTest, ASubscriptionOutlivesItsSessionAndEndsWithWhatItHolds)
+{
+    const auto held = std::make_shared<int>(1);
+    {
+        const client::Subscription subscription =
+            Session().onCamerasChanged([held](const std::string &, bool) {});
+        EXPECT_TRUE(isInUse());
+        EXPECT_EQ(held.use_count(), 2);
+    }
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_FALSE(isInUse());
+}
+
 TEST_F(ClientSessionTest, ACameraOutlivesItsSession)
 {
     std::optional<Camera> camera = Session().open();
