@@ -54,6 +54,14 @@ TEST_F(ClientFaultTest, OneThatDoesNotAnswerAnyMoreIsDistinguishedFromATimeout)
         EXPECT_THAT(error.what(), HasSubstr("does not answer any more"));
     }
     EXPECT_THROW(depth.check(), client::Unplugged);
+    try {
+        client::waitAny({&depth}, kShort);
+        FAIL() << "a frame";
+    } catch (const client::Unplugged &error) {
+        EXPECT_EQ(error.status(), -10);
+        EXPECT_STREQ(error.operation(), "waitAny");
+    }
+    EXPECT_THROW(depth.begin(), client::Unplugged) << "a loop does not wait for ever";
     EXPECT_TRUE(camera.isConnected());
 }
 
@@ -137,6 +145,31 @@ TEST_F(ClientPlugTest, AStreamWhoseCameraLeavesEndsAndTheSubscriptionIsCalled)
     EXPECT_TRUE(left.reaches(1));
     EXPECT_THROW(depth.next(kLong), client::Unplugged);
     EXPECT_THROW(client::waitAny({&depth}, kLong), client::Unplugged);
+}
+
+TEST_F(ClientPlugTest, AFunctionMayWaitForTheReadersOfTheCameraThatLeft)
+{
+    const Session session;
+    std::thread reader;
+    Latch isReading;
+    Latch joined;
+    std::optional<Camera> camera;
+    bool isConnected = true;
+    const auto subscription = session.onCamerasChanged([&](const std::string &, bool) {
+        isReading.pass();
+        isConnected = camera->isConnected();
+        reader.join();
+        joined.open();
+    });
+    camera = session.open("usb:virtual-LEAVES");  // after the subscription
+    Stream depth = camera->start(StreamType::kDepth);
+    reader = std::thread([&] {
+        for (const Frame &frame : depth)
+            EXPECT_TRUE(frame);
+    });
+    isReading.open();
+    ASSERT_TRUE(joined.pass());
+    EXPECT_FALSE(isConnected);
 }
 
 TEST_F(ClientPlugTest, ASubscriptionThatWasDestroyedIsNotCalled)

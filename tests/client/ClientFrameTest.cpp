@@ -1,5 +1,7 @@
 #include <optional>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "tests/client/ClientFixture.h"
@@ -47,6 +49,38 @@ TEST_F(ClientFrameTest, AnImageIsOfTheTypeOfItsPixels)
     const Frame color = camera.start(StreamType::kColor).next(kLong);
     EXPECT_EQ(color.image<RGB888Pixel>().bytesPerRow, 1920U);
     EXPECT_THROW(color.millimetres(0, 0), client::Unsupported);
+}
+
+template <class T, class = void>
+struct GivesAnImage : std::false_type {
+};
+template <class T>
+struct GivesAnImage<T, std::void_t<decltype(std::declval<T>().template image<unsigned char>())>>
+    : std::true_type {
+};
+template <class T, class = void>
+struct GivesData : std::false_type {
+};
+template <class T>
+struct GivesData<
+    T, std::void_t<decltype(std::declval<T>().data()), decltype(std::declval<T>().record())>>
+    : std::true_type {
+};
+
+TEST_F(ClientFrameTest, WhatPointsIntoAFrameIsNotGivenByATemporaryOne)
+{
+    EXPECT_TRUE(GivesAnImage<const Frame &>::value && GivesData<Frame &>::value);
+    EXPECT_FALSE(GivesAnImage<Frame>::value || GivesAnImage<const Frame>::value);
+    EXPECT_FALSE(GivesData<Frame>::value || GivesData<const Frame>::value);
+}
+
+TEST_F(ClientFrameTest, AWaitMayHaveAnyLength)
+{
+    Stream depth = Session().open().start(StreamType::kDepth);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(depth.next(client::Milliseconds::max()));
+    const Frame held = depth.next(kLong);
+    EXPECT_THROW(depth.next(client::Milliseconds::min()), client::Timeout);
 }
 
 TEST_F(ClientFrameTest, ACloneIsOnItsOwn)

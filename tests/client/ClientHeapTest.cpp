@@ -1,6 +1,41 @@
 // Once a stream runs, a frame's way through the client layer takes nothing from the heap.
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <thread>
+#include <vector>
+
 #include "tests/client/ClientFixture.h"
 #include "tests/heap/HeapCalls.h"
+
+namespace {
+
+/// How many of the next allocations of a thread fail.
+std::atomic<int> g_failures{0};
+std::atomic<std::thread::id> g_failingThread{};
+
+}  // namespace
+
+void *operator new(std::size_t size)
+{
+    if (g_failures > 0 && g_failingThread.load() == std::this_thread::get_id()) {
+        --g_failures;
+        throw std::bad_alloc();
+    }
+    if (void *const memory = std::malloc(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void *memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void *memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
 
 namespace nubrix {
 namespace {
@@ -74,6 +109,24 @@ TEST_F(ClientHeapTest, FramesForAFunctionAllocateNothing)
     depth.onFrame([&](const Frame &) { frames.add(); });
     int expected = 0;
     expectNoAllocation([&] { ASSERT_TRUE(frames.reaches(++expected)); });
+}
+
+TEST_F(ClientHeapTest, AFunctionThatRunsOutOfMemoryEndsItsStreamWithAnError)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    depth.onFrame([](const Frame &) {
+        g_failingThread = std::this_thread::get_id();
+        g_failures = 3;  // here, for the text of the Error, and for a shorter one
+        EXPECT_FALSE(std::vector<int>(100).empty());
+    });
+    try {
+        depth.next(kLong);
+        FAIL() << "a frame";
+    } catch (const Error &error) {
+        g_failures = 0;
+        EXPECT_STREQ(error.operation(), "onFrame");
+        EXPECT_THAT(error.what(), testing::HasSubstr("too little memory"));
+    }
 }
 
 }  // namespace

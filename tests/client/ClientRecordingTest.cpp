@@ -1,7 +1,9 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "tests/client/ClientFixture.h"
@@ -41,8 +43,46 @@ protected:
         return {frame.data(), frame.data() + frame.size()};
     }
 
+    /// A file with one depth frame of 4 bytes, whatever its tag promises.
+    Frame frameOf(std::uint32_t width, std::uint32_t height, std::uint64_t microseconds)
+    {
+        std::string tag;
+        const auto put = [&tag](std::uint64_t value, int bytes) {
+            for (int i = 0; i < bytes; ++i)
+                tag += static_cast<char>(value >> (8 * i) & 0xFF);
+        };
+        put(NUBRIX_STREAM_DEPTH, 2);
+        put(0, 4);  // index
+        put(microseconds, 8);
+        put(4, 4);  // bytes of pixels
+        put(width, 4);
+        put(height, 4);
+        return Recording(m_folder.file("crafted.bin", tag + "1234")).frames()[0];
+    }
+
     std::vector<Frame> m_depths;
 };
+
+TEST_F(ClientRecordingTest, AFrameWithoutItsPixelsHasNoImage)
+{
+    const Frame whole = frameOf(2, 1, 0);
+    EXPECT_EQ(whole.image<unsigned short>().width, 2);
+    // The last one has 4 bytes in 32 bits.
+    const std::uint32_t sizes[][2] = {{3, 1}, {0, 0}, {0, 7}, {7, 0}, {33025, 65026}};
+    for (const auto &size : sizes) {
+        const Frame frame = frameOf(size[0], size[1], 0);
+        EXPECT_THROW(frame.image<unsigned short>(), Error) << size[0] << " x " << size[1];
+    }
+}
+
+TEST_F(ClientRecordingTest, ATimeThatTheClockDoesNotHaveIsItsLast)
+{
+    using std::chrono::microseconds;
+    EXPECT_EQ(frameOf(2, 1, 5).time().time_since_epoch(), microseconds(5));
+    const auto last = frameOf(2, 1, ~std::uint64_t{0}).time();
+    EXPECT_GT(last, Recording::Time::max() - microseconds(1));
+    EXPECT_EQ(frameOf(2, 1, std::uint64_t{1} << 62).time(), last);
+}
 
 TEST_F(ClientRecordingTest, ItGivesTheFramesThatWereRecorded)
 {
@@ -147,6 +187,25 @@ TEST_F(ClientRecordingTest, AFileThatIsNotThereIsAnError)
         EXPECT_STREQ(error.operation(), "open");
         EXPECT_THAT(error.what(), HasSubstr("none.bin"));
     }
+}
+
+TEST_F(ClientRecordingTest, ARecordingThatCannotBeginLeavesTheFileAlone)
+{
+    const std::string path = record();
+    const auto before = std::filesystem::file_size(path);
+    Camera camera = Session().open();
+    EXPECT_THROW(camera.record(path, {StreamType::kDepth, static_cast<StreamType>(5)}), Error);
+    EXPECT_EQ(std::filesystem::file_size(path), before);
+    EXPECT_TRUE(camera.start(StreamType::kDepth).next(kLong));
+}
+
+TEST_F(ClientRecordingTest, AFileThatCannotBeCheckedIsReportedWhenTheRecordingEnds)
+{
+    Camera camera = Session().open();
+    const std::string path = m_folder.file("moved.bin");
+    Recorder recorder = camera.record(path, {StreamType::kDepth});
+    std::filesystem::rename(path, path + ".away");
+    EXPECT_THROW(recorder.finish(), Error);
 }
 
 TEST_F(ClientRecordingTest, AFullDiskIsReportedWhenTheRecordingEnds)

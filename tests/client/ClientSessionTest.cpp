@@ -43,6 +43,20 @@ TEST_F(ClientSessionTest, ThoseOfSeveralThreadsComeAndGo)
     EXPECT_FALSE(isInUse());
 }
 
+TEST_F(ClientSessionTest, TheLastOneOfAThreadMayEndWhileAnotherThreadBeginsOne)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([end] {
+            while (std::chrono::steady_clock::now() < end)
+                const Session session;
+        });
+    for (std::thread &each : threads)
+        each.join();
+    EXPECT_FALSE(isInUse());
+}
+
 TEST_F(ClientSessionTest, WhatEndsWithinACallbackIsTakenOverByTheNextOne)
 {
     Latch done;
@@ -57,6 +71,35 @@ TEST_F(ClientSessionTest, WhatEndsWithinACallbackIsTakenOverByTheNextOne)
         EXPECT_EQ(Session().cameras().size(), 1U);
         return !isInUse();
     }));
+}
+
+TEST_F(ClientSessionTest, WhatAFunctionStoppedEndsWithItsOwner)
+{
+    for (int i = 0; i < 20; ++i) {
+        Latch stopped;
+        {
+            Stream depth = Session().open().start(StreamType::kDepth);
+            depth.onFrame([&](const Frame &) {
+                depth.stop();
+                stopped.open();
+            });
+            ASSERT_TRUE(stopped.pass());
+        }
+        ASSERT_FALSE(isInUse());
+    }
+}
+
+TEST_F(ClientSessionTest, ASubscriptionOutlivesItsSessionAndEndsWithWhatItHolds)
+{
+    const auto held = std::make_shared<int>(1);
+    {
+        const client::Subscription subscription =
+            Session().onCamerasChanged([held](const std::string &, bool) {});
+        EXPECT_TRUE(isInUse());
+        EXPECT_EQ(held.use_count(), 2);
+    }
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_FALSE(isInUse());
 }
 
 TEST_F(ClientSessionTest, ACameraOutlivesItsSession)

@@ -1,4 +1,7 @@
+#include <atomic>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -121,6 +124,61 @@ TEST_F(ClientStreamTest, AFunctionMayStopAndDestroyItsStream)
     EXPECT_EQ(calls.value(), 1);
 }
 
+TEST_F(ClientStreamTest, EveryStopWaitsForAFunctionThatRuns)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    Latch stopped;
+    std::atomic<bool> hasReturned{false};
+    depth.onFrame([&](const Frame &) {
+        depth.stop();
+        stopped.open();
+        std::this_thread::sleep_for(kShort);  // the others are to wait as long
+        hasReturned = true;
+    });
+    ASSERT_TRUE(stopped.pass());
+    depth.stop();
+    EXPECT_TRUE(hasReturned);
+}
+
+TEST_F(ClientStreamTest, AFunctionThatIsReplacedDoesNotRunAfterwards)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    for (const bool another : {false, true}) {
+        Latch entered;
+        std::atomic<bool> runs{false};
+        depth.onFrame([&](const Frame &) {
+            runs = true;
+            entered.open();
+            std::this_thread::sleep_for(kShort);  // the replacement is to wait as long
+            runs = false;
+        });
+        ASSERT_TRUE(entered.pass());
+        depth.onFrame(another ? [](const Frame &) {} : std::function<void(Frame)>());
+        EXPECT_FALSE(runs);
+    }
+}
+
+TEST_F(ClientStreamTest, AFunctionMayReplaceItself)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    Counter calls;
+    depth.onFrame([&](const Frame &) { depth.onFrame([&](const Frame &) { calls.add(); }); });
+    EXPECT_TRUE(calls.reaches(3));
+}
+
+TEST_F(ClientStreamTest, AStreamThatHasEndedTakesNoFunction)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    depth.stop();
+    try {
+        depth.onFrame([](const Frame &) {});
+        FAIL() << "it was taken";
+    } catch (const Error &error) {
+        EXPECT_EQ(error.status(), -2);
+    }
+    EXPECT_NO_THROW(depth.onFrame(nullptr));
+}
+
 TEST_F(ClientStreamTest, AFunctionMayHoldItsStream)
 {
     Counter calls;
@@ -211,6 +269,8 @@ TEST_F(ClientStreamTest, OneOfSeveralIsWaitedFor)
             ++seen[frame.type() == StreamType::kDepth ? 0 : 1];
     }
     EXPECT_THROW(client::waitAny({}, kShort), Error);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_TRUE(client::waitAny({&depth, &color}, client::Milliseconds::max()).tryNext());
     depth.stop();
     color.stop();
     try {
@@ -281,6 +341,20 @@ TEST_F(ClientRealTimeTest, AnApplicationThatHoldsAllFramesLearnsWhoHasThem)
     EXPECT_TRUE(depth.next(kLong));
 }
 
+TEST_F(ClientRealTimeTest, ALoopThatHoldsAllFramesLearnsWhoHasThem)
+{
+    Stream depth = m_camera.start(StreamType::kDepth);
+    std::vector<Frame> held;
+    try {
+        for (const Frame &frame : depth)
+            held.push_back(frame);
+        FAIL() << "it ended";
+    } catch (const client::Timeout &error) {
+        EXPECT_THAT(error.what(),
+                    HasSubstr("the application holds " + std::to_string(held.size())));
+    }
+}
+
 TEST_F(ClientRealTimeTest, AReaderThatIsSlowGetsTheNewestFramesAndTheFigures)
 {
     Stream depth = m_camera.start(StreamType::kDepth, std::nullopt, 2);
@@ -296,6 +370,17 @@ TEST_F(ClientRealTimeTest, AReaderThatIsSlowGetsTheNewestFramesAndTheFigures)
     const client::StreamFigures after = depth.figures();
     EXPECT_EQ(after.held, 1);
     EXPECT_GT(after.age.count(), 0);
+}
+
+TEST_F(ClientRealTimeTest, TheLargestQueueAndAFrameInHandStopNoFrame)
+{
+    EXPECT_THROW(m_camera.start(StreamType::kDepth, std::nullopt, 6), Error);
+    EXPECT_THROW(m_camera.start(StreamType::kDepth, std::nullopt, 0), Error);
+    Stream depth = m_camera.start(StreamType::kDepth, std::nullopt, 5);
+    const Frame held = depth.next(kLong);
+    ASSERT_TRUE(eventually([&] { return depth.figures().frames >= 60; }));
+    EXPECT_EQ(depth.figures().queued, 5);
+    EXPECT_GE(depth.next(kLong).index(), 50U) << "the newest are kept";
 }
 
 struct ClientLossTest : ClientTest {

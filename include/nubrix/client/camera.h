@@ -99,11 +99,18 @@ public:
                 [&] { return context().setFrameMode(handle(), code(type), record); });
     }
 
-    /// Starts a stream, in `mode` if there is one. `queued` frames, 1 to 8, wait to be taken; then
-    /// the oldest is dropped for a new one. Several streams of one type are allowed.
+    /// Starts a stream, in `mode` if there is one. `queued` frames, 1 to 5, wait to be taken; then
+    /// the oldest is dropped for a new one. Error for another number. Several streams of one type
+    /// are allowed.
     Stream start(StreamType type, const std::optional<Mode> &mode = std::nullopt,
                  std::size_t queued = 2)
     {
+        if (queued < 1 || queued > detail::StreamCore::kMaxQueued) {
+            detail::fail("start", -4, 0,
+                         "start (" + subject(type) + "): " + std::to_string(queued) +
+                             " frames cannot wait; choose 1 to " +
+                             std::to_string(detail::StreamCore::kMaxQueued));
+        }
         if (mode)
             setMode(type, *mode);
         auto core = std::make_shared<detail::StreamCore>(m_camera, type, queued);

@@ -124,21 +124,30 @@ inline int depthUnitsPerMillimetre(unsigned int format)
     }
 }
 
+/// Of a time stamp; the last time that there is for one beyond that, as a damaged file may have it.
+inline std::chrono::steady_clock::time_point timeOf(std::uint64_t stamp)
+{
+    using Time = std::chrono::steady_clock::time_point;
+    using Microseconds = std::chrono::microseconds;
+    const auto last = std::chrono::duration_cast<Microseconds>(Time::max().time_since_epoch());
+    if (stamp > static_cast<std::uint64_t>(last.count()))
+        return Time(last);
+    return Time(Microseconds(static_cast<std::int64_t>(stamp)));
+}
+
 inline std::chrono::steady_clock::time_point captureTime(const typedefNubrixFrame &record)
 {
-    const std::uint64_t us =
-        static_cast<std::uint64_t>(record.timestampHigh) << 32 | record.timestampLow;
-    return std::chrono::steady_clock::time_point(
-        std::chrono::microseconds(static_cast<std::int64_t>(us)));
+    return timeOf(static_cast<std::uint64_t>(record.timestampHigh) << 32 | record.timestampLow);
 }
 
 }  // namespace detail
 
 /// A frame of a stream or of a recording. Copies share it; the last one returns it to the library,
 /// on any thread, also after its stream, camera and session are gone (the library stays initialized
-/// as long). The streams of one type of a camera share 10 frames: an application that holds them
-/// all gets no further ones, so hold clones. Copies may be used on several threads; one object is
-/// not thread-safe.
+/// as long). The streams of one type of a camera share 10 frames: an application that holds more
+/// than 6, those that wait in its streams included, may get no further ones, so hold clones. Copies
+/// may be used on several threads; one object is not thread-safe. What points into a frame is not
+/// given by a temporary one: name it first.
 class Frame {
 public:
     /// No frame.
@@ -177,7 +186,11 @@ public:
     /// The driver's flags; 0 for a complete frame.
     unsigned int flags() const { return record().flags; }
     /// size() bytes; their layout is that of format().
-    const unsigned char *data() const { return static_cast<const unsigned char *>(record().data); }
+    const unsigned char *data() const &
+    {
+        return static_cast<const unsigned char *>(record().data);
+    }
+    const unsigned char *data() const && = delete;  // it would not outlive this
     std::size_t size() const { return record().dataSize; }
     /// Whether it has all bytes of an image of its format and size.
     bool isComplete() const
@@ -187,18 +200,19 @@ public:
                                     static_cast<std::uint64_t>(height()));
     }
     /// What the functions of the library take.
-    const typedefNubrixFrame &record() const
+    const typedefNubrixFrame &record() const &
     {
         if (!m_slot)
             detail::fail("Frame", -4, 0, "Frame: it holds no frame; check it before it is used");
         return *m_slot->record;
     }
+    const typedefNubrixFrame &record() const && = delete;
 
     /// The pixels as an image of T: unsigned short for depths and 16-bit grey, unsigned char for
     /// 8-bit grey, RGB888Pixel (nubrix/image.h) for RGB888. Unsupported when a pixel of the format
     /// has not the size of a T, Error when the frame has too few bytes.
     template <class T>
-    Image<T> image() const
+    Image<T> image() const &
     {
         const std::size_t pixelBytes = detail::bytesPerPixel(record().pixelFormat);
         if (sizeof(T) != pixelBytes) {
@@ -207,14 +221,20 @@ public:
                              " bytes, not " + std::to_string(sizeof(T)) +
                              "; choose the type by Frame::format");
         }
-        const std::size_t bytesPerRow = sizeof(T) * static_cast<std::size_t>(width());
-        if (bytesPerRow * static_cast<std::size_t>(height()) > size()) {
+        // In 64 bits: on a 32-bit system the product may not fit, and a file may say anything.
+        const bool hasPixels = width() > 0 && height() > 0;
+        const std::uint64_t bytesPerRow =
+            hasPixels ? std::uint64_t{sizeof(T)} * static_cast<unsigned int>(width()) : 0;
+        if (!hasPixels || bytesPerRow * static_cast<unsigned int>(height()) > size()) {
             detail::fail("image", -4, 0,
                          "image: the frame is not complete, it has " + std::to_string(size()) +
                              " bytes; skip it");
         }
-        return {static_cast<const T *>(record().data), width(), height(), bytesPerRow};
+        return {static_cast<const T *>(record().data), width(), height(),
+                static_cast<std::size_t>(bytesPerRow)};
     }
+    template <class T>
+    Image<T> image() const && = delete;
 
     /// The distance at a pixel of a depth frame; 0 where nothing was measured. Unsupported for
     /// other formats, Error outside of the image.

@@ -1,6 +1,7 @@
 // Recording streams of an open camera.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,8 +14,10 @@
 namespace nubrix {
 namespace client {
 
-/// A recording that runs: every frame goes into the file, whatever other streams of the same types
-/// do. It ends when this is destroyed or finish is called. Not thread-safe.
+/// A recording that runs, whatever other streams of the same types do. It takes the newest frame
+/// whenever one comes: one that is overtaken before it is taken is not in the file, and shows as a
+/// gap in the time stamps, which 'nubrix inspect' counts. It ends when this is destroyed or finish
+/// is called. Not thread-safe.
 class Recorder {
 public:
     Recorder(Recorder &&other) noexcept
@@ -27,11 +30,15 @@ public:
     Recorder &operator=(Recorder &&) = delete;
     Recorder(const Recorder &) = delete;
     Recorder &operator=(const Recorder &) = delete;
-    ~Recorder() { close(); }
+    ~Recorder()
+    {
+        if (m_camera)
+            close();
+    }
 
     const std::string &path() const { return m_path; }
-    /// Writes what is left and closes the file. Throws an Error when that fails, or when frames are
-    /// missing from the file because the disk was full.
+    /// Writes what is left and closes the file. Throws an Error when that fails, when the file
+    /// ends within a frame because the disk was full, or when it cannot be opened to check that.
     void finish()
     {
         if (!m_handle)
@@ -39,7 +46,12 @@ public:
         if (const int status = close())
             detail::fail("destroyRecorder", m_path, status);
         RecordReader reader;  // of a write that fails the library only writes a line into the log
-        if (reader.open(m_path.c_str()) == 0 && reader.condition() != NUBRIX_RECORD_COMPLETE) {
+        if (reader.open(m_path.c_str()) != 0) {
+            detail::fail("finish", -1, 0,
+                         "finish (" + m_path + "): the file cannot be checked, " +
+                             reader.errorText() + "; record anew");
+        }
+        if (reader.condition() != NUBRIX_RECORD_COMPLETE) {
             detail::fail("finish", -1, 0,
                          "finish (" + m_path + "): the file is not complete, " + reader.problem() +
                              "; make space and record anew");
@@ -63,10 +75,8 @@ private:
     void start(const std::vector<StreamType> &types)
     {
         NubrixBaseContext &context = m_camera->context();
-        require("createRecorder", m_path,
-                [&] { return context.createRecorder(m_path.c_str(), &m_handle); });
         m_streams.reserve(types.size());
-        for (const StreamType type : types) {
+        for (const StreamType type : types) {  // first: a file that is there is emptied after them
             // Of its own, without a callback: frames of streams with one are not recorded.
             NubrixStream *stream = nullptr;
             require("openStream", subject(type), [&] {
@@ -74,8 +84,12 @@ private:
                                           &stream, nullptr, nullptr);
             });
             m_streams.push_back(stream);
-            require("recorderAttachStream", subject(type),
-                    [&] { return context.recorderAttachStream(m_handle, stream); });
+        }
+        require("createRecorder", m_path,
+                [&] { return context.createRecorder(m_path.c_str(), &m_handle); });
+        for (std::size_t i = 0; i < types.size(); ++i) {
+            require("recorderAttachStream", subject(types[i]),
+                    [&] { return context.recorderAttachStream(m_handle, m_streams[i]); });
         }
         require("recorderStart", m_path, [&] { return context.recorderStart(m_handle); });
     }
@@ -85,13 +99,13 @@ private:
     }
     int close() noexcept
     {
-        if (!m_handle)
-            return 0;
         NubrixBaseContext &context = m_camera->context();
-        const int stopped = context.recorderStop(m_handle);
+        const int stopped = m_handle ? context.recorderStop(m_handle) : 0;
         for (NubrixStream *each : m_streams)
             context.closeStream(each);
         m_streams.clear();
+        if (!m_handle)
+            return 0;
         const int destroyed = context.destroyRecorder(std::exchange(m_handle, nullptr));
         return stopped ? stopped : destroyed;
     }

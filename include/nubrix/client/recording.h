@@ -187,7 +187,7 @@ public:
     {
         RecordInfo info = {};
         require(*m_file, "info", m_file->reader.info(recordOf(*m_file, m_type, n), &info));
-        return Time(std::chrono::microseconds(static_cast<std::int64_t>(info.timestampUs)));
+        return detail::timeOf(info.timestampUs);
     }
 
 private:

@@ -15,7 +15,8 @@ namespace nubrix {
 namespace client {
 
 /// The library in use. All sessions of a process share one context; it is initialized with the
-/// first and destroyed when the last session, camera, stream and frame is gone. Thread-safe.
+/// first and destroyed when the last session, subscription, camera, stream and frame is gone.
+/// Thread-safe.
 class Session {
 public:
     /// Throws an Error when a driver plug-in does not start.
@@ -53,11 +54,12 @@ public:
     }
 
     /// Calls `function` when a camera arrives or leaves, on a thread of its driver, until the
-    /// subscription is destroyed. It may do everything. When it throws it is not called again.
+    /// subscription is destroyed. The readers of a camera that left are woken before; the function
+    /// may wait for them, and may do everything else. When it throws it is not called again.
     Subscription onCamerasChanged(
         std::function<void(const std::string &uri, bool attached)> function) const
     {
-        return Subscription(std::move(function));
+        return Subscription(m_library, std::move(function));
     }
 
     /// For what this layer does not offer, while this session lives.

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "nubrix/client/detail/missing_frame.h"
 #include "nubrix/client/detail/stream_core.h"
 #include "nubrix/client/frame.h"
 
@@ -23,16 +24,14 @@ namespace detail {
 struct AnyStream;
 }
 
-using Milliseconds = std::chrono::milliseconds;
-
-/// A camera may take seconds to its first frame.
-inline constexpr Milliseconds kDefaultTimeout{5000};
-
-/// A running stream. It stops when this is destroyed; frames that it gave stay valid. Thread-safe;
-/// threads that wait for different streams do not wait for each other.
+/// A running stream. It stops when this is destroyed, as with stop; frames that it gave stay valid.
+/// Thread-safe; threads that wait for different streams do not wait for each other.
 ///
 ///     for (const Frame &frame : stream)  // until the camera is gone or stop is called
 ///         use(frame);
+///
+/// The loop waits for a camera that is quiet. It throws Unplugged when the camera does not answer
+/// any more, Timeout when the application holds all frames, and what ended the stream.
 class Stream {
 public:
     Stream(Stream &&) noexcept = default;
@@ -56,7 +55,7 @@ public:
     /// or does not answer; Error when the stream has ended.
     Frame next(Milliseconds timeout = kDefaultTimeout)
     {
-        Frame frame = m_core->take(std::chrono::steady_clock::now() + timeout);
+        Frame frame = m_core->take(detail::deadlineAfter(timeout));
         if (!frame)
             explain(timeout, "no frame");
         return frame;
@@ -64,7 +63,7 @@ public:
     /// As next, but returns no frame that is not complete.
     Frame nextComplete(Milliseconds timeout = kDefaultTimeout)
     {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        const auto deadline = detail::deadlineAfter(timeout);
         do {
             const Frame frame = m_core->take(deadline);
             if (!frame)
@@ -78,14 +77,16 @@ public:
     Frame tryNext() { return m_core->tryTake(); }
 
     /// Calls `function` for every frame from now on, on the stream's own thread; next and the loop
-    /// give none then, and those that wait to be taken are dropped. Null: calls nothing. While the
+    /// give none then, and those that wait to be taken are dropped. Null: calls nothing. When this
+    /// returns a function that was set before does not run any more, unless this is called within
+    /// it. Throws an Error (status -2) when the stream has ended. While the
     /// function runs the library keeps the newest frame only. When it throws the stream ends, and
     /// stop and next throw an Error with that text. It may do everything, also destroy this stream;
     /// but what it destroys last of all leaves the library initialized.
     void onFrame(std::function<void(Frame)> function) { m_core->setFunction(std::move(function)); }
 
-    /// Ends the stream and every wait for it. When it returns the function is not called any more,
-    /// unless this is called within it. Throws an Error when the function threw.
+    /// Ends the stream and every wait for it. When it returns the function does not run and is not
+    /// called any more, unless this is called within it. Throws an Error when the function threw.
     void stop()
     {
         m_core->close();
@@ -94,18 +95,7 @@ public:
 
     /// Throws when no further frame will come: Unplugged when the camera is gone or does not
     /// answer, Error when the stream has ended.
-    void check()
-    {
-        m_core->rethrow();
-        const std::string subject = m_core->subject();
-        if (m_core->hasEnded())
-            detail::fail("stream", -2, 0,
-                         "stream (" + subject + "): the stream has ended; start anew");
-        if (m_core->isOver())
-            detail::fail("stream", subject, -9);
-        if (const int status = m_core->cameraStatus())
-            detail::fail("stream", subject, status);
-    }
+    void check() { check("stream"); }
     StreamFigures figures() const { return m_core->figures(); }
     /// For the functions of NubrixBaseContext, until the stream ends.
     NubrixStream *handle() const { return m_core->handle(); }
@@ -125,7 +115,7 @@ public:
         Iterator &operator++()
         {
             m_frame = {};  // returned before the next one is waited for: a camera may wait for it
-            m_frame = m_core->take(std::nullopt);
+            m_frame = detail::takeForLoop(*m_core);
             if (!m_frame)
                 m_core->rethrow();
             return *this;
@@ -154,28 +144,28 @@ private:
     friend class Camera;
     friend struct detail::AnyStream;
 
+    void check(const char *operation)
+    {
+        m_core->rethrow();
+        const std::string subject = m_core->subject();
+        if (m_core->hasEnded()) {
+            detail::fail(
+                operation, -2, 0,
+                std::string(operation) + " (" + subject + "): the stream has ended; start anew");
+        }
+        if (m_core->isOver())
+            detail::fail(operation, subject, -9);
+        if (const int status = m_core->cameraStatus())
+            detail::fail(operation, subject, status);
+    }
     explicit Stream(std::shared_ptr<detail::StreamCore> core) : m_core(std::move(core)) {}
 
     [[noreturn]] void explain(Milliseconds timeout, const char *what)
     {
-        check();
-        const std::string text = "next (" + m_core->subject() + "): " + what + " in " +
-                                 std::to_string(timeout.count()) + " ms, " +
-                                 std::to_string(figures().frames) + " since the start; ";
-        const std::string reason = shortage();
-        detail::fail("next", -11, 0,
-                     text + (reason.empty() ? "wait longer, or run 'nubrix doctor'" : reason));
-    }
-    /// Who holds the frames when they are used up; otherwise empty.
-    std::string shortage() const
-    {
-        const auto holders = m_core->holders();
-        if (holders.library() > 3)  // recorders and other readers keep some, too
-            return "";
-        return "of the " + std::to_string(detail::FramePool::kFrames) + " frames of " +
-               m_core->subject() + " the application holds " + std::to_string(holders.application) +
-               ", its queues " + std::to_string(holders.queues) + " and the library " +
-               std::to_string(holders.library()) + ": release some, or hold clones";
+        check("next");
+        detail::requireQuiet("next", *m_core, timeout);
+        detail::failWithoutFrame("next", *m_core, timeout, "wait longer, or run 'nubrix doctor'",
+                                 what);
     }
 
     std::shared_ptr<detail::StreamCore> m_core;
@@ -191,23 +181,18 @@ struct AnyStream {
             fail("waitAny", -4, 0, "waitAny: there is no stream; name one");
         Stream *ready = nullptr;
         bool over = false;
-        const bool woken =
-            Arrivals::instance().waitFor(std::chrono::steady_clock::now() + timeout, [&] {
-                ready = oldest(streams, count);
-                over = !ready && std::all_of(streams, streams + count,
-                                             [](Stream *each) { return each->m_core->isOver(); });
-                return ready || over;
-            });
+        const bool woken = Arrivals::instance().waitFor(deadlineAfter(timeout), [&] {
+            ready = oldest(streams, count);
+            over = !ready && std::all_of(streams, streams + count,
+                                         [](Stream *each) { return each->m_core->isOver(); });
+            return ready || over;
+        });
         if (ready)
             return *ready;
         const std::string subject =
             streams[0]->m_core->subject() + (count > 1 ? " and others" : "");
-        const std::string noFrame = "waitAny (" + subject + "): no frame; ";
-        for (std::size_t i = 0; !woken && i < count; ++i) {
-            const std::string reason = streams[i]->shortage();
-            if (!reason.empty())
-                fail("waitAny", -11, 0, noFrame + reason);
-        }
+        for (std::size_t i = 0; !woken && i < count; ++i)
+            requireQuiet("waitAny", *streams[i]->m_core, timeout);
         if (!woken)
             fail("waitAny", subject, -11);
         if (std::all_of(streams, streams + count,
@@ -236,8 +221,9 @@ private:
 }  // namespace detail
 
 /// Waits until one of the streams has a frame and returns that one, of several the one whose frame
-/// came first: tryNext gives it, unless another thread was faster. Throws Timeout; Unplugged when
-/// no camera of them is attached; Error without streams, and when all have ended.
+/// came first: tryNext gives it, unless another thread was faster. Throws as next does: Timeout,
+/// also when one of them has its frames used up; Unplugged when no camera of them is attached, or
+/// one does not answer any more; Error without streams, and when all have ended.
 inline Stream &waitAny(std::initializer_list<Stream *> streams,
                        Milliseconds timeout = kDefaultTimeout)
 {

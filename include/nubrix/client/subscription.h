@@ -22,13 +22,13 @@ public:
 
     explicit FunctionObserver(Function function) : m_function(std::move(function)) {}
 
-    void onCameraChanged(const std::string &uri, bool attached) noexcept override
+    void onCameraChanged(const char *uri, bool attached) noexcept override
     {
         const auto self = std::this_thread::get_id();
         std::unique_lock<std::mutex> guard(m_lock);
         m_idle.wait(guard, [&] { return m_depth == 0 || m_runner == self; });
         if (m_ended || !m_function)
-            return;
+            return;  // whoever ended it takes the function
         m_runner = self;
         ++m_depth;
         guard.unlock();
@@ -42,6 +42,8 @@ public:
         m_ended = m_ended || threw;
         --m_depth;
         m_idle.notify_all();
+        const Function ended = takeEnded();
+        guard.unlock();  // what the function holds is destroyed without the lock
     }
     /// No call begins afterwards. Waits for one that runs, but not within a callback: two of them
     /// might wait for each other.
@@ -51,11 +53,22 @@ public:
         m_ended = true;
         if (!CallbackMark::isActive())
             m_idle.wait(guard, [this] { return m_depth == 0; });
+        const Function ended = takeEnded();
+        guard.unlock();
     }
 
 private:
-    const Function m_function;
-    std::mutex m_lock;  // guards what follows
+    /// The function once it will not be called any more; otherwise none. Under m_lock.
+    Function takeEnded() noexcept
+    {
+        Function function;
+        if (m_ended && m_depth == 0)
+            function.swap(m_function);
+        return function;
+    }
+
+    std::mutex m_lock;    // guards what follows
+    Function m_function;  // itself called without the lock: it stays while a call runs
     std::condition_variable m_idle;
     std::thread::id m_runner;
     int m_depth = 0;
@@ -64,15 +77,18 @@ private:
 
 }  // namespace detail
 
-/// Ends the calls of a function when it is destroyed. Afterwards no call begins, and none runs,
-/// unless it is destroyed within a callback of this layer: that does not wait for a call that runs.
+/// Ends the calls of a function when it is destroyed, and keeps the library initialized until then.
+/// Afterwards no call begins, and none runs, unless it is destroyed within a callback of this
+/// layer: that does not wait for a call that runs.
 class Subscription {
 public:
     Subscription() = default;
     Subscription(Subscription &&) noexcept = default;
     Subscription &operator=(Subscription &&other) noexcept
     {
-        Subscription(std::move(other)).m_observer.swap(m_observer);
+        Subscription old(std::move(other));
+        old.m_library.swap(m_library);
+        old.m_observer.swap(m_observer);
         return *this;
     }
     Subscription(const Subscription &) = delete;
@@ -87,12 +103,15 @@ public:
 
 private:
     friend class Session;
-    explicit Subscription(detail::FunctionObserver::Function function)
-        : m_observer(std::make_shared<detail::FunctionObserver>(std::move(function)))
+    Subscription(std::shared_ptr<detail::Library> library,
+                 detail::FunctionObserver::Function function)
+        : m_library(std::move(library)),
+          m_observer(std::make_shared<detail::FunctionObserver>(std::move(function)))
     {
-        detail::Observers::instance().add(m_observer);
+        detail::Observers::instance().addFunction(m_observer);
     }
 
+    std::shared_ptr<detail::Library> m_library;
     std::shared_ptr<detail::FunctionObserver> m_observer;
 };
 

@@ -1,6 +1,7 @@
 // Waiting for the frames of several streams at once.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -11,9 +12,23 @@
 
 namespace nubrix {
 namespace client {
+
+using Milliseconds = std::chrono::milliseconds;
+
+/// A camera may take seconds to its first frame.
+inline constexpr Milliseconds kDefaultTimeout{5000};
+
 namespace detail {
 
 using Clock = std::chrono::steady_clock;
+
+/// When a wait that begins now ends. A year stands for everything longer, up to
+/// Milliseconds::max(): what waits takes no later time on every system.
+inline Clock::time_point deadlineAfter(Milliseconds timeout)
+{
+    constexpr Milliseconds kLongest = std::chrono::hours(24 * 365);
+    return Clock::now() + std::min(std::max(timeout, Milliseconds::zero()), kLongest);
+}
 
 /// Wakes those who wait for one of several streams.
 class NUBRIX_API Arrivals {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -38,7 +37,7 @@ private:
 /// Whoever is called when a camera arrives or leaves, on a thread of its driver.
 class CameraObserver {
 public:
-    virtual void onCameraChanged(const std::string &uri, bool attached) noexcept = 0;
+    virtual void onCameraChanged(const char *uri, bool attached) noexcept = 0;
 
 protected:
     ~CameraObserver() = default;
@@ -52,43 +51,66 @@ public:
         static auto *const all = new Observers;  // never destroyed
         return *all;
     }
-    void add(std::shared_ptr<CameraObserver> observer)
+    /// A connection is called before all functions, and under the lock: it takes no memory, and
+    /// calls nothing of the application.
+    void addConnection(std::shared_ptr<CameraObserver> connection)
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        m_all.push_back(std::move(observer));
+        m_connections.push_back(std::move(connection));
     }
-    /// A call may be under way, or about to begin, on another thread.
+    void addFunction(std::shared_ptr<CameraObserver> function)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_functions.push_back(std::move(function));
+    }
+    /// A call of a function may be under way, or about to begin, on another thread.
     void remove(const std::shared_ptr<CameraObserver> &observer) noexcept
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        m_all.erase(std::remove(m_all.begin(), m_all.end(), observer), m_all.end());
+        for (auto *list : {&m_connections, &m_functions})
+            list->erase(std::remove(list->begin(), list->end(), observer), list->end());
     }
     static void onDeviceState(const char *uri, const char * /*serial*/, unsigned int state,
                               void * /*user*/)
     {
         const CallbackMark mark;
-        try {
-            const std::string address = uri ? uri : "";
-            for (const auto &each : instance().all())
-                each->onCameraChanged(address, state == NUBRIX_DEVICE_CONNECTED);
-        } catch (...) {  // out of memory: the list of cameras is right all the same
-        }
+        instance().notify(uri ? uri : "", state == NUBRIX_DEVICE_CONNECTED);
     }
 
 private:
-    std::vector<std::shared_ptr<CameraObserver>> all()
+    void notify(const char *uri, bool attached) noexcept
+    {
+        {
+            // First: a function may wait for those who read the frames of this camera.
+            const std::lock_guard<std::mutex> guard(m_lock);
+            for (const auto &each : m_connections)
+                each->onCameraChanged(uri, attached);
+        }
+        try {
+            for (const auto &each : functions())
+                each->onCameraChanged(uri, attached);
+        } catch (...) {  // out of memory: the list of cameras is right all the same
+        }
+    }
+    std::vector<std::shared_ptr<CameraObserver>> functions()
     {
         const std::lock_guard<std::mutex> guard(m_lock);
-        return m_all;
+        return m_functions;
     }
 
-    std::mutex m_lock;
-    std::vector<std::shared_ptr<CameraObserver>> m_all;
+    std::mutex m_lock;  // guards what follows
+    std::vector<std::shared_ptr<CameraObserver>> m_connections;
+    std::vector<std::shared_ptr<CameraObserver>> m_functions;
 };
 
 /// The initialized context. Sessions, cameras, streams and frames share it; the last of them
 /// destroys it. The context object itself stays for the next one.
 class NUBRIX_API Library {
+    /// Only share makes one, but make_shared must be able to call the constructor.
+    struct Key {
+        explicit Key() = default;
+    };
+
 public:
     /// Throws an Error when a driver plug-in does not start, or within a callback that destroy
     /// waits for.
@@ -101,10 +123,24 @@ public:
         const std::lock_guard<std::mutex> guard(shared().change);
         auto library = shared().current();
         if (!library) {
-            library = std::shared_ptr<Library>(new Library);
+            library = std::make_shared<Library>(Key());
             shared().set(library);
         }
         return library;
+    }
+    explicit Library(Key /*key*/) : m_context(ContextFactory())
+    {
+        if (!m_context)
+            fail("ContextFactory", "", -1);
+        try {
+            require("initialize", "", [this] { return m_context->initialize(); });
+            require("setDeviceStateCallback", "", [this] {
+                return m_context->setDeviceStateCallback(&Observers::onDeviceState, nullptr);
+            });
+        } catch (...) {
+            m_context->destroy();  // also closes the plug-ins that were loaded before one failed
+            throw;
+        }
     }
     ~Library()
     {
@@ -112,7 +148,7 @@ public:
         if (CallbackMark::isActive())
             return;
         const std::lock_guard<std::mutex> guard(shared().change);
-        if (!shared().current())  // otherwise a new session has taken it over already
+        if (!shared().isInUse())  // otherwise a new session has taken it over already
             m_context->destroy();
     }
     Library(const Library &) = delete;
@@ -126,6 +162,12 @@ private:
         {
             const std::lock_guard<std::mutex> guard(lock);
             return library.lock();
+        }
+        /// Makes no owner: the caller holds `change`, which the last owner's destructor takes.
+        bool isInUse()
+        {
+            const std::lock_guard<std::mutex> guard(lock);
+            return !library.expired();
         }
         void set(const std::shared_ptr<Library> &made)
         {
@@ -141,21 +183,6 @@ private:
     {
         static auto *const one = new Shared;  // never destroyed: a static frame may outlive it
         return *one;
-    }
-
-    Library() : m_context(ContextFactory())
-    {
-        if (!m_context)
-            fail("ContextFactory", "", -1);
-        try {
-            require("initialize", "", [this] { return m_context->initialize(); });
-            require("setDeviceStateCallback", "", [this] {
-                return m_context->setDeviceStateCallback(&Observers::onDeviceState, nullptr);
-            });
-        } catch (...) {
-            m_context->destroy();  // also closes the plug-ins that were loaded before one failed
-            throw;
-        }
     }
 
     NubrixBaseContext *const m_context;

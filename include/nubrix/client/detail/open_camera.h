@@ -30,9 +30,9 @@ class Connection final : public CameraObserver {
 public:
     explicit Connection(std::string uri) : m_uri(std::move(uri)) {}
 
-    void onCameraChanged(const std::string &uri, bool attached) noexcept override
+    void onCameraChanged(const char *uri, bool attached) noexcept override
     {
-        if (attached || uri != m_uri)
+        if (attached || m_uri != uri)
             return;
         m_attached = false;
         const std::lock_guard<std::mutex> guard(m_lock);
@@ -67,7 +67,8 @@ public:
     OpenCamera(std::shared_ptr<Library> library, const std::string &uri)
         : m_library(std::move(library)), m_connection(std::make_shared<Connection>(uri))
     {
-        Observers::instance().add(m_connection);  // before it is opened, or an event may be missed
+        Observers::instance().addConnection(
+            m_connection);  // before it is opened, or an event may be missed
         try {
             require("openDevice", uri,
                     [&] { return context().openDevice(uri.c_str(), &m_handle); });

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "nubrix/client/detail/arrivals.h"
+#include "nubrix/client/detail/call_gate.h"
 #include "nubrix/client/detail/open_camera.h"
 #include "nubrix/client/frame.h"
 
@@ -40,14 +41,15 @@ class StreamCore final : public PlugListener, public std::enable_shared_from_thi
 public:
     using Function = std::function<void(Frame)>;
 
-    /// The library needs the other two of its frames: the newest, and the one that is being filled.
-    static constexpr std::size_t kMaxQueued = FramePool::kFrames - 2;
+    /// The library fills no frame again unless three are spare, and it needs the newest, the one
+    /// that is being filled, and one that the application has in its hands.
+    static constexpr std::size_t kMaxQueued = 5;
 
     StreamCore(std::shared_ptr<OpenCamera> camera, StreamType type, std::size_t queued)
         : m_camera(std::move(camera)),
           m_pool(m_camera->makePool(static_cast<unsigned int>(type))),
           m_type(type),
-          m_maxQueued(std::min(std::max<std::size_t>(1, queued), kMaxQueued))
+          m_maxQueued(queued)
     {
     }
     ~StreamCore() { close(); }
@@ -70,23 +72,19 @@ public:
         const std::lock_guard<std::mutex> guard(m_lock);
         m_isOpen = true;
     }
-    /// Afterwards the function is not called and no frame comes, but within the function: then that
-    /// call is the last one.
+    /// Afterwards no frame comes, and the function neither runs nor is called, but within the
+    /// function: then that call is the last one.
     void close() noexcept
     {
+        bool wasOpen = false;
         {
             const std::lock_guard<std::mutex> guard(m_lock);
             m_ended = true;
-            if (!std::exchange(m_isOpen, false))
-                return;
+            wasOpen = std::exchange(m_isOpen, false);
         }
-        wake();
-        m_camera->connection().remove(*this);
-        m_camera->context().closeStream(m_handle);
-        std::shared_ptr<Function> function;  // destroyed without the lock: it may hold a stream
-        const std::lock_guard<std::mutex> guard(m_lock);
-        clearQueue();
-        m_function.swap(function);
+        if (wasOpen)
+            closeStream();
+        m_gate->waitFor(m_gate->begun());  // the first to close it may be the function itself
     }
 
     /// The oldest frame of the queue, none without one.
@@ -96,15 +94,10 @@ public:
         return takeQueued();
     }
     /// Waits for a frame; none when the deadline has passed, the camera is gone or the stream ends.
-    /// Without a deadline it waits as long as it takes.
-    Frame take(const std::optional<Clock::time_point> &deadline)
+    Frame take(Clock::time_point deadline)
     {
         std::unique_lock<std::mutex> guard(m_lock);
-        const auto isDone = [this] { return m_count != 0 || isOver(); };
-        if (!deadline)
-            m_changed.wait(guard, isDone);
-        else
-            m_changed.wait_until(guard, *deadline, isDone);
+        m_changed.wait_until(guard, deadline, [this] { return m_count != 0 || isOver(); });
         return takeQueued();
     }
     /// When the oldest frame of the queue arrived, nothing without one.
@@ -125,17 +118,13 @@ public:
         return status == -9 || status == -10 ? status : 0;
     }
 
+    /// Afterwards the one before does not run, but within that. Throws when the stream has ended.
     void setFunction(Function function)
     {
         auto shared = function ? std::make_shared<Function>(std::move(function)) : nullptr;
-        const std::lock_guard<std::mutex> guard(m_lock);
-        if (m_ended)
-            return;
-        if (shared) {  // a camera may wait for the frames of the queue
-            m_figures.dropped += m_count;
-            clearQueue();
+        if (!exchangeFunction(shared)) {
+            fail("onFrame", -2, 0, "onFrame (" + subject() + "): the stream has ended; start anew");
         }
-        m_function.swap(shared);
     }
     /// Throws what ended the stream, once.
     void rethrow()
@@ -184,23 +173,60 @@ private:
         Clock::time_point arrival;
     };
 
+    void closeStream() noexcept
+    {
+        wake();
+        m_camera->connection().remove(*this);
+        m_camera->context().closeStream(m_handle);
+        std::shared_ptr<Function> function;  // destroyed without the lock: it may hold a stream
+        const std::lock_guard<std::mutex> guard(m_lock);
+        clearQueue();
+        m_function.swap(function);
+    }
+    /// False, and changes nothing, when a function comes after the end.
+    bool exchangeFunction(std::shared_ptr<Function> &function)
+    {
+        std::uint64_t begun = 0;
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            if (function && m_ended)
+                return false;
+            if (function) {  // a camera may wait for the frames of the queue
+                m_figures.dropped += m_count;
+                clearQueue();
+            }
+            m_function.swap(function);
+            begun = m_gate->begun();
+        }
+        m_gate->waitFor(begun);
+        return true;
+    }
     static void onFrame(NubrixStream * /*handle*/, typedefNubrixFrame *record, void *user)
     {
         const CallbackMark mark;  // also for what is destroyed at the end of this
         auto *const core = static_cast<StreamCore *>(user);
         // Its own function may drop the last reference. Null when it is being destroyed.
-        if (const std::shared_ptr<StreamCore> self = core->weak_from_this().lock())
-            self->arrive(record);
-        else
+        std::shared_ptr<StreamCore> self = core->weak_from_this().lock();
+        if (!self) {
             core->m_pool->release(record);
+            return;
+        }
+        const std::shared_ptr<CallGate> gate = self->m_gate;
+        const bool called = self->arrive(record);
+        self.reset();  // whoever waits for the call then has the last reference
+        if (called)
+            gate->end();
     }
-    void arrive(typedefNubrixFrame *record) noexcept
+    /// Whether the function was called.
+    bool arrive(typedefNubrixFrame *record) noexcept
     {
         Frame frame;
-        if (const std::shared_ptr<Function> function = admit(record, frame))
+        const std::shared_ptr<Function> function = admit(record, frame);
+        if (function)
             call(*function, std::move(frame));
         else
             wakeReaders();
+        return function != nullptr;
     }
     /// Counts a frame. Puts it into `frame` when there is a function for it, otherwise into the
     /// queue.
@@ -215,6 +241,7 @@ private:
         const Clock::time_point now = Clock::now();
         count(*record, now);
         if (m_function) {
+            m_gate->begin();
             frame = Frame(slot);
             noteAge(*record, now);
         } else {
@@ -257,8 +284,8 @@ private:
                                                  "onFrame (" + subject() +
                                                      "): the function threw: " + what +
                                                      "; catch it there, the stream has ended"));
-        } catch (...) {
-            return std::make_exception_ptr(Error("onFrame", -1, 0, "onFrame: the function threw"));
+        } catch (...) {  // out of memory
+            return m_textlessProblem;
         }
     }
     void wakeReaders() noexcept
@@ -329,6 +356,12 @@ private:
     const std::shared_ptr<FramePool> m_pool;
     const StreamType m_type;
     const std::size_t m_maxQueued;
+    const std::shared_ptr<CallGate> m_gate = std::make_shared<CallGate>();
+    /// Made in time: when it is needed there is no memory.
+    const std::exception_ptr m_textlessProblem = std::make_exception_ptr(
+        Error("onFrame", -1, 0,
+              "onFrame: the function threw, and there is too little memory for "
+              "its text; release some, the stream has ended"));
     NubrixStream *m_handle = nullptr;  // fixed once open
     std::atomic<bool> m_ended{false};
 
