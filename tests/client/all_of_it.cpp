@@ -31,6 +31,7 @@ void useCamera(nubrix::client::Camera camera)
     color.onFrame(useFrame);
     color = std::move(depth);
     static_cast<void>(color.figures().age);
+    static_cast<void>(color.isOver());
     color.stop();
     recorder.finish();
 }

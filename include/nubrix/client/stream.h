@@ -60,7 +60,8 @@ public:
             explain(timeout);
         return frame;
     }
-    /// The oldest frame that nobody has taken; none, without waiting, when there is none.
+    /// The oldest frame that nobody has taken; none, without waiting, when there is none:
+    /// isOver tells whether one may still come.
     Frame tryNext() { return m_core->tryTake(); }
 
     /// Calls `function` for every frame from now on, on the stream's own thread; next and the loop
@@ -79,6 +80,10 @@ public:
         m_core->close();
         m_core->rethrow();
     }
+
+    /// Whether no frame comes any more, as the stream has ended or the camera is gone; next throws
+    /// why. Frames that wait can still be taken.
+    bool isOver() const { return m_core->isOver(); }
 
     StreamFigures figures() const { return m_core->figures(); }
     /// For the functions of NubrixBaseContext, until the stream ends.
