@@ -35,6 +35,9 @@ TEST_F(ClientStreamTest, EveryFrameOfACameraThatWaitsComesOnce)
     EXPECT_EQ(figures.dropped, 0U);
     EXPECT_EQ(figures.missing, 0U);
     EXPECT_GT(figures.framesPerSecond, 0);
+    depth.stop();
+    EXPECT_TRUE(
+        eventually([&] { return depth.figures().framesPerSecond < figures.framesPerSecond / 2; }));
 }
 
 TEST_F(ClientStreamTest, AFunctionGetsThemInPlaceOfTheLoop)
@@ -50,8 +53,10 @@ TEST_F(ClientStreamTest, AFunctionGetsThemInPlaceOfTheLoop)
     ASSERT_TRUE(calls.reaches(20));
     depth.stop();
     const int last = calls.value();
-    EXPECT_FALSE(depth.tryNext() && calls.value() != last);
+    EXPECT_TRUE(depth.isOver());
+    EXPECT_FALSE(depth.tryNext());
     EXPECT_THROW(depth.next(kShort), Error) << "it was stopped";
+    EXPECT_EQ(calls.value(), last);
 }
 
 TEST_F(ClientStreamTest, AFunctionThatAStreamStartsWithGetsEveryFrame)
@@ -193,6 +198,7 @@ TEST_F(ClientStreamTest, AFunctionMayHoldItsStream)
 TEST_F(ClientStreamTest, AStopEndsTheLoopOfAnotherThread)
 {
     Stream depth = m_camera.start(StreamType::kDepth);
+    EXPECT_FALSE(depth.isOver());
     Counter frames;
     std::thread loop([&] {
         for (const Frame &frame : depth) {

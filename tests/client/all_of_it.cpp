@@ -34,6 +34,7 @@ void useCamera(nubrix::client::Camera camera)
     useFrame(color.nextComplete());
     color = std::move(depth);
     static_cast<void>(color.figures().age);
+    static_cast<void>(color.isOver());
     color.stop();
     recorder.finish();
 }

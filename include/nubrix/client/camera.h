@@ -80,6 +80,7 @@ public:
     /// The mode in force, none when the camera has no such stream.
     std::optional<Mode> mode(StreamType type) const
     {
+        const std::lock_guard<std::mutex> guard(m_camera->modeLock());
         const typedefNubrixFrameMode *mode = context().getCurrentFrameMode(handle(), code(type));
         if (!mode)
             return std::nullopt;
@@ -95,6 +96,7 @@ public:
         if (record.width != mode.width || record.height != mode.height ||
             record.frameRate != mode.framesPerSecond)
             detail::fail("setFrameMode", subject(type), -4);
+        const std::lock_guard<std::mutex> guard(m_camera->modeLock());
         require("setFrameMode", subject(type),
                 [&] { return context().setFrameMode(handle(), code(type), record); });
     }
@@ -161,6 +163,7 @@ public:
     void setProperty(unsigned int id, const T &value)
     {
         static_assert(std::is_trivially_copyable<T>::value, "a property is plain bytes");
+        static_assert(!std::is_pointer<T>::value, "the camera would get the address");
         setProperty(id, &value, sizeof(T));
     }
 

@@ -14,7 +14,8 @@ namespace nubrix {
 namespace client {
 
 /// An operation that failed. what() is a sentence that names the operation, the cause and a
-/// remedy. The client layer throws this and what derives from it, and nothing else.
+/// remedy. The client layer throws this and what derives from it, and std::bad_alloc when
+/// there is too little memory for something small; for frames and properties that is an Error, too.
 class NUBRIX_API Error : public std::runtime_error {
 public:
     /// `operation` lives as long as the program.

@@ -73,7 +73,8 @@ public:
         } while (std::chrono::steady_clock::now() < deadline);
         explain(timeout, "no complete frame");
     }
-    /// The oldest frame that nobody has taken; none, without waiting, when there is none.
+    /// The oldest frame that nobody has taken; none, without waiting, when there is none:
+    /// isOver returns whether one may still come.
     Frame tryNext() { return m_core->tryTake(); }
 
     /// Calls `function` for every frame from now on, on the stream's own thread; next and the loop
@@ -96,6 +97,10 @@ public:
     /// Throws when no further frame will come: Unplugged when the camera is gone or does not
     /// answer, Error when the stream has ended.
     void check() { check("stream"); }
+    /// Whether no frame comes any more, as the stream has ended or the camera is gone; next throws
+    /// why. Frames that wait can still be taken.
+    bool isOver() const { return m_core->isOver(); }
+
     StreamFigures figures() const { return m_core->figures(); }
     /// For the functions of NubrixBaseContext, until the stream ends.
     NubrixStream *handle() const { return m_core->handle(); }

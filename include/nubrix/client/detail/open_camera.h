@@ -94,6 +94,9 @@ public:
     NubrixDevice *handle() const { return m_handle; }
     Connection &connection() const { return *m_connection; }
 
+    /// Guards the current modes, of which the library gives its own record.
+    std::mutex &modeLock() { return m_modeLock; }
+
     std::shared_ptr<FramePool> makePool(unsigned int streamType)
     {
         auto pool = std::make_shared<FramePool>(m_library, streamType);
@@ -134,6 +137,7 @@ private:
     const std::shared_ptr<Library> m_library;
     const std::shared_ptr<Connection> m_connection;
     NubrixDevice *m_handle = nullptr;
+    std::mutex m_modeLock;
     std::mutex m_lock;
     std::vector<std::weak_ptr<FramePool>> m_pools;  // under m_lock
 };

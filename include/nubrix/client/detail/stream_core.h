@@ -28,7 +28,7 @@ struct StreamFigures {
     std::uint64_t frames = 0;         ///< that have arrived
     std::uint64_t dropped = 0;        ///< of them: overtaken before anybody took them
     std::uint64_t missing = 0;        ///< captured, by their indices, but never arrived
-    double framesPerSecond = 0;       ///< over the last 32 frames
+    double framesPerSecond = 0;       ///< over the last 32 frames; falls while none comes
     std::chrono::microseconds age{};  ///< of the last frame taken: from its capture until then
     int held = 0;                     ///< frames that the application holds
     int queued = 0;                   ///< frames that nobody has taken yet
@@ -147,10 +147,15 @@ public:
         const auto known = std::min<std::uint64_t>(figures.frames, m_arrivals.size());
         if (known < 2)
             return figures;
-        const std::chrono::duration<double> time =
-            arrivalOf(figures.frames - 1) - arrivalOf(figures.frames - known);
+        const Clock::time_point first = arrivalOf(figures.frames - known);
+        const Clock::time_point last = arrivalOf(figures.frames - 1);
+        const double intervals = static_cast<double>(known - 1);
+        std::chrono::duration<double> time = last - first;
+        const Clock::time_point now = Clock::now();
+        if (std::chrono::duration<double>(now - last) > time / intervals)
+            time = now - first;  // it has become slower, or has stopped
         if (time.count() > 0)
-            figures.framesPerSecond = static_cast<double>(known - 1) / time.count();
+            figures.framesPerSecond = intervals / time.count();
         return figures;
     }
     OpenCamera::Holders holders() const
