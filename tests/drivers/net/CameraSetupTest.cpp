@@ -212,7 +212,8 @@ TEST_F(CameraSetupTest, ARateThatTheCameraDoesNotAcceptIsReported)
                {{usual, "<pValue>FramePeriodReg</pValue><Min>4000000</Min><Max>10000000</Max>"}});
     const Refusal refusal = startOf(settings);
     EXPECT_EQ(refusal.status, 0);
-    EXPECT_THAT(refusal.line, HasSubstr("depth is set to 1 frames/s, but the camera delivers 0.25"));
+    EXPECT_THAT(refusal.line,
+                HasSubstr("depth is set to 1 frames/s, but the camera delivers 0.25"));
 }
 
 TEST(NumberTest, ANumberHasADecimalPointInEveryLocale)

@@ -138,9 +138,10 @@ TEST_F(UvcDeviceTest, AnUnsupportedModeIsRefusedWithTheFieldAndTheNearestMode)
     testing::internal::CaptureStderr();
     EXPECT_EQ(
         device.setFrameMode(NUBRIX_STREAM_DEPTH, {NUBRIX_PIXEL_DEPTH_14_2, 64, 48, 60}, false), -4);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("usb:1-2 depth: frameRate 60 is not available for 64x48 at 60 frames/s, the "
-                          "nearest mode is 64x48 at 30 frames/s"));
+    EXPECT_THAT(
+        testing::internal::GetCapturedStderr(),
+        HasSubstr("usb:1-2 depth: frameRate 60 is not available for 64x48 at 60 frames/s, the "
+                  "nearest mode is 64x48 at 30 frames/s"));
     EXPECT_EQ(device.getCurrentFrameMode(NUBRIX_STREAM_DEPTH)->frameRate, 30);
 }
 

@@ -296,7 +296,7 @@ private:
     void wakeReaders() noexcept
     {
         m_changed.notify_all();
-        Arrivals::instance().notify();
+        m_anyWaiters.notify();
     }
     /// For changes that were made without the lock.
     void wake() noexcept
@@ -363,6 +363,8 @@ private:
     const std::size_t m_maxQueued;
     const std::shared_ptr<CallGate> m_gate = std::make_shared<CallGate>();
     /// Made in time: when it is needed there is no memory.
+    // Made here: a frame must not find too little memory for it.
+    Arrivals &m_anyWaiters = Arrivals::instance();
     const std::exception_ptr m_textlessProblem = std::make_exception_ptr(
         Error("onFrame", -1, 0,
               "onFrame: the function threw, and there is too little memory for "
