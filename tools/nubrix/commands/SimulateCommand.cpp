@@ -30,10 +30,11 @@ SimulateCommand::SimulateCommand(CLI::App &parent)
 void SimulateCommand::run()
 {
     const std::string program = siblingPath("nubrix-simulate");
-    if (access(program.c_str(), F_OK) != 0)
+    if (access(program.c_str(), F_OK) != 0) {
         throw std::runtime_error(
             "there is no " + program +
             ": this tool was built without Aravis (libaravis-dev), which it needs");
+    }
     replaceProcess(program, app().remaining());
 }
 

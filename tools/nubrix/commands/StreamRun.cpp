@@ -42,10 +42,12 @@ std::string StreamRun::run()
     }
     if (!problem.empty() || m_stop.requested())
         return problem;
-    for (const auto &each : m_streams)
-        if (each->counter.figures().frames == 0)
+    for (const auto &each : m_streams) {
+        if (each->counter.figures().frames == 0) {
             return std::string("no frame of ") + client::name(each->counter.type()) +
                    " arrived in this time";
+        }
+    }
     return {};
 }
 

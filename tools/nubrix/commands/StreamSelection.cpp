@@ -120,10 +120,11 @@ void StreamSelection::setModes(client::Camera &camera,
         const auto current = camera.mode(type);
         const auto mode =
             findMode(offered, wanted, current ? current->format : NUBRIX_PIXEL_RGB888);
-        if (!mode)
+        if (!mode) {
             throw std::runtime_error("mode " + m_mode + " is not available for " +
                                      client::name(type) + ": " +
                                      explainMissingMode(offered, wanted));
+        }
         camera.setMode(type, *mode);
     }
 }
