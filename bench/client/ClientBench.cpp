@@ -11,42 +11,19 @@
 #include <mutex>
 #include <thread>
 
+#include "bench/Baton.h"
 #include "bench/Ratio.h"
 #include "bench/stream/BenchDriver.h"
 #include "nubrix/client.h"
 
 namespace {
 
+using nubrix::bench::Baton;
 using nubrix::client::Frame;
 using nubrix::client::Session;
 using nubrix::client::StreamType;
 
 constexpr int kFrames = 100;  // of one measurement
-
-/// Counts frames on one thread for another one.
-class Baton {
-public:
-    void pass()
-    {
-        {
-            const std::lock_guard<std::mutex> guard(m_mutex);
-            ++m_passed;
-        }
-        m_condition.notify_one();
-    }
-    void take()
-    {
-        std::unique_lock<std::mutex> guard(m_mutex);
-        m_condition.wait(guard, [&] { return m_passed > m_taken; });
-        ++m_taken;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_condition;
-    long m_passed = 0;
-    long m_taken = 0;
-};
 
 /// Keeps this thread, and those that it starts from now on, on one processor: the time of a round
 /// is then what all of them compute, and not how long an idle processor takes to wake.

@@ -4,41 +4,17 @@
 #include <sys/resource.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <vector>
 
+#include "bench/Baton.h"
 #include "bench/Ratio.h"
 #include "bench/stream/BenchDriver.h"
 #include "nubrix/nubrix.h"
 
 namespace {
 
-/// A counter that one thread raises and another waits for: the bare hand-over.
-class Baton {
-public:
-    void pass()
-    {
-        {
-            const std::lock_guard<std::mutex> guard(m_mutex);
-            ++m_passed;
-        }
-        m_condition.notify_one();
-    }
-    void take()
-    {
-        std::unique_lock<std::mutex> guard(m_mutex);
-        m_condition.wait(guard, [&] { return m_passed > m_taken; });
-        ++m_taken;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_condition;
-    long m_passed = 0;
-    long m_taken = 0;
-};
+using nubrix::bench::Baton;
 
 /// A relay of `hops` threads, each passing the baton on; the last one gives it back.
 class Relay {
