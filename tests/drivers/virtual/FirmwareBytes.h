@@ -9,12 +9,12 @@
 
 namespace nubrix {
 
-/// An image with a valid header: version major.minor.7.
+/// An image with a valid header and this version.
 inline std::string firmwareImage(const std::string &firmware, unsigned int major = 2,
-                                 unsigned int minor = 5)
+                                 unsigned int minor = 5, unsigned int patch = 7)
 {
     std::string bytes = "NUBRIXFW";
-    for (const unsigned int number : {major, minor, 7U, 0U})
+    for (const unsigned int number : {major, minor, patch, 0U})
         appendLittle(bytes, number, 2);
     appendLittle(bytes, firmware.size(), 4);
     appendLittle(bytes,

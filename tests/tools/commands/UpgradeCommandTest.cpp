@@ -1,11 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <csignal>
 
 #include "tests/TemporaryFolder.h"
-#include "tests/record/RecordBytes.h"
+#include "tests/drivers/virtual/FirmwareBytes.h"
 #include "tests/tools/ToolProcess.h"
 
 namespace nubrix::tool {
@@ -20,17 +19,7 @@ protected:
     /// An image of version 3.1.4 with this many blocks of 4096 bytes.
     std::string image(std::size_t blocks)
     {
-        const std::string firmware(blocks * 4096, 'f');
-        std::string bytes = "NUBRIXFW";
-        for (const unsigned int number : {3U, 1U, 4U, 0U})
-            appendLittle(bytes, number, 2);
-        appendLittle(bytes, firmware.size(), 4);
-        appendLittle(bytes,
-                     crc32(0, reinterpret_cast<const unsigned char *>(firmware.data()),
-                           static_cast<unsigned int>(firmware.size())),
-                     4);
-        appendLittle(bytes, 0, 8);
-        return m_folder.file("camera.fw", bytes + firmware);
+        return m_folder.file("camera.fw", firmwareImage(std::string(blocks * 4096, 'f'), 3, 1, 4));
     }
 
     TemporaryFolder m_folder;
