@@ -4,12 +4,12 @@
 
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "checksum/Crc32.h"
 #include "nubrix/checksum.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/checksum/FileChecksums.h"
 
 namespace {
 
@@ -51,17 +51,8 @@ protected:
             return done;
         };
     }
-    unsigned int crc() const
-    {
-        unsigned int crc = 0;
-        EXPECT_EQ(calculateCRC32(m_path, crc), 1);
-        return crc;
-    }
-    std::string md5() const
-    {
-        const std::unique_ptr<char[]> text(MD5File(m_path, 32));
-        return text ? text.get() : "none";
-    }
+    unsigned int crc() const { return crcOfFile(m_path); }
+    std::string md5() const { return md5OfFile(m_path); }
     static unsigned int crcOf(const std::string &bytes)
     {
         return crc32Plain(0xffffffff, reinterpret_cast<const unsigned char *>(bytes.data()),

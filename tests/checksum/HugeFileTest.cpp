@@ -4,11 +4,11 @@
 
 #include <chrono>
 #include <fstream>
-#include <memory>
 #include <string>
 
 #include "nubrix/checksum.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/checksum/FileChecksums.h"
 
 namespace nubrix {
 
@@ -47,17 +47,8 @@ protected:
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
         return took.count() * (kSize / kSample) < kMaxSeconds;
     }
-    unsigned int crc() const
-    {
-        unsigned int crc = 0;
-        EXPECT_EQ(calculateCRC32(m_path, crc), 1);
-        return crc;
-    }
-    std::string md5() const
-    {
-        const std::unique_ptr<char[]> text(MD5File(m_path, 32));
-        return text ? text.get() : "none";
-    }
+    unsigned int crc() const { return crcOfFile(m_path); }
+    std::string md5() const { return md5OfFile(m_path); }
 
     TemporaryFolder m_folder = TemporaryFolder(quickPlace());
     const std::string m_path = m_folder.file("huge");
