@@ -32,7 +32,10 @@ std::vector<jpeg_scan_info> scansOf(int count, int bits)
     return scans;
 }
 
-Jpeg encode(unsigned int width, unsigned int height, const std::vector<jpeg_scan_info> &scans)
+/// `components` are 1 (grey) or 3 (RGB). `rowOf(y)` returns the bytes of a row.
+template <class RowOf>
+Jpeg encode(unsigned int width, unsigned int height, int components,
+            const std::vector<jpeg_scan_info> &scans, RowOf rowOf)
 {
     jpeg_compress_struct encoder = {};
     jpeg_error_mgr errors = {};
@@ -43,18 +46,16 @@ Jpeg encode(unsigned int width, unsigned int height, const std::vector<jpeg_scan
     jpeg_mem_dest(&encoder, &data, &size);
     encoder.image_width = width;
     encoder.image_height = height;
-    encoder.input_components = 1;
-    encoder.in_color_space = JCS_GRAYSCALE;
+    encoder.input_components = components;
+    encoder.in_color_space = components == 1 ? JCS_GRAYSCALE : JCS_RGB;
     jpeg_set_defaults(&encoder);
     if (!scans.empty()) {
         encoder.scan_info = scans.data();
         encoder.num_scans = static_cast<int>(scans.size());
     }
     jpeg_start_compress(&encoder, TRUE);
-    std::vector<std::uint8_t> line(width);
     while (encoder.next_scanline < height) {
-        for (unsigned int x = 0; x < width; ++x)
-            line[x] = static_cast<std::uint8_t>(x * 5 ^ encoder.next_scanline * 3);
+        std::vector<std::uint8_t> line = rowOf(encoder.next_scanline);
         JSAMPROW row = line.data();
         jpeg_write_scanlines(&encoder, &row, 1);
     }
@@ -63,6 +64,17 @@ Jpeg encode(unsigned int width, unsigned int height, const std::vector<jpeg_scan
     Jpeg jpeg(data, data + size);
     std::free(data);
     return jpeg;
+}
+
+Jpeg encodePattern(unsigned int width, unsigned int height,
+                   const std::vector<jpeg_scan_info> &scans)
+{
+    return encode(width, height, 1, scans, [width](unsigned int y) {
+        std::vector<std::uint8_t> line(width);
+        for (unsigned int x = 0; x < width; ++x)
+            line[x] = static_cast<std::uint8_t>(x * 5 ^ y * 3);
+        return line;
+    });
 }
 
 /// The position of the first or last marker of one of these kinds.
@@ -85,12 +97,18 @@ Offset placeOf(const Jpeg &jpeg, std::initializer_list<std::uint8_t> kinds, bool
 
 Jpeg plainJpeg(unsigned int width, unsigned int height)
 {
-    return encode(width, height, {});
+    return encodePattern(width, height, {});
+}
+
+Jpeg rgbJpeg(const std::vector<std::uint8_t> &row, unsigned int height)
+{
+    return encode(static_cast<unsigned int>(row.size() / 3), height, 3, {},
+                  [&row](unsigned int) { return row; });
 }
 
 Jpeg progressiveJpeg(unsigned int width, unsigned int height, int scans, int bits)
 {
-    return encode(width, height, scansOf(scans, bits));
+    return encodePattern(width, height, scansOf(scans, bits));
 }
 
 Jpeg withScansRepeated(const Jpeg &jpeg, std::size_t times)

@@ -3,11 +3,9 @@
 #include <gmock/gmock.h>
 #include <linux/videodev2.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
-// jpeglib.h needs FILE.
-#include <jpeglib.h>
+
+#include "tests/drivers/common/JpegImages.h"
 
 namespace nubrix::uvc {
 namespace {
@@ -139,32 +137,12 @@ TEST(FrameConverterTest, AnImpossibleRowSizeIsIgnored)
 /// An image of one colour, as a camera compresses it.
 std::vector<std::uint8_t> jpegOf(Rgb color, unsigned int width = kWidth)
 {
-    jpeg_compress_struct encoder = {};
-    jpeg_error_mgr errors = {};
-    encoder.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&encoder);
-    unsigned char *data = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&encoder, &data, &size);
-    encoder.image_width = width;
-    encoder.image_height = kHeight;
-    encoder.input_components = 3;
-    encoder.in_color_space = JCS_RGB;
-    jpeg_set_defaults(&encoder);
-    jpeg_start_compress(&encoder, TRUE);
-    std::vector<std::uint8_t> pixels;
+    std::vector<std::uint8_t> row;
     for (unsigned int x = 0; x < width; ++x) {
         for (const int part : {color.r, color.g, color.b})
-            pixels.push_back(static_cast<std::uint8_t>(part));
+            row.push_back(static_cast<std::uint8_t>(part));
     }
-    JSAMPROW row = pixels.data();
-    while (encoder.next_scanline < kHeight)
-        jpeg_write_scanlines(&encoder, &row, 1);
-    jpeg_finish_compress(&encoder);
-    jpeg_destroy_compress(&encoder);
-    std::vector<std::uint8_t> jpeg(data, data + size);
-    std::free(data);
-    return jpeg;
+    return rgbJpeg(row, kHeight);
 }
 
 /// A JPEG without its Huffman tables, which cameras leave out.
