@@ -117,6 +117,46 @@ TEST_F(ClientTest, WithoutACameraNoneIsOpened)
 
 // --- cameras that arrive and leave
 
+class ClientReturnTest : public ClientTest {
+protected:
+    ClientReturnTest()
+        : ClientTest(R"({"pacing": "free", "cameras": [{"serial": "RETURNS", "faults": [
+            {"type": "unplug", "at_frame": 3, "stream": "depth"},
+            {"type": "plug", "after_ms": 10}]}]})")
+    {
+    }
+};
+
+TEST_F(ClientReturnTest, ACameraThatReturnedOpensAnewOnceItsOldObjectsAreDestroyed)
+{
+    const Session session;
+    Counter returned;
+    const client::Subscription subscription =
+        session.onCamerasChanged([&](const std::string & /*uri*/, bool attached) {
+            if (attached)
+                returned.add();
+        });
+    {
+        Camera before = session.open();
+        Stream depth = before.start(StreamType::kDepth);
+        while (const Frame frame = depth.next(kLong)) {
+            if (frame.index() == 2)
+                break;
+        }
+        ASSERT_TRUE(returned.reaches(1));
+        EXPECT_FALSE(before.isConnected());
+        try {
+            session.open();
+            FAIL() << "it was opened";
+        } catch (const Error &error) {
+            EXPECT_THAT(error.what(), HasSubstr("if the camera left and returned, destroy"));
+        }
+    }
+    Camera camera = session.open();
+    EXPECT_TRUE(camera.isConnected());
+    EXPECT_TRUE(camera.start(StreamType::kColor).next(kLong));
+}
+
 class ClientPlugTest : public ClientTest {
 protected:
     ClientPlugTest()

@@ -2,10 +2,8 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <zlib.h>
 
 #include <chrono>
-#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -13,6 +11,7 @@
 #include "nubrix/image.h"
 #include "nubrix/record_reader.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/drivers/virtual/FirmwareBytes.h"
 #include "tests/fakes/HangGuard.h"
 
 namespace nubrix {
@@ -45,23 +44,7 @@ protected:
     }
 
     /// An image of version 7.0.0 that the virtual camera takes.
-    static std::string firmware()
-    {
-        const std::string content(20000, 'x');
-        std::string image = "NUBRIXFW";
-        const auto put = [&image](std::uint64_t value, int bytes) {
-            for (int i = 0; i < bytes; ++i)
-                image += static_cast<char>(value >> (8 * i) & 0xFF);
-        };
-        put(7, 2);
-        put(0, 6);
-        put(content.size(), 4);
-        put(::crc32(0, reinterpret_cast<const Bytef *>(content.data()),
-                    static_cast<uInt>(content.size())),
-            4);
-        put(0, 8);
-        return image + content;
-    }
+    static std::string firmware() { return firmwareImage(std::string(20000, 'x'), 7, 0, 0); }
 
     TemporaryFolder m_folder;
     HangGuard m_guard{"a test of the client layer"};

@@ -75,7 +75,9 @@ public:
             if (!m_handle) {
                 fail("openDevice", -1, 0,
                      "openDevice (" + uri +
-                         "): this process has opened it already; copy that Camera");
+                         "): this process has opened it already; copy that Camera or, if the "
+                         "camera left and returned, destroy the Camera, streams and recorders "
+                         "from before first");
             }
         } catch (...) {
             Observers::instance().remove(m_connection);
