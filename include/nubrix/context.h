@@ -67,7 +67,7 @@ public:
     /// whatever `user` is. There is no removal; destroy forgets all.
     virtual int setDeviceStateCallback(NubrixDeviceStateCallback callback, void *user) = 0;
     /// Hands out the context's own table of attached cameras, which changes when one arrives or
-    /// leaves.
+    /// leaves, also while it is read: nubrixCopyDeviceList gives a copy.
     virtual int nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned int *count) = 0;
     /// The same for cameras on GMSL links; list is null when there is no driver for them.
     virtual int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) = 0;
@@ -255,6 +255,12 @@ NUBRIX_API NubrixBaseContext *ContextFactory();
 /// Frees a context; call its destroy before: without it recorders are closed, and cameras, streams
 /// and drivers are left as they are. Null does nothing.
 NUBRIX_API void deleteContext(NubrixBaseContext *context);
+
+/// Copies the attached cameras into `records`, which the caller owns. `count` is how many fit there
+/// and becomes how many are attached; the first of them are copied, as many as fit. With a count of
+/// 0 `records` may be null. Returns 0, -2 before initialize, or -4 without a count or without
+/// records. Thread-safe, also while cameras arrive and leave.
+NUBRIX_API int nubrixCopyDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count);
 
 /// Where the error number is kept. Thread-safe.
 NUBRIX_API unsigned int *ErrnoLocal();

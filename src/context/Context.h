@@ -41,6 +41,7 @@ public:
     // ContextDevices.cpp
     int setDeviceStateCallback(NubrixDeviceStateCallback callback, void *user) override;
     int nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned int *count) override;
+    int copyDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count);
     int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) override;
     typedefNubrixeviceAttribute *getDeviceAttributeByUri(const char *uri) override;
     int openDevice(const char *uri, NubrixDevice **device) override;

@@ -64,6 +64,18 @@ int Context::nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned in
     });
 }
 
+int Context::copyDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
+{
+    return underLock([&] {
+        if (!count || (*count > 0 && !records)) {
+            logPrint(kLogError, "nubrixCopyDeviceList needs a count and space for the records");
+            return -4;
+        }
+        *count = m_records.copy(records, *count);
+        return 0;
+    });
+}
+
 typedefNubrixeviceAttribute *Context::getDeviceAttributeByUri(const char *uri)
 {
     return underLock([&]() -> typedefNubrixeviceAttribute * {

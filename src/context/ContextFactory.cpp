@@ -26,4 +26,10 @@ void deleteContext(NubrixBaseContext *context)
         g_nubrixContext = nullptr;
     delete context;
 }
+
+int nubrixCopyDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count)
+{
+    nubrix::Context *const context = g_nubrixContext;
+    return context ? context->copyDeviceList(records, count) : nubrix::refuseUninitialized();
+}
 }

@@ -61,10 +61,7 @@ void DeviceRecords::rebuild(const DriverTable &drivers)
 // Copies what look-ups need: the table itself is the drivers' while they list.
 void DeviceRecords::publish(unsigned int filled)
 {
-    std::vector<Known> known;
-    known.reserve(filled);
-    for (unsigned int i = 0; i < filled; ++i)
-        known.push_back({textOf(m_table[i].uri), m_table[i].transport});
+    std::vector<typedefNubrixeviceAttribute> known(m_table, m_table + filled);
     const MutexLock guard(m_mutex);
     m_known.swap(known);
     m_count = filled;
@@ -86,12 +83,21 @@ void DeviceRecords::readGmsl(NubrixBaseDriver &driver)
 std::optional<DeviceRecords::Found> DeviceRecords::find(const char *uri) const
 {
     const MutexLock guard(m_mutex);
-    const auto found = std::find_if(m_known.begin(), m_known.end(),
-                                    [&](const Known &each) { return !uri || each.uri == uri; });
+    const auto found = std::find_if(
+        m_known.begin(), m_known.end(),
+        [&](const typedefNubrixeviceAttribute &each) { return !uri || textOf(each.uri) == uri; });
     if (found == m_known.end())
         return std::nullopt;
     auto *const table = const_cast<typedefNubrixeviceAttribute *>(m_table);
-    return Found{table + (found - m_known.begin()), found->uri, found->transport};
+    return Found{table + (found - m_known.begin()), textOf(found->uri), found->transport};
+}
+
+unsigned int DeviceRecords::copy(typedefNubrixeviceAttribute *records, unsigned int capacity) const
+{
+    const MutexLock guard(m_mutex);
+    const auto count = static_cast<unsigned int>(m_known.size());
+    std::copy_n(m_known.begin(), std::min(count, capacity), records);
+    return count;
 }
 
 bool DeviceRecords::hasGmsl(const std::string &path) const

@@ -41,6 +41,9 @@ public:
     _NubrixGmslDeviceInfo *gmslTable() { return m_gmslTable; }
     unsigned int gmslCount() const { return m_gmslCount; }
 
+    /// Copies the first `capacity` records of the cameras that look-ups find; returns how many
+    /// there are.
+    unsigned int copy(typedefNubrixeviceAttribute *records, unsigned int capacity) const;
     /// The first camera with a URI, or the first of all for null; nothing when there is none.
     std::optional<Found> find(const char *uri) const;
     bool hasGmsl(const std::string &path) const;
@@ -49,11 +52,6 @@ private:
     // The space offered to every driver, whatever is left, and space for three that fill it.
     static constexpr unsigned int kOffered = 60;
     static constexpr unsigned int kCapacity = 3 * kOffered;
-
-    struct Known {
-        std::string uri;
-        int transport;
-    };
 
     int list(NubrixBaseDriver &driver, unsigned int &filled) NUBRIX_REQUIRES(m_listing);
     void publish(unsigned int filled) NUBRIX_REQUIRES(m_listing);
@@ -69,8 +67,8 @@ private:
     _NubrixGmslDeviceInfo m_gmslTable[kCapacity] = {};
     std::atomic<unsigned int> m_gmslCount{0};
 
-    mutable Mutex m_mutex;                                  // nothing is called while it is held
-    std::vector<Known> m_known NUBRIX_GUARDED_BY(m_mutex);  // by the index in the table
+    mutable Mutex m_mutex;  // nothing is called while it is held
+    std::vector<typedefNubrixeviceAttribute> m_known NUBRIX_GUARDED_BY(m_mutex);  // of the table
     std::vector<std::string> m_knownGmsl NUBRIX_GUARDED_BY(m_mutex);
 };
 

@@ -25,13 +25,19 @@ public:
     /// The attached cameras.
     std::vector<CameraInfo> cameras() const
     {
-        typedefNubrixeviceAttribute *records = nullptr;
-        unsigned int count = 0;
-        require("nubrixGetDeviceList", "",
-                [&] { return context().nubrixGetDeviceList(&records, &count); });
+        std::vector<typedefNubrixeviceAttribute> records(kExpected);
+        for (;;) {
+            auto count = static_cast<unsigned int>(records.size());
+            require("nubrixCopyDeviceList", "",
+                    [&] { return nubrixCopyDeviceList(records.data(), &count); });
+            const bool isComplete = count <= records.size();
+            records.resize(count);
+            if (isComplete)
+                break;
+        }
         std::vector<CameraInfo> all;
-        for (unsigned int i = 0; i < count; ++i)
-            all.push_back(infoOf(records[i]));
+        for (const typedefNubrixeviceAttribute &record : records)
+            all.push_back(infoOf(record));
         return all;
     }
 
@@ -66,6 +72,8 @@ public:
     NubrixBaseContext &context() const { return m_library->context(); }
 
 private:
+    static constexpr std::size_t kExpected = 8;  // cameras, for which a first request has space
+
     template <std::size_t size>
     static std::string text(const char (&field)[size])
     {
