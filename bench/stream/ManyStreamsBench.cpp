@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -68,30 +69,38 @@ std::vector<unsigned int> scheduleOf(bool uneven, unsigned int streams)
     return schedule;
 }
 
-/// Time for all threads to fall asleep, as they do between the frames of cameras.
-void pause()
+double threadSeconds()
 {
-    std::this_thread::sleep_for(std::chrono::microseconds(50));
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
 /// The CPU time of the process for each of kFrames frames, without that of the pauses.
-template <class Job>
-double cpuOf(Job job, double pauses)
-{
-    double begin = cpuSeconds();
-    job();
-    const double all = cpuSeconds() - begin;
-    begin = cpuSeconds();
-    for (double i = 0; i < pauses; ++i)
-        pause();
-    return 1e9 * (all - (cpuSeconds() - begin)) / kFrames;
-}
+class FrameCost {
+public:
+    /// Time for all threads to fall asleep, as they do between the frames of cameras. This thread
+    /// stays awake, so that other processes find no idle processor.
+    void pause()
+    {
+        const double begin = threadSeconds();
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(15);
+        while (std::chrono::steady_clock::now() < end) {
+        }
+        m_paused += threadSeconds() - begin;
+    }
+    double ns() const { return 1e9 * (cpuSeconds() - m_begin - m_paused) / kFrames; }
 
-/// Runs `deliver(frames, among)` with frames of all streams and with as many of stream 0 alone, in
-/// turn. `frames` are to be delivered `burst` at a time, but not more than `among`. The bare
-/// hand-over has `hops`.
+private:
+    const double m_begin = cpuSeconds();
+    double m_paused = 0;
+};
+
+/// Runs `deliver(frames, among, cost)` with frames of all streams and with as many of stream 0
+/// alone, in turn. `frames` are to be delivered `burst` at a time, but not more than `among`. The
+/// bare hand-over has `hops`.
 template <class Deliver>
-void measure(benchmark::State &state, int hops, std::size_t burst, Deliver deliver)
+void measure(benchmark::State &state, int hops, Deliver deliver)
 {
     const auto streams = static_cast<unsigned int>(state.range(1));
     const std::vector<unsigned int> several = scheduleOf(state.range(0) != 0, streams);
@@ -101,21 +110,22 @@ void measure(benchmark::State &state, int hops, std::size_t burst, Deliver deliv
     std::vector<double> one;
     std::vector<double> limit;
     long woken = 0;
-    const auto relay = [&] {
+    for (auto _ : state) {
+        FrameCost relay;
         for (unsigned int i = 0; i < kFrames; ++i) {
             bare.roundTrip();
-            pause();
+            relay.pause();
         }
-    };
-    for (auto _ : state) {
-        limit.push_back(cpuOf(relay, kFrames));
-        one.push_back(cpuOf([&] { deliver(single, 1U); }, kFrames));
+        limit.push_back(relay.ns());
+        FrameCost alone;
+        deliver(single, 1U, alone);
+        one.push_back(alone.ns());
         const long before = wakeups();
-        double ns = 0;
         state.SetIterationTime(nubrix::bench::secondsOf([&] {
-            ns = cpuOf([&] { deliver(several, streams); }, kFrames / static_cast<double>(burst));
+            FrameCost together;
+            deliver(several, streams, together);
+            all.push_back(together.ns());
         }));
-        all.push_back(ns);
         woken += wakeups() - before;
     }
     state.SetItemsProcessed(state.iterations() * kFrames);
@@ -137,18 +147,19 @@ void BM_ManyStreams_ToCallback(benchmark::State &state)
     for (unsigned int i = 0; i < streams; ++i)
         library.open(i, &Receiver::onFrame, &receiver);
     const std::size_t burst = uneven ? 1 : streams;
-    measure(state, 1, burst, [&](const std::vector<unsigned int> &frames, unsigned int among) {
-        const std::size_t each = std::min<std::size_t>(burst, among);
-        for (std::size_t sent = 0; sent < frames.size(); sent += each) {
-            for (std::size_t i = 0; i < each; ++i) {
-                if (!library.deliver(frames[sent + i]))
-                    state.SkipWithError("the pool has no frame");
-            }
-            for (std::size_t i = 0; i < each; ++i)
-                receiver.back.take();
-            pause();
-        }
-    });
+    measure(state, 1,
+            [&](const std::vector<unsigned int> &frames, unsigned int among, FrameCost &cost) {
+                const std::size_t each = std::min<std::size_t>(burst, among);
+                for (std::size_t sent = 0; sent < frames.size(); sent += each) {
+                    for (std::size_t i = 0; i < each; ++i) {
+                        if (!library.deliver(frames[sent + i]))
+                            state.SkipWithError("the pool has no frame");
+                    }
+                    for (std::size_t i = 0; i < each; ++i)
+                        receiver.back.take();
+                    cost.pause();
+                }
+            });
 }
 
 /// An application that waits for all of some streams at once, and reads the one that is ready.
@@ -221,14 +232,15 @@ void BM_ManyStreams_ToWaiter(benchmark::State &state)
             state.SkipWithError("the pool has no frame");
         reader.awaitReturn();
     };
-    measure(state, 2, 1, [&](const std::vector<unsigned int> &frames, unsigned int among) {
-        reader.waitForTheFirst(among);
-        deliver(0);
-        for (const unsigned int stream : frames) {
-            deliver(stream);
-            pause();
-        }
-    });
+    measure(state, 2,
+            [&](const std::vector<unsigned int> &frames, unsigned int among, FrameCost &cost) {
+                reader.waitForTheFirst(among);
+                deliver(0);
+                for (const unsigned int stream : frames) {
+                    deliver(stream);
+                    cost.pause();
+                }
+            });
 }
 
 void kinds(benchmark::internal::Benchmark *benchmark)
