@@ -97,8 +97,7 @@ private:
 };
 
 /// Runs `deliver(frames, among, cost)` with frames of all streams and with as many of stream 0
-/// alone, in turn. `frames` are to be delivered `burst` at a time, but not more than `among`. The
-/// bare hand-over has `hops`.
+/// alone, in turn, and a bare hand-over that has `hops`.
 template <class Deliver>
 void measure(benchmark::State &state, int hops, Deliver deliver)
 {
