@@ -13,14 +13,16 @@ namespace nubrix {
 
 namespace {
 
-constexpr int kPassMs = 100;
+std::atomic<std::uint64_t> g_lastId{0};
+
 constexpr int kGetFrameMs = 1000;
 constexpr int kBeforeStopMs = 20;
 
 }  // namespace
 
 VideoStream::VideoStream(Device &device, Sensor &sensor)
-    : m_owner(device.weak_from_this().lock()),
+    : m_id(++g_lastId),
+      m_owner(device.weak_from_this().lock()),
       m_device(device),
       m_sensor(sensor),
       m_callbackWorker(newFrameCallBackThreadFunc, this)
@@ -174,17 +176,31 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
 
 bool VideoStream::newFrameProcess()
 {
-    const int waited = m_streamEvent.wait(kPassMs);
-    if (waited != -11) {
+    bool onlyLooks = false;
+    const int waited = m_streamEvent.waitUnless(
+        m_nextLookMs, [&] { return onlyLooks = m_mustLook.exchange(false); });
+    const bool notifies = waited != -11 && !onlyLooks;
+    if (notifies) {
         if (waited != 0 || !b_NewFrameThreadStarted)
             return false;
         notifyListeners();
     }
     const CriticalSectionScoped guard(m_queueLock);
-    m_return.shelveIfDone(newest());
+    if (notifies)
+        m_return.endNotifying();
     if (m_return.mustNotifyAgain(newest()))
         m_streamEvent.set();
+    else
+        m_nextLookMs = m_return.shelveIfDone(newest());
     return true;
+}
+
+// Makes the worker check whether the newest frame can be shelved or listeners must be notified
+// again. Listeners are not notified for it alone.
+void VideoStream::lookAgain()
+{
+    m_mustLook = true;
+    m_streamEvent.wakeAll();
 }
 
 void VideoStream::notifyListeners()
@@ -194,14 +210,15 @@ void VideoStream::notifyListeners()
         m_return.beginNotifying();
     }
     m_newFrame.emit(this);
-    const CriticalSectionScoped guard(m_queueLock);
-    m_return.endNotifying();
 }
 
 void VideoStream::onListenerBegins()
 {
-    const CriticalSectionScoped guard(m_queueLock);
-    m_return.onListenerBegins();
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        m_return.onListenerBegins();
+    }
+    lookAgain();
 }
 
 void VideoStream::onListenerDone()
@@ -218,9 +235,8 @@ void VideoStream::onReaderWoken()
 
 bool VideoStream::newFrameCallFrameBackProcess()
 {
-    const CallbackWorker::Wakeup wakeup = m_callbackWorker.wait();
-    if (wakeup != CallbackWorker::Wakeup::kFrame)
-        return wakeup == CallbackWorker::Wakeup::kNone;
+    if (!m_callbackWorker.awaitFrame())
+        return false;
     xp<NubrixFrameRef> frame;
     if (readFrame(frame, true) != 0)
         return true;
@@ -285,7 +301,8 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
         return -1;
     out = m_queue.front();
     m_return.onPhoto();
-    m_return.shelveIfDone(newest());
+    if (m_return.shelveIfDone(newest()) >= 0)
+        lookAgain();
     return 0;
 }
 

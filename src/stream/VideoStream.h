@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -64,6 +65,8 @@ public:
 
     /// What the application holds: this object's address.
     NubrixStream *handle() { return reinterpret_cast<NubrixStream *>(this); }
+    /// Differs from those of all other streams of the process, also of destroyed ones.
+    std::uint64_t id() const { return m_id; }
     unsigned int getFrameType() const;
     Device &device() const { return m_device; }
     NewFrameSignal &newFrameSignal() { return m_newFrame; }
@@ -78,6 +81,7 @@ private:
     bool newFrameCallFrameBackProcess();
     void readConfigeMaxFrameSize();
     void notifyListeners();
+    void lookAgain();
     void forwardEvent();
     bool queueIsEmpty();
     bool hasStarted();
@@ -90,6 +94,7 @@ private:
     }
     void stopCallbackWorker();
 
+    const std::uint64_t m_id;
     NewFrameSignal m_newFrame;
     const std::shared_ptr<Device> m_owner;  // keeps m_device and m_sensor alive where it is shared
     Device &m_device;
@@ -98,7 +103,9 @@ private:
     bool m_shutDown NUBRIX_GUARDED_BY(m_change) = false;
     std::atomic<bool> m_started{false};
     std::atomic<bool> b_NewFrameThreadStarted{false};
-    EventImpl m_streamEvent;
+    EventImpl m_streamEvent;              // a frame for the listeners, or the end of the worker
+    std::atomic<bool> m_mustLook{false};  // the worker must look at the newest frame
+    int m_nextLookMs = -1;                // when it does so anyway, -1: never; the worker's
     std::unique_ptr<UserStreamFrameListener> m_userListener;  // null until used
 
     CriticalSectionImpl m_queueLock;
