@@ -1,7 +1,9 @@
 #!/bin/sh
-# vm.sh [--arch amd64|armhf] [--preset NAME] [--no-build] [TEST...]    runs the tests in tests/vm/cases,
-# or those of these names (patterns too), in a virtual machine with Debian's kernel, on the build of
-# the preset (dev or armhf), which is brought up to date unless --no-build is given. What they leave
+# vm.sh [--arch amd64|armhf] [--preset NAME] [--no-build] [--counted] [TEST...]    runs the tests in
+# tests/vm/cases, or those of these names (patterns too), in a virtual machine with Debian's kernel, on
+# the build of the preset (dev or armhf), which is brought up to date unless --no-build is given. With
+# --counted the machine has one processor and its time is the number of instructions, 8 ns each:
+# processor times then do not depend on the load of this machine. What they leave
 # lies in build/vm/ARCH/results. NUBRIX_VM_SECONDS limits how long they may take. Tests that did not
 # run are named; the status is 77 when that is for want of an emulator.
 set -eu
@@ -13,12 +15,13 @@ usage() {
     exit 2
 }
 
-arch=amd64 preset='' build=yes only='' kernel_package='' emulator=''
+arch=amd64 preset='' build=yes processors='-accel tcg,thread=multi -smp 2' only='' kernel_package='' emulator=''
 while [ $# -gt 0 ]; do
     case $1 in
     --arch) [ $# -gt 1 ] || usage; arch=$2; shift 2 ;;
     --preset) [ $# -gt 1 ] || usage; preset=$2; shift 2 ;;
     --no-build) build=; shift ;;
+    --counted) processors='-accel tcg,thread=single -icount shift=3,sleep=on -smp 1'; shift ;;
     -*) usage ;;
     *) only="$only $1"; shift ;;
     esac
@@ -80,7 +83,8 @@ run_qemu() {
         -append "console=ttyAMA0 $kernel_options" ;;
     esac
     # Emulated in any case: hardware help may be there and yet not work.
-    set -- "$@" -accel tcg,thread=multi -smp 2 -nodefaults -display none -no-reboot -serial stdio \
+    # shellcheck disable=SC2086  # several options
+    set -- "$@" $processors -nodefaults -display none -no-reboot -serial stdio \
         -kernel "$tree"/boot/vmlinuz-* -initrd "$folder/initrd"
     for share in "tree=$tree,ro" "project=$root,ro" "results=$results,rw"; do
         tag=${share%%=*}

@@ -10,7 +10,8 @@ namespace nubrix::uvc {
 
 namespace {
 
-constexpr std::uint32_t kDirectBuffers = 3;  // of the 10 that the pool has
+constexpr std::uint32_t kPoolFrames = 10;
+constexpr std::uint32_t kDirectBuffers = 3;  // that the kernel holds at a time
 constexpr std::uint32_t kMappedBuffers = 4;
 
 }  // namespace
@@ -77,20 +78,39 @@ DirectCapture::~DirectCapture()
 
 int DirectCapture::begin()
 {
-    std::uint32_t count = kDirectBuffers;
-    if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
+    std::uint32_t queued = 0;
+    if (const int error = requestIndices(queued))
         return error;
-    // If the node takes more buffers, too few are left in the pool.
-    if (count > kDirectBuffers)
-        return ENOBUFS;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        m_frames->push_back(newFrame());
-        if (!m_frames->back())
+    for (std::uint32_t i = 0; i < queued; ++i) {
+        FramePtr frame = newFrame();
+        if (!frame)
             return ENOMEM;
-        if (const int error = enqueue(i))
+        if (const int error = enqueue(std::move(frame)))
             return error;
     }
     return switchCapture(m_node, VIDIOC_STREAMON);
+}
+
+int DirectCapture::requestIndices(std::uint32_t &queued)
+{
+    queued = kDirectBuffers;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, queued))
+        return error;
+    // A node that takes more buffers captures only when it has them all: too few frames would be
+    // left in the pool.
+    if (queued > kDirectBuffers)
+        return ENOBUFS;
+    std::uint32_t count = kPoolFrames;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
+        return error;
+    count = std::min(count, kPoolFrames);
+    queued = std::min(queued, count);
+    m_frames->resize(count);
+    m_addresses.resize(count);
+    // The first index comes first.
+    for (std::uint32_t i = count; i > 0; --i)
+        m_idle.push_back(i - 1);
+    return 0;
 }
 
 FramePtr DirectCapture::newFrame()
@@ -101,12 +121,34 @@ FramePtr DirectCapture::newFrame()
     return frame;
 }
 
-int DirectCapture::enqueue(std::uint32_t index)
+int DirectCapture::enqueue(FramePtr frame)
 {
+    void *data = frame->frame().data;
+    const std::uint32_t index = takeIndexFor(data);
     v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, index);
-    buffer.m.userptr = reinterpret_cast<unsigned long>((*m_frames)[index]->frame().data);
-    buffer.length = (*m_frames)[index]->bufferSize();
+    buffer.m.userptr = reinterpret_cast<unsigned long>(data);
+    buffer.length = frame->bufferSize();
+    (*m_frames)[index] = std::move(frame);
     return m_node.control(VIDIOC_QBUF, &buffer);
+}
+
+std::uint32_t DirectCapture::takeIndexFor(const void *data)
+{
+    const auto idleWith = [this](const void *address) {
+        return std::find_if(m_idle.begin(), m_idle.end(),
+                            [&](std::uint32_t i) { return m_addresses[i] == address; });
+    };
+    auto found = idleWith(data);
+    if (found == m_idle.end())
+        found = idleWith(nullptr);
+    // The pool hands out the frame that was returned first, so the frame of the index that became
+    // idle last is needed last.
+    if (found == m_idle.end())
+        --found;
+    const std::uint32_t index = *found;
+    m_idle.erase(found);
+    m_addresses[index] = data;
+    return index;
 }
 
 int DirectCapture::take(CapturedFrame &captured)
@@ -114,19 +156,22 @@ int DirectCapture::take(CapturedFrame &captured)
     v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, 0);
     if (const int error = m_node.control(VIDIOC_DQBUF, &buffer))
         return error;
-    if (buffer.index >= m_frames->size())
+    if (buffer.index >= m_frames->size() || !(*m_frames)[buffer.index])
         return EPROTO;
     describe(buffer, captured);
     const std::size_t bytes = std::min<std::size_t>(buffer.bytesused, m_frameBytes);
     captured.conversion = bytes == 0              ? Conversion::kUnusable
                           : bytes == m_frameBytes ? Conversion::kComplete
                                                   : Conversion::kShort;
-    if (FramePtr next = bytes == 0 ? nullptr : newFrame()) {
-        captured.frame = std::exchange((*m_frames)[buffer.index], std::move(next));
-        auto *data = static_cast<std::uint8_t *>(captured.frame->frame().data);
-        std::memset(data + bytes, 0, m_frameBytes - bytes);
-    }
-    return enqueue(buffer.index);
+    FramePtr filled = std::move((*m_frames)[buffer.index]);
+    m_idle.push_back(buffer.index);
+    FramePtr next = bytes == 0 ? nullptr : newFrame();
+    if (!next)
+        return enqueue(std::move(filled));
+    auto *data = static_cast<std::uint8_t *>(filled->frame().data);
+    std::memset(data + bytes, 0, m_frameBytes - bytes);
+    captured.frame = std::move(filled);
+    return enqueue(std::move(next));
 }
 
 MappedCapture::MappedCapture(NodeIo &node, FrameAllocatorInterfaceBase &pool,

@@ -48,7 +48,10 @@ v4l2_buffer captureBuffer(std::uint32_t memory, std::uint32_t index);
 /// Copies sequence number, time and damage of a filled buffer.
 void describe(const v4l2_buffer &buffer, CapturedFrame &captured);
 
-/// A capture directly into frames of the pool, for formats that pass through.
+/// A capture directly into frames of the pool, for formats that pass through. The kernel looks up
+/// the pages of a frame, and pins them, when a buffer index gets another address than before; so
+/// each frame keeps an index of its own as long as the node has enough of them. The pool must keep
+/// the memory of its frames until the capture is destroyed.
 class DirectCapture final : public Capture {
 public:
     /// `frameBytes`: size of a frame; `bufferBytes`: size of the buffers that the node requires, no
@@ -62,14 +65,18 @@ public:
     int take(CapturedFrame &captured) override;
 
 private:
+    int requestIndices(std::uint32_t &queued);
     FramePtr newFrame();
-    int enqueue(std::uint32_t index);
+    int enqueue(FramePtr frame);
+    std::uint32_t takeIndexFor(const void *data);
 
     NodeIo &m_node;
     FrameAllocatorInterfaceBase &m_pool;
     const std::size_t m_frameBytes;
     const std::size_t m_bufferBytes;
-    const std::shared_ptr<std::vector<FramePtr>> m_frames;  // the kernel writes to them
+    const std::shared_ptr<std::vector<FramePtr>> m_frames;  // the kernel writes to them; by index
+    std::vector<const void *> m_addresses;                  // which the indices have had last
+    std::vector<std::uint32_t> m_idle;  // indices that the kernel does not have, the latest last
 };
 
 /// A capture into buffers of the kernel, which are converted or copied into frames.

@@ -46,6 +46,7 @@ public:
     unsigned int spareBytes = 0;    // in each buffer, beyond an image
     unsigned int missingBytes = 0;  // by which the buffer size that it reports is too small
     unsigned int leastBuffers = 0;  // the smallest number of buffers that it accepts
+    unsigned int mostBuffers = 32;  // the largest number of buffers that it grants
     unsigned int givenRate = 0;     // the rate that it always sets; 0: the requested rate
     std::uint32_t tooMuch = 0;      // a format for which the bus has too little bandwidth
     std::map<std::uint32_t, std::int32_t> controls;
@@ -81,6 +82,11 @@ public:
     std::size_t buffers() const;
     std::uint32_t memory() const;
     unsigned int mappings() const;
+    /// How often a buffer got an address that it did not have, so that a kernel would pin its
+    /// pages.
+    unsigned int pins() const;
+    /// Number of buffers that wait for a frame.
+    std::size_t queued() const;
 
     /// The operations of a file of the node.
     int control(unsigned long request, void *argument);
@@ -105,6 +111,7 @@ private:
     void adjust(v4l2_pix_format &format) const;
     int requestBuffers(v4l2_requestbuffers &request);
     int queue(const v4l2_buffer &buffer);
+    void pin(Buffer &buffer, std::uint8_t *memory);
     int dequeue(v4l2_buffer &buffer);
     int useFormat(unsigned long request, v4l2_pix_format &format);
     int useInterval(unsigned long request, v4l2_fract &interval);
@@ -128,6 +135,7 @@ private:
     bool m_gone = false;
     bool m_changed = false;
     unsigned int m_mappings = 0;
+    unsigned int m_pins = 0;
     std::uint32_t m_memory = 0;
     std::uint32_t m_sequence = 0;
     std::vector<Buffer> m_buffers;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <set>
@@ -81,6 +82,21 @@ private:
     const int m_messages;
 };
 
+// Pages that all processes and drivers have had pinned since the machine started.
+unsigned long pinnedPages()
+{
+    static const std::string kCounter = "nr_foll_pin_acquired";
+    std::ifstream file("/proc/vmstat");
+    std::string name;
+    for (unsigned long count = 0; file >> name >> count;) {
+        if (name == kCounter) {
+            return count;
+        }
+    }
+    ADD_FAILURE() << "no " << kCounter;
+    return 0;
+}
+
 }  // namespace
 
 TEST_F(Frames, HaveTheKernelsMonotonicTimeInMicroseconds)
@@ -124,6 +140,31 @@ TEST_F(Frames, OfAFormatThatPassesThroughAreFilledByTheKernelItself)
     for (const std::uintptr_t address : read) {
         EXPECT_EQ(given.count(address), 1U) << std::hex << address;
     }
+}
+
+// The pool has 10 frames, and each of them keeps its pages for as long as the stream runs.
+TEST_F(Frames, OfAFormatThatPassesThroughArePinnedOnce)
+{
+    constexpr unsigned int kFrames = 60;
+    const unsigned long before = pinnedPages();
+    NubrixStream *infrared = stream(open(), NUBRIX_STREAM_IR);
+    unsigned long framePages = 0;
+    unsigned long half = 0;
+    for (unsigned int i = 0; i < kFrames; ++i) {
+        typedefNubrixFrame *frame = nextFrame(infrared);
+        ASSERT_NE(frame, nullptr);
+        framePages = frame->dataSize / static_cast<unsigned long>(::sysconf(_SC_PAGESIZE));
+        m_context->releaseFrame(frame);
+        half = i == kFrames / 2 ? pinnedPages() : half;
+    }
+    const unsigned long after = pinnedPages();
+    EXPECT_EQ(m_context->closeStream(infrared), 0);
+    EXPECT_GE(after - before, 3 * framePages) << "the kernel does not count them";
+    EXPECT_LE(after - before, 10 * (framePages + 1));
+    std::printf(
+        "figure: infrared, %lu pages a frame: %lu pages pinned in %u frames, %lu of them in "
+        "the second half\n",
+        framePages, after - before, kFrames, after - half);
 }
 
 }  // namespace nubrix::vm
