@@ -50,7 +50,7 @@ bool YUVI420ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int heig
     const std::size_t halfWidth = size.width / 2;
     const unsigned char *const u = yuv + size.width * size.height;
     const unsigned char *const v = u + halfWidth * (size.height / 2);
-    const auto convertRow = imageKernel().i420Row;
+    const auto convertRow = imageKernel().yuv->i420Row;
     for (std::size_t row = 0; row < size.height; ++row) {
         const std::size_t chroma = halfWidth * (row / 2);
         convertRow(rgb + 3 * size.width * row, yuv + size.width * row, u + chroma, v + chroma,
@@ -65,7 +65,7 @@ bool YUVNV21ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int heig
         return false;
     const Size size(width, height);
     const unsigned char *const vu = yuv + size.width * size.height;
-    const auto convertRow = imageKernel().nv21Row;
+    const auto convertRow = imageKernel().yuv->nv21Row;
     for (std::size_t row = 0; row < size.height; ++row) {
         convertRow(rgb + 3 * size.width * row, yuv + size.width * row,
                    vu + size.width / 2 * 2 * (row / 2), size.width);
@@ -82,7 +82,7 @@ bool YUV422ToRGB(unsigned char *rgb, unsigned char *yuyv, unsigned int width, un
 {
     if (isRefused(rgb, yuyv))
         return false;
-    imageKernel().yuyvGroups(rgb, yuyv, std::size_t{width} * height / 2);
+    imageKernel().yuv->yuyvGroups(rgb, yuyv, std::size_t{width} * height / 2);
     return true;
 }
 
@@ -101,7 +101,7 @@ void YUV422ToRGB888(const unsigned char *uyvy, unsigned char *rgb, unsigned int 
     const std::int64_t fitting = capacity < 3 ? 1 : (capacity - 3) / 6 + 1;
     const std::int64_t present = sourceBytes / 4;
     const auto groups = static_cast<unsigned int>(fitting < present ? fitting : present);
-    imageKernel().uyvyGroups(rgb, uyvy, groups);
+    imageKernel().yuv->uyvyGroups(rgb, uyvy, groups);
     *consumed = 4 * groups;
     *produced = 6 * groups;
 }

@@ -128,79 +128,40 @@ template <class Lanes, bool kLumaIsEven>
 struct PackedLayout {
     NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *from)
     {
-        const auto a = Lanes::load(from);
-        const auto b = Lanes::load(from + Lanes::kBytes);
-        // pack takes blocks in turn.
-        const auto first = Lanes::template shuffleBlocks<EverySecond<0>>(a, b);
-        const auto second = Lanes::template shuffleBlocks<EverySecond<1>>(a, b);
-        const auto even = Lanes::pack(Lanes::evenBytes(first), Lanes::evenBytes(second));
-        const auto odd = Lanes::pack(Lanes::oddBytes(first), Lanes::oddBytes(second));
-        const auto luma = kLumaIsEven ? even : odd;
-        const auto chroma = kLumaIsEven ? odd : even;
+        const auto bytes = Lanes::separate(from);
+        const auto luma = kLumaIsEven ? bytes.even : bytes.odd;
+        const auto chroma = kLumaIsEven ? bytes.odd : bytes.even;
         return {Lanes::evenBytes(luma), Lanes::oddBytes(luma), Lanes::evenBytes(chroma),
                 Lanes::oddBytes(chroma)};
     }
-
-private:
-    template <int kFirst>
-    struct EverySecond {
-        static constexpr int of(int i) { return 2 * i + kFirst; }
-    };
 };
 
+/// Converts Lanes::kBytes pixels.
 template <class Lanes>
-class YuvRows {
+class YuvPixels {
 public:
-    static void i420Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
-                        const unsigned char *v, std::size_t width)
+    NUBRIX_KERNEL_INLINE void i420(unsigned char *rgb, const unsigned char *luma,
+                                   const unsigned char *u, const unsigned char *v)
     {
-        std::size_t x = 0;
-        for (; x + kPixels <= width; x += kPixels) {
-            prefetch(rgb + 3 * x, luma + x);
-            storePixels<Of10Bits<Lanes>>(rgb + 3 * x,
-                                         I420Layout<Lanes>::load(luma + x, u + x / 2, v + x / 2));
-        }
-        plainI420Row(rgb + 3 * x, luma + x, u + x / 2, v + x / 2, width - x);
+        store<Of10Bits<Lanes>>(rgb, I420Layout<Lanes>::load(luma, u, v));
     }
-    static void nv21Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *vu,
-                        std::size_t width)
+    NUBRIX_KERNEL_INLINE void nv21(unsigned char *rgb, const unsigned char *luma,
+                                   const unsigned char *vu)
     {
-        std::size_t x = 0;
-        for (; x + kPixels <= width; x += kPixels) {
-            prefetch(rgb + 3 * x, luma + x);
-            storePixels<Of10Bits<Lanes>>(rgb + 3 * x, Nv21Layout<Lanes>::load(luma + x, vu + x));
-        }
-        plainNv21Row(rgb + 3 * x, luma + x, vu + x, width - x);
+        store<Of10Bits<Lanes>>(rgb, Nv21Layout<Lanes>::load(luma, vu));
     }
-    static void yuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups)
+    NUBRIX_KERNEL_INLINE void yuyv(unsigned char *rgb, const unsigned char *from)
     {
-        const std::size_t done = packed<OfDoubles<Lanes>, true>(rgb, yuyv, groups);
-        plainYuyvGroups(rgb + 6 * done, yuyv + 4 * done, groups - done);
+        store<OfDoubles<Lanes>>(rgb, PackedLayout<Lanes, true>::load(from));
     }
-    static void uyvyGroups(unsigned char *rgb, const unsigned char *uyvy, std::size_t groups)
+    NUBRIX_KERNEL_INLINE void uyvy(unsigned char *rgb, const unsigned char *from)
     {
-        const std::size_t done = packed<Of8Bits<Lanes>, false>(rgb, uyvy, groups);
-        plainUyvyGroups(rgb + 6 * done, uyvy + 4 * done, groups - done);
+        store<Of8Bits<Lanes>>(rgb, PackedLayout<Lanes, false>::load(from));
     }
 
 private:
-    static constexpr std::size_t kPixels = Lanes::kBytes;
-
-    template <class Formula, bool kLumaIsEven>
-    NUBRIX_KERNEL_INLINE std::size_t packed(unsigned char *rgb, const unsigned char *from,
-                                            std::size_t groups)
-    {
-        std::size_t done = 0;
-        for (; done + kPixels / 2 <= groups; done += kPixels / 2) {
-            prefetch(rgb + 6 * done, from + 4 * done);
-            storePixels<Formula>(rgb + 6 * done,
-                                 PackedLayout<Lanes, kLumaIsEven>::load(from + 4 * done));
-        }
-        return done;
-    }
-
     template <class Formula>
-    NUBRIX_KERNEL_INLINE void storePixels(unsigned char *rgb, const YuvPairs<Lanes> &pairs)
+    NUBRIX_KERNEL_INLINE void store(unsigned char *rgb, const YuvPairs<Lanes> &pairs)
     {
         const Formula formula(pairs);
         const auto first = Formula::luma(pairs.first);
@@ -209,15 +170,78 @@ private:
                         Lanes::pack(formula.green(first), formula.green(second)),
                         Lanes::pack(formula.blue(first), formula.blue(second)));
     }
+};
+
+/// `Pixels` converts a vector of pixels: YuvPixels or ProductPixels.
+template <class Lanes, class Pixels>
+class YuvRows {
+public:
+    static void i420Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
+                        const unsigned char *v, std::size_t width)
+    {
+        const std::size_t done = inVectors<1>(
+            rgb, luma, width, [=](std::size_t x) __attribute__((always_inline)) {
+                Pixels::i420(rgb + 3 * x, luma + x, u + x / 2, v + x / 2);
+            });
+        plainI420Row(rgb + 3 * done, luma + done, u + done / 2, v + done / 2, width - done);
+    }
+    static void nv21Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *vu,
+                        std::size_t width)
+    {
+        const std::size_t done = inVectors<1>(
+            rgb, luma, width, [=](std::size_t x) __attribute__((always_inline)) {
+                Pixels::nv21(rgb + 3 * x, luma + x, vu + x);
+            });
+        plainNv21Row(rgb + 3 * done, luma + done, vu + done, width - done);
+    }
+    static void yuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups)
+    {
+        const std::size_t done = inVectors<2>(
+            rgb, yuyv, 2 * groups, [=](std::size_t x) __attribute__((always_inline)) {
+                Pixels::yuyv(rgb + 3 * x, yuyv + 2 * x);
+            });
+        plainYuyvGroups(rgb + 3 * done, yuyv + 2 * done, groups - done / 2);
+    }
+    static void uyvyGroups(unsigned char *rgb, const unsigned char *uyvy, std::size_t groups)
+    {
+        const std::size_t done = inVectors<2>(
+            rgb, uyvy, 2 * groups, [=](std::size_t x) __attribute__((always_inline)) {
+                Pixels::uyvy(rgb + 3 * x, uyvy + 2 * x);
+            });
+        plainUyvyGroups(rgb + 3 * done, uyvy + 2 * done, groups - done / 2);
+    }
+
+private:
+    static constexpr std::size_t kPixels = Lanes::kBytes;
+
+    // Calls convert(x) for vectors of pixels that begin at an even x; returns how many pixels are
+    // done. The last vector overlaps the one before it, so that of a row that is not shorter than a
+    // vector at most one pixel is left.
+    template <int kSourceBytes, class Convert>
+    NUBRIX_KERNEL_INLINE std::size_t inVectors(unsigned char *rgb, const unsigned char *from,
+                                               std::size_t width, const Convert &convert)
+    {
+        const std::size_t even = width / 2 * 2;
+        if (even < kPixels)
+            return 0;
+        const std::size_t last = even - kPixels;
+        for (std::size_t x = 0;; x = x + kPixels < last ? x + kPixels : last) {
+            prefetch<kSourceBytes * kPixels>(from + kSourceBytes * x);
+            prefetch<3 * kPixels>(rgb + 3 * x);
+            convert(x);
+            if (x == last)
+                return even;
+        }
+    }
 
     // The frames of a pool are rarely in a cache; where they are, this costs next to nothing.
-    NUBRIX_KERNEL_INLINE void prefetch(unsigned char *rgb, const unsigned char *from)
+    template <std::size_t kBytes>
+    NUBRIX_KERNEL_INLINE void prefetch(const unsigned char *bytes)
     {
-        constexpr int kAhead = 512;  // bytes
-        constexpr int kLine = 64;
-        __builtin_prefetch(from + kAhead);
-        for (int i = 0; i < 3 * Lanes::kBytes; i += kLine)
-            __builtin_prefetch(rgb + kAhead + i, 1);
+        constexpr std::size_t kAhead = 512;
+        constexpr std::size_t kLine = 64;
+        for (std::size_t i = 0; i < kBytes; i += kLine)
+            __builtin_prefetch(bytes + kAhead + i);
     }
 };
 

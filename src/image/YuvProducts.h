@@ -1,0 +1,206 @@
+// The conversions from YUV to RGB for instruction sets that multiply bytes in pairs and keep the
+// upper halves of products, as all of x86 from SSSE3 on do: a factor with a fraction then takes one
+// instruction. Compiled once for each instruction set.
+//
+// The formulas are those of YuvLanes.h. A product with the upper half is (256 x) * (256 factor)
+// >> 16, so x lies in the upper byte of a word. What lies in its lower byte is a constant that
+// rounds the result the right way and makes the sum of another product whole.
+#pragma once
+
+#include "image/ByteLanes.h"
+
+namespace nubrix {
+
+/// Operations that Lanes offers in addition to those of ByteLanes:
+///   Words addProducts(Bytes unsignedBytes, Bytes signedBytes)  the sums of two products of bytes
+///   Words multiplyHigh(Words a, int factor)                    the upper half, all unsigned
+///   Words multiplyHighSigned(Words a, int factor)
+///   Bytes subtractSaturated(Bytes a, Bytes b)                  0 where b is larger
+///   Words spread(const void *from, int low)                    words 256 * byte + low
+template <class Lanes>
+struct YuvProducts {
+    using Bytes = typename Lanes::Bytes;
+    using Words = typename Lanes::Words;
+
+    struct Pair {
+        Words first, second;
+    };
+
+    /// Every word: `even` in its lower byte, `odd` in its upper one.
+    NUBRIX_KERNEL_INLINE Bytes bytesOf(int even, int odd)
+    {
+        return __builtin_bit_cast(Bytes, Lanes::allOf(odd * 256 + (even & 255)));
+    }
+    /// bytes[0] * even + bytes[1] * odd, the bytes being unsigned.
+    NUBRIX_KERNEL_INLINE Words ofUnsigned(Bytes bytes, int even, int odd)
+    {
+        return Lanes::addProducts(bytes, bytesOf(even, odd));
+    }
+    NUBRIX_KERNEL_INLINE Words ofUnsigned(Words words, int even, int odd)
+    {
+        return ofUnsigned(__builtin_bit_cast(Bytes, words), even, odd);
+    }
+    /// The same for signed bytes; the factors are 0 to 255.
+    NUBRIX_KERNEL_INLINE Words ofSigned(Bytes bytes, int even, int odd)
+    {
+        return Lanes::addProducts(bytesOf(even, odd), bytes);
+    }
+    /// Bytes minus 128.
+    NUBRIX_KERNEL_INLINE Bytes centred(Bytes bytes) { return bytes ^ bytesOf(128, 128); }
+
+    /// 149 * luma + add for the pixels at even places and for those at odd ones.
+    NUBRIX_KERNEL_INLINE Pair scaledLuma(Bytes luma, int add)
+    {
+        const Bytes y = centred(luma);
+        const Words rest = Lanes::allOf(149 * 128 + add);
+        return {ofSigned(y, 149, 0) + rest, ofSigned(y, 0, 149) + rest};
+    }
+};
+
+/// The formula of 10 bits. Luma has kLess subtracted from it, so that it fits 16 bits; red and
+/// green have it added.
+template <class Lanes>
+class ProductsOf10Bits {
+public:
+    using Products = YuvProducts<Lanes>;
+    using Bytes = typename Lanes::Bytes;
+    using Words = typename Lanes::Words;
+
+    // The lower bytes of the words of U and V. The upper half of a product of kLowV is 35 and a
+    // fraction for red, 17 and a fraction for green; it makes floor() of red and ceil() of green
+    // exact. kLowU * -115 is the -256 + 26 that blue needs.
+    static constexpr int kLowU = 2;
+    static constexpr int kLowV = 44;
+
+    NUBRIX_KERNEL_INLINE typename Products::Pair luma(Bytes y)
+    {
+        return Products::scaledLuma(Lanes::subtractSaturated(y, Products::bytesOf(16, 16)), -kLess);
+    }
+    /// Words of 256 U + kLowU and 256 V + kLowV.
+    ProductsOf10Bits(Words u, Words v)
+    {
+        // floor(204.25 (V - 128)) and floor(-104.125 (V - 128)) - 50 (U - 128)
+        m_red = Lanes::multiplyHigh(v, 52288) + Lanes::allOf(kLess - 26144 - 35);
+        m_green = Products::ofUnsigned(u, 0, -50) - Lanes::multiplyHigh(v, 26656) +
+                  Lanes::allOf(kLess + 6400 + 13328 + 17);
+        // floor(2.25 (U - 128)) + 288 and 2 (U - 128) + 26
+        m_blue = Lanes::multiplyHigh(u, 576);
+        m_bluePlus = Products::ofUnsigned(u, -115, 2);
+    }
+    Words red(Words luma) const { return Lanes::addSaturated(luma, m_red) >> 7; }
+    Words green(Words luma) const { return Lanes::addSaturated(luma, m_green) >> 7; }
+    Words blue(Words luma) const { return ((luma + m_blue) >> 7) + m_bluePlus; }
+
+private:
+    static constexpr int kLess = 26 * 128 + 288;
+
+    Words m_red, m_green, m_blue, m_bluePlus;
+};
+
+/// The formula of 8 bits.
+template <class Lanes>
+class ProductsOf8Bits {
+public:
+    using Products = YuvProducts<Lanes>;
+    using Bytes = typename Lanes::Bytes;
+    using Words = typename Lanes::Words;
+
+    NUBRIX_KERNEL_INLINE typename Products::Pair luma(Bytes y)
+    {
+        return Products::scaledLuma(y, -149 * 16 - kLess);
+    }
+    /// Pairs of bytes, U and V.
+    explicit ProductsOf8Bits(Bytes chroma)
+    {
+        const Bytes centred = Products::centred(chroma);
+        const Words e = __builtin_bit_cast(Words, centred) >> 9;  // half of V - 128
+        m_red = Products::ofSigned(centred, 0, 204) + e + Lanes::allOf(kLess + 64);
+        m_green = Lanes::allOf(kLess + 64) - Products::ofSigned(centred, 50, 104);
+        m_blue = Products::ofSigned(centred, 2, 0);
+        m_bluePlus = m_blue + Lanes::allOf(32);
+    }
+    Words red(Words luma) const { return Lanes::addSaturated(luma, m_red) >> 7; }
+    Words green(Words luma) const { return Lanes::addSaturated(luma, m_green) >> 7; }
+    Words blue(Words luma) const { return ((luma + m_blue) >> 7) + m_bluePlus; }
+
+private:
+    static constexpr int kLess = 32 * 128 - 64;  // the 64 is what blue rounds with
+
+    Words m_red, m_green, m_blue, m_bluePlus;
+};
+
+/// The formula of doubles.
+template <class Lanes>
+class ProductsOfDoubles {
+public:
+    using Products = YuvProducts<Lanes>;
+    using Bytes = typename Lanes::Bytes;
+    using Words = typename Lanes::Words;
+
+    NUBRIX_KERNEL_INLINE typename Products::Pair luma(Bytes y)
+    {
+        return {Lanes::evenBytes(y), Lanes::oddBytes(y)};
+    }
+    /// Pairs of bytes, U and V.
+    explicit ProductsOfDoubles(Bytes chroma)
+    {
+        const Bytes centred = Products::centred(chroma);
+        m_red = Lanes::multiplyHighSigned(Products::ofSigned(centred, 0, 8), 11229);
+        m_blue = Lanes::multiplyHighSigned(Products::ofSigned(centred, 8, 0), 14192);
+        // floor((-731907 (V - 128) - 354034 (U - 128)) / 2^20) in steps of 6, 7 and 7 bits.
+        const Words fine = Products::ofSigned(centred, 14, 61) >> 6;
+        const Words middle = (fine - Products::ofSigned(centred, 28, 45)) >> 7;
+        m_green = (middle - Products::ofSigned(centred, 43, 89)) >> 7;
+    }
+    Words red(Words luma) const { return luma + m_red; }
+    Words green(Words luma) const { return luma + m_green; }
+    Words blue(Words luma) const { return luma + m_blue; }
+
+private:
+    Words m_red, m_green, m_blue;
+};
+
+/// Converts Lanes::kBytes pixels.
+template <class Lanes>
+class ProductPixels {
+public:
+    using Bytes = typename Lanes::Bytes;
+    using Of10Bits = ProductsOf10Bits<Lanes>;
+
+    NUBRIX_KERNEL_INLINE void i420(unsigned char *rgb, const unsigned char *luma,
+                                   const unsigned char *u, const unsigned char *v)
+    {
+        store(rgb, Lanes::load(luma),
+              Of10Bits(Lanes::spread(u, Of10Bits::kLowU), Lanes::spread(v, Of10Bits::kLowV)));
+    }
+    NUBRIX_KERNEL_INLINE void nv21(unsigned char *rgb, const unsigned char *luma,
+                                   const unsigned char *vu)
+    {
+        const auto chroma = Lanes::load(vu);
+        store(rgb, Lanes::load(luma),
+              Of10Bits(Lanes::oddBytesRaised(chroma, Of10Bits::kLowU),
+                       Lanes::evenBytesRaised(chroma, Of10Bits::kLowV)));
+    }
+    NUBRIX_KERNEL_INLINE void yuyv(unsigned char *rgb, const unsigned char *from)
+    {
+        const auto bytes = Lanes::separate(from);
+        store(rgb, bytes.even, ProductsOfDoubles<Lanes>(bytes.odd));
+    }
+    NUBRIX_KERNEL_INLINE void uyvy(unsigned char *rgb, const unsigned char *from)
+    {
+        const auto bytes = Lanes::separate(from);
+        store(rgb, bytes.odd, ProductsOf8Bits<Lanes>(bytes.even));
+    }
+
+private:
+    template <class Formula>
+    NUBRIX_KERNEL_INLINE void store(unsigned char *rgb, Bytes luma, const Formula &formula)
+    {
+        const auto y = Formula::luma(luma);
+        Lanes::storeRgb(rgb, Lanes::pack(formula.red(y.first), formula.red(y.second)),
+                        Lanes::pack(formula.green(y.first), formula.green(y.second)),
+                        Lanes::pack(formula.blue(y.first), formula.blue(y.second)));
+    }
+};
+
+}  // namespace nubrix
