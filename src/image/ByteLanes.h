@@ -199,9 +199,15 @@ struct ByteLanes {
         r = shuffle<typename Orders::template SpreadColour<0>>(r, r);
         g = shuffle<typename Orders::template SpreadColour<1>>(g, g);
         b = shuffle<typename Orders::template SpreadColour<2>>(b, b);
-        scatter(to, 48, everyThird(r, g, b));
-        scatter(to + 16, 48, everyThird(g, b, r));
-        scatter(to + 32, 48, everyThird(b, r, g));
+        Local::storeBlocks(to, Local::everyThird(r, g, b), Local::everyThird(g, b, r),
+                           Local::everyThird(b, r, g));
+    }
+    /// Stores the first blocks of the three, then the second ones ...
+    NUBRIX_KERNEL_INLINE void storeBlocks(unsigned char *to, Bytes first, Bytes second, Bytes third)
+    {
+        scatter(to, 48, first);
+        scatter(to + 16, 48, second);
+        scatter(to + 32, 48, third);
     }
 
     struct Separated {

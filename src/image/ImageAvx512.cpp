@@ -1,6 +1,5 @@
-// Image kernels with AVX-512: 64 bytes at a time.
-#include <immintrin.h>
-
+// Image kernels with AVX-512.
+#include "image/Avx512Lanes.h"
 #include "image/ImageLanes.h"
 #include "image/YuvProducts.h"
 
@@ -8,51 +7,50 @@ namespace nubrix {
 
 namespace {
 
-struct Avx512Lanes : ByteLanes<Avx512Lanes, 64> {
-    NUBRIX_KERNEL_INLINE Words addSaturated(Words a, Words b)
-    {
-        return reinterpret_cast<Words>(_mm512_adds_epi16(of(a), of(b)));
-    }
-    NUBRIX_KERNEL_INLINE Bytes subtractSaturated(Bytes a, Bytes b)
-    {
-        return reinterpret_cast<Bytes>(_mm512_subs_epu8(of(a), of(b)));
-    }
-    NUBRIX_KERNEL_INLINE Words addProducts(Bytes unsignedBytes, Bytes signedBytes)
-    {
-        return reinterpret_cast<Words>(_mm512_maddubs_epi16(of(unsignedBytes), of(signedBytes)));
-    }
-    NUBRIX_KERNEL_INLINE Words multiplyHigh(Words a, int factor)
-    {
-        return reinterpret_cast<Words>(_mm512_mulhi_epu16(of(a), of(allOf(factor))));
-    }
-    NUBRIX_KERNEL_INLINE Words multiplyHighSigned(Words a, int factor)
-    {
-        return reinterpret_cast<Words>(_mm512_mulhi_epi16(of(a), of(allOf(factor))));
-    }
-    NUBRIX_KERNEL_INLINE Bytes pack(Words a, Words b)
-    {
-        return reinterpret_cast<Bytes>(_mm512_packus_epi16(of(a), of(b)));
-    }
+struct Lanes : Avx512Lanes<Lanes> {
     NUBRIX_KERNEL_INLINE Words spread(const void *from, int low)
     {
-        const __m512i words =
-            _mm512_cvtepu8_epi16(_mm256_loadu_si256(static_cast<const __m256i *>(from)));
-        return reinterpret_cast<Words>(_mm512_slli_epi16(words, 8)) | allOf(low);
+        const __m256i bytes = _mm256_loadu_si256(static_cast<const __m256i *>(from));
+        return evenBytesRaised(reinterpret_cast<Bytes>(_mm512_cvtepu8_epi16(bytes)), low);
+    }
+    NUBRIX_KERNEL_INLINE Bytes everyThird(Bytes a, Bytes b, Bytes c)
+    {
+        const __m512i both = _mm512_mask_mov_epi8(of(a), where<IsByte<1>>(), of(b));
+        return reinterpret_cast<Bytes>(_mm512_mask_mov_epi8(both, where<IsByte<2>>(), of(c)));
+    }
+    NUBRIX_KERNEL_INLINE void storeBlocks(unsigned char *to, Bytes first, Bytes second, Bytes third)
+    {
+        using A = Joined<0, 4, -1, 1>;  // blocks of the first vector, and 4 + those of the second
+        using B = Joined<0, 1, 4, 3>;
+        using C = Joined<1, -1, 6, 2>;
+        using D = Joined<0, 5, 2, 3>;
+        using E = Joined<2, 7, -1, 3>;
+        using F = Joined<0, 1, 7, 3>;
+        store(to, shuffleBlocks<B>(shuffleBlocks<A>(first, second), third));
+        store(to + 64, shuffleBlocks<D>(shuffleBlocks<C>(second, first), third));
+        store(to + 128, shuffleBlocks<F>(shuffleBlocks<E>(third, first), second));
     }
 
 private:
-    template <class Vector>
-    NUBRIX_KERNEL_INLINE __m512i of(Vector values)
-    {
-        return reinterpret_cast<__m512i>(values);
-    }
+    template <int kPlace>
+    struct IsByte {  // of three in a block
+        static constexpr int of(int i) { return i % 16 % 3 == kPlace; }
+    };
+    template <int... kBlocksInOrder>
+    struct Joined {
+        static constexpr int of(int i)
+        {
+            constexpr int kAll[] = {kBlocksInOrder...};
+            return kAll[i] < 0 ? i : kAll[i];
+        }
+    };
 };
 
 struct TileLanes : ByteLanes<TileLanes, 32> {};
 
 }  // namespace
 
-const YuvKernel kYuvAvx512 = kYuvKernelOf<Avx512Lanes, ProductPixels<Avx512Lanes>>;
-const TurnKernels kTurnsAvx512 = kTurnKernelsOf<Avx512Lanes, TileLanes>;
+const YuvKernel kYuvAvx512 = kYuvKernelOf<Lanes, ProductPixels<Lanes>>;
+const TurnKernels kTurnsAvx512 = kTurnKernelsOf<Lanes, TileLanes>;
 
 }  // namespace nubrix
