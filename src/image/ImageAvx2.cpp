@@ -52,7 +52,7 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvAvx2 = kYuvKernelOf<Avx2Lanes, ProductPixels<Avx2Lanes>>;
+const YuvKernel kYuvAvx2 = kYuvKernelOf<Avx2Lanes, ProductColours<Avx2Lanes>>;
 const TurnKernels kTurnsAvx2 = kTurnKernelsOf<Avx2Lanes>;
 
 }  // namespace nubrix

@@ -50,7 +50,7 @@ struct TileLanes : ByteLanes<TileLanes, 32> {};
 
 }  // namespace
 
-const YuvKernel kYuvAvx512 = kYuvKernelOf<Lanes, ProductPixels<Lanes>>;
+const YuvKernel kYuvAvx512 = kYuvKernelOf<Lanes, ProductColours<Lanes>>;
 const TurnKernels kTurnsAvx512 = kTurnKernelsOf<Lanes, TileLanes>;
 
 }  // namespace nubrix

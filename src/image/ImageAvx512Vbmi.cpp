@@ -73,6 +73,6 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvAvx512Vbmi = kYuvKernelOf<Lanes, ProductPixels<Lanes>>;
+const YuvKernel kYuvAvx512Vbmi = kYuvKernelOf<Lanes, ProductColours<Lanes>>;
 
 }  // namespace nubrix

@@ -12,7 +12,8 @@ template <class T>
 constexpr TurnKernel<T> kPlainTurns = {&PlainTurns<T>::clockwise90, &PlainTurns<T>::anticlockwise90,
                                        &PlainTurns<T>::reverse, &PlainTurns<T>::mirrorRow};
 
-constexpr YuvKernel kPlainYuv = {&plainI420Row, &plainNv21Row, &plainYuyvGroups, &plainUyvyGroups};
+constexpr YuvKernel kPlainYuv = {&plainI420Rows, &plainNv21Rows, &plainYuyvGroups,
+                                 &plainUyvyGroups};
 constexpr TurnKernels kPlainTurnsOfAll = {kPlainTurns<unsigned char>, kPlainTurns<BytePair>,
                                           kPlainTurns<RGB888Pixel>};
 

@@ -21,10 +21,9 @@ struct TurnKernel {
 /// Every function has the same result, to the bit, as the plain function of its name in
 /// ImagePlain.h, and touches no byte outside its images.
 struct YuvKernel {
-    void (*i420Row)(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
-                    const unsigned char *v, std::size_t width);
-    void (*nv21Row)(unsigned char *rgb, const unsigned char *luma, const unsigned char *vu,
-                    std::size_t width);
+    void (*i420Rows)(const YuvRowPair &rows, const unsigned char *u, const unsigned char *v,
+                     std::size_t width);
+    void (*nv21Rows)(const YuvRowPair &rows, const unsigned char *vu, std::size_t width);
     void (*yuyvGroups)(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups);
     void (*uyvyGroups)(unsigned char *rgb, const unsigned char *uyvy, std::size_t groups);
 };

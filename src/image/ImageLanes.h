@@ -13,11 +13,11 @@ inline constexpr TurnKernel<T> kTurnKernelOf = {&QuarterTurns<Tile, T>::clockwis
                                                 &QuarterTurns<Tile, T>::anticlockwise90,
                                                 &Reversed::reverse, &Reversed::mirrorRow};
 
-/// `Pixels` converts a vector of pixels: YuvPixels or ProductPixels.
-template <class Lanes, class Pixels>
+/// `Colours` is YuvColours or ProductColours.
+template <class Lanes, class Colours>
 inline constexpr YuvKernel kYuvKernelOf = {
-    &YuvRows<Lanes, Pixels>::i420Row, &YuvRows<Lanes, Pixels>::nv21Row,
-    &YuvRows<Lanes, Pixels>::yuyvGroups, &YuvRows<Lanes, Pixels>::uyvyGroups};
+    &YuvRows<Lanes, Colours>::i420Rows, &YuvRows<Lanes, Colours>::nv21Rows,
+    &YuvRows<Lanes, Colours>::yuyvGroups, &YuvRows<Lanes, Colours>::uyvyGroups};
 
 /// Quarter turns use TileLanes: longer vectors do not make them faster.
 template <class Lanes, class TileLanes = Lanes>

@@ -39,7 +39,7 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvNeon = kYuvKernelOf<NeonLanes, YuvPixels<NeonLanes>>;
+const YuvKernel kYuvNeon = kYuvKernelOf<NeonLanes, YuvColours<NeonLanes>>;
 const TurnKernels kTurnsNeon = kTurnKernelsOf<NeonLanes>;
 
 }  // namespace nubrix

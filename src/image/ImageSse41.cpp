@@ -50,7 +50,7 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvSse41 = kYuvKernelOf<Sse41Lanes, ProductPixels<Sse41Lanes>>;
+const YuvKernel kYuvSse41 = kYuvKernelOf<Sse41Lanes, ProductColours<Sse41Lanes>>;
 const TurnKernels kTurnsSse41 = kTurnKernelsOf<Sse41Lanes>;
 
 }  // namespace nubrix

@@ -7,7 +7,7 @@
 // rounds the result the right way and makes the sum of another product whole.
 #pragma once
 
-#include "image/ByteLanes.h"
+#include "image/YuvLanes.h"
 
 namespace nubrix {
 
@@ -21,10 +21,6 @@ template <class Lanes>
 struct YuvProducts {
     using Bytes = typename Lanes::Bytes;
     using Words = typename Lanes::Words;
-
-    struct Pair {
-        Words first, second;
-    };
 
     /// Every word: `even` in its lower byte, `odd` in its upper one.
     NUBRIX_KERNEL_INLINE Bytes bytesOf(int even, int odd)
@@ -49,7 +45,7 @@ struct YuvProducts {
     NUBRIX_KERNEL_INLINE Bytes centred(Bytes bytes) { return bytes ^ bytesOf(128, 128); }
 
     /// 149 * luma + add for the pixels at even places and for those at odd ones.
-    NUBRIX_KERNEL_INLINE Pair scaledLuma(Bytes luma, int add)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> scaledLuma(Bytes luma, int add)
     {
         const Bytes y = centred(luma);
         const Words rest = Lanes::allOf(149 * 128 + add);
@@ -72,7 +68,7 @@ public:
     static constexpr int kLowU = 2;
     static constexpr int kLowV = 44;
 
-    NUBRIX_KERNEL_INLINE typename Products::Pair luma(Bytes y)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
     {
         return Products::scaledLuma(Lanes::subtractSaturated(y, Products::bytesOf(16, 16)), -kLess);
     }
@@ -105,7 +101,7 @@ public:
     using Bytes = typename Lanes::Bytes;
     using Words = typename Lanes::Words;
 
-    NUBRIX_KERNEL_INLINE typename Products::Pair luma(Bytes y)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
     {
         return Products::scaledLuma(y, -149 * 16 - kLess);
     }
@@ -137,7 +133,7 @@ public:
     using Bytes = typename Lanes::Bytes;
     using Words = typename Lanes::Words;
 
-    NUBRIX_KERNEL_INLINE typename Products::Pair luma(Bytes y)
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
     {
         return {Lanes::evenBytes(y), Lanes::oddBytes(y)};
     }
@@ -160,46 +156,29 @@ private:
     Words m_red, m_green, m_blue;
 };
 
-/// Converts Lanes::kBytes pixels.
+/// The same as YuvColours.
 template <class Lanes>
-class ProductPixels {
-public:
+struct ProductColours {
     using Bytes = typename Lanes::Bytes;
     using Of10Bits = ProductsOf10Bits<Lanes>;
 
-    NUBRIX_KERNEL_INLINE void i420(unsigned char *rgb, const unsigned char *luma,
-                                   const unsigned char *u, const unsigned char *v)
+    NUBRIX_KERNEL_INLINE Of10Bits i420(const unsigned char *u, const unsigned char *v)
     {
-        store(rgb, Lanes::load(luma),
-              Of10Bits(Lanes::spread(u, Of10Bits::kLowU), Lanes::spread(v, Of10Bits::kLowV)));
+        return {Lanes::spread(u, Of10Bits::kLowU), Lanes::spread(v, Of10Bits::kLowV)};
     }
-    NUBRIX_KERNEL_INLINE void nv21(unsigned char *rgb, const unsigned char *luma,
-                                   const unsigned char *vu)
+    NUBRIX_KERNEL_INLINE Of10Bits nv21(const unsigned char *vu)
     {
-        const auto chroma = Lanes::load(vu);
-        store(rgb, Lanes::load(luma),
-              Of10Bits(Lanes::oddBytesRaised(chroma, Of10Bits::kLowU),
-                       Lanes::evenBytesRaised(chroma, Of10Bits::kLowV)));
+        const Bytes chroma = Lanes::load(vu);
+        return {Lanes::oddBytesRaised(chroma, Of10Bits::kLowU),
+                Lanes::evenBytesRaised(chroma, Of10Bits::kLowV)};
     }
-    NUBRIX_KERNEL_INLINE void yuyv(unsigned char *rgb, const unsigned char *from)
+    NUBRIX_KERNEL_INLINE ProductsOfDoubles<Lanes> yuyv(Bytes chroma)
     {
-        const auto bytes = Lanes::separate(from);
-        store(rgb, bytes.even, ProductsOfDoubles<Lanes>(bytes.odd));
+        return ProductsOfDoubles<Lanes>(chroma);
     }
-    NUBRIX_KERNEL_INLINE void uyvy(unsigned char *rgb, const unsigned char *from)
+    NUBRIX_KERNEL_INLINE ProductsOf8Bits<Lanes> uyvy(Bytes chroma)
     {
-        const auto bytes = Lanes::separate(from);
-        store(rgb, bytes.odd, ProductsOf8Bits<Lanes>(bytes.even));
-    }
-
-private:
-    template <class Formula>
-    NUBRIX_KERNEL_INLINE void store(unsigned char *rgb, Bytes luma, const Formula &formula)
-    {
-        const auto y = Formula::luma(luma);
-        Lanes::storeRgb(rgb, Lanes::pack(formula.red(y.first), formula.red(y.second)),
-                        Lanes::pack(formula.green(y.first), formula.green(y.second)),
-                        Lanes::pack(formula.blue(y.first), formula.blue(y.second)));
+        return ProductsOf8Bits<Lanes>(chroma);
     }
 };
 
