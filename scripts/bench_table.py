@@ -37,9 +37,11 @@ def goal_of(goals, name, instructions):
     for goal in goals:
         if re.match(goal["benchmark"], name):
             goal["used"] = True
-            if "ratio" in goal and instructions != "scalar":
-                return goal["ratio"]
-            return goal.get(instructions)
+            # "ratio" is for all instruction sets that no other goal is for, but for these two.
+            every = None if instructions in ("scalar", "sse41") else goal.get("ratio")
+            value = goal.get(instructions, every)
+            if value is not None:
+                return value
     return None
 
 
