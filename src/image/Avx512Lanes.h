@@ -14,6 +14,8 @@ struct Avx512Lanes : ByteLanes<Local, 64> {
     using typename ByteLanes<Local, 64>::Words;
     using ByteLanes<Local, 64>::allOf;
 
+    static constexpr bool kHasThreeWayLogic = true;
+
     NUBRIX_KERNEL_INLINE Words addSaturated(Words a, Words b)
     {
         return reinterpret_cast<Words>(_mm512_adds_epi16(of(a), of(b)));

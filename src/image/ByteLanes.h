@@ -88,6 +88,7 @@ struct ByteLanes {
 
     static constexpr int kBytes = N;
     static constexpr int kBlocks = N / 16;
+    static constexpr bool kHasThreeWayLogic = false;
 
     template <class Vector = Bytes>
     NUBRIX_KERNEL_INLINE Vector load(const void *from)

@@ -12,6 +12,7 @@
 namespace nubrix {
 
 /// Operations that Lanes offers in addition to those of ByteLanes:
+///   kHasThreeWayLogic                                          (a & b) ^ c is one instruction
 ///   Words addProducts(Bytes unsignedBytes, Bytes signedBytes)  the sums of two products of bytes
 ///   Words multiplyHigh(Words a, int factor)                    the upper half, all unsigned
 ///   Words multiplyHighSigned(Words a, int factor)
@@ -44,12 +45,32 @@ struct YuvProducts {
     /// Bytes minus 128.
     NUBRIX_KERNEL_INLINE Bytes centred(Bytes bytes) { return bytes ^ bytesOf(128, 128); }
 
-    /// 149 * luma + add for the pixels at even places and for those at odd ones.
-    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> scaledLuma(Bytes luma, int add)
+    /// 149 * luma + kAdd for the pixels at even places and for those at odd ones.
+    template <int kAdd>
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> scaledLuma(Bytes luma)
     {
-        const Bytes y = centred(luma);
-        const Words rest = Lanes::allOf(149 * 128 + add);
-        return {ofSigned(y, 149, 0) + rest, ofSigned(y, 0, 149) + rest};
+        constexpr int kRest = 149 * 128 + kAdd;
+        if constexpr (Lanes::kHasThreeWayLogic) {
+            // The other byte takes part in the product: with kRest.
+            constexpr int kFactor = factorOf(kRest);
+            const Bytes even = (luma & bytesOf(255, 0)) ^ bytesOf(128, kRest / kFactor);
+            const Bytes odd = (luma & bytesOf(0, 255)) ^ bytesOf(kRest / kFactor, 128);
+            return {ofSigned(even, 149, kFactor), ofSigned(odd, kFactor, 149)};
+        } else {
+            const Bytes y = centred(luma);
+            const Words rest = Lanes::allOf(kRest);
+            return {ofSigned(y, 149, 0) + rest, ofSigned(y, 0, 149) + rest};
+        }
+    }
+
+private:
+    // A byte that divides the product with a quotient that is a signed byte.
+    static consteval int factorOf(int product)
+    {
+        int factor = 1;
+        while (product % factor != 0 || product / factor > 127)
+            ++factor;
+        return factor;
     }
 };
 
@@ -70,7 +91,8 @@ public:
 
     NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
     {
-        return Products::scaledLuma(Lanes::subtractSaturated(y, Products::bytesOf(16, 16)), -kLess);
+        return Products::template scaledLuma<-kLess>(
+            Lanes::subtractSaturated(y, Products::bytesOf(16, 16)));
     }
     /// Words of 256 U + kLowU and 256 V + kLowV.
     ProductsOf10Bits(Words u, Words v)
@@ -103,7 +125,7 @@ public:
 
     NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
     {
-        return Products::scaledLuma(y, -149 * 16 - kLess);
+        return Products::template scaledLuma<-149 * 16 - kLess>(y);
     }
     /// Pairs of bytes, U and V.
     explicit ProductsOf8Bits(Bytes chroma)
