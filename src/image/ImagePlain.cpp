@@ -19,13 +19,6 @@ unsigned char byteOf(double value)
     return static_cast<unsigned char>(std::clamp(value, 0.0, 255.0));
 }
 
-void store(unsigned char *rgb, const RGB888Pixel &pixel)
-{
-    rgb[0] = pixel.r;
-    rgb[1] = pixel.g;
-    rgb[2] = pixel.b;
-}
-
 // What U and V add to red, green and blue of every pixel that has them.
 struct Sums {
     int r, g, b;
@@ -38,11 +31,18 @@ Sums sumsOf8Bits(int u, int v)
     return {409 * e + 128, -100 * d - 208 * e + 128, 516 * d + 128};
 }
 
-RGB888Pixel pixelOf8Bits(int y, const Sums &sums)
+// Byte by byte: a pixel that is put together first would stall the loads that follow.
+template <int kShift>
+void store(unsigned char *rgb, int luma, const Sums &sums)
 {
-    const int luma = 298 * (y - 16);
-    return {byteOf((luma + sums.r) >> 8), byteOf((luma + sums.g) >> 8),
-            byteOf((luma + sums.b) >> 8)};
+    rgb[0] = byteOf((luma + sums.r) >> kShift);
+    rgb[1] = byteOf((luma + sums.g) >> kShift);
+    rgb[2] = byteOf((luma + sums.b) >> kShift);
+}
+
+void storeOf8Bits(unsigned char *rgb, int y, const Sums &sums)
+{
+    store<8>(rgb, 298 * (y - 16), sums);
 }
 
 Sums sumsOf10Bits(int u, int v)
@@ -52,11 +52,9 @@ Sums sumsOf10Bits(int u, int v)
     return {1634 * e, -833 * e - 400 * d, 2066 * d};
 }
 
-RGB888Pixel pixelOf10Bits(int y, const Sums &sums)
+void storeOf10Bits(unsigned char *rgb, int y, const Sums &sums)
 {
-    const int luma = 1192 * std::max(y - 16, 0);
-    return {byteOf((luma + sums.r) >> 10), byteOf((luma + sums.g) >> 10),
-            byteOf((luma + sums.b) >> 10)};
+    store<10>(rgb, 1192 * std::max(y - 16, 0), sums);
 }
 
 // plainPixelOfDoubles without doubles, for U and V of bytes: Y is a whole number, so it changes no
@@ -68,17 +66,12 @@ Sums sumsOfDoubles(int u, int v)
     return {e + (24294 * e >> 16), (-731907 * e - 354034 * d) >> 20, 2 * d + (-17537 * d >> 16)};
 }
 
-RGB888Pixel pixelOfDoubles(int y, const Sums &sums)
-{
-    return {byteOf(y + sums.r), byteOf(y + sums.g), byteOf(y + sums.b)};
-}
-
 // The pixels of up to two columns, which have the same U and V.
 void storeColumns(const YuvRowPair &rows, std::size_t x, std::size_t columns, const Sums &sums)
 {
     for (std::size_t i = x; i < x + columns; ++i) {
-        store(rows.rgb[0] + 3 * i, pixelOf10Bits(rows.luma[0][i], sums));
-        store(rows.rgb[1] + 3 * i, pixelOf10Bits(rows.luma[1][i], sums));
+        storeOf10Bits(rows.rgb[0] + 3 * i, rows.luma[0][i], sums);
+        storeOf10Bits(rows.rgb[1] + 3 * i, rows.luma[1][i], sums);
     }
 }
 
@@ -142,12 +135,16 @@ template struct PlainTurns<RGB888Pixel>;
 
 RGB888Pixel plainPixelOf8Bits(int y, int u, int v)
 {
-    return pixelOf8Bits(y, sumsOf8Bits(u, v));
+    unsigned char rgb[3];
+    storeOf8Bits(rgb, y, sumsOf8Bits(u, v));
+    return {rgb[0], rgb[1], rgb[2]};
 }
 
 RGB888Pixel plainPixelOf10Bits(int y, int u, int v)
 {
-    return pixelOf10Bits(y, sumsOf10Bits(u, v));
+    unsigned char rgb[3];
+    storeOf10Bits(rgb, y, sumsOf10Bits(u, v));
+    return {rgb[0], rgb[1], rgb[2]};
 }
 
 RGB888Pixel plainPixelOfDoubles(int y, int u, int v)
@@ -176,8 +173,8 @@ void plainYuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t 
 {
     for (std::size_t i = 0; i < groups; ++i, yuyv += 4, rgb += 6) {
         const Sums sums = sumsOfDoubles(yuyv[1], yuyv[3]);
-        store(rgb, pixelOfDoubles(yuyv[0], sums));
-        store(rgb + 3, pixelOfDoubles(yuyv[2], sums));
+        store<0>(rgb, yuyv[0], sums);
+        store<0>(rgb + 3, yuyv[2], sums);
     }
 }
 
@@ -185,8 +182,8 @@ void plainUyvyGroups(unsigned char *rgb, const unsigned char *uyvy, std::size_t 
 {
     for (std::size_t i = 0; i < groups; ++i, uyvy += 4, rgb += 6) {
         const Sums sums = sumsOf8Bits(uyvy[0], uyvy[2]);
-        store(rgb, pixelOf8Bits(uyvy[1], sums));
-        store(rgb + 3, pixelOf8Bits(uyvy[3], sums));
+        storeOf8Bits(rgb, uyvy[1], sums);
+        storeOf8Bits(rgb + 3, uyvy[3], sums);
     }
 }
 
