@@ -65,7 +65,7 @@ struct YuvProducts {
 
 private:
     // A byte that divides the product with a quotient that is a signed byte.
-    static consteval int factorOf(int product)
+    static constexpr int factorOf(int product)
     {
         int factor = 1;
         while (product % factor != 0 || product / factor > 127)
