@@ -16,7 +16,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SIZES = re.compile(r"/(width:\d+/height:\d+|bytes:\d+)")
-ORDER = ["any", "scalar", "avx2", "avx512", "neon"]
+ORDER = ["any", "scalar", "sse41", "avx2", "avx512", "avx512vbmi", "neon"]
 
 
 def runs(path):
@@ -37,9 +37,11 @@ def goal_of(goals, name, instructions):
     for goal in goals:
         if re.match(goal["benchmark"], name):
             goal["used"] = True
-            if "ratio" in goal and instructions != "scalar":
-                return goal["ratio"]
-            return goal.get(instructions)
+            # "ratio" is for all instruction sets that no other goal is for, but for these two.
+            every = None if instructions in ("scalar", "sse41") else goal.get("ratio")
+            value = goal.get(instructions, every)
+            if value is not None:
+                return value
     return None
 
 

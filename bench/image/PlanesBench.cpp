@@ -1,6 +1,6 @@
 // Images of 4:2:0 with a destination (which overwrites the source as well) against libyuv,
 // rotations in place and crops against a memcpy of the image.
-#include "bench/Frames.h"
+#include "bench/image/ImageSizes.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
 
@@ -23,7 +23,7 @@ void BM_InPlace_Clockwise90_Memcpy(benchmark::State &state)
         },
         copyOf(3 * frames.pixels()));
 }
-BENCHMARK(BM_InPlace_Clockwise90_Memcpy)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_InPlace_Clockwise90_Memcpy)->Apply(nubrix::bench::pairSizes);
 
 // Rows of three quarters of the width.
 void BM_Resize_Memcpy(benchmark::State &state)
@@ -39,7 +39,7 @@ void BM_Resize_Memcpy(benchmark::State &state)
         },
         copyOf(2 * frames.pixels() * 3 / 4));
 }
-BENCHMARK(BM_Resize_Memcpy)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_Resize_Memcpy)->Apply(nubrix::bench::pairSizes);
 
 #ifdef NUBRIX_BENCH_LIBYUV
 void rotateWithLibyuv(Frame &frame, int width, int height)
@@ -63,7 +63,7 @@ void BM_Planar_Clockwise90_Libyuv(benchmark::State &state)
         },
         [&](Frame &frame) { rotateWithLibyuv(frame, frames.width(), frames.height()); });
 }
-BENCHMARK(BM_Planar_Clockwise90_Libyuv)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_Planar_Clockwise90_Libyuv)->Apply(nubrix::bench::pairSizes);
 
 void BM_Planar_Mirror_Libyuv(benchmark::State &state)
 {
@@ -82,7 +82,7 @@ void BM_Planar_Mirror_Libyuv(benchmark::State &state)
                                width / 2, width, height);
         });
 }
-BENCHMARK(BM_Planar_Mirror_Libyuv)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_Planar_Mirror_Libyuv)->Apply(nubrix::bench::pairSizes);
 #endif
 
 }  // namespace

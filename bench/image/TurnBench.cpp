@@ -1,6 +1,6 @@
 // Rotations with a destination, and mirroring, against libyuv, OpenCV and a memcpy of the image.
 // The peers mirror into another image.
-#include "bench/Frames.h"
+#include "bench/image/ImageSizes.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
 
@@ -50,11 +50,11 @@ void BM_Turn_Memcpy(benchmark::State &state)
     compareWith<kJob, T>(state, frames, copyOf(sizeof(T) * frames.pixels()));
 }
 
-#define NUBRIX_BENCH_JOBS(function, T)                                          \
-    BENCHMARK(function<Job::kClockwise90, T>)->Apply(nubrix::bench::sizes);     \
-    BENCHMARK(function<Job::kAnticlockwise90, T>)->Apply(nubrix::bench::sizes); \
-    BENCHMARK(function<Job::kClockwise180, T>)->Apply(nubrix::bench::sizes);    \
-    BENCHMARK(function<Job::kMirror, T>)->Apply(nubrix::bench::sizes);
+#define NUBRIX_BENCH_JOBS(function, T)                                             \
+    BENCHMARK(function<Job::kClockwise90, T>)->Apply(nubrix::bench::anySizes);     \
+    BENCHMARK(function<Job::kAnticlockwise90, T>)->Apply(nubrix::bench::anySizes); \
+    BENCHMARK(function<Job::kClockwise180, T>)->Apply(nubrix::bench::anySizes);    \
+    BENCHMARK(function<Job::kMirror, T>)->Apply(nubrix::bench::anySizes);
 NUBRIX_BENCH_JOBS(BM_Turn_Memcpy, unsigned char)
 NUBRIX_BENCH_JOBS(BM_Turn_Memcpy, unsigned short)
 NUBRIX_BENCH_JOBS(BM_Turn_Memcpy, RGB888Pixel)
@@ -90,10 +90,10 @@ void BM_Turn_Libyuv(benchmark::State &state)
     });
 }
 NUBRIX_BENCH_JOBS(BM_Turn_Libyuv, unsigned char)
-BENCHMARK(BM_Turn_Libyuv<Job::kClockwise90, unsigned short>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_Turn_Libyuv<Job::kClockwise180, unsigned short>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_Turn_Libyuv<Job::kAnticlockwise90, unsigned short>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_Turn_Libyuv<Job::kMirror, RGB888Pixel>)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_Turn_Libyuv<Job::kClockwise90, unsigned short>)->Apply(nubrix::bench::anySizes);
+BENCHMARK(BM_Turn_Libyuv<Job::kClockwise180, unsigned short>)->Apply(nubrix::bench::anySizes);
+BENCHMARK(BM_Turn_Libyuv<Job::kAnticlockwise90, unsigned short>)->Apply(nubrix::bench::anySizes);
+BENCHMARK(BM_Turn_Libyuv<Job::kMirror, RGB888Pixel>)->Apply(nubrix::bench::anySizes);
 #endif
 
 #ifdef NUBRIX_BENCH_OPENCV

@@ -1,5 +1,5 @@
 // The conversions from YUV to RGB against libyuv, OpenCV and a memcpy of the bytes that they write.
-#include "bench/Frames.h"
+#include "bench/image/ImageSizes.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
 
@@ -9,6 +9,16 @@ using nubrix::bench::compare;
 using nubrix::bench::copyOf;
 using nubrix::bench::Frame;
 using nubrix::bench::Frames;
+
+// Colours at the ends of their range, as overexposed and dark places have them: sums are clamped in
+// both directions, at random.
+void saturate(Frames &frames)
+{
+    for (std::size_t i = 0; i < frames.count(); ++i) {
+        for (unsigned char &byte : frames[i].source)
+            byte = byte < 128 ? 0 : 255;
+    }
+}
 
 enum class Format { kI420, kNv21, kYuyv, kUyvy };
 
@@ -46,10 +56,10 @@ void BM_YuvToRgb_Memcpy(benchmark::State &state)
         [&](Frame &frame) { convert<kFormat>(frame, frames.width(), frames.height()); },
         copyOf(3 * frames.pixels()));
 }
-BENCHMARK(BM_YuvToRgb_Memcpy<Format::kI420>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_Memcpy<Format::kNv21>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_Memcpy<Format::kYuyv>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_Memcpy<Format::kUyvy>)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_YuvToRgb_Memcpy<Format::kI420>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_Memcpy<Format::kNv21>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_Memcpy<Format::kYuyv>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_Memcpy<Format::kUyvy>)->Apply(nubrix::bench::pairSizes);
 
 #ifdef NUBRIX_BENCH_LIBYUV
 template <Format kFormat>
@@ -80,18 +90,36 @@ void convertWithLibyuv(Frame &frame, int width, int height)
 }
 
 template <Format kFormat>
-void BM_YuvToRgb_Libyuv(benchmark::State &state)
+void compareWithLibyuv(benchmark::State &state, Frames &frames)
 {
-    Frames frames(state);
     compare(
         state, frames,
         [&](Frame &frame) { convert<kFormat>(frame, frames.width(), frames.height()); },
         [&](Frame &frame) { convertWithLibyuv<kFormat>(frame, frames.width(), frames.height()); });
 }
-BENCHMARK(BM_YuvToRgb_Libyuv<Format::kI420>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_Libyuv<Format::kNv21>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_Libyuv<Format::kYuyv>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_Libyuv<Format::kUyvy>)->Apply(nubrix::bench::sizes);
+
+template <Format kFormat>
+void BM_YuvToRgb_Libyuv(benchmark::State &state)
+{
+    Frames frames(state);
+    compareWithLibyuv<kFormat>(state, frames);
+}
+BENCHMARK(BM_YuvToRgb_Libyuv<Format::kI420>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_Libyuv<Format::kNv21>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_Libyuv<Format::kYuyv>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_Libyuv<Format::kUyvy>)->Apply(nubrix::bench::pairSizes);
+
+template <Format kFormat>
+void BM_SaturatedYuvToRgb_Libyuv(benchmark::State &state)
+{
+    Frames frames(state);
+    saturate(frames);
+    compareWithLibyuv<kFormat>(state, frames);
+}
+BENCHMARK(BM_SaturatedYuvToRgb_Libyuv<Format::kI420>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_SaturatedYuvToRgb_Libyuv<Format::kNv21>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_SaturatedYuvToRgb_Libyuv<Format::kYuyv>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_SaturatedYuvToRgb_Libyuv<Format::kUyvy>)->Apply(nubrix::bench::pairSizes);
 #endif
 
 #ifdef NUBRIX_BENCH_OPENCV
@@ -116,10 +144,10 @@ void BM_YuvToRgb_OpenCv(benchmark::State &state)
         [&](Frame &frame) { convert<kFormat>(frame, frames.width(), frames.height()); },
         [&](Frame &frame) { convertWithOpenCv<kFormat>(frame, frames.width(), frames.height()); });
 }
-BENCHMARK(BM_YuvToRgb_OpenCv<Format::kI420>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_OpenCv<Format::kNv21>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_OpenCv<Format::kYuyv>)->Apply(nubrix::bench::sizes);
-BENCHMARK(BM_YuvToRgb_OpenCv<Format::kUyvy>)->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_YuvToRgb_OpenCv<Format::kI420>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_OpenCv<Format::kNv21>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_OpenCv<Format::kYuyv>)->Apply(nubrix::bench::pairSizes);
+BENCHMARK(BM_YuvToRgb_OpenCv<Format::kUyvy>)->Apply(nubrix::bench::pairSizes);
 #endif
 
 }  // namespace

@@ -32,16 +32,6 @@ struct ByteOrders {
             return i / 16 * 16 + pixel / 2 + pixel % 2 * 8;
         }
     };
-    template <int kPart>
-    struct SpreadBlocks {
-        static constexpr int of(int i)
-        {
-            int block = 0;
-            while ((3 * block + kPart) % kBlocks != i)
-                ++block;
-            return block;
-        }
-    };
     template <int kElements, int kHalf>
     struct Interleaved {  // kElements are in a block
         static constexpr int of(int i)
@@ -61,17 +51,13 @@ struct ByteOrders {
                    i % kPixelBytes;
         }
     };
-    template <int kVector>
-    struct BlendBytes {  // which colour a byte belongs to
-        static constexpr int of(int i) { return (16 * kVector + i % 16) % 3; }
+    template <int kPlace>
+    struct WhereByte {  // every third byte of a block from the second vector
+        static constexpr int of(int i) { return i % 16 % 3 == kPlace ? N + i : i; }
     };
-    template <int kVector>
-    struct BlendBlocks {  // which part of the block
-        static constexpr int of(int i) { return (kBlocks * kVector + i / 16) % 3; }
-    };
-    template <class Which, int kThat>
-    struct Where {  // lanes of the second vector where it is kThat
-        static constexpr int of(int i) { return Which::of(i) == kThat ? N + i : i; }
+    template <int kFirst>
+    struct EverySecond {
+        static constexpr int of(int i) { return 2 * i + kFirst; }
     };
     template <class Order>
     struct HalfBlocks {
@@ -102,6 +88,7 @@ struct ByteLanes {
 
     static constexpr int kBytes = N;
     static constexpr int kBlocks = N / 16;
+    static constexpr bool kHasThreeWayLogic = false;
 
     template <class Vector = Bytes>
     NUBRIX_KERNEL_INLINE Vector load(const void *from)
@@ -129,6 +116,15 @@ struct ByteLanes {
     {
         typedef unsigned short Unsigned __attribute__((vector_size(N)));
         return __builtin_bit_cast(Words, __builtin_bit_cast(Unsigned, bytes) >> 8);
+    }
+    /// The same, 256 times as large and with `low` added.
+    NUBRIX_KERNEL_INLINE Words evenBytesRaised(Bytes bytes, int low)
+    {
+        return (__builtin_bit_cast(Words, bytes) << 8) | allOf(low);
+    }
+    NUBRIX_KERNEL_INLINE Words oddBytesRaised(Bytes bytes, int low)
+    {
+        return (__builtin_bit_cast(Words, bytes) & allOf(-256)) | allOf(low);
     }
     /// a + b, or the largest word if that is less; no sum may be below the smallest word.
     NUBRIX_KERNEL_INLINE Words addSaturated(Words a, Words b)
@@ -199,33 +195,46 @@ struct ByteLanes {
     /// order of pack(pixels 0, 2, 4 ..., pixels 1, 3, 5 ...).
     NUBRIX_KERNEL_INLINE void storeRgb(unsigned char *to, Bytes r, Bytes g, Bytes b)
     {
-        // Neither 16 nor the number of blocks is a multiple of 3, so the bytes of one colour have
-        // different places in the three blocks: one shuffle puts them there, blending does the
-        // rest. Then the same with blocks.
+        // 16 is no multiple of 3, so the bytes of one colour have different places in the three
+        // blocks that 16 pixels fill: one shuffle puts them there, blending does the rest.
         r = shuffle<typename Orders::template SpreadColour<0>>(r, r);
         g = shuffle<typename Orders::template SpreadColour<1>>(g, g);
         b = shuffle<typename Orders::template SpreadColour<2>>(b, b);
-        Bytes first = blend<Orders::template BlendBytes, 0>(r, g, b);
-        Bytes second = blend<Orders::template BlendBytes, 1>(r, g, b);
-        Bytes third = blend<Orders::template BlendBytes, 2>(r, g, b);
-        first = shuffleBlocks<typename Orders::template SpreadBlocks<0>>(first, first);
-        second = shuffleBlocks<typename Orders::template SpreadBlocks<1>>(second, second);
-        third = shuffleBlocks<typename Orders::template SpreadBlocks<2>>(third, third);
-        store(to, blend<Orders::template BlendBlocks, 0>(first, second, third));
-        store(to + N, blend<Orders::template BlendBlocks, 1>(first, second, third));
-        store(to + N + N, blend<Orders::template BlendBlocks, 2>(first, second, third));
+        Local::storeBlocks(to, Local::everyThird(r, g, b), Local::everyThird(g, b, r),
+                           Local::everyThird(b, r, g));
+    }
+    /// Stores the first blocks of the three, then the second ones ...
+    NUBRIX_KERNEL_INLINE void storeBlocks(unsigned char *to, Bytes first, Bytes second, Bytes third)
+    {
+        scatter(to, 48, first);
+        scatter(to + 16, 48, second);
+        scatter(to + 32, 48, third);
+    }
+
+    struct Separated {
+        Bytes even, odd;
+    };
+    /// The bytes at the even places of 2 * N bytes, and those at the odd ones.
+    NUBRIX_KERNEL_INLINE Separated separate(const unsigned char *from)
+    {
+        const Bytes a = load(from);
+        const Bytes b = load(from + N);
+        // pack takes blocks in turn.
+        const Bytes first = shuffleBlocks<typename Orders::template EverySecond<0>>(a, b);
+        const Bytes second = shuffleBlocks<typename Orders::template EverySecond<1>>(a, b);
+        return {Local::pack(evenBytes(first), evenBytes(second)),
+                Local::pack(oddBytes(first), oddBytes(second))};
+    }
+    /// The bytes 0, 3, 6 ... of a, 1, 4, 7 ... of b and 2, 5, 8 ... of c, in every block anew.
+    NUBRIX_KERNEL_INLINE Bytes everyThird(Bytes a, Bytes b, Bytes c)
+    {
+        return shuffle<typename Orders::template WhereByte<2>>(
+            shuffle<typename Orders::template WhereByte<1>>(a, b), c);
     }
 
 private:
     using Orders = ByteOrders<N>;
 
-    template <template <int> class Which, int kVector>
-    NUBRIX_KERNEL_INLINE Bytes blend(Bytes a, Bytes b, Bytes c)
-    {
-        using Second = typename Orders::template Where<Which<kVector>, 1>;
-        using Third = typename Orders::template Where<Which<kVector>, 2>;
-        return shuffle<Third>(shuffle<Second>(a, b), c);
-    }
     template <class Vector, int kHalf>
     NUBRIX_KERNEL_INLINE Bytes interleave(Bytes a, Bytes b)
     {

@@ -12,6 +12,21 @@ template <class T>
 constexpr TurnKernel<T> kPlainTurns = {&PlainTurns<T>::clockwise90, &PlainTurns<T>::anticlockwise90,
                                        &PlainTurns<T>::reverse, &PlainTurns<T>::mirrorRow};
 
+constexpr YuvKernel kPlainYuv = {&plainI420Rows, &plainNv21Rows, &plainYuyvGroups,
+                                 &plainUyvyGroups};
+constexpr TurnKernels kPlainTurnsOfAll = {kPlainTurns<unsigned char>, kPlainTurns<BytePair>,
+                                          kPlainTurns<RGB888Pixel>};
+
+#ifdef __x86_64__
+constexpr ImageKernel kImageSse41 = {&kYuvSse41, &kTurnsSse41};
+constexpr ImageKernel kImageAvx2 = {&kYuvAvx2, &kTurnsAvx2};
+constexpr ImageKernel kImageAvx512 = {&kYuvAvx512, &kTurnsAvx512};
+constexpr ImageKernel kImageAvx512Vbmi = {&kYuvAvx512Vbmi, &kTurnsAvx512};
+#endif
+#ifdef __arm__
+constexpr ImageKernel kImageNeon = {&kYuvNeon, &kTurnsNeon};
+#endif
+
 std::atomic<const ImageKernel *> &current()
 {
     static std::atomic<const ImageKernel *> kernel = [] {
@@ -23,13 +38,7 @@ std::atomic<const ImageKernel *> &current()
 
 }  // namespace
 
-const ImageKernel kImagePlain = {&plainI420Row,
-                                 &plainNv21Row,
-                                 &plainYuyvGroups,
-                                 &plainUyvyGroups,
-                                 kPlainTurns<unsigned char>,
-                                 kPlainTurns<BytePair>,
-                                 kPlainTurns<RGB888Pixel>};
+const ImageKernel kImagePlain = {&kPlainYuv, &kPlainTurnsOfAll};
 
 const ImageKernel *imageKernelOf(InstructionSet set)
 {
@@ -39,10 +48,14 @@ const ImageKernel *imageKernelOf(InstructionSet set)
         case InstructionSet::kScalar:
             return &kImagePlain;
 #ifdef __x86_64__
+        case InstructionSet::kSse41:
+            return &kImageSse41;
         case InstructionSet::kAvx2:
             return &kImageAvx2;
         case InstructionSet::kAvx512:
             return &kImageAvx512;
+        case InstructionSet::kAvx512Vbmi:
+            return &kImageAvx512Vbmi;
 #endif
 #ifdef __arm__
         case InstructionSet::kNeon:

@@ -20,18 +20,25 @@ struct TurnKernel {
 
 /// Every function has the same result, to the bit, as the plain function of its name in
 /// ImagePlain.h, and touches no byte outside its images.
-struct ImageKernel {
-    void (*i420Row)(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
-                    const unsigned char *v, std::size_t width);
-    void (*nv21Row)(unsigned char *rgb, const unsigned char *luma, const unsigned char *vu,
-                    std::size_t width);
+struct YuvKernel {
+    void (*i420Rows)(const YuvRowPair &rows, const unsigned char *u, const unsigned char *v,
+                     std::size_t width);
+    void (*nv21Rows)(const YuvRowPair &rows, const unsigned char *vu, std::size_t width);
     void (*yuyvGroups)(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups);
     void (*uyvyGroups)(unsigned char *rgb, const unsigned char *uyvy, std::size_t groups);
-    TurnKernel<unsigned char> turn8;
-    TurnKernel<BytePair> turn16;
-    TurnKernel<RGB888Pixel> turn24;
+};
 
-    /// The functions for pixels of the type T.
+struct TurnKernels {
+    TurnKernel<unsigned char> of8;
+    TurnKernel<BytePair> of16;
+    TurnKernel<RGB888Pixel> of24;
+};
+
+struct ImageKernel {
+    const YuvKernel *yuv;
+    const TurnKernels *turns;
+
+    /// The turns of pixels of the type T.
     template <class T>
     const TurnKernel<T> &turn() const;
 };
@@ -39,17 +46,17 @@ struct ImageKernel {
 template <>
 inline const TurnKernel<unsigned char> &ImageKernel::turn() const
 {
-    return turn8;
+    return turns->of8;
 }
 template <>
 inline const TurnKernel<BytePair> &ImageKernel::turn() const
 {
-    return turn16;
+    return turns->of16;
 }
 template <>
 inline const TurnKernel<RGB888Pixel> &ImageKernel::turn() const
 {
-    return turn24;
+    return turns->of24;
 }
 
 /// The pixels of an image as a kernel takes them.
@@ -71,10 +78,19 @@ inline BytePair *pairsAt(unsigned char *plane)
     return reinterpret_cast<BytePair *>(plane);
 }
 
+// What the sources of the instruction sets define.
+extern const YuvKernel kYuvSse41;
+extern const YuvKernel kYuvAvx2;
+extern const YuvKernel kYuvAvx512;
+extern const YuvKernel kYuvAvx512Vbmi;
+extern const YuvKernel kYuvNeon;
+extern const TurnKernels kTurnsSse41;
+extern const TurnKernels kTurnsAvx2;
+extern const TurnKernels kTurnsAvx512;
+extern const TurnKernels kTurnsNeon;
+
+/// The plain functions.
 extern const ImageKernel kImagePlain;
-extern const ImageKernel kImageAvx2;
-extern const ImageKernel kImageAvx512;
-extern const ImageKernel kImageNeon;
 
 /// The kernel of an instruction set; null when this build has none. Thread-safe.
 const ImageKernel *imageKernelOf(InstructionSet set);

@@ -1,5 +1,5 @@
-// Assembles an image kernel from lanes; the only header that the source of an instruction set
-// includes.
+// Assembles the parts of an image kernel from lanes; the header that the source of an instruction
+// set includes.
 #pragma once
 
 #include "image/ImageKernel.h"
@@ -13,13 +13,15 @@ inline constexpr TurnKernel<T> kTurnKernelOf = {&QuarterTurns<Tile, T>::clockwis
                                                 &QuarterTurns<Tile, T>::anticlockwise90,
                                                 &Reversed::reverse, &Reversed::mirrorRow};
 
-/// The kernel made of Lanes. Quarter turns use TileLanes: longer vectors do not make them faster.
+/// `Colours` is YuvColours or ProductColours.
+template <class Lanes, class Colours>
+inline constexpr YuvKernel kYuvKernelOf = {
+    &YuvRows<Lanes, Colours>::i420Rows, &YuvRows<Lanes, Colours>::nv21Rows,
+    &YuvRows<Lanes, Colours>::yuyvGroups, &YuvRows<Lanes, Colours>::uyvyGroups};
+
+/// Quarter turns use TileLanes: longer vectors do not make them faster.
 template <class Lanes, class TileLanes = Lanes>
-inline constexpr ImageKernel kImageKernelOf = {
-    &YuvRows<Lanes>::i420Row,
-    &YuvRows<Lanes>::nv21Row,
-    &YuvRows<Lanes>::yuyvGroups,
-    &YuvRows<Lanes>::uyvyGroups,
+inline constexpr TurnKernels kTurnKernelsOf = {
     kTurnKernelOf<SquareTile<TileLanes, unsigned char>, ReversedPixels<Lanes, unsigned char>,
                   unsigned char>,
     kTurnKernelOf<SquareTile<TileLanes, BytePair>, ReversedPixels<Lanes, BytePair>, BytePair>,

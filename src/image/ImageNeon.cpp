@@ -39,6 +39,7 @@ private:
 
 }  // namespace
 
-const ImageKernel kImageNeon = kImageKernelOf<NeonLanes>;
+const YuvKernel kYuvNeon = kYuvKernelOf<NeonLanes, YuvColours<NeonLanes>>;
+const TurnKernels kTurnsNeon = kTurnKernelsOf<NeonLanes>;
 
 }  // namespace nubrix

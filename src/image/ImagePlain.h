@@ -30,13 +30,25 @@ RGB888Pixel plainPixelOf8Bits(int y, int u, int v);
 RGB888Pixel plainPixelOf10Bits(int y, int u, int v);
 RGB888Pixel plainPixelOfDoubles(int y, int u, int v);
 
-/// A row of a 4:2:0 image in 10 bits; each two pixels share a U and a V.
-void plainI420Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
-                  const unsigned char *v, std::size_t width);
-void plainNv21Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *vu,
-                  std::size_t width);
+/// Two rows of a 4:2:0 image, which have the same U and V; the last row of an odd height is both.
+struct YuvRowPair {
+    unsigned char *rgb[2];
+    const unsigned char *luma[2];
 
-/// Groups of Y0 U Y1 V in doubles, and of U Y0 V Y1 in 8 bits; each makes two pixels.
+    /// The same rows from an even column on.
+    YuvRowPair from(std::size_t x) const
+    {
+        return {{rgb[0] + 3 * x, rgb[1] + 3 * x}, {luma[0] + x, luma[1] + x}};
+    }
+};
+
+/// In 10 bits; each two pixels of a row share a U and a V, too.
+void plainI420Rows(const YuvRowPair &rows, const unsigned char *u, const unsigned char *v,
+                   std::size_t width);
+void plainNv21Rows(const YuvRowPair &rows, const unsigned char *vu, std::size_t width);
+
+/// Groups of Y0 U Y1 V with the results of doubles, and of U Y0 V Y1 in 8 bits; each makes two
+/// pixels.
 void plainYuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups);
 void plainUyvyGroups(unsigned char *rgb, const unsigned char *uyvy, std::size_t groups);
 

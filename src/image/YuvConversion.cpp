@@ -24,6 +24,21 @@ struct Size {
     std::size_t width, height;
 };
 
+/// The rows of a 4:2:0 image in pairs; the last row of an odd height is a pair with itself.
+template <class Convert>
+void forRowPairs(unsigned char *rgb, const unsigned char *luma, const Size &size,
+                 const Convert &convert)
+{
+    for (std::size_t row = 0; row < size.height; row += 2) {
+        const std::size_t second = row + 1 < size.height ? row + 1 : row;
+        const std::size_t pixel = size.width * row;
+        const std::size_t secondPixel = size.width * second;
+        convert(nubrix::YuvRowPair{{rgb + 3 * pixel, rgb + 3 * secondPixel},
+                                   {luma + pixel, luma + secondPixel}},
+                row / 2);
+    }
+}
+
 }  // namespace
 
 void YUV444ToRGB888(unsigned char y, unsigned char u, unsigned char v, unsigned char &r,
@@ -50,12 +65,11 @@ bool YUVI420ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int heig
     const std::size_t halfWidth = size.width / 2;
     const unsigned char *const u = yuv + size.width * size.height;
     const unsigned char *const v = u + halfWidth * (size.height / 2);
-    const auto convertRow = imageKernel().i420Row;
-    for (std::size_t row = 0; row < size.height; ++row) {
-        const std::size_t chroma = halfWidth * (row / 2);
-        convertRow(rgb + 3 * size.width * row, yuv + size.width * row, u + chroma, v + chroma,
-                   size.width);
-    }
+    const auto convert = imageKernel().yuv->i420Rows;
+    forRowPairs(rgb, yuv, size, [=](const nubrix::YuvRowPair &rows, std::size_t chromaRow) {
+        const std::size_t chroma = halfWidth * chromaRow;
+        convert(rows, u + chroma, v + chroma, size.width);
+    });
     return true;
 }
 
@@ -65,11 +79,10 @@ bool YUVNV21ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int heig
         return false;
     const Size size(width, height);
     const unsigned char *const vu = yuv + size.width * size.height;
-    const auto convertRow = imageKernel().nv21Row;
-    for (std::size_t row = 0; row < size.height; ++row) {
-        convertRow(rgb + 3 * size.width * row, yuv + size.width * row,
-                   vu + size.width / 2 * 2 * (row / 2), size.width);
-    }
+    const auto convert = imageKernel().yuv->nv21Rows;
+    forRowPairs(rgb, yuv, size, [=](const nubrix::YuvRowPair &rows, std::size_t chromaRow) {
+        convert(rows, vu + size.width / 2 * 2 * chromaRow, size.width);
+    });
     return true;
 }
 
@@ -82,7 +95,7 @@ bool YUV422ToRGB(unsigned char *rgb, unsigned char *yuyv, unsigned int width, un
 {
     if (isRefused(rgb, yuyv))
         return false;
-    imageKernel().yuyvGroups(rgb, yuyv, std::size_t{width} * height / 2);
+    imageKernel().yuv->yuyvGroups(rgb, yuyv, std::size_t{width} * height / 2);
     return true;
 }
 
@@ -101,7 +114,7 @@ void YUV422ToRGB888(const unsigned char *uyvy, unsigned char *rgb, unsigned int 
     const std::int64_t fitting = capacity < 3 ? 1 : (capacity - 3) / 6 + 1;
     const std::int64_t present = sourceBytes / 4;
     const auto groups = static_cast<unsigned int>(fitting < present ? fitting : present);
-    imageKernel().uyvyGroups(rgb, uyvy, groups);
+    imageKernel().yuv->uyvyGroups(rgb, uyvy, groups);
     *consumed = 4 * groups;
     *produced = 6 * groups;
 }

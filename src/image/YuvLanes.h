@@ -1,7 +1,7 @@
 // The conversions from YUV to RGB, many pixels at a time; compiled once for each instruction set.
 //
-// A layout loads the Y, U and V of a vector of pixels, a formula computes their colours in words of
-// 16 bits, and YuvRows combines the two for each format.
+// Two pixels share a U and a V. A formula computes from U and V what the colours add to Y, and then
+// the colours of the first and of the second pixels of the pairs; all are words of 16 bits.
 #pragma once
 
 #include "image/ByteLanes.h"
@@ -9,10 +9,10 @@
 
 namespace nubrix {
 
-/// Pixels in pairs, as words: Y of the first pixels, Y of the second pixels, U and V of both.
+/// Words of the first pixels of the pairs, and of the second ones.
 template <class Lanes>
 struct YuvPairs {
-    typename Lanes::Words first, second, u, v;
+    typename Lanes::Words first, second;
 };
 
 /// The formula of 10 bits. Its factors but those of U and V are multiples of 8, so
@@ -21,16 +21,21 @@ struct YuvPairs {
 /// does not; there 2048 u and the 4096 are added at the end.
 template <class Lanes>
 struct Of10Bits {
+    using Bytes = typename Lanes::Bytes;
     using Words = typename Lanes::Words;
 
-    explicit Of10Bits(const YuvPairs<Lanes> &pairs)
+    Of10Bits(Words u, Words v)
     {
-        const Words d = pairs.u - Lanes::allOf(128);
-        const Words e = pairs.v - Lanes::allOf(128);
+        const Words d = u - Lanes::allOf(128);
+        const Words e = v - Lanes::allOf(128);
         m_red = 204 * e + (e >> 2) + Lanes::allOf(4096);
         m_green = -104 * e - 50 * d + (-e >> 3) + Lanes::allOf(4096);
         m_blue = 2 * d + (d >> 2);
         m_bluePlus = 2 * d + Lanes::allOf(32);
+    }
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
+    {
+        return {luma(Lanes::evenBytes(y)), luma(Lanes::oddBytes(y))};
     }
     NUBRIX_KERNEL_INLINE Words luma(Words y)
     {
@@ -49,16 +54,21 @@ private:
 /// The formula of 8 bits, likewise: (298 y + c) >> 8 = (149 y + floor(c / 2)) >> 7.
 template <class Lanes>
 struct Of8Bits {
+    using Bytes = typename Lanes::Bytes;
     using Words = typename Lanes::Words;
 
-    explicit Of8Bits(const YuvPairs<Lanes> &pairs)
+    Of8Bits(Words u, Words v)
     {
-        const Words d = pairs.u - Lanes::allOf(128);
-        const Words e = pairs.v - Lanes::allOf(128);
+        const Words d = u - Lanes::allOf(128);
+        const Words e = v - Lanes::allOf(128);
         m_red = 204 * e + (e >> 1) + Lanes::allOf(4096 + 64);
         m_green = -50 * d - 104 * e + Lanes::allOf(4096 + 64);
         m_blue = 2 * d + Lanes::allOf(64);
         m_bluePlus = 2 * d + Lanes::allOf(32);
+    }
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
+    {
+        return {luma(Lanes::evenBytes(y)), luma(Lanes::oddBytes(y))};
     }
     NUBRIX_KERNEL_INLINE Words luma(Words y)
     {
@@ -77,19 +87,23 @@ private:
 /// That of green is floor((-731907 e - 354034 d) / 2^20), in three steps of 16 bits.
 template <class Lanes>
 struct OfDoubles {
+    using Bytes = typename Lanes::Bytes;
     using Words = typename Lanes::Words;
 
-    explicit OfDoubles(const YuvPairs<Lanes> &pairs)
+    OfDoubles(Words u, Words v)
     {
-        const Words d = pairs.u - Lanes::allOf(128);
-        const Words e = pairs.v - Lanes::allOf(128);
+        const Words d = u - Lanes::allOf(128);
+        const Words e = v - Lanes::allOf(128);
         m_red = e + ((178 * e + ((189 * e) >> 4)) >> 9);
         const Words fine = (-3 * e + 14 * d) >> 5;
         const Words middle = (-88 * e - 56 * d + fine) >> 8;
         m_green = (-89 * e - 43 * d + middle) >> 7;
         m_blue = 2 * d + ((-137 * d) >> 9);
     }
-    NUBRIX_KERNEL_INLINE Words luma(Words y) { return y; }
+    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> luma(Bytes y)
+    {
+        return {Lanes::evenBytes(y), Lanes::oddBytes(y)};
+    }
     Words red(Words luma) const { return luma + m_red; }
     Words green(Words luma) const { return luma + m_green; }
     Words blue(Words luma) const { return luma + m_blue; }
@@ -98,126 +112,123 @@ private:
     Words m_red, m_green, m_blue;
 };
 
-/// Layouts: how the Y, U and V of a vector of pixels are loaded.
+/// Which formula a format has, and how its U and V are loaded.
 template <class Lanes>
-struct I420Layout {
-    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *luma, const unsigned char *u,
-                                              const unsigned char *v)
+struct YuvColours {
+    using Bytes = typename Lanes::Bytes;
+
+    NUBRIX_KERNEL_INLINE Of10Bits<Lanes> i420(const unsigned char *u, const unsigned char *v)
     {
         using Half = typename Lanes::HalfBytes;
-        const auto y = Lanes::load(luma);
-        return {Lanes::evenBytes(y), Lanes::oddBytes(y),
-                Lanes::widen(Lanes::template load<Half>(u)),
+        return {Lanes::widen(Lanes::template load<Half>(u)),
                 Lanes::widen(Lanes::template load<Half>(v))};
     }
-};
-
-template <class Lanes>
-struct Nv21Layout {
-    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *luma, const unsigned char *vu)
+    NUBRIX_KERNEL_INLINE Of10Bits<Lanes> nv21(const unsigned char *vu)
     {
-        const auto y = Lanes::load(luma);
-        const auto chroma = Lanes::load(vu);
-        return {Lanes::evenBytes(y), Lanes::oddBytes(y), Lanes::oddBytes(chroma),
-                Lanes::evenBytes(chroma)};
+        const Bytes chroma = Lanes::load(vu);
+        return {Lanes::oddBytes(chroma), Lanes::evenBytes(chroma)};
+    }
+    /// Of bytes U and V in turn.
+    NUBRIX_KERNEL_INLINE OfDoubles<Lanes> yuyv(Bytes chroma)
+    {
+        return {Lanes::evenBytes(chroma), Lanes::oddBytes(chroma)};
+    }
+    NUBRIX_KERNEL_INLINE Of8Bits<Lanes> uyvy(Bytes chroma)
+    {
+        return {Lanes::evenBytes(chroma), Lanes::oddBytes(chroma)};
     }
 };
 
-/// Four bytes a pair, with Y at the even places or at the odd ones.
-template <class Lanes, bool kLumaIsEven>
-struct PackedLayout {
-    NUBRIX_KERNEL_INLINE YuvPairs<Lanes> load(const unsigned char *from)
-    {
-        const auto a = Lanes::load(from);
-        const auto b = Lanes::load(from + Lanes::kBytes);
-        // pack takes blocks in turn.
-        const auto first = Lanes::template shuffleBlocks<EverySecond<0>>(a, b);
-        const auto second = Lanes::template shuffleBlocks<EverySecond<1>>(a, b);
-        const auto even = Lanes::pack(Lanes::evenBytes(first), Lanes::evenBytes(second));
-        const auto odd = Lanes::pack(Lanes::oddBytes(first), Lanes::oddBytes(second));
-        const auto luma = kLumaIsEven ? even : odd;
-        const auto chroma = kLumaIsEven ? odd : even;
-        return {Lanes::evenBytes(luma), Lanes::oddBytes(luma), Lanes::evenBytes(chroma),
-                Lanes::oddBytes(chroma)};
-    }
-
-private:
-    template <int kFirst>
-    struct EverySecond {
-        static constexpr int of(int i) { return 2 * i + kFirst; }
-    };
-};
-
-template <class Lanes>
+/// `Colours` is YuvColours or has the same functions.
+template <class Lanes, class Colours>
 class YuvRows {
 public:
-    static void i420Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *u,
-                        const unsigned char *v, std::size_t width)
+    static void i420Rows(const YuvRowPair &rows, const unsigned char *u, const unsigned char *v,
+                         std::size_t width)
     {
-        std::size_t x = 0;
-        for (; x + kPixels <= width; x += kPixels) {
-            prefetch(rgb + 3 * x, luma + x);
-            storePixels<Of10Bits<Lanes>>(rgb + 3 * x,
-                                         I420Layout<Lanes>::load(luma + x, u + x / 2, v + x / 2));
-        }
-        plainI420Row(rgb + 3 * x, luma + x, u + x / 2, v + x / 2, width - x);
+        const std::size_t done = inVectors(
+            width, [&](std::size_t x) __attribute__((always_inline)) {
+                storeBoth(rows, x, Colours::i420(u + x / 2, v + x / 2));
+            });
+        plainI420Rows(rows.from(done), u + done / 2, v + done / 2, width - done);
     }
-    static void nv21Row(unsigned char *rgb, const unsigned char *luma, const unsigned char *vu,
-                        std::size_t width)
+    static void nv21Rows(const YuvRowPair &rows, const unsigned char *vu, std::size_t width)
     {
-        std::size_t x = 0;
-        for (; x + kPixels <= width; x += kPixels) {
-            prefetch(rgb + 3 * x, luma + x);
-            storePixels<Of10Bits<Lanes>>(rgb + 3 * x, Nv21Layout<Lanes>::load(luma + x, vu + x));
-        }
-        plainNv21Row(rgb + 3 * x, luma + x, vu + x, width - x);
+        const std::size_t done = inVectors(
+            width, [&](std::size_t x) __attribute__((always_inline)) {
+                storeBoth(rows, x, Colours::nv21(vu + x));
+            });
+        plainNv21Rows(rows.from(done), vu + done, width - done);
     }
     static void yuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups)
     {
-        const std::size_t done = packed<OfDoubles<Lanes>, true>(rgb, yuyv, groups);
-        plainYuyvGroups(rgb + 6 * done, yuyv + 4 * done, groups - done);
+        const std::size_t done = inVectors(
+            2 * groups, [=](std::size_t x) __attribute__((always_inline)) {
+                prefetch<2 * kPixels>(yuyv + 2 * x);
+                const auto bytes = Lanes::separate(yuyv + 2 * x);
+                store(rgb + 3 * x, bytes.even, Colours::yuyv(bytes.odd));
+            });
+        plainYuyvGroups(rgb + 3 * done, yuyv + 2 * done, groups - done / 2);
     }
     static void uyvyGroups(unsigned char *rgb, const unsigned char *uyvy, std::size_t groups)
     {
-        const std::size_t done = packed<Of8Bits<Lanes>, false>(rgb, uyvy, groups);
-        plainUyvyGroups(rgb + 6 * done, uyvy + 4 * done, groups - done);
+        const std::size_t done = inVectors(
+            2 * groups, [=](std::size_t x) __attribute__((always_inline)) {
+                prefetch<2 * kPixels>(uyvy + 2 * x);
+                const auto bytes = Lanes::separate(uyvy + 2 * x);
+                store(rgb + 3 * x, bytes.odd, Colours::uyvy(bytes.even));
+            });
+        plainUyvyGroups(rgb + 3 * done, uyvy + 2 * done, groups - done / 2);
     }
 
 private:
     static constexpr std::size_t kPixels = Lanes::kBytes;
 
-    template <class Formula, bool kLumaIsEven>
-    NUBRIX_KERNEL_INLINE std::size_t packed(unsigned char *rgb, const unsigned char *from,
-                                            std::size_t groups)
+    template <class Formula>
+    NUBRIX_KERNEL_INLINE void storeBoth(const YuvRowPair &rows, std::size_t x,
+                                        const Formula &formula)
     {
-        std::size_t done = 0;
-        for (; done + kPixels / 2 <= groups; done += kPixels / 2) {
-            prefetch(rgb + 6 * done, from + 4 * done);
-            storePixels<Formula>(rgb + 6 * done,
-                                 PackedLayout<Lanes, kLumaIsEven>::load(from + 4 * done));
+        for (int i = 0; i < 2; ++i) {
+            prefetch<kPixels>(rows.luma[i] + x);
+            store(rows.rgb[i] + 3 * x, Lanes::load(rows.luma[i] + x), formula);
         }
-        return done;
+    }
+    template <class Formula>
+    NUBRIX_KERNEL_INLINE void store(unsigned char *rgb, typename Lanes::Bytes luma,
+                                    const Formula &formula)
+    {
+        prefetch<3 * kPixels>(rgb);
+        const YuvPairs<Lanes> y = Formula::luma(luma);
+        Lanes::storeRgb(rgb, Lanes::pack(formula.red(y.first), formula.red(y.second)),
+                        Lanes::pack(formula.green(y.first), formula.green(y.second)),
+                        Lanes::pack(formula.blue(y.first), formula.blue(y.second)));
     }
 
-    template <class Formula>
-    NUBRIX_KERNEL_INLINE void storePixels(unsigned char *rgb, const YuvPairs<Lanes> &pairs)
+    // Calls convert(x) for vectors of pixels that begin at an even x; returns how many pixels are
+    // done. The last vector overlaps the one before it, so that of a row that is not shorter than a
+    // vector at most one pixel is left.
+    template <class Convert>
+    NUBRIX_KERNEL_INLINE std::size_t inVectors(std::size_t width, const Convert &convert)
     {
-        const Formula formula(pairs);
-        const auto first = Formula::luma(pairs.first);
-        const auto second = Formula::luma(pairs.second);
-        Lanes::storeRgb(rgb, Lanes::pack(formula.red(first), formula.red(second)),
-                        Lanes::pack(formula.green(first), formula.green(second)),
-                        Lanes::pack(formula.blue(first), formula.blue(second)));
+        const std::size_t even = width / 2 * 2;
+        if (even < kPixels)
+            return 0;
+        const std::size_t last = even - kPixels;
+        for (std::size_t x = 0;; x = x + kPixels < last ? x + kPixels : last) {
+            convert(x);
+            if (x == last)
+                return even;
+        }
     }
 
     // The frames of a pool are rarely in a cache; where they are, this costs next to nothing.
-    NUBRIX_KERNEL_INLINE void prefetch(unsigned char *rgb, const unsigned char *from)
+    template <std::size_t kBytes>
+    NUBRIX_KERNEL_INLINE void prefetch(const unsigned char *bytes)
     {
-        constexpr int kAhead = 512;  // bytes
-        constexpr int kLine = 64;
-        __builtin_prefetch(from + kAhead);
-        for (int i = 0; i < 3 * Lanes::kBytes; i += kLine)
-            __builtin_prefetch(rgb + kAhead + i, 1);
+        constexpr std::size_t kAhead = 512;
+        constexpr std::size_t kLine = 64;
+        for (std::size_t i = 0; i < kBytes; i += kLine)
+            __builtin_prefetch(bytes + kAhead + i);
     }
 };
 
