@@ -1,0 +1,46 @@
+#include "stream/StreamLedger.h"
+
+#include "base/Clock.h"
+#include "stream/InternalFrame.h"
+#include "stream/Sensor.h"
+
+namespace nubrix {
+
+StreamLedger::StreamLedger(Sensor &sensor)
+    : m_sensor(sensor),
+      m_refusedBefore(sensor.pool().refusedCount()),
+      m_unclaimedBefore(sensor.unclaimedCount())
+{
+}
+
+StreamLedger::~StreamLedger()
+{
+    m_sensor.pool().heldFrames().forget(m_account);
+}
+
+void StreamLedger::handOut(const NubrixFrameRef *frame, unsigned long long &counter)
+{
+    ++counter;
+    HeldFrames &held = m_sensor.pool().heldFrames();
+    if (InternalFrame::isOf(frame, held))
+        held.add(frame, m_account, timeMicros());
+    else
+        held.addReleased(m_account);
+}
+
+void StreamLedger::onCallbackReturned(std::int64_t begun)
+{
+    m_counts.callbackMicroseconds += static_cast<std::uint64_t>(timeMicros() - begun);
+}
+
+NubrixStreamLedger StreamLedger::figures(std::uint64_t queued)
+{
+    NubrixStreamLedger ledger = m_counts;
+    ledger.queued = queued;
+    ledger.refused = m_sensor.pool().refusedCount() - m_refusedBefore;
+    ledger.unclaimed = m_sensor.unclaimedCount() - m_unclaimedBefore;
+    m_sensor.pool().heldFrames().fill(m_account, timeMicros(), ledger);
+    return ledger;
+}
+
+}  // namespace nubrix
