@@ -60,9 +60,11 @@ enum NubrixDeviceState : unsigned int {
 enum NubrixProperty : unsigned int {
     NUBRIX_PROPERTY_VERSION = 72,           ///< a NubrixVersions record, 82 bytes
     NUBRIX_PROPERTY_STREAM_FLAG_MODE = 75,  ///< an unsigned 32-bit value, 1 to 4
-    /// Plus a NubrixStreamType: a NubrixStreamCounters record, 20 bytes. Read only.
-    NUBRIX_PROPERTY_STREAM_COUNTERS = 0x5a00,
 };
+
+/// A further one, plus a NubrixStreamType: a NubrixStreamCounters record, 20 bytes. Read only. No
+/// enumerator, so that the sum is a number.
+constexpr unsigned int NUBRIX_PROPERTY_STREAM_COUNTERS = 0x5a00;
 
 /// Values of the process-wide error number. A success never clears it.
 enum NubrixErrorCode : unsigned int {
