@@ -70,7 +70,7 @@ int ThreadImpl::start()
         if (m_running || m_started || m_changing)
             return -5;
         m_changing = true;
-        m_abandoned = false;
+        m_start = Start::kPending;
     }
     const int result = launch();
     const CriticalSectionScoped guard(*m_lock);
@@ -93,15 +93,23 @@ int ThreadImpl::launch()
     }
     if (m_startEvent->wait(kStartTimeoutMs) == 0) {
         m_handle = handle;
+        decide(Start::kSucceeded);
         return 0;
     }
-    {
-        const CriticalSectionScoped guard(*m_lock);
-        m_abandoned = true;
-        m_running = false;
-    }
+    decide(Start::kGivenUp);
     pthread_join(handle, nullptr);
     return -11;
+}
+
+void ThreadImpl::decide(Start result)
+{
+    {
+        const CriticalSectionScoped guard(*m_lock);
+        m_start = result;
+        if (result == Start::kGivenUp)
+            m_running = false;
+    }
+    m_start.notify_all();
 }
 
 int ThreadImpl::stop()
@@ -166,7 +174,8 @@ bool ThreadImpl::announce()
 {
     {
         const CriticalSectionScoped guard(*m_lock);
-        m_running = !m_abandoned;  // a thread that starts too late must end: start() joins it
+        // A thread that starts too late must end: start() joins it.
+        m_running = m_start != Start::kGivenUp;
     }
     if (!m_name.empty())
         prctl(PR_SET_NAME, m_name.c_str());
@@ -179,7 +188,9 @@ bool ThreadImpl::announce()
 
 void ThreadImpl::loop()
 {
-    for (;;) {
+    // Nobody wakes a call of the function for a start that has been given up, and start() joins.
+    m_start.wait(Start::kPending);
+    while (m_start == Start::kSucceeded) {
         const bool again = m_run(m_argument);
         const CriticalSectionScoped guard(*m_lock);
         if (!again) {

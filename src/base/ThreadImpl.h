@@ -23,8 +23,11 @@ public:
     int setPriority(ThreadPriority priority) override;
 
 private:
+    enum class Start : int { kPending, kSucceeded, kGivenUp };
+
     static void *startThread(void *self);
     int launch();
+    void decide(Start result);
     bool announce();
     void loop();
     void Run();
@@ -35,8 +38,8 @@ private:
     const std::unique_ptr<CriticalSectionWrapper> m_lock;
     bool m_running NUBRIX_GUARDED_BY(*m_lock) = false;
     bool m_started NUBRIX_GUARDED_BY(*m_lock) = false;
-    bool m_changing NUBRIX_GUARDED_BY(*m_lock) = false;   // a start() or a stop() is under way
-    bool m_abandoned NUBRIX_GUARDED_BY(*m_lock) = false;  // start() waited in vain
+    bool m_changing NUBRIX_GUARDED_BY(*m_lock) = false;  // a start() or a stop() is under way
+    std::atomic<Start> m_start{Start::kPending};  // the thread waits until start() has decided
     std::atomic<int> m_threadId{-1};
     pthread_attr_t m_attributes = {};
     bool m_attributesMade = false;  // these three belong to the start() or stop() under way

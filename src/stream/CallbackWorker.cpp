@@ -5,12 +5,6 @@
 
 namespace nubrix {
 
-namespace {
-
-constexpr int kPassMs = 100;
-
-}  // namespace
-
 CallbackWorker::CallbackWorker(bool (*pass)(void *), void *stream)
     : m_thread(ThreadWrapper::createThread(pass, stream, "Stream CallBack"))
 {
@@ -91,24 +85,22 @@ bool CallbackWorker::hasEnded()
     return m_state != State::kRunning;
 }
 
-CallbackWorker::Wakeup CallbackWorker::wait()
+bool CallbackWorker::awaitFrame()
 {
-    const int waited = m_event.wait(kPassMs);
-    if (waited == -11)
-        return Wakeup::kNone;
+    const int waited = m_event.wait(-1);
     {
         const MutexLock guard(m_mutex);
         if (waited == 0 && m_wanted)
-            return Wakeup::kFrame;
+            return true;
     }
     if (waited == 0)
         logPrint(kLogMilestone, "stop NewCallFrameBackProcess Thread succeed!");
     const MutexLock guard(m_mutex);
     if (waited == 0 && m_wanted)  // again meanwhile
-        return Wakeup::kFrame;
+        return true;
     m_state = State::kEnded;
     m_changed.notify_all();
-    return Wakeup::kEnd;
+    return false;
 }
 
 }  // namespace nubrix

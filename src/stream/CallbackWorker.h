@@ -14,8 +14,6 @@ namespace nubrix {
 /// only where the worker does not itself wait for that thread (CallbackWait). Thread-safe.
 class CallbackWorker final {
 public:
-    enum class Wakeup { kNone, kFrame, kEnd };
-
     /// `pass` with `stream` is called back to back on the thread, until it returns false. It calls
     /// callbacks in a CallbackScope of this worker.
     CallbackWorker(bool (*pass)(void *), void *stream);
@@ -28,7 +26,7 @@ public:
     void run();
     /// Wakes the thread for a frame.
     void notify() { m_event.set(); }
-    /// Requests the thread to end: it starts no further callback.
+    /// Requests the thread to end: it starts no further callback. notify wakes it for that.
     void requestEnd();
     /// Waits until the thread has ended after requestEnd, and joins it. False when this thread must
     /// not wait for it; it ends when its callback returns.
@@ -37,8 +35,8 @@ public:
     void close();
     bool hasEnded();
 
-    /// For the thread: waits up to 100 ms and returns what it was woken for.
-    Wakeup wait();
+    /// For the thread: waits for a frame. False when the thread must end instead.
+    bool awaitFrame();
 
 private:
     enum class State { kIdle, kRunning, kEnded };  // ended: to be joined

@@ -1,5 +1,6 @@
 #include "stream/FrameReturn.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "stream/InternalFrame.h"
@@ -36,10 +37,14 @@ void FrameReturn::endNotifying()
         std::exchange(m_frameForListeners, nullptr)->release();
 }
 
-void FrameReturn::shelveIfDone(NubrixFrameRef *newest)
+int FrameReturn::shelveIfDone(NubrixFrameRef *newest)
 {
-    if (isSeen() && !isReaderExpected())
-        shelve(newest);
+    if (!newest || m_shelved || !isSeen())
+        return -1;
+    if (const int left = readerTimeLeftMs())
+        return left;
+    shelve(newest);
+    return -1;
 }
 
 bool FrameReturn::isSeen() const
@@ -78,16 +83,16 @@ void FrameReturn::drop(NubrixFrameRef *newest)
 void FrameReturn::reset()
 {
     onArrival(false);
-    m_hasRead = false;
     m_lastRead.reset();
 }
 
-bool FrameReturn::isReaderExpected()
+int FrameReturn::readerTimeLeftMs() const
 {
-    const Time now = std::chrono::steady_clock::now();
-    if (std::exchange(m_hasRead, false))
-        m_lastRead = now;
-    return m_lastRead && now - *m_lastRead < kReaderTime;
+    if (!m_lastRead)
+        return 0;
+    const auto left = *m_lastRead + kReaderTime - std::chrono::steady_clock::now();
+    return std::max(0,
+                    static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
 }
 
 }  // namespace nubrix

@@ -22,7 +22,7 @@ public:
     /// A frame has arrived in the queue, for the listeners or for the callback.
     void onArrival(bool forListeners);
     /// The application reads, or was woken to.
-    void onReader() { m_hasRead = true; }
+    void onReader() { m_lastRead = std::chrono::steady_clock::now(); }
     /// A listener that leaves frames in the queue starts to use them.
     void onListenerBegins() { m_hasListener = m_listenerBegins = true; }
     /// That listener no longer needs the newest frame.
@@ -44,8 +44,9 @@ public:
     /// the others have been: the driver still holds that frame, and may deliver no other one before
     /// it is returned.
     bool mustNotifyAgain(NubrixFrameRef *newest);
-    /// Shelves the frame if all listeners have seen it and no reader is expected.
-    void shelveIfDone(NubrixFrameRef *newest);
+    /// Shelves the frame if all listeners have seen it and no reader is expected. Returns after how
+    /// many milliseconds it must be called again, -1 for not before any other call.
+    int shelveIfDone(NubrixFrameRef *newest);
     /// Shelves the frame at once: no listener is notified of it any more.
     void shelve(NubrixFrameRef *newest);
     /// Drops the queue's reference to a frame that the application has read.
@@ -59,7 +60,7 @@ private:
     using Time = std::chrono::steady_clock::time_point;
 
     bool isSeen() const;
-    bool isReaderExpected();
+    int readerTimeLeftMs() const;
 
     std::uint64_t m_arrival = 0;  // of the newest frame
     std::uint64_t m_notifiedArrival = 0;
@@ -70,8 +71,7 @@ private:
     bool m_shelved = false;       //
     bool m_listenerBegins = false;
     bool m_hasListener = false;                     // now or before
-    bool m_hasRead = false;                         // since m_lastRead
-    std::optional<Time> m_lastRead;                 // seen when a frame could be shelved
+    std::optional<Time> m_lastRead;                 // by the application
     NubrixFrameRef *m_frameForListeners = nullptr;  // holds a reference
 };
 

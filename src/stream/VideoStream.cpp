@@ -13,7 +13,6 @@ namespace nubrix {
 
 namespace {
 
-constexpr int kPassMs = 100;
 constexpr int kGetFrameMs = 1000;
 constexpr int kBeforeStopMs = 20;
 
@@ -181,17 +180,28 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
 
 bool VideoStream::newFrameProcess()
 {
-    const int waited = m_streamEvent.wait(kPassMs);
-    if (waited != -11) {
+    bool onlyLooks = false;
+    const int waited = m_streamEvent.waitUnless(
+        m_nextLookMs, [&] { return onlyLooks = m_mustLook.exchange(false); });
+    if (waited != -11 && !onlyLooks) {
         if (waited != 0 || !b_NewFrameThreadStarted)
             return false;
         notifyListeners();
     }
     const CriticalSectionScoped guard(m_queueLock);
-    m_return.shelveIfDone(newest());
     if (m_return.mustNotifyAgain(newest()))
         m_streamEvent.set();
+    else
+        m_nextLookMs = m_return.shelveIfDone(newest());
     return true;
+}
+
+// Makes the worker check whether the newest frame can be shelved or listeners must be notified
+// again. Listeners are not notified for it alone.
+void VideoStream::lookAgain()
+{
+    m_mustLook = true;
+    m_streamEvent.wakeAll();
 }
 
 void VideoStream::notifyListeners()
@@ -207,8 +217,11 @@ void VideoStream::notifyListeners()
 
 void VideoStream::onListenerBegins()
 {
-    const CriticalSectionScoped guard(m_queueLock);
-    m_return.onListenerBegins();
+    {
+        const CriticalSectionScoped guard(m_queueLock);
+        m_return.onListenerBegins();
+    }
+    lookAgain();
 }
 
 void VideoStream::onListenerDone(bool hasRecorded)
@@ -227,9 +240,8 @@ void VideoStream::onReaderWoken()
 
 bool VideoStream::newFrameCallFrameBackProcess()
 {
-    const CallbackWorker::Wakeup wakeup = m_callbackWorker.wait();
-    if (wakeup != CallbackWorker::Wakeup::kFrame)
-        return wakeup == CallbackWorker::Wakeup::kNone;
+    if (!m_callbackWorker.awaitFrame())
+        return false;
     xp<NubrixFrameRef> frame;
     NubrixFrameCallback callback = nullptr;
     void *userData = nullptr;
@@ -327,7 +339,8 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
     out = m_queue.front();
     m_return.onPhoto();
     m_ledger.onPhoto();
-    m_return.shelveIfDone(newest());
+    if (m_return.shelveIfDone(newest()) >= 0)
+        lookAgain();
     return 0;
 }
 

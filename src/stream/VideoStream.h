@@ -84,6 +84,7 @@ private:
     bool newFrameCallFrameBackProcess();
     void readConfigeMaxFrameSize();
     void notifyListeners();
+    void lookAgain();
     void forwardEvent();
     bool queueIsEmpty();
     bool hasStarted();
@@ -107,7 +108,9 @@ private:
     bool m_shutDown NUBRIX_GUARDED_BY(m_change) = false;
     std::atomic<bool> m_started{false};
     std::atomic<bool> b_NewFrameThreadStarted{false};
-    EventImpl m_streamEvent;
+    EventImpl m_streamEvent;              // a frame for the listeners, or the end of the worker
+    std::atomic<bool> m_mustLook{false};  // the worker must look at the newest frame
+    int m_nextLookMs = -1;                // when it does so anyway, -1: never; the worker's
     std::unique_ptr<UserStreamFrameListener> m_userListener;  // null until used
 
     CriticalSectionImpl m_queueLock;

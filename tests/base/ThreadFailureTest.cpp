@@ -17,7 +17,9 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 class ThreadFailureTest : public ThreadFixture {
 protected:
@@ -88,18 +90,40 @@ protected:
 TEST_F(LateThreadTest, AThreadThatDoesNotBeginInTwoSecondsIsGivenUp)
 {
     holdTheThread();
-    makeThread([] { return true; });
+    std::atomic<int> calls{0};
+    makeThread([&] { return ++calls, true; });
     const std::int64_t before = timeNanos();
     {
         const SystemCallsInForce inForce(m_calls);
         EXPECT_EQ(m_thread->start(), -11);
     }
+    EXPECT_EQ(calls, 0) << "nobody would wake it";
     EXPECT_GE(m_deadlineNs, before + 2000000000);
     EXPECT_LE(m_deadlineNs, m_waitBeganNs + 2000000000);
     EXPECT_EQ(m_thread->stop(), -5);
-    EXPECT_THAT(m_hold->take(), ElementsAre(enterLine("worker"), exitLine("worker")));
+    EXPECT_THAT(
+        m_hold->take(),
+        ElementsAre(Field(&LogLine::text, MatchesRegex("Begin run thread.*name:worker\\] Enter")),
+                    Field(&LogLine::text, MatchesRegex("Thread stop running.*:worker\\] Exit"))));
     EXPECT_EQ(m_thread->start(), 0);
     EXPECT_EQ(m_thread->stop(), 0);
+}
+
+TEST_F(LateThreadTest, AThreadThatBeginsInTheInstantOfTheTimeoutDoesNotRunEither)
+{
+    m_calls.condTimedWait = [](pthread_cond_t *condition, pthread_mutex_t *mutex,
+                               const timespec *until) {
+        EXPECT_EQ(RealCalls::condTimedWait(condition, mutex, until), 0);
+        return ETIMEDOUT;
+    };
+    std::atomic<int> calls{0};
+    makeThread([&] { return ++calls, true; });
+    {
+        const SystemCallsInForce inForce(m_calls);
+        EXPECT_EQ(m_thread->start(), -11);
+    }
+    EXPECT_EQ(calls, 0) << "nobody would wake it";
+    EXPECT_EQ(m_thread->stop(), -5);
 }
 
 TEST_F(ThreadFailureTest, AThreadThatCannotSayThatItBeganLogsItAndEnds)

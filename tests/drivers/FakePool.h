@@ -168,6 +168,10 @@ public:
 private:
     void take(NubrixFrameRef *frame)
     {
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            ++m_total;  // before onFrame, which may start the stream again
+        }
         Received received{frame->frame(), {}, std::chrono::steady_clock::now()};
         if (keepPixels) {
             const auto *data = static_cast<const unsigned char *>(received.record.data);
@@ -177,7 +181,6 @@ private:
             onFrame(frame);
         const std::lock_guard<std::mutex> lock(m_lock);
         m_frames.push_back(std::move(received));
-        ++m_total;
         m_arrived.notify_all();
     }
 

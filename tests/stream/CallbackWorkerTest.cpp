@@ -40,12 +40,11 @@ private:
     static bool pass(void *self)
     {
         auto *const worker = static_cast<Worker *>(self);
-        const CallbackWorker::Wakeup wakeup = worker->worker.wait();
-        if (wakeup == CallbackWorker::Wakeup::kFrame) {
-            const CallbackScope inCallback(&worker->worker);
-            worker->callback();
-        }
-        return wakeup != CallbackWorker::Wakeup::kEnd;
+        if (!worker->worker.awaitFrame())
+            return false;
+        const CallbackScope inCallback(&worker->worker);
+        worker->callback();
+        return true;
     }
 };
 

@@ -132,6 +132,9 @@ TEST_F(FrameReturnTest, AReaderIsWaitedFor)
     m_return.onReader();
     notify();
     EXPECT_EQ(m_newest->count(), 1) << "the queue's counts";
+    const int left = m_return.shelveIfDone(m_newest);
+    EXPECT_TRUE(left > 0 && left <= 1000) << left;
+    EXPECT_EQ(m_return.shelveIfDone(nullptr), -1) << "it was read";
 }
 
 TEST_F(FrameReturnTest, AFrameReadBeforeTheListenersAreNotifiedIsKeptForThem)

@@ -183,7 +183,6 @@ TEST_F(StreamCallbackTest, AWakeUpWithoutAFrameIsPassedOver)
 TEST_F(StreamCallbackTest, StopIsLoggedInOrderWithTheCallbackThreadFirst)
 {
     SystemCalls calls;
-    calls.condTimedWait = waitPatiently;
     std::vector<int> sleepsMs;
     calls.nanosleep = [&](const timespec *length, timespec *) {
         sleepsMs.push_back(static_cast<int>(length->tv_sec * 1000 + length->tv_nsec / 1000000));
@@ -293,11 +292,10 @@ TEST_F(StreamCallbackTest, AnApplicationThatKeepsEveryFrameRunsThePoolDry)
 TEST_F(StreamCallbackTest, AWaitThatFailsEndsTheCallbackThread)
 {
     SystemCalls calls;
-    calls.condTimedWait = [](pthread_cond_t *condition, pthread_mutex_t *mutex,
-                             const timespec *deadline) {
+    calls.condWait = [](pthread_cond_t *condition, pthread_mutex_t *mutex) {
         if (currentThreadName() == "Stream CallBack")
             return EINVAL;
-        return RealCalls::condTimedWait(condition, mutex, deadline);
+        return RealCalls::condWait(condition, mutex);
     };
     const SystemCallsInForce inForce(calls);
     setCallback();

@@ -272,7 +272,6 @@ TEST_F(VideoStreamTest, TwoStreamsOfOneSensorBothGetTheFrame)
 TEST_F(VideoStreamTest, StopIsLoggedInOrderAndEndsTheThreadBeforeTheSensor)
 {
     SystemCalls calls;
-    calls.condTimedWait = waitPatiently;
     std::vector<int> sleepsMs;
     calls.nanosleep = [&](const timespec *length, timespec *) {
         sleepsMs.push_back(static_cast<int>(length->tv_nsec / 1000000));
@@ -344,11 +343,10 @@ TEST_F(VideoStreamTest, DestroyingAStartedStreamStopsIt)
 TEST_F(VideoStreamTest, AWaitThatFailsEndsTheStreamsThread)
 {
     SystemCalls calls;
-    calls.condTimedWait = [](pthread_cond_t *condition, pthread_mutex_t *mutex,
-                             const timespec *deadline) {
+    calls.condWait = [](pthread_cond_t *condition, pthread_mutex_t *mutex) {
         if (currentThreadName() == "Stream Thread")
             return EINVAL;
-        return RealCalls::condTimedWait(condition, mutex, deadline);
+        return RealCalls::condWait(condition, mutex);
     };
     const SystemCallsInForce inForce(calls);
     ASSERT_EQ(m_stream->start(), 0);
