@@ -18,19 +18,21 @@ StreamLedger::~StreamLedger()
     m_sensor.pool().heldFrames().forget(m_account);
 }
 
-void StreamLedger::handOut(const NubrixFrameRef *frame, unsigned long long &counter)
+// Returns the time.
+std::int64_t StreamLedger::handOut(const NubrixFrameRef *frame)
 {
-    ++counter;
+    const std::int64_t now = timeMicros();
     HeldFrames &held = m_sensor.pool().heldFrames();
     if (InternalFrame::isOf(frame, held))
-        held.add(frame, m_account, timeMicros());
+        held.add(frame, m_account, now);
     else
         held.addReleased(m_account);
+    return now;
 }
 
-void StreamLedger::onCallbackReturned(std::int64_t begun)
+void StreamLedger::onCallbackReturned()
 {
-    m_counts.callbackMicroseconds += static_cast<std::uint64_t>(timeMicros() - begun);
+    m_counts.callbackMicroseconds += static_cast<std::uint64_t>(timeMicros() - m_callbackBegan);
 }
 
 NubrixStreamLedger StreamLedger::figures(std::uint64_t queued)

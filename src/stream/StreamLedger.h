@@ -37,8 +37,16 @@ public:
     void onReplaced() { ++(m_isNewestUsed ? m_counts.usedInPlace : m_counts.replaced); }
     void onDiscarded() { ++(m_isNewestUsed ? m_counts.usedInPlace : m_counts.discarded); }
     /// The newest frame is handed out to the callback, or to a reader.
-    void onDelivered(const NubrixFrameRef *frame) { handOut(frame, m_counts.delivered); }
-    void onRead(const NubrixFrameRef *frame) { handOut(frame, m_counts.read); }
+    void onDelivered(const NubrixFrameRef *frame)
+    {
+        ++m_counts.delivered;
+        m_callbackBegan = handOut(frame);
+    }
+    void onRead(const NubrixFrameRef *frame)
+    {
+        ++m_counts.read;
+        handOut(frame);
+    }
 
     /// A recorder gets a frame, the newest or the one that was read before.
     void onRecorder(bool isNewest)
@@ -49,20 +57,21 @@ public:
     void onRecorded() { ++m_counts.recorded; }
     /// A photo of the newest frame is taken.
     void onPhoto() { m_isNewestUsed = true; }
-    /// The callback has returned, which was called at a time of timeMicros().
-    void onCallbackReturned(std::int64_t begun);
+    /// The callback has returned, which got the frame of the last onDelivered.
+    void onCallbackReturned();
 
     /// The whole record but its size and what the driver knows.
     NubrixStreamLedger figures(std::uint64_t queued);
 
 private:
-    void handOut(const NubrixFrameRef *frame, unsigned long long &counter);
+    std::int64_t handOut(const NubrixFrameRef *frame);
 
     Sensor &m_sensor;
     const std::uint64_t m_refusedBefore;
     const std::uint64_t m_unclaimedBefore;
     HeldFrames::Account m_account;  // under the lock of the held frames
     NubrixStreamLedger m_counts = {};
+    std::int64_t m_callbackBegan = 0;
     bool m_isNewestUsed = false;  // by a recorder or for a photo
 };
 

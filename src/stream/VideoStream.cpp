@@ -248,13 +248,12 @@ bool VideoStream::newFrameCallFrameBackProcess()
     if (!takeForCallback(frame, callback, userData))
         return true;
     frame->incRef();  // the application's, returned with releaseFrame
-    const std::int64_t begun = timeMicros();
     {
         const CallbackScope inCallback(&m_callbackWorker);
         callback(handle(), &frame->frame(), userData);
     }
     const CriticalSectionScoped guard(m_queueLock);
-    m_ledger.onCallbackReturned(begun);
+    m_ledger.onCallbackReturned();
     return true;
 }
 
