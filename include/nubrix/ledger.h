@@ -29,7 +29,7 @@ struct NubrixStreamLedger {
     unsigned long long released;                 ///< frames that the application has released
     unsigned long long held;                     ///< frames that it has not released yet
     unsigned long long longestHeldMicroseconds;  ///< age of the oldest of them, 0 without one
-    unsigned long long callbackMicroseconds;     ///< spent in calls of the callback that returned
+    unsigned long long callbackMicroseconds;     ///< spent in the callback, a running call included
 
     unsigned long long toRecorders;  ///< frames passed on to a recorder, once for each recorder
     unsigned long long recorded;     ///< of them, those that were written completely

@@ -32,16 +32,20 @@ std::int64_t StreamLedger::handOut(const NubrixFrameRef *frame)
 
 void StreamLedger::onCallbackReturned()
 {
+    m_isInCallback = false;
     m_counts.callbackMicroseconds += static_cast<std::uint64_t>(timeMicros() - m_callbackBegan);
 }
 
 NubrixStreamLedger StreamLedger::figures(std::uint64_t queued)
 {
+    const std::int64_t now = timeMicros();
     NubrixStreamLedger ledger = m_counts;
+    if (m_isInCallback)
+        ledger.callbackMicroseconds += static_cast<std::uint64_t>(now - m_callbackBegan);
     ledger.queued = queued;
     ledger.refused = m_sensor.pool().refusedCount() - m_refusedBefore;
     ledger.unclaimed = m_sensor.unclaimedCount() - m_unclaimedBefore;
-    m_sensor.pool().heldFrames().fill(m_account, timeMicros(), ledger);
+    m_sensor.pool().heldFrames().fill(m_account, now, ledger);
     return ledger;
 }
 

@@ -41,6 +41,7 @@ public:
     {
         ++m_counts.delivered;
         m_callbackBegan = handOut(frame);
+        m_isInCallback = true;
     }
     void onRead(const NubrixFrameRef *frame)
     {
@@ -69,9 +70,10 @@ private:
     Sensor &m_sensor;
     const std::uint64_t m_refusedBefore;
     const std::uint64_t m_unclaimedBefore;
-    HeldFrames::Account m_account;  // under the lock of the held frames
-    NubrixStreamLedger m_counts = {};
-    std::int64_t m_callbackBegan = 0;
+    HeldFrames::Account m_account;     // under the lock of the held frames
+    NubrixStreamLedger m_counts = {};  // but for what figures() fills in
+    std::int64_t m_callbackBegan = 0;  // while a callback runs
+    bool m_isInCallback = false;
     bool m_isNewestUsed = false;  // by a recorder or for a photo
 };
 

@@ -99,9 +99,9 @@ TEST(FrameIntervalTest, IsTheTimeBetweenTwoIndices)
         interval.add(record);
     };
     EXPECT_EQ(interval.value(), microseconds(0));
-    add(0xfffffffe, 0xfffff000);
+    add(0xfffffffe, 0xfffff000ULL);
     EXPECT_EQ(interval.value(), microseconds(0)) << "of one frame";
-    add(2, 0xfffff000 + 4 * 33000);
+    add(2, 0xfffff000ULL + 4 * 33000);
     EXPECT_EQ(interval.value(), microseconds(33000)) << "also over lost frames";
     add(0, 500);
     add(1, 1500);
@@ -124,7 +124,7 @@ TEST_F(ClientLedgerTest, AFunctionThatIsTooSlowIsNamed)
     Stream depth = camera.start(StreamType::kDepth, [](const Frame &) {
         std::this_thread::sleep_for(milliseconds(50));  // a slow function
     });
-    ASSERT_TRUE(eventually([&] { return depth.ledger().replaced >= 3; }));
+    ASSERT_TRUE(eventually([&] { return depth.ledger().delivered >= 3; }));
     EXPECT_EQ(ledgerFault(depth.ledger()), "");
     depth.stop();
     const NubrixStreamLedger last = depth.ledger();

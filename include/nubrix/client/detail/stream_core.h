@@ -71,7 +71,7 @@ public:
         {
             const std::lock_guard<std::mutex> guard(m_lock);
             m_ended = true;
-            wasOpen = std::exchange(m_isOpen, false);
+            wasOpen = m_isOpen.exchange(false);
         }
         if (wasOpen)
             closeStream();
@@ -153,7 +153,7 @@ public:
     NubrixStreamLedger ledger()
     {
         NubrixStreamLedger now = emptyLedger();
-        const int status = nubrixStreamLedger(m_handle, &now);
+        const int status = m_isOpen ? nubrixStreamLedger(m_handle, &now) : -13;
         const std::lock_guard<std::mutex> guard(m_lock);
         return m_isOpen && status == 0 ? now : m_lastLedger;
     }
@@ -379,10 +379,10 @@ private:
               "its text; release some, the stream has ended"));
     NubrixStream *m_handle = nullptr;  // fixed once open
     std::atomic<bool> m_ended{false};
+    std::atomic<bool> m_isOpen{false};  // changed under m_lock
 
     std::mutex m_lock;  // guards what follows
     std::condition_variable m_changed;
-    bool m_isOpen = false;
     std::array<Queued, kMaxQueued> m_queue;
     std::size_t m_first = 0;
     std::size_t m_count = 0;
