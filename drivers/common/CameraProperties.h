@@ -23,19 +23,9 @@ struct CameraIntrinsics {
     float cy;
 };
 
-/// Plus a stream type: the StreamCounters since the last start. Read only.
-constexpr unsigned int kPropertyCounters = 0x5a00;
-
-struct StreamCounters {
-    unsigned int delivered;  ///< frames
-    unsigned int flagged;    ///< of them, short or damaged ones
-    unsigned int held;       ///< frames dropped because the application held all frames of the pool
-    unsigned int unusable;   ///< frames dropped because their contents could not be used
-    unsigned int missed;     ///< frames that were lost before they reached the driver
-};
+using StreamCounters = NubrixStreamCounters;
 
 static_assert(sizeof(CameraIntrinsics) == 16, "intrinsics record");
-static_assert(sizeof(StreamCounters) == 20, "counters record");
 
 /// As StreamCounters. Thread-safe.
 struct RunningCounters {

@@ -128,6 +128,8 @@ int DriverDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 {
     if (data == nullptr || size == nullptr)
         return kBadArgument;
+    if (isCounters(id))
+        return getCounters(id - NUBRIX_PROPERTY_STREAM_COUNTERS, data, size);
     if (isGone())
         return kGone;
     if (id == NUBRIX_PROPERTY_VERSION) {

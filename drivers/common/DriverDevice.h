@@ -29,7 +29,8 @@ public:
     int closeAllStreams() override;
     /// The stream flag mode; -8 for every other property.
     int setProperty(unsigned int id, const void *data, unsigned int size) override;
-    /// The version record and the stream flag mode; -8 for every other property.
+    /// The version record, the stream flag mode, and the counters of each stream, these also when
+    /// the camera is gone; -8 for every other property.
     int getProperty(unsigned int id, void *data, unsigned int *size) override;
     int deviceState() override;
     /// 0 when the camera is gone or one of its streams is unresponsive.
@@ -57,8 +58,8 @@ protected:
     /// the device. Before any other operation.
     void addStream(const ModeTable &modes, std::size_t first);
     bool knows(unsigned int streamType) const { return slotOf(streamType) != nullptr; }
-    /// Copies the counters of a stream; all are 0 for one that is not open.
-    int getCounters(unsigned int streamType, void *data, unsigned int *size) const;
+    /// Whether a property is the counters of one of the streams.
+    bool isCounters(unsigned int id) const { return knows(id - NUBRIX_PROPERTY_STREAM_COUNTERS); }
     /// Calls `action` with each open stream, under the lock of the device.
     template <class Action>
     void forEachStream(Action action) const
@@ -83,6 +84,8 @@ private:
     virtual std::shared_ptr<DriverStream> newStream(unsigned int streamType) = 0;
     virtual NubrixVersions versions() const = 0;
 
+    /// Copies the counters of a stream; all are 0 for one that is not open.
+    int getCounters(unsigned int streamType, void *data, unsigned int *size) const;
     static void setCurrent(Slot &slot, std::size_t place);
     Slot *slotOf(unsigned int streamType) const;
     /// Reports a stream without modes; false for such a one.

@@ -66,6 +66,8 @@ try {
 
 int NetDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 try {
+    if (isCounters(id))
+        return DriverDevice::getProperty(id, data, size);
     if (data == nullptr || size == nullptr)
         return kBadArgument;
     if (isGone())
@@ -74,8 +76,6 @@ try {
         const unsigned int value = m_incomplete;
         return copyProperty(&value, sizeof value, data, size);
     }
-    if (knows(id - kPropertyCounters))
-        return getCounters(id - kPropertyCounters, data, size);
     if (knows(id - kPropertyIntrinsics))
         return getIntrinsics(id - kPropertyIntrinsics, data, size);
     auto feature = featureOfProperty(id);

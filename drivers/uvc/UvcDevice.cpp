@@ -135,15 +135,12 @@ int UvcDevice::setProperty(unsigned int id, const void *data, unsigned int size)
 int UvcDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 {
     const CallDeadline deadline;
-    const bool isCounters = id > kPropertyCounters && knows(id - kPropertyCounters);
-    if (!isCounters && id < kFirstControl)
+    if (isCounters(id) || id < kFirstControl)
         return DriverDevice::getProperty(id, data, size);
     if (data == nullptr || size == nullptr)
         return kBadArgument;
     if (isGone())
         return kGone;
-    if (isCounters)
-        return getCounters(id - kPropertyCounters, data, size);
     std::int32_t value = 0;
     if (const int status = getControl(m_ios, id, value))
         return status;

@@ -52,6 +52,8 @@ int VirtualDevice::setProperty(unsigned int id, const void *data, unsigned int s
 
 int VirtualDevice::getProperty(unsigned int id, void *data, unsigned int *size)
 try {
+    if (isCounters(id))
+        return DriverDevice::getProperty(id, data, size);
     if (isGone())
         return kGone;
     if (data == nullptr || size == nullptr)

@@ -97,14 +97,27 @@ bool StreamRun::runFrame(std::uint32_t &frameIndex)
     }
     if (isFreePacing() && !effects.drop && !render(frameIndex, frame))
         return false;
-    if (frame && !effects.drop && !isEnding()) {
-        fillRecord(frame->frame(), frameIndex, capture, effects);
-        m_setup.callback(frame.get(), m_setup.user);
-        if (isFreePacing())
-            awaitReturn(*frame);
-    }
+    if (effects.drop)
+        ++m_counters.missed;
+    else if (frame)
+        deliverFrame(*frame, frameIndex, capture, effects);
+    else
+        ++(m_isPoolEmpty ? m_counters.held : m_counters.unusable);
     ++frameIndex;
     return true;
+}
+
+void StreamRun::deliverFrame(NubrixFrameRef &frame, std::uint32_t frameIndex, Time capture,
+                             const FrameEffects &effects)
+{
+    if (isEnding())
+        return;
+    fillRecord(frame.frame(), frameIndex, capture, effects);
+    m_counters.flagged += frame.frame().flags == 0 ? 0 : 1;
+    ++m_counters.delivered;
+    m_setup.callback(&frame, m_setup.user);
+    if (isFreePacing())
+        awaitReturn(frame);
 }
 
 void StreamRun::stall(const std::optional<std::uint32_t> &ms)
@@ -113,21 +126,24 @@ void StreamRun::stall(const std::optional<std::uint32_t> &ms)
     sleepUntil(ms ? &end : nullptr);
 }
 
-StreamRun::Time StreamRun::nextCapture(std::uint32_t &frameIndex) const
+StreamRun::Time StreamRun::nextCapture(std::uint32_t &frameIndex)
 {
     const Time now = steady_clock::now();
     if (isFreePacing())
         return now;
     if (isRecorded())
         return m_place.epoch + std::chrono::microseconds(m_recorded->us - m_place.us);
-    // Frames whose time has passed are dropped.
-    frameIndex = std::max(frameIndex, CameraClock::indexAt(m_place.epoch, now, m_frameRate));
+    // Frames whose time has passed are lost, as in a camera that nobody reads.
+    const std::uint32_t due = CameraClock::indexAt(m_place.epoch, now, m_frameRate);
+    m_counters.missed += due > frameIndex ? due - frameIndex : 0;
+    frameIndex = std::max(frameIndex, due);
     return CameraClock::captureTime(m_place.epoch, frameIndex, m_frameRate);
 }
 
 bool StreamRun::render(std::uint32_t frameIndex, FramePtr &frame)
 {
     FramePtr taken(takeFrame());
+    m_isPoolEmpty = !taken;
     FrameSource &source = m_setup.camera.source();
     if (!taken || taken->frame().data == nullptr ||
         taken->bufferSize() < source.largestFrameBytes(m_setup.streamType, m_setup.mode))
@@ -337,6 +353,12 @@ void VirtualStream::wake()
     const std::lock_guard<std::mutex> lock(m_lock);
     if (m_run)
         m_run->wake();
+}
+
+StreamCounters VirtualStream::counters() const
+{
+    const std::lock_guard<std::mutex> lock(m_lock);
+    return m_run ? m_run->counters() : StreamCounters{};
 }
 
 }  // namespace nubrix::virtual_camera

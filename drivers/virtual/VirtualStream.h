@@ -49,6 +49,7 @@ public:
     void wake();
     /// Index of the frame that comes next.
     std::uint32_t nextFrame() const { return m_next; }
+    StreamCounters counters() const { return m_counters.now(); }
 
 private:
     using Time = std::chrono::steady_clock::time_point;
@@ -58,10 +59,12 @@ private:
     void lookUpRecorded(std::uint32_t &frameIndex);
     /// Delivers or skips one frame, from `frameIndex` on, and advances the index. False at the end.
     bool runFrame(std::uint32_t &frameIndex);
-    Time nextCapture(std::uint32_t &frameIndex) const;
+    Time nextCapture(std::uint32_t &frameIndex);
     /// Leaves `frame` empty when the pool is exhausted or the image is missing. False at the end.
     bool render(std::uint32_t frameIndex, FramePtr &frame);
     NubrixFrameRef *takeFrame();
+    void deliverFrame(NubrixFrameRef &frame, std::uint32_t frameIndex, Time capture,
+                      const FrameEffects &effects);
     void fillRecord(typedefNubrixFrame &record, std::uint32_t frameIndex, Time capture,
                     const FrameEffects &effects) const;
     /// Pauses the delivery; empty: until it ends.
@@ -80,6 +83,8 @@ private:
     const unsigned int m_frameRate;
     CameraClock::Place m_place;
     std::optional<RecordedFrame> m_recorded;
+    RunningCounters m_counters;
+    bool m_isPoolEmpty = false;  // when a frame was last taken
     std::atomic<std::uint32_t> m_next{0};
     mutable std::mutex m_lock;
     std::condition_variable m_wake;
@@ -107,6 +112,7 @@ public:
     std::uint32_t nextFrame() const;
     /// Makes the delivery check at once for a seek or an upgrade.
     void wake();
+    StreamCounters counters() const override;
 
 private:
     int begin(const typedefNubrixFrameMode &mode, unsigned int upgrades);

@@ -6,6 +6,7 @@
 #include "nubrix/client/camera.h"
 #include "nubrix/client/error.h"
 #include "nubrix/client/frame.h"
+#include "nubrix/client/ledger.h"
 #include "nubrix/client/recording.h"
 #include "nubrix/client/session.h"
 #include "nubrix/client/stream.h"

@@ -5,6 +5,7 @@
 #include "nubrix/context.h"
 #include "nubrix/image.h"
 #include "nubrix/ini.h"
+#include "nubrix/ledger.h"
 #include "nubrix/types.h"
 
 // Either spelling compiles.
@@ -17,6 +18,8 @@ using ::NubrixErrorNumber;
 using ::NubrixLogLevel;
 using ::NubrixRecord;
 using ::NubrixStream;
+using ::NubrixStreamCounters;
+using ::NubrixStreamLedger;
 using ::NubrixVersions;
 using ::RGB888Pixel;
 using ::typedefNubrixeviceAttribute;

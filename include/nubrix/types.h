@@ -62,6 +62,10 @@ enum NubrixProperty : unsigned int {
     NUBRIX_PROPERTY_STREAM_FLAG_MODE = 75,  ///< an unsigned 32-bit value, 1 to 4
 };
 
+/// A further one, plus a NubrixStreamType: a NubrixStreamCounters record, 20 bytes. Read only. No
+/// enumerator, so that the sum is a number.
+constexpr unsigned int NUBRIX_PROPERTY_STREAM_COUNTERS = 0x5a00;
+
 /// Values of the process-wide error number. A success never clears it.
 enum NubrixErrorCode : unsigned int {
     NUBRIX_ERR_NOT_INITIALIZED = 0x80300101,
@@ -104,6 +108,15 @@ struct typedefNubrixFrameMode {
     unsigned short width;      ///< pixels
     unsigned short height;     ///< pixels
     signed char frameRate;     ///< frames per second
+};
+
+/// What a driver counts of a stream since it last started it; all 0 before.
+struct NubrixStreamCounters {
+    unsigned int delivered;  ///< frames
+    unsigned int flagged;    ///< of them, short or damaged ones
+    unsigned int held;       ///< frames dropped because the application held all frames of the pool
+    unsigned int unusable;   ///< frames dropped because their contents could not be used
+    unsigned int missed;     ///< frames that were lost before they reached the driver
 };
 
 #pragma pack(push, 1)
@@ -176,6 +189,7 @@ static_assert(offsetof(typedefNubrixFrame, dataSize) == 32, "frame record");
 static_assert(offsetof(typedefNubrixFrame, data) == (sizeof(void *) == 4 ? 36 : 40),
               "frame record");
 static_assert(sizeof(typedefNubrixFrameMode) == 12, "frame mode record");
+static_assert(sizeof(NubrixStreamCounters) == 20, "stream counters record");
 static_assert(offsetof(typedefNubrixFrameMode, frameRate) == 8, "frame mode record");
 static_assert(sizeof(typedefNubrixeviceAttribute) == 593, "device attribute record");
 static_assert(offsetof(typedefNubrixeviceAttribute, transport) == 8, "device attribute record");

@@ -153,11 +153,13 @@ public:
             receiver->signal_disconnect(m_core.get());
         }
     }
-    void emit(Arguments... arguments)
+    /// Calls the connected methods. False when there is none.
+    bool emit(Arguments... arguments)
     {
         const lock_block<Policy> guard(*m_core);
         for (const connection &each : m_core->m_connections)
             each.call(each, arguments...);
+        return !m_core->m_connections.empty();
     }
     void operator()(Arguments... arguments) { emit(arguments...); }
 

@@ -19,6 +19,7 @@
 #include "context/Waiters.h"
 #include "device/Device.h"
 #include "nubrix/context.h"
+#include "nubrix/ledger.h"
 #include "record/StreamRecorder.h"
 #include "stream/VideoStream.h"
 
@@ -122,6 +123,9 @@ public:
     virtual int destroyStream(NubrixStream *handle);
     virtual int startStream(NubrixStream *handle);
     virtual int stopStream(NubrixStream *handle);
+
+    /// nubrixStreamLedger of this context.
+    int streamLedger(NubrixStream *handle, NubrixStreamLedger *ledger);
 
     /// Writes the library's folder with a "/" at its end. 0, or -1 when it is not known.
     int GetConfigFileBasePath(char *buffer, unsigned int size);

@@ -200,7 +200,7 @@ int Context::releaseFrame(typedefNubrixFrame *frame)
     if (!m_initialized)
         return refuseUninitialized();
     if (frame)
-        InternalFrame::fromRecord(frame)->release();
+        InternalFrame::releaseHeld(InternalFrame::fromRecord(frame));
     return 0;
 }
 

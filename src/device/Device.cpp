@@ -219,6 +219,18 @@ int Device::getProperty(unsigned int id, void *data, unsigned int *size)
     return driverDevice ? driverDevice->getProperty(id, data, size) : -3;
 }
 
+bool Device::getStreamCounters(unsigned int streamType, NubrixStreamCounters &counters)
+{
+    NubrixStreamCounters record = {};
+    unsigned int size = sizeof(record);
+    const InUse driverDevice = inUse();
+    if (!driverDevice || driverDevice->getProperty(NUBRIX_PROPERTY_STREAM_COUNTERS + streamType,
+                                                   &record, &size) != 0)
+        return false;
+    counters = record;
+    return size == sizeof(record);  // else another property of that driver's
+}
+
 int Device::propertyTranspraentTransmission(unsigned char *in, unsigned int inSize,
                                             unsigned char *out, unsigned int *outSize)
 {

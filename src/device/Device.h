@@ -51,6 +51,8 @@ public:
 
     int setProperty(unsigned int id, const void *data, unsigned int size);
     int getProperty(unsigned int id, void *data, unsigned int *size);
+    /// False when the driver does not count the frames of that type.
+    bool getStreamCounters(unsigned int streamType, NubrixStreamCounters &counters);
     int propertyTranspraentTransmission(unsigned char *in, unsigned int inSize, unsigned char *out,
                                         unsigned int *outSize);
     int setTemperatureParamsFilePath(const char *path);

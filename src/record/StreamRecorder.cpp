@@ -177,19 +177,21 @@ void StreamRecorder::onNewFrame(VideoStream *stream)
     if (!m_started || !recordTypeOf(stream, recordType))
         return;
     xp<NubrixFrameRef> frame;
+    bool hasRecorded = false;
     if (stream->readFrame(frame, false) == 0)  // left for the stream's other readers
-        writeRecord(frame->frame(), recordType);
-    stream->onListenerDone();
+        hasRecorded = writeRecord(frame->frame(), recordType);
+    stream->onListenerDone(hasRecorded);
 }
 
-void StreamRecorder::writeRecord(const typedefNubrixFrame &frame, unsigned int recordType)
+// False when the file has no complete record of the frame.
+bool StreamRecorder::writeRecord(const typedefNubrixFrame &frame, unsigned int recordType)
 {
     const CriticalSectionScoped guard(m_lock);
     // Kept: a frame that is skipped below uses up its index all the same. See docs/oddities.md.
     Slot *const slot = slotOf(recordType);
     const std::uint32_t index = slot ? slot->counter++ : 0;
     if (frame.streamType != recordType || frame.dataSize == 0)
-        return;
+        return false;
     unsigned char tag[kRecordTagSize];
     LittleEndianWriter out(tag);
     out.put16(recordType);
@@ -199,11 +201,17 @@ void StreamRecorder::writeRecord(const typedefNubrixFrame &frame, unsigned int r
     out.put32(frame.dataSize);
     out.put32(static_cast<std::uint32_t>(frame.width));
     out.put32(static_cast<std::uint32_t>(frame.height));
-    if (writeData(tag, kRecordTagSize) < static_cast<int>(kRecordTagSize))
+    bool isComplete = true;
+    if (writeData(tag, kRecordTagSize) < static_cast<int>(kRecordTagSize)) {
+        isComplete = false;
         logPrint(kLogWarning, "write FrameTag failed, errno:0x%x",
                  static_cast<unsigned int>(errno));
-    if (writeData(frame.data, frame.dataSize) < std::int64_t{frame.dataSize})
+    }
+    if (writeData(frame.data, frame.dataSize) < std::int64_t{frame.dataSize}) {
+        isComplete = false;
         logPrint(kLogWarning, "write Data failed, errno:0x%x", static_cast<unsigned int>(errno));
+    }
+    return isComplete;
 }
 
 }  // namespace nubrix

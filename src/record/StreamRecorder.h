@@ -66,7 +66,7 @@ private:
 
     Slot *slotOf(unsigned int recordType) NUBRIX_REQUIRES(m_lock);
     bool recordTypeOf(VideoStream *stream, unsigned int &recordType);
-    void writeRecord(const typedefNubrixFrame &frame, unsigned int recordType);
+    bool writeRecord(const typedefNubrixFrame &frame, unsigned int recordType);
 
     CriticalSectionImpl m_lock;  // keeps a tag and its data together
     const std::unique_ptr<FileWrapper> m_file;

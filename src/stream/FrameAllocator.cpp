@@ -11,7 +11,7 @@ FrameAllocator::FrameAllocator(unsigned int bufferSize, unsigned int reuseThresh
                                unsigned int maxFrames)
     : m_reuseThreshold(reuseThreshold),
       m_maxFrames(maxFrames),
-      m_lock(std::make_shared<CriticalSectionImpl>()),
+      m_share(std::make_shared<FramePoolShare>()),
       m_frameBufferSize(bufferSize)
 {
 }
@@ -35,7 +35,7 @@ InternalFrame *FrameAllocator::allocOneFrame()
 
 InternalFrame *FrameAllocator::takeFrame(Failure &failure, unsigned int &size)
 {
-    const CriticalSectionScoped guard(*m_lock);
+    const CriticalSectionScoped guard(m_share->lock);
     size = m_frameBufferSize;
     // Kept: with fewer spare frames than that none is reused, even when no more may be created; and
     // unsigned, so that a threshold of 0 never reuses. See docs/oddities.md.
@@ -51,6 +51,8 @@ InternalFrame *FrameAllocator::takeFrame(Failure &failure, unsigned int &size)
     }
     if (frame)
         frame->adopt();
+    else
+        ++m_refusedCount;
     return frame;
 }
 
@@ -66,7 +68,7 @@ InternalFrame *FrameAllocator::createOneInterFrame()
 {
     InternalFrame *frame = nullptr;
     try {
-        frame = new InternalFrame(*this, m_lock);
+        frame = new InternalFrame(*this, m_share);
         m_detach.connect(frame, &InternalFrame::onDetachFromAllocator);
     } catch (const std::bad_alloc &) {
         delete frame;
@@ -80,9 +82,15 @@ InternalFrame *FrameAllocator::createOneInterFrame()
     return nullptr;
 }
 
+std::uint64_t FrameAllocator::refusedCount() const
+{
+    const CriticalSectionScoped guard(m_share->lock);
+    return m_refusedCount;
+}
+
 unsigned int FrameAllocator::getFrameBufferSize() const
 {
-    const CriticalSectionScoped guard(*m_lock);
+    const CriticalSectionScoped guard(m_share->lock);
     return m_frameBufferSize;
 }
 
@@ -95,14 +103,14 @@ void FrameAllocator::setFrameBufferSize(unsigned int size)
     }
     logPrint(kLogInfo, "Change buffer Size from [%d] to [%d]", static_cast<int>(old),
              static_cast<int>(size));
-    const CriticalSectionScoped guard(*m_lock);
+    const CriticalSectionScoped guard(m_share->lock);
     releaseAllFrame();
     m_frameBufferSize = size;
 }
 
 void FrameAllocator::releaseAllFrame()
 {
-    const CriticalSectionScoped guard(*m_lock);
+    const CriticalSectionScoped guard(m_share->lock);
     m_detach.emit();
     // From here on a frame that is still held has no tie to this pool but the shared lock.
     m_detach.disconnect_all();

@@ -1,6 +1,7 @@
 // The pool of frames of one sensor.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "base/CriticalSectionImpl.h"
@@ -29,6 +30,9 @@ public:
     /// reference.
     void setFrameBufferSize(unsigned int size) override;
     void releaseAllFrame();
+    /// How many requests it has refused.
+    std::uint64_t refusedCount() const;
+    HeldFrames &heldFrames() { return m_share->held; }
 
     /// Takes back a frame without references. For InternalFrame: the caller holds the pool's lock.
     void releaseBackFrame(InternalFrame *frame);
@@ -36,7 +40,7 @@ public:
 private:
     enum class Failure { kNone, kExhausted, kNoMemory };
 
-    // Under m_lock, which is never held during a call of the log. Null without memory.
+    // Under the lock, which is never held during a call of the log. Null without memory.
     InternalFrame *createOneInterFrame();
     // Null with the reason, and the size that could not be allocated.
     InternalFrame *takeFrame(Failure &failure, unsigned int &size);
@@ -44,14 +48,15 @@ private:
 
     const unsigned int m_reuseThreshold;
     const unsigned int m_maxFrames;
-    const std::shared_ptr<CriticalSectionImpl> m_lock;  // shared with the frames, which outlive it
+    const std::shared_ptr<FramePoolShare> m_share;
 
-    sigslot::signal0<sigslot::single_threaded> m_detach;  // everything below is under m_lock
+    sigslot::signal0<sigslot::single_threaded> m_detach;  // everything below is under its lock
     unsigned int m_frameBufferSize;
     unsigned int m_createdCount = 0;       // since the pool last forgot its frames
     InternalFrame *m_firstFree = nullptr;  // returned first; each links to the next
     InternalFrame *m_lastFree = nullptr;
     unsigned int m_freeCount = 0;
+    std::uint64_t m_refusedCount = 0;
 };
 
 }  // namespace nubrix

@@ -1,6 +1,7 @@
 #include "stream/InternalFrame.h"
 
 #include <cstdlib>
+#include <typeinfo>
 #include <utility>
 
 #include "base/CriticalSectionWrapper.h"
@@ -8,9 +9,8 @@
 
 namespace nubrix {
 
-InternalFrame::InternalFrame(FrameAllocator &allocator,
-                             std::shared_ptr<CriticalSectionImpl> poolLock)
-    : m_allocator(allocator), m_poolLock(std::move(poolLock))
+InternalFrame::InternalFrame(FrameAllocator &allocator, std::shared_ptr<FramePoolShare> share)
+    : m_allocator(allocator), m_share(std::move(share))
 {
 }
 
@@ -23,6 +23,19 @@ bool InternalFrame::allocateBuffer(unsigned int size)
         return false;
     m_bufferSize = size;
     return true;
+}
+
+void InternalFrame::releaseHeld(NubrixFrameRef *frame)
+{
+    if (typeid(*frame) == typeid(InternalFrame))  // else a frame that a driver made itself
+        static_cast<InternalFrame *>(frame)->m_share->held.remove(frame);
+    frame->release();
+}
+
+bool InternalFrame::isOf(const NubrixFrameRef *frame, const HeldFrames &held)
+{
+    return typeid(*frame) == typeid(InternalFrame) &&
+           &static_cast<const InternalFrame *>(frame)->m_share->held == &held;
 }
 
 int InternalFrame::release()
@@ -47,7 +60,7 @@ void InternalFrame::returnToPool()
 {
     bool orphan = false;
     {
-        const CriticalSectionScoped guard(*m_poolLock);
+        const CriticalSectionScoped guard(m_share->lock);
         orphan = m_detached;
         if (!orphan)
             m_allocator.releaseBackFrame(this);

@@ -6,18 +6,24 @@
 #include "base/CriticalSectionImpl.h"
 #include "base/sigslot.h"
 #include "nubrix/driver.h"
+#include "stream/HeldFrames.h"
 
 namespace nubrix {
 
 class FrameAllocator;
+
+/// What a pool shares with its frames, which outlive it.
+struct FramePoolShare {
+    CriticalSectionImpl lock;  // guards what the pool does with its frames
+    HeldFrames held;
+};
 
 /// A frame that returns to its pool when its last reference is dropped, or is deleted if the pool
 /// has forgotten it meanwhile. References may be taken and dropped on any thread.
 class InternalFrame final : public NubrixFrameRef,
                             public sigslot::has_slots<sigslot::single_threaded> {
 public:
-    /// `poolLock` guards what the pool does with its frames; it outlives the pool.
-    InternalFrame(FrameAllocator &allocator, std::shared_ptr<CriticalSectionImpl> poolLock);
+    InternalFrame(FrameAllocator &allocator, std::shared_ptr<FramePoolShare> share);
 
     int incRef() override { return counted(__atomic_add_fetch(&m_count, 1, __ATOMIC_SEQ_CST)); }
     int release() override;
@@ -36,6 +42,11 @@ public:
     void onDetachFromAllocator() { m_detached = true; }
     /// Takes the first reference of a frame without references.
     void adopt() { __atomic_store_n(&m_count, 1, __ATOMIC_RELAXED); }
+
+    /// Drops the reference of an application that a stream handed this frame out to.
+    static void releaseHeld(NubrixFrameRef *frame);
+    /// Whether a frame belongs to the pool with these held frames.
+    static bool isOf(const NubrixFrameRef *frame, const HeldFrames &held);
 
     /// The frame whose record this is.
     static NubrixFrameRef *fromRecord(typedefNubrixFrame *record)
@@ -56,7 +67,7 @@ private:
 
     unsigned int m_bufferSize = 0;
     FrameAllocator &m_allocator;  // valid while not detached
-    const std::shared_ptr<CriticalSectionImpl> m_poolLock;
+    const std::shared_ptr<FramePoolShare> m_share;
     bool m_detached = false;              // under the pool's lock, as is the next
     InternalFrame *m_nextFree = nullptr;  // while it is in the pool
 };

@@ -1,6 +1,9 @@
 // One image source of a camera: the driver's stream, its frame pool and its listeners.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+
 #include "base/CriticalSectionImpl.h"
 #include "base/sigslot.h"
 #include "nubrix/driver.h"
@@ -35,11 +38,19 @@ public:
     void attachDriverStream(NubrixBaseStream *stream);
 
     /// Hands a frame to every connected stream, on this thread. Takes no reference.
-    void onNewFrame(NubrixFrameRef *frame) { m_newFrame.emit(frame); }
+    void onNewFrame(NubrixFrameRef *frame)
+    {
+        if (!m_newFrame.emit(frame))
+            m_unclaimedCount.fetch_add(1, std::memory_order_relaxed);
+    }
     static void onNewFrameCallBackFunc(NubrixFrameRef *frame, void *context);
 
     NewFrameSignal &newFrameSignal() { return m_newFrame; }
     unsigned int type() const { return m_type; }
+    /// What the ledgers of its streams share: the frames that arrived while no stream was
+    /// connected, and the pool.
+    std::uint64_t unclaimedCount() const { return m_unclaimedCount; }
+    FrameAllocator &pool() { return m_pool; }
 
 private:
     int startDriverStream() NUBRIX_REQUIRES(m_lock);
@@ -52,6 +63,7 @@ private:
     NubrixBaseStream *m_driverStream NUBRIX_GUARDED_BY(m_lock) = nullptr;  // the driver's
     bool m_started NUBRIX_GUARDED_BY(m_lock) = false;
     unsigned int m_startCount NUBRIX_GUARDED_BY(m_lock) = 0;
+    std::atomic<std::uint64_t> m_unclaimedCount{0};
     FrameAllocator m_pool;
     const bool m_usePreProcess = false;  // frames go straight from the driver to the streams
     DataPreProcess m_preProcess;

@@ -25,6 +25,7 @@ VideoStream::VideoStream(Device &device, Sensor &sensor)
       m_owner(device.weak_from_this().lock()),
       m_device(device),
       m_sensor(sensor),
+      m_ledger(sensor),
       m_callbackWorker(newFrameCallBackThreadFunc, this)
 {
     logPrint(kLogInfo, "Create newFrameThreadFunc");
@@ -116,8 +117,10 @@ bool VideoStream::stopAllBut(bool callbackStopped)
 void VideoStream::forgetFrames()
 {
     const CriticalSectionScoped guard(m_queueLock);
-    for (NubrixFrameRef *frame : m_queue)
+    for (NubrixFrameRef *frame : m_queue) {
+        m_ledger.onDiscarded();
         m_return.drop(frame);
+    }
     m_queue.clear();
     m_return.reset();
     m_started = false;
@@ -153,12 +156,15 @@ void VideoStream::stopCallbackWorker()
 
 void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
 {
-    if (!m_started)
-        return;
     bool withCallback = false;
     {
         const CriticalSectionScoped guard(m_queueLock);
+        if (!m_started) {  // another stream of the sensor is
+            m_ledger.onUnwanted();
+            return;
+        }
         while (m_queue.size() >= m_maxFrameSize) {
+            m_ledger.onReplaced();
             m_return.drop(m_queue.front());
             m_queue.erase(m_queue.begin());
         }
@@ -166,6 +172,7 @@ void VideoStream::onNewSensorFrame(NubrixFrameRef *frame)
         frame->incRef();
         withCallback = m_callback != nullptr;
         m_return.onArrival(!withCallback);
+        m_ledger.onArrival();
     }
     // Kept: with a callback the listeners are not woken.
     if (withCallback)
@@ -221,9 +228,11 @@ void VideoStream::onListenerBegins()
     lookAgain();
 }
 
-void VideoStream::onListenerDone()
+void VideoStream::onListenerDone(bool hasRecorded)
 {
     const CriticalSectionScoped guard(m_queueLock);
+    if (hasRecorded)
+        m_ledger.onRecorded();
     m_return.onListenerDone();
 }
 
@@ -238,29 +247,46 @@ bool VideoStream::newFrameCallFrameBackProcess()
     if (!m_callbackWorker.awaitFrame())
         return false;
     xp<NubrixFrameRef> frame;
-    if (readFrame(frame, true) != 0)
-        return true;
     NubrixFrameCallback callback = nullptr;
     void *userData = nullptr;
+    if (!takeForCallback(frame, callback, userData))
+        return true;
+    frame->incRef();  // the application's, returned with releaseFrame
     {
-        const CriticalSectionScoped guard(m_queueLock);
-        callback = m_callback;
-        userData = m_userData;
-    }
-    if (callback) {
-        frame->incRef();  // the application's, returned with releaseFrame
         const CallbackScope inCallback(&m_callbackWorker);
         callback(handle(), &frame->frame(), userData);
     }
+    const CriticalSectionScoped guard(m_queueLock);
+    m_ledger.onCallbackReturned();
     return true;
+}
+
+// False when nothing is to be called. The newest frame has left the queue either way.
+bool VideoStream::takeForCallback(xp<NubrixFrameRef> &out, NubrixFrameCallback &callback,
+                                  void *&userData)
+{
+    if (!requireStarted())
+        return false;
+    const CriticalSectionScoped guard(m_queueLock);
+    m_return.onReader();
+    NubrixFrameRef *const frame = newest();
+    if (!frame)
+        return false;
+    out = frame;
+    callback = m_callback;
+    userData = m_userData;
+    if (callback)
+        m_ledger.onDelivered(frame);
+    else
+        m_ledger.onDiscarded();
+    popRead(frame);
+    return callback != nullptr;
 }
 
 int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
 {
-    if (!m_started) {
-        logPrint(kLogWarning, "Stream Not Stared");
+    if (!requireStarted())
         return -2;
-    }
     const CriticalSectionScoped guard(m_queueLock);
     if (pop)
         m_return.onReader();
@@ -269,18 +295,32 @@ int VideoStream::readFrame(xp<NubrixFrameRef> &out, bool pop)
         return -5;
     out = frame;
     if (pop) {
-        m_return.onRead(frame);
-        m_queue.erase(m_queue.begin());
+        m_ledger.onRead(frame);
+        popRead(frame);
+    } else {
+        m_ledger.onRecorder(frame == newest());
     }
     return 0;
 }
 
+void VideoStream::popRead(NubrixFrameRef *frame)
+{
+    m_return.onRead(frame);
+    m_queue.erase(m_queue.begin());
+}
+
+bool VideoStream::requireStarted() const
+{
+    const bool started = m_started;
+    if (!started)
+        logPrint(kLogWarning, "Stream Not Stared");
+    return started;
+}
+
 int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &isOver)
 {
-    if (!m_started) {
-        logPrint(kLogWarning, "Stream Not Stared");
+    if (!requireStarted())
         return -2;
-    }
     if (queueIsEmpty()) {
         const int waited = m_streamEvent.waitUnless(
             kGetFrameMs, [&] { return !b_NewFrameThreadStarted || (isOver && isOver()); });
@@ -301,6 +341,7 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
         return -1;
     out = m_queue.front();
     m_return.onPhoto();
+    m_ledger.onPhoto();
     if (m_return.shelveIfDone(newest()) >= 0)
         lookAgain();
     return 0;
@@ -331,6 +372,12 @@ void VideoStream::setStreamCallback(NubrixFrameCallback callback, void *userData
         m_maxFrameSize = 1;
     }
     m_callbackWorker.run();
+}
+
+NubrixStreamLedger VideoStream::ledger()
+{
+    const CriticalSectionScoped guard(m_queueLock);
+    return m_ledger.figures(m_queue.size());
 }
 
 unsigned int VideoStream::getFrameType() const

@@ -16,6 +16,7 @@
 #include "nubrix/driver.h"
 #include "stream/CallbackWorker.h"
 #include "stream/FrameReturn.h"
+#include "stream/StreamLedger.h"
 
 namespace nubrix {
 
@@ -46,13 +47,15 @@ public:
     bool shutDown();
     /// Slot of the sensor's signal, on the driver's thread.
     void onNewSensorFrame(NubrixFrameRef *frame);
-    /// The newest frame, left in the queue unless `pop`. -2 when not started, -5 without a frame.
+    /// The newest frame: for the application with `pop`, else for a recorder, which leaves it in
+    /// the queue. -2 when not started, -5 without a frame.
     int readFrame(xp<NubrixFrameRef> &out, bool pop);
     /// A listener starts to use frames. It is notified of the newest one again if the driver waits
     /// for that one to be returned.
     void onListenerBegins();
-    /// A listener that leaves frames in the queue no longer needs the newest one.
-    void onListenerDone();
+    /// A listener that leaves frames in the queue no longer needs the newest one. `hasRecorded`: it
+    /// has written the frame that it read.
+    void onListenerDone(bool hasRecorded = false);
     /// A thread has been woken to read the newest frame.
     void onReaderWoken();
     /// The newest frame, left in the queue; waits up to 1 s for one, unless the stream is stopped
@@ -62,6 +65,9 @@ public:
     void wakeGetFrame() { m_streamEvent.wakeAll(); }
     /// Sets the callback and starts its thread, also for null. Kept until the next call.
     void setStreamCallback(NubrixFrameCallback callback, void *userData);
+
+    /// All but the size and what the driver knows.
+    NubrixStreamLedger ledger();
 
     /// What the application holds: this object's address.
     NubrixStream *handle() { return reinterpret_cast<NubrixStream *>(this); }
@@ -88,6 +94,9 @@ private:
     bool stopAllBut(bool callbackStopped);
     void stopStreamWorker();
     void forgetFrames();
+    bool requireStarted() const;
+    bool takeForCallback(xp<NubrixFrameRef> &out, NubrixFrameCallback &callback, void *&userData);
+    void popRead(NubrixFrameRef *frame) NUBRIX_REQUIRES(m_queueLock);
     NubrixFrameRef *newest() const NUBRIX_REQUIRES(m_queueLock)
     {
         return m_queue.empty() ? nullptr : m_queue.front();
@@ -112,6 +121,7 @@ private:
     // Each entry holds a reference.
     std::vector<NubrixFrameRef *> m_queue NUBRIX_GUARDED_BY(m_queueLock);
     FrameReturn m_return NUBRIX_GUARDED_BY(m_queueLock);
+    StreamLedger m_ledger NUBRIX_GUARDED_BY(m_queueLock);
     unsigned int m_maxFrameSize NUBRIX_GUARDED_BY(m_queueLock) = 0;
     NubrixFrameCallback m_callback NUBRIX_GUARDED_BY(m_queueLock) = nullptr;
     void *m_userData NUBRIX_GUARDED_BY(m_queueLock) = nullptr;

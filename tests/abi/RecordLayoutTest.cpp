@@ -68,6 +68,42 @@ TEST(RecordLayoutTest, Versions)
     EXPECT_FIELD(NubrixVersions, serialNumber, 18U, 64U);
 }
 
+TEST(RecordLayoutTest, StreamCounters)
+{
+    EXPECT_EQ(sizeof(NubrixStreamCounters), 20U);
+    EXPECT_FIELD(NubrixStreamCounters, delivered, 0U, 4U);
+    EXPECT_FIELD(NubrixStreamCounters, flagged, 4U, 4U);
+    EXPECT_FIELD(NubrixStreamCounters, held, 8U, 4U);
+    EXPECT_FIELD(NubrixStreamCounters, unusable, 12U, 4U);
+    EXPECT_FIELD(NubrixStreamCounters, missed, 16U, 4U);
+}
+
+TEST(RecordLayoutTest, StreamLedger)
+{
+    EXPECT_EQ(sizeof(NubrixStreamLedger), 160U);
+    EXPECT_FIELD(NubrixStreamLedger, size, 0U, 4U);
+    EXPECT_FIELD(NubrixStreamLedger, driverKnows, 4U, 4U);
+    EXPECT_FIELD(NubrixStreamLedger, handedOver, 8U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, delivered, 16U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, read, 24U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, replaced, 32U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, usedInPlace, 40U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, discarded, 48U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, queued, 56U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, released, 64U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, held, 72U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, longestHeldMicroseconds, 80U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, callbackMicroseconds, 88U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, toRecorders, 96U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, recorded, 104U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, refused, 112U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, unclaimed, 120U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, lostOnWire, 128U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, damaged, 136U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, flagged, 144U, 8U);
+    EXPECT_FIELD(NubrixStreamLedger, droppedWhileSlow, 152U, 8U);
+}
+
 TEST(RecordLayoutTest, TheRest)
 {
     EXPECT_EQ(sizeof(_NubrixGmslDeviceInfo), 68U);
@@ -97,6 +133,7 @@ TEST(RecordLayoutTest, StreamTypesAndStates)
     EXPECT_EQ(sizeof(DRIVER_TYPE), 4U);
     EXPECT_EQ(NUBRIX_PROPERTY_VERSION, 72U);
     EXPECT_EQ(NUBRIX_PROPERTY_STREAM_FLAG_MODE, 75U);
+    EXPECT_EQ(NUBRIX_PROPERTY_STREAM_COUNTERS, 0x5a00U);
 }
 
 TEST(RecordLayoutTest, PixelFormatsAreNumberedFromZero)

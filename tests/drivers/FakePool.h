@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <functional>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "nubrix/driver.h"
@@ -145,10 +146,32 @@ public:
         const std::lock_guard<std::mutex> lock(m_lock);
         m_frames.clear();
     }
+    /// A stream is started: total() counts from here on, whatever clear() does. Returns the total
+    /// before.
+    unsigned int begin()
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return std::exchange(m_total, 0U);
+    }
+    /// The start has failed.
+    void cancelBegin(unsigned int before)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_total = before;
+    }
+    unsigned int total() const
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_total;
+    }
 
 private:
     void take(NubrixFrameRef *frame)
     {
+        {
+            const std::lock_guard<std::mutex> lock(m_lock);
+            ++m_total;  // before onFrame, which may start the stream again
+        }
         Received received{frame->frame(), {}, std::chrono::steady_clock::now()};
         if (keepPixels) {
             const auto *data = static_cast<const unsigned char *>(received.record.data);
@@ -163,7 +186,8 @@ private:
 
     mutable std::mutex m_lock;
     std::condition_variable m_arrived;
-    std::vector<Received> m_frames;  // under m_lock
+    std::vector<Received> m_frames;  // under m_lock, as is the next
+    unsigned int m_total = 0;
 };
 
 }  // namespace nubrix

@@ -3,22 +3,30 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <thread>
+
 #include "tests/drivers/FakePool.h"
 
 namespace nubrix {
 
-/// The device must outlive it. Fails the test when the device does not destroy the stream, or when
-/// a frame has not been returned to the pool by then.
+/// The device must outlive it. Fails the test when the device does not destroy the stream, when a
+/// frame has not been returned to the pool by then, or when the driver has counted other frames
+/// than those that arrived since the last start.
 class TestStream {
 public:
     TestStream(NubrixBaseDevice &device, unsigned int type, int poolLimit = 10)
-        : m_device(device), m_pool(0, poolLimit), m_created(device.createStream(type, &m_stream))
+        : m_device(device),
+          m_type(type),
+          m_pool(0, poolLimit),
+          m_created(device.createStream(type, &m_stream))
     {
     }
     ~TestStream()
     {
         if (m_stream == nullptr)
             return;
+        EXPECT_TRUE(countsMatch());
         EXPECT_EQ(m_device.destroyStream(&m_stream), 0);
         EXPECT_EQ(m_stream, nullptr);
         EXPECT_EQ(m_pool.inUse(), 0);
@@ -37,7 +45,11 @@ public:
         EXPECT_EQ(m_stream->setFrameCallback(&FrameSink::receive, &m_sink), 0);
         m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
         EXPECT_EQ(m_stream->setFrameAllocator(&m_pool), 0);
-        return m_stream->start();
+        const unsigned int before = m_sink.begin();
+        const int status = m_stream->start();
+        if (status != 0)
+            m_sink.cancelBegin(before);
+        return status;
     }
     int stop() { return m_stream->stop(); }
 
@@ -45,8 +57,32 @@ public:
     FrameSink &sink() { return m_sink; }
     FakePool &pool() { return m_pool; }
 
+    /// What the driver counts.
+    NubrixStreamCounters counters() const
+    {
+        NubrixStreamCounters counters = {};
+        unsigned int size = sizeof counters;
+        EXPECT_EQ(m_device.getProperty(NUBRIX_PROPERTY_STREAM_COUNTERS + m_type, &counters, &size),
+                  0);
+        return counters;
+    }
+
 private:
+    /// A running stream has counted a frame a moment before it arrives.
+    bool countsMatch() const
+    {
+        const auto end = std::chrono::steady_clock::now() + kDeadline;
+        while (std::chrono::steady_clock::now() < end) {
+            const unsigned int before = counters().delivered;
+            if (before == m_sink.total() && before == counters().delivered)
+                return true;
+            std::this_thread::yield();
+        }
+        return false;
+    }
+
     NubrixBaseDevice &m_device;
+    const unsigned int m_type;
     FakePool m_pool;
     FrameSink m_sink;
     NubrixBaseStream *m_stream = nullptr;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "stream/StreamFrameBaseListener.h"
+#include "tests/LedgerCheck.h"
 #include "tests/stream/StreamFixture.h"
 
 namespace nubrix {
@@ -53,7 +54,7 @@ public:
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
         for (typedefNubrixFrame *frame : m_frames)
-            InternalFrame::fromRecord(frame)->release();
+            InternalFrame::releaseHeld(InternalFrame::fromRecord(frame));
         m_frames.clear();
     }
     std::vector<unsigned int> indices() const
@@ -79,6 +80,12 @@ private:
 class VideoStreamFixture : public StreamFixture {
 protected:
     VideoStreamFixture() { makeStream(); }
+    ~VideoStreamFixture() override
+    {
+        if (m_stream) {
+            EXPECT_EQ(ledgerFault(m_stream->ledger()), "");
+        }
+    }
 
     void makeStream() { m_stream = std::make_unique<VideoStream>(m_device, m_sensor); }
     void start()

@@ -104,6 +104,9 @@ void addFrames(std::vector<Operation> &table)
                  release(context, caller.world, frame);
              return status;
          }});
+    table.push_back({"nubrixStreamLedger", 6, {0, -13}, kRefused, [](Context *, Caller &caller) {
+                         return caller.world.checkLedger(stream(caller).handle);
+                     }});
     table.push_back({"releaseFrame", 14, {0}, {0, -2}, [](Context *context, Caller &caller) {
                          typedefNubrixFrame *const frame = caller.world.takeFrame(caller.random);
                          return frame ? release(context, caller.world, frame) : kSkipped;

@@ -121,6 +121,8 @@ TEST_F(StressTest, RandomCallsOnEveryKindOfThread)
         threads.emplace_back([this] { callUntilTheEnd(); });
     for (unsigned long cycle = 0; cycle < m_cycles && m_world.violations().empty(); ++cycle) {
         live(caller);
+        for (const StreamEntry &each : m_world.streams.all())
+            m_world.checkLedger(each.handle);
         if (m_world.isOn("delete") && random.chance(30))
             destroyAndDelete(caller);
         else

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "tests/LedgerCheck.h"
+
 namespace nubrix::stress {
 
 namespace {
@@ -91,6 +93,16 @@ bool World::isOn(Origin origin, const std::string &operation) const
 {
     const std::string name = nameOf(origin);
     return isOn(operation) && isOn(name) && isOn(name + "." + operation);
+}
+
+int World::checkLedger(NubrixStream *stream)
+{
+    NubrixStreamLedger ledger;
+    const int status = library.ledger(stream, ledger);
+    const std::string fault = status == 0 ? ledgerFault(ledger) : "";
+    if (!fault.empty())
+        violation("the ledger: " + fault);
+    return status;
 }
 
 void World::violation(const std::string &text)

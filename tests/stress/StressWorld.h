@@ -115,6 +115,11 @@ public:
         const std::lock_guard<std::mutex> guard(m_mutex);
         return m_live.size();
     }
+    std::vector<Entry> all()
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return {m_live.begin(), m_live.end()};
+    }
     template <class Matches>
     void retire(Matches matches)
     {
@@ -177,6 +182,8 @@ public:
     bool isOn(Origin origin, const std::string &operation) const;
     bool isOn(const std::string &word) const { return !m_without.contains(word); }
 
+    /// Asks for the ledger of a stream, which must account for every frame. Returns the status.
+    int checkLedger(NubrixStream *stream);
     void violation(const std::string &text);
     std::vector<std::string> violations() const;
     void countCall(const char *operation, Origin origin, int status);

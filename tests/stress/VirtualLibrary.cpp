@@ -74,7 +74,9 @@ void VirtualLibrary::load()
         reinterpret_cast<NubrixBaseContext *(*)()>(::dlsym(m_library, "ContextFactory"));
     m_deleteContext =
         reinterpret_cast<void (*)(NubrixBaseContext *)>(::dlsym(m_library, "deleteContext"));
-    if (!m_contextFactory || !m_deleteContext)
+    m_streamLedger = reinterpret_cast<int (*)(NubrixStream *, NubrixStreamLedger *)>(
+        ::dlsym(m_library, "nubrixStreamLedger"));
+    if (!m_contextFactory || !m_deleteContext || !m_streamLedger)
         throw std::runtime_error("the library lacks a function");
 }
 

@@ -22,6 +22,13 @@ public:
     /// The context of ContextFactory.
     NubrixBaseContext *context() const { return m_contextFactory(); }
     void deleteContext(NubrixBaseContext *context) const { m_deleteContext(context); }
+    /// nubrixStreamLedger.
+    int ledger(NubrixStream *stream, NubrixStreamLedger &ledger) const
+    {
+        ledger = {};
+        ledger.size = sizeof(ledger);
+        return m_streamLedger(stream, &ledger);
+    }
     /// A path in a folder that is removed at the end.
     std::string file(const std::string &name) const { return m_folder.file(name); }
     /// Writes a firmware image that the cameras take, and returns its path.
@@ -35,6 +42,7 @@ private:
     void *m_library = nullptr;
     NubrixBaseContext *(*m_contextFactory)() = nullptr;
     void (*m_deleteContext)(NubrixBaseContext *) = nullptr;
+    int (*m_streamLedger)(NubrixStream *, NubrixStreamLedger *) = nullptr;
 };
 
 /// "usb:virtual-SERIAL", by which openDevice knows a virtual camera.

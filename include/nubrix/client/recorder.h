@@ -9,6 +9,7 @@
 
 #include "nubrix/client/detail/open_camera.h"
 #include "nubrix/client/frame.h"
+#include "nubrix/client/ledger.h"
 #include "nubrix/record_reader.h"
 
 namespace nubrix {
@@ -24,7 +25,9 @@ public:
         : m_camera(std::move(other.m_camera)),
           m_path(std::move(other.m_path)),
           m_handle(std::exchange(other.m_handle, nullptr)),
-          m_streams(std::move(other.m_streams))
+          m_streams(std::move(other.m_streams)),
+          m_types(std::move(other.m_types)),
+          m_ledgers(std::move(other.m_ledgers))
     {
     }
     Recorder &operator=(Recorder &&) = delete;
@@ -37,6 +40,27 @@ public:
     }
 
     const std::string &path() const { return m_path; }
+    /// Where the frames of each stream went, in the order of the types that are recorded; when the
+    /// recording has ended, until then.
+    std::vector<NubrixStreamLedger> ledgers() const
+    {
+        std::vector<NubrixStreamLedger> now = m_ledgers;
+        for (std::size_t i = 0; i < m_streams.size(); ++i)
+            nubrixStreamLedger(m_streams[i], &now[i]);
+        return now;
+    }
+    /// What frames were lost and why, a line for each cause that begins with the type of the
+    /// stream; empty when none was.
+    std::vector<std::string> losses() const
+    {
+        std::vector<std::string> lines;
+        const std::vector<NubrixStreamLedger> now = ledgers();
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            for (const std::string &line : client::losses(now[i]))
+                lines.push_back(std::string(name(m_types[i])) + ": " + line);
+        }
+        return lines;
+    }
     /// Writes what is left and closes the file. Throws an Error when that fails, when the file
     /// ends within a frame because the disk was full, or when it cannot be opened to check that.
     void finish()
@@ -63,7 +87,10 @@ private:
 
     Recorder(std::shared_ptr<detail::OpenCamera> camera, std::string path,
              const std::vector<StreamType> &types)
-        : m_camera(std::move(camera)), m_path(std::move(path))
+        : m_camera(std::move(camera)),
+          m_path(std::move(path)),
+          m_types(types),
+          m_ledgers(types.size(), detail::emptyLedger())
     {
         try {
             start(types);
@@ -101,8 +128,10 @@ private:
     {
         NubrixBaseContext &context = m_camera->context();
         const int stopped = m_handle ? context.recorderStop(m_handle) : 0;
-        for (NubrixStream *each : m_streams)
-            context.closeStream(each);
+        for (std::size_t i = 0; i < m_streams.size(); ++i) {
+            nubrixStreamLedger(m_streams[i], &m_ledgers[i]);
+            context.closeStream(m_streams[i]);
+        }
         m_streams.clear();
         if (!m_handle)
             return 0;
@@ -114,6 +143,8 @@ private:
     std::string m_path;
     NubrixRecord *m_handle = nullptr;
     std::vector<NubrixStream *> m_streams;
+    std::vector<StreamType> m_types;
+    std::vector<NubrixStreamLedger> m_ledgers;  // when the recording has ended, until then
 };
 
 }  // namespace client

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <iterator>
@@ -16,6 +17,7 @@
 #include "nubrix/client/detail/missing_frame.h"
 #include "nubrix/client/detail/stream_core.h"
 #include "nubrix/client/frame.h"
+#include "nubrix/client/ledger.h"
 
 namespace nubrix {
 namespace client {
@@ -102,6 +104,18 @@ public:
     bool isOver() const { return m_core->isOver(); }
 
     StreamFigures figures() const { return m_core->figures(); }
+    /// Where its frames went in the library, when the stream has ended just before that: those of
+    /// its queue here count as delivered to the callback. May wait while a camera is opened.
+    NubrixStreamLedger ledger() const { return m_core->ledger(); }
+    /// What frames were lost and why, a line for each cause; empty when none was.
+    std::vector<std::string> losses() const
+    {
+        std::vector<std::string> lines = client::losses(ledger(), m_core->interval());
+        if (const std::uint64_t dropped = figures().dropped)
+            lines.push_back(std::to_string(dropped) +
+                            " dropped from the queue: nobody took them in time");
+        return lines;
+    }
     /// For the functions of NubrixBaseContext, until the stream ends.
     NubrixStream *handle() const { return m_core->handle(); }
 

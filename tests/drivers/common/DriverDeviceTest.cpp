@@ -37,7 +37,6 @@ public:
     }
     bool isGone() override { return gone; }
     int getDeviceKind() override { return 1; }
-    using DriverDevice::getCounters;
 
     bool gone = false;
     bool failing = false;
@@ -168,11 +167,18 @@ TEST_F(DriverDeviceTest, HasAVersionRecordAStreamFlagModeAndCounters)
     EXPECT_EQ(mode, 3U);
     StreamCounters counters = {1, 1, 1, 1, 1};
     size = sizeof counters;
-    EXPECT_EQ(device.getCounters(NUBRIX_STREAM_DEPTH, &counters, &size), 0);
+    constexpr unsigned int kDepthCounters = NUBRIX_PROPERTY_STREAM_COUNTERS + NUBRIX_STREAM_DEPTH;
+    EXPECT_EQ(device.getProperty(kDepthCounters, &counters, &size), 0);
     EXPECT_EQ(counters.delivered, 0U);
     ASSERT_EQ(create(NUBRIX_STREAM_DEPTH), 0);
-    EXPECT_EQ(device.getCounters(NUBRIX_STREAM_DEPTH, &counters, &size), 0);
+    EXPECT_EQ(device.getProperty(kDepthCounters, &counters, &size), 0);
     EXPECT_EQ(counters.delivered, 7U);
+    device.gone = true;
+    counters.delivered = 0;
+    EXPECT_EQ(device.getProperty(kDepthCounters, &counters, &size), 0)
+        << "of a camera that is gone";
+    EXPECT_EQ(counters.delivered, 7U);
+    EXPECT_EQ(device.getProperty(NUBRIX_PROPERTY_STREAM_COUNTERS + 64, &counters, &size), -9);
 }
 
 }  // namespace

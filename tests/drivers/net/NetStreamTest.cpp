@@ -186,7 +186,9 @@ TEST_F(NetStreamTest, FramesAreDroppedAndCountedWhileTheApplicationHoldsAllOfThe
     ASSERT_TRUE(stream.pool().awaitRefused(3));
     StreamCounters counters = {};
     unsigned int size = sizeof counters;
-    EXPECT_EQ(device->getProperty(kPropertyCounters + NUBRIX_STREAM_DEPTH, &counters, &size), 0);
+    EXPECT_EQ(device->getProperty(NUBRIX_PROPERTY_STREAM_COUNTERS + NUBRIX_STREAM_DEPTH, &counters,
+                                  &size),
+              0);
     EXPECT_EQ(counters.delivered, 2U);
     EXPECT_GE(counters.held, 2U);
     {
@@ -262,7 +264,7 @@ TEST_F(NetStreamTest, LostPacketsCostOnlyTheirFrames)
     }
     StreamCounters counters = {};
     unsigned int size = sizeof counters;
-    device->getProperty(kPropertyCounters + NUBRIX_STREAM_DEPTH, &counters, &size);
+    device->getProperty(NUBRIX_PROPERTY_STREAM_COUNTERS + NUBRIX_STREAM_DEPTH, &counters, &size);
     EXPECT_GT(counters.unusable + counters.missed, 0U);
     EXPECT_EQ(counters.delivered, stream.sink().count());
     EXPECT_GE(last + 1, counters.delivered + counters.unusable);

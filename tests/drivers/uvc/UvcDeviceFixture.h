@@ -85,7 +85,8 @@ inline StreamCounters countersOf(UvcDevice &device, unsigned int streamType)
 {
     StreamCounters counters = {};
     unsigned int size = sizeof counters;
-    EXPECT_EQ(device.getProperty(kPropertyCounters + streamType, &counters, &size), 0);
+    EXPECT_EQ(device.getProperty(NUBRIX_PROPERTY_STREAM_COUNTERS + streamType, &counters, &size),
+              0);
     return counters;
 }
 

@@ -3,6 +3,7 @@
 // as LD_LIBRARY_PATH.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "nubrix/nubrix.h"
+#include "tests/LedgerCheck.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/HangGuard.h"
 #include "tests/record/RecordBytes.h"
@@ -55,6 +57,8 @@ protected:
     }
     ~FreePacingTest() override
     {
+        for (const auto &[stream, type] : m_opened)
+            expectEveryFrameAccountedFor(stream, type);
         EXPECT_EQ(m_context->destroy(), 0);
         deleteContext(m_context);
         unsetenv("NUBRIX_VIRTUAL_SCENARIO");
@@ -66,7 +70,39 @@ protected:
     {
         NubrixStream *stream = nullptr;
         EXPECT_EQ(m_context->openStream(m_device, type, &stream, callback, user), 0);
+        m_opened.emplace_back(stream, type);
         return stream;
+    }
+    /// Does nothing for a stream that is closed.
+    void expectEveryFrameAccountedFor(NubrixStream *stream, unsigned int type)
+    {
+        const bool isAlone = std::count_if(m_opened.begin(), m_opened.end(), [&](const auto &each) {
+                                 return each.second == type;
+                             }) == 1;
+        NubrixStreamLedger ledger = {};
+        ledger.size = sizeof ledger;
+        if (nubrixStreamLedger(stream, &ledger) != 0)
+            return;
+        EXPECT_EQ(ledgerFault(ledger), "");
+        EXPECT_EQ(ledger.driverKnows, 1U);
+        if (isAlone) {
+            EXPECT_TRUE(eventually([&] { return hasWhatTheCameraSent(stream, type); }))
+                << "a frame has vanished between the driver and the stream";
+        }
+    }
+    /// The camera counts a frame a moment before it hands it over.
+    bool hasWhatTheCameraSent(NubrixStream *stream, unsigned int type)
+    {
+        NubrixStreamLedger ledger = {};
+        ledger.size = sizeof ledger;
+        NubrixStreamCounters sent = {};
+        unsigned int size = sizeof sent;
+        const unsigned int id = NUBRIX_PROPERTY_STREAM_COUNTERS + type;
+        EXPECT_EQ(m_context->getDeviceProperty(m_device, id, &sent, &size), 0);
+        const unsigned int before = sent.delivered;
+        EXPECT_EQ(nubrixStreamLedger(stream, &ledger), 0);
+        EXPECT_EQ(m_context->getDeviceProperty(m_device, id, &sent, &size), 0);
+        return before == sent.delivered && ledger.handedOver + ledger.unclaimed == before;
     }
     NubrixRecord *recorder(const std::string &name, const std::vector<NubrixStream *> &streams)
     {
@@ -149,6 +185,7 @@ protected:
     TemporaryFolder m_folder;
     NubrixBaseContext *const m_context = ContextFactory();
     NubrixDevice *m_device = nullptr;
+    std::vector<std::pair<NubrixStream *, unsigned int>> m_opened;
 };
 
 TEST_F(FreePacingTest, ARecorderAloneGetsEveryFrameOfEveryStream)

@@ -99,6 +99,7 @@ TEST_F(VirtualStreamEndTest, StartsAgainFromWithinItsFrameCallback)
             return;
         ++restarts;
         EXPECT_EQ(stream.stop(), 0);
+        stream.sink().begin();
         EXPECT_EQ(stream->start(), 0);
     };
     ASSERT_EQ(stream.start(), 0);

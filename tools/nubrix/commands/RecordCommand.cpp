@@ -16,6 +16,7 @@
 #include "commands/RecordSummary.h"
 #include "commands/StreamSelection.h"
 #include "nubrix/client/session.h"
+#include "output/LedgerReport.h"
 #include "output/ProgressBar.h"
 
 namespace nubrix::tool {
@@ -160,14 +161,19 @@ public:
     void run() override;
 
 private:
-    /// Returns the failure that ended the recording early, empty if there was none, and the frames
-    /// that it has seen.
-    std::string record(client::Camera &camera, const std::vector<client::StreamType> &types,
-                       const StopSignal &stop, RecordStatistics &seen) const;
+    struct Outcome {
+        std::string problem;  // the failure that ended the recording early, empty without one
+        RecordStatistics seen;
+        std::vector<std::string> losses;
+        Json ledgers = Json::object();  // by stream
+    };
+
+    Outcome record(client::Camera &camera, const std::vector<client::StreamType> &types,
+                   const StopSignal &stop) const;
     void monitor(SeenStreams &streams, GrowingRecord &file, const StopSignal &stop) const;
     bool isFinished(const GrowingRecord &file, double seconds) const;
     void check(const RecordSummary &summary) const;
-    void report(const RecordSummary &summary, const std::string &problem) const;
+    void report(const RecordSummary &summary, const Outcome &outcome) const;
 
     StreamSelection m_selection;
     std::string m_uri;
@@ -189,41 +195,44 @@ void RecordCommand::run()
 {
     const StopSignal stop;
     std::signal(SIGXFSZ, SIG_IGN);  // a write beyond the file size limit fails instead
-    std::string problem;
-    RecordStatistics seen;
+    Outcome outcome;
     {
         client::Camera camera = client::Session().open(m_uri);
-        problem = record(camera, m_selection.choose(camera), stop, seen);
+        outcome = record(camera, m_selection.choose(camera), stop);
     }
     RecordSummary summary;
     try {
-        summary = RecordSummary::of(m_out, std::move(seen));
+        summary = RecordSummary::of(m_out, std::move(outcome.seen));
     } catch (const std::runtime_error &error) {
-        throw std::runtime_error(problem.empty() ? error.what() : problem);
+        throw std::runtime_error(outcome.problem.empty() ? error.what() : outcome.problem);
     }
-    report(summary, problem);
-    if (!problem.empty())
-        throw std::runtime_error(problem);
+    report(summary, outcome);
+    if (!outcome.problem.empty())
+        throw std::runtime_error(outcome.problem);
     check(summary);
 }
 
-std::string RecordCommand::record(client::Camera &camera,
-                                  const std::vector<client::StreamType> &types,
-                                  const StopSignal &stop, RecordStatistics &seen) const
+RecordCommand::Outcome RecordCommand::record(client::Camera &camera,
+                                             const std::vector<client::StreamType> &types,
+                                             const StopSignal &stop) const
 {
     client::Recorder recorder = camera.record(m_out, types);
     GrowingRecord file(m_out, types);
     SeenStreams streams(camera, types);  // after the recorder, which gets the first frames
-    std::string problem;
+    Outcome outcome;
     try {
         monitor(streams, file, stop);
         recorder.finish();
     } catch (const std::runtime_error &error) {
-        problem = error.what();
+        outcome.problem = error.what();
     }
     streams.addTo(file.statistics());  // the last frame of each stream
-    seen = std::move(file.statistics());
-    return problem;
+    outcome.seen = std::move(file.statistics());
+    outcome.losses = recorder.losses();
+    const std::vector<NubrixStreamLedger> ledgers = recorder.ledgers();
+    for (std::size_t i = 0; i < ledgers.size(); ++i)
+        outcome.ledgers[client::name(types[i])] = ledgerJson(ledgers[i]);
+    return outcome;
 }
 
 void RecordCommand::monitor(SeenStreams &streams, GrowingRecord &file, const StopSignal &stop) const
@@ -266,17 +275,19 @@ void RecordCommand::check(const RecordSummary &summary) const
         throw std::runtime_error("no frame arrived");
 }
 
-void RecordCommand::report(const RecordSummary &summary, const std::string &problem) const
+void RecordCommand::report(const RecordSummary &summary, const Outcome &outcome) const
 {
     if (json()) {
         Json report = summary.json();
         report["file"] = m_out;
-        if (!problem.empty())
-            report["error"] = problem;
+        report["losses"] = outcome.losses;
+        report["ledgers"] = outcome.ledgers;
+        if (!outcome.problem.empty())
+            report["error"] = outcome.problem;
         printJson(report);
         return;
     }
-    std::cout << summary.text() << "recorded " << m_out << '\n';
+    std::cout << summary.text() << lossText(outcome.losses) << "recorded " << m_out << '\n';
 }
 
 }  // namespace

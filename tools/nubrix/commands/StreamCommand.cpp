@@ -10,6 +10,7 @@
 #include "commands/StreamRun.h"
 #include "commands/StreamSelection.h"
 #include "nubrix/client/session.h"
+#include "output/LedgerReport.h"
 #include "output/OutputFile.h"
 #include "output/StreamTable.h"
 
@@ -25,8 +26,10 @@ public:
 private:
     struct Result {
         std::vector<StreamRow> rows;
-        std::vector<std::vector<std::string>> saved;  // the paths of each stream
-        std::string problem;                          // empty on success
+        std::vector<std::vector<std::string>> saved;   // the paths of each stream
+        std::vector<std::vector<std::string>> losses;  // of each stream
+        std::vector<NubrixStreamLedger> ledgers;
+        std::string problem;  // empty on success
     };
 
     StreamRun::Streams openStreams(client::Camera &camera, const StopSignal &stop) const;
@@ -47,7 +50,8 @@ StreamCommand::StreamCommand(CLI::App &parent)
     : Command(
           parent, "stream",
           "Run streams and report their figures: frames, frames/s, gaps in the frame index, lost\n"
-          "and damaged frames, age of the frames from capture to arrival"),
+          "and damaged frames, age of the frames from capture to arrival, and what frames were "
+          "lost to"),
       m_selection(app())
 {
     addUri(m_uri);
@@ -101,6 +105,10 @@ StreamCommand::Result StreamCommand::stream(client::Camera &camera, const StopSi
     result.problem = StreamRun(streams, stop, {!m_byPolling, m_selection.seconds(), onTick}).run();
     table.clearLive();
     result.rows = rowsOf(streams);
+    for (const auto &each : streams) {
+        result.ledgers.push_back(each->stream.ledger());
+        result.losses.push_back(lossesOf(each->stream));
+    }
     save(streams, result);
     return result;
 }
@@ -123,7 +131,9 @@ void StreamCommand::reportJson(const Result &result) const
                        {"gaps", figures.gaps},
                        {"lost", figures.lost},
                        {"damaged", figures.damaged},
-                       {"age_us", {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}}}};
+                       {"age_us", {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}}},
+                       {"losses", result.losses[i]},
+                       {"ledger", ledgerJson(result.ledgers[i])}};
         if (!m_folder.empty())
             stream["saved"] = result.saved[i];
         report["streams"].push_back(stream);
@@ -136,6 +146,8 @@ void StreamCommand::reportJson(const Result &result) const
 void StreamCommand::reportText(const Result &result)
 {
     std::cout << StreamTable::summary(result.rows);
+    for (const auto &lines : result.losses)
+        std::cout << lossText(lines);
     for (const auto &paths : result.saved)
         for (const std::string &path : paths)
             std::cout << "saved " << path << '\n';

@@ -18,21 +18,12 @@
 #include "nubrix/client/detail/arrivals.h"
 #include "nubrix/client/detail/call_gate.h"
 #include "nubrix/client/detail/open_camera.h"
+#include "nubrix/client/figures.h"
 #include "nubrix/client/frame.h"
+#include "nubrix/client/ledger.h"
 
 namespace nubrix {
 namespace client {
-
-/// What a stream has done since its start.
-struct StreamFigures {
-    std::uint64_t frames = 0;         ///< that have arrived
-    std::uint64_t dropped = 0;        ///< of them: overtaken before anybody took them
-    std::uint64_t missing = 0;        ///< captured, by their indices, but never arrived
-    double framesPerSecond = 0;       ///< over the last 32 frames; falls while none comes
-    std::chrono::microseconds age{};  ///< of the last frame taken: from its capture until then
-    int held = 0;                     ///< frames that the application holds
-    int queued = 0;                   ///< frames that nobody has taken yet
-};
 
 namespace detail {
 
@@ -80,7 +71,7 @@ public:
         {
             const std::lock_guard<std::mutex> guard(m_lock);
             m_ended = true;
-            wasOpen = std::exchange(m_isOpen, false);
+            wasOpen = m_isOpen.exchange(false);
         }
         if (wasOpen)
             closeStream();
@@ -158,6 +149,20 @@ public:
             figures.framesPerSecond = intervals / time.count();
         return figures;
     }
+    /// The ledger, when the stream has ended as it was then.
+    NubrixStreamLedger ledger()
+    {
+        NubrixStreamLedger now = emptyLedger();
+        const int status = m_isOpen ? nubrixStreamLedger(m_handle, &now) : -13;
+        const std::lock_guard<std::mutex> guard(m_lock);
+        return m_isOpen && status == 0 ? now : m_lastLedger;
+    }
+    /// Time between two frames of the camera, 0 when it is not known.
+    std::chrono::microseconds interval()
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        return m_interval.value();
+    }
     OpenCamera::Holders holders() const
     {
         return m_camera->holders(static_cast<unsigned int>(m_type));
@@ -182,9 +187,12 @@ private:
     {
         wake();
         m_camera->connection().remove(*this);
+        NubrixStreamLedger last = emptyLedger();
+        nubrixStreamLedger(m_handle, &last);
         m_camera->context().closeStream(m_handle);
         std::shared_ptr<Function> function;  // destroyed without the lock: it may hold a stream
         const std::lock_guard<std::mutex> guard(m_lock);
+        m_lastLedger = last;
         clearQueue();
         m_function.swap(function);
     }
@@ -316,6 +324,7 @@ private:
         if (m_figures.frames != 0 && step != 0 && step < 1U << 31)  // otherwise it began anew
             m_figures.missing += step - 1;
         m_lastIndex = index;
+        m_interval.add(record);
         arrivalOf(m_figures.frames++) = now;
     }
     Clock::time_point &arrivalOf(std::uint64_t frame)
@@ -362,7 +371,6 @@ private:
     const StreamType m_type;
     const std::size_t m_maxQueued;
     const std::shared_ptr<CallGate> m_gate = std::make_shared<CallGate>();
-    /// Made in time: when it is needed there is no memory.
     // Made here: a frame must not find too little memory for it.
     Arrivals &m_anyWaiters = Arrivals::instance();
     const std::exception_ptr m_textlessProblem = std::make_exception_ptr(
@@ -371,10 +379,10 @@ private:
               "its text; release some, the stream has ended"));
     NubrixStream *m_handle = nullptr;  // fixed once open
     std::atomic<bool> m_ended{false};
+    std::atomic<bool> m_isOpen{false};  // changed under m_lock
 
     std::mutex m_lock;  // guards what follows
     std::condition_variable m_changed;
-    bool m_isOpen = false;
     std::array<Queued, kMaxQueued> m_queue;
     std::size_t m_first = 0;
     std::size_t m_count = 0;
@@ -382,6 +390,8 @@ private:
     std::exception_ptr m_problem;
     StreamFigures m_figures;
     unsigned int m_lastIndex = 0;
+    FrameInterval m_interval;
+    NubrixStreamLedger m_lastLedger = emptyLedger();  // of a stream that has ended
     std::array<Clock::time_point, 32> m_arrivals{};
 };
 
