@@ -1,5 +1,7 @@
 #include "virtual/VirtualCamera.h"
 
+#include <algorithm>
+
 #include "common/Report.h"
 #include "common/Text.h"
 #include "virtual/VirtualDevice.h"
@@ -26,7 +28,10 @@ void HotPlug::stop()
 void HotPlug::schedule(Time when, VirtualCamera &camera, Action action)
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    m_events.emplace(when, Event{&camera, action});
+    const auto later =
+        std::upper_bound(m_events.begin(), m_events.end(), when,
+                         [](Time time, const Event &event) { return time < event.when; });
+    m_events.insert(later, Event{when, &camera, action});
     m_wake.notify_all();
 }
 
@@ -38,13 +43,12 @@ void HotPlug::run()
             m_wake.wait(lock);
             continue;
         }
-        const auto first = m_events.begin();
-        if (const Time when = first->first; when > std::chrono::steady_clock::now()) {
-            m_wake.wait_until(lock, when);
+        const Event event = m_events.front();
+        if (event.when > std::chrono::steady_clock::now()) {
+            m_wake.wait_until(lock, event.when);
             continue;
         }
-        const Event event = first->second;
-        m_events.erase(first);
+        m_events.erase(m_events.begin());
         lock.unlock();
         carryOut(event);
         lock.lock();

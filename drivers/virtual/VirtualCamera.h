@@ -6,7 +6,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,6 +46,7 @@ public:
 
 private:
     struct Event {
+        Time when;
         VirtualCamera *camera;
         Action action;
     };
@@ -58,8 +58,10 @@ private:
     std::thread m_thread;  // start and stop only
     std::mutex m_lock;
     std::condition_variable m_wake;
-    bool m_stopping = false;              // this and m_events: under m_lock
-    std::multimap<Time, Event> m_events;  // equal times keep their order
+    bool m_stopping = false;  // this and m_events: under m_lock
+    // In the order of their times; equal ones keep theirs. Its memory stays when events have
+    // passed, so that the heap does not shrink while a scenario runs.
+    std::vector<Event> m_events;
 };
 
 class UpgradeRun;

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""pinned.py ROOT: every test that docs/oddities.md names must exist, and every row must name one
-or state why there is none."""
+"""pinned.py ROOT: every test that docs/oddities.md and docs/reliability.md name must exist, and every
+row must name one or state why there is none."""
 import pathlib
 import re
 import sys
@@ -26,9 +26,15 @@ def rows_of(document):
 
 def faults_of(root):
     tests = {source.stem: names_of(source) for source in (root / 'tests').rglob('*Test.cpp')}
-    rows = list(rows_of(root / 'docs' / 'oddities.md'))
-    if not rows:
-        yield 'no row names a test'
+    for source in (root / 'tests').rglob('CMakeLists.txt'):  # those that are programs
+        for file, name in re.findall(r'add_test\(NAME (\w+)\.(\w+)', source.read_text()):
+            tests.setdefault(file, set()).add(name)
+    rows = []
+    for document in ('oddities.md', 'reliability.md'):
+        of_document = list(rows_of(root / 'docs' / document))
+        if not of_document:
+            yield f'no row of {document} names a test'
+        rows += of_document
     for line, cell in rows:
         pins = re.findall(r'`(\w+)\.(\w+)`', cell)
         if not pins and not cell.startswith('none: '):

@@ -8,12 +8,12 @@
 #include <initializer_list>
 #include <map>
 #include <mutex>
-#include <random>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/Random.h"
 #include "tests/stress/LifeState.h"
 #include "tests/stress/StallWatch.h"
 #include "tests/stress/VirtualLibrary.h"
@@ -22,22 +22,6 @@ namespace nubrix::stress {
 
 /// Where a call comes from.
 enum class Origin { kThread, kFrame, kState, kUpgrade };
-
-class Random {
-public:
-    explicit Random(std::uint64_t seed) : m_engine(seed) {}
-    /// 0 to count - 1.
-    std::size_t below(std::size_t count) { return static_cast<std::size_t>(m_engine() % count); }
-    bool chance(unsigned int percent) { return below(100) < percent; }
-    template <class Value>
-    Value oneOf(std::initializer_list<Value> values)
-    {
-        return values.begin()[below(values.size())];
-    }
-
-private:
-    std::mt19937_64 m_engine;
-};
 
 /// Lets callers in until it is closed; closing waits for those inside. Thread-safe.
 class Door {
