@@ -1,14 +1,9 @@
 #include "net/CameraMonitor.h"
 
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <pthread.h>
-#include <sys/socket.h>
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
-#include <memory>
 #include <utility>
 
 #include "net/NetSettings.h"
@@ -17,57 +12,11 @@ namespace nubrix::net {
 
 namespace {
 
-constexpr std::uint16_t kId = 0xffff;
-
-/// Sends on one interface, whatever the routes are: cameras may have addresses of other networks.
-void broadcast(const UdpSocket &socket, unsigned int interface, Packet request)
-{
-    sockaddr_in to = cameraAddress(in_addr{htonl(INADDR_BROADCAST)});
-    iovec part = {request.data(), request.size()};
-    union {
-        cmsghdr header;
-        char space[CMSG_SPACE(sizeof(in_pktinfo))];
-    } control = {};
-    msghdr message = {};
-    message.msg_name = &to;
-    message.msg_namelen = sizeof to;
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = &control;
-    message.msg_controllen = sizeof control;
-    control.header.cmsg_level = IPPROTO_IP;
-    control.header.cmsg_type = IP_PKTINFO;
-    control.header.cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
-    in_pktinfo info = {};
-    info.ipi_ifindex = static_cast<int>(interface);
-    std::memcpy(CMSG_DATA(&control.header), &info, sizeof info);
-    ::sendmsg(socket.descriptor(), &message, MSG_DONTWAIT);
-}
-
-void sendEverywhere(const UdpSocket &socket, const Packet &request)
-{
-    ifaddrs *all = nullptr;
-    if (::getifaddrs(&all) != 0)
-        return;
-    const std::unique_ptr<ifaddrs, void (*)(ifaddrs *)> owner(all, &::freeifaddrs);
-    for (const ifaddrs *each = all; each != nullptr; each = each->ifa_next) {
-        if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != AF_INET ||
-            (each->ifa_flags & IFF_UP) == 0)
-            continue;
-        if ((each->ifa_flags & IFF_LOOPBACK) != 0) {
-            sockaddr_in own = {};
-            std::memcpy(&own, each->ifa_addr, sizeof own);
-            socket.send(cameraAddress(own.sin_addr), request);
-        } else if ((each->ifa_flags & IFF_BROADCAST) != 0) {
-            broadcast(socket, ::if_nametoindex(each->ifa_name), request);
-        }
-    }
-}
-
 // Within the shortest timeout, a camera that delays each answer by up to a second is received even
 // when a packet is lost.
 constexpr std::chrono::milliseconds kSearchPeriod{500};
-constexpr std::chrono::milliseconds kSlice{100};  // within which a stop is noticed
+constexpr std::chrono::milliseconds kSlice{100};      // within which a stop is noticed
+constexpr std::chrono::milliseconds kShortSlice{10};  // while a first list is awaited
 constexpr std::chrono::milliseconds kRetry{1000};
 constexpr std::chrono::milliseconds kPromptAnswer{300};    // of cameras that do not delay it
 constexpr std::chrono::milliseconds kDelayedAnswer{1100};  // of cameras that do
@@ -84,36 +33,18 @@ try {
 
 }  // namespace
 
-CameraFinder::CameraFinder()
-{
-    const int on = 1;
-    ::setsockopt(m_socket.descriptor(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
-}
-
-void CameraFinder::sendRequests(const std::vector<std::string> &addresses)
-{
-    const Packet request = makeRequest(kDiscovery, kId);
-    sendEverywhere(m_socket, request);
-    for (const std::string &address : addresses) {
-        if (const auto to = cameraAddress(address))
-            m_socket.send(*to, request);
-    }
-}
-
-std::optional<CameraFinder::Answer> CameraFinder::awaitAnswer(UdpSocket::Clock::time_point end)
-{
-    for (;;) {
-        const UdpSocket::Received received = m_socket.receive(end);
-        if (received.packet.empty())
-            return std::nullopt;
-        if (auto camera = identityIn(received.packet, kId))
-            return Answer{std::move(*camera), addressText(received.sender)};
-    }
-}
-
 CameraMonitor::CameraMonitor(const NetSettings &settings, Listener listener)
-    : m_settings(settings), m_listener(std::move(listener))
+    : m_settings(settings),
+      m_listener(std::move(listener)),
+      m_began(Clock::now()),
+      m_nextRequests(m_began)
 {
+    try {
+        sendIfDue();
+        m_isComplete = !m_finder->isAnswerPossible();
+    } catch (const std::exception &) {
+        // The thread tries again, and reports it.
+    }
 }
 
 CameraMonitor::~CameraMonitor()
@@ -123,7 +54,6 @@ CameraMonitor::~CameraMonitor()
 
 void CameraMonitor::start()
 {
-    m_started = Clock::now();
     m_thread = std::thread(&CameraMonitor::run, this);
     pthread_setname_np(m_thread.native_handle(), "nubrix-net-look");
 }
@@ -142,9 +72,8 @@ void CameraMonitor::stop()
 std::vector<NetIdentity> CameraMonitor::cameras()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    m_changed.wait_until(lock, m_started + kPromptAnswer, [&] { return m_stopping; });
-    m_changed.wait_until(lock, m_started + kDelayedAnswer,
-                         [&] { return m_stopping || !m_cameras.empty(); });
+    // The thread needs no longer, unless it is flooded with answers.
+    m_changed.wait_for(lock, kDelayedAnswer + kSlice, [&] { return m_stopping || m_isComplete; });
     m_hasListed = true;
     std::vector<NetIdentity> all;
     for (const auto &[address, entry] : m_cameras)
@@ -156,6 +85,7 @@ void CameraMonitor::track(const std::string &address, const std::shared_ptr<Came
 {
     const std::lock_guard<std::mutex> lock(m_lock);
     m_open.push_back({address, state, Clock::now()});
+    m_changed.notify_all();
 }
 
 void CameraMonitor::run()
@@ -176,22 +106,39 @@ void CameraMonitor::run()
 
 void CameraMonitor::search()
 {
-    CameraFinder finder;
-    while (!isStopping()) {
-        finder.sendRequests(addressesToQuery());
-        const auto next = Clock::now() + kSearchPeriod;
-        while (Clock::now() < next && !isStopping()) {
-            const Answer answer = finder.awaitAnswer(std::min(next, Clock::now() + kSlice));
-            for (const Change &change : update(answer, Clock::now()))
-                m_listener(change);
-        }
+    while (awaitWork()) {
+        sendIfDue();
+        const Answer answer = m_finder->awaitAnswer(Clock::now() + slice());
+        for (const Change &change : update(answer, Clock::now()))
+            m_listener(change);
     }
 }
 
-bool CameraMonitor::isStopping()
+void CameraMonitor::sendIfDue()
+{
+    const auto now = Clock::now();
+    if (now < m_nextRequests)
+        return;
+    if (!m_finder)
+        m_finder.emplace(m_settings.searchesInterfaces());
+    m_finder->sendRequests(addressesToQuery());
+    m_nextRequests = now + kSearchPeriod;
+}
+
+/// Sleeps while there is nobody to query and nobody to expire. False when the monitor stops.
+bool CameraMonitor::awaitWork()
+{
+    const bool isSearching = m_settings.searchesInterfaces() || !m_settings.addresses().empty();
+    std::unique_lock<std::mutex> lock(m_lock);
+    m_changed.wait(
+        lock, [&] { return m_stopping || isSearching || !m_open.empty() || !m_cameras.empty(); });
+    return !m_stopping;
+}
+
+std::chrono::milliseconds CameraMonitor::slice()
 {
     const std::lock_guard<std::mutex> lock(m_lock);
-    return m_stopping;
+    return m_isComplete ? kSlice : kShortSlice;
 }
 
 std::vector<std::string> CameraMonitor::addressesToQuery()
@@ -212,11 +159,20 @@ std::vector<CameraMonitor::Change> CameraMonitor::update(const Answer &answer,
     std::vector<Change> changes = expireListed(expireOpened(now), now);
     if (answer && m_cameras.insert({answer->camera.address, {answer->camera, now}}).second)
         changes.push_back({answer->camera, true});
+    m_isComplete = m_isComplete || isFirstListComplete(answer, now);
     m_changed.notify_all();
     // The first list contains the cameras that have arrived before it.
-    if (!m_hasListed && now < m_started + kDelayedAnswer)
+    if (!m_hasListed && now < m_began + kDelayedAnswer)
         changes.clear();
     return changes;
+}
+
+bool CameraMonitor::isFirstListComplete(const Answer &answer, Clock::time_point now) const
+{
+    if (!m_finder->isAnswerPossible())
+        return true;
+    // After a slow start of the thread, answers that have arrived long ago are received first.
+    return !answer && now >= m_began + (m_cameras.empty() ? kDelayedAnswer : kPromptAnswer);
 }
 
 void CameraMonitor::noteAnswer(const CameraFinder::Answer &answer, Clock::time_point now)

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "net/CameraFinder.h"
 #include "net/Gvcp.h"
 #include "net/NetSettings.h"
 
@@ -51,29 +52,9 @@ private:
     std::atomic<Clock::rep> m_lastFrame{0};
 };
 
-/// Sends discovery requests and receives the answers. A camera may delay its answer to a broadcast
-/// by up to a second, so that not all answer at once. Not thread-safe.
-class CameraFinder {
-public:
-    struct Answer {
-        NetIdentity camera;
-        std::string sender;  ///< differs from the camera's address behind address translation
-    };
-
-    /// Throws std::system_error when there is no descriptor left.
-    CameraFinder();
-
-    /// Sends a request on every interface that is up, and to `addresses`. Does not wait.
-    void sendRequests(const std::vector<std::string> &addresses);
-    /// Waits for an answer to any of the requests, until `end`.
-    std::optional<Answer> awaitAnswer(UdpSocket::Clock::time_point end);
-
-private:
-    UdpSocket m_socket;
-};
-
-/// Searches for cameras on a thread of its own. Thread-safe, except that start comes first and stop
-/// last.
+/// Searches for cameras: sends the first requests when it is constructed, so that cameras answer
+/// while other things start, and does the rest on a thread of its own. Thread-safe, except that
+/// start comes first and stop last.
 class CameraMonitor {
 public:
     struct Change {
@@ -93,8 +74,9 @@ public:
     /// Waits for the listener, and for a tenth of a second at most otherwise.
     void stop();
 
-    /// The cameras, ordered by address. Waits for answers until 0.3 s after the start, and until
-    /// 1.1 s after it as long as there is none.
+    /// The cameras, ordered by address. Waits for answers to the first requests as long as there
+    /// can be any: until 0.3 s after the construction, and until 1.1 s after it while there is
+    /// none.
     std::vector<NetIdentity> cameras();
     /// Marks the state of an opened camera as gone when it does not respond within the timeout.
     void track(const std::string &address, const std::shared_ptr<CameraState> &state);
@@ -116,7 +98,10 @@ private:
 
     void run();
     void search();
-    bool isStopping();
+    void sendIfDue();
+    bool awaitWork();
+    std::chrono::milliseconds slice();
+    bool isFirstListComplete(const Answer &answer, Clock::time_point now) const;
     std::vector<std::string> addressesToQuery();
     std::vector<Change> update(const Answer &answer, Clock::time_point now);
     void noteAnswer(const CameraFinder::Answer &answer, Clock::time_point now);
@@ -125,10 +110,13 @@ private:
 
     const NetSettings m_settings;
     const Listener m_listener;
-    Clock::time_point m_started;
+    const Clock::time_point m_began;
+    std::optional<CameraFinder> m_finder;  // this and the next: of the thread, once it runs
+    Clock::time_point m_nextRequests;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    bool m_stopping = false;  // everything up to the thread is under m_lock
+    bool m_stopping = false;    // everything up to the thread is under m_lock
+    bool m_isComplete = false;  // the first list
     bool m_hasListed = false;
     std::map<std::string, Entry> m_cameras;  // by address
     std::vector<Opened> m_open;

@@ -1,8 +1,8 @@
 #include "net/Gvcp.h"
 
 #include <arpa/inet.h>
+#include <linux/errqueue.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <system_error>
 
@@ -191,9 +192,33 @@ bool UdpSocket::connectTo(const std::string &address) const
     return to && ::connect(m_descriptor, plain(*to), sizeof *to) == 0;
 }
 
-void UdpSocket::send(const sockaddr_in &to, const Packet &packet) const
+void UdpSocket::reportRefusals() const
 {
-    ::sendto(m_descriptor, packet.data(), packet.size(), MSG_DONTWAIT, plain(to), sizeof to);
+    const int on = 1;
+    ::setsockopt(m_descriptor, IPPROTO_IP, IP_RECVERR, &on, sizeof on);
+}
+
+bool UdpSocket::send(const sockaddr_in &to, const Packet &packet) const
+{
+    sockaddr_in host = to;
+    Packet content = packet;
+    iovec part = {content.data(), content.size()};
+    msghdr message = {};
+    message.msg_name = &host;
+    message.msg_namelen = sizeof host;
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    return send(message);
+}
+
+bool UdpSocket::send(const msghdr &message) const
+{
+    // A call that reports the refusal of an earlier packet does not send its own.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        if (::sendmsg(m_descriptor, &message, MSG_DONTWAIT) >= 0)
+            return true;
+    }
+    return false;
 }
 
 void UdpSocket::send(const Packet &packet) const
@@ -211,6 +236,10 @@ UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
         pollfd readable = {m_descriptor, POLLIN, 0};
         if (::poll(&readable, 1, static_cast<int>(left)) <= 0)
             continue;
+        if ((readable.revents & POLLERR) != 0) {
+            if (const auto refusing = takeRefusal())
+                return {{}, *refusing, true};
+        }
         Packet packet(1024);
         sockaddr_in from = {};
         socklen_t size = sizeof from;
@@ -222,6 +251,28 @@ UdpSocket::Received UdpSocket::receive(Clock::time_point end) const
         packet.resize(static_cast<std::size_t>(got));
         return {std::move(packet), from.sin_addr};
     }
+}
+
+/// The host that has refused a packet; nothing when none has, or when that is not reported.
+std::optional<in_addr> UdpSocket::takeRefusal() const
+{
+    sockaddr_in to = {};
+    union {
+        cmsghdr header;
+        char space[CMSG_SPACE(sizeof(sock_extended_err) + sizeof(sockaddr_in))];
+    } control = {};
+    msghdr message = {};
+    message.msg_name = &to;
+    message.msg_namelen = sizeof to;
+    message.msg_control = &control;
+    message.msg_controllen = sizeof control;
+    if (::recvmsg(m_descriptor, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0 ||
+        control.header.cmsg_level != IPPROTO_IP || control.header.cmsg_type != IP_RECVERR)
+        return std::nullopt;
+    sock_extended_err error = {};
+    std::memcpy(&error, CMSG_DATA(&control.header), sizeof error);
+    const bool isByHost = error.ee_origin == SO_EE_ORIGIN_ICMP && error.ee_errno == ECONNREFUSED;
+    return isByHost ? std::optional(to.sin_addr) : std::nullopt;
 }
 
 std::string addressInUri(const std::string &uri)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <chrono>
 #include <cstddef>
@@ -81,6 +82,7 @@ public:
     struct Received {
         Packet packet;  ///< empty: none
         in_addr sender;
+        bool isRefusal = false;  ///< no packet: the host `sender` cannot receive any
     };
 
     /// Throws std::system_error when there is no descriptor left.
@@ -92,14 +94,19 @@ public:
     int descriptor() const { return m_descriptor; }
     /// From now on, sends to and receives from one camera only. False when there is no route to it.
     bool connectTo(const std::string &address) const;
-    /// Does not wait. A packet that cannot be sent is lost, as on the network.
-    void send(const sockaddr_in &to, const Packet &packet) const;
+    /// From now on, receive() also returns when a host refuses a packet.
+    void reportRefusals() const;
+    /// Does not wait. A packet that cannot be sent (false) is lost, as on the network.
+    bool send(const sockaddr_in &to, const Packet &packet) const;
+    bool send(const msghdr &message) const;
     /// Sends to the connected camera.
     void send(const Packet &packet) const;
     /// Waits for a packet until `end`.
     Received receive(Clock::time_point end) const;
 
 private:
+    std::optional<in_addr> takeRefusal() const;
+
     const int m_descriptor;
 };
 

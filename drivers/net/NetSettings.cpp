@@ -115,6 +115,7 @@ NetSettings::NetSettings(const std::string &path)
       m_responseTimeout(readTime(path, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
       m_holderTimeout(readTime(path, "patienceMs", 0, 60000, std::chrono::milliseconds(2000)))
 {
+    readFlag(m_path, "Discovery", m_searchesInterfaces);
     readNumber(m_path, "packetSize", 576, 16384, m_packetSize, 0);
     readFlag(m_path, "packetSocket", m_packetSocket);
     readFlag(m_path, "incomplete", m_incomplete);

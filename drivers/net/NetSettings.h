@@ -20,6 +20,8 @@ public:
     /// The path of the file next to the plug-in.
     static std::string besidePlugin();
 
+    /// Whether cameras are searched for on all interfaces, and not only at addresses().
+    bool searchesInterfaces() const { return m_searchesInterfaces; }
     /// IPv4 addresses of cameras that no broadcast reaches.
     const std::vector<std::string> &addresses() const { return m_addresses; }
     /// A camera that has neither answered nor sent a frame for so long is gone.
@@ -39,6 +41,7 @@ public:
 
 private:
     std::string m_path;
+    bool m_searchesInterfaces = true;
     std::vector<std::string> m_addresses;
     std::chrono::milliseconds m_responseTimeout;
     std::chrono::milliseconds m_holderTimeout;

@@ -55,14 +55,10 @@ SceneRenderer::SceneRenderer(unsigned int streamType, int width, int height)
       m_room(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * m_pixelSize)
 {
     const Scene scene(0);
-    if (castsShadow(streamType))
-        m_darkRoom.resize(m_room.size());
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const Scene::Hit hit = Scene::traceRoom(m_camera.ray(x, y));
             paintScenePixel(streamType, scene, hit, true, &m_room[at(x, y)]);
-            if (!m_darkRoom.empty())
-                paintScenePixel(streamType, scene, hit, false, &m_darkRoom[at(x, y)]);
         }
     }
 }
@@ -73,7 +69,7 @@ void SceneRenderer::render(std::uint32_t frameIndex, std::uint8_t *image) const
     const Corners ball = cornersOf(scene.ball());
     const Corners box = cornersOf(scene.box());
     std::memcpy(image, m_room.data(), m_room.size());
-    if (!m_darkRoom.empty()) {
+    if (castsShadow(m_streamType)) {
         paintShadow(scene, ball.data(), image);
         paintShadow(scene, box.data(), image);
     }
@@ -132,7 +128,7 @@ void SceneRenderer::paintShadow(const Scene &scene, const Vec3 *corners, std::ui
         for (int x = area.left; x < area.right; ++x) {
             const Scene::Hit hit = Scene::traceRoom(m_camera.ray(x, y));
             if (hit.surface == Scene::Surface::kFloor && !scene.isLit(hit))
-                std::memcpy(image + at(x, y), &m_darkRoom[at(x, y)], m_pixelSize);
+                paintScenePixel(m_streamType, scene, hit, false, image + at(x, y));
         }
     }
 }

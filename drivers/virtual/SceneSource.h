@@ -14,9 +14,9 @@
 
 namespace nubrix::virtual_camera {
 
-/// Renders the scene for one stream and one size. It caches the image of the empty room, with and
-/// without the lamp, and computes only what the ball, the box and their shadows change. The result
-/// is the same as tracing every pixel.
+/// Renders the scene for one stream and one size. It caches the image of the empty room, and
+/// computes only what the ball, the box and their shadows change. The result is the same as tracing
+/// every pixel.
 class SceneRenderer {
 public:
     SceneRenderer(unsigned int streamType, int width, int height);
@@ -50,8 +50,7 @@ private:
     const int m_height;
     const std::size_t m_pixelSize;
     const PinholeCamera m_camera;
-    std::vector<std::uint8_t> m_room;      // lit by the lamp
-    std::vector<std::uint8_t> m_darkRoom;  // in shadow; empty: this stream has no shadows
+    std::vector<std::uint8_t> m_room;
 };
 
 /// All four streams in 320x240, 640x400, 640x480 and 1280x800 at 5, 15, 30 and 60 frames/s, and at

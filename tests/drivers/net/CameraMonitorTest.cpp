@@ -71,12 +71,100 @@ TEST_F(CameraMonitorTest, ACameraThatDelaysItsAnswersIsListedAndStays)
 
 TEST_F(CameraMonitorTest, OnlyTheFirstListWaitsForCameras)
 {
+    DistantCamera camera(kAddress);
+    camera.setMuted();
     const auto begin = std::chrono::steady_clock::now();
     const auto monitored = start();
+    EXPECT_THAT(monitored->uris(), IsEmpty());
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
     for (int list = 0; list < 20; ++list)
         EXPECT_THAT(monitored->uris(), IsEmpty());
-    // 1.1 s; a wait for each would be 22 s.
+    // 1.1 s; a wait for each would be 23 s.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(11));
+}
+
+/// The time that so many monitors take to start, to list nothing, and to end.
+std::chrono::milliseconds timeOfEmptyLists(int count, const std::string &ini)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < count; ++i) {
+        CameraMonitor monitor(NetSettings(ini), [](const auto &) {});
+        monitor.start();
+        EXPECT_THAT(monitor.cameras(), IsEmpty());
+    }
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 begin);
+}
+
+// A wait for each would be 22 s.
+TEST_F(CameraMonitorTest, WhereNobodyReceivesRequestsTheFirstListDoesNotWait)
+{
+    EXPECT_LT(timeOfEmptyLists(20, m_ini), std::chrono::seconds(11));
+}
+
+TEST_F(CameraMonitorTest, WithoutDiscoveryTheFirstListDoesNotWait)
+{
+    DistantCamera camera("127.0.0.1");
+    camera.setMuted();
+    write("[network]\nDiscovery=0\n");
+    EXPECT_LT(timeOfEmptyLists(20, m_ini), std::chrono::seconds(11));
+}
+
+TEST_F(CameraMonitorTest, WithoutDiscoveryOnlyTheAddressesOfTheSettingsAreQueried)
+{
+    const DistantCamera local("127.0.0.1");
+    DistantCamera named(kAddress);
+    const auto monitored = start("Discovery=0\n");
+    EXPECT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
+    ASSERT_TRUE(named.awaitRequests(4));
+    EXPECT_THAT(monitored->uris(), ElementsAre("net:127.0.0.50"));
+    EXPECT_THAT(monitored->events.soFar(), IsEmpty());
+}
+
+TEST_F(CameraMonitorTest, WithoutDiscoveryAnOpenedCameraIsQueriedUntilItIsClosed)
+{
+    DistantCamera camera(kAddress);
+    write("[network]\nDiscovery=0\nsilenceMs=1000\n");
+    Monitored monitored(m_ini);
+    EXPECT_THAT(monitored.uris(), IsEmpty());
+    auto state = std::make_shared<CameraState>();
+    monitored.monitor.track(kAddress, state);
+    EXPECT_THAT(monitored.events.await(1), ElementsAre("+net:127.0.0.50 "));
+    state.reset();
+    EXPECT_THAT(monitored.events.await(2), ElementsAre("+net:127.0.0.50 ", "-net:127.0.0.50 "));
+    state = std::make_shared<CameraState>();
+    monitored.monitor.track(kAddress, state);
+    EXPECT_THAT(monitored.events.await(3), testing::SizeIs(3));
+    camera.setMuted();
+    EXPECT_TRUE(awaitGone(*state));
+}
+
+TEST_F(CameraMonitorTest, CamerasThatAnswerBeforeTheThreadRunsAreInTheFirstList)
+{
+    // When it has answered, the wait for delayed answers is over.
+    DistantCamera camera({kAddress, {}, std::chrono::milliseconds(1500), {}});
+    write("[network]\naddresses=" + std::string(kAddress) + "\n");
+    CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
+    ASSERT_TRUE(camera.awaitRequests(1));
+    EXPECT_EQ(threadsOf("nubrix-net"), 0);
+    monitor.start();
+    EXPECT_THAT(monitor.cameras(), testing::SizeIs(1));
+}
+
+TEST_F(CameraMonitorTest, AMonitorThatIsNotStartedEndsAtOnce)
+{
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = descriptors();
+    const DistantCamera camera("127.0.0.1");
+    {
+        const CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
+        EXPECT_EQ(descriptors(), before + 2) << "one of the camera, one of the monitor";
+    }
+    EXPECT_EQ(descriptors(), before + 1);
+    EXPECT_EQ(threadsOf("nubrix-net"), 0);
 }
 
 TEST_F(CameraMonitorTest, ACameraThatIsFoundAfterTheFirstListIsReported)

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "net/CameraFinder.h"
 #include "tests/Paths.h"
 #include "tests/drivers/net/CameraProcess.h"
 #include "tests/drivers/net/NetFixture.h"
@@ -38,6 +39,25 @@ TEST_F(NetCableTest, ACameraIsFoundByABroadcast)
     ASSERT_THAT(records, SizeIs(1));
     EXPECT_STREQ(records.front().uri, kUri);
     EXPECT_STREQ(records.front().serialNumber, "PROCESS");
+}
+
+TEST_F(NetCableTest, AnInterfaceWithoutACarrierIsNotAwaited)
+{
+    ASSERT_TRUE(run("ip link add cable type veth peer name plug"));
+    ASSERT_TRUE(run("ip address add 10.9.0.1/24 dev cable"));
+    ASSERT_TRUE(run("ip link set cable up"));
+    const auto isAwaited = [] {
+        CameraFinder finder(true);
+        finder.sendRequests({});
+        const auto end = UdpSocket::Clock::now() + std::chrono::milliseconds(50);
+        while (finder.isAnswerPossible() && UdpSocket::Clock::now() < end)
+            finder.awaitAnswer(end);
+        return finder.isAnswerPossible();
+    };
+    EXPECT_TRUE(eventually([&] { return !isAwaited(); }));
+    ASSERT_TRUE(run("ip link set plug up"));
+    EXPECT_TRUE(eventually(isAwaited));
+    EXPECT_TRUE(run("ip link delete cable"));
 }
 
 TEST_F(NetCableTest, APulledCableRemovesTheCameraUntilItIsPluggedInAgain)

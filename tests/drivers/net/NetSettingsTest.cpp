@@ -35,6 +35,7 @@ protected:
 TEST_F(NetSettingsTest, WithoutAnEntryTheDefaultIsUsed)
 {
     for (const NetSettings &settings : {read(""), NetSettings("")}) {
+        EXPECT_TRUE(settings.searchesInterfaces());
         EXPECT_THAT(settings.addresses(), IsEmpty());
         EXPECT_EQ(settings.responseTimeout(), milliseconds(2000));
         EXPECT_EQ(settings.holderTimeout(), milliseconds(2000));
@@ -49,7 +50,8 @@ TEST_F(NetSettingsTest, EachEntryIsRead)
 {
     const NetSettings settings = read(
         "addresses=10.1.7.20,192.168.7.21\nsilenceMs=1500\npatienceMs=700\r\n"
-        "packetSize=4000\npacketSocket=TRUE\nincomplete=1\r\n");
+        "Discovery=0\npacketSize=4000\npacketSocket=TRUE\nincomplete=1\r\n");
+    EXPECT_FALSE(settings.searchesInterfaces());
     EXPECT_THAT(settings.addresses(), ElementsAre("10.1.7.20", "192.168.7.21"));
     EXPECT_EQ(settings.responseTimeout(), milliseconds(1500));
     EXPECT_EQ(settings.holderTimeout(), milliseconds(700));
@@ -80,6 +82,8 @@ TEST_F(NetSettingsTest, InvalidFlagsAreReportedAndIgnored)
 {
     EXPECT_FALSE(read("packetSocket=yes\n").usesPacketSocket());
     EXPECT_THAT(m_log, HasSubstr("packetSocket=yes is neither true nor false, false is used"));
+    EXPECT_TRUE(read("Discovery=off\n").searchesInterfaces());
+    EXPECT_THAT(m_log, HasSubstr("Discovery=off is neither true nor false, true is used"));
     EXPECT_FALSE(read("incomplete=on\n").deliversIncomplete());
     EXPECT_THAT(m_log, HasSubstr("incomplete=on is neither true nor false, false is used"));
 }

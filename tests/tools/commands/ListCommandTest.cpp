@@ -114,6 +114,68 @@ TEST_F(ListCommandTest, TextsOfACameraAreCleanedForTheTerminal)
     EXPECT_THAT(camera["location"].get<std::string>(), StartsWith("1-2?xxx"));
 }
 
+/// A scenario with a camera FIRST, and a camera LATE that arrives so many milliseconds later.
+std::string arrivingAfter(int ms)
+{
+    return R"({"cameras": ["FIRST", {"serial": "LATE", "plugged": false,
+                                     "faults": [{"type": "plug", "at_ms": )" +
+           std::to_string(ms) + "}]}]}";
+}
+
+ToolResult listOnTerminal(const std::string &scenario)
+{
+    ToolProcess::Options terminal;
+    terminal.onTerminal = true;
+    return ToolProcess(virtualCommand({"list"}, scenario), terminal).finish();
+}
+
+bool hasLate(const ToolResult &result)
+{
+    return result.out.find("virtual-LATE") != std::string::npos;
+}
+
+TEST_F(ListCommandTest, OnATerminalCamerasThatArriveAreAdded)
+{
+    const std::string scenario = m_folder.file("late.json", arrivingAfter(300));
+    // On a busy machine, the camera may arrive after the end.
+    const ToolResult result = untilUndisturbed([&] { return listOnTerminal(scenario); }, hasLate);
+    EXPECT_EQ(result.status, 0);
+    const std::string state =
+        "\r\n  product        Nubrix Virtual Camera\r\n  transport      usb\r\n"
+        "  state          connected\r\n";
+    EXPECT_EQ(result.out, "usb:virtual-FIRST\r\n  serial number  FIRST" + state +
+                              "usb:virtual-LATE\r\n  serial number  LATE" + state);
+}
+
+TEST_F(ListCommandTest, InAPipeTheListIsThatOfTheStart)
+{
+    const std::string scenario = m_folder.file("late.json", arrivingAfter(700));
+    // On a busy machine, the start may take that long.
+    const ToolResult result =
+        untilUndisturbed([&] { return runVirtual({"list"}, scenario); },
+                         [](const ToolResult &each) { return !hasLate(each); });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, StartsWith("usb:virtual-FIRST\n"));
+    EXPECT_FALSE(hasLate(result)) << result.out;
+}
+
+TEST_F(ListCommandTest, OnATerminalThePluginsAreNamedWhenNoCameraArrives)
+{
+    const ToolResult result = listOnTerminal(m_folder.file("none.json", R"({"cameras": 0})"));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, StartsWith("no camera found\r\n  libNubrixUvcDriver.so: loaded from"));
+}
+
+TEST_F(ListCommandTest, OnATerminalCtrlCEndsTheWaitForCameras)
+{
+    ToolProcess::Options terminal;
+    terminal.onTerminal = true;
+    ToolProcess list(virtualCommand({"list"}), terminal);
+    ASSERT_TRUE(list.waitForOutput("connected"));
+    list.type("\x03");
+    EXPECT_EQ(list.finish().status, 0);
+}
+
 TEST_F(ListCommandTest, TheLogIsSilentWithoutVerbose)
 {
     std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrixLogDriver.so",

@@ -90,13 +90,27 @@ TEST_F(NetSettingsChecksTest, EntriesThatTheDriverIgnoresAreProblems)
              {"packetSize=100", "packetSize=100 is not a number from 576 to 16384"},
              {"packetSocket=yes", "packetSocket=yes is not true or false"},
              {"incomplete=2", "incomplete=2 is not true or false"},
+             {"Discovery=off", "Discovery=off is not true or false"},
              {"addresses=0.0.0.0", "\"0.0.0.0\" is no address of a camera"},
              {"addresses=255.255.255.255", "\"255.255.255.255\" is no address"}})
         EXPECT_THAT(check(entry), ElementsAre(finds(State::kProblem, text))) << entry;
-    for (const char *entry :
-         {"patienceMs=0", "silenceMs=60000", "packetSize=0", "packetSize=576", "incomplete=TRUE"})
+    for (const char *entry : {"patienceMs=0", "silenceMs=60000", "packetSize=0", "packetSize=576",
+                              "incomplete=TRUE", "Discovery=1", "Discovery=true"})
         EXPECT_THAT(check(entry), ElementsAre(finds(State::kGood, "contains no camera addresses")))
             << entry;
+}
+
+TEST_F(NetSettingsChecksTest, DiscoveryThatIsSwitchedOffIsMentioned)
+{
+    for (const char *entry : {"Discovery=0", "Discovery=False"}) {
+        EXPECT_THAT(check(entry),
+                    ElementsAre(finds(State::kNote, "found at the entry addresses alone",
+                                      "remove the line")))
+            << entry;
+    }
+    EXPECT_THAT(check("Discovery=0\naddresses=10.1.7.20"),
+                ElementsAre(finds(State::kGood, "10.1.7.20 can be reached"),
+                            finds(State::kNote, "Discovery=0")));
 }
 
 TEST_F(NetSettingsChecksTest, APacketSizeAboveThatOfAllInterfacesIsAProblem)

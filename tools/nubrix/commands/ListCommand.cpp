@@ -1,8 +1,13 @@
 // nubrix list: the attached cameras.
+#include <unistd.h>
+#include <algorithm>
+#include <chrono>
 #include <iostream>
+#include <set>
 #include <vector>
 #include "Cameras.h"
 #include "Names.h"
+#include "StopSignal.h"
 #include "commands/Command.h"
 #include "doctor/LibraryChecks.h"
 #include "nubrix/client/session.h"
@@ -10,6 +15,11 @@
 namespace nubrix::tool {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A network camera may answer a second after the library has begun to search.
+constexpr std::chrono::milliseconds kArrivalTime(1500);
 
 class ListCommand final : public Command {
 public:
@@ -22,6 +32,11 @@ private:
 
     static void reportJson(const Cameras &cameras, const Plugins &plugins);
     static void reportText(const Cameras &cameras, const Plugins &plugins);
+    /// Adds the cameras that arrive until `end` or Ctrl-C.
+    static void reportArriving(const client::Session &session, const Plugins &plugins,
+                               Clock::time_point end);
+    static void reportCamera(const client::CameraInfo &camera);
+    static void reportNone(const Plugins &plugins);
 };
 
 ListCommand::ListCommand(CLI::App &parent)
@@ -32,13 +47,17 @@ ListCommand::ListCommand(CLI::App &parent)
 
 void ListCommand::run()
 {
+    const auto begin = Clock::now();
     const client::Session session;
-    const Cameras cameras = attachedCameras(session);
     const Plugins plugins = pluginStates();
+    const bool canArrive = std::any_of(plugins.begin(), plugins.end(),
+                                       [](const PluginState &plugin) { return plugin.loaded; });
     if (json())
-        reportJson(cameras, plugins);
+        reportJson(attachedCameras(session), plugins);
+    else if (canArrive && isatty(STDOUT_FILENO) == 1)
+        reportArriving(session, plugins, begin + kArrivalTime);
     else
-        reportText(cameras, plugins);
+        reportText(attachedCameras(session), plugins);
 }
 
 void ListCommand::reportJson(const Cameras &cameras, const Plugins &plugins)
@@ -64,14 +83,43 @@ void ListCommand::reportJson(const Cameras &cameras, const Plugins &plugins)
 
 void ListCommand::reportText(const Cameras &cameras, const Plugins &plugins)
 {
-    for (const client::CameraInfo &camera : cameras) {
-        std::cout << camera.uri << "\n  serial number  " << camera.serialNumber
-                  << "\n  product        " << camera.productName << "\n  transport      "
-                  << transportName(camera.transport) << "\n  state          "
-                  << deviceStateName(camera.state) << '\n';
+    for (const client::CameraInfo &camera : cameras)
+        reportCamera(camera);
+    if (cameras.empty())
+        reportNone(plugins);
+}
+
+void ListCommand::reportArriving(const client::Session &session, const Plugins &plugins,
+                                 Clock::time_point end)
+{
+    const StopSignal stop;
+    const auto subscription =
+        session.onCamerasChanged([&stop](const std::string &, bool) { stop.wake(); });
+    std::set<std::string> reported;
+    for (;;) {
+        for (const client::CameraInfo &camera : attachedCameras(session)) {
+            if (reported.insert(camera.uri).second)
+                reportCamera(camera);
+        }
+        std::cout.flush();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        if (left.count() <= 0 || stop.requested())
+            break;
+        stop.wait(static_cast<int>(left.count()));
     }
-    if (!cameras.empty())
-        return;
+    if (reported.empty())
+        reportNone(plugins);
+}
+
+void ListCommand::reportCamera(const client::CameraInfo &camera)
+{
+    std::cout << camera.uri << "\n  serial number  " << camera.serialNumber << "\n  product        "
+              << camera.productName << "\n  transport      " << transportName(camera.transport)
+              << "\n  state          " << deviceStateName(camera.state) << '\n';
+}
+
+void ListCommand::reportNone(const Plugins &plugins)
+{
     std::cout << "no camera found\n";
     for (const PluginState &plugin : plugins)
         std::cout << "  " << plugin.name << (plugin.loaded ? ": loaded from " : ": not loaded: ")

@@ -82,13 +82,32 @@ Findings inspectNumbers(const std::string &file)
     return findings;
 }
 
+bool isTrue(const std::string &text)
+{
+    return strcasecmp(text.c_str(), "true") == 0 || text == "1";
+}
+
+bool isFalse(const std::string &text)
+{
+    return strcasecmp(text.c_str(), "false") == 0 || text == "0";
+}
+
+Findings inspectDiscovery(const std::string &file)
+{
+    const std::string text = textOf(file, "Discovery");
+    if (!isFalse(text))
+        return {};
+    return {{kNetSettings, State::kNote,
+             "Discovery=" + text + ": network cameras are found at the entry addresses alone",
+             "to search every interface for cameras, remove the line"}};
+}
+
 Findings inspectFlags(const std::string &file)
 {
     Findings findings;
-    for (const char *key : {"packetSocket", "incomplete"}) {
+    for (const char *key : {"Discovery", "packetSocket", "incomplete"}) {
         const std::string text = textOf(file, key);
-        const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
-        if (!text.empty() && !is("true") && !is("false") && !is("1") && !is("0"))
+        if (!text.empty() && !isTrue(text) && !isFalse(text))
             findings.push_back(rejectEntry(key, text, "true or false"));
     }
     return findings;
@@ -126,8 +145,8 @@ Findings checkNetSettings(const Machine &machine, const std::string &path)
     std::istringstream addresses(textOf(file, "addresses"));
     for (std::string address; std::getline(addresses, address, ',');)
         findings.push_back(inspectAddress(machine, address));
-    for (const Findings &more :
-         {inspectNumbers(file), inspectFlags(file), inspectPacketSize(machine, file)})
+    for (const Findings &more : {inspectDiscovery(file), inspectNumbers(file), inspectFlags(file),
+                                 inspectPacketSize(machine, file)})
         findings.insert(findings.end(), more.begin(), more.end());
     if (findings.empty())
         findings.push_back(
