@@ -73,12 +73,12 @@ int EventImpl::waitUnless(int ms, const std::function<bool()> &isOver)
     }
     if (pthread_mutex_lock(&m_mutex) != 0)
         return -1;
-    const int result = waitUntil(ms == -1 ? nullptr : &deadline, isOver);
+    const int result = waitUntil(ms == -1 ? nullptr : &deadline, ms == 0, isOver);
     pthread_mutex_unlock(&m_mutex);
     return result;
 }
 
-int EventImpl::waitUntil(const timespec *deadline, const std::function<bool()> &isOver)
+int EventImpl::waitUntil(const timespec *deadline, bool isPast, const std::function<bool()> &isOver)
 {
     int error = 0;
     for (;;) {
@@ -86,8 +86,11 @@ int EventImpl::waitUntil(const timespec *deadline, const std::function<bool()> &
             return 0;
         if (m_signalled != 0 || error != 0)
             break;
-        error = deadline ? pthread_cond_timedwait(&m_condition, &m_mutex, deadline)
-                         : pthread_cond_wait(&m_condition, &m_mutex);
+        if (isPast)
+            error = ETIMEDOUT;  // the wait would cost a switch to another thread
+        else
+            error = deadline ? pthread_cond_timedwait(&m_condition, &m_mutex, deadline)
+                             : pthread_cond_wait(&m_condition, &m_mutex);
     }
     // Kept: a time-out in the same instant as a set() leaves the event to the next waiter.
     if (error != 0)

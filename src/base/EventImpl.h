@@ -25,7 +25,7 @@ public:
     void wakeAll();
 
 private:
-    int waitUntil(const timespec *deadline, const std::function<bool()> &isOver);
+    int waitUntil(const timespec *deadline, bool isPast, const std::function<bool()> &isOver);
 
     pthread_mutex_t m_mutex;
     pthread_cond_t m_condition;

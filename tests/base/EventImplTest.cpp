@@ -170,7 +170,23 @@ TEST_P(EventDeadlineTest, TheDeadlineLiesThatFarAheadOnTheMonotonicClock)
 
 // With 999 ms on top almost every clock reading carries into the next second.
 INSTANTIATE_TEST_SUITE_P(Times, EventDeadlineTest,
-                         testing::Values(0, 1, 100, 999, 1000, 1999, 2500, 600999));
+                         testing::Values(1, 100, 999, 1000, 1999, 2500, 600999));
+
+TEST(EventNoTimeTest, AWaitOfNoTimeOnlyLooks)
+{
+    EventImpl event;
+    int sleeps = 0;
+    SystemCalls calls;
+    calls.condTimedWait = [&](pthread_cond_t *, pthread_mutex_t *, const timespec *) {
+        return ++sleeps, ETIMEDOUT;
+    };
+    const SystemCallsInForce inForce(calls);
+    EXPECT_EQ(event.wait(0), -11);
+    event.set();
+    EXPECT_EQ(event.wait(0), 0);
+    EXPECT_EQ(event.wait(0), -11);
+    EXPECT_EQ(sleeps, 0);
+}
 
 TEST(EventFailureTest, ASetInTheInstantOfTheTimeOutIsLeftToTheNextWait)
 {
