@@ -137,14 +137,12 @@ TEST_F(VirtualFaultsTest, InRealTimeTheFramesOfAStallAreLost)
     NubrixBaseDevice &device = openSmall();
     TestStream stream(device, NUBRIX_STREAM_IR);
     ASSERT_EQ(stream.start(), 0);
-    // The first frame after the stall; a slow machine may have skipped some.
-    ASSERT_TRUE(stream.sink().await(4));
+    // Frames 0 and 1 come before the stall, unless the machine is slow and skips them.
+    ASSERT_TRUE(stream.sink().await(3));
     ASSERT_EQ(stream.stop(), 0);
-    const auto indices = stream.sink().indices();
-    unsigned int widest = 0;
-    for (std::size_t i = 1; i < indices.size(); ++i)
-        widest = std::max(widest, indices[i] - indices[i - 1]);
-    EXPECT_GE(widest, 12U) << "200 ms at 60 frames a second";
+    auto indices = stream.sink().indices();
+    std::erase_if(indices, [](unsigned int index) { return index < 2; });
+    EXPECT_GE(indices.front(), 2U + 12U) << "200 ms at 60 frames a second";
 }
 
 TEST_F(VirtualFaultsTest, AStallForEverCanBeStopped)
