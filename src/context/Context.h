@@ -171,7 +171,6 @@ private:
     int waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs);
     int waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
                                NubrixStream **ready, unsigned int ms);
-    bool haveHandles(const Streams &streams) const;
 
     int copyColourFrame(typedefNubrixFrame &frame, std::vector<unsigned char> &pixels);
     bool findUpgrader(NubrixDevice *handle, const std::shared_ptr<Device> &device,

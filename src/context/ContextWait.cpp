@@ -17,7 +17,14 @@ public:
     Listening(const Listening &) = delete;
     Listening &operator=(const Listening &) = delete;
 
-    void add(VideoStream *stream) { m_listener.addStreams(&stream, 1); }
+    void add(const std::vector<std::shared_ptr<VideoStream>> &streams)
+    {
+        std::vector<VideoStream *> all;
+        all.reserve(streams.size());
+        for (const auto &stream : streams)
+            all.push_back(stream.get());
+        m_listener.addStreams(all.data(), static_cast<unsigned int>(all.size()));
+    }
 
 private:
     MultiStreamsListener &m_listener;
@@ -50,12 +57,9 @@ int Context::waitForStreams(NubrixStream **handles, int count, NubrixStream **re
             setErrorNumber(NUBRIX_ERR_URI_NOT_FOUND);
             return -4;
         }
-        Streams streams;
-        for (int i = 0; i < count; ++i) {
-            streams.push_back(m_streams.find(handles[i]));
-            if (!streams.back())
-                return refuseStream();
-        }
+        const Streams streams = m_streams.findAll(handles, static_cast<std::size_t>(count));
+        if (streams.empty())
+            return refuseStream();
         return waitFor(streams, ready, timeoutMs);
     });
 }
@@ -64,8 +68,7 @@ int Context::waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs
 {
     const std::shared_ptr<MultiStreamsListener> listener = m_waiters.ofThisThread();
     Listening listening(*listener);
-    for (const auto &stream : streams)
-        listening.add(stream.get());
+    listening.add(streams);
     const bool forEver = timeoutMs == -1;
     auto left = static_cast<unsigned int>(timeoutMs);
     while (forEver || left > kSliceMs) {
@@ -81,10 +84,10 @@ int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener
                                     NubrixStream **ready, unsigned int ms)
 {
     // A stream that was closed and reopened may have the same address, and is not connected.
-    if (m_gate.isShut() || !haveHandles(streams) || !checkIfAnyDeviceConnected(streams))
+    if (m_gate.isShut() || !m_streams.haveAll(streams) || !checkIfAnyDeviceConnected(streams))
         return -9;
     if (!checkIfDeviceKeepLiveOK(streams))
-        return haveHandles(streams) ? -10 : -9;
+        return m_streams.haveAll(streams) ? -10 : -9;
     VideoStream *last = nullptr;
     const int waited = listener.wait(ms, &last);
     if (m_gate.isShut())
@@ -93,14 +96,6 @@ int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener
         ready[0] = reinterpret_cast<NubrixStream *>(
             last);  // it may be destroyed: only the address is used
     return waited;
-}
-
-// False once a stream was closed.
-bool Context::haveHandles(const Streams &streams) const
-{
-    return std::all_of(streams.begin(), streams.end(), [this](const auto &stream) {
-        return m_streams.find(stream->handle()) == stream;
-    });
 }
 
 }  // namespace nubrix

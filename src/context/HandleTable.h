@@ -32,6 +32,31 @@ public:
     {
         return findIf([&](Object &object) { return object.handle() == handle; });
     }
+    /// The objects of several handles in their order, none when one of the handles is not valid.
+    std::vector<Pointer> findAll(const Handle *handles, std::size_t count) const
+    {
+        std::vector<Pointer> found;
+        const MutexLock guard(m_mutex);
+        found.reserve(std::min(count, m_objects.size()));
+        auto next = m_objects.begin();
+        for (std::size_t i = 0; i < count; ++i) {
+            next = findFrom(next, handles[i]);
+            if (next == m_objects.end())
+                return {};
+            found.push_back(*next++);
+        }
+        return found;
+    }
+    /// Whether the handles of all these objects are valid.
+    bool haveAll(const std::vector<Pointer> &objects) const
+    {
+        const MutexLock guard(m_mutex);
+        auto next = m_objects.begin();
+        return std::all_of(objects.begin(), objects.end(), [&](const Pointer &object) {
+            next = findFrom(next, object->handle());
+            return next != m_objects.end() && *next++ == object;
+        });
+    }
     /// The first object that meets a condition, null without one.
     template <class Condition>
     Pointer findIf(Condition condition) const
@@ -103,6 +128,17 @@ private:
         const auto found = std::find_if(objects.begin(), objects.end(),
                                         [&](const Pointer &each) { return condition(*each); });
         return found == objects.end() ? nullptr : *found;
+    }
+    // Most callers name objects in the order of their creation, so the search goes on from `begin`.
+    auto findFrom(typename std::vector<Pointer>::const_iterator begin, Handle handle) const
+        NUBRIX_REQUIRES(m_mutex)
+    {
+        const auto matches = [&](const Pointer &each) { return each->handle() == handle; };
+        const auto found = std::find_if(begin, m_objects.end(), matches);
+        if (found != m_objects.end())
+            return found;
+        const auto before = std::find_if(m_objects.begin(), begin, matches);
+        return before == begin ? m_objects.end() : before;
     }
     Pointer take(Handle handle) NUBRIX_REQUIRES(m_mutex)
     {

@@ -17,10 +17,27 @@ std::shared_ptr<MultiStreamsListener> Waiters::ofThisThread()
             return found->second;
     }
     logPrint(kLogMilestone, "StramListener ThradID = %d", thread);
+    disconnectIdle();
     auto created = std::make_shared<MultiStreamsListener>();
     const MutexLock guard(m_mutex);
     m_listeners.emplace(key, created);
     return created;
+}
+
+// Or each thread that has ever waited would cost its streams a call for each frame. Those that wait
+// again connect again.
+void Waiters::disconnectIdle()
+{
+    std::vector<std::shared_ptr<MultiStreamsListener>> connected;
+    {
+        const MutexLock guard(m_mutex);
+        for (const auto &[thread, listener] : m_listeners) {
+            if (listener->isConnected())
+                connected.push_back(listener);
+        }
+    }
+    for (const auto &listener : connected)
+        listener->disconnectUnlessWaiting();
 }
 
 void Waiters::wakeAll()

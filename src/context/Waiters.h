@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "base/Mutex.h"
 
@@ -21,6 +22,8 @@ public:
 
 private:
     using Listeners = std::map<unsigned int, std::shared_ptr<MultiStreamsListener>>;  // by thread
+
+    void disconnectIdle();
 
     Mutex m_mutex;
     Listeners m_listeners NUBRIX_GUARDED_BY(m_mutex);

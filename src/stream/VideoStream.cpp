@@ -13,13 +13,16 @@ namespace nubrix {
 
 namespace {
 
+std::atomic<std::uint64_t> g_lastId{0};
+
 constexpr int kGetFrameMs = 1000;
 constexpr int kBeforeStopMs = 20;
 
 }  // namespace
 
 VideoStream::VideoStream(Device &device, Sensor &sensor)
-    : m_owner(device.weak_from_this().lock()),
+    : m_id(++g_lastId),
+      m_owner(device.weak_from_this().lock()),
       m_device(device),
       m_sensor(sensor),
       m_callbackWorker(newFrameCallBackThreadFunc, this)
@@ -176,12 +179,15 @@ bool VideoStream::newFrameProcess()
     bool onlyLooks = false;
     const int waited = m_streamEvent.waitUnless(
         m_nextLookMs, [&] { return onlyLooks = m_mustLook.exchange(false); });
-    if (waited != -11 && !onlyLooks) {
+    const bool notifies = waited != -11 && !onlyLooks;
+    if (notifies) {
         if (waited != 0 || !b_NewFrameThreadStarted)
             return false;
         notifyListeners();
     }
     const CriticalSectionScoped guard(m_queueLock);
+    if (notifies)
+        m_return.endNotifying();
     if (m_return.mustNotifyAgain(newest()))
         m_streamEvent.set();
     else
@@ -204,8 +210,6 @@ void VideoStream::notifyListeners()
         m_return.beginNotifying();
     }
     m_newFrame.emit(this);
-    const CriticalSectionScoped guard(m_queueLock);
-    m_return.endNotifying();
 }
 
 void VideoStream::onListenerBegins()

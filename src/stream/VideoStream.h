@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -64,6 +65,8 @@ public:
 
     /// What the application holds: this object's address.
     NubrixStream *handle() { return reinterpret_cast<NubrixStream *>(this); }
+    /// Differs from those of all other streams of the process, also of destroyed ones.
+    std::uint64_t id() const { return m_id; }
     unsigned int getFrameType() const;
     Device &device() const { return m_device; }
     NewFrameSignal &newFrameSignal() { return m_newFrame; }
@@ -91,6 +94,7 @@ private:
     }
     void stopCallbackWorker();
 
+    const std::uint64_t m_id;
     NewFrameSignal m_newFrame;
     const std::shared_ptr<Device> m_owner;  // keeps m_device and m_sensor alive where it is shared
     Device &m_device;
