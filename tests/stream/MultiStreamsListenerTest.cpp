@@ -96,6 +96,47 @@ TEST_F(MultiStreamsListenerTest, AfterRemovingAllStreamsNoneNotifiesAndAnUnseenF
     EXPECT_EQ(ready(), m_stream.get());
 }
 
+TEST_F(MultiStreamsListenerTest, AFrameBetweenTwoWaitsForTheSameStreamsIsForgotten)
+{
+    m_waiter->addStreams(m_both, 2);
+    m_waiter->removeAllStreams();
+    EXPECT_TRUE(m_waiter->isConnected());
+    signal(*m_stream);
+    m_waiter->addStreams(m_both, 2);
+    EXPECT_EQ(ready(), nullptr);
+    signal(m_second);
+    EXPECT_EQ(ready(), &m_second);
+}
+
+TEST_F(MultiStreamsListenerTest, OfOtherStreamsThanBeforeOnlyTheNewOnesNotify)
+{
+    m_waiter->addStreams(m_both, 2);
+    m_waiter->removeAllStreams();
+    m_waiter->addStreams(m_both, 1);
+    signal(m_second);
+    EXPECT_EQ(ready(), nullptr);
+    m_waiter->removeAllStreams();
+    makeStream();  // perhaps at the address of the one before
+    m_both[0] = m_stream.get();
+    m_waiter->addStreams(m_both, 1);
+    signal(*m_stream);
+    EXPECT_EQ(ready(), m_stream.get());
+}
+
+TEST_F(MultiStreamsListenerTest, ItIsDisconnectedOnlyWhileItDoesNotWait)
+{
+    m_waiter->addStreams(m_both, 2);
+    m_waiter->disconnectUnlessWaiting();
+    signal(*m_stream);
+    EXPECT_EQ(ready(), m_stream.get());
+    m_waiter->removeAllStreams();
+    m_waiter->disconnectUnlessWaiting();
+    EXPECT_FALSE(m_waiter->isConnected());
+    m_waiter->addStreams(m_both, 2);
+    signal(m_second);
+    EXPECT_EQ(ready(), &m_second);
+}
+
 TEST_F(MultiStreamsListenerTest, AWaitThatFailsWritesNothing)
 {
     SystemCalls calls;

@@ -186,7 +186,7 @@ protected:
     }
 
 private:
-    /// Empty when the stream does not start.
+    /// Empty when the stream does not start, or the camera is gone.
     static std::string linesOf(NubrixBaseDevice *device, const typedefNubrixFrameMode &wanted,
                                std::chrono::steady_clock::time_point end)
     {
@@ -200,8 +200,11 @@ private:
         EXPECT_EQ(device->keepLiveState(), 1);
         // The state changes at the timeout, a moment before the line; a stop between them drops it.
         while (output.text().find("for some seconds") == std::string::npos &&
-               std::chrono::steady_clock::now() < end)
+               std::chrono::steady_clock::now() < end) {
+            if (device->deviceState() != NUBRIX_DEVICE_CONNECTED)
+                return "";
             std::this_thread::sleep_for(milliseconds(20));
+        }
         EXPECT_EQ(device->keepLiveState(), 0);
         EXPECT_EQ(device->deviceState(), int{NUBRIX_DEVICE_CONNECTED});
         EXPECT_EQ(stream.stop(), 0);
