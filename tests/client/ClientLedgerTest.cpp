@@ -124,7 +124,10 @@ TEST_F(ClientLedgerTest, AFunctionThatIsTooSlowIsNamed)
     Stream depth = camera.start(StreamType::kDepth, [](const Frame &) {
         std::this_thread::sleep_for(milliseconds(50));  // a slow function
     });
-    ASSERT_TRUE(eventually([&] { return depth.ledger().delivered >= 3; }));
+    ASSERT_TRUE(eventually([&] {
+        const NubrixStreamLedger now = depth.ledger();
+        return now.delivered >= 3 && now.replaced >= 3;
+    }));
     EXPECT_EQ(ledgerFault(depth.ledger()), "");
     depth.stop();
     const NubrixStreamLedger last = depth.ledger();
