@@ -19,7 +19,7 @@ using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 constexpr seconds kRestTimeout{180};     // longer than any deadline of the workers
-constexpr seconds kSettlingTimeout{10};  // for threads that have been joined and still show
+constexpr seconds kSettlingTimeout{60};  // what is not closed by then is a leak
 
 struct Options {
     std::string folder;
@@ -71,8 +71,8 @@ private:
     {
         return value ? std::to_string(*value) : "";
     }
-    /// A thread that was joined shows in /proc for a moment longer, and a driver looks for network
-    /// cameras with a socket now and then: the least of what is seen counts.
+    /// A thread that was joined shows in /proc for a moment longer, and the search for network
+    /// cameras opens a socket now and then: the least of what is seen counts.
     Resources settledResources()
     {
         const auto deadline = steady_clock::now() + kSettlingTimeout;
