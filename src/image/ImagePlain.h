@@ -34,12 +34,6 @@ RGB888Pixel plainPixelOfDoubles(int y, int u, int v);
 struct YuvRowPair {
     unsigned char *rgb[2];
     const unsigned char *luma[2];
-
-    /// The same rows from an even column on.
-    YuvRowPair from(std::size_t x) const
-    {
-        return {{rgb[0] + 3 * x, rgb[1] + 3 * x}, {luma[0] + x, luma[1] + x}};
-    }
 };
 
 /// In 10 bits; each two pixels of a row share a U and a V, too.

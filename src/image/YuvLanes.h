@@ -150,7 +150,7 @@ public:
             width, [&](std::size_t x) __attribute__((always_inline)) {
                 storeBoth(rows, x, Colours::i420(u + x / 2, v + x / 2));
             });
-        plainI420Rows(rows.from(done), u + done / 2, v + done / 2, width - done);
+        plainI420Rows(rest(rows, done), u + done / 2, v + done / 2, width - done);
     }
     static void nv21Rows(const YuvRowPair &rows, const unsigned char *vu, std::size_t width)
     {
@@ -158,7 +158,7 @@ public:
             width, [&](std::size_t x) __attribute__((always_inline)) {
                 storeBoth(rows, x, Colours::nv21(vu + x));
             });
-        plainNv21Rows(rows.from(done), vu + done, width - done);
+        plainNv21Rows(rest(rows, done), vu + done, width - done);
     }
     static void yuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups)
     {
@@ -184,6 +184,10 @@ public:
 private:
     static constexpr std::size_t kPixels = Lanes::kBytes;
 
+    NUBRIX_KERNEL_INLINE YuvRowPair rest(const YuvRowPair &rows, std::size_t x)
+    {
+        return {{rows.rgb[0] + 3 * x, rows.rgb[1] + 3 * x}, {rows.luma[0] + x, rows.luma[1] + x}};
+    }
     template <class Formula>
     NUBRIX_KERNEL_INLINE void storeBoth(const YuvRowPair &rows, std::size_t x,
                                         const Formula &formula)
