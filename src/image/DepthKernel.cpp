@@ -1,5 +1,6 @@
 #include "image/DepthKernel.h"
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -14,33 +15,43 @@ static_assert(std::endian::native == std::endian::little, "pixels are put togeth
 
 constexpr std::size_t kGroup = 4;  // depths are a word of 8 bytes, pixels one of 8 and one of 4
 
-/// The lowest bit of each of four depths that is 0.
-std::uint64_t zerosOf(const unsigned short *depths)
+/// The bytes of four pixels, of which those without a depth are all ones.
+struct Holes {
+    std::uint64_t first;
+    std::uint32_t rest;
+};
+
+/// For all 16 sets of pixels without a depth.
+constexpr std::array<Holes, 16> kHoles = [] {
+    std::array<Holes, 16> holes = {};
+    for (std::uint64_t set = 0; set < holes.size(); ++set) {
+        const auto pixel = [set](unsigned int i) { return (set >> i & 1) * 0xffffff; };
+        holes[set].first = pixel(0) | pixel(1) << 24 | pixel(2) << 48;
+        holes[set].rest = static_cast<std::uint32_t>(pixel(2) >> 16 | pixel(3) << 8);
+    }
+    return holes;
+}();
+
+const Holes &holesOf(const unsigned short *depths)
 {
     constexpr std::uint64_t kOnes = 0x0001000100010001;
     std::uint64_t word;
     std::memcpy(&word, depths, sizeof(word));
     const std::uint64_t aboveZero = ((word & ~(kOnes << 15)) + 0x7fff * kOnes) | word;
-    return ~(aboveZero >> 15) & kOnes;
-}
-
-/// Three pixels of 24 bits behind each other, as far as there is space.
-std::uint64_t threeOf(std::uint64_t first, std::uint64_t second, std::uint64_t third)
-{
-    return first | second << 24 | third << 48;
+    const std::uint64_t zeros = ~(aboveZero >> 15) & kOnes;
+    return kHoles[zeros * 0x0001000200040008 >> 48 & 15];  // the four bits next to each other
 }
 
 void storeGroup(unsigned char *rgb, const unsigned short *depths, const unsigned char *levels)
 {
-    const auto shade = [&](std::size_t i) { return std::uint64_t{levels[depths[i]]} * 0x101; };
-    const std::uint64_t zeros = zerosOf(depths);
-    const auto hole = [zeros](int i) { return (zeros >> 16 * i & 1) * 0xffffff; };
+    const auto level = [&](std::size_t i) { return std::uint64_t{levels[depths[i]]}; };
+    const Holes &holes = holesOf(depths);
     std::uint64_t first;
     std::uint32_t rest;
     std::memcpy(&first, rgb, sizeof(first));
     std::memcpy(&rest, rgb + sizeof(first), sizeof(rest));
-    first = (first & threeOf(hole(0), hole(1), hole(2))) | threeOf(shade(0), shade(1), shade(2));
-    rest = static_cast<std::uint32_t>((rest & (hole(2) >> 16 | hole(3) << 8)) | shade(3) << 8);
+    first = (first & holes.first) | (level(0) | level(1) << 24 | level(2) << 48) * 0x101;
+    rest = (rest & holes.rest) | static_cast<std::uint32_t>(level(3) * 0x10100);
     std::memcpy(rgb, &first, sizeof(first));
     std::memcpy(rgb + sizeof(first), &rest, sizeof(rest));
 }
@@ -59,11 +70,30 @@ void groupedColours(unsigned char *rgb, const unsigned short *depths, std::size_
     }
 }
 
-struct PlainLanes {};
+struct Plain {};
 
 }  // namespace
 
-const DepthKernel kDepthPlain = {&DepthShares<PlainLanes>::range, &DepthShares<PlainLanes>::shares,
+const DepthKernel kDepthPlain = {&DepthShares<Plain>::range, &DepthShares<Plain>::shares,
                                  &groupedColours};
+
+const DepthKernel &depthKernelOf(InstructionSet set)
+{
+    switch (set) {
+#ifdef __x86_64__
+        case InstructionSet::kSse41:
+        case InstructionSet::kAvx2:
+        case InstructionSet::kAvx512:
+        case InstructionSet::kAvx512Vbmi:
+            return kDepthSse41;
+#endif
+#ifdef __arm__
+        case InstructionSet::kNeon:
+            return kDepthNeon;
+#endif
+        default:
+            return kDepthPlain;
+    }
+}
 
 }  // namespace nubrix

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "cpu/CpuFeatures.h"
+
 namespace nubrix {
 
 /// The smallest depth but 0, and the largest. Without any depth, smallest is above largest.
@@ -13,6 +15,9 @@ struct DepthRange {
 /// How often each depth occurs, counted in bytes: `count` tables of `stride` counters lie behind
 /// each other, and the sum of all tables counts. A counter that reached 256 began anew.
 struct DepthTables {
+    /// So many counters at least are behind the largest depth; kernels read and change them.
+    static constexpr std::size_t kSpare = 4;
+
     unsigned char *first;
     std::size_t stride;
     unsigned int count;
@@ -36,5 +41,11 @@ struct DepthKernel {
 
 /// In words of 64 bits.
 extern const DepthKernel kDepthPlain;
+/// In vectors of 16 bytes: the look-up of levels, pixel by pixel, does not fill longer ones.
+extern const DepthKernel kDepthSse41;
+extern const DepthKernel kDepthNeon;
+
+/// The best kernel that uses no more than an instruction set, which must be supported. Thread-safe.
+const DepthKernel &depthKernelOf(InstructionSet set);
 
 }  // namespace nubrix

@@ -10,8 +10,8 @@
 
 namespace nubrix {
 
-/// The histogram. These loops have a form that the compiler vectorises.
-template <class Lanes>
+/// The histogram.
+template <class Local>
 struct DepthShares {
     static DepthRange range(const unsigned short *depths, std::size_t pixels)
     {
@@ -28,61 +28,69 @@ struct DepthShares {
     static void shares(float *histogram, const DepthTables &tables, const DepthRange &range,
                        int counted)
     {
-        int nearer = 0;
+        const Floats all = Floats{} + static_cast<float>(counted);
+        Ints nearer = {};
         std::size_t depth = range.smallest;
-        for (; depth + kBlock <= range.largest + 1; depth += kBlock)
-            nearer = sharesOf(histogram, tables, depth, kBlock, nearer, counted);
-        sharesOf(histogram, tables, depth, range.largest + 1 - depth, nearer, counted);
+        for (; depth + kLanes <= range.largest + 1; depth += kLanes)
+            nearer = sharesOf(histogram + depth, tables, depth, nearer, all);
+        if (depth <= range.largest) {
+            const std::size_t bytes = (range.largest + 1 - depth) * sizeof(float);
+            float rest[kLanes] = {};
+            __builtin_memcpy(rest, histogram + depth, bytes);
+            sharesOf(rest, tables, depth, nearer, all);
+            __builtin_memcpy(histogram + depth, rest, bytes);
+        }
     }
 
 private:
-    static constexpr std::size_t kBlock = 64;
-    using Ints = typename ByteVectors<16>::Ints;
+    static constexpr std::size_t kLanes = DepthTables::kSpare;
+    using Block = ByteLanes<Local, 16>;
+    using Bytes = typename Block::Bytes;
+    using Words = typename Block::Words;
+    using Ints = typename Block::Ints;
+    using Quads = typename Block::Quads;
+    typedef float Floats __attribute__((vector_size(16)));
 
-    /// Of `size` depths. `nearer` pixels are nearer than the first; returns how many are nearer
-    /// than the next one.
-    NUBRIX_KERNEL_INLINE int sharesOf(float *histogram, const DepthTables &tables,
-                                      std::size_t first, std::size_t size, int nearer, int counted)
+    /// Of four depths. `nearer` has the number of nearer pixels in each lane; returns the same for
+    /// the next four.
+    NUBRIX_KERNEL_INLINE Ints sharesOf(float *histogram, const DepthTables &tables,
+                                       std::size_t depth, Ints nearer, Floats all)
     {
-        int counts[kBlock] = {};
-        for (std::size_t i = 0; i < size; ++i)
-            counts[i] = static_cast<int>(histogram[first + i]);
-        for (unsigned int table = 0; table < tables.count; ++table) {
-            const unsigned char *const counters = tables.first + table * tables.stride + first;
-            for (std::size_t i = 0; i < size; ++i)
-                counts[i] += counters[i];
-        }
-        nearer = accumulate(counts, nearer);
-        unsigned char *const levels = tables.first + first;
-        for (std::size_t i = 0; i < size; ++i) {
-            const float share =
-                (1.0F - static_cast<float>(counts[i]) / static_cast<float>(counted)) * 256.0F;
-            histogram[first + i] = share;
-            levels[i] = static_cast<unsigned char>(static_cast<int>(share));
-        }
-        return nearer;
+        Floats carried;
+        __builtin_memcpy(&carried, histogram, sizeof(carried));
+        Ints counts = __builtin_convertvector(carried, Ints);
+        for (unsigned int table = 0; table < tables.count; ++table)
+            counts += countersAt(tables.first + table * tables.stride + depth);
+        counts += __builtin_shufflevector(Ints{}, counts, 0, 4, 5, 6);
+        counts += __builtin_shufflevector(Ints{}, counts, 0, 1, 4, 5);
+        counts += nearer;
+        const Floats shares = (1.0F - __builtin_convertvector(counts, Floats) / all) * 256.0F;
+        __builtin_memcpy(histogram, &shares, sizeof(shares));
+        storeBytes(tables.first + depth, __builtin_convertvector(shares, Ints));
+        return __builtin_shufflevector(counts, counts, 3, 3, 3, 3);
     }
-
-    /// Adds to each count those before it and `before`; returns the last sum.
-    NUBRIX_KERNEL_INLINE int accumulate(int *counts, int before)
+    NUBRIX_KERNEL_INLINE Ints countersAt(const unsigned char *from)
     {
-        Ints sum = Ints{} + before;
-        for (std::size_t i = 0; i < kBlock; i += 4) {
-            Ints four;
-            __builtin_memcpy(&four, counts + i, sizeof(four));
-            four += __builtin_shufflevector(Ints{}, four, 0, 4, 5, 6);
-            four += __builtin_shufflevector(Ints{}, four, 0, 1, 4, 5);
-            four += sum;
-            sum = __builtin_shufflevector(four, four, 3, 3, 3, 3);
-            __builtin_memcpy(counts + i, &four, sizeof(four));
-        }
-        return sum[0];
+        int four;
+        __builtin_memcpy(&four, from, sizeof(four));
+        const Bytes bytes = __builtin_bit_cast(Bytes, Ints{four});
+        const Bytes words = Block::template interleaveLow<Bytes>(bytes, Bytes{});
+        return __builtin_bit_cast(Ints, Block::template interleaveLow<Words>(words, Bytes{}));
+    }
+    NUBRIX_KERNEL_INLINE void storeBytes(unsigned char *to, Ints bytes)
+    {
+        // Two bytes in the lower words of each half.
+        Quads pairs = __builtin_bit_cast(Quads, bytes);
+        pairs |= pairs >> 24;
+        const unsigned short words[] = {static_cast<unsigned short>(pairs[0]),
+                                        static_cast<unsigned short>(pairs[1])};
+        __builtin_memcpy(to, words, sizeof(words));
     }
 };
 
 /// The colours, 16 pixels at a time: their levels are collected in a vector of bytes and spread
 /// over three.
-template <class Lanes>
+template <class Local>
 struct DepthPixels {
     static void colours(unsigned char *rgb, const unsigned short *depths, std::size_t pixels,
                         const unsigned char *levels)
@@ -106,7 +114,7 @@ struct DepthPixels {
 
 private:
     static constexpr std::size_t kPixels = 16;
-    using Block = ByteLanes<Lanes, kPixels>;
+    using Block = ByteLanes<Local, kPixels>;
     using Bytes = typename Block::Bytes;
     using Words = typename Block::Words;
     using Ints = typename Block::Ints;
@@ -175,8 +183,9 @@ private:
     }
 };
 
-template <class Lanes>
+/// The kernel of the source that has the type Local.
+template <class Local>
 inline constexpr DepthKernel kDepthKernelOf = {
-    &DepthShares<Lanes>::range, &DepthShares<Lanes>::shares, &DepthPixels<Lanes>::colours};
+    &DepthShares<Local>::range, &DepthShares<Local>::shares, &DepthPixels<Local>::colours};
 
 }  // namespace nubrix

@@ -29,8 +29,7 @@ const ImageKernel kImagePlain = {&plainI420Row,
                                  &plainUyvyGroups,
                                  kPlainTurns<unsigned char>,
                                  kPlainTurns<BytePair>,
-                                 kPlainTurns<RGB888Pixel>,
-                                 kDepthPlain};
+                                 kPlainTurns<RGB888Pixel>};
 
 const ImageKernel *imageKernelOf(InstructionSet set)
 {

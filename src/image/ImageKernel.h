@@ -4,7 +4,6 @@
 #include <cstddef>
 
 #include "cpu/CpuFeatures.h"
-#include "image/DepthKernel.h"
 #include "image/ImagePlain.h"
 #include "nubrix/image.h"
 
@@ -31,7 +30,6 @@ struct ImageKernel {
     TurnKernel<unsigned char> turn8;
     TurnKernel<BytePair> turn16;
     TurnKernel<RGB888Pixel> turn24;
-    DepthKernel depth;
 
     /// The functions for pixels of the type T.
     template <class T>

@@ -2,7 +2,6 @@
 // includes.
 #pragma once
 
-#include "image/DepthLanes.h"
 #include "image/ImageKernel.h"
 #include "image/TurnLanes.h"
 #include "image/YuvLanes.h"
@@ -24,7 +23,6 @@ inline constexpr ImageKernel kImageKernelOf = {
     kTurnKernelOf<SquareTile<TileLanes, unsigned char>, ReversedPixels<Lanes, unsigned char>,
                   unsigned char>,
     kTurnKernelOf<SquareTile<TileLanes, BytePair>, ReversedPixels<Lanes, BytePair>, BytePair>,
-    kTurnKernelOf<RgbTile<TileLanes>, ReversedRgb<Lanes>, RGB888Pixel>,
-    kDepthKernelOf<Lanes>};
+    kTurnKernelOf<RgbTile<TileLanes>, ReversedRgb<Lanes>, RGB888Pixel>};
 
 }  // namespace nubrix
