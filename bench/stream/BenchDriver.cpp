@@ -146,3 +146,9 @@ extern "C" NUBRIX_API bool benchDeliver(unsigned int stream)
 {
     return g_running[stream]->deliver();
 }
+
+extern "C" NUBRIX_API void benchSetSize(int width, int height)
+{
+    g_mode.width = static_cast<unsigned short>(width);
+    g_mode.height = static_cast<unsigned short>(height);
+}

@@ -5,4 +5,7 @@
 /// calling thread. False when the pool has no frame.
 using BenchDeliver = bool (*)(unsigned int stream);
 
+/// Sets the size of the frames of streams that are started from now on; 640x480 before.
+using BenchSetSize = void (*)(int width, int height);
+
 constexpr unsigned int kBenchDevices = 15;  // with four streams each

@@ -24,8 +24,10 @@ struct Holes {
 /// For all 16 sets of pixels without a depth.
 constexpr std::array<Holes, 16> kHoles = [] {
     std::array<Holes, 16> holes = {};
-    for (std::uint64_t set = 0; set < holes.size(); ++set) {
-        const auto pixel = [set](unsigned int i) { return (set >> i & 1) * 0xffffff; };
+    for (std::size_t set = 0; set < holes.size(); ++set) {
+        const auto pixel = [set](unsigned int i) {
+            return (std::uint64_t{set} >> i & 1) * 0xffffff;
+        };
         holes[set].first = pixel(0) | pixel(1) << 24 | pixel(2) << 48;
         holes[set].rest = static_cast<std::uint32_t>(pixel(2) >> 16 | pixel(3) << 8);
     }
@@ -39,7 +41,8 @@ const Holes &holesOf(const unsigned short *depths)
     std::memcpy(&word, depths, sizeof(word));
     const std::uint64_t aboveZero = ((word & ~(kOnes << 15)) + 0x7fff * kOnes) | word;
     const std::uint64_t zeros = ~(aboveZero >> 15) & kOnes;
-    return kHoles[zeros * 0x0001000200040008 >> 48 & 15];  // the four bits next to each other
+    // The four bits next to each other.
+    return kHoles[static_cast<std::size_t>(zeros * 0x0001000200040008 >> 48 & 15)];
 }
 
 void storeGroup(unsigned char *rgb, const unsigned short *depths, const unsigned char *levels)
