@@ -24,8 +24,8 @@
 
 namespace {
 
-/// A camera with large frames, and one with frames of a few packets, where what a frame costs is
-/// more than what its bytes cost.
+/// A camera with large frames, and one with a quarter of their bytes, where what a frame costs in
+/// itself weighs more.
 constexpr const char *kLargeAddress = "127.0.0.1";
 constexpr const char *kSmallAddress = "127.0.0.2";
 constexpr int kInFlight = 4;
@@ -217,7 +217,7 @@ void BM_NetStream_CpuOfAFrame(benchmark::State &state)
 {
     // Made before there is a thread, for both counts.
     static const Camera large(kLargeAddress, 1280, 960);
-    static const Camera small(kSmallAddress, 160, 120);
+    static const Camera small(kSmallAddress, 640, 480);
     if (const char *reason = std::getenv("NUBRIX_NO_NETWORK")) {
         state.SkipWithError(("no network of one's own: " + std::string(reason)).c_str());
         return;
