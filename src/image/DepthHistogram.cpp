@@ -1,6 +1,7 @@
 #include "image/DepthHistogram.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 namespace nubrix {
@@ -113,10 +114,10 @@ void DepthHistogram::include(const DepthRange &range, float *histogram)
 
 void DepthHistogram::clear(std::size_t begin, std::size_t end, float *histogram) const
 {
-    std::fill(histogram + begin, histogram + end, 0.0F);
+    std::memset(histogram + begin, 0, (end - begin) * sizeof(float));
     for (unsigned int table = 0; table < m_tables.count; ++table) {
         unsigned char *const counters = m_tables.first + table * m_tables.stride;
-        std::fill(counters + begin, counters + end, 0);
+        std::memset(counters + begin, 0, end - begin);
     }
 }
 
@@ -131,7 +132,7 @@ void DepthHistogram::store(float *histogram, std::size_t size, int pixels)
         std::fill(histogram + 1, histogram + m_range.smallest, 256.0F);
         m_kernel.shares(histogram, m_tables, m_range, counted);
     }
-    std::fill(histogram + m_range.largest + 1, histogram + size, 0.0F);
+    std::memset(histogram + m_range.largest + 1, 0, (size - m_range.largest - 1) * sizeof(float));
 }
 
 }  // namespace nubrix

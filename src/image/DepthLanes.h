@@ -96,13 +96,11 @@ struct DepthPixels {
                         const unsigned char *levels)
     {
         std::size_t i = 0;
-        for (; i + kPixels <= pixels; i += kPixels)
+        while (i < pixels && pixels >= kPixels) {
+            // The last ones together with pixels that are already coloured.
+            i = i + kPixels <= pixels ? i : pixels - kPixels;
             convert(rgb + 3 * i, depths + i, levels);
-        if (i == pixels)
-            return;
-        if (pixels >= kPixels) {  // the rest, with pixels that are already coloured
-            convert(rgb + 3 * (pixels - kPixels), depths + (pixels - kPixels), levels);
-            return;
+            i += kPixels;
         }
         for (; i < pixels; ++i) {
             if (depths[i] != 0) {
