@@ -61,6 +61,30 @@ void BM_Checksum(benchmark::State &state)
         [size](Frame &frame) { kPeer(frame.source.data(), size); });
 }
 
+/// What a frame is not: from an odd address on, and some bytes longer than what is taken at a time.
+/// Small ones are headers, where the start and the end are all there is.
+template <Job kOurs, Job kPeer>
+void BM_ChecksumUnaligned(benchmark::State &state)
+{
+    constexpr int kTimes = 1000;
+    const auto size = static_cast<std::size_t>(state.range(0));
+    std::vector<unsigned char> bytes = nubrix::bench::randomBytes(size + 1);
+    const int times = size < 65536 ? kTimes : 1;
+    const auto run = [&](Job job) {
+        for (int i = 0; i < times; ++i)
+            job(bytes.data() + 1, size);
+    };
+    nubrix::bench::measureAgainst(
+        state, times, [&] { run(kOurs); }, [&] { run(kPeer); });
+    state.SetLabel(nubrix::nameOf(nubrix::instructionSet()));
+}
+
+void unalignedSizes(benchmark::internal::Benchmark *bench)
+{
+    bench->ArgName("bytes")->Arg(13)->Arg(77)->Arg(1411)->Arg(614413)->UseManualTime()->Unit(
+        benchmark::kMicrosecond);
+}
+
 BENCHMARK(BM_Checksum<crc32, copy>)->Name("BM_Crc32_Memcpy")->Apply(nubrix::bench::sizes);
 BENCHMARK(BM_Checksum<md5, copy>)->Name("BM_Md5_Memcpy")->Apply(nubrix::bench::sizes);
 
@@ -83,6 +107,9 @@ void opensslMd5(unsigned char *data, std::size_t size)
     benchmark::DoNotOptimize(digest);
 }
 BENCHMARK(BM_Checksum<md5, opensslMd5>)->Name("BM_Md5_Openssl")->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_ChecksumUnaligned<md5, opensslMd5>)
+    ->Name("BM_Md5_Unaligned_Openssl")
+    ->Apply(unalignedSizes);
 #endif
 
 #ifdef NUBRIX_BENCH_ISAL
@@ -91,6 +118,9 @@ void isalCrc32(unsigned char *data, std::size_t size)
     benchmark::DoNotOptimize(crc32_ieee(0, data, size));
 }
 BENCHMARK(BM_Checksum<crc32, isalCrc32>)->Name("BM_Crc32_Isal")->Apply(nubrix::bench::sizes);
+BENCHMARK(BM_ChecksumUnaligned<crc32, isalCrc32>)
+    ->Name("BM_Crc32_Unaligned_Isal")
+    ->Apply(unalignedSizes);
 
 unsigned int isalCrc32OfFile(const char *path, std::vector<unsigned char> &piece)
 {

@@ -45,14 +45,19 @@ private:
     cpu_set_t m_before = {};
 };
 
-/// Two cameras: the raw calls have the first stream, the client layer the second.
+/// Two cameras: the raw calls have the first stream, the client layer the second. Frames are
+/// squares of the given side.
 struct World {
-    World()
+    explicit World(const benchmark::State &state)
     {
+        const auto setSize =
+            reinterpret_cast<BenchSetSize>(dlsym(libUvcDriverHandle, "benchSetSize"));
         const auto found = dlsym(libUvcDriverHandle, "benchDeliver");
         deliver = reinterpret_cast<BenchDeliver>(found);
-        if (!deliver)
+        if (!deliver || !setSize)
             std::abort();
+        const auto side = static_cast<int>(state.range(0));
+        setSize(side, side);
     }
     /// Delivers a frame and waits until it was used, again and again.
     void run(benchmark::State &state, unsigned int stream, Baton &used)
@@ -96,7 +101,7 @@ struct RawReceiver {
 // Functions that are called with each frame.
 void BM_Client_OnFrame(benchmark::State &state)
 {
-    World world;
+    World world(state);
     RawReceiver raw{world, {}};
     NubrixStream *const peer = world.openRaw(&RawReceiver::onFrame, &raw);
     Baton used;
@@ -173,7 +178,7 @@ void measureNext(benchmark::State &state, World &world, Baton &peerUsed)
 // Threads that wait for each frame.
 void BM_Client_Next_Queue(benchmark::State &state)
 {
-    World world;
+    World world(state);
     RawQueue queue{world, {}, {}, {}};
     NubrixStream *const peer = world.openRaw(&RawQueue::onFrame, &queue);
     Baton used;
@@ -190,7 +195,7 @@ void BM_Client_Next_Queue(benchmark::State &state)
 // The same next to readFrame, for which readers of several streams wait for each other.
 void BM_Client_Next_ReadFrame(benchmark::State &state)
 {
-    World world;
+    World world(state);
     NubrixStream *const peer = world.openRaw(nullptr, nullptr);
     Baton used;
     std::atomic<bool> ending{false};
@@ -209,8 +214,13 @@ void BM_Client_Next_ReadFrame(benchmark::State &state)
     world.context.closeStream(peer);
 }
 
-BENCHMARK(BM_Client_OnFrame)->UseManualTime();
-BENCHMARK(BM_Client_Next_Queue)->UseManualTime();
-BENCHMARK(BM_Client_Next_ReadFrame)->UseManualTime();
+// The smallest frames and 4 MB.
+void sides(benchmark::internal::Benchmark *bench)
+{
+    bench->ArgName("side")->Arg(2)->Arg(1200)->UseManualTime();
+}
+BENCHMARK(BM_Client_OnFrame)->Apply(sides);
+BENCHMARK(BM_Client_Next_Queue)->Apply(sides);
+BENCHMARK(BM_Client_Next_ReadFrame)->Apply(sides);
 
 }  // namespace

@@ -1,17 +1,20 @@
 // The conversions to point clouds compared with a memcpy of the bytes that they write (12 a pixel,
-// 28 with colours), to the same place. NUBRIX_CPU chooses the instruction set.
+// 28 with colours), to the same place; on images of several kinds. NUBRIX_CPU chooses the
+// instruction set.
 #include <cstring>
-#include <random>
 #include <vector>
 
+#include "bench/DepthImages.h"
 #include "bench/Ratio.h"
 #include "cloud/PointCloud.h"
 #include "cpu/CpuFeatures.h"
 
 namespace {
 
+using nubrix::bench::DepthKind;
+
 struct Buffers {
-    explicit Buffers(const benchmark::State &state)
+    Buffers(const benchmark::State &state, DepthKind kind)
         : width(static_cast<unsigned int>(state.range(0))),
           height(static_cast<unsigned int>(state.range(1))),
           depth(width * height),
@@ -20,12 +23,7 @@ struct Buffers {
           otherPoints(depth.size()),
           otherColours(depth.size())
     {
-        // A slope with some noise and a hole here and there, as a camera gives it.
-        std::mt19937 random(1);
-        for (std::size_t i = 0; i < depth.size(); ++i) {
-            const auto slope = static_cast<unsigned int>(8000 + 16 * (i / width));
-            depth[i] = static_cast<unsigned short>(random() % 50 == 0 ? 0 : slope + random() % 64);
-        }
+        fillWithDepths(depth.data(), static_cast<int>(width), static_cast<int>(height), kind);
     }
 
     unsigned int width;
@@ -49,9 +47,10 @@ void setInstructions(benchmark::State &state)
     state.SetLabel(nubrix::nameOf(nubrix::instructionSet()));
 }
 
+template <DepthKind kKind>
 void BM_PointCloud_Plain(benchmark::State &state)
 {
-    Buffers buffers(state);
+    Buffers buffers(state, kKind);
     nubrix::bench::measureAgainst(
         state, 1,
         [&] {
@@ -63,9 +62,10 @@ void BM_PointCloud_Plain(benchmark::State &state)
     setInstructions(state);
 }
 
+template <DepthKind kKind>
 void BM_PointCloud_WithColours(benchmark::State &state)
 {
-    Buffers buffers(state);
+    Buffers buffers(state, kKind);
     nubrix::bench::measureAgainst(
         state, 1,
         [&] {
@@ -90,7 +90,12 @@ void sizes(benchmark::internal::Benchmark *bench)
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond);
 }
-BENCHMARK(BM_PointCloud_Plain)->Apply(sizes);
-BENCHMARK(BM_PointCloud_WithColours)->Apply(sizes);
+// Without holes, with some, with many, and with depths beyond the limits.
+BENCHMARK(BM_PointCloud_Plain<DepthKind::kNoisy>)->Apply(sizes);
+BENCHMARK(BM_PointCloud_Plain<DepthKind::kScattered>)->Apply(sizes);
+BENCHMARK(BM_PointCloud_Plain<DepthKind::kHalf>)->Apply(sizes);
+BENCHMARK(BM_PointCloud_Plain<DepthKind::kRandom>)->Apply(sizes);
+BENCHMARK(BM_PointCloud_WithColours<DepthKind::kScattered>)->Apply(sizes);
+BENCHMARK(BM_PointCloud_WithColours<DepthKind::kRandom>)->Apply(sizes);
 
 }  // namespace

@@ -24,7 +24,10 @@
 
 namespace {
 
-constexpr const char *kAddress = "127.0.0.1";
+/// A camera with large frames, and one with a quarter of their bytes, where what a frame costs in
+/// itself weighs more.
+constexpr const char *kLargeAddress = "127.0.0.1";
+constexpr const char *kSmallAddress = "127.0.0.2";
 constexpr int kInFlight = 4;
 constexpr int kPacket = 8192;
 constexpr int kSocketBuffer = 4 << 20;
@@ -33,14 +36,14 @@ constexpr int kSocketBuffer = 4 << 20;
 class Camera {
 public:
     /// Forks, so no thread may run yet.
-    Camera(unsigned int width, unsigned int height)
+    Camera(const char *address, unsigned int width, unsigned int height)
     {
         int ends[2] = {-1, -1};
         if (pipe(ends) != 0)
             return;
         m_process = fork();
         if (m_process == 0)
-            serve(width, height, ends[1]);
+            serve(address, width, height, ends[1]);
         close(ends[1]);
         char up = 0;
         m_isUp = read(ends[0], &up, 1) == 1;
@@ -57,11 +60,12 @@ public:
     bool isUp() const { return m_isUp; }
 
 private:
-    [[noreturn]] static void serve(unsigned int width, unsigned int height, int ready)
+    [[noreturn]] static void serve(const char *address, unsigned int width, unsigned int height,
+                                   int ready)
     try {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         nubrix::simulator::SimulatedCameraSettings settings;
-        settings.address = kAddress;
+        settings.address = address;
         settings.width = width;
         settings.height = height;
         settings.frameRate = 60;
@@ -127,11 +131,13 @@ double cpuOf(Await &&await)
 /// Aravis and nothing else.
 class BareClient {
 public:
-    BareClient()
+    explicit BareClient(const char *address)
     {
-        const nubrix::net::ObjectPtr<GInetAddress> own(g_inet_address_new_from_string(kAddress));
+        const nubrix::net::ObjectPtr<GInetAddress> own(
+            g_inet_address_new_from_string(kLargeAddress));
+        const nubrix::net::ObjectPtr<GInetAddress> theirs(g_inet_address_new_from_string(address));
         const nubrix::net::ObjectPtr<ArvDevice> device(
-            arv_gv_device_new(own.get(), own.get(), nullptr));
+            arv_gv_device_new(own.get(), theirs.get(), nullptr));
         if (!device)
             throw std::runtime_error("the bare client does not get the camera");
         m_camera.reset(arv_camera_new_with_device(device.get(), nullptr));
@@ -175,9 +181,10 @@ private:
 /// A stream of the driver.
 class DriverClient {
 public:
-    DriverClient()
+    explicit DriverClient(const std::string &address)
     {
-        if (m_driver.initialize() != 0 || m_driver.openDevice("net:127.0.0.1", &m_device) != 0 ||
+        if (m_driver.initialize() != 0 ||
+            m_driver.openDevice(("net:" + address).c_str(), &m_device) != 0 ||
             m_device->createStream(NUBRIX_STREAM_DEPTH, &m_stream) != 0)
             throw std::runtime_error("the driver does not get the camera");
         m_pool.setFrameBufferSize(m_stream->getFrameBufferSize());
@@ -209,23 +216,26 @@ private:
 void BM_NetStream_CpuOfAFrame(benchmark::State &state)
 {
     // Made before there is a thread, for both counts.
-    static const Camera camera(1280, 960);
+    static const Camera large(kLargeAddress, 1280, 960);
+    static const Camera small(kSmallAddress, 640, 480);
     if (const char *reason = std::getenv("NUBRIX_NO_NETWORK")) {
         state.SkipWithError(("no network of one's own: " + std::string(reason)).c_str());
         return;
     }
     const auto frames = static_cast<int>(state.range(0));
+    const bool isSmall = state.range(1) != 0;
+    const char *const address = isSmall ? kSmallAddress : kLargeAddress;
     std::vector<double> ours;
     std::vector<double> peers;
     try {
-        if (!camera.isUp())
-            throw std::runtime_error("no camera on 127.0.0.1");
+        if (!(isSmall ? small : large).isUp())
+            throw std::runtime_error("no camera on " + std::string(address));
         for (auto _ : state) {
             {
-                BareClient bare;
+                BareClient bare(address);
                 peers.push_back(cpuOf([&] { bare.await(frames); }));
             }
-            DriverClient client;
+            DriverClient client(address);
             ours.push_back(cpuOf([&] { client.await(frames); }));
             state.SetIterationTime(ours.back());
         }
@@ -237,9 +247,11 @@ void BM_NetStream_CpuOfAFrame(benchmark::State &state)
                             nubrix::bench::median(peers) * 1e9 / frames);
 }
 BENCHMARK(BM_NetStream_CpuOfAFrame)
-    ->ArgName("frames")
-    ->Arg(10)
-    ->Arg(80)
+    ->ArgNames({"frames", "small"})
+    ->Args({10, 0})
+    ->Args({80, 0})
+    ->Args({10, 1})
+    ->Args({80, 1})
     ->UseManualTime()
     ->Iterations(5);
 

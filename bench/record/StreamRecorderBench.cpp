@@ -1,5 +1,6 @@
 // How fast a recorder writes, against a bare write() of the same bytes to a file of the same kind.
-// For frames of 640x480.
+// For frames of 64x48, where what is written in addition to the pixels weighs most, of 640x480, and
+// of 1920x1080. Their bytes are random, so that no file system compresses them.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,10 +29,15 @@
 extern "C" nubrix::NubrixBaseDriver *driverInstance();
 extern "C" void driverDestroy(nubrix::NubrixBaseDriver *driver);
 extern "C" bool benchDeliver(unsigned int stream);
+extern "C" void benchSetSize(int width, int height);
 
 namespace {
 
-constexpr int kFrames = 100;
+/// How many frames a file gets, so that large ones fit the memory of small machines.
+int framesOf(int width)
+{
+    return width > 640 ? 10 : 100;
+}
 
 struct Camera {
     Camera() { device.open("usb:bench-0"); }
@@ -66,7 +73,10 @@ struct StreamWithFrame {
         nubrix::xp<nubrix::NubrixFrameRef> frame;
         if (stream.readFrame(frame, false) != 0)
             std::abort();
-        std::memset(frame->frame().data, 0x5a, frame->frame().dataSize);
+        std::mt19937 random(1);
+        auto *const bytes = static_cast<unsigned char *>(frame->frame().data);
+        for (unsigned int i = 0; i < frame->frame().dataSize; ++i)
+            bytes[i] = static_cast<unsigned char>(random());
     }
     ~StreamWithFrame() { stream.stop(); }
 
@@ -142,30 +152,31 @@ void writeFrames(benchmark::State &state, const std::string &folder, unsigned in
         return;
     }
     Camera camera;
+    benchSetSize(static_cast<int>(state.range(1)), static_cast<int>(state.range(2)));
     StreamWithFrame source(camera.device, streamType);
     const std::string path = folder + "/nubrix-bench-" + std::to_string(getpid());
     const std::string record = recordOf(path, source.stream);
+    const int frames = framesOf(static_cast<int>(state.range(1)));
     std::vector<double> ours;
     std::vector<double> theirs;
     for (auto _ : state) {
         {
             const BareFile bare(path);
             theirs.push_back(nubrix::bench::secondsOf([&] {
-                for (int i = 0; i < kFrames; ++i)
+                for (int i = 0; i < frames; ++i)
                     bare.write(record);
             }));
         }
         RecorderFile file(path, source.stream);
         ours.push_back(nubrix::bench::secondsOf(
-            [&] { recordFrames(file.recorder(), source.stream, kFrames); }));
+            [&] { recordFrames(file.recorder(), source.stream, frames); }));
         state.SetIterationTime(ours.back());
-        if (std::filesystem::file_size(path) != kFrames * record.size())
+        if (std::filesystem::file_size(path) != static_cast<std::size_t>(frames) * record.size())
             state.SkipWithError("the file has not the frames that were sent");
     }
-    state.SetBytesProcessed(state.iterations() * kFrames *
-                            static_cast<std::int64_t>(record.size()));
-    nubrix::bench::setRatio(state, 1e9 * nubrix::bench::median(ours) / kFrames,
-                            1e9 * nubrix::bench::median(theirs) / kFrames);
+    state.SetBytesProcessed(state.iterations() * frames * static_cast<std::int64_t>(record.size()));
+    nubrix::bench::setRatio(state, 1e9 * nubrix::bench::median(ours) / frames,
+                            1e9 * nubrix::bench::median(theirs) / frames);
 }
 
 void BM_StreamRecorder_Memory(benchmark::State &state)
@@ -181,9 +192,11 @@ void BM_StreamRecorder_Disk(benchmark::State &state)
 
 void streams(benchmark::internal::Benchmark *bench)
 {
-    bench->ArgName("stream")
-        ->Arg(NUBRIX_STREAM_COLOR)
-        ->Arg(NUBRIX_STREAM_DEPTH)
+    bench->ArgNames({"stream", "width", "height"})
+        ->Args({NUBRIX_STREAM_COLOR, 640, 480})
+        ->Args({NUBRIX_STREAM_DEPTH, 640, 480})
+        ->Args({NUBRIX_STREAM_DEPTH, 64, 48})
+        ->Args({NUBRIX_STREAM_DEPTH, 1920, 1080})
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
 }

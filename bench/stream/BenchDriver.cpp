@@ -169,3 +169,9 @@ extern "C" NUBRIX_API void benchSetKeepLiveHook(BenchHook hook, void *user)
     g_keepLiveUser = user;
     g_keepLiveHook = hook;
 }
+
+extern "C" NUBRIX_API void benchSetSize(int width, int height)
+{
+    g_mode.width = static_cast<unsigned short>(width);
+    g_mode.height = static_cast<unsigned short>(height);
+}

@@ -14,5 +14,7 @@ using BenchSetSizes = void (*)(unsigned int sizes);
 /// ends it.
 using BenchHook = void (*)(void *user);
 using BenchSetKeepLiveHook = void (*)(BenchHook hook, void *user);
+/// Sets the size of the frames of streams that are started from now on; 640x480 before.
+using BenchSetSize = void (*)(int width, int height);
 
 constexpr unsigned int kBenchDevices = 15;  // with four streams each

@@ -59,8 +59,11 @@ struct Library {
             std::abort();
         deliver = symbol<BenchDeliver>("benchDeliver");
     }
+    /// For frames of `side` pixels in each direction.
+    explicit Library(int side) : Library() { symbol<BenchSetSize>("benchSetSize")(side, side); }
     ~Library()
     {
+        symbol<BenchSetSize>("benchSetSize")(640, 480);
         context->destroy();
         deleteContext(context);
     }

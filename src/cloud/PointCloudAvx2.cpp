@@ -7,7 +7,7 @@ namespace nubrix {
 
 namespace {
 
-struct Avx2Lanes : VectorLanes<Avx2Lanes, 8> {
+struct Avx2Lanes : FusedLanes<Avx2Lanes, 8> {
     static constexpr bool kStreams = true;
 
     NUBRIX_KERNEL_INLINE Int load(const unsigned short *from)
@@ -15,6 +15,14 @@ struct Avx2Lanes : VectorLanes<Avx2Lanes, 8> {
         __m128i raw;
         __builtin_memcpy(&raw, from, sizeof(raw));
         return reinterpret_cast<Int>(_mm256_cvtepu16_epi32(raw));
+    }
+    NUBRIX_KERNEL_INLINE Float multiplyAdd(Float sum, Float a, Float b)
+    {
+        return _mm256_fmadd_ps(a, b, sum);
+    }
+    NUBRIX_KERNEL_INLINE Float multiplySubtract(Float from, Float a, Float b)
+    {
+        return _mm256_fnmadd_ps(a, b, from);
     }
     NUBRIX_KERNEL_INLINE void stream(float *to, Float values) { _mm256_stream_ps(to, values); }
     NUBRIX_KERNEL_INLINE void streamColour(float *to, const float *from)

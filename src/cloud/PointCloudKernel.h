@@ -35,6 +35,7 @@ struct CloudKernel {
     void (*cloudWithColours)(const CloudJob &job);
 };
 
+extern const CloudKernel kCloudSse41;
 extern const CloudKernel kCloudAvx2;
 extern const CloudKernel kCloudAvx512;
 extern const CloudKernel kCloudNeon;

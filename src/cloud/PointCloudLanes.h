@@ -106,6 +106,34 @@ private:
     }
 };
 
+/// Lanes that divide by fused multiply-adds, for instruction sets that have these (multiplyAdd(sum,
+/// a, b) and multiplySubtract(from, a, b), with one rounding) and no vector division or a slow one.
+template <class Local, int N>
+struct FusedLanes : VectorLanes<Local, N> {
+    using Float = typename VectorLanes<Local, N>::Float;
+
+    /// a * (high + low) is so near to a / value that, rounded, it is one of the two floats around
+    /// it; and as high is the float nearest to 1 / value, one step with the remainder, which is
+    /// exact, leads to the right one (Markstein's theorem). That holds as long as nothing overflows
+    /// or comes near the smallest floats (which NEON takes for 0).
+    struct Divisor {
+        Float value, high, low;
+    };
+    NUBRIX_KERNEL_INLINE Divisor divisor(float value)
+    {
+        const float high = 1.0F / value;
+        const double missing = 1.0 - static_cast<double>(value) * static_cast<double>(high);
+        const auto low = static_cast<float>(missing / static_cast<double>(value));
+        return {Local::allOf(value), Local::allOf(high), Local::allOf(low)};
+    }
+    NUBRIX_KERNEL_INLINE Float divide(Float a, const Divisor &by)
+    {
+        const Float near = Local::multiplyAdd(Local::multiply(a, by.low), a, by.high);
+        const Float remainder = Local::multiplySubtract(a, near, by.value);
+        return Local::multiplyAdd(near, remainder, by.high);
+    }
+};
+
 /// Runs a job with the lanes of one instruction set.
 template <class Lanes, bool kColoured>
 class CloudConversion {
@@ -145,12 +173,22 @@ private:
                reinterpret_cast<std::uintptr_t>(m_job.colours) % sizeof(typedefNubrixRGBA) == 0;
     }
 
+    /// What the raw values of pixels are.
+    struct Depths {
+        Int depth, valid;
+        Float z;
+    };
+
+    // The depths of pixels are computed one step before their points: a processor then has two
+    // shorter chains of dependent operations at a time in place of a long one.
     template <bool kStreaming>
     void convertRow(unsigned int row) const
     {
         constexpr unsigned int kCount = Lanes::kCount;
         const std::size_t first = std::size_t{row} * m_job.width;
         const Float rowFactor = Lanes::allOf(static_cast<float>(row + m_job.rowOffset) - m_job.cy);
+        // The pixels there are written in the end, some of them for the second time.
+        const unsigned int last = m_job.width - kCount;
         unsigned int column = 0;
         if constexpr (kStreaming) {
             // Up to the first address that can be streamed to; the pixels before it are converted
@@ -159,17 +197,19 @@ private:
             while ((address + column * sizeof(typedefNubrixPoint3D)) % sizeof(Float) != 0)
                 ++column;
             if (column != 0)
-                convert<false>(first, columnsFrom(0), rowFactor);
+                convert<false>(first, columnsFrom(0), rowFactor, depthsAt(first));
         }
-        for (Int columns = columnsFrom(column); column + kCount <= m_job.width; column += kCount) {
-            convert<kStreaming>(first + column, columns, rowFactor);
+        Int columns = columnsFrom(column);
+        Depths next = depthsAt(first + (column < last ? column : last));
+        while (column < last) {
+            const Depths depths = next;
+            const unsigned int after = column + kCount;
+            next = depthsAt(first + (after < last ? after : last));
+            convert<kStreaming>(first + column, columns, rowFactor, depths);
             columns += Lanes::kCount;
+            column = after;
         }
-        // The rest, together with pixels that are already converted.
-        if (column != m_job.width) {
-            const unsigned int last = m_job.width - kCount;
-            convert<false>(first + last, columnsFrom(last), rowFactor);
-        }
+        convert<false>(first + last, columnsFrom(last), rowFactor, next);
     }
 
     [[gnu::always_inline]] inline Int columnsFrom(unsigned int column) const
@@ -177,25 +217,29 @@ private:
         return Lanes::numbers() + static_cast<int>(column + m_job.columnOffset);
     }
 
+    [[gnu::always_inline]] inline Depths depthsAt(std::size_t pixel) const
+    {
+        const Int raw = Lanes::load(m_job.depth + pixel);
+        const Int depth = kColoured ? raw >> m_job.shift : raw;
+        return {depth, (depth > 0) & (raw < m_job.rawLimit),
+                Lanes::divide(Lanes::toFloat(depth), m_s)};
+    }
+
     template <bool kStreaming>
-    [[gnu::always_inline]] inline void convert(std::size_t pixel, Int columns,
-                                               Float rowFactor) const
+    [[gnu::always_inline]] inline void convert(std::size_t pixel, Int columns, Float rowFactor,
+                                               const Depths &depths) const
     {
         if constexpr (!kStreaming)
             prefetch(pixel);
-        const Int raw = Lanes::load(m_job.depth + pixel);
-        const Int depth = kColoured ? raw >> m_job.shift : raw;
-        const Int valid = (depth > 0) & (raw < m_job.rawLimit);
         const Float columnFactor = Lanes::subtract(Lanes::toFloat(columns), m_cx);
-        const Float z = Lanes::divide(Lanes::toFloat(depth), m_s);
-        const Float x = Lanes::divide(Lanes::multiply(z, columnFactor), m_fx);
-        const Float y = Lanes::divide(Lanes::multiply(z, rowFactor), m_fy);
+        const Float x = Lanes::divide(Lanes::multiply(depths.z, columnFactor), m_fx);
+        const Float y = Lanes::divide(Lanes::multiply(depths.z, rowFactor), m_fy);
         constexpr int kSignOfYZ = kColoured ? static_cast<int>(0x80000000U) : 0;
-        Lanes::template storePoints<kStreaming>(&m_job.points[pixel].x, masked(x, valid, 0),
-                                                masked(y, valid, kSignOfYZ),
-                                                masked(z, valid, kSignOfYZ));
+        Lanes::template storePoints<kStreaming>(&m_job.points[pixel].x, masked(x, depths.valid, 0),
+                                                masked(y, depths.valid, kSignOfYZ),
+                                                masked(depths.z, depths.valid, kSignOfYZ));
         if constexpr (kColoured)
-            storeColours<kStreaming>(m_job.colours + pixel, depth, valid);
+            storeColours<kStreaming>(m_job.colours + pixel, depths.depth, depths.valid);
     }
 
     // The frames of a pool are rarely in a cache; where they are, this costs next to nothing.

@@ -32,8 +32,7 @@ std::vector<NamedKernel> availableKernels()
     std::vector<NamedKernel> kernels = {{"of4Lanes", &kCloudOf4Lanes},
                                         {"of8Lanes", &kCloudOf8Lanes},
                                         {"of16Lanes", &kCloudOf16Lanes}};
-    for (const InstructionSet set :
-         {InstructionSet::kAvx2, InstructionSet::kAvx512, InstructionSet::kNeon}) {
+    for (const InstructionSet set : kInstructionSets) {
         if (const CloudKernel *const kernel = cloudKernelOf(set))
             kernels.push_back({nameOf(set), kernel});
     }
@@ -209,10 +208,10 @@ INSTANTIATE_TEST_SUITE_P(Kernels, PointCloudKernelTest, testing::ValuesIn(availa
 
 TEST(PointCloudKernels, ThereIsOneForEveryVectorInstructionSetOfThisProcessor)
 {
-    for (const InstructionSet set : {InstructionSet::kAvx2, InstructionSet::kAvx512,
-                                     InstructionSet::kAvx512Vbmi, InstructionSet::kNeon})
-        EXPECT_EQ(cloudKernelOf(set) != nullptr, supports(set)) << nameOf(set);
-    EXPECT_EQ(cloudKernelOf(InstructionSet::kScalar), nullptr);
+    for (const InstructionSet set : kInstructionSets) {
+        const bool isVector = set != InstructionSet::kScalar;
+        EXPECT_EQ(cloudKernelOf(set) != nullptr, isVector && supports(set)) << nameOf(set);
+    }
 }
 
 // The last cache, and so the threshold, need not hold a whole number of pixels.

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <random>
 
+#include "bench/DepthImages.h"
+#include "image/DepthHistogram.h"
 #include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/GuardedBytes.h"
@@ -41,12 +43,12 @@ Depths randomDepths(std::size_t count, unsigned int most, unsigned int holes, un
     return depths;
 }
 
-class DepthColourTest : public testing::Test {
+class DepthKernelTest : public testing::TestWithParam<InstructionSet> {
 protected:
-    // Colours with both the library and the formulas, into memory with guards.
-    void check(Depths depths, int width, int size)
+    // Colours with both a kernel and the formulas, into memory with guards; the pixels begin
+    // `offset` bytes behind the begin of that memory.
+    static void check(const Depths &depths, int size, std::size_t offset = 0)
     {
-        const typedefNubrixFrame frame = frameOf(depths, width);
         const std::size_t rgbBytes = 3 * depths.size();
         const auto floats = static_cast<std::size_t>(size);
         std::vector<float> expected(floats, -1.0F);
@@ -54,57 +56,122 @@ protected:
         std::vector<RGB888Pixel> colours(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
         plainColours(colours.data(), depths.data(), depths.size(), expected.data());
         GuardedBytes histogram(floats * sizeof(float));
-        GuardedBytes rgb(rgbBytes);
+        GuardedBytes rgb(rgbBytes + offset);
         for (const Place place : {Place::kEnd, Place::kBegin}) {
             histogram.place(floats * sizeof(float), place);
             histogram.fill(0x11);
-            rgb.place(rgbBytes, place);
+            rgb.place(rgbBytes + offset, place);
             rgb.fill(kUnwritten);
-            calculateHistogram(histogram.as<float>(), size, frame);
+            DepthHistogram counts(depthKernelOf(GetParam()));
+            const DepthView all = {depths.data(), depths.size()};
+            ASSERT_TRUE(counts.fill(histogram.as<float>(), size, all));
             ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
-            histogram.fill(0x11);
-            unsigned int bytes = 0;
-            Depth2RGB888(rgb.as<RGB888Pixel>(), &bytes, histogram.as<float>(), size, frame);
-            ASSERT_EQ(bytes, rgbBytes);
-            ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
-            ASSERT_EQ(std::memcmp(rgb.data(), colours.data(), rgbBytes), 0);
+            unsigned char *const pixels = rgb.as<unsigned char>() + offset;
+            counts.colour(reinterpret_cast<RGB888Pixel *>(pixels), all);
+            ASSERT_EQ(std::memcmp(pixels, colours.data(), rgbBytes), 0);
             ASSERT_TRUE(histogram.intact() && rgb.intact());
         }
     }
 };
 
-TEST_F(DepthColourTest, RandomFramesOfEveryWidth)
+std::vector<InstructionSet> supportedSets()
+{
+    std::vector<InstructionSet> sets;
+    for (const InstructionSet set : kInstructionSets) {
+        if (supports(set))
+            sets.push_back(set);
+    }
+    return sets;
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, DepthKernelTest, testing::ValuesIn(supportedSets()),
+                         [](const testing::TestParamInfo<InstructionSet> &set) {
+                             return nameOf(set.param);
+                         });
+
+TEST_P(DepthKernelTest, RandomFramesOfEveryWidth)
 {
     for (unsigned int width = 1; width <= 130; ++width) {
         for (const unsigned int holes : {0U, 3U, 60U, 100U}) {
-            check(randomDepths(std::size_t{3} * width, 5000, holes, width), static_cast<int>(width),
-                  5001);
+            check(randomDepths(std::size_t{3} * width, 5000, holes, width), 5001);
             ASSERT_FALSE(HasFatalFailure()) << width << ", holes " << holes;
         }
     }
 }
 
-TEST_F(DepthColourTest, LargeFramesWithDepthsOfEveryRange)
+TEST_P(DepthKernelTest, LargeFramesWithDepthsOfEveryRange)
 {
     for (const unsigned int most : {1U, 2U, 255U, 4000U, 65535U}) {
-        check(randomDepths(std::size_t{640} * 480, most, 10, most), 640, kAllDepths);
+        check(randomDepths(std::size_t{640} * 480, most, 10, most), kAllDepths);
         ASSERT_FALSE(HasFatalFailure()) << most;
     }
 }
 
-TEST_F(DepthColourTest, ExtremeFrames)
+TEST_P(DepthKernelTest, ExtremeFrames)
 {
-    check(Depths(77, 65535), 7, kAllDepths);
-    check(Depths(77, 1), 7, 2);
+    check(Depths(77, 65535), kAllDepths);
+    check(Depths(77, 1), 2);
+    check(Depths(77, 0), 2);
     Depths slope(kAllDepths);
     for (std::size_t i = 0; i < slope.size(); ++i)
         slope[i] = static_cast<unsigned short>(i);
-    check(slope, 256, kAllDepths);
+    check(slope, kAllDepths);
     std::reverse(slope.begin(), slope.end());
-    check(slope, 256, kAllDepths);
+    check(slope, kAllDepths);
 }
 
-TEST_F(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
+TEST_P(DepthKernelTest, EveryKindOfImage)
+{
+    using bench::DepthKind;
+    constexpr int kWidth = 321;
+    constexpr int kHeight = 243;
+    Depths depths(std::size_t{kWidth} * kHeight);
+    for (const DepthKind kind : {DepthKind::kSmooth, DepthKind::kNoisy, DepthKind::kScattered,
+                                 DepthKind::kHalf, DepthKind::kRandom}) {
+        bench::fillWithDepths(depths.data(), kWidth, kHeight, kind);
+        check(depths, kAllDepths);
+        ASSERT_FALSE(HasFatalFailure()) << static_cast<int>(kind);
+    }
+}
+
+// More often than a byte counts, with equal neighbours and without; and holes as often.
+TEST_P(DepthKernelTest, DepthsThatOccurThousandsOfTimes)
+{
+    check(Depths(20001, 65535), kAllDepths);
+    for (const int other : {0, 1, 9, 65535}) {
+        Depths turns(20001, 7);
+        for (std::size_t i = 0; i < turns.size(); i += 2)
+            turns[i] = static_cast<unsigned short>(other);
+        check(turns, kAllDepths);
+        ASSERT_FALSE(HasFatalFailure()) << other;
+    }
+}
+
+// The range of the depths grows in both directions from part to part of the frame.
+TEST_P(DepthKernelTest, RangesThatGrow)
+{
+    Depths depths(50000);
+    for (std::size_t i = 0; i < depths.size(); ++i) {
+        const std::size_t offset = i / 2;
+        depths[i] = static_cast<unsigned short>(i % 2 == 0 ? 30000 - offset : 30000 + offset);
+    }
+    std::fill_n(depths.begin() + 10000, 5000, static_cast<unsigned short>(0));
+    check(depths, 60000);
+    std::fill_n(depths.begin(), 5000, static_cast<unsigned short>(0));
+    check(depths, 60000);
+}
+
+TEST_P(DepthKernelTest, PixelsAtEveryAddress)
+{
+    for (std::size_t offset = 0; offset < 64; ++offset) {
+        Depths depths = randomDepths(200 + offset, 500, 30, 4);
+        depths.erase(depths.begin(), depths.begin() + static_cast<std::ptrdiff_t>(offset % 16));
+        check(depths, 501, offset);
+        ASSERT_FALSE(HasFatalFailure()) << offset;
+    }
+}
+
+TEST(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
 {
     Depths zeros(100, 0);
     const typedefNubrixFrame frame = frameOf(zeros, 10);
@@ -117,7 +184,7 @@ TEST_F(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
     EXPECT_EQ(rgb, std::vector<unsigned char>(300, kUnwritten));
 }
 
-TEST_F(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
+TEST(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
 {
     Depths depths = {0, 1, 2, 3, 4, 0};
     const typedefNubrixFrame frame = frameOf(depths, 6);
@@ -134,8 +201,28 @@ TEST_F(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
     EXPECT_EQ(std::memcmp(rgb, expected, sizeof(rgb)), 0);
 }
 
+TEST(DepthColourTest, TheFunctionsGiveWhatTheFormulasGive)
+{
+    Depths depths = randomDepths(std::size_t{321} * 50, 9000, 30, 3);
+    const typedefNubrixFrame frame = frameOf(depths, 321);
+    std::vector<float> expected(9001);
+    plainHistogram(expected.data(), 9001, depths.data(), depths.size());
+    std::vector<RGB888Pixel> colours(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
+    plainColours(colours.data(), depths.data(), depths.size(), expected.data());
+    std::vector<float> histogram(9001, 5.0F);
+    calculateHistogram(histogram.data(), 9001, frame);
+    EXPECT_EQ(histogram, expected);
+    histogram.assign(9001, 5.0F);
+    std::vector<RGB888Pixel> rgb(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
+    unsigned int bytes = 0;
+    Depth2RGB888(rgb.data(), &bytes, histogram.data(), 9001, frame);
+    EXPECT_EQ(bytes, 3 * depths.size());
+    EXPECT_EQ(histogram, expected);
+    EXPECT_EQ(std::memcmp(rgb.data(), colours.data(), bytes), 0);
+}
+
 // The caller's memory goes on behind `size` here; the depths there are counted all the same.
-TEST_F(DepthColourTest, DepthsAreNotComparedWithTheSize)
+TEST(DepthColourTest, DepthsAreNotComparedWithTheSize)
 {
     Depths depths = randomDepths(640, 1999, 10, 9);
     const typedefNubrixFrame frame = frameOf(depths, 64);
@@ -148,7 +235,7 @@ TEST_F(DepthColourTest, DepthsAreNotComparedWithTheSize)
                             [](float count) { return count > 5.0F; }));
 }
 
-TEST_F(DepthColourTest, DepthsBeyondTheSizeAreColouredByWhatIsThere)
+TEST(DepthColourTest, DepthsBeyondTheSizeAreColouredByWhatIsThere)
 {
     Depths depths = randomDepths(640, 1999, 10, 9);
     const typedefNubrixFrame frame = frameOf(depths, 64);
@@ -166,12 +253,20 @@ TEST_F(DepthColourTest, DepthsBeyondTheSizeAreColouredByWhatIsThere)
 }
 
 // Floats cannot count further than 2^24 one by one.
-TEST_F(DepthColourTest, FramesOfMorePixelsThanAFloatCounts)
+TEST(DepthColourTest, FramesOfMorePixelsThanAFloatCounts)
 {
-    check(Depths((std::size_t{1} << 24) + 4096, 7), 4096, 9);
+    Depths depths((std::size_t{1} << 24) + 4096, 7);
+    const typedefNubrixFrame frame = frameOf(depths, 4096);
+    std::vector<float> expected(9);
+    plainHistogram(expected.data(), 9, depths.data(), depths.size());
+    std::vector<float> histogram(9, 5.0F);
+    calculateHistogram(histogram.data(), 9, frame);
+    EXPECT_EQ(histogram, expected);
+    DepthHistogram counts(depthKernelOf(instructionSet()));
+    EXPECT_FALSE(counts.fill(histogram.data(), 9, {depths.data(), depths.size()}));
 }
 
-TEST_F(DepthColourTest, FramesWithoutPixelsAndNullsAreIgnored)
+TEST(DepthColourTest, FramesWithoutPixelsAndNullsAreIgnored)
 {
     Depths depths = {1, 2};
     typedefNubrixFrame frame = frameOf(depths, 2);
