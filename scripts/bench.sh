@@ -14,8 +14,12 @@ cmake --build --preset release
 # As src/cpu chooses them.
 has() { for flag in "$@"; do grep -qw "$flag" /proc/cpuinfo || return 1; done; }
 sets=scalar
-if has avx2; then sets="$sets avx2"; fi
-if has avx512f avx512bw avx512dq avx512vl; then sets="$sets avx512"; fi
+if has ssse3 sse4_1; then sets="$sets sse41"; fi
+if has avx2 fma; then sets="$sets avx2"; fi
+if has avx512f avx512bw avx512dq avx512vl; then
+    sets="$sets avx512"
+    if has avx512vbmi; then sets="$sets avx512vbmi"; fi
+fi
 if has neon; then sets="$sets neon"; fi
 
 rm -f build/release/bench/*.json

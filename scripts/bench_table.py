@@ -16,7 +16,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SIZES = re.compile(r"/(width:\d+/height:\d+|bytes:\d+)")
-ORDER = ["any", "scalar", "avx2", "avx512", "neon"]
+ORDER = ["any", "scalar", "sse41", "avx2", "avx512", "avx512vbmi", "neon"]
 
 
 def runs(path):

@@ -143,6 +143,7 @@ const CloudKernel *cloudKernelOf(InstructionSet set)
         case InstructionSet::kAvx2:
             return &kCloudAvx2;
         case InstructionSet::kAvx512:
+        case InstructionSet::kAvx512Vbmi:
             return &kCloudAvx512;
 #endif
 #ifdef __arm__

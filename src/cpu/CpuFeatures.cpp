@@ -15,18 +15,14 @@ namespace nubrix {
 
 namespace {
 
-struct NamedSet {
-    const char *name;
-    InstructionSet set;
-};
-
-// Best first.
-constexpr NamedSet kSets[] = {
-    {"avx512", InstructionSet::kAvx512},
-    {"avx2", InstructionSet::kAvx2},
-    {"neon", InstructionSet::kNeon},
-    {"scalar", InstructionSet::kScalar},
-};
+bool hasSse41()
+{
+#ifdef __x86_64__
+    return __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("ssse3");
+#else
+    return false;
+#endif
+}
 
 bool hasAvx2()
 {
@@ -42,6 +38,15 @@ bool hasAvx512()
 #ifdef __x86_64__
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+#else
+    return false;
+#endif
+}
+
+bool hasAvx512Vbmi()
+{
+#ifdef __x86_64__
+    return hasAvx512() && __builtin_cpu_supports("avx512vbmi");
 #else
     return false;
 #endif
@@ -85,10 +90,14 @@ bool supports(InstructionSet set)
     switch (set) {
         case InstructionSet::kScalar:
             return true;
+        case InstructionSet::kSse41:
+            return hasSse41();
         case InstructionSet::kAvx2:
             return hasAvx2();
         case InstructionSet::kAvx512:
             return hasAvx512();
+        case InstructionSet::kAvx512Vbmi:
+            return hasAvx512Vbmi();
         case InstructionSet::kNeon:
             return hasNeon();
     }
@@ -97,22 +106,32 @@ bool supports(InstructionSet set)
 
 const char *nameOf(InstructionSet set)
 {
-    for (const NamedSet &each : kSets) {
-        if (each.set == set)
-            return each.name;
+    switch (set) {
+        case InstructionSet::kScalar:
+            return "scalar";
+        case InstructionSet::kSse41:
+            return "sse41";
+        case InstructionSet::kAvx2:
+            return "avx2";
+        case InstructionSet::kAvx512:
+            return "avx512";
+        case InstructionSet::kAvx512Vbmi:
+            return "avx512vbmi";
+        case InstructionSet::kNeon:
+            return "neon";
     }
     return "";
 }
 
 InstructionSet chooseInstructionSet(const char *name)
 {
-    for (const NamedSet &each : kSets) {
-        if (name && std::strcmp(name, each.name) == 0 && supports(each.set))
-            return each.set;
+    for (const InstructionSet set : kInstructionSets) {
+        if (name && std::strcmp(name, nameOf(set)) == 0 && supports(set))
+            return set;
     }
-    for (const NamedSet &each : kSets) {
-        if (supports(each.set))
-            return each.set;
+    for (const InstructionSet set : kInstructionSets) {
+        if (supports(set))
+            return set;
     }
     return InstructionSet::kScalar;
 }
@@ -127,9 +146,9 @@ std::size_t carrylessBytes(InstructionSet set)
 {
     if (set == InstructionSet::kScalar || !supports(set) || !hasCarryless())
         return 0;
-    if (set == InstructionSet::kNeon || !hasWideCarryless())
+    if (set == InstructionSet::kNeon || set == InstructionSet::kSse41 || !hasWideCarryless())
         return 16;
-    return set == InstructionSet::kAvx512 ? 64 : 32;
+    return set == InstructionSet::kAvx2 ? 32 : 64;
 }
 
 std::size_t streamingThreshold(long lastCacheBytes)

@@ -11,16 +11,24 @@
 namespace nubrix {
 
 enum class InstructionSet {
-    kScalar,  // plain C++, on every processor
-    kAvx2,    // with FMA
-    kAvx512,  // F, BW, DQ and VL
-    kNeon,    // of 32-bit ARM, with the fused multiply-add of VFPv4
+    kScalar,      // plain C++, on every processor
+    kSse41,       // with SSSE3
+    kAvx2,        // with FMA
+    kAvx512,      // F, BW, DQ and VL
+    kAvx512Vbmi,  // the same with VBMI
+    kNeon,        // of 32-bit ARM, with the fused multiply-add of VFPv4
+};
+
+/// All of them, the best first.
+constexpr InstructionSet kInstructionSets[] = {
+    InstructionSet::kAvx512Vbmi, InstructionSet::kAvx512, InstructionSet::kAvx2,
+    InstructionSet::kSse41,      InstructionSet::kNeon,   InstructionSet::kScalar,
 };
 
 /// Whether this processor, its system and this build have it. Thread-safe.
 bool supports(InstructionSet set);
 
-/// "scalar", "avx2", "avx512" or "neon". Thread-safe.
+/// "scalar", "sse41", "avx2", "avx512", "avx512vbmi" or "neon". Thread-safe.
 const char *nameOf(InstructionSet set);
 
 /// The set of a name if it is supported; else, and for null, the best one that is. Thread-safe.

@@ -39,10 +39,14 @@ const ImageKernel *imageKernelOf(InstructionSet set)
         case InstructionSet::kScalar:
             return &kImagePlain;
 #ifdef __x86_64__
+        case InstructionSet::kSse41:
+            return &kImageSse41;
         case InstructionSet::kAvx2:
             return &kImageAvx2;
         case InstructionSet::kAvx512:
             return &kImageAvx512;
+        case InstructionSet::kAvx512Vbmi:
+            return &kImageAvx512Vbmi;
 #endif
 #ifdef __arm__
         case InstructionSet::kNeon:

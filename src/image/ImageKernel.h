@@ -72,8 +72,10 @@ inline BytePair *pairsAt(unsigned char *plane)
 }
 
 extern const ImageKernel kImagePlain;
+extern const ImageKernel kImageSse41;
 extern const ImageKernel kImageAvx2;
 extern const ImageKernel kImageAvx512;
+extern const ImageKernel kImageAvx512Vbmi;
 extern const ImageKernel kImageNeon;
 
 /// The kernel of an instruction set; null when this build has none. Thread-safe.

@@ -209,8 +209,8 @@ INSTANTIATE_TEST_SUITE_P(Kernels, PointCloudKernelTest, testing::ValuesIn(availa
 
 TEST(PointCloudKernels, ThereIsOneForEveryVectorInstructionSetOfThisProcessor)
 {
-    for (const InstructionSet set :
-         {InstructionSet::kAvx2, InstructionSet::kAvx512, InstructionSet::kNeon})
+    for (const InstructionSet set : {InstructionSet::kAvx2, InstructionSet::kAvx512,
+                                     InstructionSet::kAvx512Vbmi, InstructionSet::kNeon})
         EXPECT_EQ(cloudKernelOf(set) != nullptr, supports(set)) << nameOf(set);
     EXPECT_EQ(cloudKernelOf(InstructionSet::kScalar), nullptr);
 }

@@ -46,8 +46,7 @@ constexpr CloudCamera kOwn = {500, 600, 700, 80, 90};
 std::vector<InstructionSet> supportedSets()
 {
     std::vector<InstructionSet> sets;
-    for (const InstructionSet set : {InstructionSet::kScalar, InstructionSet::kAvx2,
-                                     InstructionSet::kAvx512, InstructionSet::kNeon}) {
+    for (const InstructionSet set : kInstructionSets) {
         if (supports(set))
             sets.push_back(set);
     }

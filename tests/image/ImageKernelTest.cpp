@@ -8,8 +8,7 @@ namespace {
 
 TEST(ImageKernel, ThereIsOneForEveryInstructionSetOfThisProcessor)
 {
-    for (const InstructionSet set : {InstructionSet::kScalar, InstructionSet::kAvx2,
-                                     InstructionSet::kAvx512, InstructionSet::kNeon})
+    for (const InstructionSet set : kInstructionSets)
         EXPECT_EQ(imageKernelOf(set) != nullptr, supports(set)) << nameOf(set);
     EXPECT_EQ(imageKernelOf(InstructionSet::kScalar), &kImagePlain);
 }

@@ -27,8 +27,7 @@ inline std::vector<NamedKernel> allKernels()
 {
     std::vector<NamedKernel> kernels = {{"of16Bytes", &kImageOf16Bytes},
                                         {"of64Bytes", &kImageOf64Bytes}};
-    for (const InstructionSet set : {InstructionSet::kScalar, InstructionSet::kAvx2,
-                                     InstructionSet::kAvx512, InstructionSet::kNeon}) {
+    for (const InstructionSet set : kInstructionSets) {
         if (const ImageKernel *const kernel = imageKernelOf(set))
             kernels.push_back({nameOf(set), kernel});
     }
