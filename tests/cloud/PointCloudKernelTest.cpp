@@ -209,9 +209,10 @@ INSTANTIATE_TEST_SUITE_P(Kernels, PointCloudKernelTest, testing::ValuesIn(availa
 
 TEST(PointCloudKernels, ThereIsOneForEveryVectorInstructionSetOfThisProcessor)
 {
-    for (const InstructionSet set : {InstructionSet::kAvx2, InstructionSet::kAvx512,
-                                     InstructionSet::kAvx512Vbmi, InstructionSet::kNeon})
+    for (const InstructionSet set :
+         {InstructionSet::kAvx2, InstructionSet::kAvx512, InstructionSet::kAvx512Vbmi})
         EXPECT_EQ(cloudKernelOf(set) != nullptr, supports(set)) << nameOf(set);
+    EXPECT_EQ(cloudKernelOf(InstructionSet::kNeon) != nullptr, hasNeonFusedMultiplyAdd());
     EXPECT_EQ(cloudKernelOf(InstructionSet::kScalar), nullptr);
 }
 
