@@ -1,5 +1,7 @@
 // The colouring of depth frames compared with OpenCV, which equalises 8 bits and then colours them
-// by a table, and a memcpy of the bytes that are written.
+// by a table, with the loop that one would write without this library, and with a memcpy of the
+// bytes that are written; on images of several kinds.
+#include "bench/DepthImages.h"
 #include "bench/Frames.h"
 #include "bench/image/Peers.h"
 #include "nubrix/image.h"
@@ -8,86 +10,89 @@ namespace {
 
 using nubrix::bench::compare;
 using nubrix::bench::copyOf;
+using nubrix::bench::DepthKind;
 using nubrix::bench::Frame;
 using nubrix::bench::Frames;
+using nubrix::bench::pixels;
 
 constexpr int kDepths = 65536;
 
-// A slope with some noise and a hole here and there, as a camera gives it.
-void fillWithDepths(Frames &frames)
+/// Frames of one kind, and a histogram for each of two that colour them.
+struct DepthFrames {
+    DepthFrames(const benchmark::State &state, DepthKind kind) : frames(state)
+    {
+        for (std::size_t i = 0; i < frames.count(); ++i) {
+            fillWithDepths(pixels<unsigned short>(frames[i].source), frames.width(),
+                           frames.height(), kind);
+        }
+    }
+    typedefNubrixFrame depthsOf(Frame &frame) const
+    {
+        typedefNubrixFrame depths = {};
+        depths.width = frames.width();
+        depths.height = frames.height();
+        depths.data = frame.source.data();
+        return depths;
+    }
+    void colour(Frame &frame)
+    {
+        unsigned int bytes = 0;
+        Depth2RGB888(pixels<RGB888Pixel>(frame.target), &bytes, histogram.data(), kDepths,
+                     depthsOf(frame));
+    }
+
+    Frames frames;
+    std::vector<float> histogram = std::vector<float>(kDepths);
+    std::vector<float> otherHistogram = std::vector<float>(kDepths);
+};
+
+/// The same result by the shortest program: counts, sums and colours one after another.
+void plainLoop(RGB888Pixel *rgb, std::vector<float> &histogram, const unsigned short *depths,
+               std::size_t count)
 {
-    std::mt19937 random(1);
-    for (std::size_t i = 0; i < frames.count(); ++i) {
-        auto *const depths =
-            static_cast<unsigned short *>(static_cast<void *>(frames[i].source.data()));
-        for (std::size_t pixel = 0; pixel < frames.pixels(); ++pixel) {
-            const std::size_t row = pixel / static_cast<std::size_t>(frames.width());
-            const std::size_t depth = 8000 + 16 * row + random() % 64;
-            const bool hole = random() % 400 == 0;
-            depths[pixel] = static_cast<unsigned short>(hole ? 0 : depth);
+    static std::vector<int> nearer(kDepths);
+    std::fill(nearer.begin(), nearer.end(), 0);
+    int counted = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (depths[i] != 0) {
+            ++nearer[depths[i]];
+            ++counted;
+        }
+    }
+    for (std::size_t i = 1; i < nearer.size(); ++i) {
+        nearer[i] += nearer[i - 1];
+        histogram[i] = (1.0F - static_cast<float>(nearer[i]) / static_cast<float>(counted)) * 256;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        if (depths[i] != 0) {
+            const auto level = static_cast<unsigned char>(histogram[depths[i]]);
+            rgb[i] = {level, level, 0};
         }
     }
 }
 
-class Colouring {
-public:
-    explicit Colouring(const Frames &frames) : m_histogram(kDepths)
-    {
-        m_frame.width = frames.width();
-        m_frame.height = frames.height();
-    }
-    void operator()(Frame &frame)
-    {
-        m_frame.data = frame.source.data();
-        unsigned int bytes = 0;
-        Depth2RGB888(static_cast<RGB888Pixel *>(static_cast<void *>(frame.target.data())), &bytes,
-                     m_histogram.data(), kDepths, m_frame);
-    }
-
-private:
-    typedefNubrixFrame m_frame = {};
-    std::vector<float> m_histogram;
-};
-
-void BM_DepthColour_Memcpy(benchmark::State &state)
+template <DepthKind kKind>
+void BM_DepthColour_PlainLoop(benchmark::State &state)
 {
-    Frames frames(state);
-    fillWithDepths(frames);
-    Colouring colouring(frames);
+    DepthFrames depths(state, kKind);
     compare(
-        state, frames, [&](Frame &frame) { colouring(frame); }, copyOf(3 * frames.pixels()));
-}
-BENCHMARK(BM_DepthColour_Memcpy)->Apply(nubrix::bench::sizes);
-
-void BM_Histogram_Memcpy(benchmark::State &state)
-{
-    Frames frames(state);
-    fillWithDepths(frames);
-    std::vector<float> histogram(kDepths);
-    typedefNubrixFrame depths = {};
-    depths.width = frames.width();
-    depths.height = frames.height();
-    compare(
-        state, frames,
+        state, depths.frames, [&](Frame &frame) { depths.colour(frame); },
         [&](Frame &frame) {
-            depths.data = frame.source.data();
-            calculateHistogram(histogram.data(), kDepths, depths);
-        },
-        copyOf(2 * frames.pixels()));
+            plainLoop(pixels<RGB888Pixel>(frame.target), depths.otherHistogram,
+                      pixels<unsigned short>(frame.source), depths.frames.pixels());
+        });
 }
-BENCHMARK(BM_Histogram_Memcpy)->Apply(nubrix::bench::sizes);
 
 #ifdef NUBRIX_BENCH_OPENCV
+template <DepthKind kKind>
 void BM_DepthColour_OpenCv(benchmark::State &state)
 {
-    Frames frames(state);
-    fillWithDepths(frames);
-    Colouring colouring(frames);
-    const cv::Size size(frames.width(), frames.height());
+    DepthFrames depths(state, kKind);
+    const cv::Size size(depths.frames.width(), depths.frames.height());
     cv::Mat narrow(size, CV_8UC1);
     cv::Mat equal(size, CV_8UC1);
     compare(
-        state, frames, [&](Frame &frame) { colouring(frame); },
+        state, depths.frames, [&](Frame &frame) { depths.colour(frame); },
         [&](Frame &frame) {
             const cv::Mat depth(size, CV_16UC1, frame.source.data());
             cv::Mat rgb(size, CV_8UC3, frame.target.data());
@@ -96,7 +101,41 @@ void BM_DepthColour_OpenCv(benchmark::State &state)
             cv::applyColorMap(equal, rgb, cv::COLORMAP_AUTUMN);
         });
 }
-BENCHMARK(BM_DepthColour_OpenCv)->Apply(nubrix::bench::sizes);
 #endif
+
+template <DepthKind kKind>
+void BM_Histogram_Memcpy(benchmark::State &state)
+{
+    DepthFrames depths(state, kKind);
+    compare(
+        state, depths.frames,
+        [&](Frame &frame) {
+            calculateHistogram(depths.histogram.data(), kDepths, depths.depthsOf(frame));
+        },
+        copyOf(2 * depths.frames.pixels()));
+}
+
+void depthSizes(benchmark::internal::Benchmark *bench)
+{
+    bench->ArgNames({"width", "height", "frames"})
+        ->ArgsProduct({{640}, {480}, {1, 8}})
+        ->ArgsProduct({{1280}, {800}, {1, 8}})
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
+}
+
+#define NUBRIX_BENCH_KINDS(job)                               \
+    BENCHMARK(job<DepthKind::kSmooth>)->Apply(depthSizes);    \
+    BENCHMARK(job<DepthKind::kNoisy>)->Apply(depthSizes);     \
+    BENCHMARK(job<DepthKind::kScattered>)->Apply(depthSizes); \
+    BENCHMARK(job<DepthKind::kHalf>)->Apply(depthSizes);      \
+    BENCHMARK(job<DepthKind::kRandom>)->Apply(depthSizes)
+
+NUBRIX_BENCH_KINDS(BM_DepthColour_PlainLoop);
+#ifdef NUBRIX_BENCH_OPENCV
+NUBRIX_BENCH_KINDS(BM_DepthColour_OpenCv);
+#endif
+BENCHMARK(BM_Histogram_Memcpy<DepthKind::kNoisy>)->Apply(depthSizes);
+BENCHMARK(BM_Histogram_Memcpy<DepthKind::kRandom>)->Apply(depthSizes);
 
 }  // namespace

@@ -1,12 +1,11 @@
 // The public colouring of depth frames. The results are those of ImagePlain.h, to the bit. Depths
 // are counted in integers; floats represent the counts exactly below 2^24.
 #include <algorithm>
-#include <bit>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <new>
 
+#include "image/ImageKernel.h"
 #include "image/ImagePlain.h"
 
 namespace nubrix {
@@ -14,125 +13,155 @@ namespace nubrix {
 namespace {
 
 struct Depths {
-    explicit Depths(const typedefNubrixFrame &frame)
-        : values(static_cast<const unsigned short *>(frame.data))
-    {
-        if (frame.width > 0 && frame.height > 0)
-            count = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
-    }
-
     const unsigned short *values;
-    std::size_t count = 0;
+    std::size_t count;
 };
+
+Depths depthsOf(const typedefNubrixFrame &frame)
+{
+    std::size_t count = 0;
+    if (frame.width > 0 && frame.height > 0)
+        count = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
+    return {static_cast<const unsigned short *>(frame.data), count};
+}
+
+/// A counter waits for the store to it before, so where neighbours are often equally far each of
+/// four has a counter of its own. Where they are not, one table is read faster than four.
+unsigned int tablesFor(const Depths &depths)
+{
+    constexpr std::size_t kSamples = 1024;
+    const std::size_t step = depths.count / kSamples + 1;
+    std::size_t equal = 0;
+    for (std::size_t i = 0; i + 1 < depths.count; i += step)
+        equal += depths.values[i] == depths.values[i + 1] ? 1 : 0;
+    return equal > kSamples / 16 ? 4 : 1;
+}
+
+/// Counts in bytes, which stay in the first-level cache; what they cannot hold is carried to the
+/// histogram. All by value: a store to a byte may change whatever is behind a pointer.
+template <unsigned int kTables>
+void countDepths(const Depths depths, const DepthTables tables, float *const histogram)
+{
+    unsigned char *counters[4];
+    for (unsigned int table = 0; table < 4; ++table)
+        counters[table] = tables.first + table % kTables * tables.stride;
+    const auto count = [=](std::size_t i, unsigned int table) {
+        const std::size_t depth = depths.values[i];
+        if (++counters[table][depth] == 0) [[unlikely]]
+            histogram[depth] += 256.0F;
+    };
+    std::size_t i = 0;
+    for (; i + 4 <= depths.count; i += 4) {
+        count(i, 0);
+        count(i + 1, 1);
+        count(i + 2, 2);
+        count(i + 3, 3);
+    }
+    for (; i < depths.count; ++i)
+        count(i, 0);
+}
 
 /// The histogram of a frame whose depths are all below its size.
 class DepthHistogram {
 public:
-    /// False: the frame is not like that, or too large, or memory is missing.
-    bool count(const Depths &depths, int size)
+    /// False: the frame is not like that, or too large, or memory is missing; the plain formulas
+    /// take it.
+    bool fill(float *histogram, int size, const Depths &depths)
     {
         constexpr std::size_t kMostPixels = (1U << 24) - 1;
-        if (depths.count == 0 || depths.count > kMostPixels)
+        if (size <= 0 || depths.count == 0 || depths.count > kMostPixels)
             return false;
-        unsigned short largest = 0;
-        for (std::size_t i = 0; i < depths.count; ++i)
-            largest = std::max(largest, depths.values[i]);
-        if (largest >= size)
+        if (!allocate(std::min(static_cast<std::size_t>(size), kAllDepths), tablesFor(depths)))
             return false;
-        m_depths = std::size_t{largest} + 1;
-        m_counts.reset(new (std::nothrow) int[2 * m_depths]());
-        if (!m_counts)
-            return false;
-        // Neighbours are often equally far: two counters of each depth need not wait for each
-        // other.
-        int *const even = m_counts.get();
-        int *const odd = even + m_depths;
-        for (std::size_t i = 0; i + 1 < depths.count; i += 2) {
-            ++even[depths.values[i]];
-            ++odd[depths.values[i + 1]];
+        histogram[0] = 0.0F;
+        // In parts that are still in the first-level cache when they are read again.
+        for (std::size_t first = 0; first < depths.count; first += kPart) {
+            const Depths part = {depths.values + first, std::min(kPart, depths.count - first)};
+            const DepthRange range = m_kernel.range(part.values, part.count);
+            if (range.largest >= static_cast<std::size_t>(size))
+                return false;
+            include(range, histogram);
+            if (m_tables.count == 1)
+                countDepths<1>(part, m_tables, histogram);
+            else
+                countDepths<4>(part, m_tables, histogram);
         }
-        if (depths.count % 2 != 0)
-            ++even[depths.values[depths.count - 1]];
-        m_counted = static_cast<int>(depths.count) - even[0] - odd[0];
-        accumulate();
+        store(histogram, static_cast<std::size_t>(size), static_cast<int>(depths.count));
         return true;
     }
 
-    void store(float *histogram, int size) const
+    /// After fill.
+    void colour(RGB888Pixel *rgb, const Depths &depths) const
     {
-        const int *const nearer = m_counts.get();
-        const auto counted = static_cast<float>(m_counted);
-        for (std::size_t i = 1; i < m_depths; ++i)
-            histogram[i] = (1.0F - static_cast<float>(nearer[i]) / counted) * 256.0F;
-        histogram[0] = 0.0F;
-        std::fill(histogram + m_depths, histogram + size, 0.0F);
-    }
-
-    /// The first two bytes of a pixel of each depth, after the counts are no longer needed.
-    const int *levels(const float *histogram)
-    {
-        int *const levels = m_counts.get();
-        for (std::size_t i = 0; i < m_depths; ++i)
-            levels[i] = static_cast<int>(histogram[i]) * 0x101;
-        return levels;
+        m_kernel.colours(&rgb->r, depths.values, depths.count, m_tables.first);
     }
 
 private:
-    void accumulate()
+    static constexpr std::size_t kAllDepths = 65536;
+    static constexpr std::size_t kPart = 4096;
+
+    bool allocate(std::size_t depths, unsigned int tables)
     {
-        int *const even = m_counts.get();
-        const int *const odd = even + m_depths;
-        even[0] = 0;
-        for (std::size_t i = 1; i < m_depths; ++i)
-            even[i] += odd[i] + even[i - 1];
+        constexpr std::size_t kLine = 64;  // the tables must not be powers of two apart
+        m_tables.count = tables;
+        m_tables.stride = depths / kLine * kLine + 2 * kLine;
+        m_counters.reset(new (std::nothrow) unsigned char[tables * m_tables.stride]);
+        m_tables.first = m_counters.get();
+        if (!m_counters)
+            return false;
+        for (unsigned int table = 0; table < tables; ++table)
+            m_tables.first[table * m_tables.stride] = 0;
+        return true;
     }
 
-    std::size_t m_depths = 0;
-    int m_counted = 0;
-    std::unique_ptr<int[]> m_counts;
+    /// Extends the range, within which counters begin at 0: nothing else is touched.
+    void include(const DepthRange &range, float *histogram)
+    {
+        if (range.smallest > range.largest)
+            return;
+        if (m_range.smallest > m_range.largest) {
+            clear(range.smallest, range.largest + 1, histogram);
+            m_range = range;
+            return;
+        }
+        if (range.smallest < m_range.smallest) {
+            clear(range.smallest, m_range.smallest, histogram);
+            m_range.smallest = range.smallest;
+        }
+        if (range.largest > m_range.largest) {
+            clear(m_range.largest + 1, range.largest + 1, histogram);
+            m_range.largest = range.largest;
+        }
+    }
+
+    void clear(std::size_t begin, std::size_t end, float *histogram) const
+    {
+        std::fill(histogram + begin, histogram + end, 0.0F);
+        for (unsigned int table = 0; table < m_tables.count; ++table) {
+            unsigned char *const counters = m_tables.first + table * m_tables.stride;
+            std::fill(counters + begin, counters + end, 0);
+        }
+    }
+
+    void store(float *histogram, std::size_t size, int pixels)
+    {
+        int counted = pixels - static_cast<int>(histogram[0]);
+        for (unsigned int table = 0; table < m_tables.count; ++table)
+            counted -= m_tables.first[table * m_tables.stride];
+        histogram[0] = 0.0F;
+        m_tables.first[0] = 0;
+        if (counted != 0) {
+            std::fill(histogram + 1, histogram + m_range.smallest, 256.0F);
+            m_kernel.shares(histogram, m_tables, m_range, counted);
+        }
+        std::fill(histogram + m_range.largest + 1, histogram + size, 0.0F);
+    }
+
+    const DepthKernel &m_kernel = imageKernel().depth;
+    std::unique_ptr<unsigned char[]> m_counters;
+    DepthTables m_tables = {};
+    DepthRange m_range = {kAllDepths, 0};
 };
-
-static_assert(std::endian::native == std::endian::little, "pixels are put together as integers");
-
-constexpr std::size_t kGroup = 4;  // depths are a word of 8 bytes, pixels one of 8 and one of 4
-
-enum class Group { kEmpty, kFull, kMixed };
-
-Group kindOf(const unsigned short *depths)
-{
-    constexpr std::uint64_t kOnes = 0x0001000100010001;
-    std::uint64_t word;
-    std::memcpy(&word, depths, sizeof(word));
-    if (word == 0)
-        return Group::kEmpty;
-    const std::uint64_t zeros = (word - kOnes) & ~word & (kOnes << 15);
-    return zeros == 0 ? Group::kFull : Group::kMixed;
-}
-
-void storeGroup(RGB888Pixel *rgb, const unsigned short *depths, const int *levels)
-{
-    const auto level = [&](std::size_t i) {
-        return static_cast<std::uint64_t>(static_cast<std::uint32_t>(levels[depths[i]]));
-    };
-    const std::uint64_t first = level(0) | level(1) << 24 | level(2) << 48;
-    const auto rest = static_cast<std::uint32_t>(level(3) << 8);
-    auto *const bytes = reinterpret_cast<unsigned char *>(rgb);
-    std::memcpy(bytes, &first, sizeof(first));
-    std::memcpy(bytes + sizeof(first), &rest, sizeof(rest));
-}
-
-void storeColours(RGB888Pixel *rgb, const Depths &depths, const float *histogram, const int *levels)
-{
-    std::size_t i = 0;
-    for (; i + kGroup <= depths.count; i += kGroup) {
-        const Group kind = kindOf(depths.values + i);
-        if (kind == Group::kFull)
-            storeGroup(rgb + i, depths.values + i, levels);
-        else if (kind == Group::kMixed)
-            plainColours(rgb + i, depths.values + i, kGroup, histogram);
-    }
-    plainColours(rgb + i, depths.values + i, depths.count - i, histogram);
-}
 
 }  // namespace
 
@@ -142,11 +171,8 @@ void calculateHistogram(float *histogram, int size, const typedefNubrixFrame &fr
 {
     if (!histogram || !frame.data)
         return;
-    const nubrix::Depths depths(frame);
-    nubrix::DepthHistogram counts;
-    if (counts.count(depths, size))
-        counts.store(histogram, size);
-    else
+    const nubrix::Depths depths = nubrix::depthsOf(frame);
+    if (!nubrix::DepthHistogram().fill(histogram, size, depths))
         nubrix::plainHistogram(histogram, size, depths.values, depths.count);
 }
 
@@ -155,11 +181,10 @@ void Depth2RGB888(RGB888Pixel *rgb, unsigned int *bytes, float *histogram, int s
 {
     if (!rgb || !bytes || !histogram || !frame.data)
         return;
-    const nubrix::Depths depths(frame);
+    const nubrix::Depths depths = nubrix::depthsOf(frame);
     nubrix::DepthHistogram counts;
-    if (counts.count(depths, size)) {
-        counts.store(histogram, size);
-        nubrix::storeColours(rgb, depths, histogram, counts.levels(histogram));
+    if (counts.fill(histogram, size, depths)) {
+        counts.colour(rgb, depths);
     } else {
         nubrix::plainHistogram(histogram, size, depths.values, depths.count);
         nubrix::plainColours(rgb, depths.values, depths.count, histogram);

@@ -29,7 +29,8 @@ const ImageKernel kImagePlain = {&plainI420Row,
                                  &plainUyvyGroups,
                                  kPlainTurns<unsigned char>,
                                  kPlainTurns<BytePair>,
-                                 kPlainTurns<RGB888Pixel>};
+                                 kPlainTurns<RGB888Pixel>,
+                                 kDepthPlain};
 
 const ImageKernel *imageKernelOf(InstructionSet set)
 {

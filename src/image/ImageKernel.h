@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "cpu/CpuFeatures.h"
+#include "image/DepthKernel.h"
 #include "image/ImagePlain.h"
 #include "nubrix/image.h"
 
@@ -30,6 +31,7 @@ struct ImageKernel {
     TurnKernel<unsigned char> turn8;
     TurnKernel<BytePair> turn16;
     TurnKernel<RGB888Pixel> turn24;
+    DepthKernel depth;
 
     /// The functions for pixels of the type T.
     template <class T>

@@ -2,6 +2,7 @@
 // includes.
 #pragma once
 
+#include "image/DepthLanes.h"
 #include "image/ImageKernel.h"
 #include "image/TurnLanes.h"
 #include "image/YuvLanes.h"
@@ -23,6 +24,7 @@ inline constexpr ImageKernel kImageKernelOf = {
     kTurnKernelOf<SquareTile<TileLanes, unsigned char>, ReversedPixels<Lanes, unsigned char>,
                   unsigned char>,
     kTurnKernelOf<SquareTile<TileLanes, BytePair>, ReversedPixels<Lanes, BytePair>, BytePair>,
-    kTurnKernelOf<RgbTile<TileLanes>, ReversedRgb<Lanes>, RGB888Pixel>};
+    kTurnKernelOf<RgbTile<TileLanes>, ReversedRgb<Lanes>, RGB888Pixel>,
+    kDepthKernelOf<Lanes>};
 
 }  // namespace nubrix

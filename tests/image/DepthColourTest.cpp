@@ -5,9 +5,11 @@
 #include <cstring>
 #include <random>
 
+#include "bench/DepthImages.h"
 #include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/GuardedBytes.h"
+#include "tests/image/KernelFixture.h"
 
 namespace nubrix {
 
@@ -41,41 +43,44 @@ Depths randomDepths(std::size_t count, unsigned int most, unsigned int holes, un
     return depths;
 }
 
-class DepthColourTest : public testing::Test {
-protected:
-    // Colours with both the library and the formulas, into memory with guards.
-    void check(Depths depths, int width, int size)
-    {
-        const typedefNubrixFrame frame = frameOf(depths, width);
-        const std::size_t rgbBytes = 3 * depths.size();
-        const auto floats = static_cast<std::size_t>(size);
-        std::vector<float> expected(floats, -1.0F);
-        plainHistogram(expected.data(), size, depths.data(), depths.size());
-        std::vector<RGB888Pixel> colours(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
-        plainColours(colours.data(), depths.data(), depths.size(), expected.data());
-        GuardedBytes histogram(floats * sizeof(float));
-        GuardedBytes rgb(rgbBytes);
-        for (const Place place : {Place::kEnd, Place::kBegin}) {
-            histogram.place(floats * sizeof(float), place);
-            histogram.fill(0x11);
-            rgb.place(rgbBytes, place);
-            rgb.fill(kUnwritten);
-            calculateHistogram(histogram.as<float>(), size, frame);
-            ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
-            histogram.fill(0x11);
-            unsigned int bytes = 0;
-            Depth2RGB888(rgb.as<RGB888Pixel>(), &bytes, histogram.as<float>(), size, frame);
-            ASSERT_EQ(bytes, rgbBytes);
-            ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
-            ASSERT_EQ(std::memcmp(rgb.data(), colours.data(), rgbBytes), 0);
-            ASSERT_TRUE(histogram.intact() && rgb.intact());
-        }
-    }
-};
-
-TEST_F(DepthColourTest, RandomFramesOfEveryWidth)
+// Colours with both the library and the formulas, into memory with guards; the pixels begin
+// `offset` bytes behind the begin of that memory.
+void check(Depths depths, int width, int size, std::size_t offset = 0)
 {
-    for (unsigned int width = 1; width <= 130; ++width) {
+    const typedefNubrixFrame frame = frameOf(depths, width);
+    const std::size_t rgbBytes = 3 * depths.size();
+    const auto floats = static_cast<std::size_t>(size);
+    std::vector<float> expected(floats, -1.0F);
+    plainHistogram(expected.data(), size, depths.data(), depths.size());
+    std::vector<RGB888Pixel> colours(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
+    plainColours(colours.data(), depths.data(), depths.size(), expected.data());
+    GuardedBytes histogram(floats * sizeof(float));
+    GuardedBytes rgb(rgbBytes + offset);
+    for (const Place place : {Place::kEnd, Place::kBegin}) {
+        histogram.place(floats * sizeof(float), place);
+        histogram.fill(0x11);
+        rgb.place(rgbBytes + offset, place);
+        rgb.fill(kUnwritten);
+        calculateHistogram(histogram.as<float>(), size, frame);
+        ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
+        histogram.fill(0x11);
+        unsigned int bytes = 0;
+        unsigned char *const pixels = rgb.as<unsigned char>() + offset;
+        Depth2RGB888(reinterpret_cast<RGB888Pixel *>(pixels), &bytes, histogram.as<float>(), size,
+                     frame);
+        ASSERT_EQ(bytes, rgbBytes);
+        ASSERT_EQ(std::memcmp(histogram.data(), expected.data(), floats * sizeof(float)), 0);
+        ASSERT_EQ(std::memcmp(pixels, colours.data(), rgbBytes), 0);
+        ASSERT_TRUE(histogram.intact() && rgb.intact());
+    }
+}
+
+class DepthKernelTest : public KernelFixture {};
+INSTANTIATE_TEST_SUITE_P(Kernels, DepthKernelTest, testing::ValuesIn(allKernels()), kernelName);
+
+TEST_P(DepthKernelTest, RandomFramesOfEveryWidth)
+{
+    for (unsigned int width = 1; width <= 130; width += everySize()) {
         for (const unsigned int holes : {0U, 3U, 60U, 100U}) {
             check(randomDepths(std::size_t{3} * width, 5000, holes, width), static_cast<int>(width),
                   5001);
@@ -84,7 +89,7 @@ TEST_F(DepthColourTest, RandomFramesOfEveryWidth)
     }
 }
 
-TEST_F(DepthColourTest, LargeFramesWithDepthsOfEveryRange)
+TEST_P(DepthKernelTest, LargeFramesWithDepthsOfEveryRange)
 {
     for (const unsigned int most : {1U, 2U, 255U, 4000U, 65535U}) {
         check(randomDepths(std::size_t{640} * 480, most, 10, most), 640, kAllDepths);
@@ -92,7 +97,7 @@ TEST_F(DepthColourTest, LargeFramesWithDepthsOfEveryRange)
     }
 }
 
-TEST_F(DepthColourTest, ExtremeFrames)
+TEST_P(DepthKernelTest, ExtremeFrames)
 {
     check(Depths(77, 65535), 7, kAllDepths);
     check(Depths(77, 1), 7, 2);
@@ -104,7 +109,58 @@ TEST_F(DepthColourTest, ExtremeFrames)
     check(slope, 256, kAllDepths);
 }
 
-TEST_F(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
+TEST_P(DepthKernelTest, EveryKindOfImage)
+{
+    using bench::DepthKind;
+    constexpr int kWidth = 321;
+    constexpr int kHeight = 243;
+    Depths depths(std::size_t{kWidth} * kHeight);
+    for (const DepthKind kind : {DepthKind::kSmooth, DepthKind::kNoisy, DepthKind::kScattered,
+                                 DepthKind::kHalf, DepthKind::kRandom}) {
+        bench::fillWithDepths(depths.data(), kWidth, kHeight, kind);
+        check(depths, kWidth, kAllDepths);
+        ASSERT_FALSE(HasFatalFailure()) << static_cast<int>(kind);
+    }
+}
+
+// More often than a byte counts, with equal neighbours and without; and holes as often.
+TEST_P(DepthKernelTest, DepthsThatOccurThousandsOfTimes)
+{
+    check(Depths(20001, 65535), 20001, kAllDepths);
+    for (const int other : {0, 1, 9, 65535}) {
+        Depths turns(20001, 7);
+        for (std::size_t i = 0; i < turns.size(); i += 2)
+            turns[i] = static_cast<unsigned short>(other);
+        check(turns, 20001, kAllDepths);
+        ASSERT_FALSE(HasFatalFailure()) << other;
+    }
+}
+
+// The range of the depths grows in both directions from part to part of the frame.
+TEST_P(DepthKernelTest, RangesThatGrow)
+{
+    Depths depths(50000);
+    for (std::size_t i = 0; i < depths.size(); ++i) {
+        const std::size_t offset = i / 2;
+        depths[i] = static_cast<unsigned short>(i % 2 == 0 ? 30000 - offset : 30000 + offset);
+    }
+    std::fill_n(depths.begin() + 10000, 5000, static_cast<unsigned short>(0));
+    check(depths, 500, 60000);
+    std::fill_n(depths.begin(), 5000, static_cast<unsigned short>(0));
+    check(depths, 500, 60000);
+}
+
+TEST_P(DepthKernelTest, PixelsAtEveryAddress)
+{
+    for (std::size_t offset = 0; offset < 64; offset += everySize()) {
+        Depths depths = randomDepths(200 + offset, 500, 30, 4);
+        depths.erase(depths.begin(), depths.begin() + static_cast<std::ptrdiff_t>(offset % 16));
+        check(depths, static_cast<int>(depths.size()), 501, offset);
+        ASSERT_FALSE(HasFatalFailure()) << offset;
+    }
+}
+
+TEST(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
 {
     Depths zeros(100, 0);
     const typedefNubrixFrame frame = frameOf(zeros, 10);
@@ -117,7 +173,7 @@ TEST_F(DepthColourTest, AFrameOfZerosLeavesThePixelsAndAHistogramOfZeros)
     EXPECT_EQ(rgb, std::vector<unsigned char>(300, kUnwritten));
 }
 
-TEST_F(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
+TEST(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
 {
     Depths depths = {0, 1, 2, 3, 4, 0};
     const typedefNubrixFrame frame = frameOf(depths, 6);
@@ -135,7 +191,7 @@ TEST_F(DepthColourTest, NearIsYellowFarIsBlackAndNoDepthIsLeftUnwritten)
 }
 
 // The caller's memory goes on behind `size` here; the depths there are counted all the same.
-TEST_F(DepthColourTest, DepthsAreNotComparedWithTheSize)
+TEST(DepthColourTest, DepthsAreNotComparedWithTheSize)
 {
     Depths depths = randomDepths(640, 1999, 10, 9);
     const typedefNubrixFrame frame = frameOf(depths, 64);
@@ -148,7 +204,7 @@ TEST_F(DepthColourTest, DepthsAreNotComparedWithTheSize)
                             [](float count) { return count > 5.0F; }));
 }
 
-TEST_F(DepthColourTest, DepthsBeyondTheSizeAreColouredByWhatIsThere)
+TEST(DepthColourTest, DepthsBeyondTheSizeAreColouredByWhatIsThere)
 {
     Depths depths = randomDepths(640, 1999, 10, 9);
     const typedefNubrixFrame frame = frameOf(depths, 64);
@@ -166,12 +222,12 @@ TEST_F(DepthColourTest, DepthsBeyondTheSizeAreColouredByWhatIsThere)
 }
 
 // Floats cannot count further than 2^24 one by one.
-TEST_F(DepthColourTest, FramesOfMorePixelsThanAFloatCounts)
+TEST(DepthColourTest, FramesOfMorePixelsThanAFloatCounts)
 {
     check(Depths((std::size_t{1} << 24) + 4096, 7), 4096, 9);
 }
 
-TEST_F(DepthColourTest, FramesWithoutPixelsAndNullsAreIgnored)
+TEST(DepthColourTest, FramesWithoutPixelsAndNullsAreIgnored)
 {
     Depths depths = {1, 2};
     typedefNubrixFrame frame = frameOf(depths, 2);
