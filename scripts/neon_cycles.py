@@ -57,8 +57,9 @@ LAST = """
 
 What is not comparable: OpenCV has no point cloud with the same result, so the kernel stands next to the plain
 loop, which skips pixels without a depth (here none is). The coloured cloud copies its colours in a loop of its
-own and is left out. OpenCV colours a depth image in three passes over 8-bit images: its look-up of
-`equalizeHist` writes one byte for a pixel where ours writes three and keeps the pixels without a depth. The
+own and is left out. OpenCV colours a depth image in passes over 8-bit images: it counts 256 values
+where ours counts 65,536, in bytes that may overflow, and its look-up of `equalizeHist` writes one byte for a
+pixel where ours writes three and keeps the pixels without a depth. The
 CRC-32 of recordings begins with the highest bit, so ours has to reverse the bytes of each vector, which
 libdeflate's, of the other bit order, has not. Cortex-A7, A9 and A15 have no multiplication of polynomials and
 compute it with tables.
@@ -93,6 +94,7 @@ class Job:
     peer: str
     peers: list
     debian: list = dataclasses.field(default_factory=list)
+    is_same: bool = True  # the peer computes the same
     processors: tuple = tuple(SHOWN)
 
 
@@ -140,16 +142,16 @@ JOBS = [
         [row("RGB24MirrorRow", 8, 3)], [in_c("RGB24MirrorRow", 1, 3)]),
     Job("mirror, 8 bits", image(REVERSED.format("unsigned char", "mirrorRow"), 32, 1), "libyuv",
         [row("MirrorRow", 32, 1)], [in_c("MirrorRow", 2, 1)]),
-    Job("mirror, 16 bits", image(REVERSED.format("nubrix::BytePair", "mirrorRow"), 16, 2), "libyuv",
+    Job("mirror, 16 bits", image(REVERSED.format("nubrix::BytePair", "mirrorRow"), 32, 2), "libyuv",
         [row("MirrorUVRow", 8, 2)], [in_c("MirrorUVRow", 1, 2)]),
     Job("mirror, RGB", image(REVERSED.format("RGB888Pixel", "mirrorRow"), 16, 3), "libyuv",
         [row("RGB24MirrorRow", 8, 3)], [in_c("RGB24MirrorRow", 1, 3)]),
     Job("depth, counting", Loop("image/DepthColour.cpp.o", "DepthHistogram::fill", 4, 4, advances=8, copies=2), "OpenCV",
-        [opencv("imgproc", (HISTOGRAM, 2), 4, stores=16)]),
+        [opencv("imgproc", (HISTOGRAM, 2), 4, stores=16)], is_same=False),
     Job("depth, colours", image("NeonDepthPixels::colours", 16, 3), "plain",
         [Loop("image/ImagePlain.cpp.o", "plainColours", 1, 3)]),
     Job("depth, colours", image("NeonDepthPixels::colours", 16, 3), "OpenCV, grey",
-        [opencv("imgproc", (LOOK_UP, 2), 4, stores=4)]),
+        [opencv("imgproc", (LOOK_UP, 2), 4, stores=4)], is_same=False),
     Job("point cloud", Loop("cloud/PointCloudNeon.cpp.o", "NeonLanes, false>::run", 4, 48), "plain",
         [Loop("cloud/PointCloudKernel.cpp.o", "::plainCloud\\(", 1, 12, counts={"vdiv.f32": 3}, copies=3)],
         processors=("Cortex-A7", "Cortex-A15", "Cortex-A53", "Cortex-A57")),
@@ -204,13 +206,14 @@ def main():
             ours = cycles_for_a_pixel(processor, folders, [job.ours])
             peer = cycles_for_a_pixel(processor, folders, job.peers)
             cells.append(f"{ours:.2f} / {peer:.2f}")
-            if processor in GOALS:
+            if processor in GOALS and job.is_same:
                 count += 1
-                met += ours <= peer
-                if ours > peer:
+                met += round(ours, 2) <= round(peer, 2)
+                if round(ours, 2) > round(peer, 2):
                     missed.append(f"{job.name} ({job.peer}) on {processor}")
         debian = f"{cycles_for_a_pixel('Cortex-A15', folders, job.debian):.2f}" if job.debian else ""
-        lines.append(f"| {job.name} | {job.peer} | " + " | ".join([*cells, debian]) + " |")
+        name = job.name + ("" if job.is_same else " (not the same job)")
+        lines.append(f"| {name} | {job.peer} | " + " | ".join([*cells, debian]) + " |")
     print(TEXT.format(llvm=arm_pipelines.llvm_version(), neon=neon_instructions(folders) or "no"), end="")
     print("| job | peer | " + " | ".join(SHOWN) + " | Debian's libyuv, Cortex-A15 |")
     print("|---|---|" + "---|" * (len(SHOWN) + 1))

@@ -150,28 +150,58 @@ struct NeonRgbTile {
     }
 };
 
-/// 16 bytes of pixels of T in the opposite order, as two halves in the opposite order.
+/// Pixels of T in the opposite order: here 16 of one byte, as two halves in the opposite order.
 template <class T>
 struct NeonPixels {
-    static constexpr std::size_t kCount = 16 / sizeof(T);
+    static_assert(sizeof(T) == 1);
+    static constexpr std::size_t kCount = 16;
 
-    explicit NeonPixels(const T *from)
-        : m_bytes(vld1q_u8(reinterpret_cast<const unsigned char *>(from)))
-    {
-        if constexpr (sizeof(T) == 1)
-            m_bytes = vrev64q_u8(m_bytes);
-        else
-            m_bytes = vreinterpretq_u8_u16(vrev64q_u16(vreinterpretq_u16_u8(m_bytes)));
-    }
+    explicit NeonPixels(const T *from) : m_bytes(vrev64q_u8(vld1q_u8(from))) {}
     void store(T *to) const
     {
-        auto *const bytes = reinterpret_cast<unsigned char *>(to);
-        vst1_u8(bytes, vget_high_u8(m_bytes));
-        vst1_u8(bytes + 8, vget_low_u8(m_bytes));
+        vst1_u8(to, vget_high_u8(m_bytes));
+        vst1_u8(to + 8, vget_low_u8(m_bytes));
     }
 
 private:
     uint8x16_t m_bytes;
+};
+
+/// 16 pixels of two bytes. First and second bytes are taken apart, 8 each a vector: that many
+/// pixels then need no exchange of halves.
+template <>
+struct NeonPixels<BytePair> {
+    static constexpr std::size_t kCount = 16;
+
+    explicit NeonPixels(const BytePair *from)
+        : m_first(reversed(from + 8)), m_second(reversed(from))
+    {
+    }
+    void store(BytePair *to) const
+    {
+        storeEight(to, m_first);
+        storeEight(to + 8, m_second);
+    }
+
+private:
+    using Eight = BytePair[8];
+
+    NUBRIX_KERNEL_INLINE uint8x16_t reversed(const BytePair *from)
+    {
+        uint8x16_t bytes;
+        asm("vld2.8 {%e[bytes], %f[bytes]}, [%[from]]"
+            : [bytes] "=w"(bytes)
+            : [from] "r"(from), "m"(*reinterpret_cast<const Eight *>(from)));
+        return vrev64q_u8(bytes);
+    }
+    NUBRIX_KERNEL_INLINE void storeEight(BytePair *to, uint8x16_t bytes)
+    {
+        asm("vst2.8 {%e[bytes], %f[bytes]}, [%[to]]"
+            : "=m"(*reinterpret_cast<Eight *>(to))
+            : [bytes] "w"(bytes), [to] "r"(to));
+    }
+
+    uint8x16_t m_first, m_second;
 };
 
 /// 8 pixels of three bytes in the opposite order.
@@ -197,10 +227,8 @@ class NeonReversed {
 public:
     static void reverse(const T *source, std::size_t count, T *destination)
     {
-        for (; count >= kTogether; count -= kTogether) {
+        for (; count >= kTogether; count -= kTogether)
             reverseTogether(source + count - kTogether, destination);
-            destination += kTogether;
-        }
         PlainTurns<T>::reverse(source, count, destination);
     }
     static void mirrorRow(T *row, std::size_t width)
@@ -220,33 +248,46 @@ private:
     static constexpr std::size_t kCount = NeonPixels<T>::kCount;
     static constexpr std::size_t kTogether = sizeof(T) == 3 ? 16 : 64 / sizeof(T);
 
-    // Stores kTogether pixels in the opposite order. The last are loaded first: they are needed
-    // first.
-    NUBRIX_KERNEL_INLINE void reverseTogether(const T *from, T *to)
+    // Stores kTogether pixels in the opposite order and moves `to` behind them. The last are loaded
+    // first: they are needed first.
+    NUBRIX_KERNEL_INLINE void reverseTogether(const T *from, T *&to)
     {
-        from += kTogether / 2;
+        from += sizeof(T) == 2 ? kTogether / 4 * 3 : kTogether / 2;
         if constexpr (sizeof(T) == 3) {
             asm volatile(
                 "vld3.8 {d1, d3, d5}, [%[from]], %[back]\n\t"
                 "vld3.8 {d0, d2, d4}, [%[from]]\n\t"
                 "vrev64.8 q0, q0\n\t vrev64.8 q1, q1\n\t vrev64.8 q2, q2\n\t"
                 "vst3.8 {d1, d3, d5}, [%[to]]!\n\t"
-                "vst3.8 {d0, d2, d4}, [%[to]]"
+                "vst3.8 {d0, d2, d4}, [%[to]]!"
                 : [from] "+r"(from), [to] "+r"(to)
                 : [back] "r"(-24)
                 : "memory", "q0", "q1", "q2");
+        } else if constexpr (sizeof(T) == 2) {
+            asm volatile(
+                "vld2.8 {d6, d7}, [%[from]], %[back]\n\t"
+                "vld2.8 {d4, d5}, [%[from]], %[back]\n\t"
+                "vld2.8 {d2, d3}, [%[from]], %[back]\n\t"
+                "vld2.8 {d0, d1}, [%[from]]\n\t"
+                "vrev64.8 q3, q3\n\t vrev64.8 q2, q2\n\t"
+                "vrev64.8 q1, q1\n\t vrev64.8 q0, q0\n\t"
+                "vst2.8 {d6, d7}, [%[to]]!\n\t vst2.8 {d4, d5}, [%[to]]!\n\t"
+                "vst2.8 {d2, d3}, [%[to]]!\n\t vst2.8 {d0, d1}, [%[to]]!"
+                : [from] "+r"(from), [to] "+r"(to)
+                : [back] "r"(-16)
+                : "memory", "q0", "q1", "q2", "q3");
         } else {
             asm volatile(
                 "vld1.8 {d4-d7}, [%[from]], %[back]\n\t"
                 "vld1.8 {d0-d3}, [%[from]]\n\t"
-                "vrev64.%c[bits] q3, q3\n\t vrev64.%c[bits] q2, q2\n\t"
-                "vrev64.%c[bits] q1, q1\n\t vrev64.%c[bits] q0, q0\n\t"
+                "vrev64.8 q3, q3\n\t vrev64.8 q2, q2\n\t"
+                "vrev64.8 q1, q1\n\t vrev64.8 q0, q0\n\t"
                 "vst1.8 {d7}, [%[to]]!\n\t vst1.8 {d6}, [%[to]]!\n\t"
                 "vst1.8 {d5}, [%[to]]!\n\t vst1.8 {d4}, [%[to]]!\n\t"
                 "vst1.8 {d3}, [%[to]]!\n\t vst1.8 {d2}, [%[to]]!\n\t"
-                "vst1.8 {d1}, [%[to]]!\n\t vst1.8 {d0}, [%[to]]"
+                "vst1.8 {d1}, [%[to]]!\n\t vst1.8 {d0}, [%[to]]!"
                 : [from] "+r"(from), [to] "+r"(to)
-                : [back] "r"(-32), [bits] "i"(8 * sizeof(T))
+                : [back] "r"(-32)
                 : "memory", "q0", "q1", "q2", "q3");
         }
     }
