@@ -250,46 +250,50 @@ private:
 
     // Stores kTogether pixels in the opposite order and moves `to` behind them. The last are loaded
     // first: they are needed first.
-    NUBRIX_KERNEL_INLINE void reverseTogether(const T *from, T *&to)
+    NUBRIX_KERNEL_INLINE void reverseTogether(const unsigned char *from, unsigned char *&to)
     {
-        from += sizeof(T) == 2 ? kTogether / 4 * 3 : kTogether / 2;
-        if constexpr (sizeof(T) == 3) {
-            asm volatile(
-                "vld3.8 {d1, d3, d5}, [%[from]], %[back]\n\t"
-                "vld3.8 {d0, d2, d4}, [%[from]]\n\t"
-                "vrev64.8 q0, q0\n\t vrev64.8 q1, q1\n\t vrev64.8 q2, q2\n\t"
-                "vst3.8 {d1, d3, d5}, [%[to]]!\n\t"
-                "vst3.8 {d0, d2, d4}, [%[to]]!"
-                : [from] "+r"(from), [to] "+r"(to)
-                : [back] "r"(-24)
-                : "memory", "q0", "q1", "q2");
-        } else if constexpr (sizeof(T) == 2) {
-            asm volatile(
-                "vld2.8 {d6, d7}, [%[from]], %[back]\n\t"
-                "vld2.8 {d4, d5}, [%[from]], %[back]\n\t"
-                "vld2.8 {d2, d3}, [%[from]], %[back]\n\t"
-                "vld2.8 {d0, d1}, [%[from]]\n\t"
-                "vrev64.8 q3, q3\n\t vrev64.8 q2, q2\n\t"
-                "vrev64.8 q1, q1\n\t vrev64.8 q0, q0\n\t"
-                "vst2.8 {d6, d7}, [%[to]]!\n\t vst2.8 {d4, d5}, [%[to]]!\n\t"
-                "vst2.8 {d2, d3}, [%[to]]!\n\t vst2.8 {d0, d1}, [%[to]]!"
-                : [from] "+r"(from), [to] "+r"(to)
-                : [back] "r"(-16)
-                : "memory", "q0", "q1", "q2", "q3");
-        } else {
-            asm volatile(
-                "vld1.8 {d4-d7}, [%[from]], %[back]\n\t"
-                "vld1.8 {d0-d3}, [%[from]]\n\t"
-                "vrev64.8 q3, q3\n\t vrev64.8 q2, q2\n\t"
-                "vrev64.8 q1, q1\n\t vrev64.8 q0, q0\n\t"
-                "vst1.8 {d7}, [%[to]]!\n\t vst1.8 {d6}, [%[to]]!\n\t"
-                "vst1.8 {d5}, [%[to]]!\n\t vst1.8 {d4}, [%[to]]!\n\t"
-                "vst1.8 {d3}, [%[to]]!\n\t vst1.8 {d2}, [%[to]]!\n\t"
-                "vst1.8 {d1}, [%[to]]!\n\t vst1.8 {d0}, [%[to]]!"
-                : [from] "+r"(from), [to] "+r"(to)
-                : [back] "r"(-32)
-                : "memory", "q0", "q1", "q2", "q3");
-        }
+        from += kTogether / 2;
+        asm volatile(
+            "vld1.8 {d4-d7}, [%[from]], %[back]\n\t"
+            "vld1.8 {d0-d3}, [%[from]]\n\t"
+            "vrev64.8 q3, q3\n\t vrev64.8 q2, q2\n\t"
+            "vrev64.8 q1, q1\n\t vrev64.8 q0, q0\n\t"
+            "vst1.8 {d7}, [%[to]]!\n\t vst1.8 {d6}, [%[to]]!\n\t"
+            "vst1.8 {d5}, [%[to]]!\n\t vst1.8 {d4}, [%[to]]!\n\t"
+            "vst1.8 {d3}, [%[to]]!\n\t vst1.8 {d2}, [%[to]]!\n\t"
+            "vst1.8 {d1}, [%[to]]!\n\t vst1.8 {d0}, [%[to]]!"
+            : [from] "+r"(from), [to] "+r"(to)
+            : [back] "r"(-32)
+            : "memory", "q0", "q1", "q2", "q3");
+    }
+    NUBRIX_KERNEL_INLINE void reverseTogether(const BytePair *from, BytePair *&to)
+    {
+        from += kTogether / 4 * 3;
+        asm volatile(
+            "vld2.8 {d6, d7}, [%[from]], %[back]\n\t"
+            "vld2.8 {d4, d5}, [%[from]], %[back]\n\t"
+            "vld2.8 {d2, d3}, [%[from]], %[back]\n\t"
+            "vld2.8 {d0, d1}, [%[from]]\n\t"
+            "vrev64.8 q3, q3\n\t vrev64.8 q2, q2\n\t"
+            "vrev64.8 q1, q1\n\t vrev64.8 q0, q0\n\t"
+            "vst2.8 {d6, d7}, [%[to]]!\n\t vst2.8 {d4, d5}, [%[to]]!\n\t"
+            "vst2.8 {d2, d3}, [%[to]]!\n\t vst2.8 {d0, d1}, [%[to]]!"
+            : [from] "+r"(from), [to] "+r"(to)
+            : [back] "r"(-16)
+            : "memory", "q0", "q1", "q2", "q3");
+    }
+    NUBRIX_KERNEL_INLINE void reverseTogether(const RGB888Pixel *from, RGB888Pixel *&to)
+    {
+        from += kTogether / 2;
+        asm volatile(
+            "vld3.8 {d1, d3, d5}, [%[from]], %[back]\n\t"
+            "vld3.8 {d0, d2, d4}, [%[from]]\n\t"
+            "vrev64.8 q0, q0\n\t vrev64.8 q1, q1\n\t vrev64.8 q2, q2\n\t"
+            "vst3.8 {d1, d3, d5}, [%[to]]!\n\t"
+            "vst3.8 {d0, d2, d4}, [%[to]]!"
+            : [from] "+r"(from), [to] "+r"(to)
+            : [back] "r"(-24)
+            : "memory", "q0", "q1", "q2");
     }
 };
 
