@@ -9,7 +9,6 @@ if [ $# -ne 3 ]; then
     exit 2
 fi
 arch=$1 tree=$2 packages=$3
-keyring=/usr/share/keyrings/debian-archive-keyring.gpg
 
 if [ "$(cat "$tree/packages" 2>/dev/null)" = "$packages" ]; then
     exit 0
@@ -29,20 +28,7 @@ if [ -n "$cache" ] && [ "$(cat "$kept/packages" 2>/dev/null)" = "$packages" ] &&
     exit 0
 fi
 
-# The archive that this machine's own apt uses, without its updates (names with a dash). Apt knows an
-# origin only after an update.
-debian_sources() {
-    apt-get indextargets --format "\$(ORIGIN) \$(CODENAME) \
-deb [signed-by=$keyring] \$(REPO_URI) \$(CODENAME) \$(COMPONENT)" 'Created-By: Packages' |
-        sed -n 's/^Debian [a-z]* *deb/deb/p' | sort -u
-}
-sources=$(debian_sources)
-if [ -z "$sources" ]; then
-    "$(dirname "$0")/apt-update.sh"
-    sources=$(debian_sources)
-fi
-[ -n "$sources" ] || { echo "debian-tree.sh: apt knows no Debian archive" >&2; exit 1; }
-
+sources=$("$(dirname "$0")/debian-sources.sh")
 echo "debian-tree.sh: making $tree"
 $as_root rm -rf "$tree" "$tree.new"
 # Nothing is run in it, so neither an emulator nor a whole system is needed.

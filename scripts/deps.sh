@@ -5,6 +5,7 @@
 #   bench    the benchmarks
 #   peers    libraries that benchmarks compare with
 #   armhf    cross compiler and emulator for 32-bit ARM
+#   mca      models of processors, for scripts/neon_cycles.sh
 #   lint     clang, clang-format and clang-tidy
 #   fuzz     clang and libFuzzer
 #   vm       virtual machines with Debian's kernel, for scripts/vm.sh
@@ -20,6 +21,7 @@ packages_of() {
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
+    mca) echo llvm ;;
     lint) echo clang clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;

@@ -39,13 +39,21 @@ unsigned int addByte(unsigned int crc, unsigned char byte)
     return kTables[0][(crc >> 24) ^ byte] ^ (crc << 8);
 }
 
+unsigned int wordOf(const unsigned char *bytes)
+{
+    return static_cast<unsigned int>(bytes[0]) << 24 | static_cast<unsigned int>(bytes[1]) << 16 |
+           static_cast<unsigned int>(bytes[2]) << 8 | bytes[3];
+}
+
 // The same as eight times addByte: a CRC is linear, so each byte is looked up on its own.
 unsigned int addEightBytes(unsigned int crc, const unsigned char *bytes)
 {
-    return kTables[7][(crc >> 24) ^ bytes[0]] ^ kTables[6][(crc >> 16 & 0xff) ^ bytes[1]] ^
-           kTables[5][(crc >> 8 & 0xff) ^ bytes[2]] ^ kTables[4][(crc & 0xff) ^ bytes[3]] ^
-           kTables[3][bytes[4]] ^ kTables[2][bytes[5]] ^ kTables[1][bytes[6]] ^
-           kTables[0][bytes[7]];
+    const unsigned int first = crc ^ wordOf(bytes);
+    const unsigned int second = wordOf(bytes + 4);
+    return kTables[7][first >> 24] ^ kTables[6][first >> 16 & 0xff] ^
+           kTables[5][first >> 8 & 0xff] ^ kTables[4][first & 0xff] ^ kTables[3][second >> 24] ^
+           kTables[2][second >> 16 & 0xff] ^ kTables[1][second >> 8 & 0xff] ^
+           kTables[0][second & 0xff];
 }
 
 }  // namespace

@@ -147,7 +147,7 @@ const CloudKernel *cloudKernelOf(InstructionSet set)
 #endif
 #ifdef __arm__
         case InstructionSet::kNeon:
-            return &kCloudNeon;
+            return hasNeonFusedMultiplyAdd() ? &kCloudNeon : nullptr;
 #endif
         default:
             return nullptr;

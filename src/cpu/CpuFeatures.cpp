@@ -55,8 +55,7 @@ bool hasAvx512Vbmi()
 bool hasNeon()
 {
 #ifdef __arm__
-    constexpr unsigned long kNeeded = HWCAP_NEON | HWCAP_VFPv4;
-    return (getauxval(AT_HWCAP) & kNeeded) == kNeeded;
+    return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0;
 #else
     return false;
 #endif
@@ -102,6 +101,15 @@ bool supports(InstructionSet set)
             return hasNeon();
     }
     return false;
+}
+
+bool hasNeonFusedMultiplyAdd()
+{
+#ifdef __arm__
+    return hasNeon() && (getauxval(AT_HWCAP) & HWCAP_VFPv4) != 0;
+#else
+    return false;
+#endif
 }
 
 const char *nameOf(InstructionSet set)

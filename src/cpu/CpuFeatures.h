@@ -16,7 +16,7 @@ enum class InstructionSet {
     kAvx2,        // with FMA
     kAvx512,      // F, BW, DQ and VL
     kAvx512Vbmi,  // the same with VBMI
-    kNeon,        // of 32-bit ARM, with the fused multiply-add of VFPv4
+    kNeon,        // of 32-bit ARM; that of ARMv7 and VFPv3
 };
 
 /// All of them, the best first.
@@ -27,6 +27,9 @@ constexpr InstructionSet kInstructionSets[] = {
 
 /// Whether this processor, its system and this build have it. Thread-safe.
 bool supports(InstructionSet set);
+
+/// Whether NEON has the fused multiply-add of VFPv4, too. Thread-safe.
+bool hasNeonFusedMultiplyAdd();
 
 /// "scalar", "sse41", "avx2", "avx512", "avx512vbmi" or "neon". Thread-safe.
 const char *nameOf(InstructionSet set);

@@ -210,7 +210,9 @@ TEST(PointCloudKernels, ThereIsOneForEveryVectorInstructionSetOfThisProcessor)
 {
     for (const InstructionSet set : kInstructionSets) {
         const bool isVector = set != InstructionSet::kScalar;
-        EXPECT_EQ(cloudKernelOf(set) != nullptr, isVector && supports(set)) << nameOf(set);
+        const bool isSupported =
+            set == InstructionSet::kNeon ? hasNeonFusedMultiplyAdd() : supports(set);
+        EXPECT_EQ(cloudKernelOf(set) != nullptr, isVector && isSupported) << nameOf(set);
     }
 }
 

@@ -1,6 +1,10 @@
 #include "cpu/CpuFeatures.h"
 
 #include <gtest/gtest.h>
+#ifdef __arm__
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
 #include <unistd.h>
 
 #include <fstream>
@@ -97,6 +101,20 @@ TEST(CpuFeatures, EverySetOfX86MultipliesWhatItsRegistersHold)
     expect(InstructionSet::kAvx2, isWide ? 32 : narrow);
     expect(InstructionSet::kAvx512, isWide ? 64 : narrow);
     expect(InstructionSet::kAvx512Vbmi, isWide ? 64 : narrow);
+}
+#endif
+
+#ifdef __arm__
+TEST(CpuFeatures, NeonNeedsNoFusedMultiplyAdd)
+{
+    const unsigned long has = getauxval(AT_HWCAP);
+    EXPECT_EQ(supports(InstructionSet::kNeon), (has & HWCAP_NEON) != 0);
+    EXPECT_EQ(hasNeonFusedMultiplyAdd(), (has & HWCAP_NEON) != 0 && (has & HWCAP_VFPv4) != 0);
+}
+#else
+TEST(CpuFeatures, OnlyNeonHasTheFusedMultiplyAddOfNeon)
+{
+    EXPECT_FALSE(hasNeonFusedMultiplyAdd());
 }
 #endif
 
