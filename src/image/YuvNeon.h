@@ -160,17 +160,17 @@ public:
     {
         std::size_t x = 0;
         for (; x + kPixels <= width; x += kPixels)
-            storeBoth(rows.from(x), vld1_u8(u + x / 2), vld1_u8(v + x / 2));
-        plainI420Rows(rows.from(x), u + x / 2, v + x / 2, width - x);
+            storeBoth(from(rows, x), vld1_u8(u + x / 2), vld1_u8(v + x / 2));
+        plainI420Rows(from(rows, x), u + x / 2, v + x / 2, width - x);
     }
     static void nv21Rows(const YuvRowPair &rows, const unsigned char *vu, std::size_t width)
     {
         std::size_t x = 0;
         for (; x + kPixels <= width; x += kPixels) {
             const uint8x8x2_t chroma = vld2_u8(vu + x);
-            storeBoth(rows.from(x), chroma.val[1], chroma.val[0]);
+            storeBoth(from(rows, x), chroma.val[1], chroma.val[0]);
         }
-        plainNv21Rows(rows.from(x), vu + x, width - x);
+        plainNv21Rows(from(rows, x), vu + x, width - x);
     }
     static void yuyvGroups(unsigned char *rgb, const unsigned char *yuyv, std::size_t groups)
     {
@@ -198,6 +198,11 @@ public:
     }
 
 private:
+    /// The rest of the rows, from a column on.
+    NUBRIX_KERNEL_INLINE YuvRowPair from(const YuvRowPair &rows, std::size_t x)
+    {
+        return {{rows.rgb[0] + 3 * x, rows.rgb[1] + 3 * x}, {rows.luma[0] + x, rows.luma[1] + x}};
+    }
     static constexpr std::size_t kPixels = 16;
 
     // The frames of a pool are rarely in a cache. What is written is not fetched: these processors

@@ -84,11 +84,33 @@ protected:
     void start()
     {
         ASSERT_EQ(m_stream->start(), 0);
-        xp<NubrixFrameRef> held[10];
-        for (xp<NubrixFrameRef> &place : held) {
+        NubrixFrameRef *held[10] = {};
+        for (NubrixFrameRef *&place : held) {
             ASSERT_TRUE(deliver());
-            ASSERT_EQ(m_stream->readFrame(place, true), 0);
+            place = read(*m_stream);
+            ASSERT_NE(place, nullptr);
         }
+        for (NubrixFrameRef *each : held)
+            InternalFrame::releaseHeld(each);
+    }
+    /// A frame as the application reads it, to be returned with InternalFrame::releaseHeld.
+    static NubrixFrameRef *read(VideoStream &stream)
+    {
+        xp<NubrixFrameRef> frame;
+        if (stream.readFrame(frame, true) != 0)
+            return nullptr;
+        frame->incRef();
+        return frame.get();
+    }
+    /// Whether the stream had a frame, which is returned at once.
+    static bool readsAndReleases(VideoStream &stream, unsigned int index)
+    {
+        NubrixFrameRef *const frame = read(stream);
+        if (!frame)
+            return false;
+        const bool isIt = frame->frame().frameIndex == index;
+        InternalFrame::releaseHeld(frame);
+        return isIt;
     }
     /// Runs the way of one frame over and over, and counts once it is warm.
     void expectNoAllocation(const std::function<bool()> &oneFrame)
@@ -122,11 +144,7 @@ TEST_F(SteadyStreamingTest, UnreadFramesAllocateNothing)
 TEST_F(SteadyStreamingTest, FramesThatAreReadAllocateNothing)
 {
     start();
-    expectNoAllocation([this] {
-        xp<NubrixFrameRef> frame;
-        return deliver() && m_stream->readFrame(frame, true) == 0 &&
-               frame->frame().frameIndex == m_frame.index;
-    });
+    expectNoAllocation([this] { return deliver() && readsAndReleases(*m_stream, m_frame.index); });
 }
 
 struct Receiver {
@@ -134,7 +152,7 @@ struct Receiver {
     {
         auto *const self = static_cast<Receiver *>(user);
         self->lastIndex = frame->frameIndex;
-        InternalFrame::fromRecord(frame)->release();
+        InternalFrame::releaseHeld(InternalFrame::fromRecord(frame));
         self->calls.add();
     }
     std::atomic<unsigned int> lastIndex{0};
@@ -161,10 +179,9 @@ TEST_F(SteadyStreamingTest, FramesThatAreWaitedForAllocateNothing)
     start();
     expectNoAllocation([&] {
         VideoStream *ready = nullptr;
-        xp<NubrixFrameRef> frame;
         waiter.addStreams(streams, 1);
         const bool gotIt =
-            deliver() && waiter.wait(60000, &ready) == 0 && ready->readFrame(frame, true) == 0;
+            deliver() && waiter.wait(60000, &ready) == 0 && readsAndReleases(*ready, m_frame.index);
         waiter.removeAllStreams();
         return gotIt;
     });
@@ -173,13 +190,16 @@ TEST_F(SteadyStreamingTest, FramesThatAreWaitedForAllocateNothing)
 TEST_F(SteadyStreamingTest, AnApplicationThatHoldsSevenFramesAllocatesNothing)
 {
     start();
-    xp<NubrixFrameRef> held[7];
+    NubrixFrameRef *held[7] = {};
     unsigned int next = 0;
     expectNoAllocation([&] {
-        xp<NubrixFrameRef> &place = held[next++ % 7];
-        place = nullptr;
-        return deliver() && m_stream->readFrame(place, true) == 0;
+        NubrixFrameRef *&place = held[next++ % 7];
+        if (place)
+            InternalFrame::releaseHeld(place);
+        return deliver() && (place = read(*m_stream)) != nullptr;
     });
+    for (NubrixFrameRef *each : held)
+        InternalFrame::releaseHeld(each);
 }
 
 }  // namespace
