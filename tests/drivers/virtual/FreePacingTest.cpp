@@ -318,7 +318,7 @@ TEST_F(FreePacingTest, PhotosTakeNothingFromARecorder)
     ASSERT_EQ(m_context->recorderStart(made), 0);
     const std::string photo = m_folder.file("photo.bmp");
     do {
-        EXPECT_EQ(m_context->takePhoto(photo.c_str()), 0);
+        ASSERT_EQ(m_context->takePhoto(photo.c_str()), 0);
     } while (nextFrame(NUBRIX_STREAM_COLOR) < kFrames);
     EXPECT_THAT(recorded(made, "photos.bin", NUBRIX_STREAM_COLOR),
                 ElementsAreArray(countTo(kFrames)));
