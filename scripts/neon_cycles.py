@@ -56,7 +56,7 @@ LAST = """
 {met} of {all} comparisons on Cortex-A7 and Cortex-A15 meet the goal of at most the peer's cycles.{missed}
 
 What is not comparable: OpenCV has no point cloud with the same result, so the kernel stands next to the plain
-loop, which skips pixels without a depth (here none is). The coloured cloud copies its colours in a loop of its
+loop. The coloured cloud copies its colours in a loop of its
 own and is left out. OpenCV colours a depth image in passes over 8-bit images: it counts 256 values
 where ours counts 65,536, in bytes that may overflow, and its look-up of `equalizeHist` writes one byte for a
 pixel where ours writes three and keeps the pixels without a depth. The

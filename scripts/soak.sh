@@ -28,7 +28,7 @@ done
 
 cd "$(dirname "$0")/.."
 folder=${folder:-$PWD/build/soak}
-scripts/deps.sh build test
+scripts/deps.sh build test bench
 cmake --preset release -DNUBRIX_BUILD_TESTS=ON >/dev/null
 nice cmake --build --preset release --target nubrix_soak
 bin=$PWD/build/release/bin

@@ -5,7 +5,7 @@ LOG is the soak.csv of scripts/soak.sh: one line for each time that everything w
 table of growths and the verdict; the exit status is 0 when nothing grew, else 1.
 
     --svg FILE       draws the lines
-    --plot FILE      the same once more
+    --plot FILE      another copy of the plot
     --markdown FILE  writes the table and the verdict
     --document FILE  replaces what is between the markers of this file by them
 """
@@ -30,7 +30,8 @@ FRAMES_PER_DAY = 24 * 3600 * 30
 FEWEST_LINES = 5
 # Each of these must have happened.
 PARTS = {"unplugged": "no camera left while it was used", "recorded": "nothing was recorded",
-         "photos": "no photo was taken", "clouds": "no point cloud was made",
+         "recordings": "no recording was complete", "full_disks": "no disk was ever full",
+         "opened": "no stream was opened", "photos": "no photo was taken", "clouds": "no point cloud was made",
          "killed": "no network camera was killed"}
 MARKERS = ("<!-- soak: begin -->", "<!-- soak: end -->")
 PANELS = [("frames", "frames"), ("resident_kib", "resident memory, KiB"),

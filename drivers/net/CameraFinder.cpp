@@ -93,8 +93,11 @@ std::optional<CameraFinder::Answer> CameraFinder::awaitAnswer(UdpSocket::Clock::
 {
     for (;;) {
         const UdpSocket::Received received = m_socket.receive(end);
-        if (received.isRefusal)
+        if (received.isRefusal) {  // answers may have arrived behind it
             m_unanswered.erase(addressText(received.sender));
+            if (isAnswerPossible())
+                continue;
+        }
         if (received.packet.empty())
             return std::nullopt;
         if (auto camera = identityIn(received.packet, kId)) {

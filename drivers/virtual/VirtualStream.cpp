@@ -95,8 +95,12 @@ bool StreamRun::runFrame(std::uint32_t &frameIndex)
         stall(effects.stallMs);
         return true;
     }
-    if (isFreePacing() && !effects.drop && !render(frameIndex, frame))
-        return false;
+    if (isFreePacing() && !effects.drop) {
+        if (!render(frameIndex, frame))
+            return false;
+        if (!frame && (isEnding() || isSeekPending()))  // the wait for a free one ended
+            return !isEnding();
+    }
     if (effects.drop)
         ++m_counters.missed;
     else if (frame)

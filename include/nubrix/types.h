@@ -62,8 +62,8 @@ enum NubrixProperty : unsigned int {
     NUBRIX_PROPERTY_STREAM_FLAG_MODE = 75,  ///< an unsigned 32-bit value, 1 to 4
 };
 
-/// A further one, plus a NubrixStreamType: a NubrixStreamCounters record, 20 bytes. Read only. No
-/// enumerator, so that the sum is a number.
+/// The property of this number plus a NubrixStreamType is a NubrixStreamCounters record, 20 bytes,
+/// read only. No enumerator, so that the sum is a number.
 constexpr unsigned int NUBRIX_PROPERTY_STREAM_COUNTERS = 0x5a00;
 
 /// Values of the process-wide error number. A success never clears it.

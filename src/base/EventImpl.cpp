@@ -87,7 +87,7 @@ int EventImpl::waitUntil(const timespec *deadline, bool isPast, const std::funct
         if (m_signalled != 0 || error != 0)
             break;
         if (isPast)
-            error = ETIMEDOUT;  // the wait would cost a switch to another thread
+            error = ETIMEDOUT;  // a timed wait would sleep although the time is over
         else
             error = deadline ? pthread_cond_timedwait(&m_condition, &m_mutex, deadline)
                              : pthread_cond_wait(&m_condition, &m_mutex);

@@ -23,8 +23,9 @@ unsigned int tablesFor(const DepthView &depths)
     return equal > kSamples / 16 ? 4 : 1;
 }
 
-/// Counts in bytes, which stay in the first-level cache; what they cannot hold is carried to the
-/// histogram. All by value: a store to a byte may change whatever is behind a pointer.
+/// Counts in bytes, few enough for the first-level cache in most frames; what they cannot hold is
+/// carried to the histogram. All by value: a store to a byte may change whatever is behind a
+/// pointer.
 template <unsigned int kTables>
 void countDepths(const DepthView depths, const DepthTables tables, float *const histogram)
 {

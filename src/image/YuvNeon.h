@@ -228,14 +228,18 @@ private:
     {
         const auto first = Formula::luma(firstY);
         const auto second = Formula::luma(secondY);
+        // Computed first: a call may use the registers that are named below.
+        const uint8x8_t firstRed = formula.red(first), secondRed = formula.red(second);
+        const uint8x8_t firstGreen = formula.green(first), secondGreen = formula.green(second);
+        const uint8x8_t firstBlue = formula.blue(first), secondBlue = formula.blue(second);
         // The registers are named because one instruction stores three that are neighbours: the
         // compiler would copy all of them first.
-        register uint8x8_t red asm("d0") = formula.red(first);
-        register uint8x8_t green asm("d2") = formula.green(first);
-        register uint8x8_t blue asm("d4") = formula.blue(first);
-        register uint8x8_t red2 asm("d1") = formula.red(second);
-        register uint8x8_t green2 asm("d3") = formula.green(second);
-        register uint8x8_t blue2 asm("d5") = formula.blue(second);
+        register uint8x8_t red asm("d0") = firstRed;
+        register uint8x8_t green asm("d2") = firstGreen;
+        register uint8x8_t blue asm("d4") = firstBlue;
+        register uint8x8_t red2 asm("d1") = secondRed;
+        register uint8x8_t green2 asm("d3") = secondGreen;
+        register uint8x8_t blue2 asm("d5") = secondBlue;
         auto &pixels = *reinterpret_cast<unsigned char(*)[3 * kPixels]>(rgb);
         asm("vzip.8 %P[red], %P[red2]\n\t"
             "vzip.8 %P[green], %P[green2]\n\t"

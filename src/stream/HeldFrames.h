@@ -15,7 +15,7 @@ namespace nubrix {
 /// clock. Thread-safe.
 class HeldFrames final {
 public:
-    /// Of one stream. Guarded by the lock of the frames that it holds.
+    /// Of one stream. Guarded by the mutex of the HeldFrames.
     struct Account {
         std::uint64_t released = 0;
     };

@@ -27,12 +27,15 @@ void MultiStreamsListener::onNewFrame(VideoStream *stream)
 void MultiStreamsListener::addStreams(VideoStream **streams, unsigned int count)
 {
     const MutexLock connecting(m_connecting);
-    if (!isConnectedTo(streams, count)) {
+    const bool isConnected = isConnectedTo(streams, count);
+    if (!isConnected)
         disconnectAll();
-        connectTo(streams, count);
+    {
+        const MutexLock guard(m_state);
+        m_listens = true;  // first: a frame that comes while the others are connected counts
     }
-    const MutexLock guard(m_state);
-    m_listens = true;
+    if (!isConnected)
+        connectTo(streams, count);
 }
 
 void MultiStreamsListener::connectTo(VideoStream **streams, unsigned int count)
@@ -47,6 +50,7 @@ void MultiStreamsListener::connectTo(VideoStream **streams, unsigned int count)
         }
     } catch (...) {
         disconnectAll();
+        removeAllStreams();
         throw;
     }
 }

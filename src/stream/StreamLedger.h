@@ -61,7 +61,7 @@ public:
     /// The callback has returned, which got the frame of the last onDelivered.
     void onCallbackReturned();
 
-    /// The whole record but its size and what the driver knows.
+    /// The record without its size and what the driver knows.
     NubrixStreamLedger figures(std::uint64_t queued);
 
 private:

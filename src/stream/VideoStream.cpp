@@ -332,9 +332,9 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
             logPrint(kLogMilestone, "b_NewFrameThreadStarted is false, Thread is Stop");
             return -1;
         }
+        forwardEvent();
         if (isOver && isOver())
             return -1;
-        forwardEvent();
     }
     const CriticalSectionScoped guard(m_queueLock);
     if (m_queue.empty())
@@ -351,7 +351,7 @@ void VideoStream::forwardEvent()
 {
     // The event was meant for the stream worker: others that wait for the frame must not miss it.
     const CriticalSectionScoped guard(m_queueLock);
-    if (!m_queue.empty())
+    if (m_return.frameForListeners(newest()))
         m_streamEvent.set();
 }
 

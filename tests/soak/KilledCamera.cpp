@@ -113,8 +113,8 @@ void killNetworkCamera(World &world, const std::string &simulator, std::uint64_t
         world.rest.rest();
         try {
             liveOnce(world, random, simulator);
-        } catch (const Unplugged &) {  // on a busy machine the simulator may be late
-            ++world.counters.unplugged;
+        } catch (const Unplugged &) {
+            // On a busy machine the simulator may be late; a run without a kill fails.
         } catch (const std::exception &error) {
             world.defect(std::string("the network camera: ") + error.what());
         }

@@ -49,7 +49,7 @@ public:
             }
             finish(recorder, wasFull);
         } catch (const std::exception &error) {
-            if (!m_world.awaitPlugChange(kFilmUri, before, milliseconds(kFrameTimeout)))
+            if (!m_world.isCausedByPlug(kFilmUri, before, error))
                 m_world.defect("recording: " + std::string(error.what()));
         }
         if (m_world.plugChanges(kFilmUri) != before)

@@ -166,8 +166,7 @@ void visitCamera(World &world, const std::string &uri, std::uint64_t seed)
         try {
             Visit(world, random, uri).run();
         } catch (const std::exception &error) {
-            // The notification may come after the failure.
-            if (world.awaitPlugChange(uri, before, milliseconds(kFrameTimeout)))
+            if (world.isCausedByPlug(uri, before, error))
                 ++world.counters.unplugged;
             else
                 world.defect(uri + ": " + error.what());

@@ -44,6 +44,14 @@ bool World::awaitPlugChange(const std::string &uri, unsigned int since,
     });
 }
 
+bool World::isCausedByPlug(const std::string &uri, unsigned int since,
+                           const std::exception &error) const
+{
+    constexpr std::chrono::milliseconds kSoon{1000};
+    const bool saysSo = dynamic_cast<const client::Unplugged *>(&error) != nullptr;
+    return awaitPlugChange(uri, since, saysSo ? std::chrono::milliseconds(kFrameTimeout) : kSoon);
+}
+
 bool World::isAttached(const std::string &uri) const
 {
     const std::lock_guard<std::mutex> guard(m_lock);

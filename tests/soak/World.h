@@ -60,6 +60,10 @@ public:
     bool awaitPlugChange(const std::string &uri, unsigned int since,
                          std::chrono::milliseconds timeout) const;
     bool isAttached(const std::string &uri) const;
+    /// Whether an error comes from the camera's arriving or leaving since then: the notification of
+    /// one that says that the camera is gone may come much later, of another one soon.
+    bool isCausedByPlug(const std::string &uri, unsigned int since,
+                        const std::exception &error) const;
 
     /// Reports something that must not happen; the run goes on and fails.
     void defect(const std::string &text);

@@ -126,7 +126,10 @@ int run(const Options &options)
     std::promise<void> started;
     std::vector<std::thread> workers;
     workers.emplace_back([&] { readSteadyCamera(world, [&] { started.set_value(); }); });
-    started.get_future().wait();
+    if (started.get_future().wait_for(kRestTimeout) != std::future_status::ready) {
+        std::fprintf(stderr, "soak: the steady camera does not start\n");
+        std::abort();
+    }
     workers.emplace_back([&] { visitCamera(world, kLeftUri, options.seed + 1); });
     workers.emplace_back([&] { visitCamera(world, kRightUri, options.seed + 2); });
     workers.emplace_back([&] { recordFilms(world); });

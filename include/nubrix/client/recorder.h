@@ -128,14 +128,14 @@ private:
     {
         NubrixBaseContext &context = m_camera->context();
         const int stopped = m_handle ? context.recorderStop(m_handle) : 0;
+        // Waits for a frame that is being written, which the ledgers then count.
+        const int destroyed =
+            m_handle ? context.destroyRecorder(std::exchange(m_handle, nullptr)) : 0;
         for (std::size_t i = 0; i < m_streams.size(); ++i) {
             nubrixStreamLedger(m_streams[i], &m_ledgers[i]);
             context.closeStream(m_streams[i]);
         }
         m_streams.clear();
-        if (!m_handle)
-            return 0;
-        const int destroyed = context.destroyRecorder(std::exchange(m_handle, nullptr));
         return stopped ? stopped : destroyed;
     }
 

@@ -67,11 +67,16 @@ public:
     /// function: then that call is the last one.
     void close() noexcept
     {
+        NubrixStreamLedger last = emptyLedger();
+        if (m_isOpen)
+            nubrixStreamLedger(m_handle, &last);
         bool wasOpen = false;
         {
             const std::lock_guard<std::mutex> guard(m_lock);
             m_ended = true;
             wasOpen = m_isOpen.exchange(false);
+            if (wasOpen)
+                m_lastLedger = last;
         }
         if (wasOpen)
             closeStream();
@@ -187,12 +192,9 @@ private:
     {
         wake();
         m_camera->connection().remove(*this);
-        NubrixStreamLedger last = emptyLedger();
-        nubrixStreamLedger(m_handle, &last);
         m_camera->context().closeStream(m_handle);
         std::shared_ptr<Function> function;  // destroyed without the lock: it may hold a stream
         const std::lock_guard<std::mutex> guard(m_lock);
-        m_lastLedger = last;
         clearQueue();
         m_function.swap(function);
     }
