@@ -65,6 +65,16 @@ def slope(times, values):
     return sum((t - middle) * (v - mean) for t, v in zip(times, values)) / spread
 
 
+def doubt(times, values):
+    """Twice the standard error of the slope: what scattered values alone make of it."""
+    per_time = slope(times, values)
+    middle = sum(times) / len(times)
+    mean = sum(values) / len(values)
+    spread = sum((time - middle) ** 2 for time in times)
+    left = sum((v - mean - per_time * (t - middle)) ** 2 for t, v in zip(times, values))
+    return 2 * math.sqrt(left / max(len(times) - 2, 1) / spread)
+
+
 class Row:
     """One line of the table."""
 
@@ -83,7 +93,7 @@ class Row:
 def judge_memory(key, name, hours, values):
     per_hour = slope(hours, values)
     span = hours[-1] - hours[0]
-    allowed = max(KIB_PER_HOUR * span, NOISE_KIB[key])
+    allowed = max(KIB_PER_HOUR * span, NOISE_KIB[key]) + doubt(hours, values) * span
     grown = per_hour * span
     problem = f"grows by {grown:,.0f} KiB" if grown > allowed else ""
     return Row(name + ", KiB", values, per_hour, f"{allowed:,.0f} KiB in {span:.2f} h", problem)

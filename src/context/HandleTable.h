@@ -52,10 +52,12 @@ public:
     {
         const MutexLock guard(m_mutex);
         auto next = m_objects.begin();
-        return std::all_of(objects.begin(), objects.end(), [&](const Pointer &object) {
+        for (const Pointer &object : objects) {
             next = findFrom(next, object->handle());
-            return next != m_objects.end() && *next++ == object;
-        });
+            if (next == m_objects.end() || *next++ != object)
+                return false;
+        }
+        return true;
     }
     /// The first object that meets a condition, null without one.
     template <class Condition>

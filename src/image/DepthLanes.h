@@ -139,7 +139,7 @@ private:
     // The frames of a pool are rarely in a cache; where they are, this costs next to nothing.
     NUBRIX_KERNEL_INLINE void prefetch(const unsigned char *rgb, const unsigned short *depths)
     {
-        constexpr int kAhead = 256;  // pixels
+        constexpr std::size_t kAhead = 256;  // pixels
         __builtin_prefetch(rgb + 3 * kAhead, 1);
         __builtin_prefetch(depths + kAhead);
     }

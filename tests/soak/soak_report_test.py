@@ -71,6 +71,17 @@ class SoakReportTest(unittest.TestCase):
                                    for place, value in enumerate(columns["resident_kib"])]
         self.assert_fails(columns, "resident memory, KiB: grows by")
 
+    def test_memory_that_comes_and_goes_passes(self):
+        columns = self.columns(count=12)
+        columns["resident_kib"] = [16200 + 1800 * (place in (4, 9, 11)) for place in range(12)]
+        self.assertEqual(self.report(columns)[0], 0)
+
+    def test_a_leak_below_memory_that_comes_and_goes_fails(self):
+        columns = self.columns()
+        columns["resident_kib"] = [16200 + 1800 * (place % 5 == 0) + 60 * place
+                                   for place in range(LINES)]
+        self.assert_fails(columns, "resident memory, KiB: grows by")
+
     def test_the_limit_of_a_long_run_is_per_hour(self):
         columns = self.columns()
         for place in range(LINES):
