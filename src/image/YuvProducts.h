@@ -42,6 +42,17 @@ struct YuvProducts {
     {
         return Lanes::addProducts(bytesOf(even, odd), bytes);
     }
+    /// Modulo 2^16: the terms of a sum that fits need not.
+    NUBRIX_KERNEL_INLINE Words added(Words a, Words b)
+    {
+        return __builtin_bit_cast(
+            Words, __builtin_bit_cast(Unsigned, a) + __builtin_bit_cast(Unsigned, b));
+    }
+    NUBRIX_KERNEL_INLINE Words subtracted(Words a, Words b)
+    {
+        return __builtin_bit_cast(
+            Words, __builtin_bit_cast(Unsigned, a) - __builtin_bit_cast(Unsigned, b));
+    }
     /// Bytes minus 128.
     NUBRIX_KERNEL_INLINE Bytes centred(Bytes bytes) { return bytes ^ bytesOf(128, 128); }
 
@@ -64,6 +75,8 @@ struct YuvProducts {
     }
 
 private:
+    typedef unsigned short Unsigned __attribute__((vector_size(sizeof(Words))));
+
     // A byte that divides the product with a quotient that is a signed byte.
     static constexpr int factorOf(int product)
     {
@@ -98,9 +111,10 @@ public:
     ProductsOf10Bits(Words u, Words v)
     {
         // floor(204.25 (V - 128)) and floor(-104.125 (V - 128)) - 50 (U - 128)
-        m_red = Lanes::multiplyHigh(v, 52288) + Lanes::allOf(kLess - 26144 - 35);
-        m_green = Products::ofUnsigned(u, 0, -50) - Lanes::multiplyHigh(v, 26656) +
-                  Lanes::allOf(kLess + 6400 + 13328 + 17);
+        m_red = Products::added(Lanes::multiplyHigh(v, 52288), Lanes::allOf(kLess - 26144 - 35));
+        m_green =
+            Products::subtracted(Products::ofUnsigned(u, 0, -50), Lanes::multiplyHigh(v, 26656));
+        m_green = Products::added(m_green, Lanes::allOf(kLess + 6400 + 13328 + 17));
         // floor(2.25 (U - 128)) + 288 and 2 (U - 128) + 26
         m_blue = Lanes::multiplyHigh(u, 576);
         m_bluePlus = Products::ofUnsigned(u, -115, 2);
