@@ -57,7 +57,8 @@ TEST_F(ThreadFailureTest, FailingToCreateAttributesFailsTheStartWithoutALogLine)
     EXPECT_EQ(m_thread->stop(), 0);
 }
 
-// The new thread is held at its first line until the start has given up.
+// The new thread is held at its first line until it may begin: when the start has given up, or
+// waits.
 class LateThreadTest : public ThreadFixture {
 protected:
     LateThreadTest()
@@ -68,7 +69,7 @@ protected:
             return ETIMEDOUT;
         };
         m_calls.join = [this](pthread_t thread, void **result) {
-            m_startGaveUp.open();
+            m_mayBegin.open();
             return RealCalls::join(thread, result);
         };
     }
@@ -76,13 +77,13 @@ protected:
     {
         m_hold = std::make_unique<LogRecorder>([this](const LogLine &line) {
             if (line.text.find("Begin run thread") == 0)
-                m_startGaveUp.pass();
+                m_mayBegin.pass();
         });
     }
 
     std::int64_t m_deadlineNs = 0;
     std::int64_t m_waitBeganNs = 0;
-    Latch m_startGaveUp;
+    Latch m_mayBegin;
     SystemCalls m_calls;
     std::unique_ptr<LogRecorder> m_hold;
 };
@@ -111,11 +112,13 @@ TEST_F(LateThreadTest, AThreadThatDoesNotBeginInTwoSecondsIsGivenUp)
 
 TEST_F(LateThreadTest, AThreadThatBeginsInTheInstantOfTheTimeoutDoesNotRunEither)
 {
-    m_calls.condTimedWait = [](pthread_cond_t *condition, pthread_mutex_t *mutex,
-                               const timespec *until) {
+    m_calls.condTimedWait = [this](pthread_cond_t *condition, pthread_mutex_t *mutex,
+                                   const timespec *until) {
+        m_mayBegin.open();  // the event is set once this wait releases the mutex
         EXPECT_EQ(RealCalls::condTimedWait(condition, mutex, until), 0);
         return ETIMEDOUT;
     };
+    holdTheThread();
     std::atomic<int> calls{0};
     makeThread([&] { return ++calls, true; });
     {

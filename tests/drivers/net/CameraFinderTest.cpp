@@ -73,7 +73,7 @@ TEST_F(CameraFinderTest, ACameraThatDoesNotAnswerIsAwaited)
     camera.setMuted();
     CameraFinder finder(false);
     finder.sendRequests({kAddress});
-    ASSERT_TRUE(camera.awaitRequests(1));
+    ASSERT_TRUE(camera.awaitFirstRequest());
     EXPECT_FALSE(finder.awaitAnswer(UdpSocket::Clock::now() + std::chrono::milliseconds(50)));
     EXPECT_TRUE(finder.isAnswerPossible());
 }

@@ -145,7 +145,7 @@ TEST_F(CameraMonitorTest, CamerasThatAnswerBeforeTheThreadRunsAreInTheFirstList)
     DistantCamera camera({kAddress, {}, std::chrono::milliseconds(1500), {}});
     write("[network]\naddresses=" + std::string(kAddress) + "\n");
     CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
-    ASSERT_TRUE(camera.awaitRequests(1));
+    ASSERT_TRUE(camera.awaitFirstRequest());
     EXPECT_EQ(threadsOf("nubrix-net"), 0);
     monitor.start();
     EXPECT_THAT(monitor.cameras(), testing::SizeIs(1));

@@ -65,6 +65,13 @@ public:
         return m_changed.wait_for(lock, kDeadline, [&] { return m_requests >= wanted; });
     }
 
+    /// The same for the first request, which may have come already.
+    bool awaitFirstRequest()
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_changed.wait_for(lock, kDeadline, [&] { return m_requests > 0; });
+    }
+
 private:
     using Bytes = std::vector<unsigned char>;
 

@@ -266,18 +266,21 @@ private:
     }
     void call(const Function &function, Frame frame) noexcept
     {
+        std::exception_ptr problem;
         try {
             function(std::move(frame));
         } catch (...) {  // stop and next throw it; nothing may reach the library
-            const std::exception_ptr problem = asError();
-            {
-                const std::lock_guard<std::mutex> guard(m_lock);
-                m_problem = problem;
-                m_function = nullptr;
-                m_ended = true;
-            }
-            wake();
+            problem = asError();
         }
+        if (!problem)
+            return;
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            m_problem = std::move(problem);  // the only reference: another thread destroys it
+            m_function = nullptr;
+            m_ended = true;
+        }
+        wake();
     }
     /// The exception that is being handled; as an Error when it is none.
     std::exception_ptr asError() const noexcept
