@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+
 #include "tests/drivers/net/DistantCamera.h"
 #include "tests/drivers/net/NetFixture.h"
 
@@ -28,6 +30,8 @@ protected:
 
 TEST_F(CameraFinderTest, NoAnswerIsPossibleWhereNobodyReceivesRequests)
 {
+    if (std::getenv("NUBRIX_EMULATED") != nullptr)
+        GTEST_SKIP() << "the emulator does not report all refusals";
     CameraFinder everywhere(true);
     everywhere.sendRequests({kUnused, kAddress});
     EXPECT_FALSE(awaitAnswer(everywhere));
