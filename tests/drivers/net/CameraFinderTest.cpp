@@ -31,7 +31,7 @@ protected:
 TEST_F(CameraFinderTest, NoAnswerIsPossibleWhereNobodyReceivesRequests)
 {
     if (std::getenv("NUBRIX_EMULATED") != nullptr)
-        GTEST_SKIP() << "the emulator does not report all refusals";
+        GTEST_SKIP() << "the emulator does not report refusals";
     CameraFinder everywhere(true);
     everywhere.sendRequests({kUnused, kAddress});
     EXPECT_FALSE(awaitAnswer(everywhere));
@@ -55,6 +55,8 @@ TEST_F(CameraFinderTest, NoAnswerIsPossibleWhenNothingIsSearched)
 
 TEST_F(CameraFinderTest, AnAnswerIsPossibleUntilAllCamerasHaveAnswered)
 {
+    if (std::getenv("NUBRIX_EMULATED") != nullptr)
+        GTEST_SKIP() << "the emulator does not report refusals";
     const DistantCamera own("127.0.0.1");
     const DistantCamera other(kAddress);
     CameraFinder finder(true);
