@@ -261,9 +261,13 @@ std::optional<in_addr> UdpSocket::takeRefusal() const
         cmsghdr header;
         char space[CMSG_SPACE(sizeof(sock_extended_err) + sizeof(sockaddr_in))];
     } control = {};
+    char byte = 0;  // of the refused packet: not every system reports into no space at all
+    iovec part = {&byte, sizeof byte};
     msghdr message = {};
     message.msg_name = &to;
     message.msg_namelen = sizeof to;
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
     message.msg_control = &control;
     message.msg_controllen = sizeof control;
     if (::recvmsg(m_descriptor, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0 ||
