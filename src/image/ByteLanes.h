@@ -19,9 +19,6 @@ template <int N>
 struct ByteOrders {
     static constexpr int kBlocks = N / 16;
 
-    struct Packed {  // the lower bytes of two vectors of words
-        static constexpr int of(int i) { return i / 16 * 16 + i % 8 * 2 + (i % 16 < 8 ? 0 : N); }
-    };
     template <int kColour>
     struct SpreadColour {
         static constexpr int of(int i)
@@ -88,7 +85,7 @@ struct ByteLanes {
 
     static constexpr int kBytes = N;
     static constexpr int kBlocks = N / 16;
-    static constexpr bool kHasThreeWayLogic = false;
+    static constexpr bool kHasThreeWayLogic = false;  // (a & b) ^ c is one instruction
 
     template <class Vector = Bytes>
     NUBRIX_KERNEL_INLINE Vector load(const void *from)
@@ -103,10 +100,6 @@ struct ByteLanes {
         __builtin_memcpy(to, &values, sizeof(values));
     }
     NUBRIX_KERNEL_INLINE Words allOf(int value) { return Words{} + static_cast<short>(value); }
-    NUBRIX_KERNEL_INLINE Words widen(HalfBytes bytes)
-    {
-        return __builtin_convertvector(bytes, Words);
-    }
     /// The bytes at the even places, and at the odd ones, as words.
     NUBRIX_KERNEL_INLINE Words evenBytes(Bytes bytes)
     {
@@ -126,18 +119,6 @@ struct ByteLanes {
     {
         return (__builtin_bit_cast(Words, bytes) & allOf(-256)) | allOf(low);
     }
-    /// a + b, or the largest word if that is less; no sum may be below the smallest word.
-    NUBRIX_KERNEL_INLINE Words addSaturated(Words a, Words b)
-    {
-        const Words most = allOf(32767) - (b < 0 ? Words{} : b);
-        return (a < most ? a : most) + b;
-    }
-    /// The words clamped to bytes: in each block those of `a`, then those of `b`.
-    NUBRIX_KERNEL_INLINE Bytes pack(Words a, Words b)
-    {
-        return shuffle<typename Orders::Packed>(clamped(a), clamped(b));
-    }
-
     /// Lane i of the result is lane Order::of(i) of a (below the number of lanes) or b.
     template <class Order, class Vector>
     NUBRIX_KERNEL_INLINE Vector shuffle(Vector a, Vector b)
@@ -266,11 +247,6 @@ private:
     NUBRIX_KERNEL_INLINE Block block(Bytes values, std::integer_sequence<int, kIndices...>)
     {
         return __builtin_shufflevector(values, values, (kFirst + kIndices)...);
-    }
-    NUBRIX_KERNEL_INLINE Bytes clamped(Words words)
-    {
-        words = words < 0 ? Words{} : words;
-        return __builtin_bit_cast(Bytes, words > 255 ? allOf(255) : words);
     }
 };
 

@@ -19,12 +19,7 @@ struct NeonDepthPixels {
         std::size_t i = 0;
         for (; i + kPixels <= pixels; i += kPixels)
             convert(rgb + 3 * i, depths + i, levels);
-        for (; i < pixels; ++i) {
-            if (depths[i] != 0) {
-                rgb[3 * i] = rgb[3 * i + 1] = levels[depths[i]];
-                rgb[3 * i + 2] = 0;
-            }
-        }
+        kDepthPlain.colours(rgb + 3 * i, depths + i, pixels - i, levels);
     }
 
 private:

@@ -2,7 +2,6 @@
 #include <immintrin.h>
 
 #include "image/ImageLanes.h"
-#include "image/YuvProducts.h"
 
 namespace nubrix {
 
@@ -52,7 +51,7 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvAvx2 = kYuvKernelOf<Avx2Lanes, ProductColours<Avx2Lanes>>;
+const YuvKernel kYuvAvx2 = kYuvKernelOf<Avx2Lanes>;
 const TurnKernels kTurnsAvx2 = kTurnKernelsOf<Avx2Lanes>;
 
 }  // namespace nubrix

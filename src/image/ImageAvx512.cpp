@@ -1,7 +1,6 @@
 // Image kernels with AVX-512.
 #include "image/Avx512Lanes.h"
 #include "image/ImageLanes.h"
-#include "image/YuvProducts.h"
 
 namespace nubrix {
 
@@ -50,7 +49,7 @@ struct TileLanes : ByteLanes<TileLanes, 32> {};
 
 }  // namespace
 
-const YuvKernel kYuvAvx512 = kYuvKernelOf<Lanes, ProductColours<Lanes>>;
+const YuvKernel kYuvAvx512 = kYuvKernelOf<Lanes>;
 const TurnKernels kTurnsAvx512 = kTurnKernelsOf<Lanes, TileLanes>;
 
 }  // namespace nubrix

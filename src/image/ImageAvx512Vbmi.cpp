@@ -1,7 +1,6 @@
 // Conversions from YUV with AVX-512 and VBMI, which permutes the bytes of a whole vector.
 #include "image/Avx512Lanes.h"
 #include "image/ImageLanes.h"
-#include "image/YuvProducts.h"
 
 namespace nubrix {
 
@@ -73,6 +72,6 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvAvx512Vbmi = kYuvKernelOf<Lanes, ProductColours<Lanes>>;
+const YuvKernel kYuvAvx512Vbmi = kYuvKernelOf<Lanes>;
 
 }  // namespace nubrix

@@ -13,11 +13,10 @@ inline constexpr TurnKernel<T> kTurnKernelOf = {&QuarterTurns<Tile, T>::clockwis
                                                 &QuarterTurns<Tile, T>::anticlockwise90,
                                                 &Reversed::reverse, &Reversed::mirrorRow};
 
-/// `Colours` is YuvColours or ProductColours.
-template <class Lanes, class Colours>
-inline constexpr YuvKernel kYuvKernelOf = {
-    &YuvRows<Lanes, Colours>::i420Rows, &YuvRows<Lanes, Colours>::nv21Rows,
-    &YuvRows<Lanes, Colours>::yuyvGroups, &YuvRows<Lanes, Colours>::uyvyGroups};
+template <class Lanes>
+inline constexpr YuvKernel kYuvKernelOf = {&YuvRows<Lanes>::i420Rows, &YuvRows<Lanes>::nv21Rows,
+                                           &YuvRows<Lanes>::yuyvGroups,
+                                           &YuvRows<Lanes>::uyvyGroups};
 
 /// Quarter turns use TileLanes: longer vectors do not make them faster.
 template <class Lanes, class TileLanes = Lanes>

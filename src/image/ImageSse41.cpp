@@ -2,7 +2,6 @@
 #include <immintrin.h>
 
 #include "image/ImageLanes.h"
-#include "image/YuvProducts.h"
 
 namespace nubrix {
 
@@ -50,7 +49,7 @@ private:
 
 }  // namespace
 
-const YuvKernel kYuvSse41 = kYuvKernelOf<Sse41Lanes, ProductColours<Sse41Lanes>>;
+const YuvKernel kYuvSse41 = kYuvKernelOf<Sse41Lanes>;
 const TurnKernels kTurnsSse41 = kTurnKernelsOf<Sse41Lanes>;
 
 }  // namespace nubrix

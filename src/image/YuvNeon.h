@@ -1,8 +1,8 @@
 // The conversions from YUV to RGB with NEON, 16 pixels at a time; for ImageNeon.cpp only.
 //
 // NEON multiplies bytes to words and shifts, clamps and narrows words in one instruction, so the
-// formulas differ from those of YuvLanes.h; the values are the same. Everything is in an anonymous
-// namespace, because it must not be linked into code for other processors.
+// formulas differ from those of YuvProducts.h; the values are the same. Everything is in an
+// anonymous namespace, because it must not be linked into code for other processors.
 #pragma once
 
 #include <arm_neon.h>
@@ -113,8 +113,9 @@ struct NeonOf8Bits : NeonWholeNumbers {
     }
 };
 
-/// The formula of doubles: whole numbers that depend on U and V alone are added to Y (YuvLanes.h).
-/// Those of red and blue are e + 0.370705 e and d + 0.732446 d; 16 bits of the fractions suffice.
+/// The formula of doubles: whole numbers that depend on U and V alone are added to Y
+/// (YuvProducts.h). Those of red and blue are e + 0.370705 e and d + 0.732446 d; 16 bits of the
+/// fractions suffice.
 struct NeonOfDoubles {
     NUBRIX_KERNEL_INLINE NeonOfDoubles of(const NeonPairs &pairs)
     {

@@ -1,22 +1,40 @@
-// The conversions from YUV to RGB for instruction sets that multiply bytes in pairs and keep the
-// upper halves of products, as all of x86 from SSSE3 on do: a factor with a fraction then takes one
-// instruction. Compiled once for each instruction set.
+// The formulas of the conversions from YUV to RGB, for instruction sets that multiply bytes in
+// pairs and keep the upper halves of products, as all of x86 from SSSE3 on do: a factor with a
+// fraction then takes one instruction. Compiled once for each instruction set.
 //
-// The formulas are those of YuvLanes.h. A product with the upper half is (256 x) * (256 factor)
-// >> 16, so x lies in the upper byte of a word. What lies in its lower byte is a constant that
-// rounds the result the right way and makes the sum of another product whole.
+// Two pixels share a U and a V. A formula computes from U and V what the colours add to Y, and then
+// the colours of the first and of the second pixels of the pairs; all are words of 16 bits. The
+// factors of the formula of 10 bits but those of U and V are multiples of 8, so
+//     (1192 y + c) >> 10 = (149 y + floor(c / 8)) >> 7
+// which fits when a constant is subtracted from one summand and added to the other; likewise
+//     (298 y + c) >> 8 = (149 y + floor(c / 2)) >> 7
+// for that of 8 bits. The formula of doubles adds a fraction to the whole number Y, which is
+// rounded like the fraction alone: a whole number for every U and V.
+//
+// A product with the upper half is (256 x) * (256 factor) >> 16, so x lies in the upper byte of a
+// word. What lies in its lower byte is a constant that rounds the result the right way and makes
+// the sum of another product whole.
 #pragma once
 
-#include "image/YuvLanes.h"
+#include "image/ByteLanes.h"
 
 namespace nubrix {
 
+/// Words of the first pixels of the pairs, and of the second ones.
+template <class Lanes>
+struct YuvPairs {
+    typename Lanes::Words first, second;
+};
+
 /// Operations that Lanes offers in addition to those of ByteLanes:
-///   kHasThreeWayLogic                                          (a & b) ^ c is one instruction
+///   Words addSaturated(Words a, Words b)
 ///   Words addProducts(Bytes unsignedBytes, Bytes signedBytes)  the sums of two products of bytes
 ///   Words multiplyHigh(Words a, int factor)                    the upper half, all unsigned
 ///   Words multiplyHighSigned(Words a, int factor)
 ///   Bytes subtractSaturated(Bytes a, Bytes b)                  0 where b is larger
+///   Bytes pack(Words a, Words b)                               clamped to bytes: in each block
+///   those
+///                                                              of a, then those of b
 ///   Words spread(const void *from, int low)                    words 256 * byte + low
 template <class Lanes>
 struct YuvProducts {
@@ -192,9 +210,9 @@ private:
     Words m_red, m_green, m_blue;
 };
 
-/// The same as YuvColours.
+/// Which formula a format has, and how its U and V are loaded.
 template <class Lanes>
-struct ProductColours {
+struct YuvColours {
     using Bytes = typename Lanes::Bytes;
     using Of10Bits = ProductsOf10Bits<Lanes>;
 
