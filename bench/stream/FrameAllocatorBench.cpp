@@ -77,24 +77,24 @@ private:
     std::thread m_thread;
 };
 
-// With another thread that does the same all the time, and the lock alone in the same way.
+/// As many operations, while another thread does the same all the time.
+template <class Job>
+void repeatWithRival(const Job &job)
+{
+    const Rival rival(job);
+    for (int i = 0; i < kOperations; ++i)
+        job();
+}
+
+// Against the lock alone in the same way; starting and joining the rival belongs to both.
 void BM_FrameAllocator_Contended(benchmark::State &state)
 {
     nubrix::FrameAllocator pool(kFrameBytes, 4, 10);
     warm(pool);
     nubrix::CriticalSectionImpl lock;
     nubrix::bench::measureAgainst(
-        state, kOperations,
-        [&] {
-            const Rival rival([&] { allocRelease(pool); });
-            for (int i = 0; i < kOperations; ++i)
-                allocRelease(pool);
-        },
-        [&] {
-            const Rival rival([&] { enterLeave(lock); });
-            for (int i = 0; i < kOperations; ++i)
-                enterLeave(lock);
-        });
+        state, kOperations, [&] { repeatWithRival([&] { allocRelease(pool); }); },
+        [&] { repeatWithRival([&] { enterLeave(lock); }); });
 }
 BENCHMARK(BM_FrameAllocator_Contended)->UseManualTime()->Unit(benchmark::kMicrosecond);
 

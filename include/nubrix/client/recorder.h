@@ -50,7 +50,8 @@ public:
         return now;
     }
     /// What frames were lost and why, a line for each cause that begins with the type of the
-    /// stream; empty when none was.
+    /// stream; empty when none was. Before finish, a frame that is being written counts as not
+    /// recorded.
     std::vector<std::string> losses() const
     {
         std::vector<std::string> lines;
