@@ -14,8 +14,8 @@ function(nubrix_folder name)
   set_property(GLOBAL APPEND PROPERTY NUBRIX_FOLDER_RULES "${name}:${depends}")
 endfunction()
 
-# nubrix_plugin(TARGET OUTPUT_NAME SOURCES... [LINK ...] [FOLDER lib/...]): a plug-in as the library
-# loads it. It sees include/ and drivers/ only and does not link the library.
+# nubrix_plugin(TARGET OUTPUT_NAME NAME [DIRECTORY FOLDER] SOURCES... [LINK ...]): a plug-in as the
+# library loads it. It sees include/ and drivers/ only and does not link the library.
 function(nubrix_plugin target)
   cmake_parse_arguments(arg "" "OUTPUT_NAME;DIRECTORY" "SOURCES;LINK" ${ARGN})
   add_library(${target} MODULE ${arg_SOURCES})
@@ -26,4 +26,16 @@ function(nubrix_plugin target)
   if(arg_DIRECTORY)
     set_target_properties(${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${arg_DIRECTORY})
   endif()
+endfunction()
+
+# nubrix_installed_plugin(TARGET OUTPUT_NAME NAME [BELOW FOLDER] SOURCES... [LINK ...]): one that is
+# installed, into the folder of plug-ins or a FOLDER there. It exports what lib<NAME>.map lists.
+function(nubrix_installed_plugin target)
+  cmake_parse_arguments(arg "" "OUTPUT_NAME;BELOW" "" ${ARGN})
+  set(map ${CMAKE_CURRENT_SOURCE_DIR}/lib${arg_OUTPUT_NAME}.map)
+  nubrix_plugin(${target} OUTPUT_NAME ${arg_OUTPUT_NAME} ${arg_UNPARSED_ARGUMENTS}
+                DIRECTORY ${PROJECT_BINARY_DIR}/lib/nubrix/${arg_BELOW})
+  target_link_options(${target} PRIVATE -Wl,--version-script=${map})
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
+  install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/nubrix/${arg_BELOW})
 endfunction()

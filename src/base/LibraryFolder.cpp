@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <libgen.h>
+#include <unistd.h>
 
 namespace nubrix {
 
@@ -12,6 +13,12 @@ std::string libraryFolder()
         return {};
     std::string path = info.dli_fname;
     return std::string(dirname(path.data())) + "/";
+}
+
+bool liesInPlugInFolder(const std::string &folder, const char *file)
+{
+    return access((folder + file).c_str(), F_OK) != 0 &&
+           access((folder + kPlugInFolder + file).c_str(), F_OK) == 0;
 }
 
 }  // namespace nubrix

@@ -37,11 +37,14 @@ PlugIn g_plugIns[] = {
     {DRIVER_TYPE_MINI, "libNubrixMiniDriver.so", &libMiniDriverHandle, &delMiniDriver, nullptr},
 };
 
-// The address and thread sanitizers end the process on RTLD_DEEPBIND.
+// The address and thread sanitizers end the process on RTLD_DEEPBIND, and call dlopen on behalf of
+// the library, whose RUNPATH then does not apply.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kOpenFlags = RTLD_NOW;
+constexpr bool kRunPathApplies = false;
 #else
 constexpr int kOpenFlags = RTLD_NOW | RTLD_DEEPBIND;
+constexpr bool kRunPathApplies = true;
 #endif
 
 PlugIn *plugInOf(DRIVER_TYPE type)
@@ -64,9 +67,12 @@ void *openLibrary(const std::string &path)
 }
 
 // Opened twice on purpose: the plug-in next to the library wins over one of the same name
-// elsewhere, but only if it really is one.
+// elsewhere, but only if it really is one. In an installation it is no failure that there is none:
+// the bare name is found, by the library's RUNPATH, in the folder of plug-ins.
 std::string choosePath(const std::string &folder, const char *file)
 {
+    if (liesInPlugInFolder(folder, file))
+        return kRunPathApplies ? file : folder + kPlugInFolder + file;
     const std::string path = folder + file;
     void *const probe = openLibrary(path);
     if (!probe)

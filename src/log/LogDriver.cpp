@@ -62,7 +62,10 @@ int loadLogDriver(const char *moduleName)
 {
     if (g_handle)
         return 0;
-    const std::string path = libraryFolder() + "libNubrixLogDriver.so";
+    const char *const file = "libNubrixLogDriver.so";
+    const std::string folder = libraryFolder();
+    const std::string path =
+        (liesInPlugInFolder(folder, file) ? folder + kPlugInFolder : folder) + file;
     g_handle = dlopen(path.c_str(), RTLD_NOW);
     if (!g_handle)
         return -1;

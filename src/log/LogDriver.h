@@ -3,9 +3,10 @@
 
 namespace nubrix {
 
-/// Loads the plug-in from the library's folder and names this library `moduleName` in its log.
-/// Returns 0, also when it is loaded already; -1 when it, or one of its nine functions, is missing:
-/// every log call then does nothing. The binding is one for the process. Not thread-safe.
+/// Loads the plug-in from the library's folder, or its folder of plug-ins, and names this library
+/// `moduleName` in its log. Returns 0, also when it is loaded already; -1 when it, or one of its
+/// nine functions, is missing: every log call then does nothing. The binding is one for the
+/// process. Not thread-safe.
 int loadLogDriver(const char *moduleName);
 /// Unloads the plug-in, for every context. Returns 0. Not thread-safe.
 int unloadLogDriver();

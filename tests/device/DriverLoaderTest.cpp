@@ -76,6 +76,28 @@ TEST_F(DriverLoading, LoadsThePlugInNextToTheLibrary)
     EXPECT_NE(handle("delUvcDriver"), nullptr);
 }
 
+TEST_F(DriverLoading, FindsThePlugInsOfAnInstallationAndReportsNoFailure)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const std::string found = "4 cur Driver Path = FOLDER/nubrix/libNubrixUvcDriver.so";
+#else
+    const std::string found = kSearchPath;
+#endif
+    FakeDriver &usb = m_library.installDriver(std::string("nubrix/") + kUvcDriver);
+    EXPECT_THAT(initializing(), ElementsAre(found, "4 Load uvc driver succeed!"));
+    EXPECT_EQ(usb.countCalls("initialize"), 1U);
+}
+
+TEST_F(DriverLoading, PrefersThePlugInNextToTheLibraryToTheInstalledOne)
+{
+    FakeDriver &installed = m_library.installDriver(std::string("nubrix/") + kUvcDriver);
+    FakeDriver &usb = m_library.installDriver(kUvcDriver);
+    EXPECT_THAT(initializing(), ElementsAre("4 cur Driver Path = FOLDER/libNubrixUvcDriver.so",
+                                            "4 Load uvc driver succeed!"));
+    EXPECT_EQ(usb.countCalls("initialize"), 1U);
+    EXPECT_EQ(installed.countCalls("initialize"), 0U);
+}
+
 TEST_F(DriverLoading, OpensAPlugInTwice)
 {
     unsetenv("NUBRIX_TEST_LOADS");

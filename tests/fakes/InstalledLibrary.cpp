@@ -45,7 +45,9 @@ void InstalledLibrary::install(const std::string &plugin, const std::string &nam
     // A copy: two links to one file are one library to the loader.
     const std::filesystem::path built =
         std::filesystem::path(paths::kTestPlugins) / ("lib" + plugin + ".so");
-    std::filesystem::copy_file(built, m_folder.file(name),
+    const std::filesystem::path installed = m_folder.file(name);
+    std::filesystem::create_directories(installed.parent_path());
+    std::filesystem::copy_file(built, installed,
                                std::filesystem::copy_options::overwrite_existing);
 }
 

@@ -14,7 +14,7 @@ mkdir -p "$folder"
 "$here/first_block.sh" "$document" >"$folder/slope.cpp"
 command=$(sed -n 's/^g++ //p' "$document")
 (cd "$folder" && eval "$CXX $command -I \"\$tree/include\" -Wall -Wextra -Werror")
-ln -s "$libdir/libNubrix.so.2" "$libdir/libNubrixLogDriver.so" "$folder"
+ln -s "$libdir/libNubrix.so.2" "$libdir/nubrix/libNubrixLogDriver.so" "$folder"
 
 export LD_LIBRARY_PATH="$folder"
 "$tree/bin/nubrix" list | tee "$folder/list"

@@ -2,11 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "base/LogCall.h"
 #include "nubrix/log_driver.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/fakes/SystemCalls.h"
 
 namespace nubrix {
@@ -88,7 +90,7 @@ protected:
     {
         g_plugInCalls.clear();
         m_calls.dladdr = [this](const void *, Dl_info *info) {
-            info->dli_fname = "/opt/camera/libNubrix.so.2";
+            info->dli_fname = m_library.c_str();
             return m_loaderKnowsTheLibrary ? 1 : 0;
         };
         m_calls.dlopen = [this](const char *path, int mode) -> void * {
@@ -124,6 +126,7 @@ protected:
         EXPECT_THAT(g_plugInCalls, IsEmpty());
     }
 
+    std::string m_library = "/opt/camera/libNubrix.so.2";
     bool m_loaderKnowsTheLibrary = true;
     bool m_plugInExists = true;
     std::string m_missing;
@@ -148,6 +151,22 @@ TEST_F(LogDriverTest, WhenTheLibraryDoesNotKnowItsFolderTheBareNameIsLoaded)
     m_plugInExists = false;
     EXPECT_EQ(loadLogDriver("module"), -1);
     EXPECT_THAT(m_asked, ElementsAre("open libNubrixLogDriver.so 2"));
+}
+
+TEST_F(LogDriverTest, TheFolderOfPlugInsServesWhenThereIsNoneNextToTheLibrary)
+{
+    TemporaryFolder folder;
+    m_library = folder.path() / "libNubrix.so.2";
+    std::filesystem::create_directory(folder.path() / "nubrix");
+    const std::string installed = folder.file("nubrix/libNubrixLogDriver.so", "");
+    EXPECT_EQ(loadLogDriver("module"), 0);
+    EXPECT_EQ(m_asked.front(), "open " + installed + " 2");
+    EXPECT_EQ(unloadLogDriver(), 0);
+
+    const std::string nextToTheLibrary = folder.file("libNubrixLogDriver.so", "");
+    m_asked.clear();
+    EXPECT_EQ(loadLogDriver("module"), 0);
+    EXPECT_EQ(m_asked.front(), "open " + nextToTheLibrary + " 2");
 }
 
 TEST_F(LogDriverTest, WithoutAPlugInNoCallLogsAnything)

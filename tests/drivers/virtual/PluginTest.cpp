@@ -95,7 +95,7 @@ TEST(PluginTest, IsNextToLinksToTheLibraryAndItsLog)
     EXPECT_EQ(std::filesystem::read_symlink(folder / NUBRIX_LIBRARY_NAME),
               std::filesystem::path("../..") / NUBRIX_LIBRARY_NAME);
     EXPECT_EQ(std::filesystem::read_symlink(folder / "libNubrixLogDriver.so"),
-              "../../libNubrixLogDriver.so");
+              "../libNubrixLogDriver.so");
 }
 
 }  // namespace

@@ -178,7 +178,7 @@ TEST_F(ListCommandTest, OnATerminalCtrlCIsNoFailure)
 
 TEST_F(ListCommandTest, TheLogIsSilentWithoutVerbose)
 {
-    std::filesystem::copy_file(std::string(paths::kLib) + "/libNubrixLogDriver.so",
+    std::filesystem::copy_file(std::string(paths::kLib) + "/nubrix/libNubrixLogDriver.so",
                                in("libNubrixLogDriver.so"));
     m_folder.file("libNubrixUvcDriver.so", "broken");
     EXPECT_EQ(list().err, "");

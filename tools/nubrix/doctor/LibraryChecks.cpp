@@ -45,7 +45,10 @@ std::string libraryPath()
 std::string pluginPath(const std::string &name)
 {
     const std::string library = libraryPath();
-    return library.substr(0, library.rfind('/') + 1) + name;
+    const std::string folder = library.substr(0, library.rfind('/') + 1);
+    const std::string installed = folder + "nubrix/" + name;
+    const bool nextToLibrary = access((folder + name).c_str(), F_OK) == 0;
+    return !nextToLibrary && access(installed.c_str(), F_OK) == 0 ? installed : folder + name;
 }
 
 std::vector<PluginState> pluginStates()

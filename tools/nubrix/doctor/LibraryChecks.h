@@ -18,7 +18,8 @@ struct PluginState {
 
 /// The path of libNubrix.so.
 std::string libraryPath();
-/// The path at which the library expects a plug-in.
+/// The path at which the library finds a plug-in: next to it, or in its folder of plug-ins. The
+/// former if there is none.
 std::string pluginPath(const std::string &name);
 
 /// The driver plug-ins that the library supports. Needs a Session.
