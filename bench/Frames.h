@@ -12,13 +12,14 @@
 
 namespace nubrix::bench {
 
+/// The same bytes each time. They are kept: to make them takes longer than most measurements.
 inline std::vector<unsigned char> randomBytes(std::size_t size)
 {
-    std::mt19937 random(1);
-    std::vector<unsigned char> bytes(size);
-    for (unsigned char &byte : bytes)
-        byte = static_cast<unsigned char>(random());
-    return bytes;
+    static std::mt19937 random(1);
+    static std::vector<unsigned char> bytes;
+    while (bytes.size() < size)
+        bytes.push_back(static_cast<unsigned char>(random()));
+    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
 }
 
 struct Frame {

@@ -25,13 +25,14 @@ if has neon; then sets="$sets neon"; fi
 rm -f build/release/bench/*.json
 for bench in build/release/bench/*_bench; do
     name=${bench##*/}
+    each=any in=
     case $name in
     image_bench | point_cloud_bench | checksum_bench) each=$sets ;;
-    *) each=any ;;
+    net_stream_bench) in=tests/drivers/net/own_network.sh ;;
     esac
     for set in $each; do
         echo "== $name $set" >&2
-        NUBRIX_CPU=$set "$bench" --benchmark_filter="${1:-.}" --benchmark_min_time=0.1 \
+        NUBRIX_CPU=$set $in "$bench" --benchmark_filter="${1:-.}" --benchmark_min_time=0.05 \
             --benchmark_format=json --benchmark_out_format=json \
             --benchmark_out="$bench.$set.json" >/dev/null
     done
