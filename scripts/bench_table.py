@@ -69,18 +69,22 @@ def cell(value):
     return f"{ratio:.2f} ({'met' if ratio >= goal else 'not met'}: {goal})"
 
 
-def machine():
+def machine(folder):
+    """The processor, and how busy it was when the programs began."""
+    contexts = [json.loads(path.read_text())["context"] for path in folder.glob("*_bench.*.json")
+                if path.stat().st_size]
+    loads = [context["load_avg"][0] for context in contexts]
     info = pathlib.Path("/proc/cpuinfo").read_text()
     model = re.search(r"^(?:model name|Model)\s*: (.*)$", info, re.MULTILINE)
-    load = os.getloadavg()[0]
     return (f"{model.group(1).strip() if model else os.uname().machine}, {os.cpu_count()} processors, "
-            f"load {load:.1f} at the end; {datetime.date.today()}")
+            f"load {min(loads):.1f} to {max(loads):.1f}; {datetime.date.today()}")
 
 
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    programs, unused = collect(pathlib.Path(sys.argv[1]))
+    folder = pathlib.Path(sys.argv[1])
+    programs, unused = collect(folder)
     if not programs:
         sys.exit("bench_table: nothing was measured")
     values = [value for rows in programs.values() for row in rows.values() for value in row.values()]
@@ -92,7 +96,7 @@ which its name ends with, in the same run. The figure is a ratio: how many times
 the job is, the lowest of all image sizes. In brackets is the goal. `frames:1` works on one image,
 which the caches hold, `frames:8` on eight in turn, as frames from a pool are.
 
-Measured on: {machine()}.
+Measured on: {machine(folder)}.
 
 Goals met: {sum(goals)} of {len(goals)}.""")
     if unused:

@@ -123,7 +123,8 @@ public:
         : m_path(path), m_recorder(path)
     {
         m_recorder.AttachStream(&stream, stream.getFrameType(), 0);
-        // The benchmark alone passes frames on: the stream's thread would add the one that is queued.
+        // The benchmark alone passes frames on: the stream's thread would add the one that is
+        // queued.
         stream.newFrameSignal().disconnect(&m_recorder);
     }
     ~RecorderFile() { std::filesystem::remove(m_path); }
