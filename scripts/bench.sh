@@ -41,6 +41,6 @@ done
 if [ $# -gt 0 ]; then
     /usr/bin/python3 scripts/bench_table.py build/release/bench
 else
-    /usr/bin/python3 scripts/bench_table.py build/release/bench >docs/benchmarks.md.new
-    mv docs/benchmarks.md.new docs/benchmarks.md
+    /usr/bin/python3 scripts/bench_table.py build/release/bench >build/release/benchmarks.md
+    mv build/release/benchmarks.md docs/benchmarks.md
 fi
