@@ -1,8 +1,9 @@
-// The nine functions of a log plug-in, "libNubrixLogDriver.so".
-//
-// The library loads the plug-in from its own folder. All nine functions must be there, or none is
-// used. They are called from many threads at once, and must neither throw nor call the library.
-// Results are passed back to the application unchanged; 0 means done.
+/// @file
+/// The nine functions of a log plug-in, "libNubrixLogDriver.so".
+///
+/// The library loads the plug-in from its own folder. All nine functions must be there, or none is
+/// used. They are called from many threads at once, and must neither throw nor call the library.
+/// Results are passed back to the application unchanged; 0 means done.
 #pragma once
 
 #include "nubrix/export.h"
@@ -25,7 +26,7 @@ NUBRIX_API int nubrixLogConfigConsoleWriter(int enable);
 NUBRIX_API int nubrixLogSetFilePathEntry(const char *folder);
 /// Sets the threshold, 0 to 4.
 NUBRIX_API int nubrixLogSetlogLevel(int level);
-/// Sets the size at which a log file is rotated.
+/// Sets the size at which a log file is rotated, in MiB.
 NUBRIX_API int nubrixLogSetMaxSize(unsigned int megabytes);
 /// The threshold in force.
 NUBRIX_API int nubrixLogGetGlobalLevel();
