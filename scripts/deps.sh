@@ -9,6 +9,7 @@
 #   lint     clang, clang-format and clang-tidy
 #   fuzz     clang and libFuzzer
 #   vm       virtual machines with Debian's kernel, for scripts/vm.sh
+#   docs     the reference, for scripts/docs.sh
 set -eu
 
 packages_of() {
@@ -25,6 +26,7 @@ packages_of() {
     lint) echo clang clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;
+    docs) echo doxygen python3 ;;
     *) return 1 ;;
     esac
 }
