@@ -1,6 +1,6 @@
 #!/bin/sh
 # docs.sh [OUTDIR]    writes the reference as HTML into OUTDIR (build/docs): every public name of
-# include/nubrix, and the Markdown documents as its pages. A warning is an error: a name without a
+# include/nubrix, the Markdown documents as its pages, and the programs of examples/. A warning is an error: a name without a
 # comment, a link that leads nowhere. Doxygen is installed if it is missing. The same sources give the
 # same bytes.
 set -eu
@@ -21,6 +21,7 @@ version=$(sed -n 's/^#define NUBRIX_VERSION_.* //p' include/nubrix/version.h | p
     echo "PROJECT_NUMBER = $version"
     echo "OUTPUT_DIRECTORY = \"$out\""
     scripts/pages.py | sed 's/.*/INPUT += "&"/'
+    [ ! -d examples ] || printf '%s\n' "EXAMPLE_PATH = examples" "EXAMPLE_RECURSIVE = YES"
     # Light or dark as the reader's system is, where Doxygen can.
     if [ "$(printf '%s\n' 1.9.5 "$(doxygen --version | cut -d ' ' -f 1)" | sort -V | head -n 1)" = 1.9.5 ]; then
         echo "HTML_COLORSTYLE = AUTO_LIGHT"

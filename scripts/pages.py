@@ -77,7 +77,7 @@ def reference(file, target):
     if place.suffix == '.h' and ROOT / 'include' in place.parents:
         return str(place.relative_to(ROOT / 'include'))
     if place.exists() and place.suffix != '.md':
-        return None
+        return place.name if place.is_file() and ROOT / 'examples' in place.parents else None
     page = pathlib.Path(os.path.relpath(place, ROOT))
     known = labels(page, place.read_text()) if place.exists() else {}
     # What is missing is left to Doxygen, which reports it.
@@ -101,12 +101,22 @@ def rewritten(file, text):
     return text
 
 
+def programs(file, text):
+    """For Doxygen, the programs that a page in examples/ links to."""
+    if file.parts[0] != 'examples':
+        return ''
+    targets = [target for _, _, target in links(text)]
+    names = [name for target in targets if (name := pathlib.Path(target).name) == reference(file, target)]
+    return ''.join(f'\n@example {name}\nOne of the [examples](@ref {page_name(file)}).\n' for name in names)
+
+
 def main():
     if len(sys.argv) == 1:
         print('\n'.join(map(str, page_files())))
         return
     file = pathlib.Path(sys.argv[1]).resolve().relative_to(ROOT)
-    sys.stdout.write(rewritten(file, (ROOT / file).read_text()))
+    text = (ROOT / file).read_text()
+    sys.stdout.write(rewritten(file, text) + programs(file, text))
 
 
 if __name__ == '__main__':

@@ -90,6 +90,8 @@ class FaultTest(unittest.TestCase):
         shutil.copytree(ROOT / 'scripts', root / 'scripts')
         shutil.copytree(ROOT / 'docs/reference', root / 'docs/reference')
         files = {'README.md': '# One\n\n[two](docs/two.md#part)\n', 'docs/two.md': '# Two\n\n## Part\n',
+                 'examples/README.md': '# Three\n\n| what | how |\n|---|---|\n| a | [four](cpp/four.cpp) |\n',
+                 'examples/cpp/four.cpp': 'int main() { nothing(); }\n',
                  'include/nubrix/version.h': HEADER}
         for name, text in {**files, **changes}.items():
             file = root / name
@@ -104,8 +106,12 @@ class FaultTest(unittest.TestCase):
         for part in warning:
             self.assertIn(part, warnings)
 
-    def test_a_project_without_faults_passes(self):
+    def test_a_project_without_faults_passes_and_its_programs_are_shown(self):
         self.assertEqual(self.outcome({}), (0, ''))
+        out = FOLDER / 'project/out'
+        self.assertEqual(list(html_links.faults_of(out)), [])
+        self.assertIn('href="four_8cpp-example.html"', (out / 'examples_readme.html').read_text())
+        self.assertIn('nothing', (out / 'four_8cpp-example.html').read_text())
 
     def test_a_link_to_a_missing_page_is_refused(self):
         self.assert_refused('docs/two.md', '# Two\n\n## Part\n\n[gone](gone.md)\n', 'two.md:5', 'docs_gone')
