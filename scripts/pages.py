@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """pages.py            prints the Markdown files of the project, one a line: the pages of the reference.
-pages.py FILE       prints FILE as Doxygen is to read it (scripts/docs.sh): headings have the names by
-                    which links find them, and links lead to pages instead of files. Lines keep their
+pages.py FILE       prints FILE, one of them or a header, as Doxygen is to read it (scripts/docs.sh):
+                    headings have the names by which links find them, links lead to pages instead of
+                    files, and so do the documents that comments of a header name. Lines keep their
                     numbers, so that a warning names the place in FILE.
 """
 import os
@@ -14,6 +15,7 @@ FOLDERS = ('abi', 'bench', 'docs', 'drivers', 'examples', 'tests')
 
 CODE = re.compile(r'^(```+).*?^\1 *$|(`+)(?!`).*?(?<!`)\2(?!`)|<!--.*?-->', re.DOTALL | re.MULTILINE)
 LINK = re.compile(r'(!?)\[([^\]]*)\]\(([^()\s]+)\)')
+DOCUMENT = re.compile(r'\b(?:docs|drivers)/[\w/]+\.md\b')
 HEADING = re.compile(r'^(#{1,6}) +(.*?) *$', re.MULTILINE)
 
 
@@ -116,7 +118,11 @@ def main():
         return
     file = pathlib.Path(sys.argv[1]).resolve().relative_to(ROOT)
     text = (ROOT / file).read_text()
-    sys.stdout.write(rewritten(file, text) + programs(file, text))
+    if file.suffix == '.md':
+        text = rewritten(file, text) + programs(file, text)
+    else:
+        text = DOCUMENT.sub(lambda name: f'[{name[0]}](@ref {page_name(pathlib.Path(name[0]))})', text)
+    sys.stdout.write(text)
 
 
 if __name__ == '__main__':

@@ -50,10 +50,10 @@ public:
     virtual ~NubrixBaseContext() = default;
     /// @}
 
-    /// Loads the driver plug-ins in the folder of the library and lists their cameras. A plug-in
-    /// that is missing is no error; a driver that fails is: its status is returned, or -1 when it
-    /// cannot list its cameras. A camera that arrives meanwhile is listed. A second call does
-    /// nothing and returns 0.
+    /// Loads the driver plug-ins (docs/architecture.md names the folders) and lists their cameras.
+    /// A plug-in that is missing is no error; a driver that fails is: its status is returned, or -1
+    /// when it cannot list its cameras. A camera that arrives meanwhile is listed. A second call
+    /// does nothing and returns 0.
     virtual int initialize() = 0;
     /// Stops and frees everything: streams, devices, drivers, registered callbacks. All handles are
     /// invalid afterwards; frames that the application still holds stay readable but can no longer

@@ -1,9 +1,9 @@
 /// @file
 /// The nine functions of a log plug-in, "libNubrixLogDriver.so".
 ///
-/// The library loads the plug-in from its own folder. All nine functions must be there, or none is
-/// used. They are called from many threads at once, and must neither throw nor call the library.
-/// Results are passed back to the application unchanged; 0 means done.
+/// The library loads the plug-in from its own folder or from nubrix/ there. All nine functions must
+/// be there, or none is used. They are called from many threads at once, and must neither throw nor
+/// call the library. Results are passed back to the application unchanged; 0 means done.
 #pragma once
 
 #include "nubrix/export.h"

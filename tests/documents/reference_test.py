@@ -100,12 +100,6 @@ class FaultTest(unittest.TestCase):
         done = make(root, root / 'out')
         return done.returncode, done.stderr
 
-    def assert_refused(self, name, text, *warning):
-        status, warnings = self.outcome({name: text})
-        self.assertNotEqual(status, 0)
-        for part in warning:
-            self.assertIn(part, warnings)
-
     def test_a_project_without_faults_passes_and_its_programs_are_shown(self):
         self.assertEqual(self.outcome({}), (0, ''))
         out = FOLDER / 'project/out'
@@ -113,21 +107,21 @@ class FaultTest(unittest.TestCase):
         self.assertIn('href="four_8cpp-example.html"', (out / 'examples_readme.html').read_text())
         self.assertIn('nothing', (out / 'four_8cpp-example.html').read_text())
 
-    def test_a_link_to_a_missing_page_is_refused(self):
-        self.assert_refused('docs/two.md', '# Two\n\n## Part\n\n[gone](gone.md)\n', 'two.md:5', 'docs_gone')
-
-    def test_a_link_to_a_missing_heading_is_refused(self):
-        self.assert_refused('README.md', '# One\n\n[two](docs/two.md#gone)\n', 'README.md:3', 'gone')
-
-    def test_a_missing_image_is_refused(self):
-        self.assert_refused('docs/two.md', '# Two\n\n## Part\n\n![gone](gone.png)\n', 'two.md:5', 'docs_gone')
-
-    def test_a_name_without_a_comment_is_refused(self):
-        header = HEADER + '\n'.join((
+    def test_faults_of_each_kind_are_refused(self):
+        header = HEADER.replace('Does nothing.', 'Does nothing, see docs/unknown.md.') + '\n'.join((
             'void more();', '#define MORE 1', 'struct Type {', '    int member;', '};', 'enum Kind { kOne };',
             '/// A space.', 'namespace nubrix { void inside(); }'))
-        self.assert_refused('include/nubrix/version.h', header, 'version.h:7: error: Member more',
-                            'Member MORE', 'Compound Type', 'Member member', 'Member Kind', 'Member inside')
+        status, warnings = self.outcome({
+            'README.md': '# One\n\n[page](docs/missing.md)\n\n[heading](docs/two.md#absent)\n',
+            'docs/two.md': '# Two\n\n![image](images/gone.png)\n',
+            'include/nubrix/version.h': header})
+        self.assertNotEqual(status, 0)
+        for place, fault in (('README.md:3', 'docs_missing'), ('README.md:5', 'docs_two-absent'),
+                             ('two.md:3', 'docs_images_gone'), ('version.h:5', 'docs_unknown'),
+                             ('version.h:7', 'Member more'), ('version.h:8', 'Member MORE'),
+                             ('version.h:9', 'Compound Type'), ('version.h:10', 'Member member'),
+                             ('version.h:12', 'Member Kind'), ('version.h:14', 'Member inside')):
+            self.assertRegex(warnings, f'{place}: error: .*{fault}')
 
     def test_a_folder_with_other_files_is_left_alone(self):
         out = FOLDER / 'mine'
