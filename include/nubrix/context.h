@@ -73,9 +73,11 @@ public:
     /// Hands out the context's own table of attached cameras, which changes when one arrives or
     /// leaves, also while it is read: nubrixCopyDeviceList gives a copy.
     virtual int nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned int *count) = 0;
-    /// The same for cameras on GMSL links; list is null when there is no driver for them.
+    /// Lists the cameras on GMSL links anew and hands out the context's own table of them; `*list`
+    /// is null when there is no driver for them.
     virtual int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) = 0;
-    /// The record of the camera with this URI in the context's own table, null if there is none.
+    /// Finds the record of the camera with this URI in the context's own table, null if there is
+    /// none. nubrixGetDeviceList states how long it is valid.
     virtual typedefNubrixeviceAttribute *getDeviceAttributeByUri(const char *uri) = 0;
 
     /// Opens the camera with this URI, the first of the list for null, or a GMSL node for a URI
@@ -103,7 +105,8 @@ public:
     /// for a device that is not open. May block in the driver.
     virtual int setFrameMode(NubrixDevice *device, unsigned int streamType,
                              typedefNubrixFrameMode &mode) = 0;
-    /// The driver's record of the mode in force, null if there is none or on failure.
+    /// Hands out the driver's record of the mode in force, null if there is none or on failure;
+    /// valid until the device is closed.
     virtual typedefNubrixFrameMode *getCurrentFrameMode(NubrixDevice *device,
                                                         unsigned int streamType) = 0;
 
@@ -162,8 +165,8 @@ public:
     /// it is attached already, -1 without a current mode; 0, and nothing is attached, while the
     /// recorder is started. Frames of a stream with a callback are not recorded.
     virtual int recorderAttachStream(NubrixRecord *recorder, NubrixStream *stream) = 0;
-    /// From here to recorderStop every new frame of the attached streams is written, on the
-    /// stream's own thread. A write that fails is logged. -13 for an unknown recorder.
+    /// Starts recording: until recorderStop every new frame of the attached streams is written, on
+    /// the stream's own thread. A write that fails is logged. -13 for an unknown recorder.
     virtual int recorderStart(NubrixRecord *recorder) = 0;
     /// Ends what recorderStart began; the file stays open. -13 for an unknown recorder.
     virtual int recorderStop(NubrixRecord *recorder) = 0;
@@ -213,10 +216,10 @@ public:
                                          unsigned int height, float s, float fx, float fy, float cx,
                                          float cy, typedefNubrixPoint3D *points,
                                          unsigned int pixelType, bool limitRange) = 0;
-    /// The same arguments for the driver of an open device, which converts by its own means (with
-    /// the camera's calibration, for example), and its status. -2 before initialize, -3 for an
-    /// unknown device, -8 by drivers that have no conversion. Any thread; may block: it waits for
-    /// other operations.
+    /// Has the driver of an open device convert by its own means (with the camera's calibration,
+    /// for example). Passes on the arguments, which are those of convertDepthToPointCloud, and
+    /// returns the driver's status. -2 before initialize, -3 for an unknown device, -8 by drivers
+    /// that have no conversion. Any thread; may block: it waits for other operations.
     virtual int convertDepthToPointCloud2(NubrixDevice *device, const unsigned short *depth,
                                           unsigned int width, unsigned int height, float s,
                                           float fx, float fy, float cx, float cy,
@@ -269,7 +272,7 @@ public:
 /// The process-wide error number: one for all threads, set by the last operation that failed.
 class NUBRIX_API NubrixErrorNumber {
 public:
-    /// The same address as ErrnoLocal().
+    /// Returns the same address as ErrnoLocal().
     static unsigned int *getErrnoLocation();
 };
 

@@ -180,7 +180,7 @@ public:
     virtual int keepLiveState() = 0;
     /// Takes the path of a file with temperature parameters.
     virtual int setTemperatureParamsFilePath(const char * /*path*/) { return -8; }
-    /// As NubrixBaseContext::convertDepthToPointCloud, with the camera's own means.
+    /// Converts as NubrixBaseContext::convertDepthToPointCloud, with the camera's own means.
     virtual int convertDepthToPointCloud2(const unsigned short * /*depth*/, unsigned int /*width*/,
                                           unsigned int /*height*/, float /*s*/, float /*fx*/,
                                           float /*fy*/, float /*cx*/, float /*cy*/,

@@ -22,29 +22,30 @@ struct RGB888Pixel {
     unsigned char b;  ///< blue
 };
 
-/// One pixel in integers of 8 bits after the point, with luma from 16 to 235. Thread-safe.
+/// Converts one pixel in integers of 8 bits after the point, with luma from 16 to 235. Thread-safe.
 NUBRIX_API void YUV444ToRGB888(unsigned char y, unsigned char u, unsigned char v, unsigned char &r,
                                unsigned char &g, unsigned char &b);
-/// One pixel in doubles, with luma from 0 to 255: red in bits 0 to 7, then green, then blue, above
-/// them 0. Thread-safe.
+/// Converts one pixel in doubles, with luma from 0 to 255: red in bits 0 to 7, then green, then
+/// blue, above them 0. Thread-safe.
 NUBRIX_API unsigned int convert_yuv_to_rgb_pixel(int y, int u, int v);
 
-/// From 4:2:0 planes Y, U, V. The colours of the pixel (x, y) are number
+/// Converts a 4:2:0 image of planes Y, U and V (I420). The colours of the pixel (x, y) are number
 /// (width / 2) * (y / 2) + x / 2 of their planes, for odd sizes too. Thread-safe.
 NUBRIX_API bool YUVI420ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int height);
-/// The same from a plane Y and a plane of pairs V, U. Thread-safe.
+/// Converts a 4:2:0 image of a plane Y and a plane of pairs V, U (NV21), whose numbers are those of
+/// YUVI420ToRGB888. Thread-safe.
 NUBRIX_API bool YUVNV21ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int height);
 /// YUVNV21ToRGB888 under another name. Thread-safe.
 NUBRIX_API bool YUV420SPToRGB(unsigned char *rgb, unsigned char *yuv, int width, int height);
-/// From Y0 U Y1 V for every two pixels, by convert_yuv_to_rgb_pixel. With an odd number of pixels
-/// the last one is left unwritten. Thread-safe.
+/// Converts Y0 U Y1 V for every two pixels (YUYV) by convert_yuv_to_rgb_pixel. With an odd number
+/// of pixels the last one is left unwritten. Thread-safe.
 NUBRIX_API bool YUV422ToRGB(unsigned char *rgb, unsigned char *yuyv, unsigned int width,
                             unsigned int height);
-/// From U Y0 V Y1 for every two pixels, by YUV444ToRGB888. `*produced` is the capacity of `rgb` in
-/// bytes; afterwards `*consumed` and `*produced` are the bytes read and written. Below 4 bytes of
-/// source both are 0. Else the first group of two pixels is converted whatever the capacity, and
-/// further ones until the source ends or more than `capacity - 3` bytes are written: up to 3 bytes
-/// more than the capacity (6 for a capacity of 0) must be writable. Thread-safe.
+/// Converts U Y0 V Y1 for every two pixels (UYVY) by YUV444ToRGB888. `*produced` is the capacity of
+/// `rgb` in bytes; afterwards `*consumed` and `*produced` are the bytes read and written. Below 4
+/// bytes of source both are 0. Else the first group of two pixels is converted whatever the
+/// capacity, and further ones until the source ends or more than `capacity - 3` bytes are written:
+/// up to 3 bytes more than the capacity (6 for a capacity of 0) must be writable. Thread-safe.
 NUBRIX_API void YUV422ToRGB888(const unsigned char *uyvy, unsigned char *rgb,
                                unsigned int sourceBytes, unsigned int *consumed,
                                unsigned int *produced);

@@ -14,7 +14,8 @@ extern "C" {
 /// that do are meant so) and lives for the call only. Showing messages at or above the threshold
 /// is the plug-in's affair: the library sends all of them.
 NUBRIX_API int nubrixLogSimplify(const char *module, int level, const char *text);
-/// As nubrixLogSimplify, with four words of the caller; the library itself never calls it.
+/// Takes one message as nubrixLogSimplify does, with four words of the caller; the library itself
+/// never calls it.
 NUBRIX_API int nubrixLogWrite(const char *module, int w1, int w2, int w3, int w4, const char *text);
 /// The last system error of the plug-in (errno of a failed open or write), 0 if none.
 NUBRIX_API int nubrixLogErrno();

@@ -38,7 +38,7 @@ public:
     Recorder(const Recorder &) = delete;
     Recorder &operator=(const Recorder &) = delete;
     /// @}
-    /// Writes what is left and closes the file; failures are only logged, see finish.
+    /// Writes what is left and closes the file; failures are not reported, see finish.
     ~Recorder()
     {
         if (m_camera)

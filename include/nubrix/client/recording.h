@@ -143,7 +143,7 @@ public:
 
     /// Of no recording; may only be assigned to.
     Iterator() = default;
-    /// Reads the frame. Throws an Error when the file has changed.
+    /// Reads the frame. Throws an Error when it cannot be read.
     Frame operator*() const { return read(*m_file, m_type, m_place); }
     /// @{
     /// Goes to the next frame.
