@@ -77,7 +77,7 @@ public:
     /// is null when there is no driver for them.
     virtual int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) = 0;
     /// Finds the record of the camera with this URI in the context's own table, null if there is
-    /// none. nubrixGetDeviceList states how long it is valid.
+    /// none. The table changes when a camera arrives or leaves.
     virtual typedefNubrixeviceAttribute *getDeviceAttributeByUri(const char *uri) = 0;
 
     /// Opens the camera with this URI, the first of the list for null, or a GMSL node for a URI

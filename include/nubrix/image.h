@@ -32,8 +32,8 @@ NUBRIX_API unsigned int convert_yuv_to_rgb_pixel(int y, int u, int v);
 /// Converts a 4:2:0 image of planes Y, U and V (I420). The colours of the pixel (x, y) are number
 /// (width / 2) * (y / 2) + x / 2 of their planes, for odd sizes too. Thread-safe.
 NUBRIX_API bool YUVI420ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int height);
-/// Converts a 4:2:0 image of a plane Y and a plane of pairs V, U (NV21), whose numbers are those of
-/// YUVI420ToRGB888. Thread-safe.
+/// Converts a 4:2:0 image of a plane Y and a plane of pairs V, U (NV21). The colours of a pixel are
+/// the pair of the number that YUVI420ToRGB888 states. Thread-safe.
 NUBRIX_API bool YUVNV21ToRGB888(unsigned char *rgb, unsigned char *yuv, int width, int height);
 /// YUVNV21ToRGB888 under another name. Thread-safe.
 NUBRIX_API bool YUV420SPToRGB(unsigned char *rgb, unsigned char *yuv, int width, int height);
