@@ -97,7 +97,11 @@ def rewritten(file, text):
             continue
         words = text[link.start(2):link.end(2)]
         found = reference(file, link[3])
-        changes.append((link.start(), link.end(), f'[{words}](@ref {found})' if found else words))
+        plain = words.replace('`', '')  # Doxygen shows the text of a reference as it is
+        changes.append((link.start(), link.end(), f'[{plain}](@ref {found})' if found else words))
+    for code in CODE.finditer(text):
+        if code[2] == '`' and "'" in code[0]:  # where Doxygen would end it
+            changes.append((code.start(), code.end(), f'`{code[0]}`'))
     for start, end, replacement in sorted(changes, reverse=True):
         text = text[:start] + replacement + text[end:]
     return text

@@ -26,6 +26,10 @@ void nothing();
 """
 
 
+def html_name(file):
+    return 'index' if str(file) == 'README.md' else pages.page_name(file)
+
+
 def make(root, out, **environment):
     return subprocess.run([root / 'scripts/docs.sh', out], capture_output=True, text=True, check=False,
                           env={**os.environ, **environment})
@@ -50,11 +54,18 @@ class ReferenceTest(unittest.TestCase):
 
     def test_has_a_page_of_each_document(self):
         for file in pages.page_files(ROOT):
-            name = 'index' if str(file) == 'README.md' else pages.page_name(file)
-            self.assertTrue((self.out / f'{name}.html').exists(), file)
+            self.assertTrue((self.out / f'{html_name(file)}.html').exists(), file)
 
     def test_each_link_leads_somewhere_and_nothing_comes_from_another_host(self):
         self.assertEqual(list(html_links.faults_of(self.out)), [])
+
+    def test_no_markup_is_left(self):
+        for file in pages.page_files(ROOT):
+            text = (self.out / f'{html_name(file)}.html').read_text().partition('class="contents"')[2]
+            text = re.sub(r'<(pre|code|script)\b.*?</\1>|<div class="fragment">.*?</div><!-- fragment -->', '',
+                          text, flags=re.DOTALL)
+            left = re.findall(r'.{0,40}(?:`|\*\*|\]\(|\|---|@ref|\{#).{0,40}', text)
+            self.assertEqual(left, [], file)
 
     def test_the_names_of_the_interface_are_there(self):
         for page, name in (('classNubrixBaseContext', 'takePhoto'), ('ledger_8h', 'nubrixStreamLedger'),
@@ -89,7 +100,7 @@ class FaultTest(unittest.TestCase):
         (root / 'docs/images').mkdir(parents=True)
         shutil.copytree(ROOT / 'scripts', root / 'scripts')
         shutil.copytree(ROOT / 'docs/reference', root / 'docs/reference')
-        files = {'README.md': '# One\n\n[two](docs/two.md#part)\n', 'docs/two.md': '# Two\n\n## Part\n',
+        files = {'README.md': '# One\n\n[two](docs/two.md#part)\n', 'docs/two.md': "# Two\n\n## Part\n\n`a 'b' c` and [`d`](../README.md), `e`\n",
                  'examples/README.md': '# Three\n\n| what | how |\n|---|---|\n| a | [four](cpp/four.cpp) |\n',
                  'examples/cpp/four.cpp': 'int main() { nothing(); }\n',
                  'include/nubrix/version.h': HEADER}
@@ -105,6 +116,8 @@ class FaultTest(unittest.TestCase):
         out = FOLDER / 'project/out'
         self.assertEqual(list(html_links.faults_of(out)), [])
         self.assertIn('href="four_8cpp-example.html"', (out / 'examples_readme.html').read_text())
+        page = (out / 'docs_two.html').read_text().partition('class="contents"')[2]
+        self.assertRegex(page, "<code>a 'b' c</code> and <a [^>]*>d</a>, <code>e</code>")
         self.assertIn('nothing', (out / 'four_8cpp-example.html').read_text())
 
     def test_faults_of_each_kind_are_refused(self):
