@@ -15,12 +15,13 @@ fi
 rm -rf "$out"
 mkdir -p "$out"
 
+pages=$(scripts/pages.py)
 version=$(sed -n 's/^#define NUBRIX_VERSION_.* //p' include/nubrix/version.h | paste -sd.)
 {
     cat docs/reference/Doxyfile
     echo "PROJECT_NUMBER = $version"
     echo "OUTPUT_DIRECTORY = \"$out\""
-    scripts/pages.py | sed 's/.*/INPUT += "&"/'
+    echo "$pages" | sed 's/.*/INPUT += "&"/'
     [ ! -d examples ] || printf '%s\n' "EXAMPLE_PATH = examples" "EXAMPLE_RECURSIVE = YES"
     # Light or dark as the reader's system is, where Doxygen can.
     if [ "$(printf '%s\n' 1.9.5 "$(doxygen --version | cut -d ' ' -f 1)" | sort -V | head -n 1)" = 1.9.5 ]; then
