@@ -1,9 +1,10 @@
 #!/bin/sh
 # docs.sh [OUTDIR]    writes the reference as HTML into OUTDIR (build/docs): every public name of
-# include/nubrix, the Markdown documents as its pages, and the programs of examples/. A warning is an error: a name without a
-# comment, a link that leads nowhere. Doxygen is installed if it is missing. The same sources give the
-# same bytes.
+# include/nubrix, the Markdown documents as its pages, and the programs of examples/. A warning is an
+# error: a name without a comment, a link that leads nowhere. Doxygen is installed if it is missing. The
+# same sources give the same bytes.
 set -eu
+export LC_ALL=C.UTF-8
 out=$(realpath -m "${1:-$(dirname "$0")/../build/docs}")
 cd "$(dirname "$0")/.."
 
@@ -27,4 +28,4 @@ version=$(sed -n 's/^#define NUBRIX_VERSION_.* //p' include/nubrix/version.h | p
     if [ "$(printf '%s\n' 1.9.5 "$(doxygen --version | cut -d ' ' -f 1)" | sort -V | head -n 1)" = 1.9.5 ]; then
         echo "HTML_COLORSTYLE = AUTO_LIGHT"
     fi
-} | LC_ALL=C.UTF-8 doxygen -
+} | doxygen -
