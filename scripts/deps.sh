@@ -7,9 +7,9 @@
 #   armhf    cross compiler and emulator for 32-bit ARM
 #   mca      models of processors, for scripts/neon_cycles.sh
 #   lint     clang, clang-format and clang-tidy
+#   docs     the reference, for scripts/docs.sh
 #   fuzz     clang and libFuzzer
 #   vm       virtual machines with Debian's kernel, for scripts/vm.sh
-#   docs     the reference, for scripts/docs.sh
 set -eu
 
 packages_of() {
@@ -24,9 +24,9 @@ packages_of() {
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
     mca) echo llvm ;;
     lint) echo clang clang-format clang-tidy ;;
+    docs) echo doxygen python3 ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;
-    docs) echo doxygen python3 ;;
     *) return 1 ;;
     esac
 }
