@@ -7,6 +7,7 @@
 #   armhf    cross compiler and emulator for 32-bit ARM
 #   mca      models of processors, for scripts/neon_cycles.sh
 #   lint     clang, clang-format and clang-tidy
+#   docs     the reference, for scripts/docs.sh
 #   fuzz     clang and libFuzzer
 #   vm       virtual machines with Debian's kernel, for scripts/vm.sh
 set -eu
@@ -23,6 +24,7 @@ packages_of() {
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
     mca) echo llvm ;;
     lint) echo clang clang-format clang-tidy ;;
+    docs) echo doxygen python3 ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;
     *) return 1 ;;

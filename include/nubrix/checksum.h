@@ -1,4 +1,5 @@
-// Checksums of files and texts: CRC-32 and MD5.
+/// @file
+/// Checksums of files and texts: CRC-32 and MD5.
 #pragma once
 
 #include <string>

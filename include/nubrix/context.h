@@ -1,4 +1,5 @@
-// The context: the one object through which an application uses the library.
+/// @file
+/// The context: the one object through which an application uses the library.
 #pragma once
 
 #include <string>
@@ -41,15 +42,18 @@ class NubrixBaseDriver;
 /// An exception, for example without memory, ends in -1 (or null) and a line in the log.
 class NubrixBaseContext {
 public:
+    /// @{
+    /// Made by ContextFactory and freed by deleteContext; not copied.
     NubrixBaseContext() = default;
     NubrixBaseContext(const NubrixBaseContext &) = delete;
     NubrixBaseContext &operator=(const NubrixBaseContext &) = delete;
     virtual ~NubrixBaseContext() = default;
+    /// @}
 
-    /// Loads the driver plug-ins in the folder of the library and lists their cameras. A plug-in
-    /// that is missing is no error; a driver that fails is: its status is returned, or -1 when it
-    /// cannot list its cameras. A camera that arrives meanwhile is listed. A second call does
-    /// nothing and returns 0.
+    /// Loads the driver plug-ins (docs/architecture.md names the folders) and lists their cameras.
+    /// A plug-in that is missing is no error; a driver that fails is: its status is returned, or -1
+    /// when it cannot list its cameras. A camera that arrives meanwhile is listed. A second call
+    /// does nothing and returns 0.
     virtual int initialize() = 0;
     /// Stops and frees everything: streams, devices, drivers, registered callbacks. All handles are
     /// invalid afterwards; frames that the application still holds stay readable but can no longer
@@ -69,9 +73,11 @@ public:
     /// Hands out the context's own table of attached cameras, which changes when one arrives or
     /// leaves, also while it is read: nubrixCopyDeviceList gives a copy.
     virtual int nubrixGetDeviceList(typedefNubrixeviceAttribute **list, unsigned int *count) = 0;
-    /// The same for cameras on GMSL links; list is null when there is no driver for them.
+    /// Lists the cameras on GMSL links anew and hands out the context's own table of them; `*list`
+    /// is null when there is no driver for them.
     virtual int nubrixGetGmslDeviceList(_NubrixGmslDeviceInfo **list, unsigned int *count) = 0;
-    /// The record of the camera with this URI in the context's own table, null if there is none.
+    /// Finds the record of the camera with this URI in the context's own table, null if there is
+    /// none. The table changes when a camera arrives or leaves.
     virtual typedefNubrixeviceAttribute *getDeviceAttributeByUri(const char *uri) = 0;
 
     /// Opens the camera with this URI, the first of the list for null, or a GMSL node for a URI
@@ -82,7 +88,8 @@ public:
     /// identifiers are not known or no driver serves them.
     virtual int openDevice2(unsigned int vid, unsigned int pid, unsigned int fd, const char *path,
                             NubrixDevice **device) = 0;
-    /// Passes a new descriptor to the upgrade that is running.
+    /// Passes the USB identifiers, a new descriptor and the path of a camera to the upgrade that
+    /// was started last; what they mean is the upgrader's. Always 0. Needs no initialize.
     virtual int setDufDeviceFd(unsigned int vid, unsigned int pid, unsigned int fd,
                                const char *path) = 0;
     /// Closes the streams of the camera and the camera, and ends its upgrade. May block until its
@@ -93,9 +100,13 @@ public:
     /// Hands out the driver's table of modes of a stream type; valid until the device is closed.
     virtual int getSupportFrameMode(NubrixDevice *device, unsigned int streamType,
                                     const typedefNubrixFrameMode **modes, unsigned int *count) = 0;
+    /// Sets the mode of a stream type, one of those that getSupportFrameMode hands out. The streams
+    /// of the type start with it; drivers refuse it while one runs. Returns the driver's status, -3
+    /// for a device that is not open. May block in the driver.
     virtual int setFrameMode(NubrixDevice *device, unsigned int streamType,
                              typedefNubrixFrameMode &mode) = 0;
-    /// The driver's record of the mode in force, null if there is none or on failure.
+    /// Hands out the driver's record of the mode in force, null if there is none or on failure;
+    /// valid until the device is closed.
     virtual typedefNubrixFrameMode *getCurrentFrameMode(NubrixDevice *device,
                                                         unsigned int streamType) = 0;
 
@@ -120,19 +131,30 @@ public:
     /// each when the one before it is done, and a stream is not destroyed while one waits: prefer a
     /// finite timeout, or waitForStreams.
     virtual int readFrame(NubrixStream *stream, typedefNubrixFrame **frame, int timeoutMs) = 0;
-    /// Returns a frame; never blocks. The pointer must come from readFrame or a callback.
+    /// Returns a frame; never blocks. The pointer must come from readFrame or a callback, or be
+    /// null, which does nothing. 0, or -2 before initialize and after destroy.
     virtual int releaseFrame(typedefNubrixFrame *frame) = 0;
 
-    /// Properties are the driver's business; sizes are in bytes, and `*size` holds the space on
-    /// entry and what was written on return.
+    /// Writes a property of the camera: `size` bytes at `data`. Which properties there are, and of
+    /// which sizes, is the driver's business; all of NubrixProperty are offered by the drivers of
+    /// this project. Returns the driver's status: -8 for a property that it does not have. May
+    /// block.
     virtual int setDeviceProperty(NubrixDevice *device, unsigned int id, const void *data,
                                   unsigned int size) = 0;
+    /// Reads a property into `data`, which the caller owns. `*size` is the space there in bytes on
+    /// entry and what was written on return. Returns the driver's status: -8 for a property that it
+    /// does not have. May block.
     virtual int getDeviceProperty(NubrixDevice *device, unsigned int id, void *data,
                                   unsigned int *size) = 0;
+    /// Passes a request of `inSize` bytes to the driver and its answer back, in a form that is the
+    /// driver's own: a control of an extension unit, a feature by its name. `*outSize` is the space
+    /// at `out` in bytes on entry and what was written on return. Returns the driver's status, -8
+    /// from drivers without such a form. May block.
     virtual int propertyTranspraentTransmission(NubrixDevice *device, unsigned char *in,
                                                 unsigned int inSize, unsigned char *out,
                                                 unsigned int *outSize) = 0;
-    /// Sets property 75; -1 for a mode outside 1 to 4.
+    /// Sets property 75 (NUBRIX_PROPERTY_STREAM_FLAG_MODE); -1 for a mode outside 1 to 4. May
+    /// block.
     virtual int setStreamFlagMode(NubrixDevice *device, unsigned int mode) = 0;
 
     /// Opens a record file (docs/recording.md describes the format), emptied if it was there;
@@ -143,19 +165,24 @@ public:
     /// it is attached already, -1 without a current mode; 0, and nothing is attached, while the
     /// recorder is started. Frames of a stream with a callback are not recorded.
     virtual int recorderAttachStream(NubrixRecord *recorder, NubrixStream *stream) = 0;
-    /// From here to recorderStop every new frame of the attached streams is written, on the
-    /// stream's own thread. A write that fails is logged. -13 for an unknown recorder.
+    /// Starts recording: until recorderStop every new frame of the attached streams is written, on
+    /// the stream's own thread. A write that fails is logged. -13 for an unknown recorder.
     virtual int recorderStart(NubrixRecord *recorder) = 0;
+    /// Ends what recorderStart began; the file stays open. -13 for an unknown recorder.
     virtual int recorderStop(NubrixRecord *recorder) = 0;
-    /// Writes the remaining frames and closes the file; after it returns nothing is written.
+    /// Writes the remaining frames and closes the file; after it returns nothing is written, and
+    /// the handle is invalid. -13 for an unknown recorder. May block on the disk.
     virtual int destroyRecorder(NubrixRecord *recorder) = 0;
 
+    /// Passes the path of a file with temperature parameters to the driver. Returns its status, -8
+    /// from drivers that use none, as those of this project.
     virtual int setTemperatureParamsFilePath(NubrixDevice *device, const char *path) = 0;
     /// Sets the threshold of the log plug-in, 0 to 4; -1 above. Needs no initialize.
     virtual int setLogLevel(unsigned int level) = 0;
     /// Sets the folder of the log files. Needs no initialize.
     virtual int setLogFolder(const char *folder) = 0;
-    /// Reads property 72.
+    /// Reads property 72 (NUBRIX_PROPERTY_VERSION) into `versions`, which the caller owns. May
+    /// block.
     virtual int getVersion(NubrixDevice *device, NubrixVersions *versions) = 0;
     /// Stores a code in the error number. Needs no initialize.
     virtual void setErrorCode(NubrixErrorCode code) = 0;
@@ -189,10 +216,10 @@ public:
                                          unsigned int height, float s, float fx, float fy, float cx,
                                          float cy, typedefNubrixPoint3D *points,
                                          unsigned int pixelType, bool limitRange) = 0;
-    /// The same arguments for the driver of an open device, which converts by its own means (with
-    /// the camera's calibration, for example), and its status. -2 before initialize, -3 for an
-    /// unknown device, -8 by drivers that have no conversion. Any thread; may block: it waits for
-    /// other operations.
+    /// Has the driver of an open device convert by its own means (with the camera's calibration,
+    /// for example). Passes on the arguments, which are those of convertDepthToPointCloud, and
+    /// returns the driver's status. -2 before initialize, -3 for an unknown device, -8 by drivers
+    /// that have no conversion. Any thread; may block: it waits for other operations.
     virtual int convertDepthToPointCloud2(NubrixDevice *device, const unsigned short *depth,
                                           unsigned int width, unsigned int height, float s,
                                           float fx, float fy, float cx, float cy,
@@ -229,21 +256,23 @@ public:
     virtual int setDeviceStatusChange(int event, int detail, const char *path,
                                       unsigned int state) = 0;
 
-    /// Sets or changes the callback of a stream, before or after its start. After a stop the
-    /// callback must be set again to be called again.
+    /// Sets or changes the callback of a stream, before or after its start; null ends its calls.
+    /// After a stop the callback must be set again to be called again. -13 for an unknown handle.
     virtual int setStreamCallback(NubrixStream *stream, NubrixFrameCallback callback,
                                   void *user) = 0;
 
-    /// Configure how the USB driver reaches cameras on a GMSL link. -1 without that driver. Need no
-    /// initialize.
+    /// Switches the USB driver's I2C mode, for cameras on a GMSL link. 0, or -1 without that
+    /// driver. Needs no initialize.
     virtual int setGmslI2CStats(bool on) = 0;
+    /// Sets the USB driver's I2C address, for cameras on a GMSL link. 0, or -1 without that driver.
+    /// Needs no initialize.
     virtual int setGmslI2CAddress(std::string address) = 0;
 };
 
 /// The process-wide error number: one for all threads, set by the last operation that failed.
 class NUBRIX_API NubrixErrorNumber {
 public:
-    /// The same address as ErrnoLocal().
+    /// Returns the same address as ErrnoLocal().
     static unsigned int *getErrnoLocation();
 };
 
@@ -264,7 +293,7 @@ NUBRIX_API int nubrixCopyDeviceList(typedefNubrixeviceAttribute *records, unsign
 
 /// Where the error number is kept. Thread-safe.
 NUBRIX_API unsigned int *ErrnoLocal();
-/// Always null: there is no table of texts, the log states what went wrong.
+/// Always null, whatever `code` is: there is no table of texts, the log states what went wrong.
 NUBRIX_API const char *errorGetErrorCodeString(int code);
 
 /// The folder of the library with a "/" at its end; set by setLogFileSavePath, empty before.
@@ -272,13 +301,19 @@ extern NUBRIX_API std::string NUBRIX_WORKING_PATH;
 /// The path of nubrixLog.ini; set by setLogFileSavePath, empty before.
 extern NUBRIX_API char NUBRIX_INI_FILE_PATH[256];
 
-/// The loaded driver plug-ins and their "driverDestroy" functions; null without one. For
-/// diagnosis: they are the library's to change.
+/// @{
+/// A loaded driver plug-in, as dlopen gave it; null without one. For diagnosis: it is the library's
+/// to change.
 extern NUBRIX_API void *libUvcDriverHandle;
 extern NUBRIX_API void *libNetDriverHandle;
 extern NUBRIX_API void *libMiniDriverHandle;
+/// @}
+/// @{
+/// The function "driverDestroy" of a loaded driver plug-in; null without one. For diagnosis: it is
+/// the library's to change.
 extern NUBRIX_API void (*delUvcDriver)(nubrix::NubrixBaseDriver *driver);
 extern NUBRIX_API void (*delNetDriver)(nubrix::NubrixBaseDriver *driver);
 extern NUBRIX_API void (*delMiniDriver)(nubrix::NubrixBaseDriver *driver);
+/// @}
 
 }  // extern "C"

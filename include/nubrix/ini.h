@@ -1,14 +1,15 @@
-// Reads and writes single entries of small INI files.
-//
-// An entry is a line key=value under a line [section]. There are no blanks around "=", no comments
-// and no parse tree: section and key are searched as plain text. Every call reads, and a write
-// rewrites, the whole file.
-//
-// All functions return 0 on success; -1 when the file cannot be read or written, the section or the
-// key is missing, or a boolean cannot be understood; -4 for a null value. Path, section and key
-// must not be null. A write creates a missing file, section or entry.
-//
-// Any thread; two writers of one file at once can lose one update.
+/// @file
+/// Reads and writes single entries of small INI files.
+///
+/// An entry is a line key=value under a line [section]. There are no blanks around "=", no comments
+/// and no parse tree: section and key are searched as plain text. Every call reads, and a write
+/// rewrites, the whole file.
+///
+/// All functions return 0 on success; -1 when the file cannot be read or written, the section or
+/// the key is missing, or a boolean cannot be understood; -4 for a null value. Path, section and
+/// key must not be null. A write creates a missing file, section or entry.
+///
+/// Any thread; two writers of one file at once can lose one update.
 #pragma once
 
 #include "nubrix/export.h"
@@ -18,12 +19,14 @@ extern "C" {
 /// Copies the value without its quotes into `value`, cut to size - 1 characters and terminated.
 NUBRIX_API int nubrixReadString(const char *file, const char *section, const char *key, char *value,
                                 unsigned int size);
-/// Base 10. Text that is no number gives 0 and success; too large a number gives the nearest int.
+/// Reads a number to base 10. Text that is no number gives 0 and success; too large a number gives
+/// the nearest int.
 NUBRIX_API int nubrixReadInt(const char *file, const char *section, const char *key, int *value);
-/// Text that is no number gives 0.0 and success.
+/// Reads a number, with a point whatever the locale is. Text that is no number gives 0.0 and
+/// success.
 NUBRIX_API int nubrixReadDouble(const char *file, const char *section, const char *key,
                                 double *value);
-/// "true" or "1", "false" or "0", in any case; anything else is -1 and leaves `value` alone.
+/// Reads "true" or "1", "false" or "0", in any case; anything else is -1 and leaves `value` alone.
 NUBRIX_API int nubrixReadBool(const char *file, const char *section, const char *key, bool *value);
 
 /// Writes key="value".

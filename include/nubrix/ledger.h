@@ -1,4 +1,5 @@
-// Where the frames of a stream went: a record of counters. docs/ledger.md explains them.
+/// @file
+/// Where the frames of a stream went: a record of counters. docs/ledger.md explains them.
 #pragma once
 
 #include <cstddef>

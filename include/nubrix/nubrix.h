@@ -1,4 +1,5 @@
-// Everything an application needs.
+/// @file
+/// Everything an application needs.
 #pragma once
 
 #include "nubrix/checksum.h"
@@ -8,7 +9,7 @@
 #include "nubrix/ledger.h"
 #include "nubrix/types.h"
 
-// Either spelling compiles.
+/// Either spelling compiles: the names of the interface are also in this namespace.
 namespace nubrix {
 using ::MD5_CTX;
 using ::NubrixBaseContext;

@@ -1,12 +1,13 @@
-// Reads the files that recorders write (NubrixBaseContext::createRecorder).
-//
-// A record file is a row of records, each a tag of 26 bytes and the pixels of one frame. It has no
-// head, no table of contents and no end mark, so a recording that a crash, a full disk or a kill
-// ended early is as good as any other up to its last complete record. docs/recording.md describes
-// the format.
-//
-// Nothing in a file is trusted: whatever its bytes are, the reader returns the complete records it
-// finds and reports where the rest is damaged and why.
+/// @file
+/// Reads the files that recorders write (NubrixBaseContext::createRecorder).
+///
+/// A record file is a row of records, each a tag of 26 bytes and the pixels of one frame. It has no
+/// head, no table of contents and no end mark, so a recording that a crash, a full disk or a kill
+/// ended early is as good as any other up to its last complete record. docs/recording.md describes
+/// the format.
+///
+/// Nothing in a file is trusted: whatever its bytes are, the reader returns the complete records it
+/// finds and reports where the rest is damaged and why.
 #pragma once
 
 #include "nubrix/export.h"
@@ -47,11 +48,15 @@ class NUBRIX_API RecordFrame {
 public:
     /// No frame: data() is null.
     RecordFrame() noexcept;
+    /// @{
+    /// Copies share the piece of the file; the last one unmaps it.
     RecordFrame(const RecordFrame &other) noexcept;
     RecordFrame(RecordFrame &&other) noexcept;
     RecordFrame &operator=(RecordFrame other) noexcept;
     ~RecordFrame();
+    /// @}
 
+    /// The tag of the record; all 0 without a frame.
     const RecordInfo &info() const noexcept { return m_info; }
     /// info().dataSize bytes. The address is as odd as the place in the file: copy what needs to be
     /// aligned.
@@ -78,10 +83,15 @@ private:
 /// number of readers may read one file, also while it is being recorded.
 class NUBRIX_API RecordReader {
 public:
+    /// Without a file.
     RecordReader() noexcept;
+    /// Closes the file. Frames stay valid.
     ~RecordReader();
+    /// @{
+    /// Not copied.
     RecordReader(const RecordReader &) = delete;
     RecordReader &operator=(const RecordReader &) = delete;
+    /// @}
 
     /// Opens a file, in place of the one before, and finds its records; what is recorded later is
     /// not seen before update(). It reads the tags alone and keeps 20 bytes a record. -1 when the
@@ -94,11 +104,12 @@ public:
     /// complete. -1 when the file cannot be read, has become shorter or has more records than there
     /// is memory for: then there may be fewer records until it succeeds.
     int update() noexcept;
-    /// Frames stay valid.
+    /// Closes the file. Frames stay valid.
     void close() noexcept;
 
     /// Complete records, of one NubrixStreamType or, for 0, of all. 0 when no file is open.
     unsigned int count(unsigned int streamType = 0) const noexcept;
+    /// What the file is, beyond its complete records; NUBRIX_RECORD_COMPLETE when no file is open.
     NubrixRecordCondition condition() const noexcept;
     /// The first thing that is wrong with the file, "byte 1234: ..."; empty when it is complete.
     /// Valid until the next open, update or close.

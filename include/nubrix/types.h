@@ -1,20 +1,31 @@
-// The records, handles, codes and callbacks that cross the public interface.
+/// @file
+/// The records, handles, codes and callbacks that cross the public interface.
 #pragma once
 
 #include <cstddef>
 
-/// Opaque handles. Each is the address of an object that the context owns; it is valid from the
-/// operation that hands it out until the matching close or destroy, and is checked on every use.
+// Opaque handles. Each is the address of an object that the context owns; it is valid from the
+// operation that hands it out until the matching close or destroy, and is checked on every use.
+
+/// @struct NubrixDevice
+/// The handle of an open camera, valid from openDevice to closeDevice or destroy. Every operation
+/// checks it.
 struct NubrixDevice;
+/// @struct NubrixStream
+/// The handle of a stream, valid from openStream until it or its camera is closed, or destroy.
+/// Every operation checks it.
 struct NubrixStream;
+/// @struct NubrixRecord
+/// The handle of a recorder, valid from createRecorder to destroyRecorder or destroy. Every
+/// operation checks it.
 struct NubrixRecord;
 
 /// Which images of a camera a stream carries.
 enum NubrixStreamType : unsigned int {
-    NUBRIX_STREAM_COLOR = 1,
-    NUBRIX_STREAM_DEPTH = 2,
-    NUBRIX_STREAM_IR = 4,
-    NUBRIX_STREAM_LIGHT_IR = 32,
+    NUBRIX_STREAM_COLOR = 1,      ///< colour
+    NUBRIX_STREAM_DEPTH = 2,      ///< distances along the optical axis
+    NUBRIX_STREAM_IR = 4,         ///< infrared
+    NUBRIX_STREAM_LIGHT_IR = 32,  ///< infrared under an illuminator
 };
 
 /// How the bytes of typedefNubrixFrame::data are to be read. Rows run from top to bottom without
@@ -37,13 +48,15 @@ enum NubrixPixelFormat : unsigned int {
 /// The driver plug-in that serves a transport. Mind that typedefNubrixeviceAttribute::transport
 /// counts differently: transports 2 and 3 are served by the network driver, 4 by the mini driver.
 enum DRIVER_TYPE : int {
-    DRIVER_TYPE_UVC = 1,
-    DRIVER_TYPE_NET = 2,
-    DRIVER_TYPE_MINI = 3,
+    DRIVER_TYPE_UVC = 1,   ///< USB video cameras and GMSL nodes: libNubrixUvcDriver.so
+    DRIVER_TYPE_NET = 2,   ///< network cameras: libNubrixNetDriver.so
+    DRIVER_TYPE_MINI = 3,  ///< known, but not loaded in this release: libNubrixMiniDriver.so
 };
 
+/// How important a line of the log is. Lines at the threshold and above are shown, see
+/// NubrixBaseContext::setLogLevel.
 enum NubrixLogLevel {
-    NUBRIX_LOG_TRACE = 0,
+    NUBRIX_LOG_TRACE = 0,      ///< steps of a shutdown
     NUBRIX_LOG_INFO = 1,       ///< progress and state details
     NUBRIX_LOG_WARNING = 2,    ///< calls in the wrong order
     NUBRIX_LOG_ERROR = 3,      ///< failures; the default threshold
@@ -52,8 +65,8 @@ enum NubrixLogLevel {
 
 /// The `state` of a device state callback.
 enum NubrixDeviceState : unsigned int {
-    NUBRIX_DEVICE_CONNECTED = 0,
-    NUBRIX_DEVICE_DISCONNECTED = 1,
+    NUBRIX_DEVICE_CONNECTED = 0,     ///< the camera is attached
+    NUBRIX_DEVICE_DISCONNECTED = 1,  ///< the camera was detached
 };
 
 /// Device properties that the core itself uses; every other id is the driver's.
@@ -68,22 +81,23 @@ constexpr unsigned int NUBRIX_PROPERTY_STREAM_COUNTERS = 0x5a00;
 
 /// Values of the process-wide error number. A success never clears it.
 enum NubrixErrorCode : unsigned int {
-    NUBRIX_ERR_NOT_INITIALIZED = 0x80300101,
-    NUBRIX_ERR_INVALID_DEVICE = 0x80300102,
-    NUBRIX_ERR_DEVICE_NOT_FOUND = 0x80300104,
-    NUBRIX_ERR_INVALID_STREAM = 0x80300105,
-    NUBRIX_ERR_TOO_MANY_STREAMS = 0x80300106,
-    NUBRIX_ERR_NO_FRAME = 0x80300107,
-    NUBRIX_ERR_FRAME_UNAVAILABLE = 0x8030010a,
-    NUBRIX_ERR_STREAM_CREATE = 0x80300111,
-    NUBRIX_ERR_URI_NOT_FOUND = 0x80300206,
-    NUBRIX_ERR_OPEN_FAILED = 0x80300208,
-    NUBRIX_ERR_FILE_OPEN = 0x8030040d,
-    NUBRIX_ERR_THREAD_NOT_CREATED = 0x80300410,
-    NUBRIX_ERR_THREAD_PRIORITY = 0x80300411,
-    NUBRIX_ERR_THREAD_START = 0x80300412,
-    NUBRIX_ERR_STREAM_HANDLE = 0x8030059c,
-    NUBRIX_ERR_PREPROCESS = 0x803005aa,
+    NUBRIX_ERR_NOT_INITIALIZED = 0x80300101,     ///< the context is not initialized
+    NUBRIX_ERR_INVALID_DEVICE = 0x80300102,      ///< no open camera has this handle
+    NUBRIX_ERR_DEVICE_NOT_FOUND = 0x80300104,    ///< no camera is attached, or it was detached
+    NUBRIX_ERR_INVALID_STREAM = 0x80300105,      ///< no stream has this handle; no colour stream
+    NUBRIX_ERR_TOO_MANY_STREAMS = 0x80300106,    ///< there are 60 streams already
+    NUBRIX_ERR_NO_FRAME = 0x80300107,            ///< a wait ended, but the frame had been taken
+    NUBRIX_ERR_FRAME_UNAVAILABLE = 0x8030010a,   ///< a photo has waited 1 s for a frame
+    NUBRIX_ERR_STREAM_CREATE = 0x80300111,       ///< streams that exclude each other; never set
+    NUBRIX_ERR_URI_NOT_FOUND = 0x80300206,       ///< no camera has this URI; a photo's file cannot
+                                                 ///< be written; a wait for no stream
+    NUBRIX_ERR_OPEN_FAILED = 0x80300208,         ///< there is no camera to open at this URI
+    NUBRIX_ERR_FILE_OPEN = 0x8030040d,           ///< a file for a checksum cannot be opened
+    NUBRIX_ERR_THREAD_NOT_CREATED = 0x80300410,  ///< the priority of a thread that does not exist
+    NUBRIX_ERR_THREAD_PRIORITY = 0x80300411,     ///< the system refuses the priority of a thread
+    NUBRIX_ERR_THREAD_START = 0x80300412,        ///< the system cannot create a thread
+    NUBRIX_ERR_STREAM_HANDLE = 0x8030059c,       ///< the camera could not make the stream
+    NUBRIX_ERR_PREPROCESS = 0x803005aa,          ///< a wait of the pre-processing stage failed
 };
 
 /// One frame as the application sees it: the record inside a pooled frame. It stays valid, with its
@@ -98,8 +112,8 @@ struct typedefNubrixFrame {
     int width;                   ///< pixels
     int height;                  ///< pixels
     unsigned int dataSize;       ///< valid bytes in data
-    void *data;
-    unsigned int reserved;
+    void *data;                  ///< the pixels; rows from top to bottom without padding
+    unsigned int reserved;       ///< 0
 };
 
 /// One mode of a stream. Drivers own their tables of modes; the core hands out pointers into them.
@@ -124,63 +138,65 @@ struct NubrixStreamCounters {
 /// One attached camera. Packed to 593 bytes, so records of an array are misaligned: read fields by
 /// value, never keep a pointer to one.
 struct typedefNubrixeviceAttribute {
-    unsigned int vendorId;
-    unsigned int productId;
-    int transport;  ///< 1 USB video, 2 and 3 network, 4 mini
-    char serialNumber[64];
+    unsigned int vendorId;     ///< of USB
+    unsigned int productId;    ///< of USB
+    int transport;             ///< 1 USB video, 2 and 3 network, 4 mini
+    char serialNumber[64];     ///< all texts here are zero-terminated
     unsigned int deviceState;  ///< a NubrixDeviceState
     char uri[257];             ///< what openDevice takes
-    char location[128];
-    char productName[128];
+    char location[128];        ///< where it is attached, as its driver writes it
+    char productName[128];     ///< the model, for people
 };
 
 /// The version record of a device (property 72), 82 bytes; each version is major, minor, revision.
 struct NubrixVersions {
-    unsigned short sdk[3];
-    unsigned short firmware[3];
-    unsigned short hardware[3];
-    char serialNumber[64];
+    unsigned short sdk[3];       ///< of the SDK that the driver belongs to
+    unsigned short firmware[3];  ///< of the camera's firmware
+    unsigned short hardware[3];  ///< of the camera itself
+    char serialNumber[64];       ///< zero-terminated
 };
 
 #pragma pack(pop)
 
 /// One camera on a GMSL link.
 struct _NubrixGmslDeviceInfo {  // NOLINT(bugprone-reserved-identifier): the name is the interface's
-    unsigned int deviceType;
-    char devicePath[64];  ///< "/dev/video..."
+    unsigned int deviceType;    ///< a code of the driver; 0 by the USB driver
+    char devicePath[64];        ///< "/dev/video...": what openDevice takes
 };
 
 /// A point of a cloud: x to the right, y downwards, z away from the camera; with colours y upwards
 /// and z towards the camera.
 struct typedefNubrixPoint3D {
-    float x;
-    float y;
-    float z;
+    float x;  ///< depths divided by the scale that the conversion was given, as y and z
+    float y;  ///< down, or with colours up
+    float z;  ///< along the optical axis
 };
 
 /// A colour with components from 0 to 1.
 struct typedefNubrixRGBA {
-    float r;
-    float g;
-    float b;
-    float a;
+    float r;  ///< red
+    float g;  ///< green
+    float b;  ///< blue
+    float a;  ///< opacity: 1 for all points
 };
 
 /// What a running upgrade reports to the application; both run on a thread of the upgrader.
 /// `device` may be null: use `user`. They may call every operation of the context but destroy,
 /// which returns -1 there. destroy on another thread ends the upgrade and waits for onFinished.
 struct typedefNubrixUpgradeCallbacks {
-    void (*onProgress)(NubrixDevice *device, int percent, void *user);
-    void (*onFinished)(NubrixDevice *device, int status, void *user);  ///< status 0: upgraded
-    void *user;
+    void (*onProgress)(NubrixDevice *device, int percent, void *user);  ///< percent: 0 to 100
+    void (*onFinished)(NubrixDevice *device, int status, void *user);   ///< status 0: upgraded
+    void *user;                                                         ///< passed to both
 };
 
-/// Called on the stream's own thread with a frame that the application owns from now on and gives
-/// back with releaseFrame, there or anywhere. The callback must not stop its own stream.
+/// Called on the stream's own thread with a frame that the application owns from now on and returns
+/// with releaseFrame, there or anywhere. The callback may call every operation of the context but
+/// destroy, also those that stop and close its own stream and camera.
 typedef void (*NubrixFrameCallback)(NubrixStream *stream, typedefNubrixFrame *frame, void *user);
 
-/// Called on a thread of the driver when a camera came or went; `state` is a NubrixDeviceState. The
-/// texts live for the call only. The callback may call every operation of the context but destroy.
+/// Called on a thread of the driver when a camera has arrived or left; `state` is a
+/// NubrixDeviceState. The texts live for the call only. The callback may call every operation of
+/// the context but destroy.
 typedef void (*NubrixDeviceStateCallback)(const char *uri, const char *serial, unsigned int state,
                                           void *user);
 

@@ -1,4 +1,5 @@
-// An open camera: modes, streams, properties, photos, recordings, firmware.
+/// @file
+/// An open camera: modes, streams, properties, photos, recordings, firmware.
 #pragma once
 
 #include <chrono>
@@ -22,43 +23,47 @@ namespace client {
 
 /// An attached camera, as the library lists it.
 struct CameraInfo {
-    std::string uri;  ///< what Session::open takes
-    std::string serialNumber;
-    std::string productName;
-    std::string location;
-    unsigned int vendorId = 0;
-    unsigned int productId = 0;
-    int transport = 0;       ///< 1 USB video, 2 and 3 network, 4 mini
-    unsigned int state = 0;  ///< a NubrixDeviceState
+    std::string uri;             ///< what Session::open takes
+    std::string serialNumber;    ///< as the camera reports it
+    std::string productName;     ///< the model, for people
+    std::string location;        ///< where it is attached, as its driver writes it
+    unsigned int vendorId = 0;   ///< of USB
+    unsigned int productId = 0;  ///< of USB
+    int transport = 0;           ///< 1 USB video, 2 and 3 network, 4 mini
+    unsigned int state = 0;      ///< a NubrixDeviceState
 };
 
 /// How a stream's frames are.
 struct Mode {
-    NubrixPixelFormat format = NUBRIX_PIXEL_RGB888;
-    int width = 0;   ///< pixels
-    int height = 0;  ///< pixels
-    int framesPerSecond = 0;
+    NubrixPixelFormat format = NUBRIX_PIXEL_RGB888;  ///< of the pixels
+    int width = 0;                                   ///< pixels
+    int height = 0;                                  ///< pixels
+    int framesPerSecond = 0;                         ///< at most 127
 
+    /// @{
+    /// Compares all four.
     bool operator==(const Mode &other) const
     {
         return format == other.format && width == other.width && height == other.height &&
                framesPerSecond == other.framesPerSecond;
     }
     bool operator!=(const Mode &other) const { return !(*this == other); }
+    /// @}
 };
 
 /// Of a pinhole camera, in pixels of the stream's current mode.
 struct Intrinsics {
-    float fx;
-    float fy;
-    float cx;
-    float cy;
+    float fx;  ///< focal length along the rows
+    float fy;  ///< focal length along the columns
+    float cx;  ///< column of the principal point
+    float cy;  ///< row of the principal point
 };
 
 /// An open camera. Copies share it; it is closed with the last copy and the last of its streams.
 /// Any thread may call it. Every operation throws Error, Unplugged or Unsupported when it fails.
 class Camera {
 public:
+    /// What the list of cameras had when this one was opened; only the URI when it was not listed.
     const CameraInfo &info() const { return m_info; }
     /// False from the moment that it has left. A camera that returns must be opened anew.
     bool isConnected() const { return m_camera->connection().isAttached(); }
@@ -86,6 +91,8 @@ public:
             return std::nullopt;
         return fromRecord(*mode);
     }
+    /// Sets the mode of a stream, one of modes(type); the next start of the stream has it. Throws
+    /// an Error for another one, and while a stream of this type runs.
     void setMode(StreamType type, const Mode &mode)
     {
         typedefNubrixFrameMode record = {};
@@ -129,7 +136,7 @@ public:
         return Stream(std::move(core));
     }
 
-    /// A property as bytes. `capacity` is the space that the driver is offered.
+    /// A property as bytes. `capacity` is the space in bytes that the driver is offered.
     std::vector<unsigned char> property(unsigned int id, std::size_t capacity = 4096) const
     {
         auto bytes = detail::allocating(
@@ -139,6 +146,7 @@ public:
         bytes.resize(std::min<std::size_t>(size, capacity));
         return bytes;
     }
+    /// Writes a property from bytes.
     void setProperty(unsigned int id, const std::vector<unsigned char> &bytes)
     {
         setProperty(id, bytes.data(), bytes.size());
@@ -159,6 +167,8 @@ public:
         }
         return value;
     }
+    /// Writes a property from a number or a record of plain data, of the size that the property
+    /// has.
     template <class T>
     void setProperty(unsigned int id, const T &value)
     {
@@ -167,6 +177,7 @@ public:
         setProperty(id, &value, sizeof(T));
     }
 
+    /// The versions of SDK, firmware and hardware, and the serial number.
     NubrixVersions versions() const
     {
         NubrixVersions versions = {};
@@ -174,14 +185,15 @@ public:
                 [&] { return context().getVersion(handle(), &versions); });
         return versions;
     }
-    /// Unsupported when the camera does not know them.
+    /// The intrinsics of a stream in its current mode. Unsupported when the camera does not know
+    /// them.
     Intrinsics intrinsics(StreamType type) const
     {
         return property<Intrinsics>(kIntrinsics + code(type));
     }
 
     /// Writes the next complete colour frame as a 24-bit bitmap, and returns it. Unsupported when
-    /// it is not RGB888.
+    /// it is not RGB888, Timeout when none comes, Error when the file cannot be written.
     Frame photo(const std::string &path, Milliseconds timeout = kDefaultTimeout)
     {
         Frame frame = start(StreamType::kColor, std::nullopt, 1).nextComplete(timeout);
@@ -212,9 +224,11 @@ public:
             detail::fail("upgrade", file, upgrade.status);
     }
 
+    /// @{
     /// For the functions of NubrixBaseContext, while this or a copy lives.
     NubrixDevice *handle() const { return m_camera->handle(); }
     NubrixBaseContext &context() const { return m_camera->context(); }
+    /// @}
 
 private:
     friend class Session;
@@ -222,6 +236,7 @@ private:
     /// Plus a stream type: the property with the intrinsics.
     static constexpr unsigned int kIntrinsics = 0x5600;
 
+    /// @cond private
     struct Upgrade {
         std::function<void(int)> progress;
         std::mutex lock;
@@ -249,6 +264,7 @@ private:
             self.changed.notify_all();
         }
     };
+    /// @endcond
 
     Camera(std::shared_ptr<detail::OpenCamera> camera, CameraInfo info)
         : m_camera(std::move(camera)), m_info(std::move(info))

@@ -1,4 +1,5 @@
-// What the client layer throws.
+/// @file
+/// What the client layer throws.
 #pragma once
 
 #include <array>
@@ -18,7 +19,7 @@ namespace client {
 /// there is too little memory for something small; for frames and properties that is an Error, too.
 class NUBRIX_API Error : public std::runtime_error {
 public:
-    /// `operation` lives as long as the program.
+    /// What the functions below return. `operation` lives as long as the program.
     Error(const char *operation, int status, unsigned int code, const std::string &text)
         : std::runtime_error(text), m_operation(operation), m_status(status), m_code(code)
     {

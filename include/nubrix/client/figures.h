@@ -1,4 +1,5 @@
-// The figures of a running stream.
+/// @file
+/// The figures of a running stream.
 #pragma once
 
 #include <chrono>

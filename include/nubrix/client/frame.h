@@ -1,4 +1,5 @@
-// One frame that the application holds.
+/// @file
+/// One frame that the application holds.
 #pragma once
 
 #include <chrono>
@@ -15,11 +16,12 @@
 namespace nubrix {
 namespace client {
 
+/// Which images of a camera a stream carries.
 enum class StreamType : unsigned int {
-    kColor = NUBRIX_STREAM_COLOR,
-    kDepth = NUBRIX_STREAM_DEPTH,
-    kInfrared = NUBRIX_STREAM_IR,
-    kLightInfrared = NUBRIX_STREAM_LIGHT_IR,
+    kColor = NUBRIX_STREAM_COLOR,             ///< colour
+    kDepth = NUBRIX_STREAM_DEPTH,             ///< distances along the optical axis
+    kInfrared = NUBRIX_STREAM_IR,             ///< infrared
+    kLightInfrared = NUBRIX_STREAM_LIGHT_IR,  ///< infrared under an illuminator
 };
 
 /// "color", "depth", "ir" or "light-ir", as the tool names them.
@@ -38,7 +40,8 @@ inline const char *name(StreamType type)
     return "unknown";
 }
 
-/// The bytes of an image; 1 for formats of variable size, such as JPEG.
+/// The bytes of an image of a NubrixPixelFormat and of that many pixels; 1 for formats of variable
+/// size, such as JPEG.
 inline std::uint64_t imageBytes(unsigned int format, std::uint64_t width, std::uint64_t height)
 {
     switch (format) {
@@ -67,18 +70,19 @@ inline std::uint64_t imageBytes(unsigned int format, std::uint64_t width, std::u
 /// that it came from, or a copy of that.
 template <class T>
 struct Image {
-    const T *data;
+    const T *data;            ///< the first pixel
     int width;                ///< pixels
     int height;               ///< pixels
     std::size_t bytesPerRow;  ///< from one row to the next
 
+    /// A row of `width` pixels. Not checked: y from 0 to height - 1.
     const T *row(int y) const
     {
         const void *const bytes = reinterpret_cast<const unsigned char *>(data) +
                                   static_cast<std::size_t>(y) * bytesPerRow;
         return static_cast<const T *>(bytes);
     }
-    /// Not checked: x from 0 to width - 1, y from 0 to height - 1.
+    /// A pixel. Not checked: x from 0 to width - 1, y from 0 to height - 1.
     const T &operator()(int x, int y) const { return row(y)[x]; }
 };
 
@@ -152,6 +156,8 @@ class Frame {
 public:
     /// No frame.
     Frame() noexcept = default;
+    /// @{
+    /// Copies share the frame; the last one returns it.
     Frame(const Frame &other) noexcept : m_slot(other.m_slot)
     {
         if (m_slot)
@@ -168,20 +174,25 @@ public:
         if (m_slot)
             detail::FramePool::drop(m_slot);
     }
+    /// @}
 
-    /// What follows throws an Error when this holds no frame.
+    /// Whether this holds a frame. What follows throws an Error when this holds no frame.
     explicit operator bool() const noexcept { return m_slot != nullptr; }
 
+    /// Of which stream it is.
     StreamType type() const { return static_cast<StreamType>(record().streamType); }
+    /// The format of the pixels.
     NubrixPixelFormat format() const
     {
         return static_cast<NubrixPixelFormat>(record().pixelFormat);
     }
+    /// Pixels in a row.
     int width() const { return record().width; }
+    /// Rows.
     int height() const { return record().height; }
     /// Counts the frames that the camera captured, dropped ones included.
     unsigned int index() const { return record().frameIndex; }
-    /// When it was captured.
+    /// When it was captured, to the microsecond; of a recording, by the clock of that time.
     std::chrono::steady_clock::time_point time() const { return detail::captureTime(record()); }
     /// The driver's flags; 0 for a complete frame.
     unsigned int flags() const { return record().flags; }
@@ -191,6 +202,7 @@ public:
         return static_cast<const unsigned char *>(record().data);
     }
     const unsigned char *data() const && = delete;  // it would not outlive this
+    /// Bytes of pixels.
     std::size_t size() const { return record().dataSize; }
     /// Whether it has all bytes of an image of its format and size.
     bool isComplete() const
@@ -236,8 +248,8 @@ public:
     template <class T>
     Image<T> image() const && = delete;
 
-    /// The distance at a pixel of a depth frame; 0 where nothing was measured. Unsupported for
-    /// other formats, Error outside of the image.
+    /// The distance at a pixel of a depth frame in millimetres, along the optical axis; 0 where
+    /// nothing was measured. Unsupported for other formats, Error outside of the image.
     double millimetres(int x, int y) const
     {
         const int units = detail::depthUnitsPerMillimetre(record().pixelFormat);
@@ -254,7 +266,7 @@ public:
     }
 
     /// A frame with memory of its own and the same contents. Hold these for long, not those of a
-    /// stream.
+    /// stream. Error when there is too little memory.
     Frame clone() const { return owned("clone", record(), record().data); }
 
 private:

@@ -1,4 +1,5 @@
-// Where the frames of a stream went, in words.
+/// @file
+/// Where the frames of a stream went, in words.
 #pragma once
 
 #include <chrono>

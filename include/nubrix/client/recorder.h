@@ -1,4 +1,5 @@
-// Recording streams of an open camera.
+/// @file
+/// Recording streams of an open camera.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +22,7 @@ namespace client {
 /// is called. Not thread-safe.
 class Recorder {
 public:
+    /// Moved from one owner to the next, not copied.
     Recorder(Recorder &&other) noexcept
         : m_camera(std::move(other.m_camera)),
           m_path(std::move(other.m_path)),
@@ -30,15 +32,20 @@ public:
           m_ledgers(std::move(other.m_ledgers))
     {
     }
+    /// @{
+    /// Neither assigned nor copied.
     Recorder &operator=(Recorder &&) = delete;
     Recorder(const Recorder &) = delete;
     Recorder &operator=(const Recorder &) = delete;
+    /// @}
+    /// Writes what is left and closes the file; failures are not reported, see finish.
     ~Recorder()
     {
         if (m_camera)
             close();
     }
 
+    /// The path of the file, as it was given.
     const std::string &path() const { return m_path; }
     /// Where the frames of each stream went, in the order of the types that are recorded; when the
     /// recording has ended, until then.

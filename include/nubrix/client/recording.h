@@ -1,4 +1,5 @@
-// Record files: their frames, by number and by time.
+/// @file
+/// Record files: their frames, by number and by time.
 #pragma once
 
 #include <chrono>
@@ -17,7 +18,7 @@ namespace client {
 
 /// What is wrong with a record file. The frames that are complete can be read all the same.
 struct Damage {
-    NubrixRecordCondition condition = NUBRIX_RECORD_COMPLETE;
+    NubrixRecordCondition condition = NUBRIX_RECORD_COMPLETE;  ///< what the file is
     std::string problem;               ///< "byte 1234: ..."; empty when nothing is wrong
     unsigned long long lostBytes = 0;  ///< between and behind the frames, of none
 
@@ -33,13 +34,14 @@ struct Damage {
 ///         use(frame);
 class Recording {
 public:
+    /// What Frame::time returns.
     using Time = std::chrono::steady_clock::time_point;
 
     class Iterator;
     class Frames;
 
-    /// Throws an Error when the file cannot be read; one that is damaged can. The format
-    /// of depths is not in the file: it is `depthFormat`.
+    /// Opens a file. Throws an Error when the file cannot be read; one that is damaged can. The
+    /// format of depths is not in the file: it is `depthFormat`.
     explicit Recording(const std::string &path,
                        NubrixPixelFormat depthFormat = NUBRIX_PIXEL_DEPTH_12_4)
         : m_file(std::make_shared<File>())
@@ -53,10 +55,14 @@ public:
     inline Frames frames(StreamType type) const;
     /// All frames.
     inline Frames frames() const;
+    /// The first of all frames.
     inline Iterator begin() const;
+    /// After the last of all frames.
     inline Iterator end() const;
+    /// How many frames there are.
     unsigned int size() const { return m_file->reader.count(); }
 
+    /// What is wrong with the file; converts to false when nothing is.
     Damage damage() const
     {
         const RecordReader &reader = m_file->reader;
@@ -126,24 +132,35 @@ private:
 /// A place in a recording; the frame is read when it is asked for.
 class Recording::Iterator {
 public:
+    /// @{
+    /// What the standard library asks of an input iterator.
     using iterator_category = std::input_iterator_tag;
     using value_type = Frame;
     using difference_type = std::ptrdiff_t;
     using pointer = void;
     using reference = Frame;
+    /// @}
 
+    /// Of no recording; may only be assigned to.
     Iterator() = default;
+    /// Reads the frame. Throws an Error when it cannot be read.
     Frame operator*() const { return read(*m_file, m_type, m_place); }
+    /// @{
+    /// Goes to the next frame.
     Iterator &operator++()
     {
         ++m_place;
         return *this;
     }
     void operator++(int) { ++m_place; }
+    /// @}
     /// The number of the frame.
     unsigned int place() const { return m_place; }
+    /// @{
+    /// Compares the places of two iterators of the same frames.
     bool operator==(const Iterator &other) const { return m_place == other.m_place; }
     bool operator!=(const Iterator &other) const { return m_place != other.m_place; }
+    /// @}
 
 private:
     friend class Frames;
@@ -160,11 +177,15 @@ private:
 /// The frames of one type, or all. Keeps the file open.
 class Recording::Frames {
 public:
+    /// How many there are.
     unsigned int size() const { return m_file->reader.count(m_type); }
+    /// Whether there is none.
     bool empty() const { return size() == 0; }
+    /// The first one.
     Iterator begin() const { return {m_file, m_type, 0}; }
+    /// After the last one.
     Iterator end() const { return {m_file, m_type, size()}; }
-    /// Throws an Error when there are not so many.
+    /// Reads the n-th, from 0. Throws an Error when there are not so many.
     Frame operator[](unsigned int n) const { return read(*m_file, m_type, n); }
 
     /// From the n-th on; the end when there are not so many.

@@ -1,4 +1,5 @@
-// The way into the client layer.
+/// @file
+/// The way into the client layer.
 #pragma once
 
 #include <cstring>

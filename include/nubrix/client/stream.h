@@ -1,4 +1,5 @@
-// The frames of a camera as they come.
+/// @file
+/// The frames of a camera as they come.
 #pragma once
 
 #include <algorithm>
@@ -36,6 +37,8 @@ struct AnyStream;
 /// any more, Timeout when the application holds all frames, and what ended the stream.
 class Stream {
 public:
+    /// @{
+    /// Moved from one owner to the next, not copied; the stream that is assigned to stops.
     Stream(Stream &&) noexcept = default;
     Stream &operator=(Stream &&other) noexcept
     {
@@ -44,12 +47,15 @@ public:
     }
     Stream(const Stream &) = delete;
     Stream &operator=(const Stream &) = delete;
+    /// @}
+    /// Stops the stream.
     ~Stream()
     {
         if (m_core)
             m_core->close();
     }
 
+    /// What it carries.
     StreamType type() const { return m_core->type(); }
 
     /// The next frame: the oldest that nobody has taken, or the first that comes. Throws Timeout,
@@ -103,6 +109,7 @@ public:
     /// why. Frames that wait can still be taken.
     bool isOver() const { return m_core->isOver(); }
 
+    /// What it has done since its start.
     StreamFigures figures() const { return m_core->figures(); }
     /// Where its frames went in the library, when the stream has ended just before that: those of
     /// its queue here count as delivered to the callback. May wait while a camera is opened.
@@ -122,15 +129,25 @@ public:
     /// Gives the frames one by one. One loop at a time.
     class Iterator {
     public:
+        /// @{
+        /// What the standard library asks of an input iterator.
         using iterator_category = std::input_iterator_tag;
         using value_type = Frame;
         using difference_type = std::ptrdiff_t;
         using pointer = const Frame *;
         using reference = const Frame &;
+        /// @}
 
+        /// The end.
         Iterator() = default;
+        /// @{
+        /// The frame, until the iterator goes on.
         const Frame &operator*() const { return m_frame; }
         const Frame *operator->() const { return &m_frame; }
+        /// @}
+        /// @{
+        /// Returns the frame and waits for the next one; at the end when the stream has stopped.
+        /// Throws as the loop does.
         Iterator &operator++()
         {
             m_frame = {};  // returned before the next one is waited for: a camera may wait for it
@@ -140,11 +157,15 @@ public:
             return *this;
         }
         void operator++(int) { ++*this; }
+        /// @}
+        /// @{
+        /// Equal when both are at the end, or neither is.
         bool operator==(const Iterator &other) const
         {
             return static_cast<bool>(m_frame) == static_cast<bool>(other.m_frame);
         }
         bool operator!=(const Iterator &other) const { return !(*this == other); }
+        /// @}
 
     private:
         friend class Stream;
@@ -156,7 +177,9 @@ public:
         std::shared_ptr<detail::StreamCore> m_core;
         Frame m_frame;
     };
+    /// Waits for the first frame.
     Iterator begin() { return Iterator(m_core); }
+    /// After the last frame.
     Iterator end() { return {}; }
 
 private:
@@ -239,6 +262,7 @@ private:
 
 }  // namespace detail
 
+/// @{
 /// Waits until one of the streams has a frame and returns that one, of several the one whose frame
 /// came first: tryNext gives it, unless another thread was faster. Throws as next does: Timeout,
 /// also when one of them has its frames used up; Unplugged when no camera of them is attached, or
@@ -252,6 +276,7 @@ inline Stream &waitAny(const std::vector<Stream *> &streams, Milliseconds timeou
 {
     return detail::AnyStream::wait(streams.data(), streams.size(), timeout);
 }
+/// @}
 
 }  // namespace client
 }  // namespace nubrix

@@ -1,4 +1,5 @@
-// Functions that are called when a camera arrives or leaves.
+/// @file
+/// Functions that are called when a camera arrives or leaves.
 #pragma once
 
 #include <condition_variable>
@@ -82,7 +83,10 @@ private:
 /// layer: that does not wait for a call that runs.
 class Subscription {
 public:
+    /// Of nothing.
     Subscription() = default;
+    /// @{
+    /// Moved from one owner to the next, not copied; what is assigned to ends its calls.
     Subscription(Subscription &&) noexcept = default;
     Subscription &operator=(Subscription &&other) noexcept
     {
@@ -93,6 +97,8 @@ public:
     }
     Subscription(const Subscription &) = delete;
     Subscription &operator=(const Subscription &) = delete;
+    /// @}
+    /// Ends the calls.
     ~Subscription()
     {
         if (!m_observer)

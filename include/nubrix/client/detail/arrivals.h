@@ -13,9 +13,10 @@
 namespace nubrix {
 namespace client {
 
+/// What timeouts are given in.
 using Milliseconds = std::chrono::milliseconds;
 
-/// A camera may take seconds to its first frame.
+/// The timeout of every wait that is given none: a camera may take seconds to its first frame.
 inline constexpr Milliseconds kDefaultTimeout{5000};
 
 namespace detail {
