@@ -29,9 +29,11 @@ struct CommonOptions {
 void setUpLog(bool verbose)
 {
     setenv("NUBRIX_LOG_CONSOLE", verbose ? "1" : "0", verbose ? 1 : 0);
-    // Warnings of a driver are for the user: they appear either way.
     if (verbose)
         setenv("NUBRIX_LOG_LEVEL", "1", 1);
+    // The lines of a driver are for the user: they appear once, in the log or without it.
+    if (std::getenv("NUBRIX_LOG_CONSOLE") == std::string("1"))
+        unsetenv("NUBRIX_DRIVER_STDERR");
     else
         setenv("NUBRIX_DRIVER_STDERR", "1", 0);
 }

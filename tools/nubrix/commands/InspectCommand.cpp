@@ -1,5 +1,6 @@
 // nubrix inspect: what a record file contains.
 #include <iostream>
+#include <stdexcept>
 #include <string>
 
 #include "commands/Command.h"
@@ -29,6 +30,9 @@ InspectCommand::InspectCommand(CLI::App &parent)
 void InspectCommand::run()
 {
     const RecordSummary summary = RecordSummary::of(m_file);
+    // An empty file is a complete recording of nothing.
+    if (summary.records == 0 && summary.bytes != 0)
+        throw std::runtime_error(m_file + " is no record file: it has no complete record");
     if (json())
         printJson(summary.json());
     else

@@ -1,6 +1,7 @@
 // nubrix stream: runs streams of a camera and reports their figures.
 #include <unistd.h>
 #include <cmath>
+#include <cstdint>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,26 @@
 namespace nubrix::tool {
 
 namespace {
+
+// The position in a recording, which only a camera that plays one has.
+constexpr unsigned int kPropertyPlayTime = 0x5800;
+
+bool isPlayback(const client::Camera &camera)
+{
+    try {
+        camera.property<std::uint64_t>(kPropertyPlayTime);
+        return true;
+    } catch (const client::Error &) {
+        return false;
+    }
+}
+
+Command::Json ageJson(const StreamFigures &figures)
+{
+    if (!figures.hasAge)
+        return nullptr;
+    return {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}};
+}
 
 class StreamCommand final : public Command {
 public:
@@ -82,7 +103,8 @@ void StreamCommand::run()
 
 StreamRun::Streams StreamCommand::openStreams(client::Camera &camera, const StopSignal &stop) const
 {
-    const FrameCounter::Options options = {!m_folder.empty(), m_selection.frames()};
+    const FrameCounter::Options options = {!m_folder.empty(), m_selection.frames(),
+                                           isPlayback(camera)};
     StreamRun::Streams streams;
     for (const client::StreamType type : m_selection.choose(camera)) {
         streams.push_back(m_byPolling
@@ -131,7 +153,7 @@ void StreamCommand::reportJson(const Result &result) const
                        {"gaps", figures.gaps},
                        {"lost", figures.lost},
                        {"damaged", figures.damaged},
-                       {"age_us", {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}}},
+                       {"age_us", ageJson(figures)},
                        {"losses", result.losses[i]},
                        {"ledger", ledgerJson(result.ledgers[i])}};
         if (!m_folder.empty())
