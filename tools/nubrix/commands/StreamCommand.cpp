@@ -68,11 +68,7 @@ private:
 };
 
 StreamCommand::StreamCommand(CLI::App &parent)
-    : Command(
-          parent, "stream",
-          "Run streams and report their figures: frames, frames/s, gaps in the frame index, lost\n"
-          "and damaged frames, age of the frames from capture to arrival, and what frames were "
-          "lost to"),
+    : Command(parent, "stream", "Run streams of a camera and report their figures"),
       m_selection(app())
 {
     addUri(m_uri);
@@ -82,7 +78,19 @@ StreamCommand::StreamCommand(CLI::App &parent)
     options.add_flag("--poll", m_byPolling, "Wait for frames and read them")->excludes(callback);
     options.add_option("--save", m_folder, "Save the first and the last frame of each stream here")
         ->type_name("DIR");
-    options.footer("Without --seconds and --frames it runs until Ctrl-C.");
+    options.footer(
+        R"(The figures are frames, frames/s, gaps in the frame index, lost and damaged
+frames, the age of the frames from capture to arrival, and what frames were
+lost to. The frames of a recording that is played have no age. Without
+--seconds and --frames it runs until Ctrl-C.
+
+Examples:
+  nubrix stream --seconds 5
+      Colour, depth and infrared of the first camera for five seconds.
+  nubrix stream usb:1-2 --streams depth --mode 640x480@30 --frames 100
+      A hundred depth frames of one camera in one mode.
+  nubrix stream --streams color,depth --frames 10 --save images
+      The first and the last frame of two streams as images in a folder.)");
 }
 
 void StreamCommand::run()
