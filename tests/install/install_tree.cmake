@@ -66,6 +66,7 @@ endfunction()
 
 expect_folder(man ${MANDIR}/man1)
 expect_folder(completion ${DATADIR}/bash-completion/completions)
+expect_folder(schema ${DATADIR}/nubrix/schema)
 foreach(page nubrix nubrix-list nubrix-stream nubrix-doctor nubrix-virtual nubrix-simulate)
   expect_file(${MANDIR}/man1/${page}.1)
 endforeach()
