@@ -51,7 +51,8 @@ class SchemaTest(unittest.TestCase):
         scenario.write_text('{"pacing": "free"}')
         cls.free = str(scenario)
         cls.recording = str(cls.folder / 'room.bin')
-        cls.run_tool(cls.free, 'record', '--out', cls.recording, *SMALL, '--frames', '3')
+        # In real time, for few frames; whether a busy machine loses some does not matter.
+        cls.run_tool('', 'record', '--out', cls.recording, *SMALL, '--frames', '3')
 
     @classmethod
     def tearDownClass(cls):
