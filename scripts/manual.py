@@ -53,6 +53,7 @@ def page_of(program, command=None):
     paragraphs, sections = split(described['footer'])
     return {'name': f'nubrix-{command["name"]}' if command else program['name'].replace(' ', '-'),
             'call': f'nubrix {command["name"]}' if command else program['name'],
+            'is program': not command,
             'about': ' '.join(described['description'].split()),
             'arguments': [each for each in described['options'] if each['argument']],
             'options': [each for each in described['options'] if not each['argument']],
@@ -67,7 +68,7 @@ def page_of_script(text):
     paragraphs, sections = split(rest)
     options = [{'names': [term.split()[0]], 'value': term.partition(' ')[2], 'text': text}
                for term, text in entries_of(paragraphs[0].split('\n'))]
-    return {'name': usage.split()[1], 'usage': usage.partition(' ')[2], 'about': about,
+    return {'name': usage.split()[1], 'usage': usage.partition(' ')[2], 'about': about, 'is program': True,
             'arguments': [], 'options': options, 'commands': [],
             'paragraphs': [' '.join(each.split()) for each in paragraphs[1:]], 'sections': sections}
 
@@ -115,16 +116,21 @@ def option_text(option):
 
 def synopsis(page):
     if 'usage' in page:
-        return [re.sub(r'[A-Z]{2,}', lambda word: f'\\fI{word[0]}\\fR', escaped(page['usage']))]
+        program, _, arguments = page['usage'].partition(' ')
+        arguments = re.sub(r'[A-Z]{2,}', lambda word: f'\\fI{word[0]}\\fR', escaped(arguments))
+        return [f'{bold(program)} {arguments}']
     if page['commands']:
         return [f'{bold("nubrix")} [\\fIOPTION\\fR]... \\fICOMMAND\\fR [\\fIARGUMENT\\fR]...', '.br',
                 f'{bold("nubrix")} \\fICOMMAND\\fR {bold("--help")}']
-    words = [bold(page['call']), '[\\fIOPTION\\fR]...']
+    words = ['[\\fIOPTION\\fR]...']
     words += [option_term(each) for each in page['options'] if each['required']]
     for each in page['arguments']:
         name = f'\\fI{each["argument"]}\\fR'
         words.append(name if each['required'] else f'[{name}]')
-    return [' '.join(words)]
+    lines = [' '.join([bold(page['call']), *words])]
+    if page['is program']:
+        lines += ['.br', ' '.join([bold(page['name']), *words])]
+    return lines
 
 
 def list_of(entries):
@@ -149,25 +155,24 @@ def section(title, content):
         yield prose(text[0].upper() + text[1:])
 
 
-def options_of(page, is_command):
+def options_of(page):
     yield '.SH OPTIONS'
     yield from list_of((f'\\fI{each["argument"]}\\fR', option_text(each))
                        for each in page['arguments'])
     yield from list_of((option_term(each), option_text(each)) for each in page['options'])
-    if is_command:
+    if not page['is program']:
         yield from ('.PP', 'The options of \\fBnubrix\\fR(1) may be given as well.')
 
 
 def see_also(page, names):
     if page['commands']:
         return [name for name in names if name != page['name']]
-    texts = ' '.join(page['paragraphs'])
+    texts = ' '.join(page['paragraphs'] + [each['text'] for each in page['arguments'] + page['options']])
     mentioned = {word.replace(' ', '-') for word in re.findall(r"'(nubrix \w+)", texts)}
     return ['nubrix'] + sorted(mentioned & set(names) - {page['name']})
 
 
 def page_text(page, release, names, exit_status):
-    is_command = page.get('call', '').startswith('nubrix ') and page['name'] != 'nubrix-simulate'
     about = page['about'][0].lower() + page['about'][1:]
     lines = ['.\\" Written by scripts/manual.py from the help of the program.',
              f'.TH {page["name"].upper()} 1 "" "Nubrix {release}" "User Commands"',
@@ -175,7 +180,7 @@ def page_text(page, release, names, exit_status):
     lines += synopsis(page) + ['.SH DESCRIPTION', sentence(prose(page['about']))]
     for paragraph in page['paragraphs']:
         lines += ['.PP', prose(paragraph)]
-    lines += options_of(page, is_command)
+    lines += options_of(page)
     if page['commands']:
         lines += ['.SH COMMANDS']
         lines += list_of((f'\\fBnubrix\\-{each["name"]}\\fR(1)', sentence(prose(each['description'])))
@@ -265,7 +270,7 @@ def main():
         return
     found = list(differences(files))
     if found:
-        raise SystemExit('\n'.join(found) + '\nmanual.py: run scripts/manual.py BIN and commit what it writes')
+        raise SystemExit('\n'.join(found) + '\nmanual.py: run it without --check and commit the files')
 
 
 if __name__ == '__main__':

@@ -137,7 +137,8 @@ class SchemaTest(unittest.TestCase):
         self.assertIsNone(self.report('stream', '--frames', '2', scenario=play)['streams'][0]['age_us'])
 
     def test_stream_that_fails(self):
-        unplug = self.file('unplug.json', b'{"pacing": "free", "faults": [{"type": "unplug", "at_frame": 5}]}')
+        unplug = self.file(
+            'unplug.json', b'{"pacing": "free", "faults": [{"type": "unplug", "at_frame": 5}]}')
         self.assertIn('error', self.report('stream', *SMALL, status=1, scenario=unplug))
 
     def test_record_and_inspect(self):
