@@ -23,7 +23,6 @@ SimulateCommand::SimulateCommand(CLI::App &parent)
     // The other program handles --help and all options.
     app().remove_option(app().get_option("--json"));
     app().set_help_flag();
-    app().footer("");
     app().fallthrough(false);
     app().prefix_command();
 }
