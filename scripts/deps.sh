@@ -18,7 +18,7 @@ packages_of() {
         nlohmann-json3-dev libcli11-dev libudev-dev libaravis-dev \
         libusb-1.0-0-dev ;;
     test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev locales python3 python3-pil \
-        python3-meshio iproute2 aravis-tools-cli ;;
+        python3-meshio python3-jsonschema man-db iproute2 aravis-tools-cli ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;

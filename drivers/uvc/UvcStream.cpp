@@ -86,7 +86,8 @@ void UvcStream::startThread(NodeIo &node)
 int UvcStream::begin(NodeIo &node, const SourceMode &source)
 {
     v4l2_pix_format format = {};
-    if (const int status = prepare(node, source, format)) {
+    v4l2_fract interval = source.interval;
+    if (const int status = prepare(node, source, format, interval)) {
         // A node that has been set up stays reserved until its buffers are released.
         std::uint32_t none = 0;
         requestBuffers(node, V4L2_MEMORY_MMAP, none);
@@ -108,13 +109,14 @@ int UvcStream::begin(NodeIo &node, const SourceMode &source)
     }
     if (error != 0)
         return refusal(error);
+    reportRate(interval);
     m_lastFrameTime = Clock::now().time_since_epoch().count();
     return kDone;
 }
 
-int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format)
+int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format,
+                       v4l2_fract &interval)
 {
-    v4l2_fract interval = source.interval;
     if (const int error = setMode(node, m_mode, source, format, interval))
         return refusal(error);
     if (!isMode(format, m_mode, source)) {
@@ -124,10 +126,14 @@ int UvcStream::prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &
                         ": close it and open it again to see its modes");
         return kBadArgument;
     }
+    return kDone;
+}
+
+void UvcStream::reportRate(const v4l2_fract &interval) const
+{
     if (const auto rate = rateOf(interval); rate && *rate != m_mode.frameRate)
         kReporter.milestone(name() + " is set to " + std::to_string(m_mode.frameRate) +
                             " frames/s, but the camera delivers " + std::to_string(*rate));
-    return kDone;
 }
 
 int UvcStream::refusal(int error)

@@ -53,7 +53,9 @@ private:
     DriverThreads::Handle thread() const;
     void startThread(NodeIo &node);
     int begin(NodeIo &node, const SourceMode &source);
-    int prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format);
+    int prepare(NodeIo &node, const SourceMode &source, v4l2_pix_format &format,
+                v4l2_fract &interval);
+    void reportRate(const v4l2_fract &interval) const;
     int refusal(int error);
     int beginCapture(NodeIo &node, std::size_t bufferBytes);
     void run(NodeIo &node) noexcept;

@@ -53,6 +53,24 @@ if(SIMULATE)
   endif()
 endif()
 
+# Each file of a folder of the source is installed.
+function(expect_folder source path)
+  file(GLOB names RELATIVE ${SOURCE}/${source} ${SOURCE}/${source}/*)
+  if(NOT names)
+    message(SEND_ERROR "nothing to install in ${source}")
+  endif()
+  foreach(name IN LISTS names)
+    expect_file(${path}/${name})
+  endforeach()
+endfunction()
+
+expect_folder(man ${MANDIR}/man1)
+expect_folder(completion ${DATADIR}/bash-completion/completions)
+expect_folder(schema ${DATADIR}/nubrix/schema)
+foreach(page nubrix nubrix-list nubrix-stream nubrix-doctor nubrix-virtual nubrix-simulate)
+  expect_file(${MANDIR}/man1/${page}.1)
+endforeach()
+
 execute_process(COMMAND ${TREE}/${BINDIR}/nubrix --version
   OUTPUT_VARIABLE version COMMAND_ERROR_IS_FATAL ANY)
 if(NOT version MATCHES "${VERSION}")

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""pinned.py ROOT: every test that docs/oddities.md and docs/reliability.md name must exist, and every
-row must name one or state why there is none."""
+"""pinned.py ROOT: every test that docs/oddities.md, docs/reliability.md and docs/compatibility.md name must
+exist, and every row must name one or state why there is none."""
 import pathlib
 import re
 import sys
@@ -30,7 +30,7 @@ def faults_of(root):
         for file, name in re.findall(r'add_test\(NAME (\w+)\.(\w+)', source.read_text()):
             tests.setdefault(file, set()).add(name)
     rows = []
-    for document in ('oddities.md', 'reliability.md'):
+    for document in ('oddities.md', 'reliability.md', 'compatibility.md'):
         of_document = list(rows_of(root / 'docs' / document))
         if not of_document:
             yield f'no row of {document} names a test'

@@ -46,6 +46,26 @@ TEST(UsageTest, EveryCommandHasHelpOfItsOwn)
     }
 }
 
+TEST(UsageTest, TheHelpIsDescribedAsDataByAHiddenOption)
+{
+    EXPECT_THAT(runTool({"--help"}).out, testing::Not(HasSubstr("--describe")));
+    const ToolResult result = runTool({"--describe"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    const nlohmann::json described = result.json();
+    EXPECT_EQ(described["version"], NUBRIX_TEST_VERSION);
+    for (const nlohmann::json &command : described["commands"]) {
+        const std::string name = command["name"];
+        if (name == "simulate")  // its help is that of another program
+            continue;
+        const std::string help = runTool({name, "--help"}).out;
+        EXPECT_THAT(help, HasSubstr(command["footer"].get<std::string>()));
+        EXPECT_THAT(command["footer"].get<std::string>(), HasSubstr("Examples:\n  nubrix "));
+        for (const nlohmann::json &option : command["options"])
+            EXPECT_THAT(help, HasSubstr(option["names"].empty() ? option["argument"]
+                                                                : option["names"].back()));
+    }
+}
+
 TEST(UsageTest, WrongUseGivesStatus2AndSaysWhy)
 {
     struct Case {

@@ -45,6 +45,7 @@ struct StreamFigures {
     std::uint64_t damaged = 0;      // frames with too few bytes or of another stream's type
     std::uint64_t ageMedianUs = 0;  // from capture to arrival, microseconds
     std::uint64_t age99PercentUs = 0;
+    bool hasAge = true;           // false: the frames of a recording are as old as the recording
     std::uint32_t lastIndex = 0;  // meaningful if frames is not 0
 };
 

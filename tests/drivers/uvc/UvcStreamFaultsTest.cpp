@@ -143,6 +143,20 @@ TEST_P(UvcStreamBandwidthTest, ABusWithLittleBandwidthGetsCompressedImages)
     EXPECT_EQ(camera.format().pixelformat, GetParam());
 }
 
+TEST_P(UvcStreamBandwidthTest, ARateThatTheCameraDoesNotKeepIsReportedOnce)
+{
+    FakeCamera &camera = addNode({GetParam(), V4L2_PIX_FMT_MJPEG});
+    TestStream stream(open(), NUBRIX_STREAM_COLOR);
+    camera.tooMuch = GetParam();
+    camera.givenRate = 7;
+    const LineMonitor lines;
+    ASSERT_EQ(stream.start(), 0);
+    EXPECT_TRUE(lines.await("so the camera compresses its images"));
+    EXPECT_TRUE(lines.await("frames/s, but the camera delivers 7"));
+    EXPECT_EQ(lines.count("but the camera delivers"), 1U);
+    EXPECT_EQ(stream->stop(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Formats, UvcStreamBandwidthTest,
                          testing::Values(V4L2_PIX_FMT_YUYV, V4L2_PIX_FMT_RGB24));
 

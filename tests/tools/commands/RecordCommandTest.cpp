@@ -314,6 +314,26 @@ TEST_F(DamagedRecordTest, InspectReportsWhereAFileIsTruncatedAndRepairKeepsTheRe
     EXPECT_EQ(readFile(cut).size(), 2 * record + 1000) << "the source is not touched";
 }
 
+TEST_F(DamagedRecordTest, AFileWithoutACompleteRecordIsNoRecordFile)
+{
+    const std::string noise = m_complete.substr(26, 5000);  // pixels, no tag
+    const std::string png = std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + noise;
+    for (const std::string &content : {noise, png, m_complete.substr(0, 1000)}) {
+        const std::string file = m_folder.file("other", content);
+        for (const Words &options : {Words(), Words({"--json"})}) {
+            Words words = {"inspect", file};
+            words.insert(words.end(), options.begin(), options.end());
+            const ToolResult result = runTool(words);
+            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.out, "") << "it advises no repair";
+            EXPECT_EQ(result.err,
+                      "nubrix: " + file + " is no record file: it has no complete record\n");
+        }
+    }
+    const std::string empty = m_folder.file("empty", "");
+    EXPECT_EQ(inspected(empty)["records"], 0) << "it is a recording of nothing";
+}
+
 TEST_F(DamagedRecordTest, RepairDoesNotOverwriteItsSource)
 {
     const ToolResult result = runTool({"repair", m_file, "--out", m_file});
@@ -330,6 +350,47 @@ TEST_F(DamagedRecordTest, AFileThatCannotBeReadOrWrittenIsAFailure)
     const ToolResult full = runTool({"repair", m_file, "--out", "/dev/full"});
     EXPECT_EQ(full.status, 1);
     EXPECT_THAT(full.err, HasSubstr("cannot write /dev/full: No space left on device"));
+}
+
+// --- recordings that are played
+
+class PlayedRecordTest : public DamagedRecordTest {
+protected:
+    /// A scenario that plays a record file with this content.
+    std::string playing(const std::string &content) const
+    {
+        return m_folder.file("play.json", R"({"source": "recording", "recording": {"file": ")" +
+                                              m_folder.file("played.bin", content) + "\"}}");
+    }
+};
+
+TEST_F(PlayedRecordTest, ItsFramesHaveNoAge)
+{
+    const std::string scenario = playing(m_complete);
+    const ToolResult json = runVirtual({"stream", "--frames", "2", "--json"}, scenario);
+    EXPECT_EQ(json.status, 0) << json.err;
+    EXPECT_EQ(json.json()["streams"][0]["frames"], 2);
+    EXPECT_TRUE(json.json()["streams"][0]["age_us"].is_null()) << json.out;
+    const ToolResult table = runVirtual({"stream", "--frames", "2"}, scenario);
+    EXPECT_THAT(table.out, testing::ContainsRegex("depth  .* 0 +- +-\n"));
+}
+
+TEST_F(PlayedRecordTest, ANoticeOfTheDriverAppearsOnce)
+{
+    const std::string scenario = playing(m_complete.substr(0, m_complete.size() - 9));
+    const std::vector<Words> environments = {
+        {}, {"NUBRIX_LOG_CONSOLE=1"}, {"NUBRIX_LOG_CONSOLE=1", "NUBRIX_DRIVER_STDERR=1"}};
+    for (const Words &words : {Words({"list"}), Words({"--verbose", "list"}), Words({"modes"})}) {
+        for (const Words &environment : environments) {
+            ToolProcess::Options options;
+            options.environment = environment;
+            const std::string err =
+                ToolProcess(virtualCommand(words, scenario), options).finish().err;
+            const std::size_t first = err.find("is not complete");
+            EXPECT_NE(first, std::string::npos) << err;
+            EXPECT_EQ(err.find("is not complete", first + 1), std::string::npos) << err;
+        }
+    }
 }
 
 }  // namespace

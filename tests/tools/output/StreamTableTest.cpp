@@ -29,6 +29,15 @@ TEST(StreamTableTest, TheSummaryHasATitleAndALineForEachStream)
               "light-ir   1234567      30.0      2      5        1            812         1204\n");
 }
 
+TEST(StreamTableTest, FramesOfARecordingHaveNoAge)
+{
+    StreamRow played = row("depth", 90);
+    played.figures.hasAge = false;
+    EXPECT_EQ(StreamTable::summary({played}),
+              "stream      frames  frames/s   gaps   lost  damaged  median age/us      99 %/us\n"
+              "depth           90      30.0      2      5        1              -            -\n");
+}
+
 TEST(StreamTableTest, TheLiveTableIsDrawnOverThePreviousOne)
 {
     StreamTable table;

@@ -56,14 +56,19 @@ private:
 };
 
 ChecksumCommand::ChecksumCommand(CLI::App &parent)
-    : Command(
-          parent, "checksum",
-          "Print the CRC-32 (MPEG-2: most significant bit first, not inverted) and the MD5 of a\n"
-          "file; both, or only the selected ones")
+    : Command(parent, "checksum", "Print the CRC-32 and the MD5 of a file")
 {
     app().add_option("FILE", m_file, "The file")->required();
     app().add_flag("--crc32", m_crc32, "The CRC-32");
     app().add_flag("--md5", m_md5, "The MD5");
+    app().footer(R"(The CRC-32 is that of MPEG-2: most significant bit first, not inverted. Without
+--crc32 and --md5 it prints both.
+
+Examples:
+  nubrix checksum camera.fw
+      Both, a line each.
+  nubrix checksum camera.fw --md5 --json
+      One of them for a program.)");
 }
 
 void ChecksumCommand::run()

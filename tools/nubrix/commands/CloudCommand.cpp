@@ -42,6 +42,16 @@ CloudCommand::CloudCommand(CLI::App &parent)
     app().add_flag("--rgba", m_rgba,
                    "Colour the points by depth. Uses the library's built-in camera, with y\n"
                    "upwards and z towards the camera");
+    app().footer(R"(The points are in metres, x to the right, y down, z away from the camera, by
+the intrinsics that the camera reports. The comments of the file state both.
+
+Examples:
+  nubrix cloud --out cloud.ply
+      The next depth frame of the first camera.
+  nubrix cloud usb:1-2 --out cloud.ply --fx 520 --fy 520 --cx 319.5 --cy 239.5
+      That of one camera with intrinsics that were measured.
+  nubrix cloud --out cloud.ply --rgba
+      Points in false colours.)");
 }
 
 Pinhole CloudCommand::pinholeOf(const client::Camera &camera) const

@@ -8,6 +8,7 @@ Command::Command(CLI::App &parent, const std::string &name, const std::string &d
     : m_app(parent.add_subcommand(name, description))
 {
     m_app->fallthrough();
+    m_app->footer("");  // not that of the tool
     m_app->add_flag("--json", m_json, "Report as JSON");
 }
 

@@ -11,6 +11,9 @@ namespace nubrix::tool {
 
 /// A command of the tool. Its constructor adds the subcommand and its options to the command line;
 /// run() does the work and throws a std::runtime_error when that is impossible.
+///
+/// The footer of its help is paragraphs, then sections that begin with "Exit status:" or
+/// "Examples:"; scripts/manual.py makes the manual page of it, and a test runs the examples.
 class Command {
 public:
     using Json = nlohmann::ordered_json;

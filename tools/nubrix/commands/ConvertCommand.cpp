@@ -117,15 +117,25 @@ ConvertCommand::ConvertCommand(CLI::App &parent)
     options.add_option("IN", m_in, "The raw image: its bytes and nothing else")->required();
     options.add_option("--from", m_from, "Its format")
         ->required()
-        ->check(CLI::IsMember({"yuyv", "uyvy", "nv21", "i420", "grey16"}));
+        ->check(CLI::IsMember({"yuyv", "uyvy", "nv21", "i420", "grey16"}))
+        ->type_name("FORMAT");
     options.add_option("--size", m_size, "Its width and height")
         ->required()
         ->type_name("WxH")
         ->check(CLI::Validator(checkSize, ""));
     options.add_option("--out", m_out, "The file to write")->required()->type_name("FILE.png");
     options.add_option("--rotate", m_rotate, "Turn it clockwise by degrees")
-        ->check(CLI::IsMember({90, 180, 270}));
+        ->check(CLI::IsMember({90, 180, 270}))
+        ->type_name("DEGREES");
     options.add_flag("--mirror", m_mirror, "Swap left and right, after turning");
+    options.footer(R"(The file has the size that --from and --size require. grey16 becomes a PNG of
+16 bits, as depth needs; the others become colours of 8 bits.
+
+Examples:
+  nubrix convert frame.yuyv --from yuyv --size 640x480 --out frame.png
+      A colour image.
+  nubrix convert depth.raw --from grey16 --size 640x480 --rotate 90 --out depth.png
+      A depth image of a camera that is mounted sideways.)");
 }
 
 std::vector<unsigned char> ConvertCommand::read() const

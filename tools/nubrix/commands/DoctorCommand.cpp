@@ -53,6 +53,17 @@ private:
 DoctorCommand::DoctorCommand(CLI::App &parent)
     : Command(parent, "doctor", "Check whether cameras can work on this machine, and suggest fixes")
 {
+    app().footer(R"(It checks the library and its plug-ins, the kernel, rights, network interfaces,
+firewall, settings and each attached camera, and changes nothing.
+
+Exit status: 0 no problem, notes at most; 1 problems found or failed; 2 wrong
+use.
+
+Examples:
+  nubrix doctor
+      A line for each check, and what to do about each problem.
+  nubrix doctor --json
+      The same for a program, or for a report to those who help.)");
 }
 
 void DoctorCommand::run()

@@ -26,6 +26,14 @@ const std::map<std::string, unsigned int> kColourFormats = {{"yuyv", NUBRIX_PIXE
                                                             {"nv21", NUBRIX_PIXEL_NV21},
                                                             {"i420", NUBRIX_PIXEL_I420}};
 
+std::vector<std::string> namesOf(const std::map<std::string, unsigned int> &formats)
+{
+    std::vector<std::string> names;
+    for (const auto &[name, format] : formats)
+        names.push_back(name);
+    return names;
+}
+
 /// The table of time stamps, with one line per record.
 class TimestampTable {
 public:
@@ -116,10 +124,18 @@ ExportCommand::ExportCommand(CLI::App &parent)
       m_pinhole(app(), "13/16 of the\nwidth, and the centre of the image (the virtual camera)")
 {
     addOptions();
-    app().footer(
-        "Without --png, --ply and --bmp it writes PNG. Each selected record has a line in\n"
-        "DIR/timestamps.csv. Exit status 1 when the file is damaged or a record has no image;\n"
-        "the complete records are exported nevertheless.");
+    app().footer(R"(Without --png, --ply and --bmp it writes PNG. Each selected record has a line
+in DIR/timestamps.csv. The complete records of a damaged file are exported.
+
+Exit status: 0 done; 1 failed, the file is damaged or a record has no image; 2
+wrong use.
+
+Examples:
+  nubrix export room.bin --out images
+      Every frame as a PNG file, depth also in false colours.
+  nubrix export room.bin --out clouds --ply --every 10
+      Each tenth depth frame as a point cloud in metres, coloured by the
+      nearest colour frame.)");
 }
 
 void ExportCommand::addOptions()
@@ -144,8 +160,8 @@ void ExportCommand::addOptions()
         ->capture_default_str();
     options
         .add_option("--color-format", m_colourFormat,
-                    "What colour is if it has 2 or 1.5 bytes a pixel: yuyv, uyvy, nv21 or i420")
-        ->check(CLI::IsMember(kColourFormats).description(""))
+                    "What colour is if it has 2 or 1.5 bytes a pixel")
+        ->check(CLI::IsMember(namesOf(kColourFormats)))
         ->type_name("NAME");
 }
 

@@ -21,7 +21,9 @@ void FrameCounter::add(const client::Frame &frame)
 StreamFigures FrameCounter::figures() const
 {
     const std::lock_guard lock(m_lock);
-    return m_statistics.figures();
+    StreamFigures figures = m_statistics.figures();
+    figures.hasAge = !m_options.isPlayback;
+    return figures;
 }
 
 bool FrameCounter::complete() const

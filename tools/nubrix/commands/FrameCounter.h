@@ -17,6 +17,7 @@ public:
     struct Options {
         bool keepFrames;           // for save()
         std::uint64_t frameLimit;  // further frames are not counted; 0: no limit
+        bool isPlayback = false;   // the frames of a recording have no age
     };
 
     FrameCounter(client::StreamType type, const Options &options)

@@ -39,10 +39,19 @@ private:
     static void reportNone(const Plugins &plugins);
 };
 
-ListCommand::ListCommand(CLI::App &parent)
-    : Command(parent, "list",
-              "List the attached cameras; without any, show which driver plug-ins are loaded")
+ListCommand::ListCommand(CLI::App &parent) : Command(parent, "list", "List the attached cameras")
 {
+    app().footer(R"(Each camera is shown with its URI, which other commands take. Without any
+camera, the list shows which driver plug-ins are loaded. On a terminal it waits
+a moment for network cameras that answer late.
+
+Examples:
+  nubrix list
+      The attached cameras.
+  nubrix list --json
+      The cameras and the driver plug-ins for a program.
+  nubrix --virtual list
+      The virtual camera.)");
 }
 
 void ListCommand::run()

@@ -53,6 +53,14 @@ ModesCommand::ModesCommand(CLI::App &parent)
     : Command(parent, "modes", "Show the supported and the current mode of each stream")
 {
     addUri(m_uri);
+    app().footer(R"(A mode is a size, a pixel format and frame rates. 'nubrix stream' and 'nubrix
+record' take it as --mode 640x480@30.
+
+Examples:
+  nubrix modes
+      The modes of the first camera.
+  nubrix modes usb:1-2 --json
+      Those of one camera, for a program.)");
 }
 
 void ModesCommand::run()

@@ -23,6 +23,14 @@ PhotoCommand::PhotoCommand(CLI::App &parent)
 {
     addUri(m_uri);
     app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
+    app().footer(R"(The colour stream is started for it in its current mode, and stopped
+afterwards.
+
+Examples:
+  nubrix photo --out photo.bmp
+      The next colour frame of the first camera.
+  nubrix photo usb:1-2 --out photo.bmp --json
+      That of one camera; report the size of the image for a program.)");
 }
 
 void PhotoCommand::run()

@@ -67,6 +67,15 @@ PropsCommand::PropsCommand(CLI::App &parent)
         .add_option("--flag-mode", m_flagMode, "Set the stream flag mode first, 1 to 4")
         ->check(CLI::Range(1, 4).description(""))
         ->type_name("N");
+    app().footer(R"(The version record has the versions of the interface, the firmware and the
+hardware, and the serial number. What a camera does not support is shown as
+such and is no error.
+
+Examples:
+  nubrix props
+      The versions of the first camera.
+  nubrix props usb:1-2 --flag-mode 2
+      Set the stream flag mode of one camera, then show it.)");
 }
 
 void PropsCommand::run()

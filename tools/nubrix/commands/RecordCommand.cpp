@@ -186,9 +186,17 @@ RecordCommand::RecordCommand(CLI::App &parent)
 {
     addUri(m_uri);
     app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
-    app().footer(
-        "Without --seconds and --frames it records until Ctrl-C. Exit status 1 when a frame\n"
-        "is missing or the file is damaged.");
+    app().footer(R"(Without --seconds and --frames it records until Ctrl-C. What ends the
+recording, a full disk for instance, does not harm the records before.
+
+Exit status: 0 done; 1 failed, a frame is missing or the file is damaged; 2
+wrong use.
+
+Examples:
+  nubrix record --out room.bin --seconds 10
+      Colour, depth and infrared of the first camera for ten seconds.
+  nubrix record usb:1-2 --streams depth --mode 320x240@15 --frames 20 --out depth.bin
+      Twenty depth frames of one camera in a small mode.)");
 }
 
 void RecordCommand::run()

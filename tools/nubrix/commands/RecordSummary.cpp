@@ -69,7 +69,7 @@ std::string RecordSummary::text() const
     text += std::to_string(records) + " records, " + bytesText(bytes) + '\n';
     if (!problem.empty())
         text += problem + '\n';
-    if (truncatedBytes != 0) {
+    if (truncatedBytes != 0 && records != 0) {
         text += std::to_string(truncatedBytes) +
                 " bytes after the last complete record; 'nubrix repair' leaves them out\n";
     }

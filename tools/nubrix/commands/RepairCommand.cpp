@@ -42,6 +42,15 @@ RepairCommand::RepairCommand(CLI::App &parent)
 {
     app().add_option("FILE", m_file, "The record file; it is not changed")->required();
     app().add_option("--out", m_out, "The file to write")->required()->type_name("FILE");
+    app().footer(R"(A recording that was killed, or whose disk was full, may end within a record;
+after a failed write a piece of a record may lie between complete ones. 'nubrix
+inspect' shows both.
+
+Examples:
+  nubrix repair room.bin --out whole.bin
+      Leave out what belongs to no complete record.
+  nubrix repair room.bin --out whole.bin --json
+      The same, and report the numbers of records and bytes for a program.)");
 }
 
 void RepairCommand::run()

@@ -1,6 +1,7 @@
 // nubrix stream: runs streams of a camera and reports their figures.
 #include <unistd.h>
 #include <cmath>
+#include <cstdint>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,26 @@
 namespace nubrix::tool {
 
 namespace {
+
+// The position in a recording, which only a camera that plays one has.
+constexpr unsigned int kPropertyPlayTime = 0x5800;
+
+bool isPlayback(const client::Camera &camera)
+{
+    try {
+        camera.property<std::uint64_t>(kPropertyPlayTime);
+        return true;
+    } catch (const client::Error &) {
+        return false;
+    }
+}
+
+Command::Json ageJson(const StreamFigures &figures)
+{
+    if (!figures.hasAge)
+        return nullptr;
+    return {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}};
+}
 
 class StreamCommand final : public Command {
 public:
@@ -47,11 +68,7 @@ private:
 };
 
 StreamCommand::StreamCommand(CLI::App &parent)
-    : Command(
-          parent, "stream",
-          "Run streams and report their figures: frames, frames/s, gaps in the frame index, lost\n"
-          "and damaged frames, age of the frames from capture to arrival, and what frames were "
-          "lost to"),
+    : Command(parent, "stream", "Run streams of a camera and report their figures"),
       m_selection(app())
 {
     addUri(m_uri);
@@ -61,7 +78,19 @@ StreamCommand::StreamCommand(CLI::App &parent)
     options.add_flag("--poll", m_byPolling, "Wait for frames and read them")->excludes(callback);
     options.add_option("--save", m_folder, "Save the first and the last frame of each stream here")
         ->type_name("DIR");
-    options.footer("Without --seconds and --frames it runs until Ctrl-C.");
+    options.footer(
+        R"(The figures are frames, frames/s, gaps in the frame index, lost and damaged
+frames, the age of the frames from capture to arrival, and what frames were
+lost to. The frames of a recording that is played have no age. Without
+--seconds and --frames it runs until Ctrl-C.
+
+Examples:
+  nubrix stream --seconds 5
+      Colour, depth and infrared of the first camera for five seconds.
+  nubrix stream usb:1-2 --streams depth --mode 640x480@30 --frames 100
+      A hundred depth frames of one camera in one mode.
+  nubrix stream --streams color,depth --frames 10 --save images
+      The first and the last frame of two streams as images in a folder.)");
 }
 
 void StreamCommand::run()
@@ -82,7 +111,8 @@ void StreamCommand::run()
 
 StreamRun::Streams StreamCommand::openStreams(client::Camera &camera, const StopSignal &stop) const
 {
-    const FrameCounter::Options options = {!m_folder.empty(), m_selection.frames()};
+    const FrameCounter::Options options = {!m_folder.empty(), m_selection.frames(),
+                                           isPlayback(camera)};
     StreamRun::Streams streams;
     for (const client::StreamType type : m_selection.choose(camera)) {
         streams.push_back(m_byPolling
@@ -131,7 +161,7 @@ void StreamCommand::reportJson(const Result &result) const
                        {"gaps", figures.gaps},
                        {"lost", figures.lost},
                        {"damaged", figures.damaged},
-                       {"age_us", {{"p50", figures.ageMedianUs}, {"p99", figures.age99PercentUs}}},
+                       {"age_us", ageJson(figures)},
                        {"losses", result.losses[i]},
                        {"ledger", ledgerJson(result.ledgers[i])}};
         if (!m_folder.empty())

@@ -112,7 +112,14 @@ UpgradeCommand::UpgradeCommand(CLI::App &parent)
         .add_option("FILE", m_file, "The firmware image, in the camera's own format")
         ->required()
         ->type_name("");
-    app().footer("Do not unplug the camera during the upgrade. Exit status 1 when it fails.");
+    app().footer(R"(Do not unplug the camera during the upgrade. Ctrl-C does not end it; pressed
+again, it does.
+
+Examples:
+  nubrix upgrade usb:1-2 camera.fw
+      Write the image and show the firmware version before and after.
+  nubrix --virtual upgrade usb:virtual-VIRT0001 camera.fw
+      A rehearsal on the virtual camera.)");
 }
 
 void UpgradeCommand::run()

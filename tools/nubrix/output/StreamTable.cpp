@@ -10,6 +10,11 @@ namespace {
 
 constexpr std::size_t kSnapshotsPerSecond = 5;
 
+std::string ageText(const StreamFigures &figures, std::uint64_t ageUs)
+{
+    return figures.hasAge ? std::to_string(ageUs) : "-";
+}
+
 }  // namespace
 
 void StreamTable::drawLive(const std::vector<StreamRow> &rows, std::uint64_t nowUs)
@@ -48,14 +53,13 @@ std::string StreamTable::summary(const std::vector<StreamRow> &rows)
     std::string text = line.data();
     for (const StreamRow &row : rows) {
         const StreamFigures &figures = row.figures;
-        std::snprintf(line.data(), line.size(),
-                      "%-9s %8llu %9.1f %6llu %6llu %8llu %14llu %12llu\n", row.name.c_str(),
-                      static_cast<unsigned long long>(figures.frames), figures.framesPerSecond,
-                      static_cast<unsigned long long>(figures.gaps),
+        std::snprintf(line.data(), line.size(), "%-9s %8llu %9.1f %6llu %6llu %8llu %14s %12s\n",
+                      row.name.c_str(), static_cast<unsigned long long>(figures.frames),
+                      figures.framesPerSecond, static_cast<unsigned long long>(figures.gaps),
                       static_cast<unsigned long long>(figures.lost),
                       static_cast<unsigned long long>(figures.damaged),
-                      static_cast<unsigned long long>(figures.ageMedianUs),
-                      static_cast<unsigned long long>(figures.age99PercentUs));
+                      ageText(figures, figures.ageMedianUs).c_str(),
+                      ageText(figures, figures.age99PercentUs).c_str());
         text += line.data();
     }
     return text;
