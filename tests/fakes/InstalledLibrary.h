@@ -29,8 +29,8 @@ public:
 
     /// With a "/" at its end, as the library sees it.
     std::string folder() const { return m_folder.path().string() + "/"; }
-    /// Copies a plug-in of tests/plugins, "GoodDriver", under a name that the library looks for, which
-    /// may be below a folder.
+    /// Copies a plug-in of tests/plugins, "GoodDriver", under a name that the library looks for,
+    /// which may be below a folder.
     void install(const std::string &plugin, const std::string &name);
     void remove(const std::string &name);
     /// Installs a plug-in, loads it and keeps it loaded until the end, so that its driver or log
