@@ -5,8 +5,9 @@
 
 ROOT/src/FOLDER may include from itself, the allowed folders and the public headers. Public headers
 include public headers only. A driver may include those, its own folder and drivers/common; a tool
-those, its own folder and the header that cleans texts. nubrix-simulate alone joins two programs: it
-shows the room of the virtual camera by the simulated network camera, with the options of the tool.
+those, its own folder and the headers that clean texts and find settings. nubrix-simulate alone joins
+two programs: it shows the room of the virtual camera by the simulated network camera, with the options
+of the tool.
 """
 import pathlib
 import re
@@ -14,7 +15,7 @@ import sys
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 SOURCES = (".h", ".cpp")
-SHARED = "common/Text.h"  # of drivers/
+SHARED = ("common/Text.h", "common/SettingsFiles.h")  # of drivers/
 JOINED = {"simulate": ("tools/simulator", "tools/nubrix", "drivers")}
 
 
@@ -53,7 +54,7 @@ def problems(root, rules):
     for folder in sorted(path for path in (root / "tools").glob("*") if path.is_dir()):
         joined = [root / name for name in JOINED.get(folder.name, ())]
         own = {path.name for path in folder.iterdir() if path.is_dir()}
-        yield from check(folder, {"virtual", *own}, [folder, *joined], [SHARED])
+        yield from check(folder, {"virtual", *own}, [folder, *joined], SHARED)
 
 
 def main():

@@ -207,7 +207,7 @@ private:
 
     FrameCount m_frames;
     nubrix::FrameAllocator m_pool{1, 4, 10};  // as the library makes it
-    nubrix::net::NetDriver m_driver{""};      // after what its streams use
+    nubrix::net::NetDriver m_driver{{}};      // after what its streams use
     NubrixBaseDevice *m_device = nullptr;
     NubrixBaseStream *m_stream = nullptr;
 };

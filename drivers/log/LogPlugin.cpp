@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "common/SettingsFiles.h"
 #include "log/LogSettings.h"
 #include "log/LogWriter.h"
 #include "nubrix/log_driver.h"
@@ -17,14 +18,14 @@ constexpr int kInfo = 1;
 
 std::mutex g_lock;
 LogWriter *g_writer = nullptr;  // under g_lock
-std::atomic<int> g_level{3};
+std::atomic<int> g_level{kDefaultLogLevel};
 
 // Libraries that are loaded earlier and destroyed later may log until the process exits: therefore
 // no static object with a destructor here.
 __attribute__((constructor)) void load()
 {
     try {
-        const LogSettings settings = readLogSettings();
+        const LogSettings settings = readLogSettings(nubrix::settingsFiles("nubrixLog.ini"));
         g_level = settings.level;
         g_writer = new LogWriter(settings);
     } catch (const std::exception &) {

@@ -1,14 +1,14 @@
 #include "log/LogSettings.h"
 
-#include <dlfcn.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <optional>
+
+#include "common/SettingsFiles.h"
+#include "common/Text.h"
 
 namespace nubrix::log_plugin {
 
@@ -16,25 +16,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The file next to this plug-in, under the path by which it was loaded.
-std::string iniPath()
+// An entry that does not count as it is written.
+void reportEntry(const std::string &file, const std::string &entry, const std::string &fault)
 {
-    Dl_info info = {};
-    if (dladdr(reinterpret_cast<const void *>(&readLogSettings), &info) == 0 || !info.dli_fname)
-        return {};
-    return (fs::path(info.dli_fname).parent_path() / "nubrixLog.ini").string();
-}
-
-void applyIniFile(const std::string &path, LogSettings &settings)
-{
-    std::ifstream file(path, std::ios::binary);
-    if (file)
-        applyIniText({std::istreambuf_iterator<char>(file), {}}, settings);
+    std::fprintf(stderr, "nubrix log: %s: %s is %s.\n", file.c_str(), cleanText(entry).c_str(),
+                 fault.c_str());
 }
 
 // Like the library's reader of the same file: keys are found as plain text, blanks are not trimmed,
 // and a missing number is 0.
-std::optional<int> iniNumber(const std::string &section, const std::string &key)
+std::optional<int> iniNumber(const std::string &file, const std::string &section,
+                             const std::string &key)
 {
     std::size_t at = section.find(key);
     if (at == std::string::npos)
@@ -43,7 +35,42 @@ std::optional<int> iniNumber(const std::string &section, const std::string &key)
     if (at < section.size() && section[at] == '"')
         ++at;
     const std::string value = section.substr(at, section.find('\n', at) - at);
-    return static_cast<int>(std::strtol(value.c_str(), nullptr, 10));
+    char *end = nullptr;
+    const auto number = static_cast<int>(std::strtol(value.c_str(), &end, 10));
+    if (end == value.c_str())
+        reportEntry(file, key + value, "no number: it counts as 0");
+    return number;
+}
+
+// The section [Log]: LogConsole, LogLevel, LogFile.
+void applyIniText(const std::string &file, const std::string &text, LogSettings &settings)
+{
+    const std::string tag = "[Log]";
+    const std::size_t start = text.find(tag);
+    if (start == std::string::npos)
+        return;
+    const std::string rest = text.substr(start + tag.size());
+    const std::string section = rest.substr(0, rest.find("\n["));
+
+    if (const auto console = iniNumber(file, section, "LogConsole="))
+        settings.console = *console >= 1;
+    if (const auto level = iniNumber(file, section, "LogLevel=")) {
+        const bool valid = *level >= kLowestLogLevel && *level <= kHighestLogLevel;
+        settings.level = valid ? *level : kDefaultLogLevel;
+        if (!valid)
+            reportEntry(file, "LogLevel=" + std::to_string(*level), "not 0 to 4: 3 is used");
+    }
+    if (const auto logFile = iniNumber(file, section, "LogFile="))
+        settings.file = *logFile >= 1;
+}
+
+void applyIniFile(const std::string &path, LogSettings &settings)
+{
+    const std::string fault = settingsFault(path);
+    if (fault.empty())
+        applyIniText(path, readTextFile(path).text, settings);
+    else
+        std::fprintf(stderr, "nubrix log: %s %s. Ignored.\n", path.c_str(), fault.c_str());
 }
 
 void refuse(const char *name, const char *value, const char *allowed)
@@ -98,32 +125,16 @@ void applyEnvironment(LogSettings &settings)
 
 }  // namespace
 
-LogSettings readLogSettings()
+LogSettings readLogSettings(const std::vector<std::string> &files)
 {
     LogSettings settings;
     std::error_code ignored;
     settings.folder = fs::current_path(ignored).string();
     settings.fileName = std::string("nubrix-") + program_invocation_short_name + ".log";
-    applyIniFile(iniPath(), settings);
+    for (const std::string &file : files)
+        applyIniFile(file, settings);
     applyEnvironment(settings);
     return settings;
-}
-
-void applyIniText(const std::string &text, LogSettings &settings)
-{
-    const std::string tag = "[Log]";
-    const std::size_t start = text.find(tag);
-    if (start == std::string::npos)
-        return;
-    const std::string rest = text.substr(start + tag.size());
-    const std::string section = rest.substr(0, rest.find("\n["));
-
-    if (const auto console = iniNumber(section, "LogConsole="))
-        settings.console = *console >= 1;
-    if (const auto level = iniNumber(section, "LogLevel="))
-        settings.level = *level < kLowestLogLevel || *level > kHighestLogLevel ? 3 : *level;
-    if (const auto file = iniNumber(section, "LogFile="))
-        settings.file = *file >= 1;
 }
 
 }  // namespace nubrix::log_plugin

@@ -1,27 +1,26 @@
 // The settings of the log plug-in when it is loaded.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <vector>
 
 namespace nubrix::log_plugin {
 
 constexpr int kLowestLogLevel = 0;
 constexpr int kHighestLogLevel = 4;
+constexpr int kDefaultLogLevel = 3;
 
 struct LogSettings {
     bool console = true;
     bool file = false;
-    int level = 3;
+    int level = kDefaultLogLevel;
     std::string folder;    // of the log files, absolute
     std::string fileName;  // of the newest log file
 };
 
-/// The defaults, overridden by `nubrixLog.ini` next to the plug-in, overridden by the environment.
-/// An invalid value is reported on stderr and ignored. Not thread-safe.
-LogSettings readLogSettings();
-
-/// Applies the section [Log] of an INI file's text to `settings`: LogConsole, LogLevel, LogFile.
-void applyIniText(const std::string &text, LogSettings &settings);
+/// The defaults, overridden by the section [Log] of each of the files with these paths (LogConsole,
+/// LogLevel, LogFile), overridden by the environment. What is invalid is reported on stderr, with
+/// the path of the file. Not thread-safe.
+LogSettings readLogSettings(const std::vector<std::string> &files);
 
 }  // namespace nubrix::log_plugin

@@ -31,8 +31,8 @@ void describeCamera(const NetIdentity &camera, typedefNubrixeviceAttribute &reco
 
 }  // namespace
 
-NetDriver::NetDriver(const std::string &settings)
-    : m_settings(settings), m_monitor(m_settings, [this](const CameraMonitor::Change &change) {
+NetDriver::NetDriver(const std::vector<std::string> &settingsFiles)
+    : m_settings(settingsFiles), m_monitor(m_settings, [this](const CameraMonitor::Change &change) {
           const NetIdentity &camera = change.camera;
           m_callback.notify(camera.uri(), camera.serial, locationOf(camera), change.connected);
       })

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 #include "common/DriverParts.h"
 #include "net/CameraMonitor.h"
@@ -15,8 +16,8 @@ namespace nubrix::net {
 /// The driver plug-in. Thread-safe, except that initialize comes first and the destruction last.
 class NetDriver final : public NubrixBaseDriver {
 public:
-    /// `settings`: the path of nubrixNet.ini.
-    explicit NetDriver(const std::string &settings);
+    /// `settingsFiles`: the paths of nubrixNet.ini, each overriding the one before it.
+    explicit NetDriver(const std::vector<std::string> &settingsFiles);
     /// Closes all cameras and joins all threads, also those of cameras that were closed in their
     /// own frame callbacks. Must not be called from within a frame callback.
     ~NetDriver() override;

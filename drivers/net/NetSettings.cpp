@@ -1,13 +1,14 @@
 #include "net/NetSettings.h"
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <strings.h>
 
 #include <charconv>
 #include <cstdint>
+#include <optional>
 #include <sstream>
 
+#include "common/SettingsFiles.h"
 #include "nubrix/ini.h"
 
 namespace nubrix::net {
@@ -18,61 +19,99 @@ constexpr const char *kSection = "network";
 
 constexpr std::size_t kCapacity = 16384;
 
-std::string textOf(const std::string &path, const std::string &section, const char *key)
+/// An entry of one of the files.
+struct Entry {
+    std::string file;
+    std::string text;
+};
+
+/// The entry in each file that has it, in the order of the files.
+std::vector<Entry> entriesOf(const std::vector<std::string> &files, const std::string &section,
+                             const char *key)
 {
+    std::vector<Entry> entries;
     std::vector<char> value(kCapacity);
-    if (path.empty() ||
-        nubrixReadString(path.c_str(), section.c_str(), key, value.data(), kCapacity) != 0)
-        return {};
-    const std::string text = value.data();
-    return text.substr(0, text.find_last_not_of(" \t\r") + 1);
-}
-
-/// Logs what is wrong with an entry, and which value is used instead.
-void refuse(const std::string &key, const std::string &text, const std::string &why,
-            const std::string &used)
-{
-    kReporter.error("nubrixNet.ini: " + key + "=" + text + " is " + why + ", " + used + " is used");
-}
-
-/// Does not change the value when there is no entry, or when it is neither from `least` to `most`
-/// nor `special`.
-void readNumber(const std::string &path, const char *key, int least, int most, int &value,
-                int special)
-{
-    const std::string text = textOf(path, kSection, key);
-    if (text.empty())
-        return;
-    int read = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read);
-    const bool isNumber = error == std::errc() && end == text.data() + text.size();
-    if (isNumber && (read == special || (read >= least && read <= most))) {
-        value = read;
-        return;
+    for (const std::string &file : files) {
+        if (nubrixReadString(file.c_str(), section.c_str(), key, value.data(), kCapacity) != 0)
+            continue;
+        const std::string text = value.data();
+        entries.push_back({file, text.substr(0, text.find_last_not_of(" \t\r") + 1)});
     }
-    const std::string range = std::to_string(least) + " to " + std::to_string(most);
-    refuse(key, text, "not a number from " + range, std::to_string(value));
+    return entries;
 }
 
-std::chrono::milliseconds readTime(const std::string &path, const char *key, int least, int most,
-                                   std::chrono::milliseconds initial)
+void report(const std::string &file, const std::string &text)
 {
-    auto value = static_cast<int>(initial.count());
-    readNumber(path, key, least, most, value, value);
-    return std::chrono::milliseconds(value);
+    kReporter.error(file + ": " + text);
+}
+
+std::string shown(int number)
+{
+    return std::to_string(number);
+}
+
+std::string shown(bool flag)
+{
+    return flag ? "true" : "false";
+}
+
+/// The value of the last entry that is valid, otherwise `initial`; an entry without text stands for
+/// `initial` too. An entry for which `parse` returns nothing is reported: it is `fault`.
+template <class Value, class Parse>
+Value readEntry(const std::vector<std::string> &files, const char *key, Value initial, Parse parse,
+                const std::string &fault)
+{
+    Value value = initial;
+    std::vector<Entry> invalid;
+    for (const Entry &entry : entriesOf(files, kSection, key)) {
+        const std::optional<Value> read = entry.text.empty() ? initial : parse(entry.text);
+        if (read)
+            value = *read;
+        else
+            invalid.push_back(entry);
+    }
+    for (const Entry &entry : invalid) {
+        report(entry.file, std::string(key) + "=" + entry.text + " is " + fault + ", " +
+                               shown(value) + " is used");
+    }
+    return value;
+}
+
+/// A number from `least` to `most`, or `initial`.
+int readNumber(const std::vector<std::string> &files, const char *key, int least, int most,
+               int initial)
+{
+    const auto parse = [&](const std::string &text) -> std::optional<int> {
+        int read = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read);
+        const bool isNumber = error == std::errc() && end == text.data() + text.size();
+        if (isNumber && (read == initial || (read >= least && read <= most)))
+            return read;
+        return std::nullopt;
+    };
+    const std::string range = std::to_string(least) + " to " + std::to_string(most);
+    return readEntry(files, key, initial, parse, "not a number from " + range);
+}
+
+std::chrono::milliseconds readTime(const std::vector<std::string> &files, const char *key,
+                                   int least, int most, std::chrono::milliseconds initial)
+{
+    return std::chrono::milliseconds(
+        readNumber(files, key, least, most, static_cast<int>(initial.count())));
 }
 
 /// "true" or "1", "false" or "0", in any case.
-void readFlag(const std::string &path, const char *key, bool &value)
+bool readFlag(const std::vector<std::string> &files, const char *key, bool initial)
 {
-    const std::string text = textOf(path, kSection, key);
-    const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
-    if (is("true") || is("1"))
-        value = true;
-    else if (is("false") || is("0"))
-        value = false;
-    else if (!text.empty())
-        refuse(key, text, "neither true nor false", value ? "true" : "false");
+    const auto parse = [](const std::string &text) -> std::optional<bool> {
+        const auto is = [&](const char *word) { return strcasecmp(text.c_str(), word) == 0; };
+        if (is("true") || is("1"))
+            return true;
+        if (is("false") || is("0"))
+            return false;
+        return std::nullopt;
+    };
+    return readEntry(files, key, initial, parse, "neither true nor false");
 }
 
 /// Whether it can be the address of one host.
@@ -85,12 +124,16 @@ bool isAddress(const std::string &text)
     return network != 0 && network < 224;  // from 224 on: multicast and broadcast
 }
 
-std::vector<std::string> readAddresses(const std::string &path)
+/// Those of the last file that has the entry.
+std::vector<std::string> readAddresses(const std::vector<std::string> &files)
 {
-    std::string text = textOf(path, kSection, "addresses");
+    const std::vector<Entry> entries = entriesOf(files, kSection, "addresses");
+    if (entries.empty())
+        return {};
+    auto [file, text] = entries.back();
     if (text.size() >= kCapacity - 1) {
-        kReporter.error("nubrixNet.ini: addresses has more than " + std::to_string(kCapacity - 2) +
-                        " characters: the others are ignored");
+        report(file, "addresses has more than " + std::to_string(kCapacity - 2) +
+                         " characters: the others are ignored");
         text.resize(text.rfind(',') == std::string::npos ? 0 : text.rfind(','));
     }
     std::vector<std::string> found;
@@ -99,41 +142,47 @@ std::vector<std::string> readAddresses(const std::string &path)
         if (isAddress(address)) {
             found.push_back(address);
         } else {
-            kReporter.error(
-                "nubrixNet.ini: \"" + address +
-                "\" is not an address; write addresses=192.168.7.20,192.168.7.21 without blanks");
+            report(file, "\"" + address +
+                             "\" is not an address; write addresses=192.168.7.20,192.168.7.21 "
+                             "without blanks");
         }
+    }
+    return found;
+}
+
+/// The files that can be used; the others are reported.
+std::vector<std::string> usable(const std::vector<std::string> &files)
+{
+    std::vector<std::string> found;
+    for (const std::string &file : files) {
+        const std::string fault = settingsFault(file);
+        if (fault.empty())
+            found.push_back(file);
+        else
+            report(file, "ignored, because it " + fault);
     }
     return found;
 }
 
 }  // namespace
 
-NetSettings::NetSettings(const std::string &path)
-    : m_path(path),
-      m_addresses(readAddresses(path)),
-      m_responseTimeout(readTime(path, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
-      m_holderTimeout(readTime(path, "patienceMs", 0, 60000, std::chrono::milliseconds(2000)))
+NetSettings::NetSettings(const std::vector<std::string> &files)
+    : m_files(usable(files)),
+      m_searchesInterfaces(readFlag(m_files, "Discovery", true)),
+      m_addresses(readAddresses(m_files)),
+      m_responseTimeout(readTime(m_files, "silenceMs", 1000, 60000, std::chrono::seconds(2))),
+      m_holderTimeout(readTime(m_files, "patienceMs", 0, 60000, std::chrono::seconds(2))),
+      m_packetSize(readNumber(m_files, "packetSize", 576, 16384, 0)),
+      m_packetSocket(readFlag(m_files, "packetSocket", false)),
+      m_incomplete(readFlag(m_files, "incomplete", false))
 {
-    readFlag(m_path, "Discovery", m_searchesInterfaces);
-    readNumber(m_path, "packetSize", 576, 16384, m_packetSize, 0);
-    readFlag(m_path, "packetSocket", m_packetSocket);
-    readFlag(m_path, "incomplete", m_incomplete);
-}
-
-std::string NetSettings::besidePlugin()
-{
-    Dl_info self = {};
-    if (dladdr(reinterpret_cast<void *>(&NetSettings::besidePlugin), &self) == 0 ||
-        self.dli_fname == nullptr)
-        return {};
-    const std::string own = self.dli_fname;
-    return own.substr(0, own.rfind('/') + 1) + "nubrixNet.ini";
 }
 
 std::string NetSettings::formatOf(const std::string &serial, const std::string &stream) const
 {
-    return serial.empty() ? "" : textOf(m_path, serial, stream.c_str());
+    const std::vector<Entry> entries =
+        serial.empty() ? std::vector<Entry>() : entriesOf(m_files, serial, stream.c_str());
+    return entries.empty() ? "" : entries.back().text;
 }
 
 }  // namespace nubrix::net

@@ -11,14 +11,13 @@ namespace nubrix::net {
 
 inline constexpr Reporter kReporter = {"NubrixNetDriver", "nubrix network camera"};
 
-/// The settings of the driver. The file and every entry are optional; an invalid entry is logged
-/// and ignored. Thread-safe after construction.
+/// The settings of the driver. Each file and every entry are optional; an invalid one is logged and
+/// ignored. An entry without text stands for the default. Thread-safe after construction.
 class NetSettings {
 public:
-    /// Reads the section [network] of a file; with an empty path, nothing.
-    explicit NetSettings(const std::string &path);
-    /// The path of the file next to the plug-in.
-    static std::string besidePlugin();
+    /// Reads the section [network] of the files with these paths; the entries of each file override
+    /// those of the files before it.
+    explicit NetSettings(const std::vector<std::string> &files);
 
     /// Whether cameras are searched for on all interfaces, and not only at addresses().
     bool searchesInterfaces() const { return m_searchesInterfaces; }
@@ -40,14 +39,14 @@ public:
     std::string formatOf(const std::string &serial, const std::string &stream) const;
 
 private:
-    std::string m_path;
-    bool m_searchesInterfaces = true;
+    std::vector<std::string> m_files;  // those that could be used
+    bool m_searchesInterfaces;
     std::vector<std::string> m_addresses;
     std::chrono::milliseconds m_responseTimeout;
     std::chrono::milliseconds m_holderTimeout;
-    int m_packetSize = 0;
-    bool m_packetSocket = false;
-    bool m_incomplete = false;
+    int m_packetSize;
+    bool m_packetSocket;
+    bool m_incomplete;
 };
 
 }  // namespace nubrix::net

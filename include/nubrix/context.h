@@ -63,8 +63,10 @@ public:
     virtual int destroy() = 0;
 
     /// Sets the folder of the log files (null keeps it), and reads the log settings from
-    /// nubrixLog.ini next to the library, which is created with defaults if it is missing. Needs no
-    /// initialize. Returns the result of the log plug-in, 0 without one.
+    /// nubrixLog.ini next to the library, and from /etc/nubrix/nubrixLog.ini, which overrides it
+    /// entry by entry. The former is filled up with defaults, and created if it is missing, unless
+    /// the library is installed below /usr: nothing is written there. Needs no initialize. Returns
+    /// the result of the log plug-in, 0 without one.
     virtual int setLogFileSavePath(const char *path) = 0;
 
     /// Adds a callback for cameras that arrive and leave. The same function is added once only,
@@ -298,7 +300,8 @@ NUBRIX_API const char *errorGetErrorCodeString(int code);
 
 /// The folder of the library with a "/" at its end; set by setLogFileSavePath, empty before.
 extern NUBRIX_API std::string NUBRIX_WORKING_PATH;
-/// The path of nubrixLog.ini; set by setLogFileSavePath, empty before.
+/// The path of nubrixLog.ini next to the library, whether it exists or not; set by
+/// setLogFileSavePath, empty before.
 extern NUBRIX_API char NUBRIX_INI_FILE_PATH[256];
 
 /// @{

@@ -14,6 +14,10 @@
 
 #include "nubrix/export.h"
 
+/// The folder of the administrator's settings files, "nubrixLog.ini" and "nubrixNet.ini": an entry
+/// there overrides that of the file of the same name next to the library or a plug-in.
+#define NUBRIX_SETTINGS_FOLDER "/etc/nubrix/"
+
 extern "C" {
 
 /// Copies the value without its quotes into `value`, cut to size - 1 characters and terminated.

@@ -131,7 +131,8 @@ public:
     int GetConfigFileBasePath(char *buffer, unsigned int size);
     /// Sets NUBRIX_WORKING_PATH and NUBRIX_INI_FILE_PATH. Returns 0.
     int initConfigFilePath();
-    /// Applies nubrixLog.ini and fills it up with defaults. Returns the result of the log plug-in.
+    /// Applies nubrixLog.ini, fills it up with defaults unless it is below /usr, and applies the
+    /// administrator's. Returns the result of the log plug-in.
     int readConfigLogMode();
 
     /// What the drivers call when a camera arrives or leaves; `user` is the context.

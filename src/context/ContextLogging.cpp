@@ -6,9 +6,9 @@
 
 #include "base/LibraryFolder.h"
 #include "base/LogCall.h"
+#include "config/LayeredIni.h"
 #include "context/ContextGuards.h"
 #include "log/LogDriver.h"
-#include "nubrix/ini.h"
 
 std::string NUBRIX_WORKING_PATH;
 char NUBRIX_INI_FILE_PATH[256];
@@ -19,14 +19,6 @@ namespace {
 
 constexpr unsigned int kHighestLevel = kLogMilestone;
 constexpr int kDefaultLevel = kLogError;
-
-// The setting from the file; a missing one is written into it with its default.
-int logSetting(const char *key, int value)
-{
-    if (nubrixReadInt(NUBRIX_INI_FILE_PATH, "Log", key, &value) != 0)
-        nubrixWriteInt(NUBRIX_INI_FILE_PATH, "Log", key, value);
-    return value;
-}
 
 }  // namespace
 
@@ -58,9 +50,10 @@ int Context::initConfigFilePath()
 
 int Context::readConfigLogMode()
 {
-    const int console = logSetting("LogConsole", 1);
-    int level = logSetting("LogLevel", kDefaultLevel);
-    const int file = logSetting("LogFile", 0);
+    const LayeredIni settings(NUBRIX_INI_FILE_PATH, "Log");
+    const int console = settings.readInt("LogConsole", 1);
+    int level = settings.readInt("LogLevel", kDefaultLevel);
+    const int file = settings.readInt("LogFile", 0);
     logConfigFileWriter(file >= 1 ? 1 : 0);
     logConfigConsoleWriter(console >= 1 ? 1 : 0);
     if (static_cast<unsigned int>(level) > kHighestLevel)

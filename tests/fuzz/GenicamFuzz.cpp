@@ -131,7 +131,7 @@ void run(ArvCamera &camera)
     const Sensor sensor = readSensor(camera);
     require(sensor.width >= 0 && sensor.height >= 0 && sensor.stepX >= 0 && sensor.stepY >= 0,
             "sizes are not below nothing");
-    const CameraModes modes = readModes(camera, NetSettings(""), "");
+    const CameraModes modes = readModes(camera, NetSettings({}), "");
     for (const StreamModes &stream : modes) {
         check(stream);
         if (!stream.records.empty())

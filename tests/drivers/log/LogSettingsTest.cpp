@@ -1,6 +1,7 @@
 // The settings of the plug-in: the INI file next to it and the environment.
 #include <memory>
 
+#include "log/LogSettings.h"
 #include "tests/Paths.h"
 #include "tests/drivers/log/LoadedLogPlugin.h"
 
@@ -160,6 +161,75 @@ TEST_F(LogSettingsTest, AnInvalidVariableIsReportedAndIgnored)
     setenv("NUBRIX_LOG_CONSOLE", "2", 1);
     EXPECT_THAT(stderrOfLoading(plugin), HasSubstr("it must be 0 or 1"));
     EXPECT_EQ(linesOnConsole(*plugin), 1U);
+}
+
+// The settings that are made from several files, without the plug-in.
+class LogFilesTest : public LogPluginFixture {
+protected:
+    log_plugin::LogSettings read()
+    {
+        log_plugin::LogSettings settings;
+        m_reports = console([&] { settings = log_plugin::readLogSettings({m_own, m_system}); });
+        return settings;
+    }
+
+    const std::string m_own = m_folder.file("own.ini");
+    const std::string m_system = m_folder.file("system.ini");
+    std::string m_reports;
+};
+
+TEST_F(LogFilesTest, TheSecondFileOverridesTheFirstEntryByEntry)
+{
+    writeFile(m_own, "[Log]\nLogFile=1\nLogLevel=1\n");
+    writeFile(m_system, "[Log]\nLogLevel=2\nLogConsole=0\n");
+    const log_plugin::LogSettings settings = read();
+    EXPECT_TRUE(settings.file);
+    EXPECT_EQ(settings.level, 2);
+    EXPECT_FALSE(settings.console);
+    EXPECT_EQ(m_reports, "");
+}
+
+TEST_F(LogFilesTest, EachFileMayBeLeftOut)
+{
+    writeFile(m_system, "[Log]\nLogLevel=2\n");
+    EXPECT_EQ(read().level, 2);
+    std::filesystem::remove(m_system);
+    EXPECT_EQ(read().level, 3);
+    writeFile(m_own, "[Log]\nLogLevel=1\n");
+    EXPECT_EQ(read().level, 1);
+    EXPECT_EQ(m_reports, "");
+}
+
+TEST_F(LogFilesTest, TheEnvironmentOverridesBoth)
+{
+    setenv("NUBRIX_LOG_LEVEL", "4", 1);
+    writeFile(m_own, "[Log]\nLogLevel=1\n");
+    writeFile(m_system, "[Log]\nLogLevel=2\n");
+    EXPECT_EQ(read().level, 4);
+}
+
+TEST_F(LogFilesTest, AFileThatCannotBeUsedIsReportedByItsPathAndIgnored)
+{
+    writeFile(m_own, "[Log]\nLogLevel=1\n");
+    std::filesystem::create_directory(m_system);
+    EXPECT_EQ(read().level, 1);
+    EXPECT_EQ(m_reports, "nubrix log: " + m_system + " cannot be read: Is a directory. Ignored.\n");
+    std::filesystem::remove(m_system);
+    writeFile(m_system, "LogLevel=2\n");
+    EXPECT_EQ(read().level, 1);
+    EXPECT_EQ(m_reports, "nubrix log: " + m_system + " has entries, but no section. Ignored.\n");
+}
+
+TEST_F(LogFilesTest, AnInvalidEntryIsReportedWithThePathOfItsFile)
+{
+    writeFile(m_own, "[Log]\nLogConsole=yes\n");
+    writeFile(m_system, "[Log]\nLogLevel=7\n");
+    const log_plugin::LogSettings settings = read();
+    EXPECT_FALSE(settings.console);
+    EXPECT_EQ(settings.level, 3);
+    EXPECT_EQ(m_reports,
+              "nubrix log: " + m_own + ": LogConsole=yes is no number: it counts as 0.\n" +
+                  "nubrix log: " + m_system + ": LogLevel=7 is not 0 to 4: 3 is used.\n");
 }
 
 }  // namespace

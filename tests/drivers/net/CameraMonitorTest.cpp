@@ -22,7 +22,7 @@ class CameraMonitorTest : public NetTest {
 protected:
     struct Monitored {
         explicit Monitored(const std::string &ini)
-            : monitor(NetSettings(ini), [this](const CameraMonitor::Change &change) {
+            : monitor(NetSettings({ini}), [this](const CameraMonitor::Change &change) {
                   Events::take(
                       change.camera.uri().c_str(), change.camera.serial.c_str(), "",
                       change.connected ? NUBRIX_DEVICE_CONNECTED : NUBRIX_DEVICE_DISCONNECTED,
@@ -88,7 +88,7 @@ std::chrono::milliseconds timeOfEmptyLists(int count, const std::string &ini)
 {
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < count; ++i) {
-        CameraMonitor monitor(NetSettings(ini), [](const auto &) {});
+        CameraMonitor monitor(NetSettings({ini}), [](const auto &) {});
         monitor.start();
         EXPECT_THAT(monitor.cameras(), IsEmpty());
     }
@@ -144,7 +144,7 @@ TEST_F(CameraMonitorTest, CamerasThatAnswerBeforeTheThreadRunsAreInTheFirstList)
     // When it has answered, the wait for delayed answers is over.
     DistantCamera camera({kAddress, {}, std::chrono::milliseconds(1500), {}});
     write("[network]\naddresses=" + std::string(kAddress) + "\n");
-    CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
+    CameraMonitor monitor(NetSettings({m_ini}), [](const auto &) {});
     ASSERT_TRUE(camera.awaitFirstRequest());
     EXPECT_EQ(threadsOf("nubrix-net"), 0);
     monitor.start();
@@ -160,7 +160,7 @@ TEST_F(CameraMonitorTest, AMonitorThatIsNotStartedEndsAtOnce)
     const auto before = descriptors();
     const DistantCamera camera("127.0.0.1");
     {
-        const CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
+        const CameraMonitor monitor(NetSettings({m_ini}), [](const auto &) {});
         EXPECT_EQ(descriptors(), before + 2) << "one of the camera, one of the monitor";
     }
     EXPECT_EQ(descriptors(), before + 1);

@@ -229,7 +229,7 @@ protected:
     NetDriver &driver()
     {
         if (!m_driver) {
-            m_driver = std::make_unique<NetDriver>(m_ini);
+            m_driver = std::make_unique<NetDriver>(std::vector{m_ini});
             m_driver->setDeviceStateCallback(&Events::take, &m_events);
             EXPECT_EQ(m_driver->initialize(), 0);
         }

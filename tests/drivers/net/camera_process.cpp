@@ -53,7 +53,7 @@ int stream(const std::string &address)
     sigemptyset(&end);
     sigaddset(&end, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &end, nullptr);  // inherited by all later threads
-    nubrix::net::NetDriver driver("");
+    nubrix::net::NetDriver driver({});
     nubrix::FakePool pool(640 * 480 * 2);
     nubrix::FrameSink sink;
     NubrixBaseDevice *device = nullptr;

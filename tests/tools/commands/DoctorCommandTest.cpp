@@ -68,7 +68,9 @@ TEST_F(DoctorCommandTest, AMissingDriverIsAProblemWithACure)
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.out, HasSubstr("not loaded: " + m_folder.file("libNubrixUvcDriver.so") +
                                       ": no such file\n"));
-    EXPECT_THAT(result.out, HasSubstr("-> install it next to the library\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("-> install the package nubrix-drivers, or put it next to the "
+                          "library\n"));
     EXPECT_THAT(result.out, HasSubstr("so the library logs nothing"));
     EXPECT_THAT(result.err, StartsWith("nubrix: problems found: "));
 }

@@ -1,6 +1,5 @@
 #include "doctor/Checks.h"
 
-#include "doctor/LibraryChecks.h"
 #include "tests/tools/doctor/FakeMachine.h"
 
 namespace nubrix::tool {
@@ -111,17 +110,6 @@ TEST_F(NetworkLoadsTest, CamerasOnOneInterfaceShareItsBandwidth)
                                   "smaller modes")));
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].name, "eth1");
-}
-
-TEST(LibraryChecksTest, TheDriverOfUsbCamerasIsRequired)
-{
-    EXPECT_THAT(
-        checkPlugins({{kUsbPlugin, true, false, "/lib/a.so"}, {"b.so", false, true, "no"}}),
-        ElementsAre(finds(State::kGood, "/lib/a.so"), finds(State::kNote, "b.so", "install")));
-    EXPECT_THAT(
-        checkPlugins({{kUsbPlugin, false, true, "no such file"}, {"b.so", false, false, "broken"}}),
-        ElementsAre(finds(State::kProblem, "no such file", "next to the library"),
-                    finds(State::kProblem, "broken", "belongs to the library")));
 }
 
 }  // namespace

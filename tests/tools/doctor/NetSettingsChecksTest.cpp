@@ -19,8 +19,9 @@ protected:
     Findings check(const std::string &entries) const
     {
         system.add(kFile, "[network]\n" + entries + "\n");
-        return checkNetSettings(system.machine, kFile);
+        return check();
     }
+    Findings check() const { return checkNetSettings(system.machine, {kFile, kSystemFile}); }
     /// One route as the kernel lists it, with hexadecimal addresses in reversed byte order.
     static std::string route(const std::string &interface, const std::string &network,
                              const std::string &mask)
@@ -29,13 +30,15 @@ protected:
     }
 
     static constexpr const char *kFile = "/usr/lib/nubrixNet.ini";
+    static constexpr const char *kSystemFile = "/etc/nubrix/nubrixNet.ini";
     FakeMachine system;
 };
 
 TEST_F(NetSettingsChecksTest, TheFileMayBeLeftOut)
 {
-    EXPECT_THAT(checkNetSettings(system.machine, kFile),
-                ElementsAre(finds(State::kGood, "there is none")));
+    EXPECT_THAT(check(), ElementsAre(finds(State::kGood,
+                                           "there is none at /usr/lib/nubrixNet.ini or "
+                                           "/etc/nubrix/nubrixNet.ini")));
     EXPECT_THAT(check("silenceMs=3000"),
                 ElementsAre(finds(State::kGood, "contains no camera addresses")));
 }
@@ -44,7 +47,7 @@ TEST_F(NetSettingsChecksTest, AFileThatCannotBeReadIsAProblem)
 {
     // Not even root reads a folder as a file.
     std::filesystem::create_directories(system.machine.path(kFile));
-    EXPECT_THAT(checkNetSettings(system.machine, kFile),
+    EXPECT_THAT(check(),
                 ElementsAre(finds(State::kProblem, "cannot be read: /usr/lib/nubrixNet.ini",
                                   "chmod a+r /usr/lib/nubrixNet.ini")));
 }
@@ -122,6 +125,57 @@ TEST_F(NetSettingsChecksTest, APacketSizeAboveThatOfAllInterfacesIsAProblem)
         ElementsAre(finds(State::kProblem,
                           "packetSize=9000 is larger than the packets of any interface (1500)",
                           "remove packetSize")));
+}
+
+TEST_F(NetSettingsChecksTest, BothFilesAreNamed)
+{
+    system.add(kSystemFile, "[network]\nsilenceMs=3000\n");
+    EXPECT_THAT(check(), ElementsAre(finds(State::kGood, std::string(kSystemFile) +
+                                                             ": it contains no camera addresses")));
+    EXPECT_THAT(
+        check("silenceMs=abc"),
+        ElementsAre(finds(State::kProblem, std::string(kFile) + ": silenceMs=abc is not a number"),
+                    finds(State::kGood, std::string(kSystemFile) + ": it contains")));
+    system.add(kSystemFile, "[network]\nsilenceMs=5s\n");
+    EXPECT_THAT(check("silenceMs=3000"),
+                ElementsAre(finds(State::kGood, std::string(kFile) + ": it contains"),
+                            finds(State::kProblem, std::string(kSystemFile) + ": silenceMs=5s")));
+}
+
+TEST_F(NetSettingsChecksTest, TheSecondFileOverridesTheFirst)
+{
+    system.add(kSystemFile, "[network]\naddresses=10.1.7.20\nDiscovery=1\npacketSize=1500\n");
+    EXPECT_THAT(check("addresses=192.168.7.20\nDiscovery=0\npacketSize=9000"),
+                ElementsAre(finds(State::kGood,
+                                  std::string(kFile) + ": its camera addresses are overridden"),
+                            finds(State::kGood, std::string(kSystemFile) +
+                                                    ": a camera at 10.1.7.20 can be reached")));
+    // An invalid entry overrides nothing.
+    system.add(kSystemFile, "[network]\nDiscovery=off\n");
+    EXPECT_THAT(check("Discovery=0"),
+                ElementsAre(finds(State::kNote, std::string(kFile) + ": Discovery=0"),
+                            finds(State::kProblem, std::string(kSystemFile) + ": Discovery=off")));
+    // An empty one stands for the default.
+    system.add(kSystemFile, "[network]\nDiscovery=\n");
+    EXPECT_THAT(check("Discovery=0"),
+                ElementsAre(finds(State::kGood, kFile), finds(State::kGood, kSystemFile)));
+}
+
+TEST_F(NetSettingsChecksTest, AFileThatTheDriverIgnoresIsAProblem)
+{
+    system.add(kSystemFile, "Discovery=0\n");
+    EXPECT_THAT(check("silenceMs=3000"),
+                ElementsAre(finds(State::kGood, kFile),
+                            finds(State::kProblem,
+                                  std::string(kSystemFile) +
+                                      ": it has entries, but no section: the driver ignores it",
+                                  "docs/network.md")));
+    std::filesystem::remove(system.machine.path(kSystemFile));
+    std::filesystem::create_directory(system.machine.path(kSystemFile));
+    EXPECT_THAT(check("silenceMs=3000"),
+                ElementsAre(finds(State::kGood, kFile),
+                            finds(State::kProblem, "cannot be read: /etc/nubrix/nubrixNet.ini",
+                                  "chmod a+r /etc/nubrix/nubrixNet.ini")));
 }
 
 }  // namespace

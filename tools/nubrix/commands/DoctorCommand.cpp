@@ -94,7 +94,7 @@ Findings DoctorCommand::examine()
                              checkPermissions, checkInterfaces, checkNetworks, checkSocketBuffers,
                              checkReversePath, checkFirewall, checkCameraPort})
         append(findings, check(machine));
-    append(findings, checkNetSettings(machine, pluginPath("nubrixNet.ini")));
+    append(findings, checkNetSettings(machine, netSettingsPaths()));
     if (session) {
         std::vector<CameraLoad> loads;
         append(findings, checkCameras(*session, loads));

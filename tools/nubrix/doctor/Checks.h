@@ -59,9 +59,10 @@ Findings checkCameraPort(const Machine &machine);
 /// Whether a firewall drops the packets of network cameras: FirewallChecks.cpp.
 Findings checkFirewall(const Machine &machine);
 
-/// Whether the network driver can read nubrixNet.ini and understands its entries, and whether the
-/// addresses in it can be reached: NetSettingsChecks.cpp.
-Findings checkNetSettings(const Machine &machine, const std::string &path);
+/// Whether the network driver can read the files nubrixNet.ini, each of which overrides those
+/// before it, and understands their entries, and whether the addresses in them can be reached:
+/// NetSettingsChecks.cpp.
+Findings checkNetSettings(const Machine &machine, const std::vector<std::string> &paths);
 
 // --- The cameras themselves: CameraChecks.cpp
 

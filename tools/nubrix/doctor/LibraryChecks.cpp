@@ -3,18 +3,24 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <unistd.h>
+#include <filesystem>
+#include "nubrix/ini.h"
 #include "nubrix/nubrix.h"
 
 namespace nubrix::tool {
 
 namespace {
 
+using State = Finding::State;
+
+constexpr const char *kLogPlugin = "libNubrixLogDriver.so";
+
 std::string pathOf(void *handle)
 {
     struct link_map *map = nullptr;
     if (dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr)
         return "unknown path";
-    return map->l_name;
+    return tidyPath(map->l_name);
 }
 
 /// Loads the plug-in again, as the library did, to get the reason of the failure.
@@ -32,14 +38,31 @@ std::string whyNotLoaded(const std::string &path)
     return path + ": the library rejected it; '--verbose' shows the log";
 }
 
+/// How to install a plug-in that is missing.
+std::string adviceFor(const std::string &plugin)
+{
+    const std::string package = plugin == kNetPlugin ? "nubrix-driver-net" : "nubrix-drivers";
+    return "install the package " + package + ", or put it next to the library";
+}
+
 }  // namespace
+
+std::string tidyPath(const std::string &path)
+{
+    // "link/.." need not be the folder in which the link is.
+    const std::filesystem::path given = path;
+    const std::filesystem::path tidy = given.lexically_normal();
+    std::error_code ignored;
+    return std::filesystem::equivalent(given.parent_path(), tidy.parent_path(), ignored) ? tidy
+                                                                                         : given;
+}
 
 std::string libraryPath()
 {
     Dl_info info = {};
     if (dladdr(dlsym(RTLD_DEFAULT, "ContextFactory"), &info) == 0 || info.dli_fname == nullptr)
         return {};
-    return info.dli_fname;
+    return tidyPath(info.dli_fname);
 }
 
 std::string pluginPath(const std::string &name)
@@ -49,6 +72,14 @@ std::string pluginPath(const std::string &name)
     const std::string installed = folder + "nubrix/" + name;
     const bool nextToLibrary = access((folder + name).c_str(), F_OK) == 0;
     return !nextToLibrary && access(installed.c_str(), F_OK) == 0 ? installed : folder + name;
+}
+
+std::vector<std::string> netSettingsPaths()
+{
+    const std::string plugin =
+        libNetDriverHandle != nullptr ? pathOf(libNetDriverHandle) : pluginPath(kNetPlugin);
+    return {plugin.substr(0, plugin.rfind('/') + 1) + "nubrixNet.ini",
+            NUBRIX_SETTINGS_FOLDER "nubrixNet.ini"};
 }
 
 std::vector<PluginState> pluginStates()
@@ -64,15 +95,9 @@ std::vector<PluginState> pluginStates()
             states.push_back({name, false, false, whyNotLoaded(path)});
     };
     add(kUsbPlugin, libUvcDriverHandle);
-    add("libNubrixNetDriver.so", libNetDriverHandle);
+    add(kNetPlugin, libNetDriverHandle);
     return states;
 }
-
-namespace {
-
-using State = Finding::State;
-
-}  // namespace
 
 Findings checkLibrary()
 {
@@ -87,11 +112,11 @@ Findings checkPlugins(const std::vector<PluginState> &plugins)
             findings.push_back({"driver", State::kGood, plugin.detail});
         } else if (plugin.missing && plugin.name != kUsbPlugin) {
             findings.push_back({"driver", State::kNote, "not installed: " + plugin.name,
-                                "install it next to the library if you need it"});
+                                "if you need it, " + adviceFor(plugin.name)});
         } else {
             findings.push_back({"driver", State::kProblem, "not loaded: " + plugin.detail,
                                 plugin.missing
-                                    ? "install it next to the library"
+                                    ? adviceFor(plugin.name)
                                     : "install the version that belongs to the library"});
         }
     }
@@ -100,11 +125,11 @@ Findings checkPlugins(const std::vector<PluginState> &plugins)
 
 Findings checkLog()
 {
-    const std::string path = pluginPath("libNubrixLogDriver.so");
+    const std::string path = pluginPath(kLogPlugin);
     void *log = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
     if (log == nullptr)
         return {{"log", State::kNote, "not loaded, so the library logs nothing: " + path,
-                 "install libNubrixLogDriver.so next to the library"}};
+                 adviceFor(kLogPlugin)}};
     dlclose(log);
     return {{"log", State::kGood, path}};
 }
