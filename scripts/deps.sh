@@ -2,6 +2,7 @@
 # deps.sh GROUP...    installs the Debian packages of the groups, and only what is missing.
 #   build    compiler and its cache, CMake and the libraries of the plug-ins and the tool
 #   test     what the tests need in addition
+#   examples  libraries that examples show, and a screen for what they show
 #   bench    the benchmarks
 #   peers    libraries that benchmarks compare with
 #   armhf    cross compiler and emulator for 32-bit ARM
@@ -18,6 +19,7 @@ packages_of() {
         libusb-1.0-0-dev ;;
     test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev locales python3 python3-pil \
         python3-meshio iproute2 aravis-tools-cli ;;
+    examples) echo libopencv-highgui-dev xvfb ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;
