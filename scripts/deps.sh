@@ -3,6 +3,7 @@
 #   build    compiler and its cache, CMake and the libraries of the plug-ins and the tool
 #   test     what the tests need in addition
 #   abi      the comparison of binary interfaces, scripts/abi.sh
+#   examples libraries that examples show, and a screen for what they show
 #   bench    the benchmarks
 #   peers    libraries that benchmarks compare with
 #   armhf    cross compiler and emulator for 32-bit ARM
@@ -21,6 +22,7 @@ packages_of() {
     test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev locales python3 python3-pil \
         python3-meshio python3-jsonschema man-db iproute2 aravis-tools-cli ;;
     abi) echo abigail-tools xz-utils ;;
+    examples) echo libopencv-highgui-dev xvfb ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;

@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-scripts/deps.sh build test abi bench docs
+scripts/deps.sh build test abi examples bench docs
 cmake --preset dev >/dev/null
 cmake --build --preset dev
 ctest --preset dev --parallel "$(nproc)" "$@"

@@ -10,8 +10,10 @@ extern const char *const kBehindCable;  // for a shell
 extern const char *const kBin;
 extern const char *const kCameraProcess;  // for a shell
 extern const char *const kEmulator;       // its words separated by '|', or empty
+extern const char *const kExamples;       // their sources
 extern const char *const kLib;
 extern const char *const kLibrary;
+extern const char *const kLiveView;  // empty where OpenCV's highgui is not installed
 extern const char *const kLogPlugin;
 extern const char *const kNetPlugin;
 extern const char *const kReadBitmap;

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "nubrix/client/camera.h"
+#include "nubrix/client/cloud.h"
 #include "nubrix/client/error.h"
 #include "nubrix/client/frame.h"
 #include "nubrix/client/ledger.h"

@@ -43,7 +43,8 @@ void useFrame(const nubrix::client::Frame &frame)
 {
     static_cast<void>(frame.image<unsigned short>()(0, 0));
     static_cast<void>(frame.image<RGB888Pixel>().row(0));
-    static_cast<void>(frame.clone().millimetres(0, 0));
+    static_cast<void>(frame.clone().millimetres(0, 0) * frame.millimetresPerUnit());
+    static_cast<void>(nubrix::client::pointCloud(frame, {520, 520, 319.5F, 239.5F}));
     static_cast<void>(frame.time() - frame.clone().time());
 }
 

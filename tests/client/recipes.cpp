@@ -1,5 +1,6 @@
 // The recipes of docs/client.md, word for word; a test compares them. Runs them on one camera, in
 // the current folder.
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <string>
@@ -14,6 +15,7 @@ using namespace nubrix::client;
 namespace {
 
 std::vector<Frame> g_kept;
+float g_nearest = 100;
 
 void firstFrame()
 {
@@ -118,6 +120,15 @@ void camerasThatLeave()
     std::printf("%s\n", camera.isConnected() ? "connected" : "gone");
 }
 
+void pointsOf(Camera camera)
+{
+    const Frame frame = camera.start(StreamType::kDepth).nextComplete();
+    for (const auto &point : pointCloud(frame, camera.intrinsics(StreamType::kDepth))) {
+        if (point.z > 0)  // something was measured there
+            g_nearest = std::min(g_nearest, point.z);
+    }
+}
+
 void errors()
 {
     try {
@@ -146,11 +157,13 @@ int main()
         modesAndProperties(camera);
         recordAndPhoto(camera);
         readRecording();
+        pointsOf(camera);
     } catch (const Error &error) {
         std::printf("failed: %s\n", error.what());
         return 1;
     }
     camerasThatLeave();
     errors();
-    return g_kept.size() == 20 && g_kept[0].index() != g_kept[19].index() ? 0 : 1;
+    const bool areKept = g_kept.size() == 20 && g_kept[0].index() != g_kept[19].index();
+    return areKept && g_nearest > 1 && g_nearest < 4 ? 0 : 1;
 }

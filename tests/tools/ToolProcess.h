@@ -37,6 +37,8 @@ public:
 
     /// Waits until the output contains this text `count` times; false when it never does.
     bool waitForOutput(const std::string &text, unsigned int count = 1);
+    /// What it has written to standard output, as far as it was waited for.
+    const std::string &output() const { return m_result.out; }
     void signal(int number) const;
     /// Sends input to the terminal.
     void type(const std::string &text) const;

@@ -252,10 +252,7 @@ public:
     /// nothing was measured. Unsupported for other formats, Error outside of the image.
     double millimetres(int x, int y) const
     {
-        const int units = detail::depthUnitsPerMillimetre(record().pixelFormat);
-        if (units == 0)
-            detail::fail("millimetres", -8, 0,
-                         "millimetres: this is no depth frame; start StreamType::kDepth");
+        const int units = unitsPerMillimetre("millimetres");
         if (x < 0 || y < 0 || x >= width() || y >= height()) {
             detail::fail("millimetres", -4, 0,
                          "millimetres: (" + std::to_string(x) + ", " + std::to_string(y) +
@@ -264,6 +261,10 @@ public:
         }
         return static_cast<double>(image<unsigned short>()(x, y)) / units;
     }
+
+    /// What a depth frame's values are to be multiplied with: 1, 1/4, 1/8 or 1/16 by its format.
+    /// Unsupported for other formats.
+    double millimetresPerUnit() const { return 1.0 / unitsPerMillimetre("millimetresPerUnit"); }
 
     /// A frame with memory of its own and the same contents. Hold these for long, not those of a
     /// stream. Error when there is too little memory.
@@ -275,6 +276,16 @@ private:
 
     /// Takes over a reference of a slot.
     explicit Frame(detail::FrameSlot *slot) noexcept : m_slot(slot) {}
+    int unitsPerMillimetre(const char *operation) const
+    {
+        const int units = detail::depthUnitsPerMillimetre(record().pixelFormat);
+        if (units == 0) {
+            detail::fail(
+                operation, -8, 0,
+                std::string(operation) + ": this is no depth frame; start StreamType::kDepth");
+        }
+        return units;
+    }
     static Frame owned(const char *operation, const typedefNubrixFrame &record, const void *data)
     {
         return detail::allocating(operation,

@@ -1,0 +1,17 @@
+# OpenCV by its single modules, whose packages have no files for CMake: OpenCV_LIBS and
+# OpenCV_INCLUDE_DIRS for the COMPONENTS that are asked for.
+find_path(OpenCV_INCLUDE_DIRS opencv2/core.hpp PATH_SUFFIXES opencv4)
+mark_as_advanced(OpenCV_INCLUDE_DIRS)
+set(OpenCV_LIBS)
+set(needed OpenCV_INCLUDE_DIRS)
+foreach(component IN LISTS OpenCV_FIND_COMPONENTS)
+  find_library(OpenCV_${component}_LIBRARY opencv_${component})
+  mark_as_advanced(OpenCV_${component}_LIBRARY)
+  if(NOT EXISTS ${OpenCV_INCLUDE_DIRS}/opencv2/${component}.hpp)
+    set(OpenCV_${component}_LIBRARY OpenCV_${component}_LIBRARY-NOTFOUND)
+  endif()
+  list(APPEND OpenCV_LIBS ${OpenCV_${component}_LIBRARY})
+  list(APPEND needed OpenCV_${component}_LIBRARY)
+endforeach()
+include(FindPackageHandleStandardArgs)
+find_package_handle_standard_args(OpenCV REQUIRED_VARS ${needed})
