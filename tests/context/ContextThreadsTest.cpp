@@ -384,6 +384,46 @@ TEST_F(Threads, FramesAreReleasedOnAnyThread)
     }
 }
 
+/// A camera that sends its next frame when the last one has been returned.
+class ReturningCamera {
+public:
+    ReturningCamera(FakeDriver &driver, int frames)
+        : m_thread([this, &driver, frames] {
+              for (int i = 0; i < frames; ++i) {
+                  ASSERT_TRUE(driver.deliver(NUBRIX_STREAM_COLOR, {static_cast<unsigned int>(i)}));
+                  ASSERT_TRUE(m_returned.reaches(i + 1));
+              }
+          })
+    {
+    }
+    ~ReturningCamera() { m_thread.join(); }
+    ReturningCamera(const ReturningCamera &) = delete;
+    ReturningCamera &operator=(const ReturningCamera &) = delete;
+
+    void takeBack() { m_returned.add(); }
+
+private:
+    Counter m_returned;
+    std::thread m_thread;  // last: it uses the other
+};
+
+TEST_F(Threads, AReaderMissesNoFrameOfACameraThatWaitsForItsReturn)
+{
+    constexpr int kFrames = 5000;
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    ReturningCamera camera(m_usb, kFrames);
+    for (unsigned int i = 0; i < kFrames; ++i) {
+        typedefNubrixFrame *frame = nullptr;
+        // Fails when the stream's thread announces a frame that was read before.
+        while (context().readFrame(stream, &frame, -1) == -11) {
+        }
+        ASSERT_NE(frame, nullptr);
+        EXPECT_EQ(frame->frameIndex, i);
+        EXPECT_EQ(context().releaseFrame(frame), 0);
+        camera.takeBack();
+    }
+}
+
 // --- drivers that take their time
 
 TEST_F(Threads, LookingUpDoesNotWaitForADriverThatLists)
