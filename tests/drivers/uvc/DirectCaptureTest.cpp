@@ -208,6 +208,30 @@ TEST_F(DirectCaptureTest, ACaptureDoesNotRelyOnTheBuffersOfAnEarlierOne)
     }
 }
 
+TEST_F(DirectCaptureTest, ANodeThatDoesNotReplaceBuffersIsCapturedFrom)
+{
+    std::uint32_t count = 3;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, count), 0);
+    count = 10;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, count), EBUSY) << "it is such a node";
+    std::uint32_t none = 0;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, none), 0);
+    begin();
+    EXPECT_EQ(m_camera.buffers(), 10U);
+    EXPECT_NE(next(), nullptr);
+}
+
+TEST_F(DirectCaptureTest, TheNodeRefusesABufferThatItHasAlready)
+{
+    begin();
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, 0);
+    buffer.length = kBytes;
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), EINVAL) << "it waits for a frame";
+    m_camera.captureAll(1);
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), EINVAL) << "it has a frame";
+    EXPECT_EQ(m_camera.pins(), 3U);
+}
+
 TEST_F(DirectCaptureTest, ANodeThatNeedsMoreBuffersQueuedIsRefused)
 {
     m_camera.leastBuffers = 4;
