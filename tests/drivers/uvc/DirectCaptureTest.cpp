@@ -223,13 +223,20 @@ TEST_F(DirectCaptureTest, ANodeThatDoesNotReplaceBuffersIsCapturedFrom)
 
 TEST_F(DirectCaptureTest, TheNodeRefusesABufferThatItHasAlready)
 {
-    begin();
+    std::uint32_t count = 1;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, count), 0);
+    std::vector<std::uint8_t> memory(kBytes);
     v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, 0);
+    buffer.m.userptr = reinterpret_cast<unsigned long>(memory.data());
     buffer.length = kBytes;
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), 0);
     EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), EINVAL) << "it waits for a frame";
+    ASSERT_EQ(switchCapture(m_node, VIDIOC_STREAMON), 0);
     m_camera.captureAll(1);
     EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), EINVAL) << "it has a frame";
-    EXPECT_EQ(m_camera.pins(), 3U);
+    EXPECT_EQ(m_node.control(VIDIOC_DQBUF, &buffer), 0);
+    buffer.length = kBytes;
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), 0);
 }
 
 TEST_F(DirectCaptureTest, ANodeThatNeedsMoreBuffersQueuedIsRefused)
