@@ -384,14 +384,18 @@ TEST_F(Threads, FramesAreReleasedOnAnyThread)
     }
 }
 
-/// A camera that sends its next frame when the last one has been returned.
+/// A camera that sends its next frame when the last one has been returned, a little later each
+/// time.
 class ReturningCamera {
 public:
-    ReturningCamera(FakeDriver &driver, int frames)
+    ReturningCamera(FakeDriver &driver, unsigned int frames)
         : m_thread([this, &driver, frames] {
-              for (int i = 0; i < frames; ++i) {
-                  ASSERT_TRUE(driver.deliver(NUBRIX_STREAM_COLOR, {static_cast<unsigned int>(i)}));
-                  ASSERT_TRUE(m_returned.reaches(i + 1));
+              for (unsigned int i = 0; i < frames; ++i) {
+                  while (m_returned != i)
+                      std::this_thread::yield();
+                  for (m_delay = i % kDelays; m_delay != 0; --m_delay) {
+                  }
+                  ASSERT_TRUE(driver.deliver(NUBRIX_STREAM_COLOR, {i}));
               }
           })
     {
@@ -400,16 +404,19 @@ public:
     ReturningCamera(const ReturningCamera &) = delete;
     ReturningCamera &operator=(const ReturningCamera &) = delete;
 
-    void takeBack() { m_returned.add(); }
+    void takeBack() { ++m_returned; }
 
 private:
-    Counter m_returned;
-    std::thread m_thread;  // last: it uses the other
+    static constexpr unsigned int kDelays = 1000;
+
+    std::atomic<unsigned int> m_returned{0};
+    std::atomic<unsigned int> m_delay{0};
+    std::thread m_thread;  // last: it uses the others
 };
 
 TEST_F(Threads, AReaderMissesNoFrameOfACameraThatWaitsForItsReturn)
 {
-    constexpr int kFrames = 5000;
+    constexpr unsigned int kFrames = 20000;
     NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
     ReturningCamera camera(m_usb, kFrames);
     for (unsigned int i = 0; i < kFrames; ++i) {
