@@ -14,21 +14,17 @@ typedefNubrixFrameMode g_mode = {NUBRIX_PIXEL_DEPTH_MM, 640, 480, 30};
 
 class BenchStream;
 std::vector<BenchStream *> g_running;
-unsigned int g_sizes = 1;
 BenchHook g_keepLiveHook = nullptr;
 void *g_keepLiveUser = nullptr;
 
 class BenchStream final : public NubrixBaseStream {
 public:
-    explicit BenchStream(unsigned int type)
-        : m_type(type), m_size(1 + static_cast<unsigned int>(g_running.size()) % g_sizes)
-    {
-    }
+    explicit BenchStream(unsigned int type) : m_type(type) {}
 
     unsigned int getFrameBufferSize() override
     {
         const unsigned int bytesPerPixel = m_type == NUBRIX_STREAM_COLOR ? 3 : 2;
-        return bytesPerPixel * g_mode.width * g_mode.height / m_size;
+        return bytesPerPixel * g_mode.width * g_mode.height;
     }
     int setFrameAllocator(FrameAllocatorInterfaceBase *allocator) override
     {
@@ -71,7 +67,6 @@ public:
 
 private:
     const unsigned int m_type;
-    const unsigned int m_size;  // the part of a whole frame
     FrameAllocatorInterfaceBase *m_allocator = nullptr;
     nubrix::DriverFrameCallback m_callback = nullptr;
     void *m_user = nullptr;
@@ -157,11 +152,6 @@ extern "C" NUBRIX_API void driverDestroy(nubrix::NubrixBaseDriver *driver)
 extern "C" NUBRIX_API bool benchDeliver(unsigned int stream)
 {
     return g_running[stream]->deliver();
-}
-
-extern "C" NUBRIX_API void benchSetSizes(unsigned int sizes)
-{
-    g_sizes = sizes;
 }
 
 extern "C" NUBRIX_API void benchSetKeepLiveHook(BenchHook hook, void *user)

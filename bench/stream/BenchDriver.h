@@ -5,10 +5,6 @@
 /// calling thread. False when the pool has no frame.
 using BenchDeliver = bool (*)(unsigned int stream);
 
-/// Frames of streams that are made from now on have so many sizes: all of an image, a half, a
-/// third.
-using BenchSetSizes = void (*)(unsigned int sizes);
-
 /// Called with the user's pointer whenever the library asks a device for its keep-alive state, as
 /// waitForStreams does for each stream in turn when it hears them all and is about to wait. Null
 /// ends it.

@@ -53,18 +53,14 @@ long wakeups()
     return all;
 }
 
-/// The streams that deliver the frames of a run. Even: all in turn. Uneven: in no order, some four
-/// times as often as others.
-std::vector<unsigned int> scheduleOf(bool uneven, unsigned int streams)
+/// The streams that deliver the frames of a run: all in turn, or for each frame any of them.
+std::vector<unsigned int> scheduleOf(bool isRandom, unsigned int streams)
 {
     std::vector<unsigned int> schedule;
     unsigned int random = 1;
-    while (schedule.size() < kFrames) {
-        const auto next = static_cast<unsigned int>(schedule.size()) % streams;
+    for (unsigned int i = 0; i < kFrames; ++i) {
         random = random * 1664525U + 1013904223U;
-        const unsigned int stream = uneven ? (random >> 8U) % streams : next;
-        if (!uneven || (random >> 28U) % 4 <= stream % 4)
-            schedule.push_back(stream);
+        schedule.push_back((isRandom ? random >> 8U : i) % streams);
     }
     return schedule;
 }
@@ -134,18 +130,17 @@ void measure(benchmark::State &state, int hops, Deliver deliver)
         static_cast<double>(woken) / static_cast<double>(state.iterations() * kFrames);
 }
 
-// Even: the frames of all streams come at once, as from cameras that are triggered together.
-// Uneven: one at a time.
+// In turn: the frames of all streams come at once, as from cameras that are triggered together.
+// Random: one at a time.
 void BM_ManyStreams_ToCallback(benchmark::State &state)
 {
-    const bool uneven = state.range(0) != 0;
+    const bool isRandom = state.range(0) != 0;
     const auto streams = static_cast<unsigned int>(state.range(1));
     Library library;
-    Library::symbol<BenchSetSizes>("benchSetSizes")(uneven ? 7 : 1);
     Receiver receiver{library.context, {}};
     for (unsigned int i = 0; i < streams; ++i)
         library.open(i, &Receiver::onFrame, &receiver);
-    const std::size_t burst = uneven ? 1 : streams;
+    const std::size_t burst = isRandom ? 1 : streams;
     measure(state, 1,
             [&](const std::vector<unsigned int> &frames, unsigned int among, FrameCost &cost) {
                 const std::size_t each = std::min<std::size_t>(burst, among);
@@ -221,7 +216,6 @@ private:
 void BM_ManyStreams_ToWaiter(benchmark::State &state)
 {
     Library library;
-    Library::symbol<BenchSetSizes>("benchSetSizes")(state.range(0) != 0 ? 7 : 1);
     std::vector<NubrixStream *> streams;
     for (unsigned int i = 0; i < state.range(1); ++i)
         streams.push_back(library.open(i, nullptr, nullptr));
@@ -244,7 +238,7 @@ void BM_ManyStreams_ToWaiter(benchmark::State &state)
 
 void kinds(benchmark::internal::Benchmark *benchmark)
 {
-    benchmark->ArgNames({"uneven", "streams"})
+    benchmark->ArgNames({"random", "streams"})
         ->ArgsProduct({{0, 1}, {1, 8, 60}})
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond);

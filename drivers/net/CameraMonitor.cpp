@@ -34,22 +34,30 @@ try {
 }  // namespace
 
 CameraMonitor::CameraMonitor(const NetSettings &settings, Listener listener)
-    : m_settings(settings),
-      m_listener(std::move(listener)),
-      m_began(Clock::now()),
-      m_nextRequests(m_began)
+    : m_settings(settings), m_listener(std::move(listener))
 {
-    try {
-        sendIfDue();
-        m_isComplete = !m_finder->isAnswerPossible();
-    } catch (const std::exception &) {
-        // The thread tries again, and reports it.
-    }
+    beginSearch();
 }
 
 CameraMonitor::~CameraMonitor()
 {
     stop();
+}
+
+void CameraMonitor::beginSearch()
+{
+    m_finder.reset();
+    m_nextRequests = m_began = Clock::now();
+    bool isComplete = false;
+    try {
+        sendIfDue();
+        isComplete = !m_finder->isAnswerPossible();
+    } catch (const std::exception &) {
+        // The thread tries again, and reports it.
+    }
+    const std::lock_guard<std::mutex> lock(m_lock);
+    m_isComplete = isComplete;
+    m_hasListed = false;
 }
 
 void CameraMonitor::start()

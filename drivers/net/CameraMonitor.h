@@ -54,7 +54,7 @@ private:
 
 /// Searches for cameras: sends the first requests when it is constructed, so that cameras answer
 /// while other things start, and does the rest on a thread of its own. Thread-safe, except that
-/// start comes first and stop last.
+/// beginSearch and start come first and stop last.
 class CameraMonitor {
 public:
     struct Change {
@@ -69,13 +69,15 @@ public:
     CameraMonitor(const CameraMonitor &) = delete;
     CameraMonitor &operator=(const CameraMonitor &) = delete;
 
+    /// Before start: sends the first requests once more, as if it had just been constructed.
+    void beginSearch();
     /// Throws std::system_error when no thread can be started.
     void start();
     /// Waits for the listener, and for a tenth of a second at most otherwise.
     void stop();
 
     /// The cameras, ordered by address. Waits for answers to the first requests as long as there
-    /// can be any: until 0.3 s after the construction, and until 1.1 s after it while there is
+    /// can be any: until 0.3 s after they were sent, and until 1.1 s after it while there is
     /// none.
     std::vector<NetIdentity> cameras();
     /// Marks the state of an opened camera as gone when it does not respond within the timeout.
@@ -110,8 +112,8 @@ private:
 
     const NetSettings m_settings;
     const Listener m_listener;
-    const Clock::time_point m_began;
-    std::optional<CameraFinder> m_finder;  // this and the next: of the thread, once it runs
+    Clock::time_point m_began;  // this and the next two: of the thread, once it runs
+    std::optional<CameraFinder> m_finder;
     Clock::time_point m_nextRequests;
     std::mutex m_lock;
     std::condition_variable m_changed;

@@ -52,6 +52,7 @@ try {
     m_monitor.start();
     return kDone;
 } catch (...) {
+    m_initialized = false;
     reportFailure("searching for network cameras");
     return kFailed;
 }

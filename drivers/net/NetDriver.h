@@ -22,8 +22,11 @@ public:
     /// own frame callbacks. Must not be called from within a frame callback.
     ~NetDriver() override;
 
-    /// -2 when it has been called already, -1 when no thread can be started.
+    /// -2 when it is initialized already, -1 when no thread can be started.
     int initialize() override;
+    bool isInitialized() const { return m_initialized; }
+    /// Before initialize: forgets the answers to the first requests and sends them again.
+    void searchAnew() { m_monitor.beginSearch(); }
     /// The previous callback may still be running afterwards, until the driver is destroyed.
     int setDeviceStateCallback(DriverStateCallback callback, void *user) override;
     int getDeviceList(typedefNubrixeviceAttribute *records, unsigned int *count) override;

@@ -100,6 +100,10 @@ int DirectCapture::requestIndices(std::uint32_t &queued)
     // left in the pool.
     if (queued > kDirectBuffers)
         return ENOBUFS;
+    // Some nodes refuse to replace buffers (EBUSY).
+    std::uint32_t none = 0;
+    if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, none))
+        return error;
     std::uint32_t count = kPoolFrames;
     if (const int error = requestBuffers(m_node, V4L2_MEMORY_USERPTR, count))
         return error;

@@ -174,6 +174,7 @@ private:
     int closeStreamsOfDevice(const Device &device);
     bool shutDown(const std::shared_ptr<VideoStream> &stream);
     using Streams = std::vector<std::shared_ptr<VideoStream>>;
+    int waitForFrame(const std::shared_ptr<VideoStream> &stream, int timeoutMs);
     int waitFor(const Streams &streams, NubrixStream **ready, int timeoutMs);
     int waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener &listener,
                                NubrixStream **ready, unsigned int ms);

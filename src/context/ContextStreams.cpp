@@ -1,9 +1,8 @@
-// The life of a stream, and its frames.
+// The life of a stream, and the return of its frames.
 #include <mutex>
 
 #include "base/ErrorNumber.h"
 #include "base/LogCall.h"
-#include "base/xp.h"
 #include "context/ContextGuards.h"
 #include "stream/InternalFrame.h"
 
@@ -12,15 +11,6 @@ namespace nubrix {
 namespace {
 
 constexpr std::size_t kMaxStreams = 60;
-
-typedefNubrixFrame *internalReadStreamFrame(VideoStream &stream)
-{
-    xp<NubrixFrameRef> frame;
-    if (stream.readFrame(frame, true) != 0)
-        return nullptr;
-    frame->incRef();  // the caller's, returned with releaseFrame
-    return &frame->frame();
-}
 
 }  // namespace
 
@@ -169,30 +159,6 @@ bool Context::shutDown(const std::shared_ptr<VideoStream> &stream)
     const std::lock_guard<ReentrantLock> afterReaders(m_frameReadLock);
     m_streams.forget(stream);
     return true;
-}
-
-int Context::readFrame(NubrixStream *handle, typedefNubrixFrame **frame, int timeoutMs)
-{
-    return inside([&] {
-        const std::lock_guard<ReentrantLock> inTurn(m_frameReadLock);
-        if (!m_initialized)
-            return refuseUninitialized();
-        if (const std::shared_ptr<VideoStream> stream = m_streams.find(handle))
-            *frame = internalReadStreamFrame(*stream);
-        else
-            return refuseStream();
-        if (*frame)
-            return 0;
-        NubrixStream *ready[1] = {};
-        if (const int waited = waitForStreams(&handle, 1, ready, timeoutMs))
-            return waited;
-        if (const std::shared_ptr<VideoStream> stream = m_streams.find(handle))
-            *frame = internalReadStreamFrame(*stream);
-        if (*frame)
-            return 0;
-        setErrorNumber(NUBRIX_ERR_NO_FRAME);
-        return -11;
-    });
 }
 
 int Context::releaseFrame(typedefNubrixFrame *frame)

@@ -1,5 +1,8 @@
-// Waiting for one of several streams.
+// Waiting for frames, and reading them.
+#include <mutex>
+
 #include "base/ErrorNumber.h"
+#include "base/xp.h"
 #include "context/ContextGuards.h"
 #include "stream/MultiStreamsListener.h"
 
@@ -44,6 +47,15 @@ bool checkIfDeviceKeepLiveOK(const std::vector<std::shared_ptr<VideoStream>> &st
     for (const auto &stream : streams)
         alive = stream->device().keepLiveState() != 0;
     return alive;
+}
+
+typedefNubrixFrame *internalReadStreamFrame(VideoStream &stream)
+{
+    xp<NubrixFrameRef> frame;
+    if (stream.readFrame(frame, true) != 0)
+        return nullptr;
+    frame->incRef();  // the caller's, returned with releaseFrame
+    return &frame->frame();
 }
 
 }  // namespace
@@ -96,6 +108,43 @@ int Context::waitStreamsUtilTimeout(const Streams &streams, MultiStreamsListener
         ready[0] = reinterpret_cast<NubrixStream *>(
             last);  // it may be destroyed: only the address is used
     return waited;
+}
+
+int Context::readFrame(NubrixStream *handle, typedefNubrixFrame **frame, int timeoutMs)
+{
+    return inside([&] {
+        const std::lock_guard<ReentrantLock> inTurn(m_frameReadLock);
+        if (!m_initialized)
+            return refuseUninitialized();
+        const std::shared_ptr<VideoStream> stream = m_streams.find(handle);
+        if (!stream)
+            return refuseStream();
+        *frame = internalReadStreamFrame(*stream);
+        if (*frame)
+            return 0;
+        if (const int waited = waitForFrame(stream, timeoutMs))
+            return waited;
+        if (m_streams.find(handle))
+            *frame = internalReadStreamFrame(*stream);
+        if (*frame)
+            return 0;
+        setErrorNumber(NUBRIX_ERR_NO_FRAME);
+        return -11;
+    });
+}
+
+int Context::waitForFrame(const std::shared_ptr<VideoStream> &stream, int timeoutMs)
+{
+    const std::shared_ptr<MultiStreamsListener> listener = m_waiters.ofThisThread();
+    Listening listening(*listener);
+    listening.add({stream});
+    // A frame that arrived before this thread listened does not end a wait. A camera that waits for
+    // the return of that frame would never send another one.
+    if (stream->hasFrame())
+        return 0;
+    NubrixStream *handle = stream->handle();
+    NubrixStream *ready[1] = {};
+    return waitForStreams(&handle, 1, ready, timeoutMs);
 }
 
 }  // namespace nubrix

@@ -135,6 +135,8 @@ private:
     auto findFrom(typename std::vector<Pointer>::const_iterator begin, Handle handle) const
         NUBRIX_REQUIRES(m_mutex)
     {
+        if (begin != m_objects.end() && (*begin)->handle() == handle)
+            return begin;
         const auto matches = [&](const Pointer &each) { return each->handle() == handle; };
         const auto found = std::find_if(begin, m_objects.end(), matches);
         if (found != m_objects.end())

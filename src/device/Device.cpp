@@ -58,14 +58,8 @@ void Device::adopt(NubrixBaseDevice *driverDevice, const char *uri)
         m_driver.closeDevice(&driverDevice);
         throw;
     }
-    keepDriverDevice(driverDevice);
-    m_opened = true;
-}
-
-void Device::keepDriverDevice(NubrixBaseDevice *driverDevice)
-{
-    const MutexLock guard(m_useMutex);
     m_driverDevice = driverDevice;
+    m_opened = true;
 }
 
 bool Device::beginClose()
@@ -90,7 +84,7 @@ int Device::close()
         m_opened = false;
         return result;
     } catch (...) {
-        keepDriverDevice(driverDevice);
+        m_driverDevice = driverDevice;
         for (std::size_t type = 0; type < m_sensors.size(); ++type) {
             if (m_sensors[type])
                 m_sensors[type]->attachDriverStream(driverStreams[type]);
@@ -174,32 +168,23 @@ void Device::setStreamOpenedState(unsigned int streamType, bool opened)
 // Later uses find nothing; those that are under way are waited for.
 NubrixBaseDevice *Device::takeDriverDevice()
 {
-    const MutexLock guard(m_useMutex);
-    NubrixBaseDevice *const driverDevice = std::exchange(m_driverDevice, nullptr);
+    NubrixBaseDevice *const driverDevice = m_driverDevice.exchange(nullptr);
+    const MutexLock guard(m_closeMutex);
     while (m_users != 0)
-        m_useMutex.wait(m_unused);
+        m_closeMutex.wait(m_unused);
     return driverDevice;
 }
 
-Device::InUse::InUse(const Device &device, unsigned int errorWithout)
-    : m_device(device), m_driverDevice(device.beginUse())
+void Device::notifyUnused() const
 {
-    if (!m_driverDevice && errorWithout != 0)
+    const MutexLock guard(m_closeMutex);
+    m_unused.notify_all();
+}
+
+Device::InUse::InUse(const Device &device, unsigned int errorWithout) : InUse(device)
+{
+    if (!m_driverDevice)
         setErrorNumber(errorWithout);
-}
-
-NubrixBaseDevice *Device::beginUse() const
-{
-    const MutexLock guard(m_useMutex);
-    ++m_users;
-    return m_driverDevice;
-}
-
-void Device::endUse() const
-{
-    const MutexLock guard(m_useMutex);
-    if (--m_users == 0)
-        m_unused.notify_all();
 }
 
 Device::InUse Device::requireOpen() const

@@ -86,9 +86,18 @@ private:
     // is held meanwhile.
     class InUse final {
     public:
-        /// Sets the error number when it is closed, unless that is 0.
-        explicit InUse(const Device &device, unsigned int errorWithout = 0);
-        ~InUse() { m_device.endUse(); }
+        explicit InUse(const Device &device) : m_device(device)
+        {
+            ++device.m_users;
+            m_driverDevice = device.m_driverDevice;
+        }
+        /// Sets the error number when it is closed.
+        InUse(const Device &device, unsigned int errorWithout);
+        ~InUse()
+        {
+            if (--m_device.m_users == 0 && !m_device.m_driverDevice)
+                m_device.notifyUnused();
+        }
         InUse(const InUse &) = delete;
         InUse &operator=(const InUse &) = delete;
         NubrixBaseDevice *operator->() const { return m_driverDevice; }
@@ -96,7 +105,7 @@ private:
 
     private:
         const Device &m_device;
-        NubrixBaseDevice *const m_driverDevice;
+        NubrixBaseDevice *m_driverDevice;
     };
 
     // A call that sets a mode, which may write the driver's record of it.
@@ -118,10 +127,7 @@ private:
     InUse inUse() const { return InUse(*this); }
     /// Like inUse, and sets the error number when it is closed.
     InUse requireOpen() const;
-    void keepDriverDevice(NubrixBaseDevice *driverDevice);
-    // Apart from InUse: the analysis of locks leaves constructors and destructors out.
-    NubrixBaseDevice *beginUse() const;
-    void endUse() const;
+    void notifyUnused() const;
     NubrixBaseDevice *takeDriverDevice();
     void beginSettingMode(unsigned int streamType);
     void endSettingMode(unsigned int streamType);
@@ -133,11 +139,14 @@ private:
     std::atomic<bool> m_opened{false};
     std::atomic<bool> m_closing{false};
     NubrixBaseDriver &m_driver;
-    mutable Mutex m_useMutex;
+    // A use counts itself before it reads the device, and a close takes the device before it reads
+    // the count, so that one of them notices the other. Without a lock: a wait for many streams
+    // uses the device of each for every frame.
+    std::atomic<NubrixBaseDevice *> m_driverDevice{nullptr};  // the driver's
+    mutable std::atomic<unsigned int> m_users{0};             // of m_driverDevice
+    mutable Mutex m_closeMutex;                               // of the close that waits for them
     mutable std::condition_variable m_unused;
-    mutable unsigned int m_users NUBRIX_GUARDED_BY(m_useMutex) = 0;            // of m_driverDevice
-    NubrixBaseDevice *m_driverDevice NUBRIX_GUARDED_BY(m_useMutex) = nullptr;  // the driver's
-    std::array<unsigned char, 255> m_streamOpened = {};                        // by stream type
+    std::array<unsigned char, 255> m_streamOpened = {};  // by stream type
     Mutex m_modeMutex;  // never held during a call of the driver, which may report a device state
     std::array<unsigned int, 64> m_modeSetters NUBRIX_GUARDED_BY(m_modeMutex) = {};  // by type
     // By stream type, made on first use. Last: destroyed sensors return their streams.

@@ -26,6 +26,8 @@ void MultiStreamsListener::onNewFrame(VideoStream *stream)
 
 void MultiStreamsListener::addStreams(VideoStream **streams, unsigned int count)
 {
+    if (count == 0)
+        return;
     const MutexLock connecting(m_connecting);
     const bool isConnected = isConnectedTo(streams, count);
     if (!isConnected)

@@ -21,7 +21,8 @@ public:
 
     void onNewFrame(VideoStream *stream) override;
     /// Until removeAllStreams, a frame of any of these streams that are not null ends a wait, and
-    /// of no others. When it throws (std::bad_alloc), no stream is connected any more.
+    /// of no others. Does nothing for a count of 0. When it throws (std::bad_alloc), no stream is
+    /// connected any more.
     void addStreams(VideoStream **streams, unsigned int count);
     void addStreams(const std::list<VideoStream *> &streams);
     /// Waits up to `ms` milliseconds. 0 with the stream that signalled last in `*out` (which may be

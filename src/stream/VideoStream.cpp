@@ -321,7 +321,7 @@ int VideoStream::getFrame(xp<NubrixFrameRef> &out, const std::function<bool()> &
 {
     if (!requireStarted())
         return -2;
-    if (queueIsEmpty()) {
+    if (!hasFrame()) {
         const int waited = m_streamEvent.waitUnless(
             kGetFrameMs, [&] { return !b_NewFrameThreadStarted || (isOver && isOver()); });
         if (waited == -11)
@@ -355,10 +355,10 @@ void VideoStream::forwardEvent()
         m_streamEvent.set();
 }
 
-bool VideoStream::queueIsEmpty()
+bool VideoStream::hasFrame()
 {
     const CriticalSectionScoped guard(m_queueLock);
-    return m_queue.empty();
+    return !m_queue.empty();
 }
 
 void VideoStream::setStreamCallback(NubrixFrameCallback callback, void *userData)

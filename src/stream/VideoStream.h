@@ -50,6 +50,8 @@ public:
     /// The newest frame: for the application with `pop`, else for a recorder, which leaves it in
     /// the queue. -2 when not started, -5 without a frame.
     int readFrame(xp<NubrixFrameRef> &out, bool pop);
+    /// Whether readFrame has one to pop.
+    bool hasFrame();
     /// A listener starts to use frames. It is notified of the newest one again if the driver waits
     /// for that one to be returned.
     void onListenerBegins();
@@ -89,7 +91,6 @@ private:
     void notifyListeners();
     void lookAgain();
     void forwardEvent();
-    bool queueIsEmpty();
     bool hasStarted();
     bool stopAllBut(bool callbackStopped);
     void stopStreamWorker();

@@ -384,6 +384,53 @@ TEST_F(Threads, FramesAreReleasedOnAnyThread)
     }
 }
 
+/// A camera that sends its next frame when the last one has been returned, a little later each
+/// time.
+class ReturningCamera {
+public:
+    ReturningCamera(FakeDriver &driver, unsigned int frames)
+        : m_thread([this, &driver, frames] {
+              for (unsigned int i = 0; i < frames; ++i) {
+                  while (m_returned != i)
+                      std::this_thread::yield();
+                  for (m_delay = i % kDelays; m_delay != 0; --m_delay) {
+                  }
+                  ASSERT_TRUE(driver.deliver(NUBRIX_STREAM_COLOR, {i}));
+              }
+          })
+    {
+    }
+    ~ReturningCamera() { m_thread.join(); }
+    ReturningCamera(const ReturningCamera &) = delete;
+    ReturningCamera &operator=(const ReturningCamera &) = delete;
+
+    void takeBack() { ++m_returned; }
+
+private:
+    static constexpr unsigned int kDelays = 1000;
+
+    std::atomic<unsigned int> m_returned{0};
+    std::atomic<unsigned int> m_delay{0};
+    std::thread m_thread;  // last: it uses the others
+};
+
+TEST_F(Threads, AReaderMissesNoFrameOfACameraThatWaitsForItsReturn)
+{
+    constexpr unsigned int kFrames = 20000;
+    NubrixStream *const stream = opened(NUBRIX_STREAM_COLOR);
+    ReturningCamera camera(m_usb, kFrames);
+    for (unsigned int i = 0; i < kFrames; ++i) {
+        typedefNubrixFrame *frame = nullptr;
+        // Fails when the stream's thread announces a frame that was read before.
+        while (context().readFrame(stream, &frame, -1) == -11) {
+        }
+        ASSERT_NE(frame, nullptr);
+        EXPECT_EQ(frame->frameIndex, i);
+        EXPECT_EQ(context().releaseFrame(frame), 0);
+        camera.takeBack();
+    }
+}
+
 // --- drivers that take their time
 
 TEST_F(Threads, LookingUpDoesNotWaitForADriverThatLists)

@@ -176,6 +176,38 @@ TEST_F(Waiting, LeavesTheFrameInItsStream)
     EXPECT_EQ(context().releaseFrame(frame), 0);
 }
 
+// The camera sends no other frame until this one is returned.
+TEST_F(Waiting, ReadFrameReturnsAFrameThatArrivedAfterItsFirstLook)
+{
+    Counter witnessListens;
+    Counter witnessNotified;
+    m_usb.setHook([&](const std::string &call) {
+        if (call == "usb:1 keepLiveState")
+            witnessListens.add();
+    });
+    std::thread witness([&] {
+        NubrixStream *stream = m_stream;
+        EXPECT_EQ(context().waitForStreams(&stream, 1, nullptr, -1), 0);
+        witnessNotified.add();
+    });
+    ASSERT_TRUE(witnessListens.reaches(1));
+    // This thread has found no frame, and logs this line before it listens. All listeners have been
+    // notified of the frame when the witness has.
+    const std::thread::id reader = std::this_thread::get_id();
+    m_log.setHook([&](const RecordedLine &line) {
+        if (line.thread != reader || line.text.rfind("StramListener", 0) != 0)
+            return;
+        EXPECT_TRUE(m_usb.deliver(NUBRIX_STREAM_COLOR, {6}));
+        EXPECT_TRUE(witnessNotified.reaches(1));
+    });
+    typedefNubrixFrame *frame = nullptr;
+    ASSERT_EQ(context().readFrame(m_stream, &frame, 100), 0);
+    m_log.setHook({});
+    EXPECT_EQ(frame->frameIndex, 6U);
+    EXPECT_EQ(context().releaseFrame(frame), 0);
+    witness.join();
+}
+
 TEST_F(Waiting, OneConnectedCameraIsEnough)
 {
     EXPECT_EQ(waiting({m_stream, m_otherStream}, 0).status, -11);

@@ -10,6 +10,7 @@
 #include "image/ImagePlain.h"
 #include "nubrix/image.h"
 #include "tests/GuardedBytes.h"
+#include "tests/fakes/FailingNew.h"
 
 namespace nubrix {
 
@@ -219,6 +220,43 @@ TEST(DepthColourTest, TheFunctionsGiveWhatTheFormulasGive)
     EXPECT_EQ(bytes, 3 * depths.size());
     EXPECT_EQ(histogram, expected);
     EXPECT_EQ(std::memcmp(rgb.data(), colours.data(), bytes), 0);
+}
+
+TEST(DepthColourTest, WithoutMemoryTheResultsAreTheSame)
+{
+    for (const unsigned int most : {3U, 9000U}) {  // one table of counters and four
+        Depths depths = randomDepths(std::size_t{321} * 50, most, 30, 3);
+        const typedefNubrixFrame frame = frameOf(depths, 321);
+        std::vector<float> expected(9001);
+        plainHistogram(expected.data(), 9001, depths.data(), depths.size());
+        std::vector<RGB888Pixel> colours(depths.size(), {kUnwritten, kUnwritten, kUnwritten});
+        plainColours(colours.data(), depths.data(), depths.size(), expected.data());
+        std::vector<float> histogram(9001);
+        std::vector<RGB888Pixel> rgb(depths.size());
+        unsigned int bytes = 0;
+        const auto prepare = [&] {
+            histogram.assign(histogram.size(), 5.0F);
+            rgb.assign(rgb.size(), {kUnwritten, kUnwritten, kUnwritten});
+            bytes = 0;
+        };
+        const auto isCounted = [&] {
+            EXPECT_EQ(histogram, expected);
+            prepare();
+        };
+        prepare();
+        const auto count = [&] { calculateHistogram(histogram.data(), 9001, frame); };
+        EXPECT_EQ(failEachAllocation(count, isCounted), 1);
+        prepare();
+        const auto isColoured = [&] {
+            EXPECT_EQ(bytes, 3 * depths.size());
+            EXPECT_EQ(std::memcmp(rgb.data(), colours.data(), bytes), 0);
+            isCounted();
+        };
+        const auto colour = [&] {
+            Depth2RGB888(rgb.data(), &bytes, histogram.data(), 9001, frame);
+        };
+        EXPECT_EQ(failEachAllocation(colour, isColoured), 1);
+    }
 }
 
 // The caller's memory goes on behind `size` here; the depths there are counted all the same.

@@ -9,13 +9,10 @@ namespace {
 
 using Ledger = NubrixStreamLedger;
 
-/// The ledger of an open stream; what is wrong with it is appended to `problem`.
-Ledger read(NubrixStream *stream, std::string &problem)
+/// What is wrong with a ledger, empty for nothing.
+std::string problemOf(const Ledger &ledger)
 {
-    Ledger ledger = {};
-    ledger.size = sizeof ledger;
-    if (const int status = nubrixStreamLedger(stream, &ledger))
-        problem += "nubrixStreamLedger returned " + std::to_string(status) + ". ";
+    std::string problem;
     if (ledger.handedOver != ledger.delivered + ledger.read + ledger.replaced + ledger.usedInPlace +
                                  ledger.discarded + ledger.queued) {
         problem += std::to_string(ledger.handedOver) + " frames were handed over, but " +
@@ -28,6 +25,16 @@ Ledger read(NubrixStream *stream, std::string &problem)
     if (ledger.held != ledger.delivered + ledger.read - ledger.released)
         problem +=
             std::to_string(ledger.held) + " frames are held, not delivered + read - released. ";
+    return problem;
+}
+
+/// The ledger of an open stream; a failure is appended to `problem`.
+Ledger read(NubrixStream *stream, std::string &problem)
+{
+    Ledger ledger = {};
+    ledger.size = sizeof ledger;
+    if (const int status = nubrixStreamLedger(stream, &ledger))
+        problem += "nubrixStreamLedger returned " + std::to_string(status) + ". ";
     return ledger;
 }
 
@@ -50,22 +57,34 @@ void Ledgers::keep(NubrixStream *stream)
 std::string Ledgers::close(NubrixStream *stream)
 {
     std::string problem;
-    Ledger ledger = read(stream, problem);
+    const Ledger last = read(stream, problem);
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        std::erase(m_kept, stream);
+    }
+    return problem + close(last);
+}
+
+std::string Ledgers::close(const NubrixStreamLedger &last)
+{
+    Ledger ledger = last;
     // Closing discards what waits; what the application still holds it returns later.
     ledger.discarded += ledger.queued;
     ledger.queued = ledger.held = 0;
     const std::lock_guard<std::mutex> guard(m_lock);
-    std::erase(m_kept, stream);
     add(m_closed, ledger);
-    return problem;
+    return problemOf(last);
 }
 
 NubrixStreamLedger Ledgers::sum(std::string &problem) const
 {
     const std::lock_guard<std::mutex> guard(m_lock);
     Ledger sum = m_closed;
-    for (NubrixStream *stream : m_kept)
-        add(sum, read(stream, problem));
+    for (NubrixStream *stream : m_kept) {
+        const Ledger ledger = read(stream, problem);
+        problem += problemOf(ledger);
+        add(sum, ledger);
+    }
     return sum;
 }
 

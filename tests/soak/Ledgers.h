@@ -17,6 +17,8 @@ public:
     /// Counts a stream for the last time, just before it is closed. Returns what is wrong with its
     /// ledger, empty for nothing.
     std::string close(NubrixStream *stream);
+    /// The same for a stream that is closed, with its last ledger.
+    std::string close(const NubrixStreamLedger &last);
     /// Of all streams so far. `problem` is appended to.
     NubrixStreamLedger sum(std::string &problem) const;
 

@@ -81,9 +81,14 @@ private:
             if (std::string(error.operation()) != "finish" || !wasFull)
                 m_world.defect(error.what());
         }
+        for (const NubrixStreamLedger &ledger : recorder.ledgers()) {
+            const std::string problem = m_world.ledgers.close(ledger);
+            if (!problem.empty())
+                m_world.defect("the ledger of a recording: " + problem);
+        }
         const Recording film(recorder.path());
         for (const Frame &frame : film) {
-            if (!m_world.images.containOneOf(frame))
+            if (!m_world.images.containOneOf(frame.record()))
                 m_world.defect("a recorded frame has other pixels than the camera");
         }
         m_world.counters.recorded += film.size();

@@ -108,12 +108,12 @@ void SoakImages::write(const std::string &folder) const
     }
 }
 
-bool SoakImages::matches(const client::Frame &frame) const
+bool SoakImages::matches(const typedefNubrixFrame &frame) const
 {
-    return isImage(frame, frame.index() % kCount);
+    return isImage(frame, frame.frameIndex % kCount);
 }
 
-bool SoakImages::containOneOf(const client::Frame &frame) const
+bool SoakImages::containOneOf(const typedefNubrixFrame &frame) const
 {
     for (unsigned int i = 0; i < kCount; ++i) {
         if (isImage(frame, i))
@@ -122,12 +122,12 @@ bool SoakImages::containOneOf(const client::Frame &frame) const
     return false;
 }
 
-bool SoakImages::isImage(const client::Frame &frame, unsigned int number) const
+bool SoakImages::isImage(const typedefNubrixFrame &frame, unsigned int number) const
 {
-    const bool isColor = frame.type() == client::StreamType::kColor;
+    const bool isColor = frame.streamType == NUBRIX_STREAM_COLOR;
     const Pixels &pixels = (isColor ? m_colors : m_depths)[number];
-    return frame.width() == kWidth && frame.height() == kHeight && frame.size() == pixels.size() &&
-           std::memcmp(frame.data(), pixels.data(), pixels.size()) == 0;
+    return frame.width == kWidth && frame.height == kHeight && frame.dataSize == pixels.size() &&
+           std::memcmp(frame.data, pixels.data(), pixels.size()) == 0;
 }
 
 std::string scenarioText(std::uint64_t seed, double seconds)

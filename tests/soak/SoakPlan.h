@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "nubrix/client.h"
+#include "nubrix/types.h"
 
 namespace nubrix::soak {
 
@@ -27,14 +27,14 @@ public:
     /// Writes them into an existing folder, as the virtual driver reads them.
     void write(const std::string &folder) const;
     /// Whether a frame has exactly the pixels that the camera shows at its index.
-    bool matches(const client::Frame &frame) const;
+    bool matches(const typedefNubrixFrame &frame) const;
     /// The same where the index is not the camera's: whether it has the pixels of one of them.
-    bool containOneOf(const client::Frame &frame) const;
+    bool containOneOf(const typedefNubrixFrame &frame) const;
 
 private:
     using Pixels = std::vector<std::uint8_t>;
 
-    bool isImage(const client::Frame &frame, unsigned int number) const;
+    bool isImage(const typedefNubrixFrame &frame, unsigned int number) const;
 
     std::vector<Pixels> m_colors;
     std::vector<Pixels> m_depths;

@@ -16,7 +16,6 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t kMostFrames = 400;
 constexpr std::size_t kHeldFrames = 4;
-constexpr int kWaitMs = 50;
 
 /// One camera and what an application does with it at one time.
 class Visit {
@@ -84,7 +83,7 @@ private:
             held[left % held.size()] = m_random.chance(10) ? frame.clone() : Frame();
         }
     }
-    /// By the functions of the context: waitForStreams and readFrame.
+    /// By the functions of the context.
     void readDirectly(StreamType type);
 
     bool isDone() const { return m_world.rest.isDue() || m_world.rest.isOver(); }
@@ -108,21 +107,18 @@ public:
     DirectStream(const DirectStream &) = delete;
     DirectStream &operator=(const DirectStream &) = delete;
 
-    /// A frame that came before the wait began does not end it, and the camera waits until that one
-    /// is returned: so each wait is short, and the next call finds the frame.
     typedefNubrixFrame *read()
     {
         const auto deadline = std::chrono::steady_clock::now() + kFrameTimeout;
+        constexpr int kTimeoutMs = milliseconds(kFrameTimeout).count();
         typedefNubrixFrame *frame = nullptr;
-        int status = m_context.waitForStreams(&m_handle, 1, nullptr, kWaitMs);
-        while (status == 0 || status == -11) {
-            status = m_context.readFrame(m_handle, &frame, kWaitMs);
-            if (status == 0)
-                return frame;
-            if (std::chrono::steady_clock::now() > deadline)
-                break;
-        }
-        fail("readFrame", status);
+        int status = -11;
+        // Early, this status means that the frame which ended the wait has been read before.
+        while (status == -11 && std::chrono::steady_clock::now() < deadline)
+            status = m_context.readFrame(m_handle, &frame, kTimeoutMs);
+        if (status != 0)
+            fail("readFrame", status);
+        return frame;
     }
     NubrixStream *handle() const { return m_handle; }
     void release(typedefNubrixFrame *frame) const { m_context.releaseFrame(frame); }
@@ -144,9 +140,7 @@ void Visit::readDirectly(StreamType type)
     const Booking booking(m_world, stream.handle());
     for (std::size_t left = m_random.below(kMostFrames); left != 0 && !isDone(); --left) {
         typedefNubrixFrame *const frame = stream.read();
-        ++m_world.counters.frames;
-        if (frame->flags != 0)
-            ++m_world.counters.faulty;
+        m_world.receive(*frame);
         stream.release(frame);
     }
 }

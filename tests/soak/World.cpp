@@ -18,13 +18,13 @@ World::World(const std::string &path, int restingThreads)
 {
 }
 
-void World::receive(const client::Frame &frame)
+void World::receive(const typedefNubrixFrame &frame)
 {
     ++counters.frames;
-    if (frame.flags() != 0)
+    if (frame.flags != 0)
         ++counters.faulty;
     else if (!images.matches(frame))
-        defect("frame " + std::to_string(frame.index()) + " has other pixels than the camera");
+        defect("frame " + std::to_string(frame.frameIndex) + " has other pixels than the camera");
 }
 
 unsigned int World::plugChanges(const std::string &uri) const

@@ -52,7 +52,8 @@ public:
     Ledgers ledgers;
 
     /// Counts a frame of a virtual camera and compares its pixels with what the camera shows.
-    void receive(const client::Frame &frame);
+    void receive(const client::Frame &frame) { receive(frame.record()); }
+    void receive(const typedefNubrixFrame &frame);
 
     /// How often the camera has arrived or left.
     unsigned int plugChanges(const std::string &uri) const;

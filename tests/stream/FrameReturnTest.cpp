@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "stream/FrameAllocator.h"
 #include "stream/InternalFrame.h"
 
@@ -135,6 +137,19 @@ TEST_F(FrameReturnTest, AReaderIsWaitedFor)
     const int left = m_return.shelveIfDone(m_newest);
     EXPECT_TRUE(left > 0 && left <= 1000) << left;
     EXPECT_EQ(m_return.shelveIfDone(nullptr), -1) << "it was read";
+}
+
+// Else a camera would wait a second for each frame once an application has stopped reading.
+TEST_F(FrameReturnTest, AReadersSecondBeginsWithItsLastReadAndNotWithTheFrame)
+{
+    using Clock = std::chrono::steady_clock;
+    m_return.onReader();
+    const Clock::time_point read = Clock::now();
+    while (Clock::now() < read + std::chrono::milliseconds(20)) {
+    }
+    deliver()->release();
+    notify();
+    EXPECT_LE(m_return.shelveIfDone(m_newest), 980);
 }
 
 TEST_F(FrameReturnTest, AFrameReadBeforeTheListenersAreNotifiedIsKeptForThem)

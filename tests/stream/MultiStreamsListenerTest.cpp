@@ -73,6 +73,19 @@ TEST_F(MultiStreamsListenerTest, ACountOfZeroConnectsNothing)
     EXPECT_EQ(ready(), nullptr);
 }
 
+TEST_F(MultiStreamsListenerTest, ACountOfZeroChangesNothing)
+{
+    m_waiter->addStreams(m_both, 2);
+    m_waiter->addStreams(m_both, 0);
+    m_waiter->addStreams(std::list<VideoStream *>{});
+    signal(*m_stream);
+    EXPECT_EQ(ready(), m_stream.get());
+    m_waiter->removeAllStreams();
+    m_waiter->addStreams(m_both, 0);
+    signal(*m_stream);
+    EXPECT_EQ(ready(), nullptr) << "it does not wait for them again";
+}
+
 TEST_F(MultiStreamsListenerTest, AListOfStreamsServesToo)
 {
     std::list<VideoStream *> streams{m_stream.get(), nullptr, &m_second};

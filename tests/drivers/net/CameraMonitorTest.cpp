@@ -151,6 +151,17 @@ TEST_F(CameraMonitorTest, CamerasThatAnswerBeforeTheThreadRunsAreInTheFirstList)
     EXPECT_THAT(monitor.cameras(), testing::SizeIs(1));
 }
 
+TEST_F(CameraMonitorTest, ASearchThatBeginsAnewSendsTheFirstRequestsOnceMore)
+{
+    write("[network]\naddresses=" + std::string(kAddress) + "\n");
+    CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
+    DistantCamera camera(kAddress);  // too late for the first requests
+    monitor.beginSearch();
+    EXPECT_TRUE(camera.awaitFirstRequest());
+    monitor.start();
+    EXPECT_THAT(monitor.cameras(), testing::SizeIs(1));
+}
+
 TEST_F(CameraMonitorTest, AMonitorThatIsNotStartedEndsAtOnce)
 {
     const auto descriptors = [] {

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
 
 #include "tests/Paths.h"
 #include "tests/drivers/log/LoadedLogPlugin.h"
@@ -85,6 +87,59 @@ TEST_F(NetPluginTest, ALineInTheLogHasTheLevelOfItsMeaning)
     EXPECT_THAT(lines, ContainsRegex("\\[error" + subject + "has its ir stream open already"));
     EXPECT_THAT(lines, ContainsRegex("\\[error" + subject + "ir: frames dropped because the app"));
     unsetenv("NUBRIX_LOG_CONSOLE");
+}
+
+/// As the library does with a plug-in when another driver fails: it calls nothing but
+/// driverInstance. `plugin` remains to be closed.
+NubrixBaseDriver *loadInVain(void *&plugin)
+{
+    plugin = dlopen(paths::kNetPlugin, RTLD_NOW | RTLD_LOCAL);
+    if (plugin == nullptr)
+        throw std::runtime_error(dlerror());
+    return reinterpret_cast<NubrixBaseDriver *(*)()>(dlsym(plugin, "driverInstance"))();
+}
+
+std::ptrdiff_t openDescriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
+
+TEST_F(NetPluginTest, DriversThatAreNeverInitializedLeaveNothingOpen)
+{
+    constexpr int kCycles = 1000;
+    void *plugin = nullptr;
+    const auto unloaded = [&] {
+        loadInVain(plugin);
+        dlclose(plugin);
+    };
+    unloaded();  // libraries that stay keep what they open
+    const std::ptrdiff_t descriptors = openDescriptors();
+    for (int i = 0; i < kCycles; ++i)
+        unloaded();
+    EXPECT_EQ(openDescriptors(), descriptors);
+
+    void *kept = nullptr;
+    NubrixBaseDriver *const driver = loadInVain(kept);
+    const std::ptrdiff_t ofOne = openDescriptors();
+    for (int i = 0; i < kCycles; ++i) {
+        EXPECT_EQ(loadInVain(plugin), driver);
+        dlclose(plugin);
+    }
+    EXPECT_EQ(openDescriptors(), ofOne);
+    dlclose(kept);
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(NetPluginTest, ADriverThatRunsIsNotTheNextOne)
+{
+    const auto camera = serve(depthCamera());
+    LoadedNetPlugin first;
+    {
+        LoadedNetPlugin second;
+        EXPECT_NE(&second.driver(), &first.driver());
+    }
+    EXPECT_TRUE(OpenCamera(first.driver(), "net:127.0.0.1"));
 }
 
 }  // namespace

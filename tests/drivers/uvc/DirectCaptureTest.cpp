@@ -208,6 +208,37 @@ TEST_F(DirectCaptureTest, ACaptureDoesNotRelyOnTheBuffersOfAnEarlierOne)
     }
 }
 
+TEST_F(DirectCaptureTest, ANodeThatDoesNotReplaceBuffersIsCapturedFrom)
+{
+    std::uint32_t count = 3;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, count), 0);
+    count = 10;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, count), EBUSY) << "it is such a node";
+    std::uint32_t none = 0;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, none), 0);
+    begin();
+    EXPECT_EQ(m_camera.buffers(), 10U);
+    EXPECT_NE(next(), nullptr);
+}
+
+TEST_F(DirectCaptureTest, TheNodeRefusesABufferThatItHasAlready)
+{
+    std::uint32_t count = 1;
+    ASSERT_EQ(requestBuffers(m_node, V4L2_MEMORY_USERPTR, count), 0);
+    std::vector<std::uint8_t> memory(kBytes);
+    v4l2_buffer buffer = captureBuffer(V4L2_MEMORY_USERPTR, 0);
+    buffer.m.userptr = reinterpret_cast<unsigned long>(memory.data());
+    buffer.length = kBytes;
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), 0);
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), EINVAL) << "it waits for a frame";
+    ASSERT_EQ(switchCapture(m_node, VIDIOC_STREAMON), 0);
+    m_camera.captureAll(1);
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), EINVAL) << "it has a frame";
+    EXPECT_EQ(m_node.control(VIDIOC_DQBUF, &buffer), 0);
+    buffer.length = kBytes;
+    EXPECT_EQ(m_node.control(VIDIOC_QBUF, &buffer), 0);
+}
+
 TEST_F(DirectCaptureTest, ANodeThatNeedsMoreBuffersQueuedIsRefused)
 {
     m_camera.leastBuffers = 4;

@@ -100,6 +100,8 @@ int FakeCamera::requestBuffers(v4l2_requestbuffers &request)
 {
     if (request.memory == V4L2_MEMORY_USERPTR && !takesUserMemory)
         return EINVAL;
+    if (request.count != 0 && !m_buffers.empty())  // as the strictest nodes do
+        return EBUSY;
     m_buffers.clear();
     m_claimed = request.count != 0;
     if (m_claimed)
@@ -121,7 +123,11 @@ int FakeCamera::requestBuffers(v4l2_requestbuffers &request)
 
 int FakeCamera::queue(const v4l2_buffer &buffer)
 {
-    if (buffer.index >= m_buffers.size() || buffer.memory != m_memory)
+    const auto isIn = [&](const std::deque<std::uint32_t> &indices) {
+        return std::find(indices.begin(), indices.end(), buffer.index) != indices.end();
+    };
+    if (buffer.index >= m_buffers.size() || buffer.memory != m_memory || isIn(m_empty) ||
+        isIn(m_ready))
         return EINVAL;
     if (buffer.memory == V4L2_MEMORY_USERPTR) {
         if (buffer.length < m_format.sizeimage)
