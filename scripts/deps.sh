@@ -9,6 +9,7 @@
 #   lint     clang, clang-format and clang-tidy
 #   fuzz     clang and libFuzzer
 #   vm       virtual machines with Debian's kernel, for scripts/vm.sh
+#   package  the systems in which scripts/package.sh builds and checks the Debian packages
 set -eu
 
 packages_of() {
@@ -25,6 +26,7 @@ packages_of() {
     lint) echo clang clang-format clang-tidy ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;
+    package) echo mmdebstrap ;;
     *) return 1 ;;
     esac
 }
