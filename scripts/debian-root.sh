@@ -24,8 +24,9 @@ if [ -d "$kept" ]; then
     echo "$kept"
     exit 0
 fi
-new=$kept.$$
 mkdir -p "$cache/debian-trees"
+new=$(mktemp -d "$kept.XXXXXX")
+chmod 755 "$new"
 trap 'rm -rf "$new"' EXIT
 echo "debian-root.sh: making $kept" >&2
 
@@ -43,13 +44,13 @@ make_build_root() {
         --customize-hook='chroot "$1" localedef -i tr_TR -f UTF-8 tr_TR.UTF-8' \
         --customize-hook='mkdir -p "$1/tmp/nubrix/debian"' \
         --customize-hook='cp debian/control debian/changelog "$1/tmp/nubrix/debian/"' \
-        --customize-hook="chroot \"\$1\" sh -c 'cd /tmp/nubrix && $wanted ./'" \
+        --customize-hook="chroot \"\$1\" sh -c 'cd /tmp/nubrix && $wanted ./ >/dev/null'" \
         --customize-hook='rm -r "$1/tmp/nubrix"'
 }
 
 case $kind in
 build) make_build_root ;;
-clean) bootstrap --variant=minbase --architectures="$arch" --skip=check/qemu ;;
+clean) bootstrap --variant=minbase --architectures="$arch" --skip=check/qemu,chroot/mount/sys ;;
 *) echo "debian-root.sh: no such kind: $kind" >&2; exit 2 ;;
 esac
 mv "$new" "$kept"
