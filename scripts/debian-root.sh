@@ -34,13 +34,15 @@ bootstrap() { scripts/debian-sources.sh | mmdebstrap --quiet --mode=root "$@" ""
 
 # The tools that look at the packages are not needed to build them. A language other than English is.
 make_build_root() {
-    architectures=$native
-    [ "$arch" = "$native" ] || architectures=$native,$arch
+    architectures=$native tools=ccache,devscripts,lintian,locales
     wanted="apt-get build-dep -qq -y --no-install-recommends -a $arch"
-    [ "$arch" = "$native" ] || wanted="$wanted --arch-only -P cross,nocheck"
+    if [ "$arch" != "$native" ]; then
+        architectures=$native,$arch tools=$tools,crossbuild-essential-$arch
+        wanted="$wanted --arch-only -P cross,nocheck"
+    fi
     # shellcheck disable=SC2016  # for mmdebstrap
     bootstrap --variant=buildd --architectures="$architectures" \
-        --include=ccache,devscripts,lintian,locales \
+        --include="$tools" \
         --customize-hook='chroot "$1" localedef -i tr_TR -f UTF-8 tr_TR.UTF-8' \
         --customize-hook='mkdir -p "$1/tmp/nubrix/debian"' \
         --customize-hook='cp debian/control debian/changelog "$1/tmp/nubrix/debian/"' \
