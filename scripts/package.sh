@@ -81,7 +81,7 @@ check_hardening() {
         cd /packages
         find . -type f \( -path "./usr/bin/*" -o -name "*.so*" \) | while read -r file; do
             [ "$(head -c 4 "$file" | tail -c 3)" != ELF ] || echo "$file"
-        done | sort | xargs hardening-check --quiet --nocfprotection --nobranchprotection'
+        done | sort | xargs hardening-check --quiet --nocfprotection'
     rm -rf "$unpacked"
 }
 
