@@ -12,6 +12,7 @@
 #   docs     the reference, for scripts/docs.sh
 #   fuzz     clang and libFuzzer
 #   vm       virtual machines with Debian's kernel, for scripts/vm.sh
+#   package  the systems in which scripts/package.sh builds and checks the Debian packages
 set -eu
 
 packages_of() {
@@ -31,6 +32,7 @@ packages_of() {
     docs) echo doxygen python3 ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     vm) echo qemu-system-x86 qemu-system-arm mmdebstrap cpio kmod ;;
+    package) echo mmdebstrap ;;
     *) return 1 ;;
     esac
 }

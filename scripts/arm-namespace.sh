@@ -1,0 +1,44 @@
+#!/bin/sh
+# arm-namespace.sh COMMAND...    runs a command as root of a user namespace in which programs for 32-bit
+# ARM run, emulated. The machine outside stays as it is: since Linux 6.7 the kernel keeps the table of
+# emulators for each user namespace. Needs root.
+set -eu
+
+if [ "${1:-}" = --inside ]; then
+    shift
+    mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
+    # The start of an ELF file of 32 bits for ARM. With F the kernel opens the emulator now, so that it
+    # is found in every root.
+    magic='\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x28\x00'
+    mask='\xff\xff\xff\xff\xff\xff\xff\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
+    printf '%s' ":arm:M::$magic:$mask:$1:F" >/proc/sys/fs/binfmt_misc/register
+    shift
+    exec unshare --pid --fork --kill-child "$@"
+fi
+
+script=$(realpath "$0")
+[ $# -ge 1 ] || { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$script" >&2; exit 2; }
+root=$(dirname "$(dirname "$script")")
+tree=$root/build/qemu-static
+(cd "$root" && scripts/debian-tree.sh "$(dpkg --print-architecture)" "$tree" qemu-user-static)
+
+# The namespace maps all users, so that owners of files are what they are outside. Only a process
+# outside may write that map.
+meeting=$(mktemp -d)
+mkfifo "$meeting/made" "$meeting/mapped"
+# shellcheck disable=SC2016  # for the other shell
+unshare --user --mount sh -c '
+    meeting=$1; shift
+    echo >"$meeting/made"
+    read -r _ <"$meeting/mapped"
+    exec "$@"' sh "$meeting" "$script" --inside "$tree/usr/bin/qemu-arm-static" "$@" <&0 &
+pid=$!
+trap 'kill -KILL "$pid" 2>/dev/null || :; rm -rf "$meeting"' EXIT
+trap 'exit 130' HUP INT TERM
+read -r _ <"$meeting/made"
+echo '0 0 4294967295' >"/proc/$pid/uid_map"
+echo '0 0 4294967295' >"/proc/$pid/gid_map"
+echo >"$meeting/mapped"
+status=0
+wait "$pid" || status=$?
+exit "$status"
