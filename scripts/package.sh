@@ -46,7 +46,6 @@ build() {
     tar -c --exclude=./build --exclude=./.git . | tar -x -C "$folder/nubrix"
     # The reference, which is the same for all, comes with this machine's own packages.
     options=-b
-    [ -e scripts/docs.sh ] || options=-B
     [ "$arch" = "$native" ] || options="-B -a$arch -Pcross,nocheck"
     # shellcheck disable=SC2086,SC2016
     scripts/in-root.sh "$root" --share "$folder:$place" --share "$ccache:/ccache" \

@@ -154,7 +154,7 @@ TEST_F(CameraMonitorTest, CamerasThatAnswerBeforeTheThreadRunsAreInTheFirstList)
 TEST_F(CameraMonitorTest, ASearchThatBeginsAnewSendsTheFirstRequestsOnceMore)
 {
     write("[network]\naddresses=" + std::string(kAddress) + "\n");
-    CameraMonitor monitor(NetSettings(m_ini), [](const auto &) {});
+    CameraMonitor monitor(NetSettings({m_ini}), [](const auto &) {});
     DistantCamera camera(kAddress);  // too late for the first requests
     monitor.beginSearch();
     EXPECT_TRUE(camera.awaitFirstRequest());
