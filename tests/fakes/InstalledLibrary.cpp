@@ -47,8 +47,7 @@ void InstalledLibrary::install(const std::string &plugin, const std::string &nam
         std::filesystem::path(paths::kTestPlugins) / ("lib" + plugin + ".so");
     const std::filesystem::path installed = m_folder.file(name);
     std::filesystem::create_directories(installed.parent_path());
-    std::filesystem::copy_file(built, installed,
-                               std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::copy_file(built, installed, std::filesystem::copy_options::overwrite_existing);
 }
 
 void InstalledLibrary::remove(const std::string &name)
