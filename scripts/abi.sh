@@ -2,8 +2,8 @@
 # abi.sh [OPTION...] [LIBRARY...]    compares the binary interface of each library with the baseline of
 # its architecture, abi/ARCH.abi.xz, which is that of the last release. It fails when programs that were
 # built for the baseline might not work any more: a function, an operation's place in its table, a
-# record's layout or a type has changed. Additions are printed and pass. The libraries need debug
-# information; without arguments they are those that the presets dev and armhf have built.
+# record's layout or a type has changed. New functions are printed and pass; an operation or a field that
+# was added at an end is a change to look at, and then --update. The libraries need debug information; without arguments they are those that the presets dev and armhf have built.
 #   --update            write the baselines: at a release, or when a change was intended
 #   --headers FOLDER    the public headers; types of other headers are not compared (include/nubrix)
 #   --baselines FOLDER  where the baselines are (abi)

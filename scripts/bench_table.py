@@ -66,7 +66,11 @@ def cell(value):
     ratio, goal = value
     if goal is None:
         return f"{ratio:.2f}"
-    return f"{ratio:.2f} ({'met' if ratio >= goal else 'not met'}: {goal})"
+    if ratio >= goal:
+        return f"{ratio:.2f} (met: {goal})"
+    # What is short of the goal does not look like it.
+    digits = 2 if round(ratio, 2) < goal else 3
+    return f"{ratio:.{digits}f} (not met: {goal})"
 
 
 def machine(folder):

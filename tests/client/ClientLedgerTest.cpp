@@ -46,8 +46,8 @@ TEST(LossesTest, AReaderThatReadsTooLittleIsNamed)
     EXPECT_THAT(client::losses(ledger), ElementsAre("8 replaced: nobody reads the stream"));
     ledger.toRecorders = ledger.recorded = 2;
     EXPECT_THAT(client::losses(ledger, milliseconds(20)),
-                ElementsAre("8 replaced: a recorder was still writing the frame before, the camera "
-                            "gives a frame every 20 ms"));
+                ElementsAre("8 replaced: a recorder had not begun or was still writing the frame "
+                            "before, the camera gives a frame every 20 ms"));
     ledger.read = 2;
     EXPECT_THAT(client::losses(ledger, milliseconds(20)),
                 ElementsAre("8 replaced: the application has read 2 of 10 frames, the camera gives "

@@ -22,11 +22,17 @@ run_program() {
     grep -q "^== /usr/local/$libdir/nubrixLog.ini$" after.log || fail "$(tail -n 1 after.log)"
 }
 
+# Every folder, link and file, and what is in it.
+content() {
+    find /usr/local ! -type f | sort
+    find /usr/local -type f -exec sha256sum {} + | sort -k 2
+}
+
 inside() {
     mount --bind etc /etc
     mount -t tmpfs none /usr/local
     cp -a "$tree/." /usr/local
-    find /usr/local | sort >files.before
+    content >files.before
     export LD_LIBRARY_PATH="/usr/local/$libdir"
 
     run_program
@@ -51,7 +57,7 @@ inside() {
     grep -q '/etc/nubrix/nubrixNet.ini: silenceMs=abc is not' doctor.log ||
         fail "doctor does not read /etc/nubrix"
 
-    find /usr/local | sort >files.after
+    content >files.after
     diff files.before files.after || fail "something was written below /usr"
 }
 

@@ -1,12 +1,13 @@
 #include "tests/soak/Resources.h"
 
 #include <malloc.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 
 #ifdef NUBRIX_SOAK_SANITIZED
 extern "C" size_t __sanitizer_get_current_allocated_bytes();
@@ -23,14 +24,21 @@ unsigned int entriesOf(const char *folder)
 }
 
 #ifndef NUBRIX_SOAK_SANITIZED
+/// Without the pages of files: code that runs for the first time is no growth.
 unsigned long residentKib()
 {
-    unsigned long pages = 0;
+    std::ifstream status("/proc/self/status");
+    std::string key;
+    unsigned long value = 0;
     unsigned long resident = 0;
-    std::ifstream("/proc/self/statm") >> pages >> resident;
+    for (std::string line; std::getline(status, line);) {
+        std::istringstream words(line);
+        if (words >> key >> value && (key == "RssAnon:" || key == "RssShmem:"))
+            resident += value;
+    }
     if (resident == 0)
-        throw std::runtime_error("/proc/self/statm cannot be read");
-    return resident * (static_cast<unsigned long>(::sysconf(_SC_PAGESIZE)) / 1024);
+        throw std::runtime_error("/proc/self/status does not state the resident memory");
+    return resident;
 }
 #endif
 

@@ -6,8 +6,9 @@
 namespace nubrix::soak {
 
 struct Resources {
-    std::optional<unsigned long> residentKib;  // none where a sanitizer keeps freed memory
-    unsigned long heapKib = 0;                 // allocated and not freed
+    std::optional<unsigned long>
+        residentKib;            // of no file; none where a sanitizer keeps freed memory
+    unsigned long heapKib = 0;  // allocated and not freed
     unsigned int threads = 0;
     unsigned int descriptors = 0;
 };
