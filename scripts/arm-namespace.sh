@@ -18,27 +18,33 @@ fi
 
 script=$(realpath "$0")
 [ $# -ge 1 ] || { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$script" >&2; exit 2; }
+fail() { echo "arm-namespace.sh: $*" >&2; exit 1; }
 root=$(dirname "$(dirname "$script")")
+
+printf '%s\n' 6.7 "$(uname -r)" | sort -VC || fail "emulation in a namespace needs Linux 6.7 or later; this is $(uname -r)"
+unshare --user true || fail "this machine refuses user namespaces; see sysctl user.max_user_namespaces"
 tree=$root/build/qemu-static
 (cd "$root" && scripts/debian-tree.sh "$(dpkg --print-architecture)" "$tree" qemu-user-static)
 
 # The namespace maps all users, so that owners of files are what they are outside. Only a process
-# outside may write that map.
+# outside may write that map. A process that ends early closes its side of the pipes, so that nobody
+# waits for it.
 meeting=$(mktemp -d)
 mkfifo "$meeting/made" "$meeting/mapped"
 # shellcheck disable=SC2016  # for the other shell
 unshare --user --mount sh -c '
-    meeting=$1; shift
-    echo >"$meeting/made"
-    read -r _ <"$meeting/mapped"
-    exec "$@"' sh "$meeting" "$script" --inside "$tree/usr/bin/qemu-arm-static" "$@" <&0 &
+    echo >&3
+    read -r _ <&4
+    exec 3>&- 4<&- "$@"' sh "$script" --inside "$tree/usr/bin/qemu-arm-static" "$@" \
+    <&0 3>"$meeting/made" 4<>"$meeting/mapped" &
 pid=$!
-trap 'kill -KILL "$pid" 2>/dev/null || :; rm -rf "$meeting"' EXIT
+trap '[ -z "$pid" ] || kill -KILL "$pid" 2>/dev/null || :; rm -rf "$meeting"' EXIT
 trap 'exit 130' HUP INT TERM
-read -r _ <"$meeting/made"
+read -r _ <"$meeting/made" || fail "the user namespace was not made"
 echo '0 0 4294967295' >"/proc/$pid/uid_map"
 echo '0 0 4294967295' >"/proc/$pid/gid_map"
-echo >"$meeting/mapped"
+echo 1<>"$meeting/mapped"
 status=0
 wait "$pid" || status=$?
+pid=
 exit "$status"

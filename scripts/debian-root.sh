@@ -28,6 +28,7 @@ mkdir -p "$cache/debian-trees"
 new=$(mktemp -d "$kept.XXXXXX")
 chmod 755 "$new"
 trap 'rm -rf "$new"' EXIT
+trap 'exit 130' HUP INT TERM
 echo "debian-root.sh: making $kept" >&2
 
 bootstrap() { scripts/debian-sources.sh | mmdebstrap --quiet --mode=root "$@" "" "$new" - >&2; }
@@ -55,5 +56,6 @@ build) make_build_root ;;
 clean) bootstrap --variant=minbase --architectures="$arch" --skip=check/qemu,chroot/mount/sys ;;
 *) echo "debian-root.sh: no such kind: $kind" >&2; exit 2 ;;
 esac
-mv "$new" "$kept"
+# Another run may have made the same one in the meantime: then that one is taken.
+mv -T "$new" "$kept" || [ -d "$kept" ]
 echo "$kept"

@@ -1,7 +1,7 @@
 #!/bin/sh
 # in-root.sh ROOT [--share FOLDER:PLACE]... COMMAND...    runs a command as root of the Debian system in
-# the folder ROOT, with folders of this machine shared at places in it. The command has processes and
-# devices of its own, and the network of this machine. Needs root.
+# the folder ROOT, with folders of this machine shared at places in it. The command has processes,
+# devices and a /tmp of its own, and the network of this machine. Needs root.
 set -eu
 if [ "${1:-}" != --mounted ]; then
     [ $# -ge 2 ] || { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2; exit 2; }
@@ -18,6 +18,7 @@ for device in null zero full random urandom tty; do
     : >"$root/dev/$device"
     mount --bind "/dev/$device" "$root/dev/$device"
 done
+mount -t tmpfs -o mode=1777 tmp "$root/tmp"
 mkdir -m 1777 "$root/dev/shm"
 mkdir "$root/dev/pts"
 mount -t devpts -o newinstance,ptmxmode=666 devpts "$root/dev/pts"

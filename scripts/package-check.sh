@@ -3,6 +3,7 @@
 # without systemd and runs the tool there. With --check they are also removed, purged and upgraded, and
 # programs are built with them; what is on the disk is compared. scripts/package.sh runs this.
 set -eu
+export LC_ALL=C
 cd "$(dirname "$0")/.."
 arch=$1 extent=$2
 packages=$PWD/build/packages/$arch
@@ -23,7 +24,7 @@ names_of() { ls "$1" | sed -n 's/_.*\.deb$//p'; }
 
 # What is on the disk, without what apt and dpkg keep for themselves.
 paths() {
-    (cd "$root" && find . \( -path ./proc -o -path ./dev -o -path ./tmp -o -path ./var/cache -o -path ./var/log \
+    (cd "$root" && find . \( -path ./proc -o -path ./dev -o -path ./var/cache -o -path ./var/log \
         -o -path ./var/lib/apt -o -path './var/lib/dpkg/*-old' \) -prune -o -print) | sort
 }
 
@@ -42,9 +43,24 @@ install_packages() {
     [ ! -s "$packages/verify" ] || { cat "$packages/verify"; fail "installed files differ from the packages"; }
 }
 
+# What these packages contain and no others do, with what dpkg notes on each of them.
+paths_of_packages() {
+    for deb in "$packages"/*.deb; do
+        dpkg-deb --fsys-tarfile "$deb" | tar -t | sed 's,/$,,'
+    done | sort -u >"$packages/paths.contained"
+    sed 's,^/\.$,,; s,^,.,' "$root"/var/lib/dpkg/info/*.list | sort -u >"$packages/paths.others"
+    for name in $(names_of "$packages"); do
+        grep "^\./var/lib/dpkg/info/${name}[.:]" "$packages/paths.installed"
+    done | sort >"$packages/paths.notes"
+    comm -23 "$packages/paths.contained" "$packages/paths.others" | sort - "$packages/paths.notes"
+}
+
 remove_packages() {
     # shellcheck disable=SC2046
     apt remove $(names_of "$packages")
+    paths_of_packages >"$packages/paths.removed"
+    comm -23 "$packages/paths.installed" "$packages/paths.removed" >"$packages/paths.left"
+    same "after removal" "$packages/paths.left"
     ! in_root sh -c 'command -v nubrix' || fail "nubrix is still there"
     # shellcheck disable=SC2046
     in_root dpkg --purge $(names_of "$packages")

@@ -22,11 +22,32 @@ for word in "$@"; do
     *) usage ;;
     esac
 done
+packages=$PWD/build/packages/$arch
+ccache=${CCACHE_DIR:-${HOME:-$PWD/build}/.cache/ccache}
 if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "package.sh: please run it as root, or install sudo" >&2; exit 1; }
+    # Root would make these folders its own.
+    mkdir -p "$packages" "$ccache" ${HOME:+"${XDG_CACHE_HOME:-$HOME/.cache}/nubrix/debian-trees"}
     sudo --preserve-env=HOME,XDG_CACHE_HOME,CCACHE_DIR "$script" "$@"
     exit
 fi
-packages=$PWD/build/packages/$arch
+
+# Nothing that root has made remains its own in a checkout or a cache of another user.
+return_to_owner() {
+    chown -R --reference=. build/packages
+    [ ! -e build/qemu-static ] || chown -R --reference=. build/qemu-static
+    chown -R --reference="$ccache" "$ccache"
+}
+
+# The sources are what git tracks; without git, all files are.
+copy_sources() {
+    if [ -e .git ]; then
+        # The checkout may be another user's.
+        git -c safe.directory="$PWD" ls-files -z | tar -c --null --files-from=-
+    else
+        tar -c --exclude=./build .
+    fi | tar -x -C "$1"
+}
 
 step() {
     echo "== $1"
@@ -42,8 +63,8 @@ build() {
     folder=$1 place=$2
     shift 2
     rm -rf "$folder"
-    mkdir -p "$folder/nubrix" "$ccache"
-    tar -c --exclude=./build --exclude=./.git . | tar -x -C "$folder/nubrix"
+    mkdir -p "$folder/nubrix"
+    copy_sources "$folder/nubrix"
     # The reference, which is the same for all, comes with this machine's own packages.
     options=-b
     [ "$arch" = "$native" ] || options="-B -a$arch -Pcross,nocheck"
@@ -99,11 +120,11 @@ check_installed() {
     "$@"
 }
 
+mkdir -p "$packages" "$ccache"
+trap return_to_owner EXIT
+trap 'exit 130' HUP INT TERM
 scripts/deps.sh package
 root=$(scripts/debian-root.sh build "$arch")
-ccache=${CCACHE_DIR:-${HOME:-$PWD/build}/.cache/ccache}
-mkdir -p "$packages"
-trap '[ -z "${SUDO_UID:-}" ] || chown -R "$SUDO_UID:$SUDO_GID" build "$ccache"' EXIT
 step "packages for $arch" make_packages
 if [ -n "$check" ]; then
     step "lintian" run_lintian
