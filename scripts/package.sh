@@ -124,6 +124,8 @@ mkdir -p "$packages" "$ccache"
 trap return_to_owner EXIT
 trap 'exit 130' HUP INT TERM
 scripts/deps.sh package
+# Where nothing can be checked, that is known before all is built.
+[ -z "$check" ] || [ "$arch" = "$native" ] || scripts/arm-namespace.sh true
 root=$(scripts/debian-root.sh build "$arch")
 step "packages for $arch" make_packages
 if [ -n "$check" ]; then
