@@ -35,16 +35,28 @@ const char *nameIn(const char *file) noexcept
     return slash == nullptr ? file : slash + 1;
 }
 
-/// The log plug-in lies next to the driver; the library loads it, or does without it.
+using Library = std::unique_ptr<void, LibraryCloser>;
+
+/// The log plug-in if the library has loaded it. Each of the two lies next to the library or in its
+/// folder "nubrix/".
+Library logPlugIn() noexcept
+{
+    const char *file = ownFile();
+    for (const char *place : {"", "../", "nubrix/"}) {
+        char path[PATH_MAX] = {};
+        const int size = std::snprintf(path, sizeof path, "%.*s%slibNubrixLogDriver.so",
+                                       static_cast<int>(nameIn(file) - file), file, place);
+        if (size < 0 || static_cast<std::size_t>(size) >= sizeof path)
+            return {};
+        if (Library library{dlopen(path, RTLD_LAZY | RTLD_NOLOAD)})
+            return library;
+    }
+    return {};
+}
+
 bool writeToLog(const char *module, NubrixLogLevel level, const char *line) noexcept
 try {
-    const char *file = ownFile();
-    char path[PATH_MAX] = {};
-    const int size = std::snprintf(path, sizeof path, "%.*slibNubrixLogDriver.so",
-                                   static_cast<int>(nameIn(file) - file), file);
-    if (size < 0 || static_cast<std::size_t>(size) >= sizeof path)
-        return false;
-    const std::unique_ptr<void, LibraryCloser> library(dlopen(path, RTLD_LAZY | RTLD_NOLOAD));
+    const Library library = logPlugIn();
     if (!library)
         return false;
     const auto write =

@@ -1,9 +1,11 @@
 // The functions that the library calls, on one writer per process.
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "common/SettingsFiles.h"
 #include "log/LogSettings.h"
@@ -20,12 +22,23 @@ std::mutex g_lock;
 LogWriter *g_writer = nullptr;  // under g_lock
 std::atomic<int> g_level{kDefaultLogLevel};
 
+// The library reads the first of them as well, next to itself: in the folder above that of
+// installed plug-ins.
+std::vector<std::string> filesOfSettings()
+{
+    std::vector<std::string> files = nubrix::settingsFiles("nubrixLog.ini");
+    const std::filesystem::path own = files.front();
+    if (files.size() > 1 && own.parent_path().filename() == "nubrix")
+        files.front() = (own.parent_path().parent_path() / own.filename()).string();
+    return files;
+}
+
 // Libraries that are loaded earlier and destroyed later may log until the process exits: therefore
 // no static object with a destructor here.
 __attribute__((constructor)) void load()
 {
     try {
-        const LogSettings settings = readLogSettings(nubrix::settingsFiles("nubrixLog.ini"));
+        const LogSettings settings = readLogSettings(filesOfSettings());
         g_level = settings.level;
         g_writer = new LogWriter(settings);
     } catch (const std::exception &) {

@@ -17,7 +17,7 @@ std::string libraryFolder()
 
 bool liesInPlugInFolder(const std::string &folder, const char *file)
 {
-    return access((folder + file).c_str(), F_OK) != 0 &&
+    return !folder.empty() && access((folder + file).c_str(), F_OK) != 0 &&
            access((folder + kPlugInFolder + file).c_str(), F_OK) == 0;
 }
 

@@ -12,7 +12,8 @@ std::string libraryFolder();
 /// Where an installation keeps its plug-ins: in a folder of the library's own folder.
 inline constexpr const char *kPlugInFolder = "nubrix/";
 
-/// Whether the plug-in `file` is not in `folder`, but in the folder of plug-ins there. Thread-safe.
+/// Whether the plug-in `file` is not in `folder`, but in the folder of plug-ins there; false for a
+/// folder that is not known, "". Thread-safe.
 bool liesInPlugInFolder(const std::string &folder, const char *file);
 
 }  // namespace nubrix

@@ -46,7 +46,7 @@ Files:
       Settings of network cameras, next to the network plug-in or in
       /etc/nubrix
   nubrixLog.ini
-      Settings of the log, next to the log plug-in or in /etc/nubrix
+      Settings of the log, next to the library or in /etc/nubrix
   70-nubrix.rules
       The udev rule that gives users at the machine access to USB cameras
 
@@ -72,8 +72,10 @@ void setUpLog(bool verbose)
     setenv("NUBRIX_LOG_CONSOLE", verbose ? "1" : "0", verbose ? 1 : 0);
     if (verbose)
         setenv("NUBRIX_LOG_LEVEL", "1", 1);
-    // The lines of a driver are for the user: they appear once, in the log or without it.
-    if (std::getenv("NUBRIX_LOG_CONSOLE") == std::string("1"))
+    // The lines of a driver are for the user: they appear once, in the log where it shows errors.
+    const char *const level = std::getenv("NUBRIX_LOG_LEVEL");
+    const bool showsErrors = !level || level[0] <= '3';
+    if (std::getenv("NUBRIX_LOG_CONSOLE") == std::string("1") && showsErrors)
         unsetenv("NUBRIX_DRIVER_STDERR");
     else
         setenv("NUBRIX_DRIVER_STDERR", "1", 0);

@@ -4,11 +4,14 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include "nubrix/log_driver.h"
 #include "tests/Paths.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/fakes/FailingNew.h"
 
 namespace nubrix {
@@ -76,28 +79,56 @@ TEST(ReporterTest, WithoutALogALineGoesToStderrInCleanText)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "camera 1: it?[1m failed\n");
 }
 
-TEST(ReporterTest, WithALogALineHasItsLevel)
+/// What a plug-in writes at each level, with the log plug-in at another path.
+std::string reportedAtEachLevel(const std::string &logPath, const std::string &pluginPath)
 {
     struct Closer {
         void operator()(void *library) const { dlclose(library); }
     };
     using Library = std::unique_ptr<void, Closer>;
     setenv("NUBRIX_LOG_CONSOLE", "1", 1);
-    const Library log(dlopen(paths::kLogPlugin, RTLD_NOW));
-    const Library plugin(dlopen(paths::kReportingPlugin, RTLD_NOW));
-    ASSERT_TRUE(log && plugin) << dlerror();
+    const Library log(dlopen(logPath.c_str(), RTLD_NOW));
+    const Library plugin(dlopen(pluginPath.c_str(), RTLD_NOW));
+    if (!log || !plugin)
+        throw std::runtime_error(dlerror());
     const auto setLevel =
         reinterpret_cast<decltype(&nubrixLogSetlogLevel)>(dlsym(log.get(), "nubrixLogSetlogLevel"));
     const auto report = reinterpret_cast<void (*)()>(dlsym(plugin.get(), "reportAtEachLevel"));
-    ASSERT_TRUE(setLevel != nullptr && report != nullptr);
+    if (!setLevel || !report)
+        throw std::runtime_error("the plug-ins lack a function");
     setLevel(0);
     testing::internal::CaptureStderr();
     report();
-    const std::string lines = testing::internal::GetCapturedStderr();
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(ReporterTest, WithALogALineHasItsLevel)
+{
+    const std::string lines = reportedAtEachLevel(paths::kLogPlugin, paths::kReportingPlugin);
     EXPECT_THAT(lines, testing::ContainsRegex("warning.*Module.* first"));
     EXPECT_THAT(lines, testing::ContainsRegex("error.*Module.* second"));
     EXPECT_THAT(lines, testing::ContainsRegex("milestone.*Module.* third"));
     EXPECT_EQ(lines.find("camera 1"), std::string::npos);
+}
+
+TEST(ReporterTest, TheLogIsFoundWhereverTheLibraryFindsIt)
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.file("nubrix"));
+    const std::string log = "libNubrixLogDriver.so";
+    const std::string plugin = "libNubrixUvcDriver.so";
+    for (const char *place : {"", "nubrix/"}) {
+        std::filesystem::copy_file(paths::kLogPlugin, folder.file(place + log));
+        for (const char *other : {"", "nubrix/"}) {
+            const std::string path = folder.file(other + plugin);
+            std::filesystem::copy_file(paths::kReportingPlugin, path);
+            const std::string lines = reportedAtEachLevel(folder.file(place + log), path);
+            EXPECT_THAT(lines, HasSubstr("[error]")) << path;
+            EXPECT_THAT(lines, testing::Not(HasSubstr("camera 1"))) << path;
+            std::filesystem::remove(path);
+        }
+        std::filesystem::remove(folder.file(place + log));
+    }
 }
 
 }  // namespace

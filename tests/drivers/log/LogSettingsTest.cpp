@@ -58,6 +58,16 @@ TEST_F(LogSettingsTest, TheIniFileSetsConsoleLevelAndFile)
     EXPECT_EQ(linesInFile(), 1U);
 }
 
+TEST_F(LogSettingsTest, AnInstalledPlugInReadsTheFileThatIsNextToTheLibrary)
+{
+    std::filesystem::create_directory(m_folder.file("nubrix"));
+    const std::string installed = m_folder.file("nubrix/libNubrixLogDriver.so");
+    std::filesystem::copy_file(paths::kLogPlugin, installed);
+    writeFile(m_folder.file("nubrixLog.ini"), "[Log]\nLogLevel=1\n");
+    writeFile(m_folder.file("nubrix/nubrixLog.ini"), "[Log]\nLogLevel=4\n");
+    EXPECT_EQ(LoadedLogPlugin(installed).level(), 1);
+}
+
 TEST_F(LogSettingsTest, TheIniFileIsReadAsTheLibraryReadsIt)
 {
     EXPECT_EQ(loadWithIni("[Log]\r\nLogLevel=\"4\"\r\n")->level(), 4);
