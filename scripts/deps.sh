@@ -23,7 +23,7 @@ packages_of() {
     test) echo libgtest-dev libgmock-dev libumockdev-dev umockdev locales python3 python3-pil \
         python3-meshio python3-jsonschema man-db iproute2 aravis-tools-cli ;;
     abi) echo abigail-tools xz-utils ;;
-    examples) echo libopencv-highgui-dev xvfb ;;
+    examples) echo libopencv-highgui-dev xvfb python3-xlib ;;
     bench) echo libbenchmark-dev ;;
     peers) echo libdeflate-dev libisal-dev libssl-dev libyuv-dev libopencv-core-dev libopencv-imgproc-dev ;;
     armhf) echo g++-arm-linux-gnueabihf qemu-user mmdebstrap ;;

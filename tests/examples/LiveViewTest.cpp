@@ -47,6 +47,36 @@ protected:
         }
         return place;
     }
+    /// Waits until the colour frame is on the screen; npos when it never is.
+    std::size_t waitForColour(const XScreen &screen, std::string &pixels) const
+    {
+        // A screen gives no event when it is drawn.
+        std::size_t place = std::string::npos;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (place == std::string::npos && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            pixels = screen.pixels();
+            place = placeOfColour(pixels);
+        }
+        return place;
+    }
+    static ToolProcess::Options on(const XScreen &screen)
+    {
+        ToolProcess::Options options;
+        options.environment = {screen.environment(), "QT_QPA_PLATFORM=xcb"};
+        return options;
+    }
+    /// Expects that the example ends with success after this input.
+    void expectEndAfter(const std::string &input) const
+    {
+        const XScreen screen(kScreenWidth, kScreenHeight);
+        ToolProcess view(onVirtualCamera("live_view"), on(screen));
+        std::string pixels;
+        ASSERT_NE(waitForColour(screen, pixels), std::string::npos);
+        ASSERT_EQ(screen.send("nubrix", input), "");
+        const ToolResult result = view.finish();
+        EXPECT_EQ(result.status, 0) << result.err;
+    }
     const Frame m_color = sceneFrame(StreamType::kColor, 0);
     const Frame m_depth = sceneFrame(StreamType::kDepth, 0);
     const Frame m_infrared = sceneFrame(StreamType::kInfrared, 0);
@@ -55,18 +85,9 @@ protected:
 TEST_F(LiveViewTest, ShowsThreeStreamsSideBySide)
 {
     const XScreen screen(kScreenWidth, kScreenHeight);
-    ToolProcess::Options options;
-    options.environment = {screen.environment(), "QT_QPA_PLATFORM=xcb"};
-    ToolProcess view(onVirtualCamera("live_view"), options);
-    // A screen gives no event when it is drawn.
+    ToolProcess view(onVirtualCamera("live_view"), on(screen));
     std::string pixels;
-    std::size_t place = std::string::npos;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (place == std::string::npos && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        pixels = screen.pixels();
-        place = placeOfColour(pixels);
-    }
+    const std::size_t place = waitForColour(screen, pixels);
     view.signal(SIGTERM);
     ASSERT_NE(place, std::string::npos) << "no colour frame on the screen\n" << view.finish().err;
 
@@ -89,14 +110,20 @@ TEST_F(LiveViewTest, ShowsThreeStreamsSideBySide)
     }
 }
 
+TEST_F(LiveViewTest, EndsWhenQIsPressedOrTheWindowIsClosed)
+{
+    if (!XScreen::hasInput())
+        GTEST_SKIP() << "python3-xlib is not installed";
+    expectEndAfter("q");
+    expectEndAfter("--close");
+}
+
 TEST_F(LiveViewTest, EndsWithTheReasonWhenTheCameraIsUnplugged)
 {
     const XScreen screen(kScreenWidth, kScreenHeight);
-    ToolProcess::Options options;
-    options.environment = {screen.environment(), "QT_QPA_PLATFORM=xcb"};
     ToolProcess view(onVirtualCamera("live_view", {}, scenario(R"({"pacing": "free", "faults": [
                          {"type": "unplug", "at_frame": 10, "stream": "depth"}]})")),
-                     options);
+                     on(screen));
     const ToolResult result = view.finish();
     EXPECT_EQ(result.status, 1) << result.err;
     EXPECT_THAT(result.err, HasSubstr("the camera is gone"));

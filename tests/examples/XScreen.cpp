@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include "tests/Paths.h"
+
 namespace nubrix {
 
 namespace {
@@ -25,6 +27,18 @@ std::size_t headerNumber(const std::string &file, std::size_t place)
 bool XScreen::isInstalled()
 {
     return ToolProcess({"sh", "-c", "command -v Xvfb"}).finish().status == 0;
+}
+
+bool XScreen::hasInput()
+{
+    return ToolProcess({"/usr/bin/python3", "-c", "import Xlib"}).finish().status == 0;
+}
+
+std::string XScreen::send(const std::string &title, const std::string &input) const
+{
+    const std::string script = std::string(paths::kExamples) + "/../../tests/examples/x_input.py";
+    const ToolResult result = ToolProcess(Words{script, ":" + m_display, title, input}).finish();
+    return result.status == 0 ? "" : "x_input.py: " + result.err;
 }
 
 XScreen::XScreen(int width, int height)

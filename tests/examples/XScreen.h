@@ -28,6 +28,12 @@ public:
     /// the file has another form than expected.
     std::string pixels() const;
 
+    /// Whether input can be sent: python3-xlib is installed.
+    static bool hasInput();
+    /// Presses a key in the window with this title, or closes it with "--close". Returns what went
+    /// wrong, nothing when all went well.
+    std::string send(const std::string &title, const std::string &input) const;
+
 private:
     const std::size_t m_width;
     const std::size_t m_height;
