@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -17,34 +16,26 @@
 
 using namespace nubrix::client;
 
-// Throws also when the pixels of the frame are of another kind.
-template <class Pixel>
-static void writePng(const std::string &path, const Frame &frame, unsigned int format)
-{
-    const Image<Pixel> pixels = frame.image<Pixel>();
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    image.format = format;
-    image.width = static_cast<unsigned int>(pixels.width);
-    image.height = static_cast<unsigned int>(pixels.height);
-    if (png_image_write_to_file(&image, path.c_str(), 0, pixels.data, 0, nullptr) == 0)
-        throw std::runtime_error(path + ": " + image.message);
-}
-
 static void save(const Frame &frame, const std::string &folder, std::ostream &list)
 {
     using namespace std::chrono;
-    // Frames have the time of a clock that never jumps. Here it becomes the time of day.
-    const auto time = system_clock::now() - (steady_clock::now() - frame.time());
+    const bool isDepth = frame.type() == StreamType::kDepth;
     const std::string file = name(frame.type()) + ("-" + std::to_string(frame.index()) + ".png");
-    list << file << ',' << duration_cast<microseconds>(time.time_since_epoch()).count() << ',';
-    if (frame.type() == StreamType::kDepth) {
-        writePng<unsigned short>(folder + "/" + file, frame, PNG_FORMAT_LINEAR_Y);  // 16 bits grey
-        list << frame.millimetresPerUnit() << '\n';
-    } else {
-        writePng<RGB888Pixel>(folder + "/" + file, frame, PNG_FORMAT_RGB);
-        list << "-\n";
-    }
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    image.format = isDepth ? PNG_FORMAT_LINEAR_Y : PNG_FORMAT_RGB;  // depth: 16 bits grey
+    image.width = static_cast<unsigned int>(frame.width());
+    image.height = static_cast<unsigned int>(frame.height());
+    const void *const pixels =  // throws when they are of another kind
+        isDepth ? static_cast<const void *>(frame.image<unsigned short>().data)
+                : frame.image<RGB888Pixel>().data;
+    if (png_image_write_to_file(&image, (folder + "/" + file).c_str(), 0, pixels, 0, nullptr) == 0)
+        throw std::runtime_error(folder + "/" + file + ": " + image.message);
+    // Frames have the time of a clock that never jumps: this makes it the time of day.
+    static const auto kOffset = system_clock::now() - steady_clock::now().time_since_epoch();
+    const auto time = (kOffset + frame.time().time_since_epoch()).time_since_epoch();
+    list << file << ',' << duration_cast<microseconds>(time).count() << ','
+         << (isDepth ? std::to_string(frame.millimetresPerUnit()) : "-") << '\n';
 }
 
 int main(int argc, char **argv)
@@ -59,10 +50,8 @@ int main(int argc, char **argv)
         Stream color = camera.start(StreamType::kColor);
         Stream depth = camera.start(StreamType::kDepth);
         for (int i = 0; i < frames; ++i) {  // frames that come while it writes are skipped
-            const Frame colorFrame = color.nextComplete();
-            const Frame depthFrame = depth.nextComplete();
-            save(colorFrame, folder, list);
-            save(depthFrame, folder, list);
+            save(color.nextComplete(), folder, list);
+            save(depth.nextComplete(), folder, list);
         }
         if (!list.flush())
             throw std::runtime_error(folder + "/images.csv cannot be written");

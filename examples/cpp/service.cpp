@@ -4,18 +4,19 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <mutex>
 #include <string>
+#include <thread>
 
 using namespace nubrix::client;
 using std::chrono::seconds;
 
 static std::atomic<bool> g_stop{false};
+
+static std::string g_problem;  // the last one that was logged; none while frames come
 
 // Until the service is to stop. Throws when there is no camera, or when it is gone or does not
 // answer any more. Everything of the camera is destroyed then: only so can it be opened anew.
@@ -26,6 +27,7 @@ static void measure(const Session &session)
     std::fprintf(stderr, "measuring with %s\n", camera.info().uri.c_str());
     while (!g_stop) {
         const Frame frame = depth.nextComplete(seconds(2));
+        g_problem.clear();
         if (frame.index() % 30 == 0) {  // your work goes here
             std::fprintf(stderr, "%.0f mm\n",
                          frame.millimetres(frame.width() / 2, frame.height() / 2));
@@ -39,29 +41,19 @@ int main()
     std::signal(SIGINT, [](int) { g_stop = true; });
     try {
         const Session session;
-        std::mutex lock;
-        std::condition_variable changed;
-        bool arrived = false;
         const Subscription subscription =
-            session.onCamerasChanged([&](const std::string &uri, bool attached) {
+            session.onCamerasChanged([](const std::string &uri, bool attached) {
                 std::fprintf(stderr, "%s %s\n", uri.c_str(), attached ? "arrived" : "left");
-                const std::lock_guard<std::mutex> guard(lock);
-                arrived = arrived || attached;
-                changed.notify_all();
             });
-        std::string last;
         while (!g_stop) {
             try {
                 measure(session);
             } catch (const Error &error) {
-                if (last != error.what())  // once, not with every attempt
+                if (g_problem != error.what())  // once, not with every attempt
                     std::fprintf(stderr, "%s\n", error.what());
-                last = error.what();
+                g_problem = error.what();
+                std::this_thread::sleep_for(seconds(1));
             }
-            // Again when a camera arrives; every second, as another program may release one.
-            std::unique_lock<std::mutex> guard(lock);
-            changed.wait_for(guard, seconds(1), [&] { return arrived; });
-            arrived = false;
         }
     } catch (const std::exception &error) {  // systemd starts it anew
         std::fprintf(stderr, "%s\n", error.what());

@@ -3,7 +3,6 @@
 #include <signal.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <set>
 
 #include "tests/drivers/virtual/FirmwareBytes.h"
@@ -12,7 +11,7 @@
 namespace nubrix {
 namespace {
 
-using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
@@ -27,40 +26,57 @@ protected:
         if (at == std::string::npos)
             return "it does not start the installed program";
         unit.replace(at, 10 + installed.size(),
-                     std::string("ExecStart=") + paths::kBin + "/examples/service");
+                     std::string("ExecStart=\"") + paths::kBin + "/examples/service\"");
         const std::string file = m_folder.file("nubrix-service.service", unit);
-        return ToolProcess({"systemd-analyze", "verify", file}).finish().err;
+        // Other units of the machine may have problems of their own.
+        return ToolProcess({"systemd-analyze", "verify", "--recursive-errors=no", file})
+            .finish()
+            .err;
     }
 };
 
-TEST_F(ServiceTest, SurvivesUnpluggingAndEndsOnRequest)
+// Every frame is delivered, so that one comes between the two for certain.
+TEST_F(ServiceTest, SurvivesUnpluggingLogsEachAndEndsOnRequest)
 {
-    const std::string unplugged = scenario(R"({"faults": [
+    const std::string unplugged = scenario(R"({"pacing": "free", "faults": [
         {"type": "unplug", "at_frame": 10, "stream": "depth"}, {"type": "plug", "after_ms": 200},
-        {"type": "unplug", "at_ms": 100000}]})");
+        {"type": "unplug", "at_frame": 20, "stream": "depth"}, {"type": "plug", "after_ms": 200}]})");
     ToolProcess service(onVirtualCamera("service", {}, unplugged));
-    ASSERT_TRUE(service.waitForOutput("measuring with usb:virtual-VIRT0001", 2))
+    ASSERT_TRUE(service.waitForOutput("measuring with usb:virtual-VIRT0001", 3))
         << service.finish().err;
-    ASSERT_TRUE(service.waitForOutput(" mm\n", 2)) << service.finish().err;
+    ASSERT_TRUE(service.waitForOutput(" mm\n", 3)) << service.finish().err;
     service.signal(SIGTERM);
     const ToolResult result = service.finish();
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(
-        result.err,
-        AllOf(HasSubstr("usb:virtual-VIRT0001 left\n"), HasSubstr("the camera is gone: unplugged"),
-              HasSubstr("usb:virtual-VIRT0001 arrived\n"), HasSubstr("stopped\n")));
+    EXPECT_THAT(linesContaining(result.err, "usb:virtual-VIRT0001 left"), SizeIs(2)) << result.err;
+    EXPECT_THAT(linesContaining(result.err, "the camera is gone: unplugged"), SizeIs(2))
+        << result.err;
+    EXPECT_THAT(linesContaining(result.err, "usb:virtual-VIRT0001 arrived"), SizeIs(2))
+        << result.err;
+    EXPECT_THAT(result.err, EndsWith("stopped\n"));
 }
 
-TEST_F(ServiceTest, WaitsForACameraAndLogsItOnce)
+TEST_F(ServiceTest, WaitsForACamera)
 {
     const std::string late = scenario(R"({"cameras": [{"serial": "LATE", "plugged": false,
-        "faults": [{"type": "plug", "at_ms": 2500}]}]})");
+        "faults": [{"type": "plug", "at_ms": 1500}]}]})");
     ToolProcess service(onVirtualCamera("service", {}, late));
     ASSERT_TRUE(service.waitForOutput("measuring with usb:virtual-LATE")) << service.finish().err;
     service.signal(SIGINT);
     const ToolResult result = service.finish();
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(linesWith(result.err, "openDevice: no camera is attached"), SizeIs(1))
+    EXPECT_LE(linesContaining(result.err, "no camera is attached").size(), 1U) << result.err;
+}
+
+TEST_F(ServiceTest, LogsAReasonOnceHoweverOftenItTries)
+{
+    ToolProcess service(onVirtualCamera("service", {}, scenario(R"({"faults": [
+        {"type": "open_fail", "attempt": 1, "count": 4, "status": -2}]})")));
+    ASSERT_TRUE(service.waitForOutput("measuring with ")) << service.finish().err;
+    service.signal(SIGINT);
+    const ToolResult result = service.finish();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(linesContaining(result.err, "another application has the camera"), SizeIs(1))
         << result.err;
 }
 
@@ -75,9 +91,14 @@ TEST_F(ServiceTest, ItsUnitIsOneThatSystemdTakes)
 
 class SlowWorkerTest : public ExampleTest {};
 
+// A recording of 250 frames/s, of which a busy machine loses none before they reach the queue. The
+// work takes 150 ms for each, and ends long before the recording does.
 TEST_F(SlowWorkerTest, EveryFrameIsWorkedOnOrCountedAsDropped)
 {
-    const ToolResult result = run("slow_worker", {"10"});
+    std::vector<SentRecord> records;
+    for (unsigned int i = 0; i < 10000; ++i)
+        records.push_back(smallRecord(StreamType::kDepth, i, i * 4000ULL));
+    const ToolResult result = run("slow_worker", {"10"}, recordingScenario(records));
     ASSERT_EQ(result.status, 0) << result.err;
     const Words worked = linesWith(result.out, "worked on frame ");
     EXPECT_THAT(worked, SizeIs(10));
@@ -92,16 +113,12 @@ TEST_F(SlowWorkerTest, EveryFrameIsWorkedOnOrCountedAsDropped)
                           &dropped, &kept),
               3)
         << result.out;
-    if (!std::getenv("NUBRIX_EMULATED")) {  // where the camera may be slow as well
-        EXPECT_GT(dropped, 0U) << "two threads manage some 13 of 30 frames a second";
-    }
+    EXPECT_GT(dropped, 0U);
     EXPECT_GE(came, 10 + dropped);
     EXPECT_LE(came, 10 + dropped + 2) << "2 frames may wait in the queue";
     EXPECT_EQ(kept, 5U);
-    if (dropped > 0) {
-        EXPECT_THAT(result.out,
-                    HasSubstr("lost: " + std::to_string(dropped) + " dropped from the queue"));
-    }
+    EXPECT_THAT(result.out,
+                HasSubstr("lost: " + std::to_string(dropped) + " dropped from the queue"));
 }
 
 TEST_F(SlowWorkerTest, WhatTheWorkThrowsReachesTheProgram)
@@ -126,7 +143,7 @@ TEST_F(UpgradeFirmwareTest, ShowsTheProgressAndBothVersions)
     EXPECT_THAT(linesWith(result.out, "before: firmware "), SizeIs(1));
     EXPECT_THAT(result.out, Not(HasSubstr("before: firmware 7.1.3")));
     EXPECT_LT(result.out.find("\n5 %\n"), result.out.find("\n100 %\n"));
-    EXPECT_THAT(result.out, testing::EndsWith("\n100 %\nnow: firmware 7.1.3\n"));
+    EXPECT_THAT(result.out, EndsWith("\n100 %\nnow: firmware 7.1.3\n"));
 }
 
 TEST_F(UpgradeFirmwareTest, AFileThatIsNoFirmwareIsRefused)

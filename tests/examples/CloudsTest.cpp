@@ -97,8 +97,7 @@ TEST_F(CloudsTest, TheForegroundHasTheColoursOfTheSameMoment)
     ASSERT_EQ(result.status, 0) << result.err;
     unsigned int points = 0;
     unsigned int index = 0;
-    ASSERT_EQ(std::sscanf(result.out.c_str(), "%u of %*u points of frame %u in", &points, &index),
-              2);
+    ASSERT_EQ(std::sscanf(result.out.c_str(), "%u of %*u points of frame %u", &points, &index), 2);
     const PlySummary summary = this->summary();
     EXPECT_EQ(summary.points, points);
     EXPECT_LE(summary.farthest, kLimit / 1000);
@@ -125,6 +124,21 @@ TEST_F(CloudsTest, TheForegroundHasTheColoursOfTheSameMoment)
     EXPECT_EQ(at, bytes.size());
     EXPECT_EQ(at, points * 15U);
     EXPECT_GT(points, 1000U);
+}
+
+TEST_F(CloudsTest, AtFiveFramesPerSecondTheMomentIsLonger)
+{
+    const ToolResult result = run("coloured_cloud", {m_file}, recordingScenario(slowRecords()));
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr(" of 64 points of frame "));
+}
+
+TEST_F(CloudsTest, EndsWithTheReasonWhenNoFramesFitTogether)
+{
+    const ToolResult result =
+        run("coloured_cloud", {m_file}, recordingScenario(recordsOfDifferentMoments()));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("none of colour and depth fit together"));
 }
 
 }  // namespace

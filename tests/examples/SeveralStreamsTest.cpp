@@ -23,8 +23,10 @@ TEST_F(MatchedStreamsTest, ASetIsOfOneMoment)
         {"serial": "LEFT", "faults": [{"type": "drop", "at_frame": 4, "count": 3,
                                        "stream": "color"}]}, "RIGHT"]})"));
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr("0: color, 1: depth of usb:virtual-LEFT\n"));
-    EXPECT_THAT(result.out, HasSubstr("2: color, 3: depth of usb:virtual-RIGHT\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("0: color of usb:virtual-LEFT\n1: depth of usb:virtual-LEFT\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("2: color of usb:virtual-RIGHT\n3: depth of usb:virtual-RIGHT\n"));
     const Words lines = linesWith(result.out, "set ");
     ASSERT_THAT(lines, SizeIs(12));
     for (const std::string &line : lines) {
@@ -40,6 +42,22 @@ TEST_F(MatchedStreamsTest, ASetIsOfOneMoment)
         EXPECT_EQ(set.frames[2], set.frames[3]) << line;
         EXPECT_FALSE(set.frames[0] >= 4 && set.frames[0] < 7) << line << ": they were dropped";
     }
+}
+
+TEST_F(MatchedStreamsTest, AtFiveFramesPerSecondTheMomentIsLonger)
+{
+    const ToolResult result = run("matched_streams", {"3"}, recordingScenario(slowRecords()));
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(linesContaining(result.out, ", 50000 us apart:"), SizeIs(3)) << result.out;
+}
+
+TEST_F(MatchedStreamsTest, EndsWithTheReasonWhenThereIsNoSet)
+{
+    const ToolResult result =
+        run("matched_streams", {"3"}, recordingScenario(recordsOfDifferentMoments()));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(linesWith(result.out, "set "), SizeIs(0));
+    EXPECT_THAT(result.err, HasSubstr("losses, or no common trigger"));
 }
 
 TEST_F(MatchedStreamsTest, WithoutACameraThereIsNothingToMatch)
