@@ -82,7 +82,8 @@ private:
                    std::to_string(m_ledger.handedOver) + " frames, " + everyFrame();
         }
         if (m_ledger.toRecorders != 0)
-            return "a recorder had not begun or was still writing the frame before, " + everyFrame();
+            return "a recorder had not begun or was still writing the frame before, " +
+                   everyFrame();
         return "nobody reads the stream";
     }
     void addShortage()
