@@ -51,4 +51,29 @@ void operator delete(void *memory, std::size_t) noexcept
     std::free(memory);
 }
 
+// Those of arrays call the ones above by themselves, but not where a sanitizer has its own.
+void *operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
+void *operator new[](std::size_t size, const std::nothrow_t &) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
+void operator delete[](void *memory) noexcept
+{
+    operator delete(memory);
+}
+
+void operator delete[](void *memory, std::size_t) noexcept
+{
+    operator delete(memory);
+}
+
 #pragma GCC visibility pop
