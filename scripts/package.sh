@@ -76,11 +76,11 @@ build() {
 }
 
 make_packages() {
-    build "$packages/work" /build
+    build "$packages/build" /build
     rm -rf "$packages"/*.deb "$packages/debug"
     mkdir "$packages/debug"
-    mv "$packages"/work/*-dbgsym_*.deb "$packages/debug"
-    mv "$packages"/work/*.deb "$packages"
+    mv "$packages"/build/*-dbgsym_*.deb "$packages/debug"
+    mv "$packages"/build/*.deb "$packages"
 }
 
 run_lintian() {
@@ -136,5 +136,5 @@ if [ "$check" = --check ]; then
     step "hardening" check_hardening
     step "the same bytes elsewhere" check_reproducible
 fi
-rm -rf "$packages/work"
+rm -rf "$packages/build"
 ls -l "$packages"/*.deb

@@ -1,10 +1,9 @@
 #!/usr/bin/python3
 """Bad includes of every kind are found, and nothing else is."""
 import pathlib
-import subprocess
-import sys
-import tempfile
 import unittest
+
+import sample_project
 
 GOOD = {
     "include/nubrix/api.h": '#include "nubrix/types.h"\n#include <string>\n',
@@ -31,19 +30,8 @@ RULES = ["base:", "device:base"]
 class LayeringTest(unittest.TestCase):
     def run_on(self, changes, rules=None):
         """The exit status and the output for GOOD with these changes."""
-        with tempfile.TemporaryDirectory() as root:
-            for name, content in {**GOOD, **changes}.items():
-                file = pathlib.Path(root, name)
-                file.parent.mkdir(parents=True, exist_ok=True)
-                file.write_text(content)
-            script = pathlib.Path(__file__).with_name("layering.py")
-            done = subprocess.run(
-                [sys.executable, script, root, *(rules or RULES)],
-                stdout=subprocess.PIPE,
-                text=True,
-                check=False,
-            )
-            return done.returncode, done.stdout
+        script = pathlib.Path(__file__).with_name("layering.py")
+        return sample_project.outcome(script, {**GOOD, **changes}, *(rules or RULES))
 
     def assert_found(self, where, include):
         file, number = where.split(":")

@@ -12,6 +12,9 @@ import unittest
 
 import html_links
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+import sample_project  # noqa: E402
+
 ROOT = pathlib.Path(sys.argv[1])
 FOLDER = pathlib.Path(sys.argv[2])
 sys.path.insert(0, str(ROOT / 'scripts'))
@@ -104,10 +107,7 @@ class FaultTest(unittest.TestCase):
                  'examples/README.md': '# Three\n\n| what | how |\n|---|---|\n| a | [four](cpp/four.cpp) |\n',
                  'examples/cpp/four.cpp': 'int main() { nothing(); }\n',
                  'include/nubrix/version.h': HEADER}
-        for name, text in {**files, **changes}.items():
-            file = root / name
-            file.parent.mkdir(parents=True, exist_ok=True)
-            file.write_text(text)
+        sample_project.write(root, {**files, **changes})
         done = make(root, root / 'out')
         return done.returncode, done.stderr
 
